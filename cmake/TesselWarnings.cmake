@@ -1,0 +1,13 @@
+# What every target of this project is compiled with. Warnings are errors; headers of Qt come in as
+# system headers and are not judged.
+add_library(TesselCompileOptions INTERFACE)
+target_compile_options(TesselCompileOptions INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wsuggest-override>)
+target_compile_definitions(TesselCompileOptions INTERFACE
+    QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS QT_MESSAGELOGCONTEXT)
+if(TESSEL_SANITIZE)
+    target_compile_options(TesselCompileOptions INTERFACE
+        -fsanitize=${TESSEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(TesselCompileOptions INTERFACE -fsanitize=${TESSEL_SANITIZE})
+endif()

@@ -1,0 +1,3 @@
+#include "Companion/BufferHandlerInterface.h"
+
+BufferHandlerInterface::~BufferHandlerInterface() = default;

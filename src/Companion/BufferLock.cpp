@@ -1,0 +1,162 @@
+#include "Companion/BufferLock_p.h"
+
+#include <QDebug>
+
+#include <algorithm>
+
+#include <sys/sem.h>
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+/// Stands for the calling thread as long as it lives.
+const void *thisThread()
+{
+    static thread_local char token;
+    return &token;
+}
+
+} // namespace
+
+BufferLock::~BufferLock()
+{
+    if (!belongsToThisProcess()) {
+        return;
+    }
+    if (m_depth.load(std::memory_order_relaxed) > 0) {
+        giveBackExclusive();
+    }
+    for (int i = m_sharedCount.load(std::memory_order_relaxed); i > 0; --i) {
+        unlockShared();
+    }
+}
+
+bool BufferLock::lock(std::chrono::milliseconds bound)
+{
+    if (isHeldHere()) {
+        m_depth.fetch_add(1, std::memory_order_relaxed);
+        return true;
+    }
+    sembuf operations[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
+    if (report(operate(operations, 2, bound)) != Outcome::Done) {
+        return false;
+    }
+    becomeHolder();
+    return true;
+}
+
+bool BufferLock::lockAgainstReaders(short ownReaders, std::chrono::milliseconds bound)
+{
+    if (isHeldHere()) {
+        m_depth.fetch_add(1, std::memory_order_relaxed);
+        return true;
+    }
+    // In one step if nobody is inside.
+    sembuf operations[] = {{SemaphoreWriteLock, 0, 0},
+                           {SemaphoreWriteLock, 1, SEM_UNDO},
+                           {SemaphoreReaders, static_cast<short>(-ownReaders), SEM_UNDO},
+                           {SemaphoreReaders, 0, 0},
+                           {SemaphoreReaders, ownReaders, SEM_UNDO}};
+    const std::size_t count = ownReaders == 0 ? 3 : 5;
+    if (ownReaders == 0) {
+        operations[2] = {SemaphoreReaders, 0, 0};
+    }
+    Outcome outcome = report(operate(operations, count, Milliseconds::zero()));
+    if (outcome == Outcome::WouldWait) {
+        return takeStepByStep(ownReaders, bound);
+    }
+    if (outcome != Outcome::Done) {
+        return false;
+    }
+    becomeHolder();
+    return true;
+}
+
+bool BufferLock::takeStepByStep(short ownReaders, std::chrono::milliseconds bound)
+{
+    // First the writers' place, which no further reader passes, then the end of those inside:
+    // waiting for both at once, a writer would starve behind readers that take turns.
+    const Clock::time_point deadline = Clock::now() + bound;
+    sembuf place[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
+    if (report(operate(place, 2, bound)) != Outcome::Done) {
+        return false;
+    }
+    const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now());
+    sembuf readersGone[] = {{SemaphoreReaders, 0, 0}, {}, {}};
+    std::size_t count = 1;
+    if (ownReaders != 0) {
+        readersGone[0] = {SemaphoreReaders, static_cast<short>(-ownReaders), SEM_UNDO};
+        readersGone[1] = {SemaphoreReaders, 0, 0};
+        readersGone[2] = {SemaphoreReaders, ownReaders, SEM_UNDO};
+        count = 3;
+    }
+    if (report(operate(readersGone, count, std::max(left, Milliseconds(1)))) != Outcome::Done) {
+        giveBackExclusive();
+        return false;
+    }
+    becomeHolder();
+    return true;
+}
+
+bool BufferLock::unlock()
+{
+    if (!isHeldHere()) {
+        return false;
+    }
+    if (m_depth.fetch_sub(1, std::memory_order_relaxed) > 1) {
+        return true;
+    }
+    // Before the semaphore: afterwards the next holder writes its name here.
+    m_holder.store(nullptr, std::memory_order_relaxed);
+    giveBackExclusive();
+    return true;
+}
+
+bool BufferLock::isHeldHere() const
+{
+    return m_holder.load(std::memory_order_relaxed) == thisThread();
+}
+
+BufferLock::Sharing BufferLock::lockShared(std::chrono::milliseconds bound)
+{
+    sembuf operations[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreReaders, 1, SEM_UNDO}};
+    // A thread that writes lets itself in, and stays in as a reader after its write lock.
+    const bool ownWriter = isHeldHere();
+    const Outcome outcome = report(
+        operate(ownWriter ? operations + 1 : operations, ownWriter ? 1 : 2, bound));
+    if (outcome == Outcome::Done) {
+        m_sharedCount.fetch_add(1, std::memory_order_relaxed);
+        return Sharing::Shared;
+    }
+    return outcome == Outcome::Gone ? Sharing::Unneeded : Sharing::Failed;
+}
+
+void BufferLock::unlockShared()
+{
+    m_sharedCount.fetch_sub(1, std::memory_order_relaxed);
+    sembuf operation{SemaphoreReaders, -1, SEM_UNDO};
+    report(operate(&operation, 1, Milliseconds::zero()));
+}
+
+void BufferLock::becomeHolder()
+{
+    m_holder.store(thisThread(), std::memory_order_relaxed);
+    m_depth.store(1, std::memory_order_relaxed);
+}
+
+void BufferLock::giveBackExclusive()
+{
+    sembuf operation{SemaphoreWriteLock, -1, SEM_UNDO};
+    report(operate(&operation, 1, Milliseconds::zero()));
+}
+
+BufferLock::Outcome BufferLock::report(Outcome outcome)
+{
+    if (outcome == Outcome::Gone && !m_removalReported.exchange(true, std::memory_order_relaxed)) {
+        qWarning() << "The semaphores of this process data memory were removed: nobody can write"
+                      " any more. Attach again.";
+    }
+    return outcome;
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Companion/SystemVSemaphoreBaseClass.h"
+
+#include <atomic>
+
+/// The locks of one region: writers exclude each other, and readers where there is only one buffer.
+///
+/// The exclusive lock belongs to a thread, which may take it again while it holds it. Whatever a
+/// process holds when it dies is given back by the kernel. The members are atomic only because
+/// threads look whether they are the holder; the semaphores alone exclude.
+class BufferLock : public SystemVSemaphoreBaseClass
+{
+public:
+    using SystemVSemaphoreBaseClass::SystemVSemaphoreBaseClass;
+    /// Gives back what is still held; in a forked child nothing, since the parent holds it.
+    ~BufferLock() override;
+
+    /// Keeps other writers out. False if the wait ran out or the semaphores are gone.
+    bool lock(std::chrono::milliseconds bound);
+    /// Keeps writers and readers out. @p ownReaders is 1 where this thread has a shared lock, which
+    /// does not stand in its own way.
+    bool lockAgainstReaders(short ownReaders, std::chrono::milliseconds bound);
+    /// One level back. False if this thread does not hold the lock.
+    bool unlock();
+    /// Whether the calling thread is inside the exclusive lock.
+    bool isHeldHere() const;
+
+    enum class Sharing {
+        Shared,   ///< Writers are kept out until unlockShared().
+        Unneeded, ///< The semaphores were removed: no writer can come in any more.
+        Failed
+    };
+    /// Keeps writers out, but not readers.
+    Sharing lockShared(std::chrono::milliseconds bound);
+    void unlockShared();
+
+private:
+    void becomeHolder();
+    bool takeStepByStep(short ownReaders, std::chrono::milliseconds bound);
+    void giveBackExclusive();
+    Outcome report(Outcome outcome);
+
+    std::atomic<const void *> m_holder{nullptr};
+    std::atomic<int> m_depth{0};
+    std::atomic<int> m_sharedCount{0};
+    std::atomic<bool> m_removalReported{false};
+};

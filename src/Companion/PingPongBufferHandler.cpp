@@ -1,0 +1,206 @@
+#include "Companion/PingPongBufferHandler.h"
+
+#include "Companion/BufferLock_p.h"
+#include "Companion/ReadLockNotes_p.h"
+#include "Companion/SharedBytes_p.h"
+
+#include <QDebug>
+
+#include <unistd.h>
+
+// Why a torn set cannot be accepted. In epoch e (swapCount == e) readers use buffer e & 1, and
+// whoever holds the write lock fills the other one.
+//
+//   writer, once an epoch and before its first store into buffer b:
+//       W1  writeEpoch[b] = e            (relaxed)
+//       W2  fence(release)
+//       W3  stores into buffer b         (relaxed)
+//   swap:
+//       S   swapCount = e + 1            (release)
+//   reader:
+//       R1  r = swapCount                (acquire)
+//       R2  loads from buffer r & 1      (relaxed)
+//       R3  fence(acquire)
+//       R4  repeat = writeEpoch[r & 1] > r   (relaxed)
+//
+// R1 that reads S sees all W3 of the published set, and what the epochs before left. If R2 sees any
+// store W3 of a later epoch, then fence W2 synchronises with fence R3 through it, R4 sees W1 or
+// something newer, which is above r, and the reader repeats. A swap without a write changes no
+// writeEpoch and causes no repetition. Writers are ordered among themselves by the semaphore, whose
+// system calls order memory as a mutex does.
+
+namespace {
+
+/// So many repetitions in a row, and the next read holds writers off.
+constexpr int optimisticAttempts = 2;
+
+/// How long such a read waits for the writer inside. If that one was stopped the read goes on
+/// without the lock: a stopped writer does not swap, so that nobody writes into what is read.
+constexpr std::chrono::milliseconds heldReadBound{1000};
+
+} // namespace
+
+PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBuffer *management,
+                                             unsigned char *first, unsigned char *second,
+                                             SystemVSemaphoreBaseClass::CreationType type,
+                                             unsigned int size, const QString &semaphoreKey)
+    : m_management(management)
+    , m_buffers{first, second}
+    , m_size(size)
+    , m_number(ReadLockNotes::newHandlerNumber())
+    , m_process(static_cast<quint32>(getpid()))
+    , m_lock(std::make_unique<BufferLock>(semaphoreKey, type))
+{
+}
+
+PingPongBufferHandler::~PingPongBufferHandler()
+{
+    ReadLockNotes::forget(m_number);
+}
+
+unsigned int PingPongBufferHandler::getSizeManagementBuffer()
+{
+    return sizeof(ManagementBuffer);
+}
+
+bool PingPongBufferHandler::isUsable() const
+{
+    return m_management != nullptr && m_buffers[0] != nullptr && m_buffers[1] != nullptr;
+}
+
+BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForRead()
+{
+    if (!isUsable()) {
+        return nullptr;
+    }
+    const int depth = ReadLockNotes::count(m_number);
+    const bool holdsWriters = ReadLockNotes::repeatsInARow(m_number, depth) >= optimisticAttempts
+                              && m_lock->lock(heldReadBound);
+    const quint64 epoch = m_management->swapCount.load(std::memory_order_acquire);
+    ReadLockNotes::add({m_number, buffer(epoch), epoch, depth, holdsWriters});
+    return buffer(epoch);
+}
+
+bool PingPongBufferHandler::unlockForRead(BufferPointer buffer, bool &repeat)
+{
+    repeat = false;
+    const std::optional<ReadLockNote> note = ReadLockNotes::take(m_number, buffer);
+    if (!note) {
+        return false;
+    }
+    std::atomic_thread_fence(std::memory_order_acquire);
+    repeat = m_management->writeEpoch[note->epoch & 1].load(std::memory_order_relaxed)
+             > note->epoch;
+    ReadLockNotes::noteOutcome(m_number, note->depth, repeat);
+    return !note->holdsSemaphore || m_lock->unlock();
+}
+
+BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
+{
+    if (!isUsable() || !m_lock->lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
+        return nullptr;
+    }
+    const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
+    if (m_writeDepth.fetch_add(1, std::memory_order_relaxed) == 0) {
+        if (isUnfinished()) {
+            takeBackUnfinishedSet(epoch);
+        }
+        beginWriting(epoch);
+    }
+    return buffer(epoch + 1);
+}
+
+bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
+{
+    if (buffer == nullptr || !m_lock->isHeldHere()
+        || m_writeDepth.load(std::memory_order_relaxed) == 0) {
+        return false;
+    }
+    if (m_writeDepth.fetch_sub(1, std::memory_order_relaxed) == 1) {
+        const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
+        m_management->finishedCount.store(epoch + 1, std::memory_order_relaxed);
+        // After all that was written: a process that dies before this point has not finished.
+        m_management->writerPid.store(0, std::memory_order_release);
+    }
+    return m_lock->unlock();
+}
+
+BufferHandlerInterface::BufferPointer PingPongBufferHandler::readBufferPointer()
+{
+    if (!isUsable()) {
+        return nullptr;
+    }
+    // Inside a read lock the buffer of that lock: a reader that followed every swap would mix two
+    // sets without either of them being written into.
+    unsigned char *const locked = ReadLockNotes::newestBuffer(m_number);
+    return locked != nullptr ? locked
+                             : buffer(m_management->swapCount.load(std::memory_order_acquire));
+}
+
+BufferHandlerInterface::BufferPointer PingPongBufferHandler::writeBufferPointer()
+{
+    return isUsable() ? buffer(m_management->swapCount.load(std::memory_order_acquire) + 1)
+                      : nullptr;
+}
+
+bool PingPongBufferHandler::swapBuffers()
+{
+    if (!isUsable() || !m_lock->lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
+        return false;
+    }
+    const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
+    const bool isWriting = m_writeDepth.load(std::memory_order_relaxed) > 0;
+    const bool isComplete = isWriting || !isUnfinished() || takeBackUnfinishedSet(epoch);
+    if (isComplete) {
+        m_management->swapCount.store(epoch + 1, std::memory_order_release);
+    }
+    if (isComplete && isWriting) {
+        // This thread goes on writing, from now on into the buffer that was read until now.
+        beginWriting(epoch + 1);
+    }
+    return m_lock->unlock() && isComplete;
+}
+
+/// Tells readers that the write buffer of @p epoch is about to change. Under the write lock.
+void PingPongBufferHandler::markWriteEpoch(quint64 epoch)
+{
+    m_management->writeEpoch[(epoch + 1) & 1].store(epoch, std::memory_order_relaxed);
+    // The words so far stand before any store into the buffer.
+    std::atomic_thread_fence(std::memory_order_release);
+}
+
+/// Makes the write buffer of @p epoch ready for this thread. Under the write lock.
+void PingPongBufferHandler::beginWriting(quint64 epoch)
+{
+    m_management->writerPid.store(m_process, std::memory_order_relaxed);
+    markWriteEpoch(epoch);
+    if (m_management->copiedEpoch.load(std::memory_order_relaxed) != epoch) {
+        copyShared(buffer(epoch + 1), buffer(epoch), m_size);
+        m_management->copiedEpoch.store(epoch, std::memory_order_relaxed);
+    }
+}
+
+/// True if the former holder of the write lock died in the middle of its set. Under the write lock.
+bool PingPongBufferHandler::isUnfinished() const
+{
+    return m_management->writerPid.load(std::memory_order_relaxed) != 0;
+}
+
+/// Brings the write buffer back to what is published, so that half of a set never is. Under the
+/// write lock. False if a set that another writer had finished goes with it.
+bool PingPongBufferHandler::takeBackUnfinishedSet(quint64 epoch)
+{
+    markWriteEpoch(epoch);
+    // The mark of the dead writer stays until all is back, in case this process dies here as well.
+    copyShared(buffer(epoch + 1), buffer(epoch), m_size);
+    m_management->copiedEpoch.store(epoch, std::memory_order_relaxed);
+    const bool wasFinished = m_management->finishedCount.load(std::memory_order_relaxed)
+                             == epoch + 1;
+    m_management->finishedCount.store(0, std::memory_order_relaxed);
+    m_management->writerPid.store(0, std::memory_order_release);
+    if (wasFinished) {
+        qWarning() << "A process ended in the middle of writing process data: values that were"
+                      " written but not yet published are taken back.";
+    }
+    return !wasFinished;
+}

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "Companion/BufferHandlerInterface.h"
+#include "Companion/SystemVSemaphoreBaseClass.h"
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+
+class BufferLock;
+
+/// A double buffer: readers see one complete set while writers fill the next.
+///
+/// Writers exclude each other through a semaphore. Readers take no lock and make no system call:
+/// they read, and learn at the unlock whether a writer has begun to write into the buffer that they
+/// read. A thread that had to repeat twice in a row holds writers off for its next read, so that
+/// the third attempt succeeds. The first write lock after a swap brings the write buffer up to
+/// date, so that a value which a writer leaves out keeps its last published content. If a writer
+/// died in the middle of its set, the next one takes back whatever was not published.
+class TESSEL_EXPORT PingPongBufferHandler : public BufferHandlerInterface
+{
+public:
+    /// Start of a double-buffered region. All words are native byte order, all zero is the state
+    /// after creation. Offsets in bytes; a cache line (64 bytes) for each kind of writer:
+    ///
+    ///       0                8
+    ///       | swapCount      | reserved ...                    changed by every swap
+    ///      64               72               80
+    ///       | writeEpoch[0]  | writeEpoch[1]  | reserved ...   changed by the first lock of an epoch
+    ///     128               136              144          148
+    ///       | copiedEpoch    | finishedCount  | writerPid | reserved ...  only under the lock
+    ///     192 ... 511
+    ///       | reserved, zero
+    ///
+    /// An epoch is the time between two swaps, numbered by swapCount. In epoch e readers use buffer
+    /// e mod 2 and writers the other one.
+    struct ManagementBuffer
+    {
+        /// Number of swaps so far, and thereby the roles of the buffers.
+        std::atomic<quint64> swapCount;
+        unsigned char reservedForSwap[56];
+        /// For each buffer the last epoch in which a writer began to write into it.
+        std::atomic<quint64> writeEpoch[2];
+        unsigned char reservedForFirstLock[48];
+        /// The epoch in which the write buffer was last brought up to date.
+        std::atomic<quint64> copiedEpoch;
+        /// 1 + the epoch in which a writer last finished its set; 0 before the first.
+        std::atomic<quint64> finishedCount;
+        /// Process that is writing; 0 if none. Still set under a free lock: that process died.
+        std::atomic<quint32> writerPid;
+        unsigned char reservedForWriter[44];
+        unsigned char reserved[320];
+    };
+
+    /// Takes addresses into a mapping that must outlive every lock. From null addresses the handler
+    /// is made all the same, and its locks fail.
+    PingPongBufferHandler(PingPongBufferHandler::ManagementBuffer *management, unsigned char *first,
+                          unsigned char *second, SystemVSemaphoreBaseClass::CreationType type,
+                          unsigned int size, const QString &semaphoreKey);
+    ~PingPongBufferHandler() override;
+
+    /// Bytes of ManagementBuffer, which lies in front of the two buffers.
+    static unsigned int getSizeManagementBuffer();
+
+    BufferPointer lockForRead() override;
+    bool unlockForRead(BufferPointer buffer, bool &repeat) override;
+    BufferPointer lockForWrite() override;
+    bool unlockForWrite(BufferPointer buffer) override;
+    BufferPointer readBufferPointer() override;
+    BufferPointer writeBufferPointer() override;
+    bool swapBuffers() override;
+    quint32 bufferSize() override { return m_size; }
+
+private:
+    bool isUsable() const;
+    BufferPointer buffer(quint64 index) const { return m_buffers[index & 1]; }
+
+    bool isUnfinished() const;
+    void markWriteEpoch(quint64 epoch);
+    void beginWriting(quint64 epoch);
+    bool takeBackUnfinishedSet(quint64 epoch);
+
+    ManagementBuffer *m_management;
+    BufferPointer m_buffers[2];
+    quint32 m_size;
+    quint64 m_number; ///< of this handler, for what threads note about it
+    quint32 m_process;
+    std::atomic<int> m_writeDepth{0}; ///< write locks of the thread that holds the lock
+    std::unique_ptr<BufferLock> m_lock;
+};
+
+static_assert(sizeof(PingPongBufferHandler::ManagementBuffer) == 512);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writeEpoch) == 64);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, copiedEpoch) == 128);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, finishedCount) == 136);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writerPid) == 144);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 192);
+static_assert(std::atomic<quint64>::is_always_lock_free,
+              "words between processes must not hide a lock");

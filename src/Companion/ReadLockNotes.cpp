@@ -1,0 +1,198 @@
+#include "Companion/ReadLockNotes_p.h"
+
+#include <algorithm>
+#include <atomic>
+#include <vector>
+
+namespace {
+
+/// A read that had to be repeated, until the next one at the same place succeeds.
+struct RepeatStreak
+{
+    quint64 handler;
+    int depth;
+    int length; ///< 0: free
+};
+
+constexpr int noteCapacity = 8;
+constexpr int streakCapacity = 8;
+
+/// Plain numbers only: what has no constructor and no destructor needs no guard at each access.
+struct ThreadNotes
+{
+    ReadLockNote notes[noteCapacity];
+    int count;
+    RepeatStreak streaks[streakCapacity];
+    int streakCount;
+    int nextStreak;
+};
+
+thread_local ThreadNotes threadNotes;
+
+/// The notes of threads that hold more locks at once than fit above, which is rare.
+std::vector<ReadLockNote> &overflow()
+{
+    thread_local std::vector<ReadLockNote> notes;
+    return notes;
+}
+
+RepeatStreak *findStreak(quint64 handler, int depth)
+{
+    if (threadNotes.streakCount == 0) {
+        return nullptr;
+    }
+    for (RepeatStreak &streak : threadNotes.streaks) {
+        if (streak.length > 0 && streak.handler == handler && streak.depth == depth) {
+            return &streak;
+        }
+    }
+    return nullptr;
+}
+
+/// A place for one more streak. Where all are taken the oldest goes: its reader then needs two more
+/// attempts.
+RepeatStreak *newStreak()
+{
+    ThreadNotes &notes = threadNotes;
+    for (RepeatStreak &streak : notes.streaks) {
+        if (streak.length == 0) {
+            ++notes.streakCount;
+            return &streak;
+        }
+    }
+    RepeatStreak *const oldest = &notes.streaks[notes.nextStreak];
+    notes.nextStreak = (notes.nextStreak + 1) % streakCapacity;
+    return oldest;
+}
+
+} // namespace
+
+quint64 ReadLockNotes::newHandlerNumber()
+{
+    static std::atomic<quint64> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+void ReadLockNotes::add(const ReadLockNote &note)
+{
+    ThreadNotes &notes = threadNotes;
+    if (notes.count < noteCapacity) {
+        notes.notes[notes.count] = note;
+    } else {
+        overflow().push_back(note);
+    }
+    ++notes.count;
+}
+
+std::optional<ReadLockNote> ReadLockNotes::take(quint64 handler, const unsigned char *buffer)
+{
+    const auto matches = [handler, buffer](const ReadLockNote &note) {
+        return note.handler == handler && note.buffer == buffer;
+    };
+    ThreadNotes &notes = threadNotes;
+    if (notes.count > noteCapacity) {
+        std::vector<ReadLockNote> &more = overflow();
+        const auto found = std::find_if(more.rbegin(), more.rend(), matches);
+        if (found != more.rend()) {
+            const ReadLockNote note = *found;
+            more.erase(std::next(found).base());
+            --notes.count;
+            return note;
+        }
+    }
+    for (int i = std::min(notes.count, noteCapacity) - 1; i >= 0; --i) {
+        if (!matches(notes.notes[i])) {
+            continue;
+        }
+        const ReadLockNote note = notes.notes[i];
+        std::copy(notes.notes + i + 1, notes.notes + std::min(notes.count, noteCapacity),
+                  notes.notes + i);
+        if (notes.count > noteCapacity) {
+            notes.notes[noteCapacity - 1] = overflow().front();
+            overflow().erase(overflow().begin());
+        }
+        --notes.count;
+        return note;
+    }
+    return std::nullopt;
+}
+
+int ReadLockNotes::count(quint64 handler)
+{
+    const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
+    const ThreadNotes &notes = threadNotes;
+    if (notes.count == 0) {
+        return 0;
+    }
+    auto found = std::count_if(notes.notes, notes.notes + std::min(notes.count, noteCapacity),
+                               ofHandler);
+    if (notes.count > noteCapacity) {
+        found += std::count_if(overflow().cbegin(), overflow().cend(), ofHandler);
+    }
+    return static_cast<int>(found);
+}
+
+unsigned char *ReadLockNotes::newestBuffer(quint64 handler)
+{
+    const ThreadNotes &notes = threadNotes;
+    if (notes.count > noteCapacity) {
+        for (auto note = overflow().crbegin(); note != overflow().crend(); ++note) {
+            if (note->handler == handler) {
+                return note->buffer;
+            }
+        }
+    }
+    for (int i = std::min(notes.count, noteCapacity) - 1; i >= 0; --i) {
+        if (notes.notes[i].handler == handler) {
+            return notes.notes[i].buffer;
+        }
+    }
+    return nullptr;
+}
+
+void ReadLockNotes::forget(quint64 handler)
+{
+    ThreadNotes &notes = threadNotes;
+    std::vector<ReadLockNote> kept;
+    const int inlineCount = std::min(notes.count, noteCapacity);
+    std::copy_if(notes.notes, notes.notes + inlineCount, std::back_inserter(kept),
+                 [handler](const ReadLockNote &note) { return note.handler != handler; });
+    if (notes.count > noteCapacity) {
+        std::copy_if(overflow().cbegin(), overflow().cend(), std::back_inserter(kept),
+                     [handler](const ReadLockNote &note) { return note.handler != handler; });
+        overflow().clear();
+    }
+    notes.count = 0;
+    for (const ReadLockNote &note : kept) {
+        add(note);
+    }
+    for (RepeatStreak &streak : notes.streaks) {
+        if (streak.length > 0 && streak.handler == handler) {
+            streak.length = 0;
+            --notes.streakCount;
+        }
+    }
+}
+
+int ReadLockNotes::repeatsInARow(quint64 handler, int depth)
+{
+    const RepeatStreak *const streak = findStreak(handler, depth);
+    return streak == nullptr ? 0 : streak->length;
+}
+
+void ReadLockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
+{
+    RepeatStreak *streak = findStreak(handler, depth);
+    if (!repeat) {
+        if (streak != nullptr) {
+            streak->length = 0;
+            --threadNotes.streakCount;
+        }
+        return;
+    }
+    if (streak == nullptr) {
+        streak = newStreak();
+        *streak = {handler, depth, 0};
+    }
+    ++streak->length;
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <optional>
+
+/// What one read lock remembers until its unlock.
+struct ReadLockNote
+{
+    quint64 handler;       ///< number of the handler, unique in the process
+    unsigned char *buffer; ///< what the lock handed out
+    quint64 epoch;         ///< swaps that had happened when the lock was taken
+    int depth;             ///< read locks of this handler that the thread held already
+    bool holdsSemaphore;
+};
+
+/// The read locks that the calling thread holds, and how often its last reads had to be repeated.
+///
+/// Lies in thread-local memory, so that a read lock costs neither a system call nor a word that
+/// threads share.
+namespace ReadLockNotes {
+
+/// A number for a new handler. Unlike an address it never comes back.
+quint64 newHandlerNumber();
+
+void add(const ReadLockNote &note);
+/// Takes out the newest note of the handler that handed @p buffer out.
+std::optional<ReadLockNote> take(quint64 handler, const unsigned char *buffer);
+/// Read locks of the handler that this thread holds.
+int count(quint64 handler);
+/// What the newest read lock of the handler handed out; null if this thread holds none.
+unsigned char *newestBuffer(quint64 handler);
+/// Drops all that this thread remembers of a handler that goes away.
+void forget(quint64 handler);
+
+/// How many times in a row a read at this depth had to be repeated.
+int repeatsInARow(quint64 handler, int depth);
+void noteOutcome(quint64 handler, int depth, bool repeat);
+
+} // namespace ReadLockNotes

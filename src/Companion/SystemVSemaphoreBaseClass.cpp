@@ -1,0 +1,316 @@
+#include "Companion/SystemVSemaphoreBaseClass.h"
+
+#include <QCryptographicHash>
+#include <QDebug>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+/// Any user may take part, as in the memory that the semaphores guard.
+constexpr int permissions = 0666;
+/// A set without fingerprint is one that its maker is about to fill in, or that its maker died over.
+constexpr int initialisationPolls = 1000;
+constexpr timespec initialisationPause{0, 1000000};
+/// Each further try follows on somebody else removing or making the set in between.
+constexpr int openingTries = 100;
+
+/// The argument of semctl(), which its caller has to declare.
+union SemaphoreArgument {
+    int value;
+    semid_ds *status;
+    unsigned short *values;
+};
+
+QByteArray hashOf(const QString &key)
+{
+    return QCryptographicHash::hash(key.toUtf8(), QCryptographicHash::Sha256);
+}
+
+QString reason(int error)
+{
+    return QString::fromStdString(std::generic_category().message(error));
+}
+
+sembuf change(unsigned short semaphore, short amount, int flags)
+{
+    return {semaphore, amount, static_cast<short>(flags)};
+}
+
+timespec toTimespec(Clock::duration duration)
+{
+    const auto nanoseconds = std::chrono::nanoseconds(duration).count();
+    constexpr long long perSecond = 1000000000;
+    return {static_cast<time_t>(nanoseconds / perSecond),
+            static_cast<long>(nanoseconds % perSecond)};
+}
+
+bool isRemoved(int error)
+{
+    return error == EIDRM || error == EINVAL;
+}
+
+enum class Recognition { Ours, Foreign, Unfinished, Vanished };
+
+/// Whether the values of a set carry the fingerprint that @p expected has behind its first
+/// semaphores.
+template <std::size_t Count>
+Recognition recognise(int semaphoreId, const std::array<unsigned short, Count> &expected,
+                      std::size_t firstOfFingerprint)
+{
+    semid_ds status{};
+    SemaphoreArgument argument{};
+    argument.status = &status;
+    if (semctl(semaphoreId, 0, IPC_STAT, argument) != 0) {
+        return isRemoved(errno) ? Recognition::Vanished : Recognition::Foreign;
+    }
+    if (status.sem_nsems != Count) {
+        return Recognition::Foreign;
+    }
+    std::array<unsigned short, Count> values{};
+    argument.values = values.data();
+    if (semctl(semaphoreId, 0, GETALL, argument) != 0) {
+        return isRemoved(errno) ? Recognition::Vanished : Recognition::Foreign;
+    }
+    const bool isEmpty = std::all_of(values.cbegin(), values.cend(),
+                                     [](unsigned short value) { return value == 0; });
+    // Somebody else's set may be empty as well, but then it has been used.
+    if (isEmpty && status.sem_otime == 0) {
+        return Recognition::Unfinished;
+    }
+    for (std::size_t i = firstOfFingerprint; i < Count; ++i) {
+        if (values[i] != expected[i]) {
+            return Recognition::Foreign;
+        }
+    }
+    return Recognition::Ours;
+}
+
+/// Gives a maker that is just at it the time to fill the set in.
+template <std::size_t Count>
+Recognition recogniseFinished(int semaphoreId, const std::array<unsigned short, Count> &expected,
+                              std::size_t firstOfFingerprint)
+{
+    Recognition recognition = recognise(semaphoreId, expected, firstOfFingerprint);
+    for (int i = 0; i < initialisationPolls && recognition == Recognition::Unfinished; ++i) {
+        nanosleep(&initialisationPause, nullptr);
+        recognition = recognise(semaphoreId, expected, firstOfFingerprint);
+    }
+    return recognition;
+}
+
+void setWaiting(sembuf *operations, std::size_t count, bool mayWait)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const int flags = operations[i].sem_flg;
+        operations[i].sem_flg = static_cast<short>(mayWait ? flags & ~IPC_NOWAIT
+                                                           : flags | IPC_NOWAIT);
+    }
+}
+
+} // namespace
+
+SystemVSemaphoreBaseClass::SystemVSemaphoreBaseClass(const QString &key, CreationType type)
+    : m_ownerProcess(getpid())
+{
+    open(key, type);
+}
+
+SystemVSemaphoreBaseClass::~SystemVSemaphoreBaseClass()
+{
+    leave();
+}
+
+key_t SystemVSemaphoreBaseClass::systemVKey(const QString &key)
+{
+    const QByteArray hash = hashOf(key);
+    quint32 number = 0;
+    for (int i = 0; i < 4; ++i) {
+        number = (number << 8) | static_cast<unsigned char>(hash[i]);
+    }
+    // Keys are signed; the conversion keeps the bits.
+    const auto candidate = static_cast<key_t>(number);
+    return candidate == IPC_PRIVATE ? 1 : candidate;
+}
+
+std::array<unsigned short, SystemVSemaphoreBaseClass::SemaphoreCount> SystemVSemaphoreBaseClass::
+    initialValues(const QString &key)
+{
+    const QByteArray hash = hashOf(key);
+    std::array<unsigned short, SemaphoreCount> values{};
+    // A semaphore holds at most 32767. The bytes behind those of the key make it independent of it.
+    for (int i = 0; i < sm_fingerprintCount; ++i) {
+        const auto high = static_cast<unsigned char>(hash[4 + 2 * i]);
+        const auto low = static_cast<unsigned char>(hash[5 + 2 * i]);
+        const unsigned int number = (static_cast<unsigned int>(high) << 8 | low) & 0x7FFFU;
+        // 0 means that the set is not filled in yet.
+        values[static_cast<std::size_t>(SemaphoreFingerprint + i)] = static_cast<unsigned short>(
+            number == 0 ? 1 : number);
+    }
+    return values;
+}
+
+void SystemVSemaphoreBaseClass::open(const QString &key, CreationType type)
+{
+    const key_t number = systemVKey(key);
+    for (int i = 0; i < openingTries; ++i) {
+        const int made = semget(number, SemaphoreCount, IPC_CREAT | IPC_EXCL | permissions);
+        const bool existed = made < 0 && errno == EEXIST;
+        if (made < 0 && !existed) {
+            qWarning() << "Can't make the semaphores of" << key << reason(errno)
+                       << "(limits: /proc/sys/kernel/sem, sets in use: ipcs -s)";
+            return;
+        }
+        const Opening opening = existed ? openExisting(key, type) : fillInAndJoin(key, made);
+        if (opening != Opening::Disturbed) {
+            return;
+        }
+    }
+    qWarning() << "The semaphores are removed again and again:" << key;
+}
+
+SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::fillInAndJoin(const QString &key,
+                                                                            int semaphoreId)
+{
+    std::array<unsigned short, SemaphoreCount> values = initialValues(key);
+    SemaphoreArgument argument{};
+    argument.values = values.data();
+    if (semctl(semaphoreId, 0, SETALL, argument) != 0) {
+        return Opening::Disturbed;
+    }
+    return join(key, semaphoreId);
+}
+
+SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::openExisting(const QString &key,
+                                                                           CreationType type)
+{
+    const int existing = semget(systemVKey(key), 0, 0);
+    if (existing < 0) {
+        if (errno == ENOENT) {
+            return Opening::Disturbed;
+        }
+        qWarning() << "Can't open the semaphores of" << key << reason(errno);
+        return Opening::Refused;
+    }
+    switch (recogniseFinished(existing, initialValues(key), SemaphoreFingerprint)) {
+    case Recognition::Foreign:
+        qWarning() << "The semaphores of" << key << "can't be used: System V key" << systemVKey(key)
+                   << "belongs to somebody else (ipcs -s). Choose another memory key.";
+        return Opening::Refused;
+    case Recognition::Vanished: return Opening::Disturbed;
+    case Recognition::Unfinished: return removeSet(key, existing);
+    case Recognition::Ours: break;
+    }
+    return type == CreationTypeAttach ? join(key, existing) : removeSet(key, existing);
+}
+
+SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::removeSet(const QString &key,
+                                                                        int semaphoreId)
+{
+    if (semctl(semaphoreId, 0, IPC_RMID) != 0 && !isRemoved(errno)) {
+        qWarning() << "Can't remove the former semaphores of" << key << reason(errno);
+        return Opening::Refused;
+    }
+    return Opening::Disturbed;
+}
+
+SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::join(const QString &key,
+                                                                   int semaphoreId)
+{
+    sembuf operations[] = {change(SemaphoreClosed, 0, 0), change(SemaphoreUsers, 1, SEM_UNDO)};
+    m_semaphoreId = semaphoreId;
+    const Outcome outcome = operate(operations, 2, Milliseconds::zero());
+    if (outcome == Outcome::Done) {
+        return Opening::Opened;
+    }
+    m_semaphoreId = -1;
+    if (outcome == Outcome::Failed) {
+        qWarning() << "Can't join the semaphores of" << key << reason(errno);
+        return Opening::Refused;
+    }
+    if (outcome == Outcome::WouldWait) {
+        // Its last user has left and died before it could remove the set.
+        semctl(semaphoreId, 0, IPC_RMID);
+    }
+    return Opening::Disturbed;
+}
+
+void SystemVSemaphoreBaseClass::leave()
+{
+    if (!isValid() || !belongsToThisProcess()) {
+        return;
+    }
+    for (;;) {
+        // The last user closes the set in the same step in which it leaves, so that nobody can join
+        // a set that is about to go.
+        sembuf lastOne[] = {change(SemaphoreUsers, -1, SEM_UNDO), change(SemaphoreUsers, 0, 0),
+                            change(SemaphoreClosed, 1, 0)};
+        const Outcome last = operate(lastOne, 3, Milliseconds::zero());
+        if (last == Outcome::Done) {
+            removeOrReopen();
+            return;
+        }
+        // Leaves only if another user stays; it may have left since the first step failed.
+        sembuf oneOfMany[] = {change(SemaphoreUsers, -2, SEM_UNDO),
+                              change(SemaphoreUsers, 1, SEM_UNDO)};
+        if (last != Outcome::WouldWait
+            || operate(oneOfMany, 2, Milliseconds::zero()) != Outcome::WouldWait) {
+            return;
+        }
+    }
+}
+
+void SystemVSemaphoreBaseClass::removeOrReopen() const
+{
+    if (semctl(m_semaphoreId, 0, IPC_RMID) == 0 || errno != EPERM) {
+        return;
+    }
+    // Only the user who made a set may remove it. Closed it would lock all others out.
+    sembuf reopen = change(SemaphoreClosed, -1, 0);
+    operate(&reopen, 1, Milliseconds::zero());
+}
+
+bool SystemVSemaphoreBaseClass::belongsToThisProcess() const
+{
+    return getpid() == m_ownerProcess;
+}
+
+SystemVSemaphoreBaseClass::Outcome SystemVSemaphoreBaseClass::operate(
+    sembuf *operations, std::size_t count, std::chrono::milliseconds bound) const
+{
+    if (!isValid()) {
+        return Outcome::Failed;
+    }
+    // Nearly always nobody is inside: a call that may not wait spares the kernel the timer.
+    setWaiting(operations, count, false);
+    if (semop(m_semaphoreId, operations, count) == 0) {
+        return Outcome::Done;
+    }
+    if (errno == EAGAIN && bound > Milliseconds::zero()) {
+        setWaiting(operations, count, true);
+        const Clock::time_point deadline = Clock::now() + bound;
+        int result = -1;
+        do {
+            const timespec left = toTimespec(
+                std::max(deadline - Clock::now(), Clock::duration::zero()));
+            result = semtimedop(m_semaphoreId, operations, count, &left);
+        } while (result != 0 && errno == EINTR);
+        if (result == 0) {
+            return Outcome::Done;
+        }
+    }
+    if (errno == EAGAIN) {
+        return Outcome::WouldWait;
+    }
+    return isRemoved(errno) ? Outcome::Gone : Outcome::Failed;
+}

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "Companion/TesselExport.h"
+
+#include <QString>
+
+#include <array>
+#include <chrono>
+
+#include <sys/types.h>
+
+struct sembuf;
+
+/// A System V semaphore set that the users of one region share.
+///
+/// The set is found by a text key. Its users are counted in the set itself: the last one that ends
+/// cleanly removes it, whoever that is (if the kernel lets it: only the user who made a set may
+/// remove it), and a process that is killed is no longer counted, since every count is taken with
+/// SEM_UNDO. A fingerprint of the text in the set tells two texts with
+/// the same System V key apart. An object belongs to the process that made it.
+class TESSEL_EXPORT SystemVSemaphoreBaseClass
+{
+public:
+    enum CreationType {
+        CreationTypeAttach = 0, ///< Joins the set, and makes it if there is none.
+        CreationTypeCreate = 1  ///< Removes a set that was left over and begins with a new one.
+    };
+
+    SystemVSemaphoreBaseClass(const QString &key, CreationType type);
+    /// Leaves the set. Gives back whatever this object still holds.
+    virtual ~SystemVSemaphoreBaseClass();
+
+    /// The System V key of a text: the first 32 bits of its SHA-256, never IPC_PRIVATE.
+    static key_t systemVKey(const QString &key);
+
+    /// False if the set could not be made or joined; the log says why.
+    bool isValid() const { return m_semaphoreId >= 0; }
+
+    /// How long a lock waits before it fails. Long against any honest use, which takes
+    /// milliseconds, so that only a process that was stopped inside its lock makes it run out.
+    static constexpr std::chrono::milliseconds sm_lockWaitBound{5000};
+
+protected:
+    /// The semaphores of a set. All start at 0, which means free.
+    enum Semaphore : unsigned short {
+        SemaphoreWriteLock = 0, ///< 1 while a writer, or a reader that holds writers off, is inside
+        SemaphoreReaders = 1,   ///< readers inside a single buffer
+        SemaphoreUsers = 2,     ///< objects that have joined the set
+        SemaphoreClosed = 3,    ///< 1 once the last user has left: the set is about to be removed
+        SemaphoreFingerprint = 4, ///< first of sm_fingerprintCount values of 15 bits each
+        SemaphoreCount = 8
+    };
+
+    enum class Outcome {
+        Done,
+        WouldWait, ///< The bound ran out, or waiting was not allowed.
+        Gone,      ///< The set was removed.
+        Failed
+    };
+
+    /// Carries out all @p operations at once or none, waiting up to @p bound for them.
+    Outcome operate(sembuf *operations, std::size_t count, std::chrono::milliseconds bound) const;
+
+    /// False in a forked child, which inherits the object, but has taken nothing itself.
+    bool belongsToThisProcess() const;
+
+private:
+    Q_DISABLE_COPY(SystemVSemaphoreBaseClass)
+
+    static constexpr int sm_fingerprintCount = SemaphoreCount - SemaphoreFingerprint;
+
+    enum class Opening {
+        Opened,
+        Refused,
+        Disturbed ///< Another process removed or made the set meanwhile: try again.
+    };
+
+    static std::array<unsigned short, SemaphoreCount> initialValues(const QString &key);
+    void open(const QString &key, CreationType type);
+    Opening fillInAndJoin(const QString &key, int semaphoreId);
+    Opening openExisting(const QString &key, CreationType type);
+    static Opening removeSet(const QString &key, int semaphoreId);
+    Opening join(const QString &key, int semaphoreId);
+    void leave();
+    void removeOrReopen() const;
+
+    int m_semaphoreId = -1;
+    pid_t m_ownerProcess;
+};

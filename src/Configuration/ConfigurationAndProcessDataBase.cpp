@@ -1,0 +1,276 @@
+#include "Configuration/ConfigurationAndProcessDataBase.h"
+
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Configuration/ConfigurationAndProcessDataPropertyHandler.h"
+#include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "Configuration/ConfigurationDataValue.h"
+#include "Configuration/ElementType_p.h"
+
+#include <QDebug>
+#include <QJsonValue>
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+using PropertyHandler = ConfigurationAndProcessDataPropertyHandler;
+using Tools = ConfigurationAndProcessDataTools;
+using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
+
+namespace {
+
+/// Whether the property under @p key is held in the data type of its element.
+bool isHeldInDataType(const QString &key)
+{
+    return key == Definitions::getKeyDataPropertyValue()
+           || key == Definitions::getKeyDataPropertyMinLimit()
+           || key == Definitions::getKeyDataPropertyMaxLimit();
+}
+
+/// What cannot be converted is reported by @p message and becomes invalid.
+QVariant convertedOrInvalid(const QVariant &value, QMetaType::Type dataType, const char *message)
+{
+    QVariant converted = value;
+    if (!converted.convert(dataType)) {
+        // A failed attempt empties the variant, and the log is to show what was there before.
+        qWarning() << message << static_cast<int>(dataType) << value;
+        return {};
+    }
+    return converted;
+}
+
+/// A value or limit of a description as the element holds it.
+QVariant toHeldForm(const ConfigurationAndProcessDataBase &element, const QString &typeName,
+                    QMetaType::Type dataType, const QVariant &value)
+{
+    if (element.isNoInputValueIndicatorSet(typeName, value)) {
+        return Tools::getNoInputValueIndicator(dataType);
+    }
+    if (dataType == QMetaType::UnknownType) {
+        return value;
+    }
+    return convertedOrInvalid(value, dataType, "Wrong value type in config");
+}
+
+/// A value or limit of an element as a description has it.
+QVariant toFramedForm(const ConfigurationAndProcessDataBase &element, const QString &typeName,
+                      QMetaType::Type dataType, const QVariant &value)
+{
+    if (dataType == QMetaType::UnknownType) {
+        return value;
+    }
+    if (element.isNoInputValueIndicatorSet(typeName, value)) {
+        return Tools::getNoInputValueIndicator(QMetaType::Nullptr);
+    }
+    return convertedOrInvalid(value, dataType, "Wrong type, property can't set");
+}
+
+QStringList splitUrl(const QString &url)
+{
+    return url.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+}
+
+/// A leaf has nothing below it: any piece that is left leads nowhere.
+void warnOfUrlPastLeaf(const QStringList &pieces)
+{
+    if (!pieces.isEmpty()) {
+        qWarning() << "Wrong URL:" << pieces.join(QLatin1Char('/'));
+    }
+}
+
+QVariant displayPosition(const ConfigurationAndProcessDataBase &element, const QString &key)
+{
+    return element.hasProperty(key) ? element.getProperty(key) : QVariant();
+}
+
+} // namespace
+
+ConfigurationAndProcessDataBase::ConfigurationAndProcessDataBase(const QJsonObject &json,
+                                                                 QObject *parent)
+    : QObject(parent)
+    , m_dataTypeMap(Definitions::getBasicDataTypeMapForProcessData())
+{
+    initPropertyMap(json);
+}
+
+ConfigurationAndProcessDataBase::~ConfigurationAndProcessDataBase() = default;
+
+void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
+{
+    const QString typeName = json.value(Definitions::getKeyDataPropertyType()).toString();
+    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
+    const bool valueHoldsChildren = typeName == Definitions::getKeyDataTypeTreeNode();
+
+    for (auto entry = json.constBegin(); entry != json.constEnd(); ++entry) {
+        const QString key = entry.key();
+        if (valueHoldsChildren && key == Definitions::getKeyDataPropertyValue()) {
+            continue;
+        }
+        const QVariant value = entry.value().toVariant();
+        m_properties.insert(
+            key, isHeldInDataType(key) ? toHeldForm(*this, typeName, dataType, value) : value);
+    }
+}
+
+// NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
+const BaseClassSharedPointer ConfigurationAndProcessDataBase::getLeaf(const QString &url)
+{
+    return getLeaf(splitUrl(url));
+}
+
+// NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
+const BaseClassSharedPointer ConfigurationAndProcessDataBase::getLeaf(const QStringList &pieces)
+{
+    warnOfUrlPastLeaf(pieces);
+    return {};
+}
+
+QSharedPointer<ConfigurationDataValue> ConfigurationAndProcessDataBase::getLeafConfigurationData(
+    const QString &url)
+{
+    return getLeaf(url).dynamicCast<ConfigurationDataValue>();
+}
+
+bool ConfigurationAndProcessDataBase::isUrlValid(const QString &url)
+{
+    return isUrlValid(splitUrl(url));
+}
+
+bool ConfigurationAndProcessDataBase::isUrlValid(const QStringList &pieces)
+{
+    warnOfUrlPastLeaf(pieces);
+    return false;
+}
+
+bool ConfigurationAndProcessDataBase::isNoInputValueIndicatorSet(const QString &dataType,
+                                                                 const QVariant &value) const
+{
+    return (Tools::isNumberType(dataType) || Tools::isSelectorType(dataType))
+           && Tools::isNoInputValueIndicatorSet(value);
+}
+
+bool ConfigurationAndProcessDataBase::isNumberType() const
+{
+    return Tools::isNumberType(*this);
+}
+
+bool ConfigurationAndProcessDataBase::isNumberNoInput() const
+{
+    return isNumberType()
+           && Tools::isNoInputValueIndicatorSet(
+               getProperty(Definitions::getKeyDataPropertyValue()));
+}
+
+bool ConfigurationAndProcessDataBase::isSelectorNoInput() const
+{
+    return Tools::isSelectorType(*this)
+           && Tools::isNoInputValueIndicatorSet(
+               getProperty(Definitions::getKeyDataPropertyValue()));
+}
+
+QVariant ConfigurationAndProcessDataBase::getProperty(const QString &key) const
+{
+    QVariant value;
+    PropertyHandler::iteratePropertyMapForGettingValue(m_properties, key, value);
+    return value;
+}
+
+bool ConfigurationAndProcessDataBase::hasProperty(const QString &key) const
+{
+    QVariant value;
+    PropertyHandler::iteratePropertyMapForGettingValue(m_properties, key, value);
+    return value.isValid();
+}
+
+SetValueStatus ConfigurationAndProcessDataBase::setProperty(const QString &key,
+                                                            const QVariant &value)
+{
+    const SetValueStatus status = setPropertyNoSignalEmit(key, value);
+    if (status == SetValueChanged) {
+        Q_EMIT propertyChanged(key, value);
+        Q_EMIT propertyChanged();
+    }
+    return status;
+}
+
+SetValueStatus ConfigurationAndProcessDataBase::setPropertyNoSignalEmit(const QString &key,
+                                                                        const QVariant &value)
+{
+    return PropertyHandler::iteratePropertyMapForSettingValue(m_properties, key, value);
+}
+
+void ConfigurationAndProcessDataBase::addProperty(const QString &key, const QVariant &value)
+{
+    if (m_properties.contains(key)) {
+        qWarning() << "PropertyMap already contains key:" << key << QStringLiteral("!");
+    }
+    m_properties.insert(key, value);
+}
+
+void ConfigurationAndProcessDataBase::addProperties(const PropertyMap &properties)
+{
+    for (auto property = properties.cbegin(); property != properties.cend(); ++property) {
+        addProperty(property.key(), property.value());
+    }
+}
+
+void ConfigurationAndProcessDataBase::removeProperties(const QStringList &keys)
+{
+    for (const QString &key : keys) {
+        m_properties.remove(key);
+    }
+}
+
+ConfigurationAndProcessDataBase::PropertyMap ConfigurationAndProcessDataBase::getProperties()
+{
+    return m_properties;
+}
+
+void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json) const
+{
+    if (m_properties.isEmpty()) {
+        qWarning() << "No properties found in configuration value!";
+        return;
+    }
+    const QString typeName = m_properties.value(Definitions::getKeyDataPropertyType()).toString();
+    QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
+    if (dataType == QMetaType::LongLong || dataType == QMetaType::ULongLong) {
+        // A number of JSON is a double, in which 64 bits find no room.
+        dataType = QMetaType::QString;
+    }
+    for (auto property = m_properties.cbegin(); property != m_properties.cend(); ++property) {
+        const QVariant value = isHeldInDataType(property.key())
+                                   ? toFramedForm(*this, typeName, dataType, property.value())
+                                   : property.value();
+        json.insert(property.key(), QJsonValue::fromVariant(value));
+    }
+}
+
+void ConfigurationAndProcessDataBase::collectElements(ListElements & /*elements*/,
+                                                      bool /*sorted*/) const
+{
+    qWarning() << "Child map not empty and not of type treenode!";
+}
+
+void ConfigurationAndProcessDataBase::collectUrlsOfElements(QStringList & /*urls*/,
+                                                            QString & /*prefix*/) const
+{
+    qWarning() << "Child map not empty and not of type treenode!";
+}
+
+bool compareElements(const BaseClassSharedPointer &left, const BaseClassSharedPointer &right)
+{
+    if (left.isNull() || right.isNull()) {
+        qWarning() << "Key has no value!";
+        return false;
+    }
+    const QString &key = Definitions::getKeyDataPropertyDisplayPosition();
+    const QVariant leftPosition = displayPosition(*left, key);
+    const QVariant rightPosition = displayPosition(*right, key);
+    if (leftPosition.isValid() && rightPosition.isValid()) {
+        return leftPosition.toInt() < rightPosition.toInt();
+    }
+    // Nodes need no position: a node stands for a folder, whose place nobody has to choose.
+    if (!isTreeNode(*left) && !isTreeNode(*right)) {
+        qWarning() << "Object contains no valid element" << key;
+    }
+    return false;
+}

@@ -1,0 +1,64 @@
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+
+#include <QDebug>
+#include <QSaveFile>
+
+QJsonObject ConfigurationAndProcessDataParser::createJsonObject(
+    const BaseClassSharedPointer &root) const
+{
+    QJsonObject json;
+    if (root.isNull()) {
+        qWarning() << "Root-Node is undefined!";
+        return json;
+    }
+    root->getContentAsQJsonObject(json);
+    return json;
+}
+
+bool ConfigurationAndProcessDataParser::frameToByteArray(const BaseClassSharedPointer &root,
+                                                         QByteArray &data,
+                                                         QJsonDocument::JsonFormat format) const
+{
+    if (root.isNull()) {
+        qWarning() << "Root node is undefined!";
+        return false;
+    }
+    const QJsonDocument document(createJsonObject(root));
+    if (document.isNull()) {
+        qWarning() << "Error creating Json object.";
+        return false;
+    }
+    data = document.toJson(format);
+    return true;
+}
+
+bool ConfigurationAndProcessDataParser::frameToFile(const BaseClassSharedPointer &root,
+                                                    const QString &path) const
+{
+    if (root.isNull()) {
+        qWarning() << "Root node is undefined!";
+        return false;
+    }
+    QByteArray text;
+    if (!frameToByteArray(root, text, QJsonDocument::Compact)) {
+        qWarning() << "Error on framing Json document!";
+        return false;
+    }
+    QSaveFile file(path);
+    // Without a buffer: QSaveFile does not notice when the flush of its buffer fails, and would
+    // replace the target by an empty file on a full disk.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Unbuffered)) {
+        qWarning() << "Can't open file " << file.fileName() << " IO Error: " << file.errorString();
+        return false;
+    }
+    const bool written = file.write(text) == text.size();
+    if (!written) {
+        qWarning() << "Error on writing to file!" << path;
+    }
+    // A short text is committed as well, and the result tells only whether the write was whole:
+    // applications rely on both.
+    if (!file.commit()) {
+        qWarning() << "Error on commit file!" << path;
+    }
+    return written;
+}

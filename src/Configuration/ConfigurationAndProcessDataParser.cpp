@@ -1,0 +1,161 @@
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/JsonReading.h"
+#include "Configuration/ConfigurationAndProcessDataTreeNode.h"
+#include "Configuration/ElementRegistration_p.h"
+
+#include <QDebug>
+#include <QFile>
+#include <QJsonParseError>
+
+namespace {
+
+using Base = ConfigurationAndProcessDataBase;
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+const int supportedSchemeVersion = 1;
+
+/// Lets a change of @p child be seen at @p parent, and so up to the root.
+void forwardPropertyChanged(const Base &child, const Base &parent)
+{
+    QObject::connect(&child, QOverload<>::of(&Base::propertyChanged), &parent,
+                     QOverload<>::of(&Base::propertyChanged));
+}
+
+Base::BaseClassSharedPointer createLeaf(const QJsonObject &json, const QString &postfix)
+{
+    const auto *creator = ElementRegistration::LeafFactory::instance().findCreator(postfix);
+    if (creator == nullptr) {
+        qWarning() << "wrong file postfix" << postfix;
+        return {};
+    }
+    return Base::BaseClassSharedPointer(creator->create(json));
+}
+
+} // namespace
+
+const int ConfigurationAndProcessDataParser::sm_minimumNumberOfDotsInFileName = 2;
+
+ConfigurationAndProcessDataParser::ConfigurationAndProcessDataParser()
+    : m_validFileExtensions{ElementRegistration::configurationPostfix,
+                            ElementRegistration::processDescriptionPostfix}
+{
+}
+
+void ConfigurationAndProcessDataParser::setCheckVersion(bool check)
+{
+    m_checkVersion = check;
+}
+
+ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
+    parseFromFile(const QString &path) const
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        qWarning() << "Can't open file " << file.fileName() << " IO Error: " << file.errorString();
+        return {};
+    }
+    const QString postfix = cutOutFileTypeAndExtension(path);
+    if (postfix.isEmpty() || !m_validFileExtensions.contains(postfix)) {
+        qWarning() << "No valid file extension found" << postfix;
+        return {};
+    }
+    return parseFromByteArray(file.readAll(), postfix);
+}
+
+ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
+    parseFromByteArray(const QByteArray &data, const QString &postfix) const
+{
+    const bool hasLeadingDot = postfix.startsWith(QLatin1Char('.'));
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
+    if (document.isNull()) {
+        qWarning() << "Parsing error: " << error.errorString();
+        return {};
+    }
+    const QJsonObject json = document.object();
+    // Another scheme version is worth a warning, but what can be read of it is read.
+    checkVersion(json);
+    return createNode(json, hasLeadingDot ? postfix.mid(1) : postfix);
+}
+
+ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
+    parseFromJson(const QString &json, const QString &postfix) const
+{
+    return parseFromByteArray(json.toUtf8(), postfix);
+}
+
+ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
+    parseFromJson(const QVariant &json, const QString &postfix) const
+{
+    return parseFromByteArray(json.toByteArray(), postfix);
+}
+
+ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
+    createNode(const QJsonObject &json, const QString &postfix) const
+{
+    const auto type = json.constFind(Definitions::getKeyDataPropertyType());
+    if (type == json.constEnd()) {
+        qWarning() << "key 'type' not found in JSON object";
+        return {};
+    }
+    if (type.value().toString() == Definitions::getKeyDataTypeTreeNode()) {
+        return createTreeNode(json, postfix);
+    }
+    return createLeaf(json, postfix);
+}
+
+ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
+    createTreeNode(const QJsonObject &json, const QString &postfix) const
+{
+    const QJsonValue childsInformation = json.value(Definitions::getKeyDataPropertyValue());
+    if (childsInformation.isUndefined()) {
+        qWarning() << "childs information is invalid" << json.keys();
+        return {};
+    }
+    const auto node = QSharedPointer<ConfigurationAndProcessDataTreeNode>::create(json, nullptr);
+    const QJsonObject childs = childsInformation.toObject();
+    for (auto member = childs.constBegin(); member != childs.constEnd(); ++member) {
+        if (!member.value().isObject()) {
+            qWarning() << "non object child element in tree node found" << member.key();
+            return {};
+        }
+        const BaseClassSharedPointer child = createNode(member.value().toObject(), postfix);
+        if (child.isNull()) {
+            qWarning() << "object is invalid" << member.key();
+            return {};
+        }
+        node->addElement(member.key(), child);
+        forwardPropertyChanged(*child, *node);
+    }
+    return node;
+}
+
+bool ConfigurationAndProcessDataParser::checkVersion(const QJsonObject &json) const
+{
+    if (!m_checkVersion) {
+        return true;
+    }
+    int version = 0;
+    if (!readIntegerValueFromJson(Definitions::getKeyDataPropertySchemeVersion(), json, version,
+                                  0)) {
+        return true;
+    }
+    if (version == supportedSchemeVersion) {
+        return true;
+    }
+    qWarning() << "Received incompatible scheme version:" << version << ","
+               << supportedSchemeVersion << "!";
+    return false;
+}
+
+QString ConfigurationAndProcessDataParser::cutOutFileTypeAndExtension(const QString &path) const
+{
+    const QStringList pieces = path.split(QLatin1Char('.'));
+    if (pieces.size() <= sm_minimumNumberOfDotsInFileName) {
+        qWarning() << "Path is not valid: " << path;
+        return {};
+    }
+    return pieces.at(pieces.size() - 2) + QLatin1Char('.') + pieces.last();
+}

@@ -1,0 +1,179 @@
+#include "Configuration/ConfigurationAndProcessDataPropertyHandler.h"
+
+#include "Configuration/ConfigurationAndProcessDataTools.h"
+
+#include <QDebug>
+#include <QHash>
+#include <QList>
+
+using Base = ConfigurationAndProcessDataBase;
+using Tools = ConfigurationAndProcessDataTools;
+
+// Before the bracket stands a letter and after it a digit; "a1[2]" and "[2]" are plain keys.
+const QRegularExpression ConfigurationAndProcessDataPropertyHandler::sm_RegularExpressionDimension(
+    QStringLiteral("[a-zA-Z]+\\[(?<dimensions>\\d[,\\d]*)\\]"));
+const QRegularExpression ConfigurationAndProcessDataPropertyHandler::
+    sm_RegularExpressionRemoveDimension(QStringLiteral("[\\d[,\\d]*\\]"));
+
+namespace {
+
+/// Where one step of a walk goes: into the map entry `key`, then along `indices`, then `pieces`.
+struct Step
+{
+    QString key;
+    QStringList indices;
+    QStringList pieces;
+};
+
+/// @p pieces is not empty.
+Step firstStep(const QStringList &pieces)
+{
+    Step step;
+    step.key = pieces.first();
+    step.indices = ConfigurationAndProcessDataPropertyHandler::getAndRemoveDimension(step.key);
+    step.pieces = pieces.mid(1);
+    return step;
+}
+
+Step firstStep(const QString &path)
+{
+    return firstStep(path.split(QLatin1Char('/'), Qt::KeepEmptyParts, Qt::CaseSensitive));
+}
+
+Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
+{
+    // An indicator of "nothing entered" equals 0 or "" as a variant, but is another value.
+    if (current == value
+        && Tools::isNoInputValueIndicatorSet(current) == Tools::isNoInputValueIndicatorSet(value)) {
+        return Base::SetValueUnchanged;
+    }
+    current = value;
+    return Base::SetValueChanged;
+}
+
+} // namespace
+
+QStringList ConfigurationAndProcessDataPropertyHandler::getAndRemoveDimension(QString &piece)
+{
+    const QRegularExpressionMatch match = sm_RegularExpressionDimension.match(piece);
+    if (!match.hasMatch()) {
+        return {};
+    }
+    QStringList indices =
+        match.captured(QStringLiteral("dimensions")).split(QLatin1Char(','), Qt::KeepEmptyParts);
+    piece.remove(sm_RegularExpressionRemoveDimension);
+    return indices;
+}
+
+void ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForGettingValue(
+    const PropertyMap &properties, const QString &path, QVariant &result)
+{
+    if (path.isEmpty()) {
+        qWarning() << "Key is empty";
+        return;
+    }
+    const Step step = firstStep(path);
+    const auto property = properties.constFind(step.key);
+    if (property != properties.constEnd()) {
+        iteratePropertiesForGettingValues(property.value(), step.pieces, step.indices, result);
+    }
+}
+
+ConfigurationAndProcessDataPropertyHandler::SetValueStatus
+ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForSettingValue(
+    PropertyMap &properties, const QString &path, const QVariant &value)
+{
+    if (path.isEmpty()) {
+        qWarning() << "Key is empty";
+        return Base::SetValuePropertyPathInvalid;
+    }
+    const Step step = firstStep(path);
+    const auto property = properties.find(step.key);
+    if (property == properties.end()) {
+        qWarning() << "Key not found" << step.key;
+        return Base::SetValuePropertyPathInvalid;
+    }
+    return iteratePropertiesForSettingValues(property.value(), step.pieces, step.indices, value);
+}
+
+void ConfigurationAndProcessDataPropertyHandler::iteratePropertiesForGettingValues(
+    const QVariant &current, const QStringList &pieces, const QStringList &indices,
+    QVariant &result)
+{
+    if (!indices.isEmpty()) {
+        if (!current.canConvert(QMetaType::QVariantList)) {
+            return;
+        }
+        bool isNumber = false;
+        const int index = indices.first().toInt(&isNumber);
+        if (!isNumber) {
+            qWarning() << "Can not convert Instanz to a number:" << indices.first();
+            return;
+        }
+        const QVariantList list = current.toList();
+        if (index < 0 || index >= list.size()) {
+            qWarning() << "Incorrect number of dimensions:" << index;
+            return;
+        }
+        iteratePropertiesForGettingValues(list.at(index), pieces, indices.mid(1), result);
+        return;
+    }
+    if (pieces.isEmpty()) {
+        result = current;
+        return;
+    }
+    const Step step = firstStep(pieces);
+    if (!current.canConvert(QMetaType::QVariantMap)) {
+        qWarning() << "No map for key:" << step.key;
+        return;
+    }
+    const QVariantHash map = current.toHash();
+    const auto entry = map.constFind(step.key);
+    if (entry != map.constEnd()) {
+        iteratePropertiesForGettingValues(entry.value(), step.pieces, step.indices, result);
+    }
+}
+
+ConfigurationAndProcessDataPropertyHandler::SetValueStatus
+ConfigurationAndProcessDataPropertyHandler::iteratePropertiesForSettingValues(
+    QVariant &current, const QStringList &pieces, const QStringList &indices, const QVariant &value)
+{
+    if (!indices.isEmpty()) {
+        if (!current.canConvert(QMetaType::QVariantList)) {
+            return Base::SetValuePropertyPathInvalid;
+        }
+        bool isNumber = false;
+        const int index = indices.first().toInt(&isNumber);
+        if (!isNumber) {
+            qWarning() << "Can not convert Instanz to a number:" << indices.first();
+            return Base::SetValuePropertyPathInvalid;
+        }
+        QVariantList list = current.toList();
+        if (index < 0 || index >= list.size()) {
+            qWarning() << "The dimension is not correct:" << index;
+            return Base::SetValuePropertyPathInvalid;
+        }
+        const SetValueStatus status = iteratePropertiesForSettingValues(list[index], pieces,
+                                                                        indices.mid(1), value);
+        current = list;
+        return status;
+    }
+    if (pieces.isEmpty()) {
+        return storeValue(current, value);
+    }
+    const Step step = firstStep(pieces);
+    if (!current.canConvert(QMetaType::QVariantMap)) {
+        qWarning() << "Propterty value is no map." << step.key;
+        return Base::SetValueTargetMissing;
+    }
+    QVariantHash map = current.toHash();
+    const auto entry = map.find(step.key);
+    if (entry == map.end()) {
+        qWarning() << "Key not found" << step.key;
+        return Base::SetValueTargetMissing;
+    }
+    const SetValueStatus status = iteratePropertiesForSettingValues(entry.value(), step.pieces,
+                                                                    step.indices, value);
+    current = map;
+    return status;
+}

@@ -1,0 +1,138 @@
+#include "Configuration/ConfigurationAndProcessDataTreeNode.h"
+
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Configuration/ElementType_p.h"
+
+#include <QDebug>
+
+#include <algorithm>
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+namespace {
+
+using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+
+/// Sorts by display position. What could not be parsed has none and goes to the end.
+void sortChildren(QList<BaseClassSharedPointer> &children)
+{
+    const auto firstMissing = std::partition(
+        children.begin(), children.end(),
+        [](const BaseClassSharedPointer &child) { return !child.isNull(); });
+    std::sort(children.begin(), firstMissing, compareElements);
+}
+
+} // namespace
+
+ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode(const QJsonObject &json,
+                                                                         QObject *parent)
+    : ConfigurationAndProcessDataBase(json, parent)
+{
+}
+
+ConfigurationAndProcessDataTreeNode::~ConfigurationAndProcessDataTreeNode()
+{
+    QObject::disconnect(this, nullptr, nullptr, nullptr);
+}
+
+// NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
+const BaseClassSharedPointer ConfigurationAndProcessDataTreeNode::getLeaf(const QStringList &pieces)
+{
+    if (pieces.isEmpty()) {
+        return {};
+    }
+    BaseClassSharedPointer child = m_childs.value(pieces.first());
+    // A child that could not be parsed is null, and nothing is below it.
+    if (child.isNull() || pieces.size() == 1) {
+        return child;
+    }
+    return child->getLeaf(pieces.mid(1));
+}
+
+bool ConfigurationAndProcessDataTreeNode::isUrlValid(const QStringList &pieces)
+{
+    if (pieces.isEmpty()) {
+        return false;
+    }
+    const auto child = m_childs.constFind(pieces.first());
+    if (child == m_childs.constEnd()) {
+        return false;
+    }
+    if (pieces.size() == 1) {
+        return true;
+    }
+    return !child.value().isNull() && child.value()->isUrlValid(pieces.mid(1));
+}
+
+void ConfigurationAndProcessDataTreeNode::getContentAsQJsonObject(QJsonObject &json) const
+{
+    ConfigurationAndProcessDataBase::getContentAsQJsonObject(json);
+
+    QJsonObject children;
+    if (m_childs.isEmpty()) {
+        qWarning() << "Node has no childs!" << this;
+    }
+    for (auto child = m_childs.cbegin(); child != m_childs.cend(); ++child) {
+        if (child.value().isNull()) {
+            qWarning() << "Key has no value!";
+            continue;
+        }
+        QJsonObject childJson;
+        child.value()->getContentAsQJsonObject(childJson);
+        children.insert(child.key(), childJson);
+    }
+    json.insert(Definitions::getKeyDataPropertyValue(), children);
+}
+
+void ConfigurationAndProcessDataTreeNode::collectElements(ListElements &elements, bool sorted) const
+{
+    if (m_childs.isEmpty()) {
+        qWarning() << "Node has no childs!";
+        return;
+    }
+    ListElements children = m_childs.values();
+    if (sorted) {
+        sortChildren(children);
+    }
+    for (const BaseClassSharedPointer &child : std::as_const(children)) {
+        if (child.isNull()) {
+            qWarning() << "Key has no value!";
+        } else if (isTreeNode(*child)) {
+            child->collectElements(elements, sorted);
+        } else {
+            elements.append(child);
+        }
+    }
+}
+
+void ConfigurationAndProcessDataTreeNode::collectUrlsOfElements(QStringList &urls,
+                                                                QString &prefix) const
+{
+    if (m_childs.isEmpty()) {
+        qWarning() << "Node has no childs!";
+        return;
+    }
+    for (auto child = m_childs.cbegin(); child != m_childs.cend(); ++child) {
+        if (child.key().isEmpty() || child.value().isNull()) {
+            qWarning() << "Key has no value!";
+            continue;
+        }
+        QString url = prefix + QLatin1Char('/') + child.key();
+        if (isTreeNode(*child.value())) {
+            child.value()->collectUrlsOfElements(urls, url);
+        } else {
+            urls.append(url);
+        }
+    }
+}
+
+void ConfigurationAndProcessDataTreeNode::addElement(const QString &key,
+                                                     const BaseClassSharedPointer &element)
+{
+    m_childs.insert(key, element);
+}
+
+void ConfigurationAndProcessDataTreeNode::deleteElement(const QString &key)
+{
+    m_childs.remove(key);
+}

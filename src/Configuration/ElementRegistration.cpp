@@ -1,0 +1,37 @@
+#include "Companion/PropertyManagerConst.h"
+#include "Configuration/ConfigurationDataValue.h"
+#include "Configuration/ElementRegistration_p.h"
+// The one look upwards from this room: the factory has to know every leaf class by name.
+#include "ProcessData/Linux/ProcessDataValue.h"
+
+#include <memory>
+
+namespace ElementRegistration {
+
+// Objects of one file are constructed from top to bottom, so the postfixes stand before the
+// registrations that use them.
+const QString configurationPostfix = PropertyManagerConst::getConfigFileExtension();
+const QString processDescriptionPostfix =
+    PropertyManagerConst::getProcessDataDescriptionFileExtension();
+
+namespace {
+
+/// Enters the creator of one leaf class into the factory when it is constructed. The factory, not
+/// this object, owns the creator.
+template <class Leaf>
+class Registration
+{
+public:
+    explicit Registration(const QString &postfix)
+    {
+        LeafFactory::instance().registerCreator(postfix,
+                                                std::make_unique<LeafFactory::Creator<Leaf>>());
+    }
+};
+
+const Registration<ConfigurationDataValue> configurationRegistration(configurationPostfix);
+const Registration<ProcessDataValue> processDescriptionRegistration(processDescriptionPostfix);
+
+} // namespace
+
+} // namespace ElementRegistration

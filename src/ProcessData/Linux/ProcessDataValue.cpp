@@ -1,0 +1,166 @@
+#include "ProcessData/Linux/ProcessDataValue.h"
+
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+
+#include <QDebug>
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+using ErrorTypeMaps = ProcessValueErrorTypeMapDefinitions;
+
+namespace {
+
+const quint32 metadataWordSize = 4;
+
+} // namespace
+
+ProcessDataValue::ProcessDataValue(const QJsonObject &json, QObject *parent)
+    : ConfigurationAndProcessDataBase(json, parent)
+    , m_basicDataTypeMap(&Definitions::getBasicDataTypeMapForProcessData())
+    , m_dataTypeSizeMap(&Definitions::getMapBasicDataTypeStringToSize())
+    , m_mapStateTypeToFloatValue(&ErrorTypeMaps::getMapStateTypeToFloatValue())
+    , m_mapFloatValueToStateType(&ErrorTypeMaps::getMapFloatValueToStateType())
+    , m_mapStateTypeToDoubleValue(&ErrorTypeMaps::getMapStateTypeToDoubleValue())
+    , m_mapDoubleValueToStateType(&ErrorTypeMaps::getMapDoubleValueToStateType())
+{
+    readSlotProperties();
+    chooseStorageKind();
+}
+
+ProcessDataValue::~ProcessDataValue() = default;
+
+void ProcessDataValue::readSlotProperties()
+{
+    m_offsetSharedMemory =
+        getProperty(Definitions::getKeyDataPropertyOffsetSharedMemory()).toUInt();
+    m_relativeOffsetMetadata =
+        getProperty(Definitions::getKeyDataPropertyRelativeOffsetMetadata()).toUInt();
+    m_sizeValue = getProperty(Definitions::getKeyDataPropertySizeValue()).toUInt();
+    m_sizeMetadata = getProperty(Definitions::getKeyDataPropertySizeMetadata()).toUInt();
+    m_dataType = getProperty(Definitions::getKeyDataPropertyType()).toString();
+    m_readOnly = getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool();
+}
+
+void ProcessDataValue::chooseStorageKind()
+{
+    // An unknown type name is reported at binding, by isObjectValid().
+    m_metaType = m_basicDataTypeMap->value(m_dataType, QMetaType::UnknownType);
+
+    if (m_metaType == QMetaType::Bool) {
+        if (m_dataType == Definitions::getKeyDataTypeBoolean()) {
+            m_storageKind = StorageBoolean;
+            return;
+        }
+        m_storageKind = StorageBit;
+        m_bitmask = getProperty(Definitions::getKeyDataPropertyBitmask()).toUInt();
+        return;
+    }
+    if (m_metaType != QMetaType::Int && m_metaType != QMetaType::UInt) {
+        return;
+    }
+    if (m_sizeValue == 2) {
+        m_storageKind = Storage16Bit;
+    } else if (m_sizeValue == 1) {
+        m_storageKind = Storage8Bit;
+    }
+}
+
+void ProcessDataValue::setBufferHandlerInterface(BufferHandlerInterface *handler,
+                                                 bool writeReadOnlyAllowed)
+{
+    if (handler == nullptr) {
+        qWarning() << "Pointer to buffer handler is null.";
+        return;
+    }
+    m_bufferHandler = handler;
+    m_isValid = isObjectValid();
+    m_writeReadOnlyAllowed = writeReadOnlyAllowed;
+}
+
+bool ProcessDataValue::isObjectValid() const
+{
+    if (m_bufferHandler == nullptr) {
+        qWarning() << "No BufferHandlerInterface!";
+        return false;
+    }
+    // A coarse test in 32 bits that leaves the value's own size out. What it lets through is
+    // caught at each access, by selectSlot().
+    if (m_offsetSharedMemory + m_sizeMetadata > m_bufferHandler->bufferSize()) {
+        qWarning() << "End of memory reached" << m_offsetSharedMemory << m_sizeMetadata;
+        return false;
+    }
+    const auto metaType = m_basicDataTypeMap->constFind(m_dataType);
+    if (metaType == m_basicDataTypeMap->cend()) {
+        qWarning() << "Data type not OK " << m_dataType;
+        return false;
+    }
+    if (*metaType == QMetaType::QString) {
+        return true;
+    }
+    const int dataTypeSize = getDataTypeSize(m_dataType);
+    if (m_sizeValue != static_cast<quint32>(dataTypeSize) && m_storageKind != StorageBit) {
+        qWarning() << "Wrong size of data type in Json: " << m_sizeValue << " != " << dataTypeSize
+                   << m_dataType;
+        return false;
+    }
+    return true;
+}
+
+int ProcessDataValue::getDataTypeSize(const QString &dataType) const
+{
+    return m_dataTypeSizeMap->value(dataType, 0);
+}
+
+bool ProcessDataValue::isPointerValid() const
+{
+    if (m_dataPointer == nullptr) {
+        qWarning() << "Pointer to data not defined!";
+    }
+    if (m_metadataPointer == nullptr) {
+        qWarning() << "Pointer to metadata not defined!";
+    }
+    return m_dataPointer != nullptr && m_metadataPointer != nullptr;
+}
+
+quint32 ProcessDataValue::getAccessSize() const
+{
+    switch (m_storageKind) {
+    case StorageBoolean:
+    case StorageBit:
+    case Storage8Bit: return 1;
+    case Storage16Bit: return 2;
+    case StorageNative: break;
+    }
+    if (m_metaType == QMetaType::QString) {
+        return m_sizeValue;
+    }
+    return static_cast<quint32>(QMetaType::sizeOf(m_metaType));
+}
+
+bool ProcessDataValue::selectSlot(BufferHandlerInterface::BufferPointer buffer,
+                                  quint64 accessSize) const
+{
+    // Offsets come from a description file, and their sums need not fit into 32 bits.
+    const quint64 bufferSize = m_bufferHandler->bufferSize();
+    const quint64 valueOffset = m_offsetSharedMemory;
+    const quint64 metadataOffset = valueOffset + m_relativeOffsetMetadata;
+    if (valueOffset + accessSize > bufferSize) {
+        qWarning() << "Value lies outside the buffer:" << m_dataType << "at offset" << valueOffset
+                   << "with" << accessSize << "bytes, buffer size" << bufferSize;
+        return false;
+    }
+    if (m_sizeMetadata != 0 && metadataOffset + metadataWordSize > bufferSize) {
+        qWarning() << "Metadata lies outside the buffer:" << m_dataType << "at offset"
+                   << metadataOffset << "with" << metadataWordSize << "bytes, buffer size"
+                   << bufferSize;
+        return false;
+    }
+    m_dataPointer = buffer + valueOffset;
+    m_metadataPointer = buffer + metadataOffset;
+    return true;
+}
+
+ProcessDataValueSharedPointer ConfigurationAndProcessDataBase::getLeafProcessDataValue(
+    const QString &url)
+{
+    return getLeaf(url).dynamicCast<ProcessDataValue>();
+}

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "Companion/BufferHandlerInterface.h"
+#include "Configuration/ConfigurationAndProcessDataBase.h"
+#include "ProcessData/ProcessValue.h"
+
+/// A leaf of a process description: its value lives in a slot of the shared buffer.
+///
+/// Unbound after construction; setBufferHandlerInterface() ties it to a buffer and checks its slot.
+/// The handler is not owned and must outlive every use. Any thread may use an element, but not two
+/// threads one element at once.
+class TESSEL_EXPORT ProcessDataValue : public ConfigurationAndProcessDataBase
+{
+    Q_OBJECT
+
+public:
+    /// How a value lies in its slot.
+    enum StorageKind {
+        StorageBoolean = 0, ///< A whole byte holds a boolean.
+        StorageBit = 1,     ///< One or more bits of a byte.
+        Storage16Bit = 2,   ///< An integer in two bytes.
+        Storage8Bit = 3,    ///< An integer in one byte.
+        StorageNative = 4   ///< The width follows from the data type.
+    };
+
+    ProcessDataValue(const QJsonObject &json, QObject *parent);
+    ~ProcessDataValue() override;
+
+    /// Binds the element to a buffer. With @p writeReadOnlyAllowed a read-only element can be
+    /// written here. A null handler changes nothing.
+    void setBufferHandlerInterface(BufferHandlerInterface *handler, bool writeReadOnlyAllowed);
+    /// Whether slot, data type and sizes fit together and into the bound buffer; the log says what
+    /// does not. An element that failed this at binding refuses reads and writes.
+    bool isObjectValid() const;
+    /// Bytes that a value of the type name takes; 0 if it has no fixed size.
+    int getDataTypeSize(const QString &dataType) const;
+
+    /// Reads the published value. A read that fails leaves @p value as it was. Unless
+    /// @p keepValueOnError, an erroneous value comes without content.
+    void getValue(ProcessValue &value, bool keepValueOnError = false) const;
+    /// The same inside a read lock that the caller holds.
+    void getValueNoLock(ProcessValue &value, bool keepValueOnError = false) const;
+    /// Writes the value, or its error state alone. Readers of a double buffer see it after the next
+    /// swap. False if it was refused.
+    bool setValue(const ProcessValue &value);
+    /// The same inside a write lock that the caller holds.
+    bool setValueNoLock(const ProcessValue &value);
+
+private:
+    Q_DISABLE_COPY(ProcessDataValue)
+
+    /// Tag for the slots that share a byte with others.
+    struct BitType
+    {
+    };
+
+    void readSlotProperties();
+    void chooseStorageKind();
+
+    bool isPointerValid() const;
+    /// Bytes of the value that an access to the slot may touch at most.
+    quint32 getAccessSize() const;
+    /// Points at the slot in @p buffer. False, with a warning, if the first @p accessSize bytes of
+    /// the value or the metadata lie outside the buffer.
+    bool selectSlot(BufferHandlerInterface::BufferPointer buffer, quint64 accessSize) const;
+
+    void getValueInternal(ProcessValue &value, bool lock, bool keepValueOnError) const;
+    void readUnderLock(ProcessValue &value, bool keepValueOnError) const;
+    void tryReadUnderLock(ProcessValue &value, bool keepValueOnError, bool &repeat) const;
+    bool setValueInternal(const ProcessValue &value, bool lock);
+    bool writeAndLockValue(const ProcessValue &value, bool lock);
+    void readValue(BufferHandlerInterface::BufferPointer buffer, ProcessValue &value,
+                   bool keepValueOnError) const;
+    bool writeValue(BufferHandlerInterface::BufferPointer buffer, const ProcessValue &value) const;
+    quint64 getWriteSize(const ProcessValue &value) const;
+
+    /// Reads the selected slot in its storage form. Throws a QException if it has none.
+    void readSlot(ProcessValue &value) const;
+    /// Writes the selected slot in its storage form. Throws a QException if it has none.
+    bool writeSlot(const ProcessValue &value) const;
+    template <class Action>
+    auto withStorageForm(const Action &action) const;
+
+    template <class T>
+    void readProcessValue(ProcessValue &value) const;
+    template <class T>
+    bool writeProcessValue(const ProcessValue &value) const;
+    template <class T>
+    void readFloatingPoint(ProcessValue &value,
+                           const QHash<T, ProcessDataDefinitions::ErrorTypes> &stateOfNumber,
+                           const QHash<ProcessDataDefinitions::ErrorTypes, T> &numberOfState) const;
+    template <class T>
+    bool writeFloatingPoint(
+        const ProcessValue &value,
+        const QHash<ProcessDataDefinitions::ErrorTypes, T> &numberOfState) const;
+    void readMetaData(ProcessValue &value) const;
+    void writeMetaData(const ProcessValue &value) const;
+    bool copyQStringDataToCharBuffer(const QString &text, unsigned char *buffer,
+                                     unsigned int size) const;
+    QString copyCharBufferToString(BufferHandlerInterface::BufferPointer buffer,
+                                   unsigned int size) const;
+
+    BufferHandlerInterface *m_bufferHandler = nullptr;
+    const QHash<QString, QMetaType::Type> *m_basicDataTypeMap;
+    const QHash<QString, int> *m_dataTypeSizeMap;
+    const QHash<ProcessDataDefinitions::ErrorTypes, float> *m_mapStateTypeToFloatValue;
+    const QHash<float, ProcessDataDefinitions::ErrorTypes> *m_mapFloatValueToStateType;
+    const QHash<ProcessDataDefinitions::ErrorTypes, double> *m_mapStateTypeToDoubleValue;
+    const QHash<double, ProcessDataDefinitions::ErrorTypes> *m_mapDoubleValueToStateType;
+    quint32 m_offsetSharedMemory = 0;
+    quint32 m_relativeOffsetMetadata = 0;
+    quint32 m_sizeValue = 0;
+    quint32 m_sizeMetadata = 0;
+    quint32 m_bitmask = 0;
+    QString m_dataType;
+    int m_metaType = 0;
+    bool m_isValid = false;
+    bool m_readOnly = true;
+    bool m_writeReadOnlyAllowed = false;
+    // Every access points these at the buffer of that moment, reading ones included.
+    mutable unsigned char *m_dataPointer = nullptr;
+    mutable unsigned char *m_metadataPointer = nullptr;
+    StorageKind m_storageKind = StorageNative;
+};

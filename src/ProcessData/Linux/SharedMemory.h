@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Companion/TesselExport.h"
+
+#include <QByteArray>
+#include <QString>
+
+/// One POSIX shared-memory object, mapped into this process.
+///
+/// Who creates the object owns its name: the destructor removes the name, then unmaps. Who attaches
+/// only unmaps. Call setKey(), then create() or attach() once. Takes no lock and is meant for one
+/// thread.
+class TESSEL_EXPORT SharedMemory
+{
+public:
+    enum AccessMode { ReadOnly = 0, ReadWrite = 1 };
+
+    SharedMemory() = default;
+    virtual ~SharedMemory();
+
+    /// Sets the name of the object exactly as it goes to shm_open().
+    void setKey(const QString &key);
+    /// Makes and maps an object of @p size bytes; one that is there already under this name is
+    /// removed first. Any user may read and write it (mode 666). Its memory is reserved at once, so
+    /// that a lack of it shows here and not at some later access.
+    bool create(int size);
+    /// Maps an existing object whole. It may be tried again after a failure.
+    bool attach(SharedMemory::AccessMode mode);
+
+    /// Size of the mapping in bytes, 0 without one.
+    int size() const { return m_PrivateData.m_size; }
+    void *data() { return m_PrivateData.m_data; }
+    const void *data() const { return m_PrivateData.m_data; }
+    /// What failed last, with the system's reason.
+    QString errorString() const { return m_PrivateData.m_errorString; }
+    /// errno of the last failure.
+    int error() const { return m_PrivateData.m_error; }
+
+private:
+    Q_DISABLE_COPY(SharedMemory)
+
+    struct PrivateData
+    {
+        void *m_data = nullptr;
+        qint32 m_size = 0;
+        QByteArray m_key;
+        QString m_errorString;
+        int m_error = 0;
+        bool m_created = false;
+    };
+
+    void recordFailure(const char *what, int code);
+    int openForCreation();
+    bool mapDescriptor(int fd, qint32 size, int protection);
+    void unmap();
+
+    PrivateData m_PrivateData;
+};

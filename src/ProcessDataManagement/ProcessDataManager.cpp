@@ -1,0 +1,232 @@
+#include "ProcessDataManagement/ProcessDataManager.h"
+
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "ProcessData/Linux/ProcessDataValue.h"
+#include "ProcessDataManagement/ProcessDataBufferHandler.h"
+
+#include <QDebug>
+#include <QFile>
+
+#include <cstring>
+#include <limits>
+#include <utility>
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+const QString ProcessDataManager::sm_sharedMemoryKeyExtension = QStringLiteral("SharedMemory");
+const QString ProcessDataManager::sm_semaphoreKeyExtension = QStringLiteral("Semaphore");
+
+namespace {
+
+ProcessDataBufferHandler::InitTypeBuffer bufferInitType(
+    ProcessDataManager::InitTypeSharedMemory type)
+{
+    return type == ProcessDataManager::InitTypeSharedMemoryCreate
+               ? ProcessDataBufferHandler::InitTypeBufferCreate
+               : ProcessDataBufferHandler::InitTypeBufferAttach;
+}
+
+/// A segment counts its bytes in an int.
+bool checkRegionSize(const QString &key, unsigned int size)
+{
+    constexpr unsigned int largest = std::numeric_limits<int>::max();
+    if (size > largest) {
+        qWarning() << "Shared memory" << key << "would be larger than" << largest
+                   << "bytes: reduce the size in the process description.";
+        return false;
+    }
+    return true;
+}
+
+bool createSegment(SharedMemory &memory, const QString &key, int size)
+{
+    if (!memory.create(size)) {
+        qWarning() << "Error on creating shared memory:" << memory.errorString() << ","
+                   << memory.error() << "!"
+                   << "You can delete all sharedMemories with the command: ipcrm -a";
+        return false;
+    }
+    if (memory.data() != nullptr) {
+        std::memset(memory.data(), 0, static_cast<std::size_t>(size));
+    }
+    qDebug() << "Create: Key for shared memory (" << key << ")!";
+    return true;
+}
+
+bool attachSegment(SharedMemory &memory, const QString &key, int size)
+{
+    if (!memory.attach(SharedMemory::ReadWrite)) {
+        qWarning() << "Attach to shared memory(" << key << ") fails" << memory.errorString() << ","
+                   << memory.error();
+        return false;
+    }
+    // Made from another description. The buffers would reach beyond the mapping.
+    if (memory.size() < size) {
+        qWarning() << "Shared memory" << key << "is too small: it has" << memory.size()
+                   << "bytes, the process description needs" << size
+                   << ". Start the creating process anew with the same description.";
+        return false;
+    }
+    qDebug() << "Attach: Key for shared memory (" << key << ")!";
+    return true;
+}
+
+} // namespace
+
+ProcessDataManager::ProcessDataManager() : m_bufferMutex(QMutex::Recursive) { }
+
+ProcessDataManager::~ProcessDataManager() = default;
+
+ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData(
+    const BaseClassSharedPointer &root, ProcessDataManager::InitTypeSharedMemory type)
+{
+    if (root.isNull()) {
+        qWarning() << "RootElement nullpointer!";
+        return {};
+    }
+    // A description without memory is no error: it is used for its properties alone.
+    if (root->getProperty(Definitions::getKeyDataPropertySizeOfSharedMemory()).toInt() < 1) {
+        m_bufferHandler.clear();
+        return root;
+    }
+    if (!createProcessDataMemory(root, type)) {
+        m_bufferHandler.clear();
+        qWarning() << "Can not create process data memory.";
+        return {};
+    }
+    return root;
+}
+
+ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessDataFromJson(
+    const QVariant &json, const QString &typeText, ProcessDataManager::InitTypeSharedMemory type)
+{
+    const ConfigurationAndProcessDataParser parser;
+    const BaseClassSharedPointer root = parser.parseFromJson(json, typeText);
+    if (root.isNull()) {
+        qWarning() << "Cannot parse Json!";
+        return {};
+    }
+    return createProcessData(root, type);
+}
+
+ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessDataFromFile(
+    const QString &fileName, ProcessDataManager::InitTypeSharedMemory type)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        qWarning() << "Can't open file " << file.fileName() << " IO Error: " << file.errorString();
+        return {};
+    }
+    const ConfigurationAndProcessDataParser parser;
+    const QString typeText = parser.cutOutFileTypeAndExtension(fileName);
+    if (typeText.isEmpty()) {
+        qWarning() << "Cannot parse file:" << fileName;
+        return {};
+    }
+    return createProcessDataFromJson(QVariant(file.readAll()), typeText, type);
+}
+
+bool ProcessDataManager::createProcessDataMemory(const BaseClassSharedPointer &root,
+                                                 ProcessDataManager::InitTypeSharedMemory type)
+{
+    if (root.isNull()) {
+        qWarning() << "Pointer to root object is null!";
+        return false;
+    }
+    const QString key = root->getProperty(Definitions::getStrKeyProcessDataMemory()).toString();
+    if (key.isEmpty()) {
+        qWarning() << "Key for process data memory is empty.";
+        return false;
+    }
+    const unsigned int size =
+        root->getProperty(Definitions::getKeyDataPropertySizeOfSharedMemory()).toUInt();
+    const bool doubleBuffer =
+        root->getProperty(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();
+
+    ProcessDataBufferHandler layout(doubleBuffer);
+    if (!initSharedMemory(type, key, layout.calculateSizeSharedMemory(size))) {
+        qWarning() << "Can not initialize shared memory.";
+        return false;
+    }
+    m_bufferHandler = layout.initBufferHandler(bufferInitType(type), key + sm_semaphoreKeyExtension,
+                                               size, m_sharedMemory);
+    if (m_bufferHandler.isNull()) {
+        qWarning() << "Can not initialize Buffer Handler.";
+        return false;
+    }
+    // A leaf that cannot be bound or filled has said so in the log and does not stop the others.
+    setPointerToBufferHandler(root, type);
+    initSharedMemoryValues(root, type);
+    return true;
+}
+
+bool ProcessDataManager::initSharedMemory(ProcessDataManager::InitTypeSharedMemory type,
+                                          const QString &key, unsigned int size)
+{
+    if (key.isEmpty()) {
+        qWarning() << "Key for process data is empty.";
+        return false;
+    }
+    if (!checkRegionSize(key, size)) {
+        return false;
+    }
+    m_sharedMemory.setKey(key + sm_sharedMemoryKeyExtension);
+    const int regionSize = static_cast<int>(size);
+    return type == InitTypeSharedMemoryCreate ? createSegment(m_sharedMemory, key, regionSize)
+                                              : attachSegment(m_sharedMemory, key, regionSize);
+}
+
+bool ProcessDataManager::setPointerToBufferHandler(const BaseClassSharedPointer &root,
+                                                   ProcessDataManager::InitTypeSharedMemory type)
+{
+    ConfigurationAndProcessDataBase::ListElements leaves;
+    root->collectElements(leaves, true);
+    bool anyBound = false;
+    for (const auto &leaf : std::as_const(leaves)) {
+        auto *value = dynamic_cast<ProcessDataValue *>(leaf.data());
+        if (value == nullptr) {
+            qWarning() << "Cannot cast to process element.";
+            continue;
+        }
+        value->setBufferHandlerInterface(m_bufferHandler.data(),
+                                         type == InitTypeSharedMemoryCreate);
+        anyBound = true;
+    }
+    return anyBound;
+}
+
+void ProcessDataManager::initSharedMemoryValues(const BaseClassSharedPointer &root,
+                                                ProcessDataManager::InitTypeSharedMemory type)
+{
+    if (type != InitTypeSharedMemoryCreate) {
+        return;
+    }
+    ConfigurationAndProcessDataBase::ListElements leaves;
+    root->collectElements(leaves, false);
+    ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
+    if (!lockWriteBuffer()) {
+        // The refused call holds the mutex too; the level that is given back here is its own.
+        m_bufferMutex.unlock();
+        qWarning() << "Can't initialisize shared memory (can't lock sharedMemory)";
+        return;
+    }
+    for (const auto &leaf : std::as_const(leaves)) {
+        const auto element = qSharedPointerDynamicCast<ProcessDataValue>(leaf);
+        if (element.isNull()) {
+            qWarning() << "Nullpointer access. Can't cast BaseClassSharedPointer to "
+                          "ProcessDataValueSharedPointer";
+            continue;
+        }
+        // Reading gives the value the slot's own type; what it says about the state is of no use.
+        element->getValueNoLock(value, false);
+        value.setErrorType(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
+        element->setValueNoLock(value);
+    }
+    if (!unlockWriteBuffer()) {
+        qWarning() << "Can't unlock sharedMemroy after initialisation";
+    }
+    if (!swapReadAndWriteBuffer()) {
+        qWarning() << "Can't swap sharedMemory after initialisation";
+    }
+}

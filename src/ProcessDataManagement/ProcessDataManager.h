@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Companion/BufferHandlerInterface.h"
+#include "Configuration/ConfigurationAndProcessDataBase.h"
+#include "ProcessData/Linux/SharedMemory.h"
+
+#include <QMutex>
+#include <QString>
+#include <QVariant>
+
+/// Makes a process description live: creates or attaches its shared memory and binds every leaf of
+/// the tree to its slot.
+///
+/// One manager serves one description and owns its memory and buffer handler; the tree that it
+/// gave must not be used after it is gone. A process that attaches must come after the creating
+/// one has finished. create...() runs on one thread; the buffer locks may be used from any thread
+/// and keep the threads of this manager apart from lock to unlock.
+class TESSEL_EXPORT ProcessDataManager
+{
+public:
+    using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+
+    enum InitTypeSharedMemory { InitTypeSharedMemoryCreate = 0, InitTypeSharedMemoryAttach = 1 };
+
+    ProcessDataManager();
+    virtual ~ProcessDataManager();
+
+    /// Binds the tree below @p root and returns it; null on failure, with the reason in the log. A
+    /// description without memory comes back unbound. Creating sets every slot to
+    /// NO_VALID_INPUT_VALUE.
+    BaseClassSharedPointer createProcessData(const BaseClassSharedPointer &root,
+                                             ProcessDataManager::InitTypeSharedMemory type);
+    BaseClassSharedPointer createProcessDataFromJson(const QVariant &json, const QString &typeText,
+                                                     ProcessDataManager::InitTypeSharedMemory type);
+    BaseClassSharedPointer createProcessDataFromFile(const QString &fileName,
+                                                     ProcessDataManager::InitTypeSharedMemory type);
+
+    /// Locks the published set for reading values with getValueNoLock(). False if this thread holds
+    /// the lock already. Every call, refused ones included, needs one unlock.
+    bool lockReadBuffer();
+    /// @p repeat true: what was read under this lock is not reliable, read it again.
+    bool unlockReadBuffer(bool &repeat);
+    /// Locks the set that is being written for setValueNoLock(). As lockReadBuffer().
+    bool lockWriteBuffer();
+    bool unlockWriteBuffer();
+    /// Publishes the written set. True without memory.
+    bool swapReadAndWriteBuffer();
+
+    /// Null outside a lock of its kind.
+    BufferHandlerInterface::BufferPointer getPointerReadBuffer() const;
+    BufferHandlerInterface::BufferPointer getPointerWriteBuffer() const;
+    /// Size of one buffer in bytes. Only while isBufferValid().
+    unsigned int getSizeBuffer() const;
+    /// Whether there is a memory behind the tree.
+    bool isBufferValid() const;
+
+private:
+    Q_DISABLE_COPY(ProcessDataManager)
+
+    bool createProcessDataMemory(const BaseClassSharedPointer &root,
+                                 ProcessDataManager::InitTypeSharedMemory type);
+    bool initSharedMemory(ProcessDataManager::InitTypeSharedMemory type, const QString &key,
+                          unsigned int size);
+    bool setPointerToBufferHandler(const BaseClassSharedPointer &root,
+                                   ProcessDataManager::InitTypeSharedMemory type);
+    void initSharedMemoryValues(const BaseClassSharedPointer &root,
+                                ProcessDataManager::InitTypeSharedMemory type);
+
+    static const QString sm_sharedMemoryKeyExtension;
+    static const QString sm_semaphoreKeyExtension;
+
+    // Destroyed from the last to the first: the memory goes before the handler, which therefore
+    // must not touch it when it is destroyed.
+    BufferHandlerInterface::HandlerSharedPointer m_bufferHandler;
+    SharedMemory m_sharedMemory;
+    QString m_sharedMemoryDirKeyName;
+    BufferHandlerInterface::BufferPointer m_pointerReadBuffer = nullptr;
+    BufferHandlerInterface::BufferPointer m_pointerWriteBuffer = nullptr;
+    QMutex m_bufferMutex;
+};

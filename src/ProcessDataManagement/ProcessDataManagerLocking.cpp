@@ -1,0 +1,92 @@
+#include "ProcessDataManagement/ProcessDataManager.h"
+
+#include <QDebug>
+
+// Every lock call, a refused one too, leaves the mutex one level deeper and every unlock call takes
+// one level back. So callers pair their calls without asking which of them were granted. The mutex
+// is always taken before the handler and given back after it.
+
+bool ProcessDataManager::lockReadBuffer()
+{
+    m_bufferMutex.lock();
+    if (m_bufferHandler.isNull()) {
+        return true;
+    }
+    if (m_pointerReadBuffer != nullptr) {
+        qWarning() << "Buffer is already locked.";
+        return false;
+    }
+    m_pointerReadBuffer = m_bufferHandler->lockForRead();
+    return true;
+}
+
+bool ProcessDataManager::unlockReadBuffer(bool &repeat)
+{
+    if (m_bufferHandler.isNull()) {
+        m_bufferMutex.unlock();
+        return true;
+    }
+    if (m_pointerReadBuffer == nullptr) {
+        m_bufferMutex.unlock();
+        return false;
+    }
+    const bool unlocked = m_bufferHandler->unlockForRead(m_pointerReadBuffer, repeat);
+    m_pointerReadBuffer = nullptr;
+    m_bufferMutex.unlock();
+    return unlocked;
+}
+
+bool ProcessDataManager::lockWriteBuffer()
+{
+    m_bufferMutex.lock();
+    if (m_bufferHandler.isNull()) {
+        return true;
+    }
+    if (m_pointerWriteBuffer != nullptr) {
+        qWarning() << "Buffer is already locked.";
+        return false;
+    }
+    m_pointerWriteBuffer = m_bufferHandler->lockForWrite();
+    return true;
+}
+
+bool ProcessDataManager::unlockWriteBuffer()
+{
+    if (m_bufferHandler.isNull()) {
+        m_bufferMutex.unlock();
+        return true;
+    }
+    if (m_pointerWriteBuffer == nullptr) {
+        m_bufferMutex.unlock();
+        return false;
+    }
+    m_bufferHandler->unlockForWrite(m_pointerWriteBuffer);
+    m_pointerWriteBuffer = nullptr;
+    m_bufferMutex.unlock();
+    return true;
+}
+
+bool ProcessDataManager::swapReadAndWriteBuffer()
+{
+    return m_bufferHandler.isNull() || m_bufferHandler->swapBuffers();
+}
+
+BufferHandlerInterface::BufferPointer ProcessDataManager::getPointerReadBuffer() const
+{
+    return m_pointerReadBuffer;
+}
+
+BufferHandlerInterface::BufferPointer ProcessDataManager::getPointerWriteBuffer() const
+{
+    return m_pointerWriteBuffer;
+}
+
+unsigned int ProcessDataManager::getSizeBuffer() const
+{
+    return m_bufferHandler->bufferSize();
+}
+
+bool ProcessDataManager::isBufferValid() const
+{
+    return !m_bufferHandler.isNull();
+}

@@ -1,0 +1,317 @@
+#include "Companion/ReadLockNotes_p.h"
+#include "support/DoubleBuffer.h"
+
+#include <QtTest>
+
+#include <algorithm>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+unsigned char places[64];
+
+ReadLockNote note(quint64 handler, int place, int depth = 0)
+{
+    return {handler, places + place, static_cast<quint64>(100 + depth), depth, depth % 2 != 0};
+}
+
+std::vector<quint64> newHandlers(int count)
+{
+    std::vector<quint64> handlers(static_cast<std::size_t>(count));
+    std::generate(handlers.begin(), handlers.end(), ReadLockNotes::newHandlerNumber);
+    return handlers;
+}
+
+/// The order in which a test takes notes back.
+enum class Order { NewestFirst, OldestFirst, FromTheMiddle };
+
+std::vector<int> inOrder(int count, Order order)
+{
+    std::vector<int> indices;
+    for (int i = 0; i < count; ++i) {
+        indices.push_back(i);
+    }
+    if (order == Order::NewestFirst) {
+        std::reverse(indices.begin(), indices.end());
+    } else if (order == Order::FromTheMiddle) {
+        // Each number once, since 7 has no factor in common with the counts of these tests.
+        for (int i = 0; i < count; ++i) {
+            indices[static_cast<std::size_t>(i)] = (count / 2 + i * 7) % count;
+        }
+    }
+    return indices;
+}
+
+} // namespace
+
+class tst_ReadLockNotes : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void handlerNumbersNeverComeBack();
+    void noteComesBackAsItWasAdded();
+    void nothingIsTakenThatWasNotAdded();
+    void newestNoteOfABufferIsTakenFirst();
+    void manyNotesAreTakenBackInAnyOrder_data();
+    void manyNotesAreTakenBackInAnyOrder();
+    void manyNotesOfOneBufferAreTakenNewestFirst();
+    void forgottenHandlerLeavesTheOthersAlone();
+    void notesBelongToTheirThread();
+    void streaksAreCountedApart();
+    void oneStreakTooManyDisplacesAnother();
+    void locksOfManyHandlersEndInAnyOrder_data();
+    void locksOfManyHandlersEndInAnyOrder();
+
+private:
+    static void addOrders();
+};
+
+void tst_ReadLockNotes::handlerNumbersNeverComeBack()
+{
+    std::vector<quint64> numbers = newHandlers(1000);
+    std::sort(numbers.begin(), numbers.end());
+
+    QVERIFY(std::adjacent_find(numbers.cbegin(), numbers.cend()) == numbers.cend());
+    QVERIFY(numbers.front() != 0);
+}
+
+void tst_ReadLockNotes::noteComesBackAsItWasAdded()
+{
+    const quint64 handler = ReadLockNotes::newHandlerNumber();
+    ReadLockNotes::add({handler, places + 3, 77, 5, true});
+    QCOMPARE(ReadLockNotes::count(handler), 1);
+
+    const auto taken = ReadLockNotes::take(handler, places + 3);
+
+    QVERIFY(taken);
+    QCOMPARE(taken->handler, handler);
+    QCOMPARE(taken->buffer, static_cast<const unsigned char *>(places + 3));
+    QCOMPARE(taken->epoch, quint64{77});
+    QCOMPARE(taken->depth, 5);
+    QVERIFY(taken->holdsSemaphore);
+    QCOMPARE(ReadLockNotes::count(handler), 0);
+    QVERIFY(!ReadLockNotes::take(handler, places + 3));
+}
+
+void tst_ReadLockNotes::nothingIsTakenThatWasNotAdded()
+{
+    const std::vector<quint64> handlers = newHandlers(2);
+    QVERIFY(!ReadLockNotes::take(handlers[0], places));
+    ReadLockNotes::add(note(handlers[0], 0));
+
+    QVERIFY(!ReadLockNotes::take(handlers[1], places));
+    QVERIFY(!ReadLockNotes::take(handlers[0], places + 1));
+    QVERIFY(!ReadLockNotes::take(handlers[0], nullptr));
+
+    QCOMPARE(ReadLockNotes::count(handlers[0]), 1);
+    QCOMPARE(ReadLockNotes::count(handlers[1]), 0);
+    QVERIFY(ReadLockNotes::take(handlers[0], places));
+}
+
+void tst_ReadLockNotes::newestNoteOfABufferIsTakenFirst()
+{
+    const quint64 handler = ReadLockNotes::newHandlerNumber();
+    ReadLockNotes::add(note(handler, 0, 0));
+    ReadLockNotes::add(note(handler, 1, 1));
+    ReadLockNotes::add(note(handler, 0, 2));
+
+    QCOMPARE(ReadLockNotes::take(handler, places)->depth, 2);
+    QCOMPARE(ReadLockNotes::take(handler, places)->depth, 0);
+    QCOMPARE(ReadLockNotes::take(handler, places + 1)->depth, 1);
+}
+
+void tst_ReadLockNotes::addOrders()
+{
+    QTest::addColumn<int>("order");
+    QTest::addColumn<int>("count");
+
+    for (const int count : {1, 2, 8, 9, 10, 16, 17, 30}) {
+        QTest::addRow("%d, newest first", count) << int(Order::NewestFirst) << count;
+        QTest::addRow("%d, oldest first", count) << int(Order::OldestFirst) << count;
+        QTest::addRow("%d, from the middle", count) << int(Order::FromTheMiddle) << count;
+    }
+}
+
+void tst_ReadLockNotes::manyNotesAreTakenBackInAnyOrder_data()
+{
+    addOrders();
+}
+
+void tst_ReadLockNotes::manyNotesAreTakenBackInAnyOrder()
+{
+    QFETCH(int, order);
+    QFETCH(int, count);
+    const std::vector<quint64> handlers = newHandlers(3);
+    const auto handlerOf = [&handlers](int i) { return handlers[static_cast<std::size_t>(i % 3)]; };
+    for (int i = 0; i < count; ++i) {
+        ReadLockNotes::add(note(handlerOf(i), i, i));
+    }
+
+    for (const int i : inOrder(count, static_cast<Order>(order))) {
+        const int before = ReadLockNotes::count(handlerOf(i));
+        const auto taken = ReadLockNotes::take(handlerOf(i), places + i);
+
+        QVERIFY(taken);
+        QCOMPARE(taken->depth, i);
+        QCOMPARE(taken->epoch, static_cast<quint64>(100 + i));
+        QCOMPARE(ReadLockNotes::count(handlerOf(i)), before - 1);
+        QVERIFY(!ReadLockNotes::take(handlerOf(i), places + i));
+    }
+    for (const quint64 handler : handlers) {
+        QCOMPARE(ReadLockNotes::count(handler), 0);
+    }
+}
+
+void tst_ReadLockNotes::manyNotesOfOneBufferAreTakenNewestFirst()
+{
+    const std::vector<quint64> handlers = newHandlers(2);
+    for (int depth = 0; depth < 20; ++depth) {
+        ReadLockNotes::add(note(handlers[0], 0, depth));
+        ReadLockNotes::add(note(handlers[1], 0, depth));
+        QCOMPARE(ReadLockNotes::count(handlers[0]), depth + 1);
+    }
+
+    // One handler's notes go first and leave gaps before those of the other.
+    for (const quint64 handler : handlers) {
+        for (int depth = 19; depth >= 0; --depth) {
+            QCOMPARE(ReadLockNotes::take(handler, places)->depth, depth);
+        }
+    }
+}
+
+void tst_ReadLockNotes::forgottenHandlerLeavesTheOthersAlone()
+{
+    const std::vector<quint64> handlers = newHandlers(2);
+    for (int i = 0; i < 15; ++i) {
+        ReadLockNotes::add(note(handlers[0], i, i));
+        ReadLockNotes::add(note(handlers[1], i, i));
+    }
+    for (const quint64 handler : handlers) {
+        ReadLockNotes::noteOutcome(handler, 0, true);
+        ReadLockNotes::noteOutcome(handler, 1, true);
+    }
+
+    ReadLockNotes::forget(handlers[0]);
+
+    QCOMPARE(ReadLockNotes::count(handlers[0]), 0);
+    QVERIFY(!ReadLockNotes::take(handlers[0], places));
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 0), 0);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 1), 0);
+    QCOMPARE(ReadLockNotes::count(handlers[1]), 15);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 0), 1);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 1), 1);
+    for (int i = 14; i >= 0; --i) {
+        QCOMPARE(ReadLockNotes::take(handlers[1], places + i)->depth, i);
+    }
+    ReadLockNotes::forget(handlers[1]);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 0), 0);
+}
+
+void tst_ReadLockNotes::notesBelongToTheirThread()
+{
+    const quint64 handler = ReadLockNotes::newHandlerNumber();
+    ReadLockNotes::add(note(handler, 0));
+    ReadLockNotes::noteOutcome(handler, 1, true);
+    int otherCount = -1;
+    int otherRepeats = -1;
+    bool otherTook = true;
+
+    std::thread([&] {
+        otherCount = ReadLockNotes::count(handler);
+        otherRepeats = ReadLockNotes::repeatsInARow(handler, 1);
+        otherTook = ReadLockNotes::take(handler, places).has_value();
+        for (int i = 0; i < 20; ++i) {
+            ReadLockNotes::add(note(handler, i));
+        }
+    }).join();
+
+    QCOMPARE(otherCount, 0);
+    QCOMPARE(otherRepeats, 0);
+    QVERIFY(!otherTook);
+    QCOMPARE(ReadLockNotes::count(handler), 1);
+    QVERIFY(ReadLockNotes::take(handler, places));
+    ReadLockNotes::forget(handler);
+}
+
+void tst_ReadLockNotes::streaksAreCountedApart()
+{
+    const std::vector<quint64> handlers = newHandlers(2);
+    for (int i = 0; i < 3; ++i) {
+        ReadLockNotes::noteOutcome(handlers[0], 0, true);
+    }
+    ReadLockNotes::noteOutcome(handlers[0], 1, true);
+    ReadLockNotes::noteOutcome(handlers[1], 0, true);
+    ReadLockNotes::noteOutcome(handlers[1], 1, false);
+
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 0), 3);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 1), 1);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 0), 1);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 1), 0);
+
+    ReadLockNotes::noteOutcome(handlers[0], 0, false);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 0), 0);
+    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 1), 1);
+    ReadLockNotes::forget(handlers[0]);
+    ReadLockNotes::forget(handlers[1]);
+}
+
+void tst_ReadLockNotes::oneStreakTooManyDisplacesAnother()
+{
+    const std::vector<quint64> handlers = newHandlers(30);
+    for (const quint64 handler : handlers) {
+        ReadLockNotes::noteOutcome(handler, 0, true);
+        ReadLockNotes::noteOutcome(handler, 0, true);
+
+        // Whatever went, the reader at work keeps its own.
+        QCOMPARE(ReadLockNotes::repeatsInARow(handler, 0), 2);
+    }
+    for (const quint64 handler : handlers) {
+        ReadLockNotes::noteOutcome(handler, 0, false);
+        QCOMPARE(ReadLockNotes::repeatsInARow(handler, 0), 0);
+    }
+
+    // All places are free again.
+    for (std::size_t i = 0; i < 8; ++i) {
+        ReadLockNotes::noteOutcome(handlers[i], 0, true);
+    }
+    for (std::size_t i = 0; i < 8; ++i) {
+        QCOMPARE(ReadLockNotes::repeatsInARow(handlers[i], 0), 1);
+        ReadLockNotes::forget(handlers[i]);
+    }
+}
+
+void tst_ReadLockNotes::locksOfManyHandlersEndInAnyOrder_data()
+{
+    addOrders();
+}
+
+void tst_ReadLockNotes::locksOfManyHandlersEndInAnyOrder()
+{
+    QFETCH(int, order);
+    QFETCH(int, count);
+    struct Region
+    {
+        std::unique_ptr<DoubleBuffer> buffer = std::make_unique<DoubleBuffer>();
+        DoubleBuffer::Handler handler = buffer->create();
+        unsigned char *locked = handler->lockForRead();
+    };
+    std::vector<Region> regions(static_cast<std::size_t>(count));
+    // Every second one is written into while it is read.
+    for (std::size_t i = 0; i < regions.size(); i += 2) {
+        QVERIFY(regions[i].handler->swapBuffers());
+        QVERIFY(writeSet(*regions[i].handler, 1));
+    }
+
+    for (const int i : inOrder(count, static_cast<Order>(order))) {
+        Region &region = regions[static_cast<std::size_t>(i)];
+        const ReadResult expected = i % 2 == 0 ? ReadResult::Repeat : ReadResult::Reliable;
+        QCOMPARE(finishRead(*region.handler, region.locked), expected);
+        QCOMPARE(finishRead(*region.handler, region.locked), ReadResult::Failed);
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_ReadLockNotes)
+#include "tst_ReadLockNotes.moc"
