@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <system_error>
 
 #include <sys/ipc.h>
 #include <sys/sem.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace {
@@ -154,8 +154,8 @@ std::array<unsigned short, SystemVSemaphoreBaseClass::SemaphoreCount> SystemVSem
         const auto low = static_cast<unsigned char>(hash[5 + 2 * i]);
         const unsigned int number = (static_cast<unsigned int>(high) << 8 | low) & 0x7FFFU;
         // 0 means that the set is not filled in yet.
-        values[static_cast<std::size_t>(SemaphoreFingerprint + i)] = static_cast<unsigned short>(
-            number == 0 ? 1 : number);
+        values[std::size_t{SemaphoreFingerprint} + static_cast<std::size_t>(i)] =
+            static_cast<unsigned short>(number == 0 ? 1 : number);
     }
     return values;
 }

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include <atomic>
+#include <functional>
 #include <thread>
 
 namespace {

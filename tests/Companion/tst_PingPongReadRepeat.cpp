@@ -150,7 +150,7 @@ void tst_PingPongReadRepeat::ordinaryReadMakesNoSystemCall()
         CHILD_VERIFY(readOnce(*handler) == ReadResult::Reliable);
         // From here on every call but read(), write() and exit() kills.
         if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0) {
-            return ChildProcess::cannotTry;
+            return ChildProcess::sm_cannotTry;
         }
         unsigned char *const outer = handler->lockForRead();
         const bool isReliable = readOnce(*handler) == ReadResult::Reliable

@@ -153,14 +153,14 @@ void tst_PingPongStoreOrder::catchingUpIsAnnouncedBeforeTheFirstStore()
     QCOMPARE(watch.words().stores, 1);
     QCOMPARE(watch.words().writeEpoch[0], quint64{1});
     QCOMPARE(watch.words().writerPid, static_cast<quint32>(getpid()));
-    QVERIFY(isFilledWith(buffer.first, buffer.size(), 1));
+    QVERIFY(isFilledWith(buffer.first, PagedBuffer::size(), 1));
 }
 
 void tst_PingPongStoreOrder::catchingUpAfterASwapInsideALockIsAnnouncedToo()
 {
     QFETCH(bool, isLastPage);
     PagedBuffer buffer;
-    fillBuffer(buffer.handler.lockForWrite(), buffer.size(), 1);
+    fillBuffer(buffer.handler.lockForWrite(), PagedBuffer::size(), 1);
     const StoreWatch watch(buffer.management, buffer.first + offsetOfPage(isLastPage));
 
     QVERIFY(buffer.handler.swapBuffers());
@@ -185,7 +185,7 @@ void tst_PingPongStoreOrder::takingBackIsAnnouncedAndUnfinishedUntilItsEnd()
     QCOMPARE(watch.words().stores, 1);
     QCOMPARE(watch.words().writeEpoch[0], quint64{1});
     QVERIFY(watch.words().writerPid != 0);
-    QVERIFY(isFilledWith(buffer.first, buffer.size(), 1));
+    QVERIFY(isFilledWith(buffer.first, PagedBuffer::size(), 1));
     QCOMPARE(log.take(), QList<LogLine>());
 }
 

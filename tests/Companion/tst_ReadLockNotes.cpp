@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -29,10 +30,8 @@ enum class Order { NewestFirst, OldestFirst, FromTheMiddle };
 
 std::vector<int> inOrder(int count, Order order)
 {
-    std::vector<int> indices;
-    for (int i = 0; i < count; ++i) {
-        indices.push_back(i);
-    }
+    std::vector<int> indices(static_cast<std::size_t>(count));
+    std::iota(indices.begin(), indices.end(), 0);
     if (order == Order::NewestFirst) {
         std::reverse(indices.begin(), indices.end());
     } else if (order == Order::FromTheMiddle) {
@@ -55,14 +54,14 @@ private Q_SLOTS:
     void noteComesBackAsItWasAdded();
     void nothingIsTakenThatWasNotAdded();
     void newestNoteOfABufferIsTakenFirst();
-    void manyNotesAreTakenBackInAnyOrder_data();
+    void manyNotesAreTakenBackInAnyOrder_data() { addOrders(); }
     void manyNotesAreTakenBackInAnyOrder();
     void manyNotesOfOneBufferAreTakenNewestFirst();
     void forgottenHandlerLeavesTheOthersAlone();
     void notesBelongToTheirThread();
     void streaksAreCountedApart();
     void oneStreakTooManyDisplacesAnother();
-    void locksOfManyHandlersEndInAnyOrder_data();
+    void locksOfManyHandlersEndInAnyOrder_data() { addOrders(); }
     void locksOfManyHandlersEndInAnyOrder();
 
 private:
@@ -133,11 +132,6 @@ void tst_ReadLockNotes::addOrders()
         QTest::addRow("%d, oldest first", count) << int(Order::OldestFirst) << count;
         QTest::addRow("%d, from the middle", count) << int(Order::FromTheMiddle) << count;
     }
-}
-
-void tst_ReadLockNotes::manyNotesAreTakenBackInAnyOrder_data()
-{
-    addOrders();
 }
 
 void tst_ReadLockNotes::manyNotesAreTakenBackInAnyOrder()
@@ -281,11 +275,6 @@ void tst_ReadLockNotes::oneStreakTooManyDisplacesAnother()
         QCOMPARE(ReadLockNotes::repeatsInARow(handlers[i], 0), 1);
         ReadLockNotes::forget(handlers[i]);
     }
-}
-
-void tst_ReadLockNotes::locksOfManyHandlersEndInAnyOrder_data()
-{
-    addOrders();
 }
 
 void tst_ReadLockNotes::locksOfManyHandlersEndInAnyOrder()

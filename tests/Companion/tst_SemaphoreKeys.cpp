@@ -222,7 +222,7 @@ void tst_SemaphoreKeys::setWithoutPermissionIsLeftAlone()
     QVERIFY(id >= 0);
     ChildProcess other([&set](const ChildSide &) {
         if (setuid(65534) != 0) {
-            return ChildProcess::cannotTry;
+            return ChildProcess::sm_cannotTry;
         }
         LogCapture log;
         const Semaphores semaphores(set.key(), create);

@@ -80,6 +80,7 @@ private Q_SLOTS:
 
     void fullUserCountIsRefusedWithTheReason();
     void missingSetsAreReportedWithTheReason();
+    void attacherWaitsForTheMakerToFillTheSetIn();
     void processesThatStartAtOnceShareOneSet();
     void usersThatComeAndGoNeverMeetARemovedSet();
 
@@ -339,7 +340,7 @@ void tst_SystemVSemaphores::lastUserWhoMayNotRemoveTheSetLeavesItUsable()
         attacher.reset();
         const Semaphores again(set.key(), attach);
         CHILD_VERIFY(again.isValid());
-        return isOther ? 0 : ChildProcess::cannotTry;
+        return isOther ? 0 : ChildProcess::sm_cannotTry;
     });
     QVERIFY(other.waitUntilReady());
     creator.reset();
@@ -377,7 +378,7 @@ void tst_SystemVSemaphores::missingSetsAreReportedWithTheReason()
     const QString key = newKey();
     ChildProcess child([&key](const ChildSide &) {
         if (!enterPlaceWithoutSemaphores()) {
-            return ChildProcess::cannotTry;
+            return ChildProcess::sm_cannotTry;
         }
         LogCapture log;
         const Semaphores semaphores(key, create);
@@ -391,6 +392,34 @@ void tst_SystemVSemaphores::missingSetsAreReportedWithTheReason()
     });
 
     COMPARE_EXIT(child.waitForExit(), "a place without semaphores");
+}
+
+void tst_SystemVSemaphores::attacherWaitsForTheMakerToFillTheSetIn()
+{
+    const SemaphoreSet set(newKey());
+    auto semaphores = std::make_unique<Semaphores>(set.key(), create);
+    std::vector<unsigned short> values = set.values();
+    values[SemaphoreSet::Names::SemaphoreUsers] = 0;
+    semaphores.reset();
+    const int id = set.make(std::vector<unsigned short>(values.size(), 0));
+    QVERIFY(id >= 0);
+    ChildProcess attacher([&set](const ChildSide &parent) {
+        parent.say();
+        return takesPart(set.key(), attach)(parent);
+    });
+    QVERIFY(attacher.waitUntilReady());
+    QVERIFY(attacher.waitUntilAsleep());
+    QVERIFY(!attacher.hasSpoken());
+
+    // It waits long enough for a maker that is at work, and this one is.
+    QVERIFY(SemaphoreSet::setValues(id, values));
+
+    QVERIFY(attacher.waitUntilReady());
+    QCOMPARE(set.id(), id);
+    QCOMPARE(set.users(), 1);
+    attacher.tell();
+    QCOMPARE(attacher.waitForExit(), 0);
+    QVERIFY(!set.exists());
 }
 
 void tst_SystemVSemaphores::processesThatStartAtOnceShareOneSet()

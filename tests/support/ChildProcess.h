@@ -2,11 +2,13 @@
 
 #include <QtTest>
 
+#include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <functional>
+#include <string>
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -58,9 +60,9 @@ public:
     using Body = std::function<int(const ChildSide &)>;
 
     /// What waitForExit() gives where the child did not end.
-    static constexpr int notEnded = -1000;
+    static constexpr int sm_notEnded = -1000;
     /// Exit code of a child that could not try what it was there for.
-    static constexpr int cannotTry = 77;
+    static constexpr int sm_cannotTry = 77;
 
     explicit ChildProcess(const Body &body)
     {
@@ -114,6 +116,21 @@ public:
         pollfd input{m_fromChild, POLLIN, 0};
         return poll(&input, 1, 0) == 1 && (input.revents & POLLHUP) != 0;
     }
+    /// Until the child has nothing to do but wait for something. False if it does not come to that.
+    bool waitUntilAsleep() const
+    {
+        for (int i = 0; i < sm_bound && !hasEnded(); ++i) {
+            std::ifstream status("/proc/" + std::to_string(m_pid) + "/stat");
+            std::string text;
+            std::getline(status, text);
+            // The state stands behind the name, which may hold anything.
+            const std::size_t nameEnd = text.rfind(')');
+            if (nameEnd != std::string::npos && text.compare(nameEnd, 3, ") S") == 0) {
+                return true;
+            }
+        }
+        return false;
+    }
     void tell() const
     {
         const char word = 'w';
@@ -142,7 +159,7 @@ public:
     int waitForExit()
     {
         if (m_pid <= 0) {
-            return notEnded;
+            return sm_notEnded;
         }
         // Its end of the pipe closes with it.
         while (waitForInput(sm_bound)) {
@@ -151,7 +168,7 @@ public:
                 return reap();
             }
         }
-        return notEnded;
+        return sm_notEnded;
     }
 
 private:
@@ -173,7 +190,7 @@ private:
         const pid_t ended = waitpid(m_pid, &status, 0);
         m_pid = -1;
         if (ended < 0) {
-            return notEnded;
+            return sm_notEnded;
         }
         return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
     }
@@ -207,7 +224,7 @@ private:
 #define COMPARE_EXIT(exitCode, need)                                                               \
  do {                                                                                              \
   const int childExitCode = (exitCode);                                                            \
-  if (childExitCode == ChildProcess::cannotTry) {                                                  \
+  if (childExitCode == ChildProcess::sm_cannotTry) {                                               \
    QSKIP("needs " need, );                                                                         \
   }                                                                                                \
   QCOMPARE(childExitCode, 0);                                                                      \

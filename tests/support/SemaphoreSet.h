@@ -49,10 +49,21 @@ public:
     {
         const int made = semget(SystemVSemaphoreBaseClass::systemVKey(m_key),
                                 static_cast<int>(values.size()), IPC_CREAT | IPC_EXCL | 0666);
-        std::vector<unsigned short> copy = values;
+        return made >= 0 && setValues(made, values) ? made : -1;
+    }
+    static bool setValues(int id, std::vector<unsigned short> values)
+    {
         Argument argument{};
-        argument.values = copy.data();
-        return made >= 0 && semctl(made, 0, SETALL, argument) == 0 ? made : -1;
+        argument.values = values.data();
+        return semctl(id, 0, SETALL, argument) == 0;
+    }
+    std::vector<unsigned short> values() const
+    {
+        std::vector<unsigned short> all(Names::SemaphoreCount);
+        Argument argument{};
+        argument.values = all.data();
+        semctl(id(), 0, GETALL, argument);
+        return all;
     }
     int value(int semaphore) const { return semctl(id(), semaphore, GETVAL); }
     bool setValue(int semaphore, int value) const

@@ -1,0 +1,209 @@
+#include "ToolDescription.h"
+#include "ToolProcess.h"
+
+#include <QtTest>
+
+#include <csignal>
+
+using Metadata = ToolDescription::Metadata;
+
+namespace {
+
+QString readyLine(const ToolDescription &description, const QString &rest)
+{
+    return QStringLiteral("holding %1: %2; SIGINT or SIGTERM ends it\n")
+        .arg(description.key(), rest);
+}
+
+} // namespace
+
+/// The region while `tessel hold` runs, and what is left when it has ended.
+class tst_ToolHold : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void regionIsThereUntilTheSignal_data();
+    void regionIsThereUntilTheSignal();
+    void singleBufferIsHeldAsWell();
+    void everyValueStartsWithoutInput();
+    void killedHolderIsReplacedAndNothingIsLeft();
+    void descriptionWithoutMemoryIsRefused();
+    void descriptionWithoutKeyIsRefused();
+    void keyThatNamesNoObjectIsRefused();
+    void leafThatCannotBeUsedIsNoted();
+    void closedOutputEndsItWithoutAWord();
+};
+
+void tst_ToolHold::regionIsThereUntilTheSignal_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGHUP") << SIGHUP;
+}
+
+void tst_ToolHold::regionIsThereUntilTheSignal()
+{
+    QFETCH(int, signal);
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+
+    ToolProcess hold({QStringLiteral("hold"), description.write()});
+    QCOMPARE(hold.nextLine(),
+             readyLine(description, QStringLiteral("1 leaves, double buffer, 528 bytes")));
+    QVERIFY(description.hasSegment());
+    QVERIFY(description.hasSemaphores());
+
+    hold.signal(signal);
+    const ToolResult result = hold.finish();
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.error, QString());
+    QVERIFY(!description.hasSegment());
+    QVERIFY(!description.hasSemaphores());
+}
+
+void tst_ToolHold::singleBufferIsHeldAsWell()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.setRoot(QStringLiteral("doubleBuffer"), false);
+
+    ToolProcess hold({QStringLiteral("hold"), description.write()});
+
+    QCOMPARE(hold.nextLine(),
+             readyLine(description, QStringLiteral("1 leaves, single buffer, 8 bytes")));
+    hold.signal(SIGTERM);
+    QCOMPARE(hold.finish().exitCode, 0);
+    QVERIFY(!description.hasSegment());
+    QVERIFY(!description.hasSemaphores());
+}
+
+void tst_ToolHold::everyValueStartsWithoutInput()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.add(QStringLiteral("b"), QStringLiteral("float"), Metadata::None, 4);
+    const QString file = description.write();
+    ToolProcess hold({QStringLiteral("hold"), file});
+    hold.nextLine();
+
+    const ToolResult get = runTool({QStringLiteral("get"), file});
+
+    QCOMPARE(get.output, QStringLiteral("URL  VALUE  UNIT  STATE\n"
+                                        "a                 no-input\n"
+                                        "b                 no-input\n"));
+    hold.signal(SIGTERM);
+    QCOMPARE(hold.finish().exitCode, 0);
+}
+
+void tst_ToolHold::killedHolderIsReplacedAndNothingIsLeft()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    const QString file = description.write();
+    ToolProcess killed({QStringLiteral("hold"), file});
+    killed.nextLine();
+    QCOMPARE(
+        runTool({QStringLiteral("set"), file, QStringLiteral("a"), QStringLiteral("7")}).exitCode,
+        0);
+    killed.signal(SIGKILL);
+    QCOMPARE(killed.finish().exitCode, -1);
+    QVERIFY(description.hasSegment());
+
+    ToolProcess hold({QStringLiteral("hold"), file});
+    QVERIFY(hold.nextLine().startsWith(QStringLiteral("holding")));
+    QVERIFY(runTool({QStringLiteral("get"), file}).output.contains(QStringLiteral("no-input")));
+    hold.signal(SIGTERM);
+    const ToolResult result = hold.finish();
+
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: note: replaced the region '%1' that was there; who was "
+                            "attached to it must attach again\n")
+                 .arg(description.key()));
+    QVERIFY(!description.hasSegment());
+    QVERIFY(!description.hasSemaphores());
+}
+
+void tst_ToolHold::descriptionWithoutMemoryIsRefused()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.setRoot(QStringLiteral("sizeOfSharedMemory"), 0);
+    const QString file = description.write();
+
+    const ToolResult result = runTool({QStringLiteral("hold"), file});
+
+    QCOMPARE(result.exitCode, 9);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.error, QStringLiteral("tessel: %1: describes no memory; its top level needs "
+                                          "'sizeOfSharedMemory'\n")
+                               .arg(file));
+}
+
+void tst_ToolHold::descriptionWithoutKeyIsRefused()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.setRoot(QStringLiteral("keyProcessDataMemory"), QString());
+    const QString file = description.write();
+
+    const ToolResult result = runTool({QStringLiteral("hold"), file});
+
+    QCOMPARE(result.exitCode, 9);
+    QCOMPARE(result.error, QStringLiteral("tessel: %1: has no memory key; its top level needs "
+                                          "'keyProcessDataMemory'\n")
+                               .arg(file));
+}
+
+void tst_ToolHold::keyThatNamesNoObjectIsRefused()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.setRoot(QStringLiteral("keyProcessDataMemory"), QStringLiteral("no/such/folder/"));
+    const QString file = description.write();
+
+    const ToolResult result = runTool({QStringLiteral("hold"), file});
+
+    QCOMPARE(result.exitCode, 4);
+    QCOMPARE(result.output, QString());
+    QVERIFY(result.error.startsWith(
+        QStringLiteral("tessel: %1: no region for key 'no/such/folder/': Error on creating shared "
+                       "memory:")
+            .arg(file)));
+    QCOMPARE(result.error.count(QLatin1Char('\n')), 1);
+}
+
+void tst_ToolHold::leafThatCannotBeUsedIsNoted()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.add(QStringLiteral("b"), QStringLiteral("double"), Metadata::ErrorState, 4);
+    const QString file = description.write();
+
+    ToolProcess hold({QStringLiteral("hold"), file});
+    QVERIFY(hold.nextLine().startsWith(QStringLiteral("holding")));
+    hold.signal(SIGTERM);
+    const ToolResult result = hold.finish();
+
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.error, QStringLiteral("tessel: note: 'b' of %1 is left out: Wrong size of data "
+                                          "type in Json: 4 != 8 \"double\"\n")
+                               .arg(file));
+}
+
+void tst_ToolHold::closedOutputEndsItWithoutAWord()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+
+    QCOMPARE(exitCodeWithoutReader({QStringLiteral("hold"), description.write()}), 0);
+
+    QVERIFY(!description.hasSegment());
+    QVERIFY(!description.hasSemaphores());
+}
+
+QTEST_GUILESS_MAIN(tst_ToolHold)
+#include "tst_ToolHold.moc"

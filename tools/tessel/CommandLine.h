@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+/// What one subcommand takes: the words of its help and the rules by which it is parsed.
+struct CommandSyntax
+{
+    struct Positional
+    {
+        /// As it stands in the usage line: FILE, or [URL...].
+        QString placeholder;
+        QString description;
+    };
+
+    QString name;
+    /// One line, for the list of subcommands.
+    QString summary;
+    QVector<Positional> positionals;
+    int leastPositionals;
+    /// -1: any number.
+    int mostPositionals;
+    QList<QCommandLineOption> options;
+    /// Whole lines, each a call and what it is for.
+    QString examples;
+};
+
+/// The arguments of one subcommand, parsed by its syntax.
+///
+/// An argument such as -5 or -0.1 is a value and never an option. A Failure of WrongUse says what
+/// does not fit and what was probably meant.
+class CommandLine
+{
+public:
+    CommandLine(const CommandSyntax &syntax, const QStringList &arguments);
+
+    bool isHelpAsked() const;
+    bool isVerbose() const;
+    /// Refuses too few or too many positional arguments.
+    void checkPositionals() const;
+
+    QString positional(int index) const;
+    QStringList positionalsFrom(int index) const;
+
+    bool isSet(const QString &option) const { return m_parser.isSet(option); }
+    QString value(const QString &option) const;
+    /// A whole number from @p least to @p most.
+    int number(const QString &option, int least, int most, int whenMissing) const;
+
+private:
+    [[noreturn]] void refuse(const QString &reason) const;
+    void refuseUnknownOption() const;
+
+    const CommandSyntax &m_syntax;
+    QCommandLineParser m_parser;
+};
+
+/// The text of `tessel SUBCOMMAND --help`.
+QString helpText(const CommandSyntax &syntax);

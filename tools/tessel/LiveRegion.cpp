@@ -1,0 +1,214 @@
+#include "LiveRegion.h"
+
+#include "Companion/SystemVSemaphoreBaseClass.h"
+#include "ConsistentRead.h"
+#include "Failure.h"
+#include "LogCollector.h"
+#include "Output.h"
+#include "ProcessData/Linux/SharedMemory.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <cerrno>
+
+namespace {
+
+/// The message's fixed beginning says which call failed; only the system's words are of use here.
+QString withoutCallNames(const QString &errorString)
+{
+    return errorString.mid(errorString.lastIndexOf(QStringLiteral(": ")) + 2);
+}
+
+QString withReasons(const QString &text)
+{
+    const QString reasons = LogCollector::takeReasons();
+    return reasons.isEmpty() ? text : QStringLiteral("%1: %2").arg(text, reasons);
+}
+
+/// Whether this process maps a memory object that no longer has this name.
+bool isMappingOrphaned(const QString &segmentName)
+{
+    QFile maps(QStringLiteral("/proc/self/maps"));
+    if (!maps.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    const QByteArray ending = QFile::encodeName(segmentName) + " (deleted)";
+    const auto lines = maps.readAll().split('\n');
+    for (const auto &line : lines) {
+        if (line.endsWith(ending)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+RegionState findRegion(const DescriptionSource &description)
+{
+    SharedMemory memory;
+    memory.setKey(description.segmentName());
+    if (memory.attach(SharedMemory::ReadOnly)) {
+        return {true, memory.size(), 0, {}};
+    }
+    return {memory.error() != ENOENT, 0, memory.error(), withoutCallNames(memory.errorString())};
+}
+
+LiveRegion::LiveRegion(const DescriptionSource &description, Opening opening)
+    : m_description(description)
+{
+    m_description.requireMemory();
+    if (opening == Opening::Attach) {
+        requireMatchingRegion();
+    }
+    LogCollector::takeReasons();
+    const auto root = m_manager.createProcessData(
+        m_description.root(), opening == Opening::Create
+                                  ? ProcessDataManager::InitTypeSharedMemoryCreate
+                                  : ProcessDataManager::InitTypeSharedMemoryAttach);
+    if (!root) {
+        throw Failure{ExitCode::NoAccess,
+                      withReasons(QStringLiteral("%1: no region for key '%2'")
+                                      .arg(m_description.path(), m_description.key()))};
+    }
+}
+
+QVector<Leaf> LiveRegion::readable(const QVector<Leaf> &leaves, const QStringList &urls) const
+{
+    if (urls.isEmpty()) {
+        return usable(leaves);
+    }
+    requireUsable(leaves);
+    return leaves;
+}
+
+QVector<Leaf> LiveRegion::usable(const QVector<Leaf> &leaves) const
+{
+    QVector<Leaf> usable;
+    for (const auto &leaf : leaves) {
+        const QString problem = slotProblem(leaf, m_manager.getSizeBuffer());
+        if (problem.isEmpty()) {
+            usable.append(leaf);
+        } else {
+            writeErrorLine(QStringLiteral("tessel: note: '%1' of %2 is left out: %3")
+                               .arg(leaf.url, m_description.path(), problem));
+        }
+    }
+    return usable;
+}
+
+void LiveRegion::requireUsable(const QVector<Leaf> &leaves) const
+{
+    for (const auto &leaf : leaves) {
+        const QString problem = slotProblem(leaf, m_manager.getSizeBuffer());
+        if (!problem.isEmpty()) {
+            throw Failure{ExitCode::InputOutputFile,
+                          QStringLiteral("%1: '%2' has no usable slot: %3")
+                              .arg(m_description.path(), leaf.url, problem)};
+        }
+    }
+}
+
+QVector<ProcessValue> LiveRegion::read(const QVector<Leaf> &leaves)
+{
+    LogCollector::takeReasons();
+    QVector<ProcessValue> values;
+    values.reserve(leaves.size());
+    QElapsedTimer timer;
+    timer.start();
+    const ReadOutcome outcome = readConsistently(m_manager, [&] {
+        values.clear();
+        for (const auto &leaf : leaves) {
+            ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
+            leaf.element->getValueNoLock(value);
+            values.append(value);
+        }
+    });
+    if (outcome == ReadOutcome::NotLocked) {
+        refuseLock(timer.elapsed());
+    }
+    if (outcome == ReadOutcome::Overtaken) {
+        throw Failure{ExitCode::NotReliable,
+                      QStringLiteral("%1: no consistent set in %2 attempts, writers are too fast")
+                          .arg(m_description.path())
+                          .arg(mostReadAttempts)};
+    }
+    return values;
+}
+
+void LiveRegion::write(const Leaf &leaf, const ProcessValue &value)
+{
+    LogCollector::takeReasons();
+    QElapsedTimer timer;
+    timer.start();
+    m_manager.lockWriteBuffer();
+    const bool isLocked = m_manager.getPointerWriteBuffer() != nullptr;
+    const bool isWritten = isLocked && leaf.element->setValueNoLock(value);
+    m_manager.unlockWriteBuffer();
+    if (!isLocked) {
+        refuseLock(timer.elapsed());
+    }
+    if (!isWritten) {
+        throw Failure{
+            ExitCode::Refused,
+            withReasons(
+                QStringLiteral("%1: '%2' was not written").arg(m_description.path(), leaf.url))};
+    }
+    if (!m_manager.swapReadAndWriteBuffer()) {
+        refuseLock(timer.elapsed());
+    }
+}
+
+void LiveRegion::requireCurrent() const
+{
+    if (!isMappingOrphaned(m_description.segmentName())) {
+        return;
+    }
+    if (findRegion(m_description).exists) {
+        throw Failure{ExitCode::LayoutMismatch,
+                      QStringLiteral("%1: the region '%2' was replaced by a new one; start again")
+                          .arg(m_description.path(), m_description.key())};
+    }
+    throw Failure{ExitCode::NotFound,
+                  QStringLiteral("%1: the region '%2' has gone, its creator has ended")
+                      .arg(m_description.path(), m_description.key())};
+}
+
+void LiveRegion::requireMatchingRegion() const
+{
+    const RegionState region = findRegion(m_description);
+    if (!region.exists) {
+        throw Failure{ExitCode::NotFound,
+                      QStringLiteral("%1: no region '%2'; start the process that creates it, or "
+                                     "'tessel hold'")
+                          .arg(m_description.path(), m_description.key())};
+    }
+    if (region.size == 0) {
+        throw Failure{ExitCode::NoAccess,
+                      QStringLiteral("%1: cannot attach to region '%2': %3")
+                          .arg(m_description.path(), m_description.key(), region.reason)};
+    }
+    if (quint32(region.size) != m_description.regionSize()) {
+        throw Failure{ExitCode::LayoutMismatch,
+                      QStringLiteral("%1: region '%2' has %3 bytes where the description asks for "
+                                     "%4; its creator uses another description")
+                          .arg(m_description.path(), m_description.key())
+                          .arg(region.size)
+                          .arg(m_description.regionSize())};
+    }
+}
+
+void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
+{
+    if (waitedMilliseconds >= SystemVSemaphoreBaseClass::sm_lockWaitBound.count()) {
+        throw Failure{ExitCode::TimedOut,
+                      QStringLiteral("%1: another process has held the lock of region '%2' for "
+                                     "more than %3 s")
+                          .arg(m_description.path(), m_description.key())
+                          .arg(waitedMilliseconds / 1000)};
+    }
+    throw Failure{ExitCode::NoAccess,
+                  withReasons(QStringLiteral("%1: no lock on region '%2'")
+                                  .arg(m_description.path(), m_description.key()))};
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "DescriptionSource.h"
+#include "ProcessDataManagement/ProcessDataManager.h"
+
+#include <QVector>
+
+/// The region of a description as it is found on this machine.
+struct RegionState
+{
+    bool exists;
+    /// Bytes; 0 if it does not exist or cannot be opened.
+    int size;
+    /// errno of what hindered opening it, and the system's words for it.
+    int error;
+    QString reason;
+};
+
+/// Looks without attaching.
+RegionState findRegion(const DescriptionSource &description);
+
+/// A description bound to its region in shared memory.
+///
+/// The leaves of the description read and write through this object and must not be used after it.
+/// Every operation throws a Failure.
+class LiveRegion
+{
+public:
+    enum class Opening {
+        Create, ///< Makes the region; it is removed with this object.
+        Attach  ///< Joins a region that another process has made.
+    };
+
+    LiveRegion(const DescriptionSource &description, Opening opening);
+
+    /// The leaves of @p leaves to read, which were found at @p urls. Refuses one that was asked for
+    /// and cannot be used; if everything was asked for, leaves it out with a note.
+    QVector<Leaf> readable(const QVector<Leaf> &leaves, const QStringList &urls) const;
+    /// Those of the leaves that can be used. A note on standard error names each of the others.
+    QVector<Leaf> usable(const QVector<Leaf> &leaves) const;
+    /// Refuses leaves of which one cannot be used.
+    void requireUsable(const QVector<Leaf> &leaves) const;
+
+    /// The values of one consistent set, in the order of the leaves.
+    QVector<ProcessValue> read(const QVector<Leaf> &leaves);
+    /// Writes one value and publishes it.
+    void write(const Leaf &leaf, const ProcessValue &value);
+
+    /// Refuses to go on when the region's name has been removed or stands for another region now.
+    void requireCurrent() const;
+
+private:
+    void requireMatchingRegion() const;
+    [[noreturn]] void refuseLock(qint64 waitedMilliseconds) const;
+
+    const DescriptionSource &m_description;
+    ProcessDataManager m_manager;
+};

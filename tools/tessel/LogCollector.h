@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+
+/// Takes in the library's messages, so that its warnings can become part of the tool's one line.
+///
+/// One at a time, from its construction to its destruction.
+class LogCollector
+{
+public:
+    LogCollector();
+    ~LogCollector();
+
+    LogCollector(const LogCollector &) = delete;
+    LogCollector &operator=(const LogCollector &) = delete;
+
+    /// Shows every message raw on standard error as well.
+    static void showMessages();
+    /// The warnings since the last call as one short text, repetitions left out; empty if there
+    /// were none.
+    static QString takeReasons();
+};

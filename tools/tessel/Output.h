@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+/// Standard output and standard error as the tool uses them, in UTF-8 and without a buffer.
+///
+/// Data goes to standard output. Throws OutputClosed when its reader has gone, and a Failure when
+/// it cannot be written.
+void writeOutput(const QString &text);
+/// One line on standard error. Line breaks and control characters inside become visible escapes.
+void writeErrorLine(const QString &line);
+
+/// The text without anything that would move a terminal's cursor or break a line: control
+/// characters become escapes such as `\n` and `\u001b`.
+QString printable(const QString &text);

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+
+/// Waits for the signals that end a program and, if asked to, for those about its terminal.
+///
+/// From its construction to its destruction these signals no longer do what they usually do; they
+/// are kept until wait() fetches them, so that none is lost. Make it before anything that must be
+/// cleaned up. The process must have no second thread then.
+class SignalWait
+{
+public:
+    enum class Event {
+        TimePassed,
+        End,     ///< SIGINT, SIGTERM or SIGHUP.
+        Resized, ///< SIGWINCH.
+        Stop     ///< SIGTSTP: the terminal asks this process to stop.
+    };
+
+    enum class Signals {
+        Ending,           ///< What End stands for.
+        EndingAndTerminal ///< The others as well.
+    };
+
+    explicit SignalWait(Signals signals);
+    ~SignalWait();
+
+    SignalWait(const SignalWait &) = delete;
+    SignalWait &operator=(const SignalWait &) = delete;
+
+    Event wait();
+    /// At the latest returns when @p deadline is reached.
+    Event waitUntil(std::chrono::steady_clock::time_point deadline);
+
+private:
+    Event fetch() const;
+
+    Signals m_signals;
+    int m_fd;
+};

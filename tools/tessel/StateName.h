@@ -1,0 +1,14 @@
+#pragma once
+
+#include "ProcessData/ProcessValueErrorTypes.h"
+
+#include <QString>
+
+#include <optional>
+
+/// The short name of an error state, such as `overrange`; `state-77` for a number that is no state.
+QString stateName(ProcessDataDefinitions::ErrorTypes state);
+
+/// The error state that a person means by a number from 0 to 9, a short name or the name of the
+/// enumerator. A Failure of WrongUse if it is none of them.
+ProcessDataDefinitions::ErrorTypes stateFromText(const QString &text);

@@ -1,0 +1,141 @@
+#include "Commands.h"
+#include "Failure.h"
+#include "LogCollector.h"
+#include "Output.h"
+#include "Suggestion.h"
+
+#include <QCoreApplication>
+#include <QTextCodec>
+
+#include <csignal>
+#include <exception>
+
+namespace {
+
+QVector<Command> allCommands()
+{
+    return {infoCommand(), holdCommand(), getCommand(), setCommand(), watchCommand()};
+}
+
+QString generalHelp()
+{
+    QString commands;
+    for (const auto &command : allCommands()) {
+        commands +=
+            QStringLiteral("  %1  %2\n").arg(command.syntax.name, -8).arg(command.syntax.summary);
+    }
+    return QStringLiteral(
+               "Usage: tessel SUBCOMMAND [OPTION...] FILE [ARGUMENT...]\n\n"
+               "Shows and changes the live process values behind a process description.\n\n"
+               "Subcommands:\n%1\n"
+               "Options:\n"
+               "  -v, --verbose  Show the library's messages on standard error.\n"
+               "  --version      Show the version.\n"
+               "  -h, --help     Show this help; after a subcommand, that of the subcommand.\n\n"
+               "Exit codes:\n"
+               "  0 done    1 answer is no    2 wrong use    3 URL, file or region not found\n"
+               "  4 no permission, cannot attach    5 refused: type, range, read-only\n"
+               "  6 time ran out    7 no consistent set    8 layout differs, region replaced\n"
+               "  9 input or output file    10 internal\n")
+        .arg(commands);
+}
+
+[[noreturn]] void refuseUse(const QString &reason)
+{
+    throw Failure{ExitCode::WrongUse, QStringLiteral("%1; see 'tessel --help'").arg(reason)};
+}
+
+ExitCode runCommand(const QString &name, const QStringList &arguments)
+{
+    QStringList names;
+    for (const auto &command : allCommands()) {
+        names.append(command.syntax.name);
+        if (command.syntax.name != name) {
+            continue;
+        }
+        const CommandLine line(command.syntax, arguments);
+        if (line.isHelpAsked()) {
+            writeOutput(helpText(command.syntax));
+            return ExitCode::Done;
+        }
+        if (line.isVerbose()) {
+            LogCollector::showMessages();
+        }
+        line.checkPositionals();
+        return command.run(line);
+    }
+    refuseUse(QStringLiteral("unknown subcommand '%1'%2").arg(name, suggestion(name, names)));
+}
+
+/// Takes the options before the subcommand, then leaves the rest to it.
+ExitCode run(QStringList arguments)
+{
+    while (!arguments.isEmpty()) {
+        const QString first = arguments.takeFirst();
+        if (first == QLatin1String("--version")) {
+            writeOutput(QStringLiteral("tessel " TESSEL_VERSION "\n"));
+            return ExitCode::Done;
+        }
+        if (first == QLatin1String("--help") || first == QLatin1String("-h")) {
+            writeOutput(generalHelp());
+            return ExitCode::Done;
+        }
+        if (first == QLatin1String("--verbose") || first == QLatin1String("-v")) {
+            LogCollector::showMessages();
+            continue;
+        }
+        if (!first.startsWith(QLatin1Char('-'))) {
+            return runCommand(first, arguments);
+        }
+        const QString hint = suggestion(
+            first,
+            {QStringLiteral("--version"), QStringLiteral("--help"), QStringLiteral("--verbose")});
+        refuseUse(QStringLiteral("unknown option '%1'%2").arg(first, hint));
+    }
+    refuseUse(QStringLiteral("no subcommand"));
+}
+
+/// What the caller typed, in UTF-8 whatever the locale says.
+QStringList typedArguments(int argc, char *argv[])
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i) {
+        arguments.append(QString::fromUtf8(argv[i]));
+    }
+    return arguments;
+}
+
+} // namespace
+
+CommandSyntax::Positional fileArgument()
+{
+    return {QStringLiteral("FILE"), QStringLiteral("A process description, NAME.process.json.")};
+}
+
+CommandSyntax::Positional urlsArgument()
+{
+    return {QStringLiteral("[URL...]"),
+            QStringLiteral("Leaves, or tree nodes for all leaves below; everything without one.")};
+}
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    // File names and texts are UTF-8 also where a bare machine has no locale set.
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    // A reader that ends early is told by the write, so that regions are removed on every way out.
+    std::signal(SIGPIPE, SIG_IGN);
+    const LogCollector collector;
+    try {
+        return static_cast<int>(run(typedArguments(argc, argv)));
+    } catch (const Failure &failure) {
+        writeErrorLine(QStringLiteral("tessel: ") + failure.reason);
+        return static_cast<int>(failure.code);
+    } catch (const OutputClosed &) {
+        return static_cast<int>(ExitCode::Done);
+    } catch (const std::exception &exception) {
+        writeErrorLine(
+            QStringLiteral("tessel: internal: %1").arg(QString::fromLocal8Bit(exception.what())));
+    }
+    return static_cast<int>(ExitCode::Internal);
+}
