@@ -6,12 +6,29 @@
 #include <QDebug>
 
 #include <algorithm>
+#include <utility>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
 namespace {
 
 using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+
+/// The children in the order of their keys. The order of a hash changes from process to process;
+/// starting from this one, children without a position of their own stand in the same order
+/// everywhere, and a layout made of them does as well.
+ConfigurationAndProcessDataBase::ListElements childrenByKey(
+    const ConfigurationAndProcessDataBase::ChildMap &childs)
+{
+    QStringList keys = childs.keys();
+    std::sort(keys.begin(), keys.end());
+    ConfigurationAndProcessDataBase::ListElements children;
+    children.reserve(keys.size());
+    for (const QString &key : std::as_const(keys)) {
+        children.append(childs.value(key));
+    }
+    return children;
+}
 
 /// Sorts by display position. What could not be parsed has none and goes to the end.
 void sortChildren(QList<BaseClassSharedPointer> &children)
@@ -90,7 +107,7 @@ void ConfigurationAndProcessDataTreeNode::collectElements(ListElements &elements
         qWarning() << "Node has no childs!";
         return;
     }
-    ListElements children = m_childs.values();
+    ListElements children = sorted ? childrenByKey(m_childs) : m_childs.values();
     if (sorted) {
         sortChildren(children);
     }

@@ -70,6 +70,7 @@ private Q_SLOTS:
     void missingPositionsAreEqualToEverything();
     void anInvalidPositionIsNone();
     void nullElementsCompareEqual();
+    void equalPositionsStandInTheSameOrderHoweverTheChildrenCame();
 };
 
 void tst_TreeElementsComparing::smallerPositionComesFirst_data()
@@ -158,6 +159,33 @@ void tst_TreeElementsComparing::nullElementsCompareEqual()
     COMPARE_LOG(log, noValue);
     QVERIFY(!compareElements(Element(), Element()));
     COMPARE_LOG(log, noValue);
+}
+
+void tst_TreeElementsComparing::equalPositionsStandInTheSameOrderHoweverTheChildrenCame()
+{
+    // Many children, so that a sort that is not stable has occasion to show it.
+    QStringList keys;
+    QHash<QString, Element> leaves;
+    for (int i = 0; i < 64; ++i) {
+        keys.append(QStringLiteral("child%1").arg(i));
+        leaves.insert(keys.last(), makeLeaf(QJsonValue(i % 3)));
+    }
+    Base::ListElements expected;
+    for (int round = 0; round < 64; ++round) {
+        const auto root = makeNode();
+        for (const QString &key : qAsConst(keys)) {
+            root->addElement(key, leaves.value(key));
+        }
+        Base::ListElements elements;
+
+        root->collectElements(elements, true);
+
+        if (round == 0) {
+            expected = elements;
+        }
+        QCOMPARE(elements, expected);
+        keys.append(keys.takeFirst());
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_TreeElementsComparing)

@@ -94,9 +94,13 @@ private:
     QVector<ProcessDataValueSharedPointer> m_leaves;
 };
 
-void readUntilTold(const QByteArray &json, int stopDescriptor, ReaderReport &report)
+void readUntilTold(const QByteArray &json, int readyDescriptor, int stopDescriptor,
+                   ReaderReport &report)
 {
     LiveCounters counters(json, ProcessDataManager::InitTypeSharedMemoryAttach);
+    if (write(readyDescriptor, "r", 1) != 1) {
+        return;
+    }
     quint64 attempts = 0;
     quint64 last = 0;
     char byte = 0;
@@ -124,6 +128,30 @@ int stressSeconds()
     return ok && seconds > 0 ? seconds : 1;
 }
 
+/// Waits until every reader has attached: on a busy machine that may take longer than the stress.
+bool areReadersReady(int readyDescriptor)
+{
+    char byte = 0;
+    for (int i = 0; i < readerCount; ++i) {
+        if (read(readyDescriptor, &byte, 1) != 1) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Publishes sets for the time of the stress, counting on from @p number.
+bool publishUnderStress(LiveCounters &counters, quint64 &number)
+{
+    QElapsedTimer timer;
+    timer.start();
+    bool allPublished = true;
+    while (timer.elapsed() < stressSeconds() * 1000) {
+        allPublished = counters.publish(++number) && allPublished;
+    }
+    return allPublished;
+}
+
 } // namespace
 
 class tst_ConsistentSets : public QObject
@@ -141,7 +169,9 @@ void tst_ConsistentSets::bulkReadersAcceptOnlyWholeSetsWithinThreeAttempts()
                                                      PROT_READ | PROT_WRITE,
                                                      MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     QVERIFY(reports != MAP_FAILED);
+    int readyPipe[2];
     int stopPipe[2];
+    QCOMPARE(pipe(readyPipe), 0);
     QCOMPARE(pipe2(stopPipe, O_NONBLOCK), 0);
 
     auto counters = std::make_unique<LiveCounters>(json,
@@ -154,18 +184,16 @@ void tst_ConsistentSets::bulkReadersAcceptOnlyWholeSetsWithinThreeAttempts()
         if (readers[i] == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             close(stopPipe[1]);
-            readUntilTold(json, stopPipe[0], reports[i]);
+            readUntilTold(json, readyPipe[1], stopPipe[0], reports[i]);
             _exit(0);
         }
     }
+    close(readyPipe[1]);
 
-    QElapsedTimer timer;
-    timer.start();
     quint64 number = 1;
-    bool allPublished = true;
-    while (timer.elapsed() < stressSeconds() * 1000) {
-        allPublished = counters->publish(++number) && allPublished;
-    }
+    QVERIFY(areReadersReady(readyPipe[0]));
+    const bool allPublished = publishUnderStress(*counters, number);
+    close(readyPipe[0]);
     close(stopPipe[1]);
 
     for (const pid_t reader : readers) {
