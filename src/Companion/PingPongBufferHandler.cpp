@@ -121,6 +121,7 @@ bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
         m_management->finishedCount.store(epoch + 1, std::memory_order_relaxed);
         // After all that was written: a process that dies before this point has not finished.
         m_management->writerPid.store(0, std::memory_order_release);
+        ReadLockNotes::noteFinishedSet(m_number, epoch);
     }
     return m_lock->unlock();
 }
@@ -150,6 +151,9 @@ bool PingPongBufferHandler::swapBuffers()
     }
     const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
     const bool isWriting = m_writeDepth.load(std::memory_order_relaxed) > 0;
+    if (isPublishedAlready(epoch) && !isWriting) {
+        return m_lock->unlock();
+    }
     const bool isComplete = isWriting || !isUnfinished() || takeBackUnfinishedSet(epoch);
     if (isComplete) {
         m_management->swapCount.store(epoch + 1, std::memory_order_release);
@@ -159,6 +163,15 @@ bool PingPongBufferHandler::swapBuffers()
         beginWriting(epoch + 1);
     }
     return m_lock->unlock() && isComplete;
+}
+
+/// True if another writer's swap has published what this thread finished, and nobody has written
+/// since: one more exchange would bring the set from before back. Under the write lock.
+bool PingPongBufferHandler::isPublishedAlready(quint64 epoch) const
+{
+    const std::optional<quint64> finished = ReadLockNotes::takeFinishedSet(m_number);
+    return finished && *finished != epoch
+           && m_management->copiedEpoch.load(std::memory_order_relaxed) != epoch && !isUnfinished();
 }
 
 /// Tells readers that the write buffer of @p epoch is about to change. Under the write lock.

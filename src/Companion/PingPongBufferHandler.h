@@ -15,8 +15,10 @@ class BufferLock;
 /// they read, and learn at the unlock whether a writer has begun to write into the buffer that they
 /// read. A thread that had to repeat twice in a row holds writers off for its next read, so that
 /// the third attempt succeeds. The first write lock after a swap brings the write buffer up to
-/// date, so that a value which a writer leaves out keeps its last published content. If a writer
-/// died in the middle of its set, the next one takes back whatever was not published.
+/// date, so that a value which a writer leaves out keeps its last published content. Of several
+/// writers that finish their sets one behind the other, the first swap publishes all of them, and the
+/// swaps of the others find nothing left to do. If a writer died in the middle of its set, the next
+/// one takes back whatever was not published.
 class TESSEL_EXPORT PingPongBufferHandler : public BufferHandlerInterface
 {
 public:
@@ -76,6 +78,7 @@ private:
     BufferPointer buffer(quint64 index) const { return m_buffers[index & 1]; }
 
     bool isUnfinished() const;
+    bool isPublishedAlready(quint64 epoch) const;
     void markWriteEpoch(quint64 epoch);
     void beginWriting(quint64 epoch);
     bool takeBackUnfinishedSet(quint64 epoch);

@@ -14,8 +14,15 @@ struct RepeatStreak
     int length; ///< 0: free
 };
 
+struct FinishedSet
+{
+    quint64 handler; ///< 0: free
+    quint64 epoch;
+};
+
 constexpr int noteCapacity = 8;
 constexpr int streakCapacity = 8;
+constexpr int finishedCapacity = 8;
 
 /// Plain numbers only: what has no constructor and no destructor needs no guard at each access.
 struct ThreadNotes
@@ -25,6 +32,8 @@ struct ThreadNotes
     RepeatStreak streaks[streakCapacity];
     int streakCount;
     int nextStreak;
+    FinishedSet finished[finishedCapacity];
+    int nextFinished;
 };
 
 thread_local ThreadNotes threadNotes;
@@ -34,6 +43,17 @@ std::vector<ReadLockNote> &overflow()
 {
     thread_local std::vector<ReadLockNote> notes;
     return notes;
+}
+
+/// The place of a handler, or with 0 a free one.
+FinishedSet *findFinishedSet(quint64 handler)
+{
+    for (FinishedSet &set : threadNotes.finished) {
+        if (set.handler == handler) {
+            return &set;
+        }
+    }
+    return nullptr;
 }
 
 RepeatStreak *findStreak(quint64 handler, int depth)
@@ -172,6 +192,7 @@ void ReadLockNotes::forget(quint64 handler)
             --notes.streakCount;
         }
     }
+    takeFinishedSet(handler);
 }
 
 int ReadLockNotes::repeatsInARow(quint64 handler, int depth)
@@ -195,4 +216,29 @@ void ReadLockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
         *streak = {handler, depth, 0};
     }
     ++streak->length;
+}
+
+void ReadLockNotes::noteFinishedSet(quint64 handler, quint64 epoch)
+{
+    FinishedSet *set = findFinishedSet(handler);
+    if (set == nullptr) {
+        set = findFinishedSet(0);
+    }
+    if (set == nullptr) {
+        // Whoever fills that many regions at once and swaps none of them: one swap of it may then
+        // exchange where it need not.
+        set = &threadNotes.finished[threadNotes.nextFinished];
+        threadNotes.nextFinished = (threadNotes.nextFinished + 1) % finishedCapacity;
+    }
+    *set = {handler, epoch};
+}
+
+std::optional<quint64> ReadLockNotes::takeFinishedSet(quint64 handler)
+{
+    FinishedSet *const set = findFinishedSet(handler);
+    if (set == nullptr) {
+        return std::nullopt;
+    }
+    set->handler = 0;
+    return set->epoch;
 }

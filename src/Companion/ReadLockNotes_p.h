@@ -14,7 +14,8 @@ struct ReadLockNote
     bool holdsSemaphore;
 };
 
-/// The read locks that the calling thread holds, and how often its last reads had to be repeated.
+/// What the calling thread remembers of its locks: the read locks that it holds, how often its last
+/// reads had to be repeated, and which set it has finished but not published.
 ///
 /// Lies in thread-local memory, so that a read lock costs neither a system call nor a word that
 /// threads share.
@@ -36,5 +37,9 @@ void forget(quint64 handler);
 /// How many times in a row a read at this depth had to be repeated.
 int repeatsInARow(quint64 handler, int depth);
 void noteOutcome(quint64 handler, int depth, bool repeat);
+
+/// The epoch in which this thread last finished a set, until it swaps.
+void noteFinishedSet(quint64 handler, quint64 epoch);
+std::optional<quint64> takeFinishedSet(quint64 handler);
 
 } // namespace ReadLockNotes

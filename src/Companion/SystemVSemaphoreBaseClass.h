@@ -16,8 +16,8 @@ struct sembuf;
 /// The set is found by a text key. Its users are counted in the set itself: the last one that ends
 /// cleanly removes it, whoever that is (if the kernel lets it: only the user who made a set may
 /// remove it), and a process that is killed is no longer counted, since every count is taken with
-/// SEM_UNDO. A fingerprint of the text in the set tells two texts with
-/// the same System V key apart. An object belongs to the process that made it.
+/// SEM_UNDO. A fingerprint of the text in the set tells two texts with the same System V key apart.
+/// An object belongs to the process that made it.
 class TESSEL_EXPORT SystemVSemaphoreBaseClass
 {
 public:

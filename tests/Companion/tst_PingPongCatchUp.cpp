@@ -58,6 +58,9 @@ private Q_SLOTS:
     void buffersMayLieAnywhere_data();
     void buffersMayLieAnywhere();
     void publishedSetIsNotTouched();
+    void swapsOfWritersThatFinishedTogetherPublishOnce();
+    void aSwapWithoutASetOfItsOwnExchanges();
+    void aSetFinishedAfterTheOthersSwapIsPublished();
 };
 
 void tst_PingPongCatchUp::firstWriteLockAfterASwapBringsTheBufferUpToDate()
@@ -254,6 +257,55 @@ void tst_PingPongCatchUp::publishedSetIsNotTouched()
     QVERIFY(handler->unlockForWrite(written));
     QVERIFY(isFilledWith(read, buffer.size(), 1));
     QCOMPARE(finishRead(*handler, read), ReadResult::Reliable);
+}
+
+void tst_PingPongCatchUp::swapsOfWritersThatFinishedTogetherPublishOnce()
+{
+    const DoubleBuffer buffer;
+    const auto one = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(publishSet(*one, 1));
+    QVERIFY(writeSet(*one, 2));
+    QVERIFY(writeSet(*other, 3));
+
+    QVERIFY(one->swapBuffers());
+    QVERIFY(other->swapBuffers());
+
+    QVERIFY(isFilledWith(one->readBufferPointer(), buffer.size(), 3));
+    QCOMPARE(buffer.management()->swapCount.load(), quint64(2));
+    // And the next set grows out of what is published.
+    QVERIFY(other->unlockForWrite(other->lockForWrite()));
+    QVERIFY(other->swapBuffers());
+    QVERIFY(isFilledWith(one->readBufferPointer(), buffer.size(), 3));
+}
+
+void tst_PingPongCatchUp::aSwapWithoutASetOfItsOwnExchanges()
+{
+    const DoubleBuffer buffer;
+    const auto one = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(publishSet(*one, 1));
+    QVERIFY(publishSet(*one, 2));
+
+    QVERIFY(other->swapBuffers());
+    QVERIFY(isFilledWith(one->readBufferPointer(), buffer.size(), 1));
+    QVERIFY(one->swapBuffers());
+    QVERIFY(isFilledWith(one->readBufferPointer(), buffer.size(), 2));
+}
+
+void tst_PingPongCatchUp::aSetFinishedAfterTheOthersSwapIsPublished()
+{
+    const DoubleBuffer buffer;
+    const auto one = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(writeSet(*one, 1));
+    QVERIFY(other->swapBuffers());
+    QVERIFY(writeSet(*other, 2));
+
+    // Its own set is published already, but there is a finished one of the other.
+    QVERIFY(one->swapBuffers());
+
+    QVERIFY(isFilledWith(one->readBufferPointer(), buffer.size(), 2));
 }
 
 QTEST_GUILESS_MAIN(tst_PingPongCatchUp)
