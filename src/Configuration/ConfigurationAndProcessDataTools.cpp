@@ -101,6 +101,9 @@ QVariant ConfigurationAndProcessDataTools::extractConfigValue(const QString &url
         qWarning() << "Pointer to configuration root invalid!";
         return result;
     }
+    result = extractConfigValueWithArrayIndexUrl(url, root);
+    // Also for a cell in which nothing has been entered: no leaf answers to a URL with an index, and
+    // the cell comes back.
     if (result.isNull()) {
         const auto leaf = root->getLeafConfigurationData(url);
         if (!leaf.isNull()) {

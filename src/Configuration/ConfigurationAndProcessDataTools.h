@@ -7,6 +7,9 @@
 #include <QStringList>
 #include <QVariant>
 
+class Array2dDataTypeWrapper;
+class SelectorUrlArrayIndex;
+
 /// What an application does with a tree when all it holds is the root and a URL.
 ///
 /// A null root is an ordinary input and never dereferenced. Nothing here holds state or takes a
@@ -15,6 +18,7 @@ class TESSEL_EXPORT ConfigurationAndProcessDataTools
 {
 public:
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+    using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
 
     ConfigurationAndProcessDataTools() = delete;
 
@@ -65,4 +69,41 @@ public:
     /// The first index of the text, -1 if it is not in the list.
     static int selectionStringToSelectionIndex(const QString &selectionString,
                                                const QStringList &selectionList);
+
+    // Checked writes. Nothing is tested but the pattern of a text element: not the limits, not the
+    // read-only mark, not the type. A bool form is true where nothing is left to do, that is, also
+    // where the value stood there already.
+    static SetValueStatus setConfigValueWithStatus(const QString &url,
+                                                   const BaseClassSharedPointer &root,
+                                                   const QVariant &value);
+    static bool setConfigValue(const QString &url, const BaseClassSharedPointer &root,
+                               const QVariant &value);
+    /// Without signals, and without a way to array cells.
+    static SetValueStatus setConfigValueNoSignalEmitWithStatus(const QString &url,
+                                                               const BaseClassSharedPointer &root,
+                                                               const QVariant &value);
+    static bool setConfigValueNoSignalEmit(const QString &url, const BaseClassSharedPointer &root,
+                                           const QVariant &value);
+    /// Configuration leaves only. @p property may be a nested path; no pattern is applied.
+    static SetValueStatus setPropertyWithStatus(const QString &url, const QString &property,
+                                                const BaseClassSharedPointer &root,
+                                                const QVariant &value);
+    static bool setProperty(const QString &url, const QString &property,
+                            const BaseClassSharedPointer &root, const QVariant &value);
+    /// False only for a text element whose pattern does not match the whole of @p value.
+    static bool checkRegularExpression(const BaseClassSharedPointer &element,
+                                       const QVariant &value);
+
+    // Cells of arrays, by a URL such as `tables/calibration#3,1`.
+    /// Invalid unless @p url names a cell that is there.
+    static QVariant extractConfigValueWithArrayIndexUrl(const QString &url,
+                                                        const BaseClassSharedPointer &root);
+    /// Writes the whole array with one cell changed; the signals speak of the array.
+    static SetValueStatus setConfigValueWithArrayIndexUrl(const QString &url,
+                                                          BaseClassSharedPointer root,
+                                                          const QVariant &value);
+    /// Loads @p wrapper with the array that @p url names a cell of. False for a plain URL.
+    static bool fetchArrayHandleWithIndexes(const QString &url, const BaseClassSharedPointer &root,
+                                            Array2dDataTypeWrapper &wrapper,
+                                            QString &urlWithoutIndex, SelectorUrlArrayIndex &index);
 };

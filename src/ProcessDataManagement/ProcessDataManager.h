@@ -35,6 +35,16 @@ public:
     BaseClassSharedPointer createProcessDataFromFile(const QString &fileName,
                                                      ProcessDataManager::InitTypeSharedMemory type);
 
+    /// The same for a directory of process descriptions. Creating first gives all files one layout
+    /// and one key that begins with @p keyPrefix, and rewrites those in which something changed.
+    BaseClassSharedPointer createProcessDataFromDir(const QString &keyPrefix,
+                                                    const QString &processDir,
+                                                    ProcessDataManager::InitTypeSharedMemory type);
+    /// Lays the files of the directory out anew, with the key of the creation. Memory and tree stay
+    /// as they are.
+    bool updateProcessDataFromDirAfterConfigurationChanged(const QString &keyPrefix,
+                                                           const QString &processDir);
+
     /// Locks the published set for reading values with getValueNoLock(). False if this thread holds
     /// the lock already. Every call, refused ones included, needs one unlock.
     bool lockReadBuffer();

@@ -1,0 +1,91 @@
+#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
+
+#include "Companion/PropertyManagerConst.h"
+
+#include <QDebug>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+bool createFilePath(const QDir &directory, const QString &instanceName, const QString &extension,
+                    QString &path)
+{
+    const QString candidate = directory.filePath(instanceName + QLatin1Char('.') + extension);
+    if (!QFile::exists(candidate)) {
+        return false;
+    }
+    path = candidate;
+    return true;
+}
+
+} // namespace
+
+ConfigurationDataAndProcessDescriptionAccess::~ConfigurationDataAndProcessDescriptionAccess() =
+    default;
+
+QList<QFileInfo> ConfigurationDataAndProcessDescriptionAccess::generateDirectoryInfoList(
+    const QDir &directory)
+{
+    QDir listed(directory);
+    listed.setFilter(QDir::Dirs | QDir::Files | QDir::NoDot | QDir::NoDotDot);
+    listed.setSorting(QDir::Name);
+    return listed.entryInfoList();
+}
+
+bool ConfigurationDataAndProcessDescriptionAccess::containsFileOrDir(
+    const QList<QFileInfo> &entries, const QString &ending)
+{
+    for (const QFileInfo &entry : entries) {
+        if (entry.isDir() || entry.fileName().endsWith(ending)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+QString ConfigurationDataAndProcessDescriptionAccess::getOrigin()
+{
+    static const QString origin = QStringLiteral("Device");
+    return origin;
+}
+
+bool ConfigurationDataAndProcessDescriptionAccess::createConfigurationFilePath(
+    const QDir &directory, const QString &instanceName, QString &path)
+{
+    return createFilePath(directory, instanceName, PropertyManagerConst::getConfigFileExtension(),
+                          path);
+}
+
+bool ConfigurationDataAndProcessDescriptionAccess::createProcessDescriptionFilePath(
+    const QDir &directory, const QString &instanceName, QString &path)
+{
+    return createFilePath(directory, instanceName,
+                          PropertyManagerConst::getProcessDataDescriptionFileExtension(), path);
+}
+
+void ConfigurationDataAndProcessDescriptionAccess::readFolderDescription(const QString &path,
+                                                                         const QString &key,
+                                                                         QVariant &value)
+{
+    if (!QFileInfo(path).isDir()) {
+        return;
+    }
+    QFile file(path + QLatin1Char('/') + PropertyManagerConst::getMenuFolderDescriptionFilename());
+    if (!file.exists()) {
+        qDebug() << "No description file found!";
+        return;
+    }
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        qWarning() << "Can't open file " << file.fileName() << " IO Error: " << file.errorString();
+        return;
+    }
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    if (error.error != QJsonParseError::NoError) {
+        qWarning() << "Can't parse Json! of File" << file.fileName();
+        return;
+    }
+    value = document.object().value(key).toVariant();
+}
