@@ -1,48 +1,11 @@
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "ProcessDataManagement/DescriptionDirectory.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
+#include "integration/DisturbedRename.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 
 #include <QRegularExpression>
-
-#include <cerrno>
-
-#include <fcntl.h>
-
-namespace {
-
-/// What becomes of the files that are replaced from now on.
-enum class Disturbance { None, Fail, KillBefore, KillAfter };
-
-Disturbance disturbance = Disturbance::None;
-/// Which one of them is disturbed, counted from 1. 0: every one.
-int disturbedCall = 0;
-int calls = 0;
-
-} // namespace
-
-/// Stands before the function of the C library, for the toolkit too, so that the last step of
-/// replacing a file can be made to fail, or the process to end there.
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's are reserved
-extern "C" __attribute__((visibility("default"))) int rename(const char *from,
-                                                             const char *to) noexcept
-{
-    ++calls;
-    const bool isDisturbed = disturbedCall == 0 || calls == disturbedCall;
-    if (isDisturbed && disturbance == Disturbance::Fail) {
-        errno = EIO;
-        return -1;
-    }
-    if (isDisturbed && disturbance == Disturbance::KillBefore) {
-        kill(getpid(), SIGKILL);
-    }
-    const int result = renameat(AT_FDCWD, from, AT_FDCWD, to);
-    if (isDisturbed && disturbance == Disturbance::KillAfter) {
-        kill(getpid(), SIGKILL);
-    }
-    return result;
-}
 
 namespace {
 
@@ -50,21 +13,6 @@ using Access = ConfigurationDataAndProcessDescriptionAccess;
 
 constexpr int numberOfFiles = 9;
 const QString newKey = QStringLiteral("tesselFolderdevice, new");
-
-class DisturbedRename
-{
-public:
-    DisturbedRename(Disturbance kind, int call)
-    {
-        disturbance = kind;
-        disturbedCall = call;
-        calls = 0;
-    }
-    ~DisturbedRename() { disturbance = Disturbance::None; }
-
-    DisturbedRename(const DisturbedRename &) = delete;
-    DisturbedRename &operator=(const DisturbedRename &) = delete;
-};
 
 /// In the order in which the build takes them.
 QStringList processFilesOf(const DescriptionDirectory &directory)
@@ -192,7 +140,7 @@ void tst_DeviceDirectoryBuilds::failedCommitLeavesTheOldFile()
     COMPARE_LOG(
         log,
         warning(QStringLiteral("Error on commit file! \"%1\"").arg(m_directory->filePath(failed))));
-    QCOMPARE(calls, numberOfFiles);
+    QCOMPARE(DisturbedRename::calls(), numberOfFiles);
     DescriptionDirectory::Snapshot expected = m_new;
     expected.insert(failed, m_old.value(failed));
     QCOMPARE(m_directory->contents(), expected);
