@@ -49,8 +49,9 @@ void tst_ToolFailures::fileThatIsNoDescription_data()
     QTest::addColumn<QString>("reason");
     const QString plant = QStringLiteral("plant.process.json");
     QTest::newRow("missing") << QString() << QByteArray() << 3 << QStringLiteral("no such file");
-    QTest::newRow("folder") << QStringLiteral(".") << QByteArray() << 9
-                            << QStringLiteral("is a folder; name a description file");
+    QTest::newRow("folder")
+        << QStringLiteral(".") << QByteArray() << 9
+        << QStringLiteral("holds no process description; their names end in .process.json");
     QTest::newRow("configuration")
         << QStringLiteral("plant.config.json") << QByteArrayLiteral("{}") << 9
         << QStringLiteral("no process description; its name must end in .process.json");

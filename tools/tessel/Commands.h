@@ -15,8 +15,16 @@ Command holdCommand();
 Command getCommand();
 Command setCommand();
 Command watchCommand();
+Command buildCommand();
+Command mergeCommand();
+Command configCommand();
 
-/// The FILE argument, with which every subcommand begins.
+/// The FILE argument of those that read a description, which may be a folder of files.
 CommandSyntax::Positional fileArgument();
 /// The [URL...] argument of those that read.
 CommandSyntax::Positional urlsArgument();
+
+/// The --prefix option of those that build a folder.
+QCommandLineOption prefixOption();
+/// What it says, or the usual prefix.
+QString keyPrefixFrom(const CommandLine &line);

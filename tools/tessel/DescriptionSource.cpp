@@ -1,16 +1,14 @@
 #include "DescriptionSource.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
-#include "Failure.h"
-#include "LogCollector.h"
+#include "DescriptionFile.h"
+#include "DescriptionFolder.h"
+#include "Output.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "Suggestion.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
 
 #include <algorithm>
 #include <limits>
@@ -20,67 +18,27 @@ namespace {
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
-[[noreturn]] void refuseFile(ExitCode code, const QString &path, const QString &reason)
+BaseClassSharedPointer parseFile(const QString &path)
 {
-    throw Failure{code, QStringLiteral("%1: %2").arg(path, reason)};
-}
-
-void checkFile(const QString &path)
-{
-    const QFileInfo file(path);
-    if (!file.exists()) {
-        refuseFile(ExitCode::NotFound, path, QStringLiteral("no such file"));
-    }
-    if (file.isDir()) {
-        refuseFile(ExitCode::InputOutputFile, path,
-                   QStringLiteral("is a folder; name a description file"));
-    }
-    if (!file.isReadable()) {
-        refuseFile(ExitCode::NoAccess, path, QStringLiteral("no permission to read it"));
-    }
-    const QString postfix = QLatin1Char('.')
-                            + PropertyManagerConst::getProcessDataDescriptionFileExtension();
-    if (!file.fileName().endsWith(postfix)) {
-        refuseFile(ExitCode::InputOutputFile, path,
-                   QStringLiteral("no process description; its name must end in %1").arg(postfix));
-    }
-}
-
-/// "line 3, column 7: reason" if the file is no JSON, else what the library said.
-QString parseProblem(const QString &path)
-{
-    QString reasons = LogCollector::takeReasons();
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return reasons;
-    }
-    const QByteArray text = file.readAll();
-    QJsonParseError error;
-    QJsonDocument::fromJson(text, &error);
-    if (error.error == QJsonParseError::NoError) {
-        return reasons;
-    }
-    // The offset counts the character that does not fit.
-    const QByteArray before = text.left(std::max(error.offset - 1, 0));
-    return QStringLiteral("line %1, column %2: %3")
-        .arg(before.count('\n') + 1)
-        .arg(before.size() - before.lastIndexOf('\n'))
-        .arg(error.errorString());
-}
-
-BaseClassSharedPointer parse(const QString &path)
-{
-    checkFile(path);
+    requireDescriptionFile(path);
     auto root = ConfigurationAndProcessDataParser().parseFromFile(path);
     if (!root) {
-        refuseFile(ExitCode::InputOutputFile, path,
+        refusePath(ExitCode::InputOutputFile, path,
                    QStringLiteral("cannot be parsed: %1").arg(parseProblem(path)));
     }
     return root;
 }
 
+BaseClassSharedPointer parse(const QString &path)
+{
+    return QFileInfo(path).isDir() ? DescriptionFolder(path).parse() : parseFile(path);
+}
+
 int displayPosition(const BaseClassSharedPointer &element)
 {
+    if (!element) {
+        return std::numeric_limits<int>::max();
+    }
     const QVariant position = element->getProperty(
         Definitions::getKeyDataPropertyDisplayPosition());
     return position.isValid() ? position.toInt() : std::numeric_limits<int>::max();
@@ -97,12 +55,24 @@ QStringList sortedKeys(const ConfigurationAndProcessDataBase::ChildMap &children
     return keys;
 }
 
+void noteLeftOut(const QString &url)
+{
+    writeErrorLine(
+        QStringLiteral("tessel: note: '%1' is left out: its file does not parse").arg(url));
+}
+
 void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix, QVector<Leaf> &leaves)
 {
     const auto &children = node->getChildMap();
     for (const auto &key : sortedKeys(children)) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
+        // What a folder holds but cannot be parsed, such as a file without a name before its
+        // extension.
+        if (!child) {
+            noteLeftOut(url);
+            continue;
+        }
         if (const auto element = qSharedPointerDynamicCast<ProcessDataValue>(child)) {
             leaves.append({url, element});
         } else {
@@ -122,7 +92,7 @@ DescriptionSource::DescriptionSource(const QString &path) : m_path(path), m_root
 {
     collectLeaves(m_root, {}, m_leaves);
     if (m_leaves.isEmpty()) {
-        refuseFile(ExitCode::InputOutputFile, m_path,
+        refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("holds no process value; its top level must be a tree node with "
                                   "leaves below"));
     }
@@ -163,12 +133,12 @@ QString DescriptionSource::semaphoreName() const
 void DescriptionSource::requireMemory() const
 {
     if (bufferSize() == 0) {
-        refuseFile(ExitCode::InputOutputFile, m_path,
+        refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("describes no memory; its top level needs '%1'")
                        .arg(Definitions::getKeyDataPropertySizeOfSharedMemory()));
     }
     if (key().isEmpty()) {
-        refuseFile(ExitCode::InputOutputFile, m_path,
+        refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("has no memory key; its top level needs '%1'")
                        .arg(Definitions::getStrKeyProcessDataMemory()));
     }
@@ -210,13 +180,13 @@ Leaf DescriptionSource::leafAt(const QString &url) const
 void DescriptionSource::refuseUrl(const QString &url) const
 {
     if (m_root->isUrlValid(url)) {
-        refuseFile(ExitCode::NotFound, m_path,
+        refusePath(ExitCode::NotFound, m_path,
                    QStringLiteral("'%1' is a tree node and has no value").arg(url));
     }
     QStringList known;
     for (const auto &leaf : m_leaves) {
         known.append(leaf.url);
     }
-    refuseFile(ExitCode::NotFound, m_path,
+    refusePath(ExitCode::NotFound, m_path,
                QStringLiteral("no element at '%1'%2").arg(url, suggestion(url, known)));
 }

@@ -7,7 +7,8 @@
 #include <QStringList>
 #include <QVector>
 
-/// A process description as the command line names it, parsed and not bound yet.
+/// A process description as the command line names it, a file or a folder of files, parsed and not
+/// bound yet.
 ///
 /// Every operation throws a Failure that names the path and the reason.
 class DescriptionSource

@@ -1,9 +1,31 @@
 #include "Commands.h"
+#include "DirectoryBuild.h"
 #include "LiveRegion.h"
 #include "Output.h"
 #include "SignalWait.h"
 
+#include <QFileInfo>
+
 namespace {
+
+/// A folder's files need not agree yet on one memory.
+void buildIfFolder(const QString &path, const CommandLine &line)
+{
+    const QString keyPrefix = keyPrefixFrom(line);
+    const QFileInfo file(path);
+    if (file.isFile() && line.isSet(QStringLiteral("prefix"))) {
+        throw Failure{ExitCode::WrongUse,
+                      QStringLiteral("hold: --prefix goes with a folder, a file has its key; see "
+                                     "'tessel hold --help'")};
+    }
+    if (!file.isDir()) {
+        return;
+    }
+    const DirectoryBuild build = buildFolder(DescriptionFolder(path), keyPrefix);
+    if (build.failure) {
+        throw Failure(*build.failure);
+    }
+}
 
 void noteReplacement(const DescriptionSource &description)
 {
@@ -23,6 +45,7 @@ QString readyLine(const DescriptionSource &description)
 
 ExitCode run(const CommandLine &line)
 {
+    buildIfFolder(line.positional(0), line);
     const DescriptionSource description(line.positional(0));
     description.requireMemory();
     SignalWait signals(SignalWait::Signals::Ending);
@@ -47,8 +70,10 @@ Command holdCommand()
     syntax.positionals = {fileArgument()};
     syntax.leastPositionals = 1;
     syntax.mostPositionals = 1;
+    syntax.options = {prefixOption()};
     syntax.examples = QStringLiteral(
         "  tessel hold plant.process.json       until Ctrl-C; then nothing of it is left\n"
-        "  tessel hold plant.process.json &     beside other work; end it by kill %1\n");
+        "  tessel hold plant.process.json &     beside other work; end it by kill %1\n"
+        "  tessel hold device                   builds the folder first, see tessel build\n");
     return {syntax, run};
 }

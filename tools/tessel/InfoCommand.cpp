@@ -9,6 +9,8 @@
 #include "Output.h"
 #include "Table.h"
 
+#include <QFileInfo>
+
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
@@ -82,7 +84,9 @@ QString fact(const QString &name, const QString &text)
 
 void printFacts(const DescriptionSource &description)
 {
-    QString facts = fact(QStringLiteral("File"), description.path());
+    const bool isFolder = QFileInfo(description.path()).isDir();
+    QString facts = fact(isFolder ? QStringLiteral("Folder") : QStringLiteral("File"),
+                         description.path());
     if (description.bufferSize() == 0) {
         facts += fact(QStringLiteral("Memory"), QStringLiteral("none described"));
     } else {
@@ -199,6 +203,7 @@ Command infoCommand()
     syntax.mostPositionals = 1;
     syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON object.")}};
     syntax.examples = QStringLiteral("  tessel info plant.process.json           for the eye\n"
-                                     "  tessel info --json plant.process.json    for programs\n");
+                                     "  tessel info --json plant.process.json    for programs\n"
+                                     "  tessel info device                       a folder\n");
     return {syntax, run};
 }

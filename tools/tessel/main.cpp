@@ -12,9 +12,12 @@
 
 namespace {
 
+constexpr QLatin1String usualKeyPrefix("tessel");
+
 QVector<Command> allCommands()
 {
-    return {infoCommand(), holdCommand(), getCommand(), setCommand(), watchCommand()};
+    return {infoCommand(),  holdCommand(),  getCommand(),   setCommand(),
+            watchCommand(), buildCommand(), mergeCommand(), configCommand()};
 }
 
 QString generalHelp()
@@ -109,13 +112,33 @@ QStringList typedArguments(int argc, char *argv[])
 
 CommandSyntax::Positional fileArgument()
 {
-    return {QStringLiteral("FILE"), QStringLiteral("A process description, NAME.process.json.")};
+    return {QStringLiteral("FILE"),
+            QStringLiteral("A process description, NAME.process.json, or a folder of them.")};
 }
 
 CommandSyntax::Positional urlsArgument()
 {
     return {QStringLiteral("[URL...]"),
             QStringLiteral("Leaves, or tree nodes for all leaves below; everything without one.")};
+}
+
+QCommandLineOption prefixOption()
+{
+    return {QStringLiteral("prefix"),
+            QStringLiteral("How a folder's memory key begins (%1).").arg(usualKeyPrefix),
+            QStringLiteral("P")};
+}
+
+QString keyPrefixFrom(const CommandLine &line)
+{
+    if (!line.isSet(QStringLiteral("prefix"))) {
+        return usualKeyPrefix;
+    }
+    const QString prefix = line.value(QStringLiteral("prefix"));
+    if (prefix.contains(QLatin1Char('/'))) {
+        refuseUse(QStringLiteral("--prefix takes no '/', not '%1'").arg(prefix));
+    }
+    return prefix;
 }
 
 int main(int argc, char *argv[])
@@ -125,6 +148,8 @@ int main(int argc, char *argv[])
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     // A reader that ends early is told by the write, so that regions are removed on every way out.
     std::signal(SIGPIPE, SIG_IGN);
+    // A file that must not grow further is told by the write as well, like a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
     const LogCollector collector;
     try {
         return static_cast<int>(run(typedArguments(argc, argv)));

@@ -1,0 +1,450 @@
+#include "DeviceConfiguration.h"
+#include "ToolFolder.h"
+
+#include <QJsonArray>
+#include <QTemporaryDir>
+
+/// What `tessel config get` and `show` print, and what they refuse to read.
+class tst_ToolConfigRead : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { m_canLosePermissions = makePermissionsCount(); }
+    void init() { m_device.reset(new DeviceConfiguration); }
+    void cleanup() { m_device.reset(); }
+
+    void showPrintsValueUnitAndType();
+    void showPrintsOneObjectALeaf();
+    void showTakesANodeOrALeaf();
+    void getPrintsTheValueAlone_data();
+    void getPrintsTheValueAlone();
+    void getPrintsOneObject();
+    void textsCannotMoveTheCursor();
+    void percentSignsStayInUrls();
+    void fileIsReadByItsOwnUrls();
+    void folderIsNamedInAnyWay();
+    void readingChangesNoFile();
+
+    void wrongUseIsRefused_data();
+    void wrongUseIsRefused();
+    void urlThatIsNotThereIsNotFound_data();
+    void urlThatIsNotThereIsNotFound();
+    void pathThatIsNoConfigurationIsRefused_data();
+    void pathThatIsNoConfigurationIsRefused();
+    void fileThatDoesNotParseIsNamed();
+    void arrayThatIsNoTableHasNoCells_data();
+    void arrayThatIsNoTableHasNoCells();
+    void nameThatStandsForTwoIsRefused();
+    void loopOfLinksIsPassedOver();
+    void unreadableFileIsRefused();
+    void unreadableFolderIsRefused();
+    void messagesAreShownOnRequestOnly();
+
+private:
+    bool m_canLosePermissions = false;
+    QScopedPointer<DeviceConfiguration> m_device;
+};
+
+void tst_ToolConfigRead::showPrintsValueUnitAndType()
+{
+    const ToolResult result = m_device->run("show", {"inputs/channel1"});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output,
+             QString("URL                                       VALUE  UNIT  TYPE\n"
+                     "inputs/channel1/name         Supply temperature        string\n"
+                     "inputs/channel1/unit                         °C        selector\n"
+                     "inputs/channel1/range/lower                 -20  °C    double\n"
+                     "inputs/channel1/range/upper                 120  °C    double\n"
+                     "inputs/channel1/filter                      0.5  s     double\n"
+                     "inputs/channel1/alarmDelay                       s     int32\n"
+                     "inputs/channel1/enabled                    true        boolean\n"));
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolConfigRead::showPrintsOneObjectALeaf()
+{
+    const ToolResult result = m_device->run("show", {"--json"});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    const QJsonArray leaves = QJsonDocument::fromJson(result.output.toUtf8()).array();
+    QCOMPARE(leaves.size(), 50);
+    const auto leafAt = [&leaves](const QString &url) {
+        for (const auto &leaf : leaves) {
+            if (leaf.toObject().value("url") == url) {
+                return leaf.toObject();
+            }
+        }
+        return QJsonObject();
+    };
+    QCOMPARE(leafAt("device/language"), (QJsonObject{{"url", "device/language"},
+                                                     {"value", 0},
+                                                     {"type", "selector"},
+                                                     {"unit", ""},
+                                                     {"readOnly", false},
+                                                     {"selection", "en"}}));
+    QCOMPARE(leafAt("diagnosis/diagnosis/firmware").value("readOnly"), QJsonValue(true));
+    QCOMPARE(leafAt("inputs/channel1/alarmDelay").value("value"), QJsonValue(QJsonValue::Null));
+    QVERIFY(result.output.contains("\"value\": 18446744073709551615, \"type\": \"uint64\""));
+    QVERIFY(result.output.contains("\"value\": [[4, 0, 0], [8, 25.1, 0], [12, 49.9, 0], "
+                                   "[20, 100, 1]], \"type\": \"array\""));
+}
+
+void tst_ToolConfigRead::showTakesANodeOrALeaf()
+{
+    const ToolResult all = m_device->run("show", {});
+    QCOMPARE(all.exitCode, 0);
+    QCOMPARE(all.output.count('\n'), 51);
+    QVERIFY(all.output.contains("inputs/calibration/table"));
+    QVERIFY(all.output.contains("4 rows"));
+
+    const ToolResult leaf = m_device->run("show", {"/digital//digital/debounce"});
+
+    QCOMPARE(leaf.output, QString("URL                       VALUE  UNIT  TYPE\n"
+                                  "digital/digital/debounce     20  ms    uint16\n"));
+}
+
+void tst_ToolConfigRead::getPrintsTheValueAlone_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("text") << "device/location"
+                          << "Boiler house";
+    QTest::newRow("selector") << "counters/counters/tariff"
+                              << "night";
+    QTest::newRow("floating-point number") << "counters/counters/pulseValue"
+                                           << "2.5";
+    QTest::newRow("64 bits without a sign") << "counters/counters/presetTotal"
+                                            << "18446744073709551615";
+    QTest::newRow("64 bits with a sign") << "counters/counters/presetBalance"
+                                         << "-9007199254740993";
+    QTest::newRow("boolean") << "inputs/channel1/enabled"
+                             << "true";
+    QTest::newRow("nothing entered") << "inputs/channel1/alarmDelay"
+                                     << "";
+    QTest::newRow("cell") << "inputs/calibration/table#1,1"
+                          << "25.1";
+    QTest::newRow("cell of a selector") << "inputs/calibration/table#3,2"
+                                        << "suspect";
+    QTest::newRow("array") << "inputs/calibration/table"
+                           << "[[4, 0, 0], [8, 25.1, 0], [12, 49.9, 0], [20, 100, 1]]";
+}
+
+void tst_ToolConfigRead::getPrintsTheValueAlone()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, text);
+
+    const ToolResult result = m_device->run("get", {url});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, text + '\n');
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolConfigRead::getPrintsOneObject()
+{
+    const ToolResult result = m_device->run("get", {"inputs/calibration/table#3,2", "--json"});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output,
+             QString("{\"url\": \"inputs/calibration/table#3,2\", \"value\": 1, \"type\": "
+                     "\"selector\", \"unit\": \"\", \"readOnly\": false, \"selection\": "
+                     "\"suspect\"}\n"));
+}
+
+void tst_ToolConfigRead::textsCannotMoveTheCursor()
+{
+    QVERIFY(m_device->directory().write(
+        "evil.config.json",
+        R"({"type":"treenode","value":{"text":{"type":"string","value":"a\u001b[2J\nb"}}})"));
+
+    QCOMPARE(m_device->run("get", {"evil/text"}).output, QString("a\\u001b[2J\\nb\n"));
+    QVERIFY(m_device->run("show", {"evil"}).output.contains("a\\u001b[2J\\nb"));
+}
+
+void tst_ToolConfigRead::percentSignsStayInUrls()
+{
+    QVERIFY(m_device->directory().write(
+        "%2%3.config.json", R"({"type":"treenode","value":{"%1":{"type":"array","value":[[7]],)"
+                            R"("arrayInformation":[[],[{"type":"int8"}]]}}})"));
+
+    QVERIFY(m_device->run("get", {"%2%3/%1#0,0", "--json"})
+                .output.startsWith("{\"url\": \"%2%3/%1#0,0\", \"value\": 7, "));
+    QVERIFY(m_device->run("set", {"%2%3/%1#0,0", "8"}).output.startsWith("%2%3/%1#0,0: 7 -> 8\n"));
+}
+
+void tst_ToolConfigRead::fileIsReadByItsOwnUrls()
+{
+    const QString path = m_device->path("inputs/channel3.config.json");
+
+    QCOMPARE(DeviceConfiguration::runOn("get", path, {"range/upper"}).output, QString("16\n"));
+    QCOMPARE(DeviceConfiguration::runOn("show", path, {}).output.count('\n'), 8);
+}
+
+void tst_ToolConfigRead::folderIsNamedInAnyWay()
+{
+    const QStringList ask{"config", "get", ".", "device/tag"};
+    QCOMPARE(ToolProcess(ask, {}, m_device->path()).finish().output, QString("TI-101\n"));
+    QCOMPARE(DeviceConfiguration::runOn("get", m_device->path() + '/', {"device/tag"}).output,
+             QString("TI-101\n"));
+}
+
+void tst_ToolConfigRead::readingChangesNoFile()
+{
+    const auto former = m_device->directory().snapshot();
+
+    QCOMPARE(m_device->run("show", {}).exitCode, 0);
+    QCOMPARE(m_device->run("get", {"device/tag"}).exitCode, 0);
+    QCOMPARE(m_device->run("table", {"inputs/calibration/table"}).exitCode, 0);
+
+    QCOMPARE(m_device->directory().snapshot(), former);
+}
+
+void tst_ToolConfigRead::wrongUseIsRefused_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const QStringList &arguments, const char *reason) {
+        QTest::newRow(qPrintable(arguments.join(' '))) << arguments << QString(reason);
+    };
+
+    row({}, "ACTION is missing");
+    row({"get"}, "DIR|FILE is missing");
+    row({"gte", "x"}, "unknown action 'gte' (did you mean 'get'?)");
+    row({"get", "x"}, "URL is missing");
+    row({"set", "x"}, "URL is missing");
+    row({"table", "x"}, "URL is missing");
+    row({"get", "x", "a", "b"}, "'b' is one argument too many");
+    row({"show", "x", "a", "b"}, "'b' is one argument too many");
+    row({"set", "x", "a", "b", "c"}, "'c' is one argument too many");
+    row({"set", "x", "a"}, "set takes either VALUE or --no-input");
+    row({"set", "x", "a", "b", "--no-input"}, "set takes either VALUE or --no-input");
+    row({"get", "x", "a", "--csv"}, "get does not take --csv");
+    row({"get", "x", "a", "--no-input"}, "get does not take --no-input");
+    row({"show", "x", "--import", "y"}, "show does not take --import");
+    row({"table", "x", "a", "--csv", "--json"}, "--csv goes neither with --json nor with --import");
+    row({"table", "x", "a", "--csv", "--import", "y"},
+        "--csv goes neither with --json nor with --import");
+    row({"get", "x", "a", "--jso"}, "unknown option '--jso' (did you mean '--json'?)");
+}
+
+void tst_ToolConfigRead::wrongUseIsRefused()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, reason);
+
+    const ToolResult result = runTool(QStringList("config") + arguments);
+
+    VERIFY_REFUSED(result, 2, QStringLiteral("config: %1; see 'tessel config --help'").arg(reason));
+}
+
+void tst_ToolConfigRead::urlThatIsNotThereIsNotFound_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("slip") << "get"
+                          << "device/tga"
+                          << "%1: no element at 'device/tga' (did you mean 'device/tag'?)";
+    QTest::newRow("nothing alike") << "show"
+                                   << "no/such/thing/at/all/in/here"
+                                   << "%1: no element at 'no/such/thing/at/all/in/here'";
+    QTest::newRow("node") << "get"
+                          << "inputs/channel1/range"
+                          << "%1: 'inputs/channel1/range' is a tree node and has no value";
+    QTest::newRow("empty") << "get"
+                           << ""
+                           << "%1: '' is a tree node and has no value";
+    QTest::newRow("past a leaf") << "get"
+                                 << "device/tag/x/y/z/a/b/c"
+                                 << "%1: no element at 'device/tag/x/y/z/a/b/c'";
+    QTest::newRow("row past the end")
+        << "get"
+        << "inputs/calibration/table#4,0"
+        << "'inputs/calibration/table': no cell 4,0; the array has 4 rows and 3 columns, "
+           "counted from 0";
+    QTest::newRow("column past the end")
+        << "get"
+        << "inputs/calibration/table#0,3"
+        << "'inputs/calibration/table': no cell 0,3; the array has 4 rows and 3 columns, "
+           "counted from 0";
+    QTest::newRow("index that is none")
+        << "get"
+        << "inputs/calibration/table#1"
+        << "%1: no element at 'inputs/calibration/table#1' (did you mean "
+           "'inputs/calibration/table'?)";
+}
+
+void tst_ToolConfigRead::urlThatIsNotThereIsNotFound()
+{
+    QFETCH(QString, action);
+    QFETCH(QString, url);
+    QFETCH(QString, reason);
+
+    const ToolResult result = m_device->run(action, {url});
+
+    VERIFY_REFUSED(result, 3, reason.replace("%1", m_device->path()));
+}
+
+void tst_ToolConfigRead::pathThatIsNoConfigurationIsRefused_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("missing") << "nothing" << 3 << "no such file or folder";
+    QTest::newRow("other file") << "inputs/channel1.process.json" << 9
+                                << "no configuration; its name must end in .config.json";
+    QTest::newRow("folder without one")
+        << "empty" << 9 << "holds no configuration file, NAME.config.json";
+    QTest::newRow("folders without one")
+        << "outer" << 9 << "holds no configuration file, NAME.config.json";
+    QTest::newRow("one leaf") << "leaf.config.json" << 9
+                              << "holds no configuration value; its top level must be a tree "
+                                 "node with leaves below";
+    QTest::newRow("no leaf") << "bare.config.json" << 9
+                             << "holds no configuration value; its top level must be a tree "
+                                "node with leaves below";
+    QTest::newRow("no JSON") << "text.config.json" << 9
+                             << "cannot be parsed: line 2, column 1: unterminated object";
+    QTest::newRow("no type") << "typeless.config.json" << 9
+                             << "cannot be parsed: key 'type' not found in JSON object";
+}
+
+void tst_ToolConfigRead::pathThatIsNoConfigurationIsRefused()
+{
+    QFETCH(QString, name);
+    QFETCH(int, exitCode);
+    QFETCH(QString, reason);
+    const auto &directory = m_device->directory();
+    QVERIFY(QDir().mkpath(m_device->path("empty")) && QDir().mkpath(m_device->path("outer/inner")));
+    QVERIFY(directory.write("leaf.config.json", R"({"type":"string","value":"x"})"));
+    QVERIFY(directory.write("bare.config.json", R"({"type":"treenode","value":{}})"));
+    QVERIFY(directory.write("text.config.json", "{\n?}"));
+    QVERIFY(directory.write("typeless.config.json", "{}"));
+
+    const ToolResult result = DeviceConfiguration::runOn("show", m_device->path(name), {});
+
+    VERIFY_REFUSED(result, exitCode, QStringLiteral("%1: %2").arg(m_device->path(name), reason));
+}
+
+void tst_ToolConfigRead::fileThatDoesNotParseIsNamed()
+{
+    const QString name = QStringLiteral("inputs/channel2.config.json");
+    QVERIFY(m_device->directory().write(name, "{\"type\": \"treenode\",\n \"value\": {]}"));
+
+    const ToolResult result = m_device->run("get", {"device/tag"});
+
+    QVERIFY2(result.error.startsWith(QStringLiteral("tessel: %1: cannot be parsed: line 2, column ")
+                                         .arg(m_device->path(name))),
+             qPrintable(result.error));
+    QCOMPARE(result.error.count('\n'), 1);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 9);
+}
+
+void tst_ToolConfigRead::arrayThatIsNoTableHasNoCells_data()
+{
+    QTest::addColumn<QByteArray>("array");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("no information")
+        << QByteArray(R"("value":[[1,2],[3,4]])") << "the array has no description of its columns";
+    QTest::newRow("one dimension described")
+        << QByteArray(R"("value":[[1,2],[3,4]],"arrayInformation":[[]])")
+        << "the array has no description of its columns";
+    QTest::newRow("no list") << QByteArray(
+        R"("value":"text","arrayInformation":[[],[{"type":"double"},{"type":"double"}]])")
+                             << "the array has no description of its columns";
+    QTest::newRow("ragged rows") << QByteArray(
+        R"("value":[[1,2],[3]],"arrayInformation":[[],[{"type":"double"},{"type":"double"}]])")
+                                 << "row 1 has 1 cells, 2 columns are described";
+    QTest::newRow("first row too long") << QByteArray(
+        R"("value":[[1,2,3]],"arrayInformation":[[],[{"type":"double"},{"type":"double"}]])")
+                                        << "row 0 has 3 cells, 2 columns are described";
+}
+
+void tst_ToolConfigRead::arrayThatIsNoTableHasNoCells()
+{
+    QFETCH(QByteArray, array);
+    QFETCH(QString, reason);
+    QVERIFY(m_device->directory().write("tables.config.json",
+                                        R"({"type":"treenode","value":{"table":{"type":"array",)"
+                                            + array + "}}}"));
+    const auto former = m_device->directory().snapshot();
+    const QString line = QStringLiteral("'tables/table': %1").arg(reason);
+
+    VERIFY_REFUSED(m_device->run("get", {"tables/table#0,0"}), 9, line);
+    VERIFY_REFUSED(m_device->run("set", {"tables/table#0,0", "5"}), 9, line);
+    VERIFY_REFUSED(m_device->run("table", {"tables/table"}), 9, line);
+
+    QCOMPARE(m_device->directory().snapshot(), former);
+    // The value itself can still be looked at.
+    QCOMPARE(m_device->run("get", {"tables/table"}).exitCode, 0);
+}
+
+void tst_ToolConfigRead::nameThatStandsForTwoIsRefused()
+{
+    QVERIFY(m_device->directory().write("inputs.config.json",
+                                        m_device->directory().read("device.config.json")));
+
+    const ToolResult result = m_device->run("show", {});
+
+    VERIFY_REFUSED(result, 9,
+                   m_device->path("inputs.config.json")
+                       + ": 'inputs' is also the name of another file or folder here");
+}
+
+void tst_ToolConfigRead::loopOfLinksIsPassedOver()
+{
+    QVERIFY(QFile::link("..", m_device->path("inputs/loop")));
+
+    const ToolResult result = m_device->run("show", {});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.output.count('\n'), 51);
+}
+
+void tst_ToolConfigRead::unreadableFileIsRefused()
+{
+    if (!m_canLosePermissions) {
+        QSKIP("nothing is unreadable here");
+    }
+    const QString path = m_device->path("inputs/channel1.config.json");
+    const NarrowPermissions narrow(path, QFile::WriteOwner);
+
+    VERIFY_REFUSED(DeviceConfiguration::runOn("show", path, {}), 4,
+                   path + ": no permission to read it");
+    VERIFY_REFUSED(m_device->run("show", {}), 4, path + ": no permission to read it");
+}
+
+void tst_ToolConfigRead::unreadableFolderIsRefused()
+{
+    if (!m_canLosePermissions) {
+        QSKIP("nothing is unreadable here");
+    }
+    const QString path = m_device->path("inputs");
+    const NarrowPermissions narrow(path, QFile::WriteOwner);
+
+    VERIFY_REFUSED(m_device->run("show", {}), 4, path + ": no permission to read it");
+}
+
+void tst_ToolConfigRead::messagesAreShownOnRequestOnly()
+{
+    QVERIFY(QFile::link("..", m_device->path("inputs/loop")));
+
+    const ToolResult result = m_device->run("get", {"device/tag", "-v"});
+
+    QCOMPARE(result.output, QString("TI-101\n"));
+    QVERIFY(result.error.contains("loop"));
+    QCOMPARE(result.exitCode, 0);
+}
+
+QTEST_GUILESS_MAIN(tst_ToolConfigRead)
+#include "tst_ToolConfigRead.moc"

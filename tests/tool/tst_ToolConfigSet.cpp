@@ -1,0 +1,555 @@
+#include "DeviceConfiguration.h"
+#include "ToolFolder.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QRegularExpression>
+
+#include <csignal>
+
+#include <sys/resource.h>
+
+namespace {
+
+const QString channelFile = QStringLiteral("inputs/channel1.config.json");
+
+const QByteArray everyType = R"({"type":"treenode","modifiedBy":"","lastModified":"","value":{
+"boolean":{"type":"boolean","value":true},
+"int8":{"type":"int8","value":1},"int16":{"type":"int16","value":1},
+"int32":{"type":"int32","value":1},"int64":{"type":"int64","value":"1"},
+"uint8":{"type":"uint8","value":1},"uint16":{"type":"uint16","value":1},
+"uint32":{"type":"uint32","value":1},"uint64":{"type":"uint64","value":"1"},
+"float":{"type":"float","value":1},"double":{"type":"double","value":1},
+"string":{"type":"string","value":"x"},
+"broken":{"type":"string","value":"x","regularExpression":"[a-"},
+"selector":{"type":"selector","value":1,"selectionList":["off","on","2"]},
+"twice":{"type":"selector","value":1,"selectionList":["same","same"]},
+"other":{"type":"colour","value":"red"},"valueless":{"type":"int32"},
+"cells":{"type":"array","value":[[0.1,5,"7","a",true,null]],"arrayInformation":[[],[
+{"type":"float"},{"type":"int64"},{"type":"uint64","maxLimit":"18446744073709551614"},
+{"type":"string"},{"type":"boolean"},{"type":"selector","selectionList":["off","on"]}]]}}})";
+
+/// Narrows what programs that start meanwhile may write, and lets them live through it.
+class SmallFiles
+{
+public:
+    explicit SmallFiles(rlim_t size) : m_formerHandler(::signal(SIGXFSZ, SIG_IGN))
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_former);
+        const rlimit narrow{size, m_former.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &narrow);
+    }
+    ~SmallFiles()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_former);
+        ::signal(SIGXFSZ, m_formerHandler);
+    }
+
+    SmallFiles(const SmallFiles &) = delete;
+    SmallFiles &operator=(const SmallFiles &) = delete;
+
+private:
+    rlimit m_former{};
+    void (*m_formerHandler)(int);
+};
+
+} // namespace
+
+/// What `tessel config set` writes, stamps and refuses. Whatever is refused leaves every file as it
+/// was, down to its inode and time.
+class tst_ToolConfigSet : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { m_canLosePermissions = makePermissionsCount(); }
+    void init();
+    void cleanup() { m_device.reset(); }
+
+    void changeIsWrittenAndStamped();
+    void onlyTheFileOfTheValueIsWritten_data();
+    void onlyTheFileOfTheValueIsWritten();
+    void otherValuesOfTheFileStay();
+    void stampIsPrintedAsJson();
+    void valueThatStandsThereIsNotWritten_data();
+    void valueThatStandsThereIsNotWritten();
+    void valueIsReadBack_data();
+    void valueIsReadBack();
+    void zeroIsNotTheSameAsNothingEntered();
+    void valueIsRefused_data();
+    void valueIsRefused();
+    void missingTargetIsNotFound_data();
+    void missingTargetIsNotFound();
+    void fileIsWrittenByItsOwnUrls();
+    void fileBesideAFolderOfItsNameIsWritten();
+    void linkedFileStaysALink();
+    void fileWithoutStampsIsWrittenWithANote();
+    void shortWriteRestoresTheFormerText();
+    void writeThatDoesNotBeginLeavesTheFile();
+    void killedToolLeavesAWholeFile();
+    void fileThatMayNotBeWrittenIsRefused();
+    void folderThatMayNotBeWrittenIsRefused();
+
+private:
+    bool m_canLosePermissions = false;
+    QScopedPointer<DeviceConfiguration> m_device;
+};
+
+void tst_ToolConfigSet::init()
+{
+    m_device.reset(new DeviceConfiguration);
+    QVERIFY(m_device->directory().write("every.config.json", everyType));
+}
+
+void tst_ToolConfigSet::changeIsWrittenAndStamped()
+{
+    const ToolResult result = m_device->run("set", {"inputs/channel1/filter", "0.75"});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    const QRegularExpression expected(
+        "^inputs/channel1/filter: 0\\.5 -> 0\\.75\n"
+        "stamped device/inputs/channel1: modifiedBy Device, lastModified (\\S+)\n$");
+    const auto match = expected.match(result.output);
+    QVERIFY2(match.hasMatch(), qPrintable(result.output));
+    const QJsonObject json = m_device->directory().json(channelFile);
+    QCOMPARE(Description::at(json, "filter").value("value").toDouble(), 0.75);
+    QCOMPARE(json.value("modifiedBy").toString(), QString("Device"));
+    QCOMPARE(json.value("lastModified").toString(), match.captured(1));
+    QVERIFY(QDateTime::fromString(match.captured(1), Qt::ISODateWithMs).isValid());
+}
+
+void tst_ToolConfigSet::onlyTheFileOfTheValueIsWritten_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("instance");
+
+    QTest::newRow("at the top") << "device/tag"
+                                << "PT-7"
+                                << "device.config.json"
+                                << "device/device";
+    QTest::newRow("below") << "counters/counters/tariff"
+                           << "day"
+                           << "counters/counters.config.json"
+                           << "device/counters/counters";
+    QTest::newRow("cell") << "inputs/calibration/table#3,1"
+                          << "98.5"
+                          << "inputs/calibration.config.json"
+                          << "device/inputs/calibration";
+}
+
+void tst_ToolConfigSet::onlyTheFileOfTheValueIsWritten()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, value);
+    QFETCH(QString, file);
+    QFETCH(QString, instance);
+    const auto former = m_device->directory().snapshot();
+
+    const ToolResult result = m_device->run("set", {url, value});
+
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.output.contains("\nstamped " + instance + ": "));
+    QCOMPARE(result.output.count("stamped"), 1);
+    QCOMPARE(m_device->changedSince(former), QStringList{file});
+    QCOMPARE(m_device->valueAt(url), value);
+}
+
+void tst_ToolConfigSet::otherValuesOfTheFileStay()
+{
+    QJsonObject former = m_device->directory().json("counters/counters.config.json");
+
+    QCOMPARE(m_device->run("set", {"counters/counters/pulseValue", "3"}).exitCode, 0);
+
+    QJsonObject now = m_device->directory().json("counters/counters.config.json");
+    for (const char *stamp : {"modifiedBy", "lastModified"}) {
+        former.remove(stamp);
+        now.remove(stamp);
+    }
+    QJsonObject children = former.value("value").toObject();
+    QJsonObject pulseValue = children.value("pulseValue").toObject();
+    pulseValue.insert("value", 3);
+    children.insert("pulseValue", pulseValue);
+    former.insert("value", children);
+    QCOMPARE(now, former);
+}
+
+void tst_ToolConfigSet::stampIsPrintedAsJson()
+{
+    const ToolResult result = m_device->run("set", {"device/tag", "PT-7", "--json"});
+
+    QCOMPARE(result.error, QString());
+    const QJsonObject json = QJsonDocument::fromJson(result.output.toUtf8()).object();
+    QCOMPARE(json.keys(), (QStringList{"changed", "stamped", "url"}));
+    QCOMPARE(json.value("changed"), QJsonValue(true));
+    QCOMPARE(json.value("url"), QJsonValue("device/tag"));
+    const QJsonObject file = m_device->directory().json("device.config.json");
+    QCOMPARE(json.value("stamped").toArray(),
+             (QJsonArray{QJsonObject{{"instance", "device/device"},
+                                     {"modifiedBy", "Device"},
+                                     {"lastModified", file.value("lastModified")}}}));
+    QCOMPARE(m_device->run("set", {"device/tag", "PT-7", "--json"}).output,
+             QString("{\"url\": \"device/tag\", \"changed\": false, \"stamped\": []}\n"));
+}
+
+void tst_ToolConfigSet::valueThatStandsThereIsNotWritten_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("value");
+    const auto row = [](const char *url, const char *value) {
+        QTest::newRow(url) << QString(url) << QString(value);
+    };
+
+    row("device/tag", "TI-101");
+    row("device/language", "en");
+    row("counters/counters/presetTotal", "18446744073709551615");
+    row("counters/counters/presetBalance", "-9007199254740993");
+    row("inputs/channel1/filter", "0.50");
+    row("inputs/channel1/range/lower", "-20");
+    row("inputs/channel1/enabled", "true");
+    row("inputs/channel1/alarmDelay", "--no-input");
+    row("inputs/calibration/table#1,1", "25.1");
+    row("inputs/calibration/table#3,2", "1");
+    row("every/float", "1");
+    row("every/cells#0,0", "0.1");
+    row("every/cells#0,1", "5");
+    row("every/cells#0,2", "7");
+    row("every/cells#0,3", "a");
+    row("every/cells#0,4", "true");
+    row("every/cells#0,5", "--no-input");
+}
+
+void tst_ToolConfigSet::valueThatStandsThereIsNotWritten()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, value);
+    const auto former = m_device->directory().snapshot();
+
+    const ToolResult result = m_device->run("set", {url, value});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, url + ": unchanged\n");
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(m_device->directory().snapshot(), former);
+}
+
+void tst_ToolConfigSet::valueIsReadBack_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char *url, const char *value, const char *text = nullptr) {
+        QTest::addRow("%s %s", url, value)
+            << QString("every/%1").arg(url) << QString(value) << QString(text ? text : value);
+    };
+
+    row("boolean", "false");
+    row("boolean", "0", "false");
+    row("int8", "-128");
+    row("int16", "32767");
+    row("int32", "-2147483648");
+    row("int64", "9223372036854775807");
+    row("int64", "-9223372036854775808");
+    row("uint8", "0xff", "255");
+    row("uint16", "65535");
+    row("uint32", "4294967295");
+    row("uint64", "18446744073709551615");
+    row("float", "-0.1");
+    row("double", "1e+300");
+    row("double", "0.1");
+    row("double", "--no-input", "");
+    row("uint64", "--no-input", "");
+    row("string", "°C, \"µ\"");
+    row("string", "");
+    row("selector", "off");
+    row("selector", "0", "off");
+    // A text of the list goes before an index.
+    row("selector", "2", "2");
+    row("selector", "--no-input", "");
+    row("twice", "0", "same");
+    row("cells#0,0", "0.3");
+    row("cells#0,1", "9223372036854775807");
+    row("cells#0,1", "-9223372036854775808");
+    row("cells#0,2", "18446744073709551614");
+    row("cells#0,2", "--no-input", "");
+    row("cells#0,3", "b");
+    row("cells#0,4", "false");
+    row("cells#0,5", "on");
+    row("cells#0,5", "0", "off");
+}
+
+void tst_ToolConfigSet::valueIsReadBack()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, value);
+    QFETCH(QString, text);
+
+    const ToolResult result = m_device->run("set", {url, value});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(!result.output.contains("unchanged"));
+    QCOMPARE(m_device->valueAt(url), text);
+}
+
+void tst_ToolConfigSet::zeroIsNotTheSameAsNothingEntered()
+{
+    const QString url = QStringLiteral("inputs/channel1/alarmDelay");
+
+    QVERIFY(
+        m_device->run("set", {url, "0"}).output.startsWith(url + ": (no input) -> 0\nstamped "));
+    QCOMPARE(m_device->valueAt(url), QString("0"));
+    QVERIFY(m_device->run("set", {url, "--no-input"})
+                .output.startsWith(url + ": 0 -> (no input)\nstamped "));
+    QCOMPARE(m_device->valueAt(url), QString());
+}
+
+void tst_ToolConfigSet::valueIsRefused_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char *url, const char *value, const char *reason) {
+        QTest::addRow("%s %s", url, value) << QString(url) << QString(value) << QString(reason);
+    };
+
+    row("device/tag", "pt 7",
+        "'device/tag': the text does not match the regular expression [A-Z]{1,4}-[0-9]{1,5}");
+    row("every/broken", "a", "'every/broken': the text does not match the regular expression [a-");
+    row("every/int8", "128", "'every/int8': '128' is no int8; a whole number from -128 to 127 is");
+    row("every/uint8", "-1", "'every/uint8': '-1' is no uint8; a whole number from 0 to 255 is");
+    row("every/uint64", "18446744073709551616",
+        "'every/uint64': '18446744073709551616' is no uint64; a whole number from 0 to "
+        "18446744073709551615 is");
+    row("every/int32", "",
+        "'every/int32': '' is no int32; a whole number from -2147483648 to "
+        "2147483647 is");
+    row("every/double", "x", "'every/double': 'x' is no finite number of type double");
+    row("every/double", "nan", "'every/double': 'nan' is no finite number of type double");
+    row("every/double", "-inf", "'every/double': '-inf' is no finite number of type double");
+    row("every/float", "1e39", "'every/float': '1e39' does not fit a float");
+    row("every/boolean", "yes", "'every/boolean': 'yes' is no boolean; true, false, 1 and 0 are");
+    row("every/selector", "3",
+        "'every/selector': '3' is none of the selection: off (0), on (1), "
+        "2 (2)");
+    row("every/other", "blue", "'every/other': no value can be given to type 'colour'");
+    row("every/valueless", "5", "'every/valueless': the element has no value that could be set");
+    row("every/cells", "[]",
+        "'every/cells' is an array; set a cell, 'every/cells#ROW,COLUMN', or "
+        "import a table");
+    row("every/string", "--no-input",
+        "'every/string': only a number or a selector can be without input, not a string");
+    row("every/cells#0,1", "1.5",
+        "'every/cells#0,1': '1.5' is no int64; a whole number from -9223372036854775808 to "
+        "9223372036854775807 is");
+    row("every/cells#0,2", "18446744073709551615",
+        "'every/cells#0,2': 18446744073709551615 is above the upper limit, 18446744073709551614");
+    row("every/cells#0,3", "--no-input",
+        "'every/cells#0,3': only a number or a selector can be without input, not a string");
+    row("inputs/channel1/alarmDelay", "-1",
+        "'inputs/channel1/alarmDelay': -1 is below the lower limit, 0");
+    row("inputs/channel1/filter", "60.5",
+        "'inputs/channel1/filter': 60.5 is above the upper limit, 60");
+    row("diagnosis/diagnosis/firmware", "2.0.0", "'diagnosis/diagnosis/firmware' is read-only");
+}
+
+void tst_ToolConfigSet::valueIsRefused()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, value);
+    QFETCH(QString, reason);
+    const auto former = m_device->directory().snapshot();
+
+    const ToolResult result = m_device->run("set", {url, value});
+
+    VERIFY_REFUSED(result, 5, reason);
+    QCOMPARE(m_device->directory().snapshot(), former);
+}
+
+void tst_ToolConfigSet::missingTargetIsNotFound_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("no leaf") << "device/tga"
+                             << "%1: no element at 'device/tga' (did you mean 'device/tag'?)";
+    QTest::newRow("node") << "inputs/channel1"
+                          << "%1: 'inputs/channel1' is a tree node and has no "
+                             "value";
+    QTest::newRow("cell past the end")
+        << "inputs/calibration/table#4,0"
+        << "'inputs/calibration/table': no cell 4,0; the array has 4 rows and 3 columns, counted "
+           "from 0";
+}
+
+void tst_ToolConfigSet::missingTargetIsNotFound()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, reason);
+    const auto former = m_device->directory().snapshot();
+
+    VERIFY_REFUSED(m_device->run("set", {url, "1"}), 3, reason.replace("%1", m_device->path()));
+    QCOMPARE(m_device->directory().snapshot(), former);
+}
+
+void tst_ToolConfigSet::fileIsWrittenByItsOwnUrls()
+{
+    const auto former = m_device->directory().snapshot();
+
+    const ToolResult result = DeviceConfiguration::runOn("set", m_device->path(channelFile),
+                                                         {"range/lower", "-25"});
+
+    QCOMPARE(result.error, QString());
+    QVERIFY2(
+        result.output.startsWith("range/lower: -20 -> -25\nstamped channel1: modifiedBy Device, "),
+        qPrintable(result.output));
+    QCOMPARE(m_device->changedSince(former), QStringList{channelFile});
+    QCOMPARE(m_device->valueAt("inputs/channel1/range/lower"), QString("-25"));
+}
+
+void tst_ToolConfigSet::fileBesideAFolderOfItsNameIsWritten()
+{
+    QVERIFY(m_device->directory().write("inputs.config.json",
+                                        m_device->directory().read("device.config.json")));
+    const auto former = m_device->directory().snapshot();
+
+    const ToolResult result = DeviceConfiguration::runOn(
+        "set", m_device->path("inputs.config.json"), {"tag", "PT-7"});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(m_device->changedSince(former), QStringList{"inputs.config.json"});
+}
+
+void tst_ToolConfigSet::linkedFileStaysALink()
+{
+    const QString link = m_device->path("inputs/channel1.config.json");
+    const QString target = m_device->path("target.json");
+    QVERIFY(QFile::rename(link, target) && QFile::link("../target.json", link));
+
+    QCOMPARE(m_device->run("set", {"inputs/channel1/filter", "2"}).exitCode, 0);
+
+    QVERIFY(QFileInfo(link).isSymLink());
+    QVERIFY(m_device->directory().read("target.json").contains("Device"));
+}
+
+void tst_ToolConfigSet::fileWithoutStampsIsWrittenWithANote()
+{
+    QVERIFY(m_device->directory().write(
+        "plain.config.json", R"({"type":"treenode","value":{"a":{"type":"int32","value":1}}})"));
+
+    const ToolResult result = m_device->run("set", {"plain/a", "2"});
+
+    QCOMPARE(result.output, QString("plain/a: 1 -> 2\n"));
+    QCOMPARE(result.error, QStringLiteral("tessel: note: %1 has no place for a stamp\n")
+                               .arg(m_device->path("plain.config.json")));
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(m_device->valueAt("plain/a"), QString("2"));
+}
+
+void tst_ToolConfigSet::shortWriteRestoresTheFormerText()
+{
+    const auto former = m_device->directory().snapshot();
+    ToolResult result{};
+
+    {
+        const SmallFiles limit(300);
+        result = m_device->run("set", {"inputs/channel1/filter", "2"});
+    }
+
+    const QString line = QStringLiteral("tessel: %1: could not be written whole; the former text "
+                                        "was put back (")
+                             .arg(m_device->path(channelFile));
+    QVERIFY2(result.error.startsWith(line), qPrintable(result.error));
+    QCOMPARE(result.error.count('\n'), 1);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 9);
+    // The very file that was there, and nothing beside it.
+    QCOMPARE(m_device->changedSince(former), QStringList());
+}
+
+void tst_ToolConfigSet::writeThatDoesNotBeginLeavesTheFile()
+{
+    const auto former = m_device->directory().snapshot();
+    ToolResult result{};
+
+    {
+        const SmallFiles limit(0);
+        result = m_device->run("set", {"inputs/channel1/filter", "2"});
+    }
+
+    const QString line = QStringLiteral("tessel: %1: could not be written and is as it was (")
+                             .arg(m_device->path(channelFile));
+    QVERIFY2(result.error.startsWith(line), qPrintable(result.error));
+    QCOMPARE(result.error.count('\n'), 1);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 9);
+    QCOMPARE(m_device->changedSince(former), QStringList());
+}
+
+void tst_ToolConfigSet::killedToolLeavesAWholeFile()
+{
+    constexpr int kills = 40;
+    auto former = m_device->directory().snapshot();
+    former.remove(channelFile);
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(m_device->run("set", {"inputs/channel1/filter", "0"}).exitCode, 0);
+    // As long as an undisturbed run takes, and some more: the kills are spread over all of it.
+    const qint64 longest = clock.nsecsElapsed() * 5 / 4;
+    int stands = 0;
+
+    for (int i = 1; i <= kills; ++i) {
+        clock.start();
+        ToolProcess tool(
+            {"config", "set", m_device->path(), "inputs/channel1/filter", QString::number(i)});
+        while (clock.nsecsElapsed() < longest * i / kills) { }
+        tool.signal(SIGKILL);
+        tool.finish();
+        const QJsonObject json = m_device->directory().json(channelFile);
+        const int value = Description::at(json, "filter").value("value").toInt(-1);
+        QVERIFY2(value == stands || value == i, qPrintable(QString::number(value)));
+        stands = value;
+    }
+
+    const auto now = m_device->directory().snapshot();
+    for (auto file = former.cbegin(); file != former.cend(); ++file) {
+        QCOMPARE(now.value(file.key()), file.value());
+    }
+    QCOMPARE(m_device->run("set", {"inputs/channel1/filter", "50"}).exitCode, 0);
+    QCOMPARE(m_device->valueAt("inputs/channel1/filter"), QString("50"));
+}
+
+void tst_ToolConfigSet::fileThatMayNotBeWrittenIsRefused()
+{
+    if (!m_canLosePermissions) {
+        QSKIP("everything may be written here");
+    }
+    const auto former = m_device->directory().snapshot();
+    const QString path = m_device->path(channelFile);
+    const NarrowPermissions narrow(path, QFile::ReadOwner);
+
+    VERIFY_REFUSED(m_device->run("set", {"inputs/channel1/filter", "2"}), 4,
+                   path + ": no permission to write the file or its folder");
+    QCOMPARE(m_device->changedSince(former), QStringList());
+    // What stands there already needs no permission.
+    QCOMPARE(m_device->run("set", {"inputs/channel1/filter", "0.5"}).exitCode, 0);
+}
+
+void tst_ToolConfigSet::folderThatMayNotBeWrittenIsRefused()
+{
+    if (!m_canLosePermissions) {
+        QSKIP("everything may be written here");
+    }
+    const auto former = m_device->directory().snapshot();
+    const NarrowPermissions narrow(m_device->path("inputs"), QFile::ReadOwner | QFile::ExeOwner);
+
+    VERIFY_REFUSED(m_device->run("set", {"inputs/channel1/filter", "2"}), 4,
+                   m_device->path(channelFile) + ": no permission to write the file or its folder");
+    QCOMPARE(m_device->changedSince(former), QStringList());
+}
+
+QTEST_GUILESS_MAIN(tst_ToolConfigSet)
+#include "tst_ToolConfigSet.moc"
