@@ -73,7 +73,10 @@ QString ToolProcess::nextLine()
 
 void ToolProcess::signal(int number)
 {
-    ::kill(static_cast<pid_t>(m_process.processId()), number);
+    // The number of a process that has ended is 0, which would mean this whole process group.
+    if (m_process.processId() > 0) {
+        ::kill(static_cast<pid_t>(m_process.processId()), number);
+    }
 }
 
 ToolResult ToolProcess::finish()

@@ -8,9 +8,9 @@
 #include "DescriptionFile.h"
 #include "LogCollector.h"
 #include "Suggestion.h"
+#include "TreeUrl.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -57,16 +57,6 @@ QString treeName(const QFileInfo &entry)
     return entry.isDir() ? entry.fileName() : entry.fileName().section(QLatin1Char('.'), 0, 0);
 }
 
-QString joined(const QString &url, const QString &name)
-{
-    return url.isEmpty() ? name : url + QLatin1Char('/') + name;
-}
-
-QString normalized(const QString &url)
-{
-    return url.split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
-}
-
 /// The folders and the configuration files in a directory.
 QList<QFileInfo> configurationEntries(const QFileInfo &directory)
 {
@@ -91,32 +81,10 @@ void checkNames(const QList<QFileInfo> &entries, const QString &url)
     QStringList names;
     for (const QFileInfo &entry : entries) {
         if (names.contains(treeName(entry))) {
-            refuseName(entry, joined(url, treeName(entry)));
+            refuseName(entry, TreeUrl::joined(url, treeName(entry)));
         }
         names.append(treeName(entry));
     }
-}
-
-bool isAtOrBelow(const QString &url, const QString &node)
-{
-    return node.isEmpty() || url == node || url.startsWith(node + QLatin1Char('/'));
-}
-
-int displayPosition(const Base::BaseClassSharedPointer &element)
-{
-    const QVariant position = element->getProperty(
-        Definitions::getKeyDataPropertyDisplayPosition());
-    return position.isValid() ? position.toInt() : std::numeric_limits<int>::max();
-}
-
-QStringList sortedKeys(const Base::ChildMap &children)
-{
-    QStringList keys = children.keys();
-    std::sort(keys.begin(), keys.end());
-    std::stable_sort(keys.begin(), keys.end(), [&](const QString &left, const QString &right) {
-        return displayPosition(children[left]) < displayPosition(children[right]);
-    });
-    return keys;
 }
 
 void collectLeaves(const Base::BaseClassSharedPointer &node, const QString &url,
@@ -127,8 +95,8 @@ void collectLeaves(const Base::BaseClassSharedPointer &node, const QString &url,
         return;
     }
     const auto &children = node->getChildMap();
-    for (const auto &key : sortedKeys(children)) {
-        collectLeaves(children[key], joined(url, key), leaves);
+    for (const auto &key : TreeUrl::sortedKeys(children)) {
+        collectLeaves(children[key], TreeUrl::joined(url, key), leaves);
     }
 }
 
@@ -164,11 +132,12 @@ ConfigurationSource::ConfigurationSource(const QString &path) : m_path(path)
 
 QVector<ConfigurationLeaf> ConfigurationSource::leavesAt(const QString &url) const
 {
-    const QString wanted = normalized(url);
+    const QString wanted = TreeUrl::normalized(url);
     QVector<ConfigurationLeaf> selected;
-    std::copy_if(
-        m_leaves.cbegin(), m_leaves.cend(), std::back_inserter(selected),
-        [&wanted](const ConfigurationLeaf &leaf) { return isAtOrBelow(leaf.url, wanted); });
+    std::copy_if(m_leaves.cbegin(), m_leaves.cend(), std::back_inserter(selected),
+                 [&wanted](const ConfigurationLeaf &leaf) {
+                     return TreeUrl::isAtOrBelow(leaf.url, wanted);
+                 });
     if (selected.isEmpty()) {
         refuseUrl(url);
     }
@@ -177,7 +146,7 @@ QVector<ConfigurationLeaf> ConfigurationSource::leavesAt(const QString &url) con
 
 ConfigurationLeaf ConfigurationSource::leafAt(const QString &url) const
 {
-    const QString wanted = normalized(url);
+    const QString wanted = TreeUrl::normalized(url);
     const auto *const found = std::find_if(
         m_leaves.cbegin(), m_leaves.cend(),
         [&wanted](const ConfigurationLeaf &leaf) { return leaf.url == wanted; });
@@ -189,9 +158,10 @@ ConfigurationLeaf ConfigurationSource::leafAt(const QString &url) const
 
 const ConfigurationFile &ConfigurationSource::fileOf(const ConfigurationLeaf &leaf) const
 {
-    const auto *const found = std::find_if(
-        m_files.cbegin(), m_files.cend(),
-        [&leaf](const ConfigurationFile &file) { return isAtOrBelow(leaf.url, file.url); });
+    const auto *const found = std::find_if(m_files.cbegin(), m_files.cend(),
+                                           [&leaf](const ConfigurationFile &file) {
+                                               return TreeUrl::isAtOrBelow(leaf.url, file.url);
+                                           });
     Q_ASSERT(found != m_files.cend());
     return *found;
 }
@@ -236,7 +206,7 @@ void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &u
     const QList<QFileInfo> entries = configurationEntries(directory);
     checkNames(entries, url);
     for (const QFileInfo &entry : entries) {
-        const QString entryUrl = joined(url, treeName(entry));
+        const QString entryUrl = TreeUrl::joined(url, treeName(entry));
         if (entry.isDir()) {
             listFiles(entry, entryUrl, ancestors + QStringList(canonicalPath));
         } else {
@@ -256,13 +226,13 @@ void ConfigurationSource::addFile(const QFileInfo &entry, const QString &url,
         parse(entry.filePath());
         refusePath(ExitCode::InputOutputFile, entry.filePath(), QStringLiteral("cannot be parsed"));
     }
-    m_files.append({url, entry, joined(m_objectName, url),
+    m_files.append({url, entry, TreeUrl::joined(m_objectName, url),
                     directoryUrl.isEmpty() ? m_root : m_root->getLeaf(directoryUrl), root});
 }
 
 void ConfigurationSource::refuseUrl(const QString &url) const
 {
-    const QString wanted = normalized(url);
+    const QString wanted = TreeUrl::normalized(url);
     const bool isNode = !wanted.isEmpty() && m_root->isUrlValid(wanted);
     if (isNode || wanted.isEmpty()) {
         refusePath(ExitCode::NotFound, m_path,

@@ -7,11 +7,11 @@
 #include "Output.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "Suggestion.h"
+#include "TreeUrl.h"
 
 #include <QFileInfo>
 
 #include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -34,27 +34,6 @@ BaseClassSharedPointer parse(const QString &path)
     return QFileInfo(path).isDir() ? DescriptionFolder(path).parse() : parseFile(path);
 }
 
-int displayPosition(const BaseClassSharedPointer &element)
-{
-    if (!element) {
-        return std::numeric_limits<int>::max();
-    }
-    const QVariant position = element->getProperty(
-        Definitions::getKeyDataPropertyDisplayPosition());
-    return position.isValid() ? position.toInt() : std::numeric_limits<int>::max();
-}
-
-/// The keys of a node's children, by display position and then by name.
-QStringList sortedKeys(const ConfigurationAndProcessDataBase::ChildMap &children)
-{
-    QStringList keys = children.keys();
-    std::sort(keys.begin(), keys.end());
-    std::stable_sort(keys.begin(), keys.end(), [&](const QString &left, const QString &right) {
-        return displayPosition(children[left]) < displayPosition(children[right]);
-    });
-    return keys;
-}
-
 void noteLeftOut(const QString &url)
 {
     writeErrorLine(
@@ -64,7 +43,7 @@ void noteLeftOut(const QString &url)
 void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix, QVector<Leaf> &leaves)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : sortedKeys(children)) {
+    for (const auto &key : TreeUrl::sortedKeys(children)) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
         // What a folder holds but cannot be parsed, such as a file without a name before its
@@ -79,11 +58,6 @@ void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix, QV
             collectLeaves(child, url + QLatin1Char('/'), leaves);
         }
     }
-}
-
-QString normalized(const QString &url)
-{
-    return url.split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
 }
 
 } // namespace
@@ -151,12 +125,11 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
     }
     QVector<Leaf> selected;
     for (const auto &url : urls) {
-        const QString wanted = normalized(url);
+        const QString wanted = TreeUrl::normalized(url);
         const int before = selected.size();
         std::copy_if(m_leaves.cbegin(), m_leaves.cend(), std::back_inserter(selected),
                      [&wanted](const Leaf &leaf) {
-                         return leaf.url == wanted
-                                || leaf.url.startsWith(wanted + QLatin1Char('/'));
+                         return !wanted.isEmpty() && TreeUrl::isAtOrBelow(leaf.url, wanted);
                      });
         if (selected.size() == before) {
             refuseUrl(url);
@@ -167,7 +140,7 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
 
 Leaf DescriptionSource::leafAt(const QString &url) const
 {
-    const QString wanted = normalized(url);
+    const QString wanted = TreeUrl::normalized(url);
     const auto *const found = std::find_if(
         m_leaves.cbegin(), m_leaves.cend(),
         [&wanted](const Leaf &leaf) { return leaf.url == wanted; });
