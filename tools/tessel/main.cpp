@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr QLatin1String usualKeyPrefix("tessel");
+const QLatin1String usualKeyPrefix("tessel");
 
 QVector<Command> allCommands()
 {
