@@ -154,16 +154,16 @@ int ReadLockNotes::count(quint64 handler)
 
 unsigned char *ReadLockNotes::newestBuffer(quint64 handler)
 {
+    const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
     const ThreadNotes &notes = threadNotes;
     if (notes.count > noteCapacity) {
-        for (auto note = overflow().crbegin(); note != overflow().crend(); ++note) {
-            if (note->handler == handler) {
-                return note->buffer;
-            }
+        const auto found = std::find_if(overflow().crbegin(), overflow().crend(), ofHandler);
+        if (found != overflow().crend()) {
+            return found->buffer;
         }
     }
     for (int i = std::min(notes.count, noteCapacity) - 1; i >= 0; --i) {
-        if (notes.notes[i].handler == handler) {
+        if (ofHandler(notes.notes[i])) {
             return notes.notes[i].buffer;
         }
     }
