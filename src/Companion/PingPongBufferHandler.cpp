@@ -1,7 +1,7 @@
 #include "Companion/PingPongBufferHandler.h"
 
 #include "Companion/BufferLock_p.h"
-#include "Companion/ReadLockNotes_p.h"
+#include "Companion/LockNotes_p.h"
 #include "Companion/SharedBytes_p.h"
 
 #include <QDebug>
@@ -47,7 +47,7 @@ PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBu
     : m_management(management)
     , m_buffers{first, second}
     , m_size(size)
-    , m_number(ReadLockNotes::newHandlerNumber())
+    , m_number(LockNotes::newHandlerNumber())
     , m_process(static_cast<quint32>(getpid()))
     , m_lock(std::make_unique<BufferLock>(semaphoreKey, type))
 {
@@ -55,7 +55,7 @@ PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBu
 
 PingPongBufferHandler::~PingPongBufferHandler()
 {
-    ReadLockNotes::forget(m_number);
+    LockNotes::forget(m_number);
 }
 
 unsigned int PingPongBufferHandler::getSizeManagementBuffer()
@@ -73,25 +73,25 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForRead()
     if (!isUsable()) {
         return nullptr;
     }
-    const int depth = ReadLockNotes::count(m_number);
-    const bool holdsWriters = ReadLockNotes::repeatsInARow(m_number, depth) >= optimisticAttempts
+    const int depth = LockNotes::count(m_number);
+    const bool holdsWriters = LockNotes::repeatsInARow(m_number, depth) >= optimisticAttempts
                               && m_lock->lock(heldReadBound);
     const quint64 epoch = m_management->swapCount.load(std::memory_order_acquire);
-    ReadLockNotes::add({m_number, buffer(epoch), epoch, depth, holdsWriters});
+    LockNotes::add({m_number, buffer(epoch), epoch, depth, holdsWriters});
     return buffer(epoch);
 }
 
 bool PingPongBufferHandler::unlockForRead(BufferPointer buffer, bool &repeat)
 {
     repeat = false;
-    const std::optional<ReadLockNote> note = ReadLockNotes::take(m_number, buffer);
+    const std::optional<ReadLockNote> note = LockNotes::take(m_number, buffer);
     if (!note) {
         return false;
     }
     std::atomic_thread_fence(std::memory_order_acquire);
     repeat = m_management->writeEpoch[note->epoch & 1].load(std::memory_order_relaxed)
              > note->epoch;
-    ReadLockNotes::noteOutcome(m_number, note->depth, repeat);
+    LockNotes::noteOutcome(m_number, note->depth, repeat);
     return !note->holdsSemaphore || m_lock->unlock();
 }
 
@@ -121,7 +121,7 @@ bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
         m_management->finishedCount.store(epoch + 1, std::memory_order_relaxed);
         // After all that was written: a process that dies before this point has not finished.
         m_management->writerPid.store(0, std::memory_order_release);
-        ReadLockNotes::noteFinishedSet(m_number, epoch);
+        LockNotes::noteFinishedSet(m_number, epoch);
     }
     return m_lock->unlock();
 }
@@ -133,7 +133,7 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::readBufferPointer()
     }
     // Inside a read lock the buffer of that lock: a reader that followed every swap would mix two
     // sets without either of them being written into.
-    unsigned char *const locked = ReadLockNotes::newestBuffer(m_number);
+    unsigned char *const locked = LockNotes::newestBuffer(m_number);
     return locked != nullptr ? locked
                              : buffer(m_management->swapCount.load(std::memory_order_acquire));
 }
@@ -169,7 +169,7 @@ bool PingPongBufferHandler::swapBuffers()
 /// since: one more exchange would bring the set from before back. Under the write lock.
 bool PingPongBufferHandler::isPublishedAlready(quint64 epoch) const
 {
-    const std::optional<quint64> finished = ReadLockNotes::takeFinishedSet(m_number);
+    const std::optional<quint64> finished = LockNotes::takeFinishedSet(m_number);
     return finished && *finished != epoch
            && m_management->copiedEpoch.load(std::memory_order_relaxed) != epoch && !isUnfinished();
 }

@@ -1,21 +1,21 @@
 #include "Companion/SingleBufferHandler.h"
 
 #include "Companion/BufferLock_p.h"
-#include "Companion/ReadLockNotes_p.h"
+#include "Companion/LockNotes_p.h"
 
 SingleBufferHandler::SingleBufferHandler(unsigned char *buffer,
                                          SystemVSemaphoreBaseClass::CreationType type,
                                          unsigned int size, const QString &semaphoreKey)
     : m_buffer(buffer)
     , m_size(size)
-    , m_number(ReadLockNotes::newHandlerNumber())
+    , m_number(LockNotes::newHandlerNumber())
     , m_lock(std::make_unique<BufferLock>(semaphoreKey, type))
 {
 }
 
 SingleBufferHandler::~SingleBufferHandler()
 {
-    ReadLockNotes::forget(m_number);
+    LockNotes::forget(m_number);
 }
 
 BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForRead()
@@ -23,7 +23,7 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForRead()
     if (m_buffer == nullptr) {
         return nullptr;
     }
-    const int depth = ReadLockNotes::count(m_number);
+    const int depth = LockNotes::count(m_number);
     bool holdsSemaphore = false;
     // One place among the readers serves all read locks of a thread: asking for a second one would
     // wait behind a writer that waits for the first.
@@ -35,14 +35,14 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForRead()
         }
         holdsSemaphore = sharing == BufferLock::Sharing::Shared;
     }
-    ReadLockNotes::add({m_number, m_buffer, 0, depth, holdsSemaphore});
+    LockNotes::add({m_number, m_buffer, 0, depth, holdsSemaphore});
     return m_buffer;
 }
 
 bool SingleBufferHandler::unlockForRead(BufferPointer buffer, bool &repeat)
 {
     repeat = false;
-    const std::optional<ReadLockNote> note = ReadLockNotes::take(m_number, buffer);
+    const std::optional<ReadLockNote> note = LockNotes::take(m_number, buffer);
     if (!note) {
         return false;
     }
@@ -57,7 +57,7 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForWrite()
     if (m_buffer == nullptr) {
         return nullptr;
     }
-    const short ownReaders = ReadLockNotes::count(m_number) > 0 ? 1 : 0;
+    const short ownReaders = LockNotes::count(m_number) > 0 ? 1 : 0;
     const bool isLocked = m_lock->lockAgainstReaders(ownReaders,
                                                      SystemVSemaphoreBaseClass::sm_lockWaitBound);
     return isLocked ? m_buffer : nullptr;

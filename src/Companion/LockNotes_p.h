@@ -19,7 +19,7 @@ struct ReadLockNote
 ///
 /// Lies in thread-local memory, so that a read lock costs neither a system call nor a word that
 /// threads share.
-namespace ReadLockNotes {
+namespace LockNotes {
 
 /// A number for a new handler. Unlike an address it never comes back.
 quint64 newHandlerNumber();
@@ -42,4 +42,4 @@ void noteOutcome(quint64 handler, int depth, bool repeat);
 void noteFinishedSet(quint64 handler, quint64 epoch);
 std::optional<quint64> takeFinishedSet(quint64 handler);
 
-} // namespace ReadLockNotes
+} // namespace LockNotes

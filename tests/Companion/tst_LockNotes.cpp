@@ -1,4 +1,4 @@
-#include "Companion/ReadLockNotes_p.h"
+#include "Companion/LockNotes_p.h"
 #include "support/DoubleBuffer.h"
 
 #include <QtTest>
@@ -21,7 +21,7 @@ ReadLockNote note(quint64 handler, int place, int depth = 0)
 std::vector<quint64> newHandlers(int count)
 {
     std::vector<quint64> handlers(static_cast<std::size_t>(count));
-    std::generate(handlers.begin(), handlers.end(), ReadLockNotes::newHandlerNumber);
+    std::generate(handlers.begin(), handlers.end(), LockNotes::newHandlerNumber);
     return handlers;
 }
 
@@ -45,7 +45,7 @@ std::vector<int> inOrder(int count, Order order)
 
 } // namespace
 
-class tst_ReadLockNotes : public QObject
+class tst_LockNotes : public QObject
 {
     Q_OBJECT
 
@@ -68,7 +68,7 @@ private:
     static void addOrders();
 };
 
-void tst_ReadLockNotes::handlerNumbersNeverComeBack()
+void tst_LockNotes::handlerNumbersNeverComeBack()
 {
     std::vector<quint64> numbers = newHandlers(1000);
     std::sort(numbers.begin(), numbers.end());
@@ -77,13 +77,13 @@ void tst_ReadLockNotes::handlerNumbersNeverComeBack()
     QVERIFY(numbers.front() != 0);
 }
 
-void tst_ReadLockNotes::noteComesBackAsItWasAdded()
+void tst_LockNotes::noteComesBackAsItWasAdded()
 {
-    const quint64 handler = ReadLockNotes::newHandlerNumber();
-    ReadLockNotes::add({handler, places + 3, 77, 5, true});
-    QCOMPARE(ReadLockNotes::count(handler), 1);
+    const quint64 handler = LockNotes::newHandlerNumber();
+    LockNotes::add({handler, places + 3, 77, 5, true});
+    QCOMPARE(LockNotes::count(handler), 1);
 
-    const auto taken = ReadLockNotes::take(handler, places + 3);
+    const auto taken = LockNotes::take(handler, places + 3);
 
     QVERIFY(taken);
     QCOMPARE(taken->handler, handler);
@@ -91,38 +91,38 @@ void tst_ReadLockNotes::noteComesBackAsItWasAdded()
     QCOMPARE(taken->epoch, quint64{77});
     QCOMPARE(taken->depth, 5);
     QVERIFY(taken->holdsSemaphore);
-    QCOMPARE(ReadLockNotes::count(handler), 0);
-    QVERIFY(!ReadLockNotes::take(handler, places + 3));
+    QCOMPARE(LockNotes::count(handler), 0);
+    QVERIFY(!LockNotes::take(handler, places + 3));
 }
 
-void tst_ReadLockNotes::nothingIsTakenThatWasNotAdded()
+void tst_LockNotes::nothingIsTakenThatWasNotAdded()
 {
     const std::vector<quint64> handlers = newHandlers(2);
-    QVERIFY(!ReadLockNotes::take(handlers[0], places));
-    ReadLockNotes::add(note(handlers[0], 0));
+    QVERIFY(!LockNotes::take(handlers[0], places));
+    LockNotes::add(note(handlers[0], 0));
 
-    QVERIFY(!ReadLockNotes::take(handlers[1], places));
-    QVERIFY(!ReadLockNotes::take(handlers[0], places + 1));
-    QVERIFY(!ReadLockNotes::take(handlers[0], nullptr));
+    QVERIFY(!LockNotes::take(handlers[1], places));
+    QVERIFY(!LockNotes::take(handlers[0], places + 1));
+    QVERIFY(!LockNotes::take(handlers[0], nullptr));
 
-    QCOMPARE(ReadLockNotes::count(handlers[0]), 1);
-    QCOMPARE(ReadLockNotes::count(handlers[1]), 0);
-    QVERIFY(ReadLockNotes::take(handlers[0], places));
+    QCOMPARE(LockNotes::count(handlers[0]), 1);
+    QCOMPARE(LockNotes::count(handlers[1]), 0);
+    QVERIFY(LockNotes::take(handlers[0], places));
 }
 
-void tst_ReadLockNotes::newestNoteOfABufferIsTakenFirst()
+void tst_LockNotes::newestNoteOfABufferIsTakenFirst()
 {
-    const quint64 handler = ReadLockNotes::newHandlerNumber();
-    ReadLockNotes::add(note(handler, 0, 0));
-    ReadLockNotes::add(note(handler, 1, 1));
-    ReadLockNotes::add(note(handler, 0, 2));
+    const quint64 handler = LockNotes::newHandlerNumber();
+    LockNotes::add(note(handler, 0, 0));
+    LockNotes::add(note(handler, 1, 1));
+    LockNotes::add(note(handler, 0, 2));
 
-    QCOMPARE(ReadLockNotes::take(handler, places)->depth, 2);
-    QCOMPARE(ReadLockNotes::take(handler, places)->depth, 0);
-    QCOMPARE(ReadLockNotes::take(handler, places + 1)->depth, 1);
+    QCOMPARE(LockNotes::take(handler, places)->depth, 2);
+    QCOMPARE(LockNotes::take(handler, places)->depth, 0);
+    QCOMPARE(LockNotes::take(handler, places + 1)->depth, 1);
 }
 
-void tst_ReadLockNotes::addOrders()
+void tst_LockNotes::addOrders()
 {
     QTest::addColumn<int>("order");
     QTest::addColumn<int>("count");
@@ -134,150 +134,150 @@ void tst_ReadLockNotes::addOrders()
     }
 }
 
-void tst_ReadLockNotes::manyNotesAreTakenBackInAnyOrder()
+void tst_LockNotes::manyNotesAreTakenBackInAnyOrder()
 {
     QFETCH(int, order);
     QFETCH(int, count);
     const std::vector<quint64> handlers = newHandlers(3);
     const auto handlerOf = [&handlers](int i) { return handlers[static_cast<std::size_t>(i % 3)]; };
     for (int i = 0; i < count; ++i) {
-        ReadLockNotes::add(note(handlerOf(i), i, i));
+        LockNotes::add(note(handlerOf(i), i, i));
     }
 
     for (const int i : inOrder(count, static_cast<Order>(order))) {
-        const int before = ReadLockNotes::count(handlerOf(i));
-        const auto taken = ReadLockNotes::take(handlerOf(i), places + i);
+        const int before = LockNotes::count(handlerOf(i));
+        const auto taken = LockNotes::take(handlerOf(i), places + i);
 
         QVERIFY(taken);
         QCOMPARE(taken->depth, i);
         QCOMPARE(taken->epoch, static_cast<quint64>(100 + i));
-        QCOMPARE(ReadLockNotes::count(handlerOf(i)), before - 1);
-        QVERIFY(!ReadLockNotes::take(handlerOf(i), places + i));
+        QCOMPARE(LockNotes::count(handlerOf(i)), before - 1);
+        QVERIFY(!LockNotes::take(handlerOf(i), places + i));
     }
     for (const quint64 handler : handlers) {
-        QCOMPARE(ReadLockNotes::count(handler), 0);
+        QCOMPARE(LockNotes::count(handler), 0);
     }
 }
 
-void tst_ReadLockNotes::manyNotesOfOneBufferAreTakenNewestFirst()
+void tst_LockNotes::manyNotesOfOneBufferAreTakenNewestFirst()
 {
     const std::vector<quint64> handlers = newHandlers(2);
     for (int depth = 0; depth < 20; ++depth) {
-        ReadLockNotes::add(note(handlers[0], 0, depth));
-        ReadLockNotes::add(note(handlers[1], 0, depth));
-        QCOMPARE(ReadLockNotes::count(handlers[0]), depth + 1);
+        LockNotes::add(note(handlers[0], 0, depth));
+        LockNotes::add(note(handlers[1], 0, depth));
+        QCOMPARE(LockNotes::count(handlers[0]), depth + 1);
     }
 
     // One handler's notes go first and leave gaps before those of the other.
     for (const quint64 handler : handlers) {
         for (int depth = 19; depth >= 0; --depth) {
-            QCOMPARE(ReadLockNotes::take(handler, places)->depth, depth);
+            QCOMPARE(LockNotes::take(handler, places)->depth, depth);
         }
     }
 }
 
-void tst_ReadLockNotes::forgottenHandlerLeavesTheOthersAlone()
+void tst_LockNotes::forgottenHandlerLeavesTheOthersAlone()
 {
     const std::vector<quint64> handlers = newHandlers(2);
     for (int i = 0; i < 15; ++i) {
-        ReadLockNotes::add(note(handlers[0], i, i));
-        ReadLockNotes::add(note(handlers[1], i, i));
+        LockNotes::add(note(handlers[0], i, i));
+        LockNotes::add(note(handlers[1], i, i));
     }
     for (const quint64 handler : handlers) {
-        ReadLockNotes::noteOutcome(handler, 0, true);
-        ReadLockNotes::noteOutcome(handler, 1, true);
+        LockNotes::noteOutcome(handler, 0, true);
+        LockNotes::noteOutcome(handler, 1, true);
     }
 
-    ReadLockNotes::forget(handlers[0]);
+    LockNotes::forget(handlers[0]);
 
-    QCOMPARE(ReadLockNotes::count(handlers[0]), 0);
-    QVERIFY(!ReadLockNotes::take(handlers[0], places));
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 0), 0);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 1), 0);
-    QCOMPARE(ReadLockNotes::count(handlers[1]), 15);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 0), 1);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 1), 1);
+    QCOMPARE(LockNotes::count(handlers[0]), 0);
+    QVERIFY(!LockNotes::take(handlers[0], places));
+    QCOMPARE(LockNotes::repeatsInARow(handlers[0], 0), 0);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[0], 1), 0);
+    QCOMPARE(LockNotes::count(handlers[1]), 15);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[1], 0), 1);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[1], 1), 1);
     for (int i = 14; i >= 0; --i) {
-        QCOMPARE(ReadLockNotes::take(handlers[1], places + i)->depth, i);
+        QCOMPARE(LockNotes::take(handlers[1], places + i)->depth, i);
     }
-    ReadLockNotes::forget(handlers[1]);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 0), 0);
+    LockNotes::forget(handlers[1]);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[1], 0), 0);
 }
 
-void tst_ReadLockNotes::notesBelongToTheirThread()
+void tst_LockNotes::notesBelongToTheirThread()
 {
-    const quint64 handler = ReadLockNotes::newHandlerNumber();
-    ReadLockNotes::add(note(handler, 0));
-    ReadLockNotes::noteOutcome(handler, 1, true);
+    const quint64 handler = LockNotes::newHandlerNumber();
+    LockNotes::add(note(handler, 0));
+    LockNotes::noteOutcome(handler, 1, true);
     int otherCount = -1;
     int otherRepeats = -1;
     bool otherTook = true;
 
     std::thread([&] {
-        otherCount = ReadLockNotes::count(handler);
-        otherRepeats = ReadLockNotes::repeatsInARow(handler, 1);
-        otherTook = ReadLockNotes::take(handler, places).has_value();
+        otherCount = LockNotes::count(handler);
+        otherRepeats = LockNotes::repeatsInARow(handler, 1);
+        otherTook = LockNotes::take(handler, places).has_value();
         for (int i = 0; i < 20; ++i) {
-            ReadLockNotes::add(note(handler, i));
+            LockNotes::add(note(handler, i));
         }
     }).join();
 
     QCOMPARE(otherCount, 0);
     QCOMPARE(otherRepeats, 0);
     QVERIFY(!otherTook);
-    QCOMPARE(ReadLockNotes::count(handler), 1);
-    QVERIFY(ReadLockNotes::take(handler, places));
-    ReadLockNotes::forget(handler);
+    QCOMPARE(LockNotes::count(handler), 1);
+    QVERIFY(LockNotes::take(handler, places));
+    LockNotes::forget(handler);
 }
 
-void tst_ReadLockNotes::streaksAreCountedApart()
+void tst_LockNotes::streaksAreCountedApart()
 {
     const std::vector<quint64> handlers = newHandlers(2);
     for (int i = 0; i < 3; ++i) {
-        ReadLockNotes::noteOutcome(handlers[0], 0, true);
+        LockNotes::noteOutcome(handlers[0], 0, true);
     }
-    ReadLockNotes::noteOutcome(handlers[0], 1, true);
-    ReadLockNotes::noteOutcome(handlers[1], 0, true);
-    ReadLockNotes::noteOutcome(handlers[1], 1, false);
+    LockNotes::noteOutcome(handlers[0], 1, true);
+    LockNotes::noteOutcome(handlers[1], 0, true);
+    LockNotes::noteOutcome(handlers[1], 1, false);
 
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 0), 3);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 1), 1);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 0), 1);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[1], 1), 0);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[0], 0), 3);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[0], 1), 1);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[1], 0), 1);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[1], 1), 0);
 
-    ReadLockNotes::noteOutcome(handlers[0], 0, false);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 0), 0);
-    QCOMPARE(ReadLockNotes::repeatsInARow(handlers[0], 1), 1);
-    ReadLockNotes::forget(handlers[0]);
-    ReadLockNotes::forget(handlers[1]);
+    LockNotes::noteOutcome(handlers[0], 0, false);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[0], 0), 0);
+    QCOMPARE(LockNotes::repeatsInARow(handlers[0], 1), 1);
+    LockNotes::forget(handlers[0]);
+    LockNotes::forget(handlers[1]);
 }
 
-void tst_ReadLockNotes::oneStreakTooManyDisplacesAnother()
+void tst_LockNotes::oneStreakTooManyDisplacesAnother()
 {
     const std::vector<quint64> handlers = newHandlers(30);
     for (const quint64 handler : handlers) {
-        ReadLockNotes::noteOutcome(handler, 0, true);
-        ReadLockNotes::noteOutcome(handler, 0, true);
+        LockNotes::noteOutcome(handler, 0, true);
+        LockNotes::noteOutcome(handler, 0, true);
 
         // Whatever went, the reader at work keeps its own.
-        QCOMPARE(ReadLockNotes::repeatsInARow(handler, 0), 2);
+        QCOMPARE(LockNotes::repeatsInARow(handler, 0), 2);
     }
     for (const quint64 handler : handlers) {
-        ReadLockNotes::noteOutcome(handler, 0, false);
-        QCOMPARE(ReadLockNotes::repeatsInARow(handler, 0), 0);
+        LockNotes::noteOutcome(handler, 0, false);
+        QCOMPARE(LockNotes::repeatsInARow(handler, 0), 0);
     }
 
     // All places are free again.
     for (std::size_t i = 0; i < 8; ++i) {
-        ReadLockNotes::noteOutcome(handlers[i], 0, true);
+        LockNotes::noteOutcome(handlers[i], 0, true);
     }
     for (std::size_t i = 0; i < 8; ++i) {
-        QCOMPARE(ReadLockNotes::repeatsInARow(handlers[i], 0), 1);
-        ReadLockNotes::forget(handlers[i]);
+        QCOMPARE(LockNotes::repeatsInARow(handlers[i], 0), 1);
+        LockNotes::forget(handlers[i]);
     }
 }
 
-void tst_ReadLockNotes::locksOfManyHandlersEndInAnyOrder()
+void tst_LockNotes::locksOfManyHandlersEndInAnyOrder()
 {
     QFETCH(int, order);
     QFETCH(int, count);
@@ -302,5 +302,5 @@ void tst_ReadLockNotes::locksOfManyHandlersEndInAnyOrder()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_ReadLockNotes)
-#include "tst_ReadLockNotes.moc"
+QTEST_GUILESS_MAIN(tst_LockNotes)
+#include "tst_LockNotes.moc"

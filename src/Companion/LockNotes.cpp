@@ -1,4 +1,4 @@
-#include "Companion/ReadLockNotes_p.h"
+#include "Companion/LockNotes_p.h"
 
 #include <algorithm>
 #include <atomic>
@@ -87,13 +87,13 @@ RepeatStreak *newStreak()
 
 } // namespace
 
-quint64 ReadLockNotes::newHandlerNumber()
+quint64 LockNotes::newHandlerNumber()
 {
     static std::atomic<quint64> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-void ReadLockNotes::add(const ReadLockNote &note)
+void LockNotes::add(const ReadLockNote &note)
 {
     ThreadNotes &notes = threadNotes;
     if (notes.count < noteCapacity) {
@@ -104,7 +104,7 @@ void ReadLockNotes::add(const ReadLockNote &note)
     ++notes.count;
 }
 
-std::optional<ReadLockNote> ReadLockNotes::take(quint64 handler, const unsigned char *buffer)
+std::optional<ReadLockNote> LockNotes::take(quint64 handler, const unsigned char *buffer)
 {
     const auto matches = [handler, buffer](const ReadLockNote &note) {
         return note.handler == handler && note.buffer == buffer;
@@ -137,7 +137,7 @@ std::optional<ReadLockNote> ReadLockNotes::take(quint64 handler, const unsigned 
     return std::nullopt;
 }
 
-int ReadLockNotes::count(quint64 handler)
+int LockNotes::count(quint64 handler)
 {
     const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
     const ThreadNotes &notes = threadNotes;
@@ -152,7 +152,7 @@ int ReadLockNotes::count(quint64 handler)
     return static_cast<int>(found);
 }
 
-unsigned char *ReadLockNotes::newestBuffer(quint64 handler)
+unsigned char *LockNotes::newestBuffer(quint64 handler)
 {
     const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
     const ThreadNotes &notes = threadNotes;
@@ -170,7 +170,7 @@ unsigned char *ReadLockNotes::newestBuffer(quint64 handler)
     return nullptr;
 }
 
-void ReadLockNotes::forget(quint64 handler)
+void LockNotes::forget(quint64 handler)
 {
     ThreadNotes &notes = threadNotes;
     std::vector<ReadLockNote> kept;
@@ -195,13 +195,13 @@ void ReadLockNotes::forget(quint64 handler)
     takeFinishedSet(handler);
 }
 
-int ReadLockNotes::repeatsInARow(quint64 handler, int depth)
+int LockNotes::repeatsInARow(quint64 handler, int depth)
 {
     const RepeatStreak *const streak = findStreak(handler, depth);
     return streak == nullptr ? 0 : streak->length;
 }
 
-void ReadLockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
+void LockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
 {
     RepeatStreak *streak = findStreak(handler, depth);
     if (!repeat) {
@@ -218,7 +218,7 @@ void ReadLockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
     ++streak->length;
 }
 
-void ReadLockNotes::noteFinishedSet(quint64 handler, quint64 epoch)
+void LockNotes::noteFinishedSet(quint64 handler, quint64 epoch)
 {
     FinishedSet *set = findFinishedSet(handler);
     if (set == nullptr) {
@@ -233,7 +233,7 @@ void ReadLockNotes::noteFinishedSet(quint64 handler, quint64 epoch)
     *set = {handler, epoch};
 }
 
-std::optional<quint64> ReadLockNotes::takeFinishedSet(quint64 handler)
+std::optional<quint64> LockNotes::takeFinishedSet(quint64 handler)
 {
     FinishedSet *const set = findFinishedSet(handler);
     if (set == nullptr) {
