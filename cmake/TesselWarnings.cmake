@@ -1,8 +1,8 @@
-# What every target of this project is compiled with. Warnings are errors; headers of Qt come in as
-# system headers and are not judged.
+# What every target of this project is compiled with. Warnings are errors where the project is
+# developed; headers of Qt come in as system headers and are not judged.
 add_library(TesselCompileOptions INTERFACE)
 target_compile_options(TesselCompileOptions INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${TESSEL_WARNINGS_AS_ERRORS}>:-Werror>
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wsuggest-override>)
 target_compile_definitions(TesselCompileOptions INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS QT_MESSAGELOGCONTEXT)

@@ -29,3 +29,9 @@ build_preset()
     cmake --build --preset "$preset" --parallel "$(nproc)" ${1+--target "$@"} \
         || fail "building the preset '$preset' failed; the first error above says where"
 }
+
+# The version of the project, which CMakeLists.txt names and nobody else.
+project_version()
+{
+    sed -n 's/^project(Tessel VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
+}
