@@ -11,9 +11,9 @@ struct SingleBuffer
 {
     using Handler = std::unique_ptr<SingleBufferHandler>;
 
-    SingleBuffer()
+    explicit SingleBuffer(quint32 size = 64)
         : semaphores(SemaphoreSet::uniqueKey(QStringLiteral("single")))
-        , region(SharedRegion::Layout::Single, 64)
+        , region(SharedRegion::Layout::Single, size)
     {
     }
 
