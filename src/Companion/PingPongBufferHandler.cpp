@@ -6,13 +6,15 @@
 
 #include <QDebug>
 
+#include <limits>
+
 #include <unistd.h>
 
 // Why a torn set cannot be accepted. In epoch e (swapCount == e) readers use buffer e & 1, and
 // whoever holds the write lock fills the other one.
 //
 //   writer, once an epoch and before its first store into buffer b:
-//       W1  writeEpoch[b] = e            (relaxed)
+//       W1  writeEpoch[b] = e            (release)
 //       W2  fence(release)
 //       W3  stores into buffer b         (relaxed)
 //   swap:
@@ -37,6 +39,9 @@ constexpr int optimisticAttempts = 2;
 /// How long such a read waits for the writer inside. If that one was stopped the read goes on
 /// without the lock: a stopped writer does not swap, so that nobody writes into what is read.
 constexpr std::chrono::milliseconds heldReadBound{1000};
+
+/// Noted in place of the epoch of a set by a thread that could not write it.
+constexpr quint64 noEpoch = std::numeric_limits<quint64>::max();
 
 } // namespace
 
@@ -97,7 +102,12 @@ bool PingPongBufferHandler::unlockForRead(BufferPointer buffer, bool &repeat)
 
 BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
 {
-    if (!isUsable() || !m_lock->lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
+    if (!isUsable()) {
+        return nullptr;
+    }
+    if (!m_lock->lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
+        // Who swaps all the same must not exchange what others have published meanwhile.
+        LockNotes::noteFinishedSet(m_number, noEpoch);
         return nullptr;
     }
     const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
@@ -157,6 +167,9 @@ bool PingPongBufferHandler::swapBuffers()
     const bool isComplete = isWriting || !isUnfinished() || takeBackUnfinishedSet(epoch);
     if (isComplete) {
         m_management->swapCount.store(epoch + 1, std::memory_order_release);
+    } else {
+        // Whoever tries again must not exchange what others have published meanwhile.
+        LockNotes::noteFinishedSet(m_number, epoch);
     }
     if (isComplete && isWriting) {
         // This thread goes on writing, from now on into the buffer that was read until now.
@@ -177,7 +190,9 @@ bool PingPongBufferHandler::isPublishedAlready(quint64 epoch) const
 /// Tells readers that the write buffer of @p epoch is about to change. Under the write lock.
 void PingPongBufferHandler::markWriteEpoch(quint64 epoch)
 {
-    m_management->writeEpoch[(epoch + 1) & 1].store(epoch, std::memory_order_relaxed);
+    // Not before a swap inside the lock: readers of its former epoch would repeat, and without end if
+    // this process died in between.
+    m_management->writeEpoch[(epoch + 1) & 1].store(epoch, std::memory_order_release);
     // The words so far stand before any store into the buffer.
     std::atomic_thread_fence(std::memory_order_release);
 }

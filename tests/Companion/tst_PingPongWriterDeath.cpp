@@ -43,6 +43,8 @@ private Q_SLOTS:
     void nextWriteLockSucceedsAndFindsWhatWasPublished();
     void nextSwapPublishesNothingOfTheHalfSet();
     void swapThatTakesBackAFinishedSetFails();
+    void swapTriedAgainAfterTakingBackBringsNothingOldBack();
+    void swapAfterAFailedWriteLockBringsNothingOldBack();
     void writeLockThatTakesBackAFinishedSetWarns();
     void setThatWasPublishedIsNotTakenBack();
     void finishedSetOfADeadProcessMayBePublished();
@@ -121,6 +123,42 @@ void tst_PingPongWriterDeath::swapThatTakesBackAFinishedSetFails()
     QVERIFY(publishSet(*handler, 3));
     QVERIFY(isPublished(*handler, 3));
     QCOMPARE(log.take(), QList<LogLine>());
+}
+
+void tst_PingPongWriterDeath::swapTriedAgainAfterTakingBackBringsNothingOldBack()
+{
+    const DoubleBuffer buffer;
+    LogCapture log;
+    const auto handler = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(publishSet(*handler, 1));
+    QVERIFY(writeSet(*handler, 2));
+    QVERIFY(dieInTheMiddleOfASet(buffer, 99));
+    QVERIFY(!handler->swapBuffers());
+    COMPARE_LOG(log, takenBackWarning());
+    QVERIFY(publishSet(*other, 3));
+
+    QVERIFY(handler->swapBuffers());
+
+    QVERIFY(isPublished(*handler, 3));
+}
+
+void tst_PingPongWriterDeath::swapAfterAFailedWriteLockBringsNothingOldBack()
+{
+    const DoubleBuffer buffer;
+    const auto handler = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(publishSet(*handler, 1));
+    unsigned char *const locked = other->lockForWrite();
+    QVERIFY(locked != nullptr);
+    QVERIFY(handler->lockForWrite() == nullptr);
+    fillBuffer(locked, buffer.size(), 2);
+    QVERIFY(other->unlockForWrite(locked));
+    QVERIFY(other->swapBuffers());
+
+    QVERIFY(handler->swapBuffers());
+
+    QVERIFY(isPublished(*handler, 2));
 }
 
 void tst_PingPongWriterDeath::writeLockThatTakesBackAFinishedSetWarns()
