@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <vector>
 
 namespace {
@@ -22,6 +23,10 @@ struct FinishedSet
 
 constexpr int noteCapacity = 8;
 constexpr int streakCapacity = 8;
+/// Regions that a thread reads in turn and has to read again, beyond those that fit. A thread that
+/// leaves regions in the middle of a repetition, and never comes back to them, fills no more memory
+/// than this.
+constexpr std::size_t moreStreaksCapacity = 1024;
 constexpr int finishedCapacity = 8;
 
 /// Plain numbers only: what has no constructor and no destructor needs no guard at each access.
@@ -30,8 +35,8 @@ struct ThreadNotes
     ReadLockNote notes[noteCapacity];
     int count;
     RepeatStreak streaks[streakCapacity];
-    int streakCount;
-    int nextStreak;
+    int streakCount; ///< those that did not fit included
+    std::size_t nextStreak;
     FinishedSet finished[finishedCapacity];
     int nextFinished;
 };
@@ -45,6 +50,12 @@ std::vector<ReadLockNote> &overflow()
     return notes;
 }
 
+std::vector<RepeatStreak> &moreStreaks()
+{
+    thread_local std::vector<RepeatStreak> streaks;
+    return streaks;
+}
+
 /// The place of a handler, or with 0 a free one.
 FinishedSet *findFinishedSet(quint64 handler)
 {
@@ -56,21 +67,36 @@ FinishedSet *findFinishedSet(quint64 handler)
     return nullptr;
 }
 
+int inlineStreakCount()
+{
+    const auto isTaken = [](const RepeatStreak &streak) { return streak.length > 0; };
+    return static_cast<int>(
+        std::count_if(std::cbegin(threadNotes.streaks), std::cend(threadNotes.streaks), isTaken));
+}
+
 RepeatStreak *findStreak(quint64 handler, int depth)
 {
     if (threadNotes.streakCount == 0) {
         return nullptr;
     }
+    const auto matches = [handler, depth](const RepeatStreak &streak) {
+        return streak.length > 0 && streak.handler == handler && streak.depth == depth;
+    };
     for (RepeatStreak &streak : threadNotes.streaks) {
-        if (streak.length > 0 && streak.handler == handler && streak.depth == depth) {
+        if (matches(streak)) {
             return &streak;
         }
     }
-    return nullptr;
+    if (threadNotes.streakCount == inlineStreakCount()) {
+        return nullptr;
+    }
+    std::vector<RepeatStreak> &more = moreStreaks();
+    const auto found = std::find_if(more.begin(), more.end(), matches);
+    return found == more.end() ? nullptr : &*found;
 }
 
-/// A place for one more streak. Where all are taken the oldest goes: its reader then needs two more
-/// attempts.
+/// A place for one more streak. Where all are taken the oldest of those that did not fit goes: its
+/// reader then needs two more attempts.
 RepeatStreak *newStreak()
 {
     ThreadNotes &notes = threadNotes;
@@ -80,9 +106,45 @@ RepeatStreak *newStreak()
             return &streak;
         }
     }
-    RepeatStreak *const oldest = &notes.streaks[notes.nextStreak];
-    notes.nextStreak = (notes.nextStreak + 1) % streakCapacity;
+    std::vector<RepeatStreak> &more = moreStreaks();
+    if (more.size() < moreStreaksCapacity) {
+        ++notes.streakCount;
+        more.push_back({});
+        return &more.back();
+    }
+    RepeatStreak *const oldest = &more[notes.nextStreak];
+    notes.nextStreak = (notes.nextStreak + 1) % moreStreaksCapacity;
     return oldest;
+}
+
+void endStreak(RepeatStreak *streak)
+{
+    --threadNotes.streakCount;
+    if (streak >= std::begin(threadNotes.streaks) && streak < std::end(threadNotes.streaks)) {
+        streak->length = 0;
+        return;
+    }
+    *streak = moreStreaks().back();
+    moreStreaks().pop_back();
+}
+
+void forgetStreaks(quint64 handler)
+{
+    ThreadNotes &notes = threadNotes;
+    if (notes.streakCount == 0) {
+        return;
+    }
+    for (RepeatStreak &streak : notes.streaks) {
+        if (streak.length > 0 && streak.handler == handler) {
+            endStreak(&streak);
+        }
+    }
+    std::vector<RepeatStreak> &more = moreStreaks();
+    const auto kept = std::remove_if(
+        more.begin(), more.end(),
+        [handler](const RepeatStreak &streak) { return streak.handler == handler; });
+    notes.streakCount -= static_cast<int>(std::distance(kept, more.end()));
+    more.erase(kept, more.end());
 }
 
 } // namespace
@@ -186,12 +248,7 @@ void LockNotes::forget(quint64 handler)
     for (const ReadLockNote &note : kept) {
         add(note);
     }
-    for (RepeatStreak &streak : notes.streaks) {
-        if (streak.length > 0 && streak.handler == handler) {
-            streak.length = 0;
-            --notes.streakCount;
-        }
-    }
+    forgetStreaks(handler);
     takeFinishedSet(handler);
 }
 
@@ -206,8 +263,7 @@ void LockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
     RepeatStreak *streak = findStreak(handler, depth);
     if (!repeat) {
         if (streak != nullptr) {
-            streak->length = 0;
-            --threadNotes.streakCount;
+            endStreak(streak);
         }
         return;
     }

@@ -60,7 +60,9 @@ private Q_SLOTS:
     void forgottenHandlerLeavesTheOthersAlone();
     void notesBelongToTheirThread();
     void streaksAreCountedApart();
-    void oneStreakTooManyDisplacesAnother();
+    void manyStreaksAreAllKept();
+    void forgottenHandlersOfManyStreaksLeaveTheOthersAlone();
+    void streaksOfAThreadDoNotFillTheMemory();
     void locksOfManyHandlersEndInAnyOrder_data() { addOrders(); }
     void locksOfManyHandlersEndInAnyOrder();
 
@@ -252,9 +254,52 @@ void tst_LockNotes::streaksAreCountedApart()
     LockNotes::forget(handlers[1]);
 }
 
-void tst_LockNotes::oneStreakTooManyDisplacesAnother()
+void tst_LockNotes::manyStreaksAreAllKept()
 {
     const std::vector<quint64> handlers = newHandlers(30);
+    for (int round = 1; round <= 3; ++round) {
+        for (const quint64 handler : handlers) {
+            LockNotes::noteOutcome(handler, 0, true);
+        }
+        for (const quint64 handler : handlers) {
+            QCOMPARE(LockNotes::repeatsInARow(handler, 0), round);
+        }
+    }
+
+    for (std::size_t i = 0; i < handlers.size(); ++i) {
+        LockNotes::noteOutcome(handlers[i], 0, false);
+
+        for (std::size_t other = 0; other < handlers.size(); ++other) {
+            QCOMPARE(LockNotes::repeatsInARow(handlers[other], 0), other <= i ? 0 : 3);
+        }
+    }
+}
+
+void tst_LockNotes::forgottenHandlersOfManyStreaksLeaveTheOthersAlone()
+{
+    const std::vector<quint64> handlers = newHandlers(20);
+    for (const quint64 handler : handlers) {
+        LockNotes::noteOutcome(handler, 0, true);
+        LockNotes::noteOutcome(handler, 1, true);
+    }
+
+    for (std::size_t i = 0; i < handlers.size(); i += 2) {
+        LockNotes::forget(handlers[i]);
+    }
+
+    for (std::size_t i = 0; i < handlers.size(); ++i) {
+        const int expected = i % 2 == 0 ? 0 : 1;
+        QCOMPARE(LockNotes::repeatsInARow(handlers[i], 0), expected);
+        QCOMPARE(LockNotes::repeatsInARow(handlers[i], 1), expected);
+        LockNotes::forget(handlers[i]);
+        QCOMPARE(LockNotes::repeatsInARow(handlers[i], 1), 0);
+    }
+}
+
+void tst_LockNotes::streaksOfAThreadDoNotFillTheMemory()
+{
+    const int many = 3000;
+    const std::vector<quint64> handlers = newHandlers(many);
     for (const quint64 handler : handlers) {
         LockNotes::noteOutcome(handler, 0, true);
         LockNotes::noteOutcome(handler, 0, true);
@@ -262,19 +307,13 @@ void tst_LockNotes::oneStreakTooManyDisplacesAnother()
         // Whatever went, the reader at work keeps its own.
         QCOMPARE(LockNotes::repeatsInARow(handler, 0), 2);
     }
-    for (const quint64 handler : handlers) {
-        LockNotes::noteOutcome(handler, 0, false);
-        QCOMPARE(LockNotes::repeatsInARow(handler, 0), 0);
-    }
 
-    // All places are free again.
-    for (std::size_t i = 0; i < 8; ++i) {
-        LockNotes::noteOutcome(handlers[i], 0, true);
+    const auto isKept = [](quint64 handler) { return LockNotes::repeatsInARow(handler, 0) != 0; };
+    QCOMPARE(std::count_if(handlers.cbegin(), handlers.cend(), isKept), 8 + 1024);
+    for (const quint64 handler : handlers) {
+        LockNotes::forget(handler);
     }
-    for (std::size_t i = 0; i < 8; ++i) {
-        QCOMPARE(LockNotes::repeatsInARow(handlers[i], 0), 1);
-        LockNotes::forget(handlers[i]);
-    }
+    QCOMPARE(std::count_if(handlers.cbegin(), handlers.cend(), isKept), 0);
 }
 
 void tst_LockNotes::locksOfManyHandlersEndInAnyOrder()
