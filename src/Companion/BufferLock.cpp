@@ -1,4 +1,5 @@
 #include "Companion/BufferLock_p.h"
+#include "Companion/MappedName_p.h"
 
 #include <QDebug>
 
@@ -20,6 +21,13 @@ const void *thisThread()
 
 } // namespace
 
+BufferLock::BufferLock(const QString &key, CreationType type, const void *memory)
+    : SystemVSemaphoreBaseClass(key, type)
+    , m_key(key)
+    , m_memory(memory)
+{
+}
+
 BufferLock::~BufferLock()
 {
     if (!belongsToThisProcess()) {
@@ -40,7 +48,9 @@ bool BufferLock::lock(std::chrono::milliseconds bound)
         return true;
     }
     sembuf operations[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
-    if (report(operate(operations, 2, bound)) != Outcome::Done) {
+    m_inside.fetch_add(1);
+    if (report(enter(operations, 2, bound)) != Outcome::Done) {
+        m_inside.fetch_sub(1);
         return false;
     }
     becomeHolder();
@@ -53,6 +63,17 @@ bool BufferLock::lockAgainstReaders(short ownReaders, std::chrono::milliseconds 
         m_depth.fetch_add(1, std::memory_order_relaxed);
         return true;
     }
+    m_inside.fetch_add(1);
+    if (report(takeExclusive(ownReaders, bound)) != Outcome::Done) {
+        m_inside.fetch_sub(1);
+        return false;
+    }
+    becomeHolder();
+    return true;
+}
+
+BufferLock::Outcome BufferLock::takeExclusive(short ownReaders, std::chrono::milliseconds bound)
+{
     // In one step if nobody is inside.
     sembuf operations[] = {{SemaphoreWriteLock, 0, 0},
                            {SemaphoreWriteLock, 1, SEM_UNDO},
@@ -63,25 +84,19 @@ bool BufferLock::lockAgainstReaders(short ownReaders, std::chrono::milliseconds 
     if (ownReaders == 0) {
         operations[2] = {SemaphoreReaders, 0, 0};
     }
-    Outcome outcome = report(operate(operations, count, Milliseconds::zero()));
-    if (outcome == Outcome::WouldWait) {
-        return takeStepByStep(ownReaders, bound);
-    }
-    if (outcome != Outcome::Done) {
-        return false;
-    }
-    becomeHolder();
-    return true;
+    const Outcome outcome = enter(operations, count, Milliseconds::zero());
+    return outcome == Outcome::WouldWait ? takeStepByStep(ownReaders, bound) : outcome;
 }
 
-bool BufferLock::takeStepByStep(short ownReaders, std::chrono::milliseconds bound)
+BufferLock::Outcome BufferLock::takeStepByStep(short ownReaders, std::chrono::milliseconds bound)
 {
     // First the writers' place, which no further reader passes, then the end of those inside:
     // waiting for both at once, a writer would starve behind readers that take turns.
     const Clock::time_point deadline = Clock::now() + bound;
     sembuf place[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
-    if (report(operate(place, 2, bound)) != Outcome::Done) {
-        return false;
+    const Outcome placed = enter(place, 2, bound);
+    if (placed != Outcome::Done) {
+        return placed;
     }
     const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now());
     sembuf readersGone[] = {{SemaphoreReaders, 0, 0}, {}, {}};
@@ -92,12 +107,41 @@ bool BufferLock::takeStepByStep(short ownReaders, std::chrono::milliseconds boun
         readersGone[2] = {SemaphoreReaders, ownReaders, SEM_UNDO};
         count = 3;
     }
-    if (report(operate(readersGone, count, std::max(left, Milliseconds(1)))) != Outcome::Done) {
+    const Outcome emptied = operate(readersGone, count, std::max(left, Milliseconds(1)));
+    if (emptied != Outcome::Done) {
         giveBackExclusive();
+    }
+    return emptied;
+}
+
+/// The first step into a lock: in the set that there is now.
+BufferLock::Outcome BufferLock::enter(sembuf *operations, std::size_t count, Milliseconds bound)
+{
+    const Clock::time_point deadline = Clock::now() + bound;
+    const int set = setId();
+    const Outcome outcome = operate(operations, count, bound);
+    if (outcome != Outcome::Gone || !followRegion(set)) {
+        return outcome;
+    }
+    // Both waits together keep the bound.
+    const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now());
+    return operate(operations, count, std::max(left, Milliseconds::zero()));
+}
+
+bool BufferLock::followRegion(int removedSet)
+{
+    const std::lock_guard<std::mutex> guard(m_following);
+    if (setId() != removedSet) {
+        return true;
+    }
+    // What another thread took in the removed set it would give back to the new one.
+    if (m_inside.load() != 1 || !belongsToThisProcess()) {
         return false;
     }
-    becomeHolder();
-    return true;
+    // A creator makes its memory before it removes the set that it finds. Where the region still
+    // has its name after joining, the set is not that of a later region.
+    const auto isRegionCurrent = [this] { return hasMappedName(m_memory); };
+    return isRegionCurrent() && joinAgain(m_key, isRegionCurrent);
 }
 
 bool BufferLock::unlock()
@@ -111,6 +155,7 @@ bool BufferLock::unlock()
     // Before the semaphore: afterwards the next holder writes its name here.
     m_holder.store(nullptr, std::memory_order_relaxed);
     giveBackExclusive();
+    m_inside.fetch_sub(1);
     return true;
 }
 
@@ -124,12 +169,14 @@ BufferLock::Sharing BufferLock::lockShared(std::chrono::milliseconds bound)
     sembuf operations[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreReaders, 1, SEM_UNDO}};
     // A thread that writes lets itself in, and stays in as a reader after its write lock.
     const bool ownWriter = isHeldHere();
+    m_inside.fetch_add(1);
     const Outcome outcome = report(
-        operate(ownWriter ? operations + 1 : operations, ownWriter ? 1 : 2, bound));
+        enter(ownWriter ? operations + 1 : operations, ownWriter ? 1 : 2, bound));
     if (outcome == Outcome::Done) {
         m_sharedCount.fetch_add(1, std::memory_order_relaxed);
         return Sharing::Shared;
     }
+    m_inside.fetch_sub(1);
     return outcome == Outcome::Gone ? Sharing::Unneeded : Sharing::Failed;
 }
 
@@ -138,6 +185,7 @@ void BufferLock::unlockShared()
     m_sharedCount.fetch_sub(1, std::memory_order_relaxed);
     sembuf operation{SemaphoreReaders, -1, SEM_UNDO};
     report(operate(&operation, 1, Milliseconds::zero()));
+    m_inside.fetch_sub(1);
 }
 
 void BufferLock::becomeHolder()

@@ -2,17 +2,26 @@
 
 #include "Companion/SystemVSemaphoreBaseClass.h"
 
+#include <QString>
+
 #include <atomic>
+#include <mutex>
 
 /// The locks of one region: writers exclude each other, and readers where there is only one buffer.
 ///
 /// The exclusive lock belongs to a thread, which may take it again while it holds it. Whatever a
 /// process holds when it dies is given back by the kernel. The members are atomic only because
 /// threads look whether they are the holder; the semaphores alone exclude.
+///
+/// Where the set was removed and another one stands under the key, the next lock joins that one, if
+/// the region is still the one that others open under its name: so it is for whoever attached after
+/// a creator made its memory and before it made its semaphores. Who hangs on a region that was
+/// replaced stays out.
 class BufferLock : public SystemVSemaphoreBaseClass
 {
 public:
-    using SystemVSemaphoreBaseClass::SystemVSemaphoreBaseClass;
+    /// @p memory is any address inside the region.
+    BufferLock(const QString &key, CreationType type, const void *memory);
     /// Gives back what is still held; in a forked child nothing, since the parent holds it.
     ~BufferLock() override;
 
@@ -37,10 +46,17 @@ public:
 
 private:
     void becomeHolder();
-    bool takeStepByStep(short ownReaders, std::chrono::milliseconds bound);
+    Outcome enter(sembuf *operations, std::size_t count, std::chrono::milliseconds bound);
+    bool followRegion(int removedSet);
+    Outcome takeExclusive(short ownReaders, std::chrono::milliseconds bound);
+    Outcome takeStepByStep(short ownReaders, std::chrono::milliseconds bound);
     void giveBackExclusive();
     Outcome report(Outcome outcome);
 
+    const QString m_key;
+    const void *const m_memory;
+    std::mutex m_following;
+    std::atomic<int> m_inside{0}; ///< locks that threads hold or are about to take
     std::atomic<const void *> m_holder{nullptr};
     std::atomic<int> m_depth{0};
     std::atomic<int> m_sharedCount{0};

@@ -54,7 +54,7 @@ PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBu
     , m_size(size)
     , m_number(LockNotes::newHandlerNumber())
     , m_process(static_cast<quint32>(getpid()))
-    , m_lock(std::make_unique<BufferLock>(semaphoreKey, type))
+    , m_lock(std::make_unique<BufferLock>(semaphoreKey, type, management))
 {
 }
 

@@ -9,7 +9,7 @@ SingleBufferHandler::SingleBufferHandler(unsigned char *buffer,
     : m_buffer(buffer)
     , m_size(size)
     , m_number(LockNotes::newHandlerNumber())
-    , m_lock(std::make_unique<BufferLock>(semaphoreKey, type))
+    , m_lock(std::make_unique<BufferLock>(semaphoreKey, type, buffer))
 {
 }
 

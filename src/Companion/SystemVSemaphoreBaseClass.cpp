@@ -24,6 +24,9 @@ constexpr int initialisationPolls = 1000;
 constexpr timespec initialisationPause{0, 1000000};
 /// Each further try follows on somebody else removing or making the set in between.
 constexpr int openingTries = 100;
+/// Each further try follows on another user leaving in between, of which there are at most 32767.
+/// More often than that it fails only in a set whose count of users somebody has spoilt.
+constexpr int leavingTries = 40000;
 
 /// The argument of semctl(), which its caller has to declare.
 union SemaphoreArgument {
@@ -128,7 +131,9 @@ SystemVSemaphoreBaseClass::SystemVSemaphoreBaseClass(const QString &key, Creatio
 
 SystemVSemaphoreBaseClass::~SystemVSemaphoreBaseClass()
 {
-    leave();
+    if (isValid() && belongsToThisProcess()) {
+        leaveSet(setId());
+    }
 }
 
 key_t SystemVSemaphoreBaseClass::systemVKey(const QString &key)
@@ -211,7 +216,24 @@ SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::openExisting(const
     case Recognition::Unfinished: return removeSet(key, existing);
     case Recognition::Ours: break;
     }
-    return type == CreationTypeAttach ? join(key, existing) : removeSet(key, existing);
+    return type == CreationTypeAttach ? join(key, existing) : replaceSet(key, existing);
+}
+
+SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::replaceSet(const QString &key,
+                                                                         int semaphoreId)
+{
+    // Whoever attached after this creator made its memory, but before it came here, may be writing
+    // into that memory under the set that is about to go. A set without its writers inside excludes
+    // nobody, so it goes without one, unless that one was stopped.
+    sembuf takeWriteLock[] = {change(SemaphoreWriteLock, 0, 0),
+                              change(SemaphoreWriteLock, 1, SEM_UNDO)};
+    const Outcome taken = operateOn(semaphoreId, takeWriteLock, 2, sm_creationWaitBound);
+    const Opening removed = removeSet(key, semaphoreId);
+    if (taken == Outcome::Done && removed == Opening::Refused) {
+        sembuf giveBack = change(SemaphoreWriteLock, -1, SEM_UNDO);
+        operateOn(semaphoreId, &giveBack, 1, Milliseconds::zero());
+    }
+    return removed;
 }
 
 SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::removeSet(const QString &key,
@@ -227,13 +249,11 @@ SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::removeSet(const QS
 SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::join(const QString &key,
                                                                    int semaphoreId)
 {
-    sembuf operations[] = {change(SemaphoreClosed, 0, 0), change(SemaphoreUsers, 1, SEM_UNDO)};
-    m_semaphoreId = semaphoreId;
-    const Outcome outcome = operate(operations, 2, Milliseconds::zero());
+    const Outcome outcome = joinSet(semaphoreId);
     if (outcome == Outcome::Done) {
+        m_semaphoreId.store(semaphoreId, std::memory_order_release);
         return Opening::Opened;
     }
-    m_semaphoreId = -1;
     if (outcome == Outcome::Failed) {
         qWarning() << "Can't join the semaphores of" << key << reason(errno);
         return Opening::Refused;
@@ -245,39 +265,58 @@ SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::join(const QString
     return Opening::Disturbed;
 }
 
-void SystemVSemaphoreBaseClass::leave()
+SystemVSemaphoreBaseClass::Outcome SystemVSemaphoreBaseClass::joinSet(int semaphoreId)
 {
-    if (!isValid() || !belongsToThisProcess()) {
-        return;
+    sembuf operations[] = {change(SemaphoreClosed, 0, 0), change(SemaphoreUsers, 1, SEM_UNDO)};
+    return operateOn(semaphoreId, operations, 2, Milliseconds::zero());
+}
+
+bool SystemVSemaphoreBaseClass::joinAgain(const QString &key, const std::function<bool()> &isWanted)
+{
+    const int existing = semget(systemVKey(key), 0, 0);
+    if (existing < 0
+        || recognise(existing, initialValues(key), SemaphoreFingerprint) != Recognition::Ours
+        || joinSet(existing) != Outcome::Done) {
+        return false;
     }
-    for (;;) {
+    if (!isWanted()) {
+        leaveSet(existing);
+        return false;
+    }
+    m_semaphoreId.store(existing, std::memory_order_release);
+    return true;
+}
+
+void SystemVSemaphoreBaseClass::leaveSet(int semaphoreId)
+{
+    for (int i = 0; i < leavingTries; ++i) {
         // The last user closes the set in the same step in which it leaves, so that nobody can join
         // a set that is about to go.
         sembuf lastOne[] = {change(SemaphoreUsers, -1, SEM_UNDO), change(SemaphoreUsers, 0, 0),
                             change(SemaphoreClosed, 1, 0)};
-        const Outcome last = operate(lastOne, 3, Milliseconds::zero());
+        const Outcome last = operateOn(semaphoreId, lastOne, 3, Milliseconds::zero());
         if (last == Outcome::Done) {
-            removeOrReopen();
+            removeOrReopen(semaphoreId);
             return;
         }
         // Leaves only if another user stays; it may have left since the first step failed.
         sembuf oneOfMany[] = {change(SemaphoreUsers, -2, SEM_UNDO),
                               change(SemaphoreUsers, 1, SEM_UNDO)};
         if (last != Outcome::WouldWait
-            || operate(oneOfMany, 2, Milliseconds::zero()) != Outcome::WouldWait) {
+            || operateOn(semaphoreId, oneOfMany, 2, Milliseconds::zero()) != Outcome::WouldWait) {
             return;
         }
     }
 }
 
-void SystemVSemaphoreBaseClass::removeOrReopen() const
+void SystemVSemaphoreBaseClass::removeOrReopen(int semaphoreId)
 {
-    if (semctl(m_semaphoreId, 0, IPC_RMID) == 0 || errno != EPERM) {
+    if (semctl(semaphoreId, 0, IPC_RMID) == 0 || errno != EPERM) {
         return;
     }
     // Only the user who made a set may remove it. Closed it would lock all others out.
     sembuf reopen = change(SemaphoreClosed, -1, 0);
-    operate(&reopen, 1, Milliseconds::zero());
+    operateOn(semaphoreId, &reopen, 1, Milliseconds::zero());
 }
 
 bool SystemVSemaphoreBaseClass::belongsToThisProcess() const
@@ -288,12 +327,15 @@ bool SystemVSemaphoreBaseClass::belongsToThisProcess() const
 SystemVSemaphoreBaseClass::Outcome SystemVSemaphoreBaseClass::operate(
     sembuf *operations, std::size_t count, std::chrono::milliseconds bound) const
 {
-    if (!isValid()) {
-        return Outcome::Failed;
-    }
+    return isValid() ? operateOn(setId(), operations, count, bound) : Outcome::Failed;
+}
+
+SystemVSemaphoreBaseClass::Outcome SystemVSemaphoreBaseClass::operateOn(
+    int semaphoreId, sembuf *operations, std::size_t count, std::chrono::milliseconds bound)
+{
     // Nearly always nobody is inside: a call that may not wait spares the kernel the timer.
     setWaiting(operations, count, false);
-    if (semop(m_semaphoreId, operations, count) == 0) {
+    if (semop(semaphoreId, operations, count) == 0) {
         return Outcome::Done;
     }
     if (errno == EAGAIN && bound > Milliseconds::zero()) {
@@ -303,7 +345,7 @@ SystemVSemaphoreBaseClass::Outcome SystemVSemaphoreBaseClass::operate(
         do {
             const timespec left = toTimespec(
                 std::max(deadline - Clock::now(), Clock::duration::zero()));
-            result = semtimedop(m_semaphoreId, operations, count, &left);
+            result = semtimedop(semaphoreId, operations, count, &left);
         } while (result != 0 && errno == EINTR);
         if (result == 0) {
             return Outcome::Done;

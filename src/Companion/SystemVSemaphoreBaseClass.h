@@ -5,7 +5,9 @@
 #include <QString>
 
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <functional>
 
 #include <sys/types.h>
 
@@ -23,7 +25,9 @@ class TESSEL_EXPORT SystemVSemaphoreBaseClass
 public:
     enum CreationType {
         CreationTypeAttach = 0, ///< Joins the set, and makes it if there is none.
-        CreationTypeCreate = 1  ///< Removes a set that was left over and begins with a new one.
+        /// Removes a set that was left over and begins with a new one. Waits up to
+        /// sm_creationWaitBound for a writer inside the old one.
+        CreationTypeCreate = 1
     };
 
     SystemVSemaphoreBaseClass(const QString &key, CreationType type);
@@ -34,11 +38,13 @@ public:
     static key_t systemVKey(const QString &key);
 
     /// False if the set could not be made or joined; the log says why.
-    bool isValid() const { return m_semaphoreId >= 0; }
+    bool isValid() const { return setId() >= 0; }
 
     /// How long a lock waits before it fails. Long against any honest use, which takes
     /// milliseconds, so that only a process that was stopped inside its lock makes it run out.
     static constexpr std::chrono::milliseconds sm_lockWaitBound{5000};
+    /// How long a creator waits for the writer inside the set that it is about to replace.
+    static constexpr std::chrono::milliseconds sm_creationWaitBound{1000};
 
 protected:
     /// The semaphores of a set. All start at 0, which means free.
@@ -64,6 +70,13 @@ protected:
     /// False in a forked child, which inherits the object, but has taken nothing itself.
     bool belongsToThisProcess() const;
 
+    /// Which set this is to the kernel; negative without one. No number comes back soon.
+    int setId() const { return m_semaphoreId.load(std::memory_order_acquire); }
+    /// Takes part in the set that is there now under @p key in place of the one that was removed.
+    /// Makes none and does not wait. False if there is none to be had, or if @p isWanted, asked
+    /// after joining, says no; then nothing has changed.
+    bool joinAgain(const QString &key, const std::function<bool()> &isWanted);
+
 private:
     Q_DISABLE_COPY(SystemVSemaphoreBaseClass)
 
@@ -75,15 +88,19 @@ private:
         Disturbed ///< Another process removed or made the set meanwhile: try again.
     };
 
+    static Outcome operateOn(int semaphoreId, sembuf *operations, std::size_t count,
+                             std::chrono::milliseconds bound);
+    static Outcome joinSet(int semaphoreId);
+    static void leaveSet(int semaphoreId);
+    static void removeOrReopen(int semaphoreId);
     static std::array<unsigned short, SemaphoreCount> initialValues(const QString &key);
     void open(const QString &key, CreationType type);
     Opening fillInAndJoin(const QString &key, int semaphoreId);
     Opening openExisting(const QString &key, CreationType type);
+    static Opening replaceSet(const QString &key, int semaphoreId);
     static Opening removeSet(const QString &key, int semaphoreId);
     Opening join(const QString &key, int semaphoreId);
-    void leave();
-    void removeOrReopen() const;
 
-    int m_semaphoreId = -1;
+    std::atomic<int> m_semaphoreId{-1};
     pid_t m_ownerProcess;
 };
