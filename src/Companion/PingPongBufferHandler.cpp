@@ -161,8 +161,13 @@ bool PingPongBufferHandler::swapBuffers()
     }
     const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
     const bool isWriting = m_writeDepth.load(std::memory_order_relaxed) > 0;
-    if (isPublishedAlready(epoch) && !isWriting) {
+    const std::optional<quint64> finished = LockNotes::takeFinishedSet(m_number);
+    if (!isWriting && isPublishedAlready(finished, epoch)) {
         return m_lock->unlock();
+    }
+    if (!isWriting && isTakenBack(finished, epoch)) {
+        m_lock->unlock();
+        return false;
     }
     const bool isComplete = isWriting || !isUnfinished() || takeBackUnfinishedSet(epoch);
     if (isComplete) {
@@ -180,11 +185,18 @@ bool PingPongBufferHandler::swapBuffers()
 
 /// True if another writer's swap has published what this thread finished, and nobody has written
 /// since: one more exchange would bring the set from before back. Under the write lock.
-bool PingPongBufferHandler::isPublishedAlready(quint64 epoch) const
+bool PingPongBufferHandler::isPublishedAlready(std::optional<quint64> finished, quint64 epoch) const
 {
-    const std::optional<quint64> finished = LockNotes::takeFinishedSet(m_number);
     return finished && *finished != epoch
            && m_management->copiedEpoch.load(std::memory_order_relaxed) != epoch && !isUnfinished();
+}
+
+/// True if somebody has taken back what this thread finished in this epoch, and nobody has finished
+/// anything since: there is nothing to publish. Under the write lock.
+bool PingPongBufferHandler::isTakenBack(std::optional<quint64> finished, quint64 epoch) const
+{
+    return finished == epoch
+           && m_management->finishedCount.load(std::memory_order_relaxed) != epoch + 1;
 }
 
 /// Tells readers that the write buffer of @p epoch is about to change. Under the write lock.

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <optional>
 
 class BufferLock;
 
@@ -78,7 +79,8 @@ private:
     BufferPointer buffer(quint64 index) const { return m_buffers[index & 1]; }
 
     bool isUnfinished() const;
-    bool isPublishedAlready(quint64 epoch) const;
+    bool isPublishedAlready(std::optional<quint64> finished, quint64 epoch) const;
+    bool isTakenBack(std::optional<quint64> finished, quint64 epoch) const;
     void markWriteEpoch(quint64 epoch);
     void beginWriting(quint64 epoch);
     bool takeBackUnfinishedSet(quint64 epoch);

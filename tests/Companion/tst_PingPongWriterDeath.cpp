@@ -43,6 +43,8 @@ private Q_SLOTS:
     void nextWriteLockSucceedsAndFindsWhatWasPublished();
     void nextSwapPublishesNothingOfTheHalfSet();
     void swapThatTakesBackAFinishedSetFails();
+    void swapOfASetThatSomebodyElseTookBackFails();
+    void swapOfASetThatWasTakenBackPublishesWhatWasFinishedSince();
     void swapTriedAgainAfterTakingBackBringsNothingOldBack();
     void swapAfterAFailedWriteLockBringsNothingOldBack();
     void writeLockThatTakesBackAFinishedSetWarns();
@@ -121,6 +123,48 @@ void tst_PingPongWriterDeath::swapThatTakesBackAFinishedSetFails()
     QVERIFY(handler->swapBuffers());
     QVERIFY(isPublished(*handler, 1));
     QVERIFY(publishSet(*handler, 3));
+    QVERIFY(isPublished(*handler, 3));
+    QCOMPARE(log.take(), QList<LogLine>());
+}
+
+void tst_PingPongWriterDeath::swapOfASetThatSomebodyElseTookBackFails()
+{
+    const DoubleBuffer buffer;
+    LogCapture log;
+    const auto handler = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(publishSet(*handler, 1));
+    QVERIFY(writeSet(*handler, 2));
+    unsigned char *const readBefore = handler->readBufferPointer();
+    QVERIFY(dieInTheMiddleOfASet(buffer, 99));
+    QVERIFY(!other->swapBuffers());
+    COMPARE_LOG(log, takenBackWarning());
+
+    QVERIFY(!handler->swapBuffers());
+
+    // Said to each of them once, and all is well again.
+    QCOMPARE(handler->readBufferPointer(), readBefore);
+    QVERIFY(isPublished(*handler, 1));
+    QVERIFY(!buffer.semaphores.isWriteLocked());
+    QVERIFY(publishSet(*handler, 3));
+    QVERIFY(isPublished(*handler, 3));
+    QCOMPARE(log.take(), QList<LogLine>());
+}
+
+void tst_PingPongWriterDeath::swapOfASetThatWasTakenBackPublishesWhatWasFinishedSince()
+{
+    const DoubleBuffer buffer;
+    LogCapture log;
+    const auto handler = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(publishSet(*handler, 1));
+    QVERIFY(writeSet(*handler, 2));
+    QVERIFY(dieInTheMiddleOfASet(buffer, 99));
+    QVERIFY(writeSet(*other, 3));
+    COMPARE_LOG(log, takenBackWarning());
+
+    QVERIFY(handler->swapBuffers());
+
     QVERIFY(isPublished(*handler, 3));
     QCOMPARE(log.take(), QList<LogLine>());
 }
