@@ -1,4 +1,5 @@
 #include "Companion/BufferLock_p.h"
+#include "Companion/Identity_p.h"
 #include "Companion/MappedName_p.h"
 
 #include <QDebug>
@@ -11,13 +12,6 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
-
-/// Stands for the calling thread as long as it lives.
-const void *thisThread()
-{
-    static thread_local char token;
-    return &token;
-}
 
 } // namespace
 
@@ -153,7 +147,7 @@ bool BufferLock::unlock()
         return true;
     }
     // Before the semaphore: afterwards the next holder writes its name here.
-    m_holder.store(nullptr, std::memory_order_relaxed);
+    m_holder.store(0, std::memory_order_relaxed);
     giveBackExclusive();
     m_inside.fetch_sub(1);
     return true;
@@ -161,7 +155,7 @@ bool BufferLock::unlock()
 
 bool BufferLock::isHeldHere() const
 {
-    return m_holder.load(std::memory_order_relaxed) == thisThread();
+    return m_holder.load(std::memory_order_relaxed) == Identity::threadNumber();
 }
 
 BufferLock::Sharing BufferLock::lockShared(std::chrono::milliseconds bound)
@@ -190,7 +184,7 @@ void BufferLock::unlockShared()
 
 void BufferLock::becomeHolder()
 {
-    m_holder.store(thisThread(), std::memory_order_relaxed);
+    m_holder.store(Identity::threadNumber(), std::memory_order_relaxed);
     m_depth.store(1, std::memory_order_relaxed);
 }
 

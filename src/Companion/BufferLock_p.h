@@ -17,6 +17,8 @@
 /// the region is still the one that others open under its name: so it is for whoever attached after
 /// a creator made its memory and before it made its semaphores. Who hangs on a region that was
 /// replaced stays out.
+///
+/// In a forked child the object holds nothing of what it holds in the parent.
 class BufferLock : public SystemVSemaphoreBaseClass
 {
 public:
@@ -34,6 +36,8 @@ public:
     bool unlock();
     /// Whether the calling thread is inside the exclusive lock.
     bool isHeldHere() const;
+    /// Whether the exclusive lock that the calling thread is inside was taken just once.
+    bool isOutermost() const { return m_depth.load(std::memory_order_relaxed) == 1; }
 
     enum class Sharing {
         Shared,   ///< Writers are kept out until unlockShared().
@@ -56,8 +60,8 @@ private:
     const QString m_key;
     const void *const m_memory;
     std::mutex m_following;
-    std::atomic<int> m_inside{0}; ///< locks that threads hold or are about to take
-    std::atomic<const void *> m_holder{nullptr};
+    std::atomic<int> m_inside{0};     ///< locks that threads hold or are about to take
+    std::atomic<quint64> m_holder{0}; ///< number of a thread; 0 if none
     std::atomic<int> m_depth{0};
     std::atomic<int> m_sharedCount{0};
     std::atomic<bool> m_removalReported{false};

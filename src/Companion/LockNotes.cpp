@@ -5,6 +5,8 @@
 #include <iterator>
 #include <vector>
 
+#include <pthread.h>
+
 namespace {
 
 /// A read that had to be repeated, until the next one at the same place succeeds.
@@ -147,11 +149,20 @@ void forgetStreaks(quint64 handler)
     more.erase(kept, more.end());
 }
 
+/// What a thread held and read in the parent is no business of the thread that goes on in a child.
+void forgetAll()
+{
+    threadNotes = {};
+    overflow().clear();
+    moreStreaks().clear();
+}
+
 } // namespace
 
 quint64 LockNotes::newHandlerNumber()
 {
     static std::atomic<quint64> last{0};
+    [[maybe_unused]] static const int watching = pthread_atfork(nullptr, nullptr, forgetAll);
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 

@@ -1,14 +1,13 @@
 #include "Companion/PingPongBufferHandler.h"
 
 #include "Companion/BufferLock_p.h"
+#include "Companion/Identity_p.h"
 #include "Companion/LockNotes_p.h"
 #include "Companion/SharedBytes_p.h"
 
 #include <QDebug>
 
 #include <limits>
-
-#include <unistd.h>
 
 // Why a torn set cannot be accepted. In epoch e (swapCount == e) readers use buffer e & 1, and
 // whoever holds the write lock fills the other one.
@@ -53,7 +52,6 @@ PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBu
     , m_buffers{first, second}
     , m_size(size)
     , m_number(LockNotes::newHandlerNumber())
-    , m_process(static_cast<quint32>(getpid()))
     , m_lock(std::make_unique<BufferLock>(semaphoreKey, type, management))
 {
 }
@@ -80,7 +78,7 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForRead()
     }
     const int depth = LockNotes::count(m_number);
     const bool holdsWriters = LockNotes::repeatsInARow(m_number, depth) >= optimisticAttempts
-                              && m_lock->lock(heldReadBound);
+                              && lock(heldReadBound);
     const quint64 epoch = m_management->swapCount.load(std::memory_order_acquire);
     LockNotes::add({m_number, buffer(epoch), epoch, depth, holdsWriters});
     return buffer(epoch);
@@ -105,9 +103,8 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
     if (!isUsable()) {
         return nullptr;
     }
-    if (!m_lock->lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
-        // Who swaps all the same must not exchange what others have published meanwhile.
-        LockNotes::noteFinishedSet(m_number, noEpoch);
+    if (!lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
+        noteNothingToPublish();
         return nullptr;
     }
     const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
@@ -156,7 +153,7 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::writeBufferPointer(
 
 bool PingPongBufferHandler::swapBuffers()
 {
-    if (!isUsable() || !m_lock->lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
+    if (!isUsable() || !lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
         return false;
     }
     const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
@@ -165,22 +162,39 @@ bool PingPongBufferHandler::swapBuffers()
     if (!isWriting && isPublishedAlready(finished, epoch)) {
         return m_lock->unlock();
     }
-    if (!isWriting && isTakenBack(finished, epoch)) {
-        m_lock->unlock();
-        return false;
-    }
-    const bool isComplete = isWriting || !isUnfinished() || takeBackUnfinishedSet(epoch);
+    const bool isComplete = isWriting
+                            || (!isTakenBack(finished, epoch)
+                                && (!isUnfinished() || takeBackUnfinishedSet(epoch)));
     if (isComplete) {
         m_management->swapCount.store(epoch + 1, std::memory_order_release);
     } else {
-        // Whoever tries again must not exchange what others have published meanwhile.
-        LockNotes::noteFinishedSet(m_number, epoch);
+        noteNothingToPublish();
     }
     if (isComplete && isWriting) {
         // This thread goes on writing, from now on into the buffer that was read until now.
         beginWriting(epoch + 1);
     }
     return m_lock->unlock() && isComplete;
+}
+
+/// Takes the write lock, or one more level of it.
+bool PingPongBufferHandler::lock(std::chrono::milliseconds bound)
+{
+    if (!m_lock->lock(bound)) {
+        return false;
+    }
+    if (m_lock->isOutermost()) {
+        // Not so in a child that was forked while its parent wrote.
+        m_writeDepth.store(0, std::memory_order_relaxed);
+    }
+    return true;
+}
+
+/// For a thread whose set came to nothing. If it swaps all the same, that must not exchange what
+/// others have published meanwhile for the set from before.
+void PingPongBufferHandler::noteNothingToPublish() const
+{
+    LockNotes::noteFinishedSet(m_number, noEpoch);
 }
 
 /// True if another writer's swap has published what this thread finished, and nobody has written
@@ -212,7 +226,7 @@ void PingPongBufferHandler::markWriteEpoch(quint64 epoch)
 /// Makes the write buffer of @p epoch ready for this thread. Under the write lock.
 void PingPongBufferHandler::beginWriting(quint64 epoch)
 {
-    m_management->writerPid.store(m_process, std::memory_order_relaxed);
+    m_management->writerPid.store(Identity::processId(), std::memory_order_relaxed);
     markWriteEpoch(epoch);
     if (m_management->copiedEpoch.load(std::memory_order_relaxed) != epoch) {
         copyShared(buffer(epoch + 1), buffer(epoch), m_size);

@@ -78,6 +78,8 @@ private:
     bool isUsable() const;
     BufferPointer buffer(quint64 index) const { return m_buffers[index & 1]; }
 
+    bool lock(std::chrono::milliseconds bound);
+    void noteNothingToPublish() const;
     bool isUnfinished() const;
     bool isPublishedAlready(std::optional<quint64> finished, quint64 epoch) const;
     bool isTakenBack(std::optional<quint64> finished, quint64 epoch) const;
@@ -89,7 +91,6 @@ private:
     BufferPointer m_buffers[2];
     quint32 m_size;
     quint64 m_number; ///< of this handler, for what threads note about it
-    quint32 m_process;
     std::atomic<int> m_writeDepth{0}; ///< write locks of the thread that holds the lock
     std::unique_ptr<BufferLock> m_lock;
 };
