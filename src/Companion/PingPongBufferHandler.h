@@ -90,7 +90,7 @@ private:
     ManagementBuffer *m_management;
     BufferPointer m_buffers[2];
     quint32 m_size;
-    quint64 m_number; ///< of this handler, for what threads note about it
+    quint64 m_number;                 ///< of this handler, for what threads note about it
     std::atomic<int> m_writeDepth{0}; ///< write locks of the thread that holds the lock
     std::unique_ptr<BufferLock> m_lock;
 };
