@@ -1,0 +1,154 @@
+#include "torture/PeerProcess.h"
+
+#include <QByteArray>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Torture {
+
+namespace {
+
+const char *const thisProgram = "/proc/self/exe";
+
+pid_t waitForChange(pid_t pid, int &status, int options)
+{
+    pid_t result = -1;
+    do {
+        result = waitpid(pid, &status, options);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+[[noreturn]] void becomePeer(pid_t driver, char *const *arguments)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != driver) {
+        _exit(1);
+    }
+    // The terminal sends its signals to the whole group; what they mean is the driver's business.
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        signal(number, SIG_IGN);
+    }
+    execv(thisProgram, arguments);
+    _exit(1);
+}
+
+} // namespace
+
+PeerProcess::~PeerProcess()
+{
+    if (isAlive()) {
+        kill();
+    }
+}
+
+void PeerProcess::start(const QStringList &arguments)
+{
+    std::vector<QByteArray> texts{QByteArrayLiteral("torture")};
+    for (const QString &argument : arguments) {
+        texts.push_back(argument.toLocal8Bit());
+    }
+    std::vector<char *> pointers;
+    for (QByteArray &text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    const pid_t driver = getpid();
+    const pid_t child = fork();
+    if (child < 0) {
+        qFatal("no child process");
+    }
+    if (child == 0) {
+        becomePeer(driver, pointers.data());
+    }
+    m_pid = child;
+    m_isAlive = true;
+    m_isStopped = false;
+    m_end.reset();
+    const std::string path = "/proc/" + std::to_string(child) + "/schedstat";
+    m_schedulerStatistics = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+bool PeerProcess::stop()
+{
+    int status = 0;
+    ::kill(m_pid, SIGSTOP);
+    if (waitForChange(m_pid, status, WUNTRACED) == m_pid && WIFSTOPPED(status)) {
+        m_isStopped = true;
+        return true;
+    }
+    m_end = status;
+    return false;
+}
+
+void PeerProcess::resume()
+{
+    m_isStopped = false;
+    ::kill(m_pid, SIGCONT);
+}
+
+bool PeerProcess::kill()
+{
+    if (m_end) {
+        return false;
+    }
+    int status = 0;
+    starved();
+    ::kill(m_pid, SIGKILL);
+    waitForChange(m_pid, status, 0);
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
+        forget();
+        return true;
+    }
+    m_end = status;
+    return false;
+}
+
+std::optional<int> PeerProcess::collectEnd()
+{
+    int status = 0;
+    if (!m_end && isAlive() && waitForChange(m_pid, status, WNOHANG) == m_pid) {
+        m_end = status;
+    }
+    const std::optional<int> end = m_end;
+    if (end) {
+        forget();
+    }
+    return end;
+}
+
+qint64 PeerProcess::starved()
+{
+    // Time on a processor, time of waiting for one, number of slices.
+    char text[128] = {};
+    if (m_schedulerStatistics >= 0 && pread(m_schedulerStatistics, text, sizeof text - 1, 0) > 0) {
+        char *rest = nullptr;
+        std::strtoull(text, &rest, 10);
+        m_starvedNow = static_cast<qint64>(std::strtoull(rest, nullptr, 10));
+    }
+    return m_starvedBefore + m_starvedNow;
+}
+
+void PeerProcess::forget()
+{
+    if (m_schedulerStatistics >= 0) {
+        close(m_schedulerStatistics);
+    }
+    m_schedulerStatistics = -1;
+    m_starvedBefore += m_starvedNow;
+    m_starvedNow = 0;
+    m_isAlive = false;
+    m_isStopped = false;
+    m_end.reset();
+}
+
+} // namespace Torture

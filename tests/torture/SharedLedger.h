@@ -1,0 +1,139 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <atomic>
+#include <cstddef>
+
+namespace Torture {
+
+constexpr int maximumPeers = 8;
+constexpr int textCapacity = 400;
+constexpr quint32 callCapacity = 64;
+
+/// What a process is there for.
+enum class Role : quint32 { Creator, BulkWriter, SingleWriter, BulkReader, SingleReader };
+
+/// Where a process is, for whoever has to judge its sleep or its death.
+enum class Phase : quint32 {
+    Outside,
+    Calling, ///< in a call of the library that may wait for a lock
+    Reading, ///< between lock and unlock
+    Writing
+};
+
+/// Faults on purpose, each to see that it is found.
+enum class Plant : quint32 {
+    None,
+    Mixed,      ///< one leaf of a set belongs to another set
+    Backward,   ///< a set from before is written again
+    Nobody,     ///< a set with a number that was never given out
+    Wait,       ///< a writer stays inside its lock
+    Beyond,     ///< a call behind a stopped holder lasts longer than its bound
+    Hang,       ///< a call does not come back
+    Starved,    ///< a reader has to repeat again and again
+    Refused,    ///< the semaphores disappear
+    Detached,   ///< the segment disappears under a process that attaches
+    Signal,     ///< a process dies by a signal of its own
+    Exit,       ///< a process ends without being asked
+    Segment,    ///< the creator ends without removing anything
+    Semaphores, ///< a set of semaphores stays
+    Stubborn    ///< a process does not end when it is asked
+};
+
+/// A call that took long. Times in nanoseconds of the steady clock.
+struct LongCall
+{
+    qint64 begin;
+    qint64 end;
+    quint32 phase; ///< reading or writing
+};
+
+/// What one process tells about itself. Only that process writes it while it lives.
+struct PeerEntry
+{
+    std::atomic<bool> isAskedToEnd;
+    std::atomic<Phase> phase;
+    std::atomic<qint64> callBegin; ///< 0 outside calls
+    std::atomic<quint32> callCount;
+    LongCall calls[callCapacity]; ///< a ring
+
+    std::atomic<quint64> setsWritten;
+    std::atomic<quint64> valuesWritten;
+    std::atomic<quint64> setsRead;
+    std::atomic<quint64> valuesRead;
+    std::atomic<quint64> repeats;
+    std::atomic<quint64> longestStreak; ///< attempts for one set
+    std::atomic<quint64> refusedLocks;
+    std::atomic<quint64> refusedSwaps;
+    std::atomic<quint64> regions; ///< attached or made
+
+    std::atomic<bool> hasFailed;
+    char failure[textCapacity];
+    char lastMessage[textCapacity]; ///< of the library
+};
+
+/// Single buffers only: groups whose writer has begun and not ended. Changed and read under the
+/// locks of the region that they belong to.
+struct RegionEntry
+{
+    std::atomic<bool> isIncomplete[2];
+};
+
+/// Memory between the driver and all its processes, which outlives each of them. All zero at first.
+struct Ledger
+{
+    static constexpr quint64 regionCapacity = 16;
+
+    /// Odd while a creator is at work, even and above zero while others may attach.
+    std::atomic<quint64> generation;
+    /// Sets that were given a number.
+    std::atomic<quint64> setCount;
+    /// Processes that the driver killed.
+    std::atomic<quint64> killCount;
+    std::atomic<bool> isEnding;
+    /// For Plant::Beyond: somebody stands still inside the lock.
+    std::atomic<bool> isHolderCaught;
+    Plant plant;
+    Role roles[maximumPeers];
+    int peerCount;
+    RegionEntry regions[regionCapacity];
+    PeerEntry peers[maximumPeers];
+
+    RegionEntry &region(quint64 number) { return regions[number / 2 % regionCapacity]; }
+};
+
+/// Nanoseconds of a clock that nobody sets and that all processes share.
+qint64 steadyNow();
+void sleepFor(qint64 nanoseconds);
+
+constexpr qint64 millisecond = 1000000;
+constexpr qint64 second = 1000 * millisecond;
+
+/// The mapping of a ledger that lies in memory without a name.
+class LedgerMapping
+{
+public:
+    /// Makes a new one.
+    LedgerMapping();
+    /// Maps the one behind an inherited descriptor, which is taken over.
+    explicit LedgerMapping(int fd);
+    ~LedgerMapping();
+
+    LedgerMapping(const LedgerMapping &) = delete;
+    LedgerMapping &operator=(const LedgerMapping &) = delete;
+
+    int fd() const { return m_fd; }
+    Ledger &operator*() const { return *m_ledger; }
+    Ledger *operator->() const { return m_ledger; }
+
+private:
+    void map();
+
+    int m_fd;
+    Ledger *m_ledger = nullptr;
+};
+
+const char *roleName(Role role);
+
+} // namespace Torture

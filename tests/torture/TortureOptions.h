@@ -1,0 +1,29 @@
+#pragma once
+
+#include "torture/SharedLedger.h"
+
+#include <QStringList>
+
+#include <optional>
+
+namespace Torture {
+
+/// What the command line asks for.
+struct Options
+{
+    qint64 seconds = 10;
+    quint64 seed = 0;
+    int processes = maximumPeers;
+    bool isDoubleBuffer = true;
+    Plant plant = Plant::None;
+
+    /// The command line that repeats such a run.
+    QString toText() const;
+};
+
+/// Nothing if the arguments cannot be understood; @p error says why then.
+std::optional<Options> parseOptions(const QStringList &arguments, QString &error);
+
+extern const char *const usage;
+
+} // namespace Torture

@@ -1,0 +1,263 @@
+#include "support/SegmentFile.h"
+#include "support/SemaphoreSet.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QtTest>
+
+#include <csignal>
+#include <map>
+#include <memory>
+
+namespace {
+
+constexpr int bound = 120000; // milliseconds, long against any run here
+
+/// One run of the torture.
+class Run
+{
+public:
+    explicit Run(const QStringList &arguments)
+    {
+        m_process.setProcessChannelMode(QProcess::MergedChannels);
+        m_process.start(QStringLiteral(TORTURE), arguments);
+    }
+
+    /// Lets it clean up behind itself.
+    ~Run()
+    {
+        m_process.terminate();
+        m_process.waitForFinished(bound);
+    }
+    Run(const Run &) = delete;
+    Run &operator=(const Run &) = delete;
+
+    /// The exit code; -1 if a signal ended it, -1000 if nothing did.
+    int wait()
+    {
+        if (!m_process.waitForFinished(bound)) {
+            return -1000;
+        }
+        m_output += m_process.readAll();
+        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+    }
+    QString output() const { return QString::fromUtf8(m_output); }
+
+    /// Waits until it has told its memory key.
+    QString key()
+    {
+        while (!m_output.contains('\n') && m_process.waitForReadyRead(bound)) {
+            m_output += m_process.readAll();
+        }
+        return QString::fromUtf8(m_output).section(QStringLiteral("key "), 1).section('\n', 0, 0);
+    }
+    void send(int number) const { kill(static_cast<pid_t>(m_process.processId()), number); }
+    QList<QByteArray> children() const
+    {
+        QFile file(QStringLiteral("/proc/%1/task/%1/children").arg(m_process.processId()));
+        return file.open(QIODevice::ReadOnly) ? file.readAll().simplified().split(' ')
+                                              : QList<QByteArray>();
+    }
+
+private:
+    QProcess m_process;
+    QByteArray m_output;
+};
+
+/// One that nobody has fetched yet counts as ended.
+bool isAlive(const QByteArray &pid)
+{
+    QFile status(QStringLiteral("/proc/%1/stat").arg(QString::fromLatin1(pid)));
+    return status.open(QIODevice::ReadOnly) && !status.readAll().contains(") Z");
+}
+
+bool isAnyAlive(const QList<QByteArray> &pids)
+{
+    return std::any_of(pids.cbegin(), pids.cend(), isAlive);
+}
+
+QStringList arguments(const char *text)
+{
+    return QString::fromLatin1(text).split(' ');
+}
+
+} // namespace
+
+class tst_Torture : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void nothingIsFound_data();
+    void nothingIsFound();
+    void everyPlantedFaultIsFound_data();
+    void everyPlantedFaultIsFound();
+    void aSignalEndsItCleanly_data();
+    void aSignalEndsItCleanly();
+    void noProcessOutlivesAKilledDriver();
+    void wrongArgumentsAreRefused_data();
+    void wrongArgumentsAreRefused();
+
+private:
+    /// Those that have to wait for long bounds wait while the others run.
+    std::map<QByteArray, std::unique_ptr<Run>> m_slowRuns;
+};
+
+void tst_Torture::initTestCase()
+{
+    m_slowRuns["hang"] = std::make_unique<Run>(
+        arguments("--seconds 30 --seed 1 --processes 5 --plant hang"));
+    m_slowRuns["stubborn"] = std::make_unique<Run>(
+        arguments("--seconds 1 --seed 1 --processes 5 --plant stubborn"));
+}
+
+void tst_Torture::nothingIsFound_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+
+    QTest::newRow("double buffer") << arguments("--seconds 4");
+    QTest::newRow("single buffer") << arguments("--seconds 3 --single");
+    QTest::newRow("two processes") << arguments("--seconds 1 --processes 2");
+}
+
+void tst_Torture::nothingIsFound()
+{
+    QFETCH(QStringList, arguments);
+
+    Run run(arguments);
+
+    const int exitCode = run.wait();
+    QVERIFY2(exitCode == 0, qPrintable(run.output()));
+    QVERIFY(run.output().endsWith(QLatin1String("nothing found\n")));
+    const QRegularExpression figures(
+        QStringLiteral(": ([1-9]\\d*) kills, ([1-9]\\d*) stops, ([1-9]\\d*) restarts, "
+                       "([1-9]\\d*) sets written"));
+    QVERIFY2(figures.match(run.output()).hasMatch(), qPrintable(run.output()));
+}
+
+void tst_Torture::everyPlantedFaultIsFound_data()
+{
+    QTest::addColumn<int>("seconds");
+    QTest::addColumn<QString>("message");
+
+    const auto row = [](const char *plant, int seconds, const char *message) {
+        QTest::newRow(plant) << seconds << QString::fromLatin1(message);
+    };
+    row("mixed", 30, "FAILED: mixed set: ");
+    row("backward", 30, "FAILED: back in time: ");
+    row("nobody", 30, "FAILED: nobody wrote ");
+    row("wait", 30, "FAILED: wait without a reason: ");
+    row("beyond", 30, "FAILED: wait beyond the bound: ");
+    row("starved", 30, "FAILED: starved: 5 attempts for one set");
+    row("refused", 30, "FAILED: refused without a reason: ");
+    row("detached", 30, "FAILED: attaching fails although the region is whole");
+    row("signal", 30, "FAILED: crash: died by signal 9, which nobody sent");
+    row("exit", 30, "FAILED: crash: ended unasked with exit code 0");
+    row("segment", 1, "FAILED: left behind: /dev/shm/tesselTorture");
+    row("semaphores", 1, "FAILED: left behind: a set of semaphores with key ");
+    row("hang", 30, "FAILED: hangs: a call has not come back for 9");
+    row("stubborn", 1, "FAILED: does not end although it was asked to 10");
+}
+
+void tst_Torture::everyPlantedFaultIsFound()
+{
+    QFETCH(int, seconds);
+    QFETCH(QString, message);
+
+    const QByteArray plant = QTest::currentDataTag();
+    const QString common = QStringLiteral("--seconds %1 --seed 1 --processes 5").arg(seconds);
+    std::unique_ptr<Run> run = std::move(m_slowRuns[plant]);
+    if (!run) {
+        run = std::make_unique<Run>(
+            common.split(' ') + QStringList{QStringLiteral("--plant"), QString::fromLatin1(plant)});
+    }
+    const QString key = run->key();
+    const SegmentFile segment(key + QLatin1String("SharedMemory"));
+    const SemaphoreSet semaphores(key + QLatin1String("Semaphore"));
+
+    QCOMPARE(run->wait(), 1);
+    QVERIFY2(run->output().contains(message), qPrintable(run->output()));
+    QVERIFY(run->output().contains(QStringLiteral("repeat: script/torture ") + common));
+    QVERIFY(!segment.exists());
+    QVERIFY(!semaphores.exists());
+}
+
+void tst_Torture::aSignalEndsItCleanly_data()
+{
+    QTest::addColumn<int>("number");
+
+    QTest::newRow("interrupt, as by Ctrl-C") << SIGINT;
+    QTest::newRow("terminate") << SIGTERM;
+}
+
+void tst_Torture::aSignalEndsItCleanly()
+{
+    QFETCH(int, number);
+    Run run(arguments("--seconds 100"));
+    const QString key = run.key();
+    const SegmentFile segment(key + QLatin1String("SharedMemory"));
+    const SemaphoreSet semaphores(key + QLatin1String("Semaphore"));
+    QTRY_VERIFY_WITH_TIMEOUT(segment.exists(), bound);
+    const QList<QByteArray> children = run.children();
+    QVERIFY(!children.isEmpty());
+
+    run.send(number);
+
+    const int exitCode = run.wait();
+    QVERIFY2(exitCode == 128 + number, qPrintable(run.output()));
+    QVERIFY(!isAnyAlive(children));
+    QVERIFY(!segment.exists());
+    QVERIFY(!semaphores.exists());
+}
+
+void tst_Torture::noProcessOutlivesAKilledDriver()
+{
+    Run run(arguments("--seconds 100"));
+    const QString key = run.key();
+    // These remove what such an end leaves.
+    const SegmentFile segment(key + QLatin1String("SharedMemory"));
+    const SemaphoreSet semaphores(key + QLatin1String("Semaphore"));
+    QTRY_VERIFY_WITH_TIMEOUT(segment.exists(), bound);
+    const QList<QByteArray> children = run.children();
+    QVERIFY(isAnyAlive(children));
+
+    run.send(SIGKILL);
+
+    QCOMPARE(run.wait(), -1);
+    QTRY_VERIFY_WITH_TIMEOUT(!isAnyAlive(children), bound);
+}
+
+void tst_Torture::wrongArgumentsAreRefused_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("message");
+
+    const auto row = [](const char *text, const char *message) {
+        QTest::newRow(text) << arguments(
+            text) << QStringLiteral("torture: %1; see --help\n").arg(QLatin1String(message));
+    };
+    row("--fast", "there is no option '--fast'");
+    row("--plant nothing", "there is no option '--plant'");
+    row("--seconds", "--seconds does not take ''");
+    row("--seconds 0", "--seconds does not take '0'");
+    row("--minutes -1", "--minutes does not take '-1'");
+    row("--seed x", "--seed does not take 'x'");
+    row("--processes 1", "--processes does not take '1'");
+    row("--processes 9", "--processes does not take '9'");
+}
+
+void tst_Torture::wrongArgumentsAreRefused()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, message);
+
+    Run run(arguments);
+
+    QCOMPARE(run.wait(), 2);
+    QCOMPARE(run.output(), message);
+}
+
+QTEST_GUILESS_MAIN(tst_Torture)
+
+#include "tst_Torture.moc"
