@@ -54,10 +54,12 @@ PeerProcess::~PeerProcess()
 void PeerProcess::start(const QStringList &arguments)
 {
     std::vector<QByteArray> texts{QByteArrayLiteral("torture")};
+    texts.reserve(static_cast<std::size_t>(arguments.size()) + 1);
     for (const QString &argument : arguments) {
         texts.push_back(argument.toLocal8Bit());
     }
     std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
     for (QByteArray &text : texts) {
         pointers.push_back(text.data());
     }

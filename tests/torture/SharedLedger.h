@@ -10,6 +10,7 @@ namespace Torture {
 constexpr int maximumPeers = 8;
 constexpr int textCapacity = 400;
 constexpr quint32 callCapacity = 64;
+constexpr quint64 regionCapacity = 16;
 
 /// What a process is there for.
 enum class Role : quint32 { Creator, BulkWriter, SingleWriter, BulkReader, SingleReader };
@@ -83,8 +84,6 @@ struct RegionEntry
 /// Memory between the driver and all its processes, which outlives each of them. All zero at first.
 struct Ledger
 {
-    static constexpr quint64 regionCapacity = 16;
-
     /// Odd while a creator is at work, even and above zero while others may attach.
     std::atomic<quint64> generation;
     /// Sets that were given a number.

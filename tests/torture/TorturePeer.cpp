@@ -191,6 +191,8 @@ void TorturePeer::readSet()
     bool isIncomplete[2] = {false, false};
     bool repeat = false;
     quint64 attempts = 0;
+    // Writers come in between again and again.
+    m_isReadingSlowly = random(16) == 0;
     const qint64 begin = steadyNow();
     do {
         if (!tryReadSet(values, repeat, isIncomplete)) {
@@ -227,6 +229,9 @@ bool TorturePeer::tryReadSet(GroupValues (&values)[2], bool &repeat, bool (&isIn
         m_entry.phase = Phase::Reading;
         for (int group = FirstGroup; group <= SecondGroup; ++group) {
             m_region->codec->readGroup(static_cast<Group>(group), values[group]);
+            if (m_isReadingSlowly) {
+                sleepFor(static_cast<qint64>(random(5 * millisecond)));
+            }
             isIncomplete[group] = m_ledger.region(m_region->generation).isIncomplete[group];
         }
     }

@@ -98,6 +98,7 @@ private:
     std::mt19937_64 m_random;
     std::unique_ptr<Region> m_region;
     quint64 m_rounds = 0;
+    bool m_isReadingSlowly = false;
 };
 
 template <class Call>

@@ -70,9 +70,6 @@ bool TorturePeer::fillSet()
         isWritten = fillGroup(FirstGroup, number);
     }
     plantInsideLock();
-    if (random(16) == 0) {
-        sleepFor(static_cast<qint64>(random(3 * millisecond)));
-    }
     if (content != Content::First) {
         isWritten = fillGroup(SecondGroup, number) && isWritten;
     }
@@ -81,8 +78,14 @@ bool TorturePeer::fillSet()
 
 bool TorturePeer::fillGroup(Group group, quint64 number)
 {
+    const int size = m_region->codec->size(group);
+    // Now and then time for a kill or a stop in the middle.
+    const int pauseAt = random(16) == 0 ? static_cast<int>(random(static_cast<quint64>(size))) : -1;
     bool isWritten = true;
-    for (int i = 0; i < m_region->codec->size(group); ++i) {
+    for (int i = 0; i < size; ++i) {
+        if (i == pauseAt) {
+            sleepFor(static_cast<qint64>(random(3 * millisecond)));
+        }
         const bool isForeign = isPlanted(Plant::Mixed) && m_rounds % roundsBeforePlant == 0
                                && i == 20;
         isWritten = m_region->codec->writeLeaf(group, i, isForeign ? number - 32 : number)
