@@ -14,6 +14,7 @@ class TESSEL_EXPORT BufferHandlerInterface
 public:
     /// Start of one buffer.
     using BufferPointer = unsigned char *;
+    /// In which a handler travels: the manager owns it, elements only point at it.
     using HandlerSharedPointer = QSharedPointer<BufferHandlerInterface>;
 
     /// Never touches the mapped region, which may be gone by then.
@@ -27,6 +28,7 @@ public:
 
     /// Locks the buffer that writers fill. Null on failure; nothing is held then.
     virtual BufferPointer lockForWrite() = 0;
+    /// Releases what lockForWrite() gave. False if the release failed; publishes nothing.
     virtual bool unlockForWrite(BufferPointer buffer) = 0;
 
     /// The read buffer, without taking any lock: inside a read lock of this thread the buffer of

@@ -10,5 +10,6 @@ class TESSEL_EXPORT ConvertInteger32Bit
 public:
     ConvertInteger32Bit() = default;
 
+    /// Sets @p text, with a minus sign where needed and no other decoration.
     void qint32ToString(int number, QString &text) const;
 };

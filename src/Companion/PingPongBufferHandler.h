@@ -41,9 +41,11 @@ public:
     {
         /// Number of swaps so far, and thereby the roles of the buffers.
         std::atomic<quint64> swapCount;
+        /// Zero.
         unsigned char reservedForSwap[56];
         /// For each buffer the last epoch in which a writer began to write into it.
         std::atomic<quint64> writeEpoch[2];
+        /// Zero.
         unsigned char reservedForFirstLock[48];
         /// The epoch in which the write buffer was last brought up to date.
         std::atomic<quint64> copiedEpoch;
@@ -51,7 +53,9 @@ public:
         std::atomic<quint64> finishedCount;
         /// Process that is writing; 0 if none. Still set under a free lock: that process died.
         std::atomic<quint32> writerPid;
+        /// Zero.
         unsigned char reservedForWriter[44];
+        /// Zero, for words to come.
         unsigned char reserved[320];
     };
 
@@ -68,6 +72,7 @@ public:
     BufferPointer lockForRead() override;
     bool unlockForRead(BufferPointer buffer, bool &repeat) override;
     BufferPointer lockForWrite() override;
+    /// The outermost unlock of a thread finishes its set; a swap publishes it.
     bool unlockForWrite(BufferPointer buffer) override;
     BufferPointer readBufferPointer() override;
     BufferPointer writeBufferPointer() override;

@@ -23,7 +23,9 @@ public:
 
     /// False when the URL carried no index.
     bool isValid() const { return m_isValid; }
+    /// Counts from 0; 0 as well if the index is not valid.
     quint32 getRowIndex() const { return m_rowIndex; }
+    /// Counts from 0; 0 as well if the index is not valid.
     quint32 getColumnIndex() const { return m_columnIndex; }
 
 private:

@@ -24,6 +24,7 @@ public:
     /// @p repeat is always false: no writer was inside.
     bool unlockForRead(BufferPointer buffer, bool &repeat) override;
     BufferPointer lockForWrite() override;
+    /// Readers come in again. What was written has been visible all along.
     bool unlockForWrite(BufferPointer buffer) override;
     BufferPointer readBufferPointer() override { return m_buffer; }
     BufferPointer writeBufferPointer() override { return m_buffer; }

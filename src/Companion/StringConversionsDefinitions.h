@@ -13,11 +13,16 @@ class TESSEL_EXPORT StringConversionsDefinitions
 public:
     StringConversionsDefinitions() = delete;
 
+    /// `true`
     static const QString &getBoolValueTrue();
+    /// `false`
     static const QString &getBoolValueFalse();
 
+    /// `_____`
     static const QString &getErrorUnderrangeSign();
+    /// `^^^^^`
     static const QString &getErrorOverrangeSign();
+    /// `-----`
     static const QString &getErrorNoInputValueSign();
     /// For every error state that has no sign of its own.
     static const QString &getErrorNaNSign();

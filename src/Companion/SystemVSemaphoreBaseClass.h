@@ -23,6 +23,7 @@ struct sembuf;
 class TESSEL_EXPORT SystemVSemaphoreBaseClass
 {
 public:
+    /// Who begins with a clean set, and who joins.
     enum CreationType {
         CreationTypeAttach = 0, ///< Joins the set, and makes it if there is none.
         /// Removes a set that was left over and begins with a new one. Waits up to
@@ -30,6 +31,7 @@ public:
         CreationTypeCreate = 1
     };
 
+    /// Makes or joins the set of the text @p key; isValid() tells whether that worked.
     SystemVSemaphoreBaseClass(const QString &key, CreationType type);
     /// Leaves the set. Gives back whatever this object still holds.
     virtual ~SystemVSemaphoreBaseClass();
@@ -57,6 +59,7 @@ protected:
         SemaphoreCount = 8
     };
 
+    /// What became of operate().
     enum class Outcome {
         Done,
         WouldWait, ///< The bound ran out, or waiting was not allowed.

@@ -27,11 +27,13 @@ class TESSEL_EXPORT ConfigurationAndProcessDataBase : public QObject
     Q_OBJECT
 
 public:
+    /// In which elements and trees travel. Null means failure.
     using BaseClassSharedPointer = QSharedPointer<ConfigurationAndProcessDataBase>;
     /// Property key to value.
     using PropertyMap = QHash<QString, QVariant>;
     /// Child key, a piece of a URL, to child.
     using ChildMap = QHash<QString, BaseClassSharedPointer>;
+    /// What collectElements() fills.
     using ListElements = QList<BaseClassSharedPointer>;
 
     /// What became of a write. Below SetValueTargetMissing it was a success, and only
@@ -64,16 +66,23 @@ public:
     /// The process leaf at @p url; null also if the element there is of another class.
     ProcessDataValueSharedPointer getLeafProcessDataValue(const QString &url);
 
+    /// Whether getLeaf() would find an element at @p url.
     virtual bool isUrlValid(const QString &url);
+    /// The same for a URL that is split into its pieces.
     virtual bool isUrlValid(const QStringList &pieces);
 
+    /// The children by their keys, in no particular order; empty for a leaf.
     const ChildMap &getChildMap() const { return m_childs; }
+    /// Children of this node alone, without those further down.
     int getNumberOfChilds() const { return m_childs.size(); }
 
     /// True if @p value is the no-input indicator and @p dataType names a number or a selector.
     bool isNoInputValueIndicatorSet(const QString &dataType, const QVariant &value) const;
+    /// By the `type` property: true for every integer and floating-point type.
     bool isNumberType() const;
+    /// True for a number in which nothing has been entered.
     bool isNumberNoInput() const;
+    /// True for a selector in which nothing has been selected.
     bool isSelectorNoInput() const;
 
     /// The property under @p key, which may be a nested path such as `a/b[1]`. Invalid if nothing
@@ -89,6 +98,7 @@ public:
     virtual SetValueStatus setPropertyNoSignalEmit(const QString &key, const QVariant &value);
     /// Adds or overwrites one property. The key is taken as it stands, not as a path.
     virtual void addProperty(const QString &key, const QVariant &value);
+    /// addProperty() for each entry.
     virtual void addProperties(const PropertyMap &properties);
     /// Removes properties; a missing one is passed over. Keys are taken as they stand.
     virtual void removeProperties(const QStringList &keys);
@@ -105,14 +115,18 @@ public:
     virtual void collectUrlsOfElements(QStringList &urls, QString &prefix) const;
 
 Q_SIGNALS:
+    /// Emitted by a write that changed a property, with its key or path and the new value.
     void propertyChanged(const QString &strKey, const QVariant &value);
     /// Emitted after the signal with arguments. In a parsed tree it also reaches every node on the
     /// way up to the root.
     void propertyChanged();
 
 protected:
+    /// Value and limits are held in the element's data type.
     PropertyMap m_properties;
+    /// Empty for a leaf.
     ChildMap m_childs;
+    /// Type names with the types in which their values are held.
     QHash<QString, QMetaType::Type> m_dataTypeMap;
 
 private:

@@ -17,6 +17,7 @@
 class TESSEL_EXPORT ConfigurationAndProcessDataParser
 {
 public:
+    /// In which trees travel; null means failure.
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
     ConfigurationAndProcessDataParser();
@@ -24,10 +25,13 @@ public:
     /// Whether a document of another format version is reported. True after construction.
     void setCheckVersion(bool check);
 
+    /// Parses the file at @p path, whose name decides the class of the leaves.
     BaseClassSharedPointer parseFromFile(const QString &path) const;
     /// @p postfix may begin with a dot.
     BaseClassSharedPointer parseFromByteArray(const QByteArray &data, const QString &postfix) const;
+    /// The same from UTF-16 text.
     BaseClassSharedPointer parseFromJson(const QString &json, const QString &postfix) const;
+    /// The same from text or bytes in a variant.
     BaseClassSharedPointer parseFromJson(const QVariant &json, const QString &postfix) const;
 
     /// One element and all below it. @p postfix has no leading dot. One bad element anywhere fails
@@ -39,6 +43,7 @@ public:
     /// The last two dot-separated pieces of @p path; empty if it has fewer than two dots.
     QString cutOutFileTypeAndExtension(const QString &path) const;
 
+    /// The JSON object of the whole tree; empty, with a warning, for a null root.
     QJsonObject createJsonObject(const BaseClassSharedPointer &root) const;
     /// Sets @p data only on success.
     bool frameToByteArray(const BaseClassSharedPointer &root, QByteArray &data,

@@ -14,7 +14,9 @@
 class TESSEL_EXPORT ConfigurationAndProcessDataPropertyHandler
 {
 public:
+    /// Property key to value.
     using PropertyMap = ConfigurationAndProcessDataBase::PropertyMap;
+    /// What became of a write.
     using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
 
     ConfigurationAndProcessDataPropertyHandler() = delete;
@@ -34,6 +36,7 @@ public:
     static void iteratePropertiesForGettingValues(const QVariant &current,
                                                   const QStringList &pieces,
                                                   const QStringList &indices, QVariant &result);
+    /// The same for a write: @p current is replaced by its changed copy.
     static SetValueStatus iteratePropertiesForSettingValues(QVariant &current,
                                                             const QStringList &pieces,
                                                             const QStringList &indices,

@@ -17,24 +17,35 @@ class SelectorUrlArrayIndex;
 class TESSEL_EXPORT ConfigurationAndProcessDataTools
 {
 public:
+    /// In which elements and trees travel.
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+    /// What became of a write.
     using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
 
     ConfigurationAndProcessDataTools() = delete;
 
     // Data types.
+    /// Whether @p dataType names an integer or floating-point type.
     static bool isNumberType(const QString &dataType);
+    /// The same by the element's `type`.
     static bool isNumberType(const ConfigurationAndProcessDataBase &element);
+    /// The same by the element's `type`; false for null.
     static bool isNumberType(const BaseClassSharedPointer &element);
+    /// Whether @p dataType is `selector`.
     static bool isSelectorType(const QString &dataType);
+    /// The same by the element's `type`.
     static bool isSelectorType(const ConfigurationAndProcessDataBase &element);
+    /// The same by the element's `type`; false for null.
     static bool isSelectorType(const BaseClassSharedPointer &element);
     /// True for the integer and floating-point variant types, whatever the variant holds.
     static bool isVariantNumber(const QVariant &value);
 
     // The mark of a number or selector in which nothing has been entered.
+    /// A null variant of the type.
     static QVariant getNoInputValueIndicator(QMetaType::Type type);
+    /// Whether @p value has a type but no content.
     static bool isNoInputValueIndicatorSet(const QVariant &value);
+    /// The same for the number or selector at @p url; false for a null root or no such element.
     static bool isNoInputValueIndicatorSet(const QString &url, const BaseClassSharedPointer &root);
 
     // Values of configuration leaves.
@@ -44,12 +55,16 @@ public:
     /// be converted.
     static bool extractConfigValueInt(const QString &url, const BaseClassSharedPointer &root,
                                       int &value);
+    /// As extractConfigValueInt().
     static bool extractConfigValueUint(const QString &url, const BaseClassSharedPointer &root,
                                        unsigned int &value);
+    /// As extractConfigValueInt().
     static bool extractConfigValueDouble(const QString &url, const BaseClassSharedPointer &root,
                                          double &value);
+    /// As extractConfigValueInt().
     static bool extractConfigValueQString(const QString &url, const BaseClassSharedPointer &root,
                                           QString &value);
+    /// As extractConfigValueInt(), without a conversion.
     static bool extractConfigValueQVariant(const QString &url, const BaseClassSharedPointer &root,
                                            QVariant &value);
     /// One entry of a value that is a map. @p value is left alone where there is none.
@@ -57,13 +72,17 @@ public:
                                           const BaseClassSharedPointer &root, QVariant &value);
 
     // Properties of any element.
+    /// Any property of any element, also by a nested path. Invalid if there is none.
     static QVariant extractProperty(const QString &url, const QString &property,
                                     const BaseClassSharedPointer &root);
+    /// The same as a list of texts, such as a `selectionList`; empty if it is none.
     static QStringList extractPropertyStringList(const QString &url, const QString &property,
                                                  const BaseClassSharedPointer &root);
+    /// The element's `type`; empty if there is no element at @p url.
     static QString getDataType(const QString &url, const BaseClassSharedPointer &root);
 
     // Selector index and selector text. Neither looks at any element.
+    /// The text under @p index, which counts from 0; empty, with a warning, outside the list.
     static QString selectionIndexToSelectionString(const int &index,
                                                    const QStringList &selectionList);
     /// The first index of the text, -1 if it is not in the list.
@@ -73,21 +92,25 @@ public:
     // Checked writes. Nothing is tested but the pattern of a text element: not the limits, not the
     // read-only mark, not the type. A bool form is true where nothing is left to do, that is, also
     // where the value stood there already.
+    /// Writes the value of the configuration leaf, or the array cell, at @p url, with signals.
     static SetValueStatus setConfigValueWithStatus(const QString &url,
                                                    const BaseClassSharedPointer &root,
                                                    const QVariant &value);
+    /// True for the first two statuses of the form above.
     static bool setConfigValue(const QString &url, const BaseClassSharedPointer &root,
                                const QVariant &value);
     /// Without signals, and without a way to array cells.
     static SetValueStatus setConfigValueNoSignalEmitWithStatus(const QString &url,
                                                                const BaseClassSharedPointer &root,
                                                                const QVariant &value);
+    /// True for the first two statuses of the form above.
     static bool setConfigValueNoSignalEmit(const QString &url, const BaseClassSharedPointer &root,
                                            const QVariant &value);
     /// Configuration leaves only. @p property may be a nested path; no pattern is applied.
     static SetValueStatus setPropertyWithStatus(const QString &url, const QString &property,
                                                 const BaseClassSharedPointer &root,
                                                 const QVariant &value);
+    /// True for the first two statuses of the form above.
     static bool setProperty(const QString &url, const QString &property,
                             const BaseClassSharedPointer &root, const QVariant &value);
     /// False only for a text element whose pattern does not match the whole of @p value.

@@ -8,12 +8,14 @@ class TESSEL_EXPORT ConfigurationAndProcessDataTreeNode : public ConfigurationAn
     Q_OBJECT
 
 public:
+    /// A node without children, with the properties of @p json.
     ConfigurationAndProcessDataTreeNode(const QJsonObject &json, QObject *parent);
     ~ConfigurationAndProcessDataTreeNode() override;
 
     using ConfigurationAndProcessDataBase::getLeaf;
     const BaseClassSharedPointer getLeaf(const QStringList &pieces) override;
     using ConfigurationAndProcessDataBase::isUrlValid;
+    /// Whether the pieces lead to an element below this node.
     bool isUrlValid(const QStringList &pieces) override;
 
     void getContentAsQJsonObject(QJsonObject &json) const override;

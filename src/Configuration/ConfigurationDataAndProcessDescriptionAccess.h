@@ -18,6 +18,7 @@
 class TESSEL_EXPORT ConfigurationDataAndProcessDescriptionAccess
 {
 public:
+    /// In which trees travel; null means failure.
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
     ConfigurationDataAndProcessDescriptionAccess() = default;
@@ -33,6 +34,7 @@ public:
     /// Sets @p path only if the configuration file of the instance exists.
     static bool createConfigurationFilePath(const QDir &directory, const QString &instanceName,
                                             QString &path);
+    /// The same for a process description file.
     static bool createProcessDescriptionFilePath(const QDir &directory, const QString &instanceName,
                                                  QString &path);
     /// One member of the folder description file in @p path; @p value is left alone on failure.
@@ -43,6 +45,7 @@ public:
     /// file has no tree to go into.
     static bool parseDir(QSharedPointer<ConfigurationAndProcessDataBase> &root,
                          const QFileInfo &entry, const QString &extension);
+    /// parseDir() for configuration files.
     static bool parseConfigDir(QSharedPointer<ConfigurationAndProcessDataBase> &root,
                                const QFileInfo &entry);
     /// A process directory, with double buffer, size and key of its memory on the root. False if
@@ -54,6 +57,7 @@ public:
         const QDir &directory, const QString &instanceName, bool isProcessDescription);
     /// Compact JSON of the instance; empty on failure.
     static QString getConfiguration(const QDir &directory, const QString &instanceName);
+    /// The same for an instance named by its whole path.
     static QString getConfiguration(const QFileInfo &instance);
 
     // From a tree back to the disk.

@@ -8,12 +8,15 @@ class TESSEL_EXPORT ConfigurationDataValue : public ConfigurationAndProcessDataB
     Q_OBJECT
 
 public:
+    /// A leaf with the properties of @p json.
     ConfigurationDataValue(const QJsonObject &json, QObject *parent);
     ~ConfigurationDataValue() override;
 
+    /// The value as it is held; a null variant where nothing has been entered.
     QVariant getValue() const;
     /// Stores the variant as it is, without conversion and without a look at the limits.
     SetValueStatus setValue(const QVariant &value);
+    /// The same without signals.
     SetValueStatus setValueNoSignalEmit(const QVariant &value);
 
     SetValueStatus setProperty(const QString &key, const QVariant &value) override;

@@ -11,6 +11,7 @@ struct ModifiedInstanceItem
 {
     QString moduleName; ///< module that owns the instance
     QString objectName; ///< object within the module
+    /// with the folders on the way to it, as in a URL
     QString instanceName;
     QString lastModified; ///< date text, as it stands in the root's property
 };
@@ -24,6 +25,7 @@ struct ModifiedInstanceItem
 class TESSEL_EXPORT ConfigurationModificationHandler
 {
 public:
+    /// In which roots are handed over.
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
     ConfigurationModificationHandler() = default;
@@ -36,7 +38,9 @@ public:
     /// The chain of origins; the null string if the root has none.
     QString getModifiedBy(const BaseClassSharedPointer &root) const;
 
+    /// Replaces the chain of origins. False, with a warning, if the root has no such property.
     bool setModifiedBy(const BaseClassSharedPointer &root, const QString &modifiedBy);
+    /// Replaces the date text. False, with a warning, if the root has no such property.
     bool setLastModified(const BaseClassSharedPointer &root, const QString &lastModified);
     /// Replaces the chain by @p modifiedBy and stamps the present time. Not recorded.
     bool setModifiedByAndCurrentDate(const BaseClassSharedPointer &root, const QString &modifiedBy);
@@ -54,6 +58,7 @@ public:
                                 const QString &objectName, const QString &instanceName);
     /// In the order of the stamps.
     void getModifiedInstances(QList<ModifiedInstanceItem> &modifiedInstances) const;
+    /// Forgets all records; the stamps in the trees stay.
     void clearModifiedInstances();
 
 private:

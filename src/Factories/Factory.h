@@ -13,6 +13,7 @@ namespace VEXOFactories {
 /// Hash functor of the factory's table.
 struct KeyHasher
 {
+    /// Qt's hash of the text, the same in every process.
     std::size_t operator()(const QString &key) const { return qHash(key, 0); }
 };
 
@@ -41,6 +42,7 @@ public:
     };
 
     template <class T>
+    /// Makes a T.
     class Creator : public AbstractCreator
     {
     public:
@@ -50,6 +52,7 @@ public:
         }
     };
 
+    /// The one table of the family.
     static Factory &instance()
     {
         static Factory factory;

@@ -10,8 +10,11 @@
 template <class T>
 struct ProcessValueContainerTemplate
 {
+    /// the number, without meaning unless the error state is valid
     T value;
+    /// error state of the value
     ProcessDataDefinitions::ErrorTypes errorType;
+    /// status signal of the device
     ProcessDataDefinitions::NamurStateTypes namurState;
 };
 
@@ -29,31 +32,47 @@ public:
     /// The same with a number that the library stores and prints and gives no other meaning.
     ProcessValue(const QVariant &value, unsigned int tag,
                  ProcessDataDefinitions::ErrorTypes errorType);
+    /// All parts are copied.
     ProcessValue(const ProcessValue &other) = default;
+    /// All parts are taken over.
     ProcessValue(ProcessValue &&other) = default;
+    /// All parts are copied.
     ProcessValue &operator=(const ProcessValue &other) = default;
+    /// All parts are taken over.
     ProcessValue &operator=(ProcessValue &&other) = default;
     virtual ~ProcessValue();
 
     /// Erroneous values are equal if their error states are; valid ones need the same type, content
     /// and NAMUR state, and NaN equals NaN.
     virtual bool operator==(const ProcessValue &other) const;
+    /// The opposite of equal.
     virtual bool operator!=(const ProcessValue &other) const;
     /// By content alone, whatever the states.
     virtual bool operator<(const ProcessValue &other) const;
 
+    /// The content; without meaning where the error state is not valid.
     const QVariant &getValue() const { return m_value; }
+    /// Replaces the content alone; both states stay as they are.
     void setValue(const QVariant &value) { m_value = value; }
+    /// The error state, which travels through shared memory with the value.
     ProcessDataDefinitions::ErrorTypes getErrorType() const { return m_errorType; }
+    /// Replaces the error state alone; the content stays.
     void setErrorType(ProcessDataDefinitions::ErrorTypes errorType) { m_errorType = errorType; }
+    /// The status signal, which stays in this process.
     ProcessDataDefinitions::NamurStateTypes getNamurState() const { return m_namurState; }
+    /// Replaces the status signal alone.
     void setNamurState(ProcessDataDefinitions::NamurStateTypes state) { m_namurState = state; }
+    /// The number given at construction, 0 without one.
     quint32 getTag() const { return m_tag; }
 
     // Conversions: 0 or false for an erroneous value, with *ok false. @p ok may be null.
+    /// The content as a double.
     double toDouble(bool *ok = nullptr) const;
+    /// The content as a float, without a check of its range.
     float toFloat(bool *ok = nullptr) const;
+    /// The content as an int.
     int toInt(bool *ok = nullptr) const;
+    /// The content as a boolean.
     bool toBool(bool *ok = nullptr) const;
     /// Text for display. An erroneous value yields the sign of its state, with *ok true.
     QString toString(bool *ok = nullptr) const;

@@ -54,8 +54,12 @@ public:
     ProcessValueErrorTypeMapDefinitions() = default;
     virtual ~ProcessValueErrorTypeMapDefinitions();
 
+    /// The number that is written for a state, 1e37 to 9e37.
     static const QHash<ProcessDataDefinitions::ErrorTypes, float> &getMapStateTypeToFloatValue();
+    /// The state for which a number stands.
     static const QHash<float, ProcessDataDefinitions::ErrorTypes> &getMapFloatValueToStateType();
+    /// The NaN that is written for a state.
     static const QHash<ProcessDataDefinitions::ErrorTypes, double> &getMapStateTypeToDoubleValue();
+    /// Never finds anything, as no NaN equals another.
     static const QHash<double, ProcessDataDefinitions::ErrorTypes> &getMapDoubleValueToStateType();
 };

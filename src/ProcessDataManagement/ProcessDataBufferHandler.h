@@ -14,8 +14,10 @@ class SharedMemory;
 class TESSEL_EXPORT ProcessDataBufferHandler
 {
 public:
+    /// Whether the handler begins with clean semaphores or joins those of the creator.
     enum InitTypeBuffer { InitTypeBufferCreate = 0, InitTypeBufferAttach = 1 };
 
+    /// Describes the layout of a double or of a single buffer.
     explicit ProcessDataBufferHandler(bool doubleBuffer);
     virtual ~ProcessDataBufferHandler();
 

@@ -18,8 +18,10 @@
 class TESSEL_EXPORT ProcessDataManager
 {
 public:
+    /// In which trees travel; null means failure.
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
+    /// Whether this process makes the region or joins it.
     enum InitTypeSharedMemory { InitTypeSharedMemoryCreate = 0, InitTypeSharedMemoryAttach = 1 };
 
     ProcessDataManager();
@@ -30,8 +32,10 @@ public:
     /// NO_VALID_INPUT_VALUE.
     BaseClassSharedPointer createProcessData(const BaseClassSharedPointer &root,
                                              ProcessDataManager::InitTypeSharedMemory type);
+    /// The same from JSON text; @p typeText is the postfix `process.json`.
     BaseClassSharedPointer createProcessDataFromJson(const QVariant &json, const QString &typeText,
                                                      ProcessDataManager::InitTypeSharedMemory type);
+    /// The same from a file, whose name ends in `.process.json`.
     BaseClassSharedPointer createProcessDataFromFile(const QString &fileName,
                                                      ProcessDataManager::InitTypeSharedMemory type);
 
@@ -52,12 +56,14 @@ public:
     bool unlockReadBuffer(bool &repeat);
     /// Locks the set that is being written for setValueNoLock(). As lockReadBuffer().
     bool lockWriteBuffer();
+    /// Releases the lock; publishes nothing. False if this manager holds none.
     bool unlockWriteBuffer();
     /// Publishes the written set. True without memory.
     bool swapReadAndWriteBuffer();
 
     /// Null outside a lock of its kind.
     BufferHandlerInterface::BufferPointer getPointerReadBuffer() const;
+    /// Null outside a lock of its kind.
     BufferHandlerInterface::BufferPointer getPointerWriteBuffer() const;
     /// Size of one buffer in bytes. Only while isBufferValid().
     unsigned int getSizeBuffer() const;

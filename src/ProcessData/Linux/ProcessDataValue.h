@@ -23,6 +23,7 @@ public:
         StorageNative = 4   ///< The width follows from the data type.
     };
 
+    /// An unbound leaf with the properties of @p json, which say where its slot is.
     ProcessDataValue(const QJsonObject &json, QObject *parent);
     ~ProcessDataValue() override;
 

@@ -13,6 +13,7 @@
 class TESSEL_EXPORT SharedMemory
 {
 public:
+    /// What attach() allows; ReadOnly makes the mapping itself unwritable.
     enum AccessMode { ReadOnly = 0, ReadWrite = 1 };
 
     SharedMemory() = default;
@@ -29,7 +30,9 @@ public:
 
     /// Size of the mapping in bytes, 0 without one.
     int size() const { return m_PrivateData.m_size; }
+    /// First byte of the mapping; null without one.
     void *data() { return m_PrivateData.m_data; }
+    /// First byte of the mapping; null without one.
     const void *data() const { return m_PrivateData.m_data; }
     /// What failed last, with the system's reason.
     QString errorString() const { return m_PrivateData.m_errorString; }
