@@ -1,0 +1,74 @@
+"""How script/docs makes the pages out of the Markdown in this folder and the comments of src/."""
+
+import os
+import pathlib
+import re
+
+PROJECT = pathlib.Path(__file__).resolve().parent.parent
+
+project = "Tessel"
+author = "the Tessel developers"
+version = release = re.search(
+    r"project\(Tessel VERSION ([0-9.]+)", (PROJECT / "CMakeLists.txt").read_text(encoding="utf-8")
+)[1]
+
+extensions = ["myst_parser", "breathe"]
+root_doc = "index"
+exclude_patterns = ["_static"]
+
+# Headings are link targets by the names that Git pages give them.
+myst_heading_anchors = 4
+myst_enable_extensions = []
+
+breathe_projects = {"Tessel": str(PROJECT / "build/docs/xml")}
+breathe_default_project = "Tessel"
+breathe_default_members = ("members",)
+primary_domain = "cpp"
+highlight_language = "none"
+
+html_theme = "furo"
+html_title = f"Tessel {release}"
+html_static_path = ["_static"]
+html_css_files = ["tessel.css"]
+html_copy_source = False
+html_show_sphinx = False
+html_use_index = True
+
+_LINK = re.compile(r"(!?)\[([^\]]*)\]\(([^)\s]+)\)")
+# Fenced blocks and code between backticks hold no links.
+_CODE = re.compile(r"(^```.*?^```|`[^`\n]*`(?!\]))", re.S | re.M)
+
+
+def _target_for_pages(folder, picture, label, target):
+    """A link as the pages need it. On a Git page it leads into the tree, where folders and sources
+    can be shown; among the pages there are only pages."""
+    unchanged = f"{picture}[{label}]({target})"
+    if picture or re.match(r"[a-z]+:|#", target):
+        return unchanged
+    path, _, anchor = target.partition("#")
+    file = (folder / path).resolve()
+    docs = PROJECT / "docs"
+    if file.is_dir() and (file / "README.md").is_file() and docs in file.parents:
+        return f"[{label}]({path.rstrip('/')}/README.md)"
+    if file.is_file() and (docs in file.parents or file.suffix != ".md"):
+        return unchanged
+    if not file.exists():
+        return unchanged  # which is then reported
+    inside = file.relative_to(PROJECT)
+    if inside.parts[0] == "examples" and len(inside.parts) > 1:
+        return f"[{label}]({os.path.relpath(docs / 'examples.md', folder)}#{inside.parts[1]})"
+    return label
+
+
+def _adapt_links(application, document, source):
+    folder = (PROJECT / "docs" / document).parent
+    pieces = _CODE.split(source[0])
+    for index in range(0, len(pieces), 2):
+        pieces[index] = _LINK.sub(
+            lambda match: _target_for_pages(folder, *match.groups()), pieces[index]
+        )
+    source[0] = "".join(pieces)
+
+
+def setup(application):
+    application.connect("source-read", _adapt_links)
