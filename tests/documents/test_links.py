@@ -1,0 +1,37 @@
+"""Every link and picture of the documents leads somewhere, on a Git page and among the pages."""
+
+import re
+import unittest
+
+from documents import Document, all_documents
+from sources import PROJECT
+
+
+class Links(unittest.TestCase):
+    def test_lead_somewhere(self):
+        checked = 0
+        for document in all_documents():
+            for link in document.links():
+                if re.match(r"[a-z]+:", link):
+                    continue
+                with self.subTest(document=document.name, link=link):
+                    self.check(document, link)
+                    checked += 1
+        self.assertGreater(checked, 100)
+
+    def check(self, document, link):
+        path, _, anchor = link.partition("#")
+        target = (document.path.parent / path).resolve() if path else document.path
+        self.assertTrue(target.exists(), f"{link} does not exist")
+        self.assertTrue(target.is_relative_to(PROJECT), f"{link} leads out of the project")
+        if anchor and target.suffix == ".md":
+            self.assertIn(anchor, Document(target).anchors())
+
+    def test_every_picture_is_shown(self):
+        texts = "".join(document.text for document in all_documents())
+        for picture in (PROJECT / "docs/pictures").iterdir():
+            self.assertIn(f"pictures/{picture.name}", texts)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,37 @@
+"""The list of messages in the guide is that of the sources, no more and no less."""
+
+import re
+import unittest
+
+import sources
+from documents import document
+
+TROUBLESHOOTING = "docs/guide/11-troubleshooting.md"
+
+
+def listed_messages():
+    """The first cells of the tables whose first column is the message."""
+    messages = []
+    for table in re.findall(r"^\| Message \|.*\n((?:\|.*\n)+)", document(TROUBLESHOOTING).text, re.M):
+        messages += re.findall(r"^\| `([^`]+)` \|", table, re.M)
+    return messages
+
+
+class Messages(unittest.TestCase):
+    def test_every_statement_that_logs_is_understood(self):
+        self.assertEqual(sources.unread_log_statements(), [])
+
+    def test_guide_lists_the_messages_of_the_sources(self):
+        written = sources.log_messages() | sources.segment_failures()
+        listed = {sources.normalised(message) for message in listed_messages()}
+        self.assertGreater(len(written), 150)
+        self.assertEqual(sorted(written - listed), [], "in the sources, but not in the guide")
+        self.assertEqual(sorted(listed - written), [], "in the guide, but not in the sources")
+
+    def test_each_message_has_a_cause(self):
+        for row in re.findall(r"^\| `.*$", document(TROUBLESHOOTING).text, re.M):
+            self.assertTrue(row.split("|")[2].strip(), row)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,80 @@
+"""The references name everything that there is: keys, types, states, statuses, exit codes, classes."""
+
+import re
+import unittest
+
+import sources
+from documents import document
+
+
+def enumerators(path, name):
+    """The enumerators of an enumeration in a header, with their numbers."""
+    body = re.search(rf"enum {name}[^{{]*\{{(.*?)\}}", sources.code_of(sources.PROJECT / path), re.S)
+    return re.findall(r"(\w+) = (\d+)", body[1])
+
+
+class Vocabulary(unittest.TestCase):
+    def test_format_has_every_key(self):
+        header = sources.read("src/Companion/ConfigurationAndProcessDataDefinitions.h")
+        keys = re.findall(r"/// `(\w+)`: .*\n\s*static const QString &get", header)
+        code = sources.read("src/Companion/ConfigurationAndProcessDataDefinitions.cpp")
+        reference = document("docs/description-format.md").text
+        self.assertGreater(len(keys), 30)
+        for key in keys:
+            self.assertIn(f'"{key}"', code)
+            self.assertIn(f"`{key}`", reference)
+        # Whatever the code spells out is in the reference too.
+        for key in re.findall(r'Literal\("(\w+)"\)|QLatin1String\("(\w+)"\)', code):
+            self.assertIn(f"`{''.join(key)}`", reference)
+
+    def test_every_status_of_a_write_is_explained(self):
+        statuses = enumerators(
+            "src/Configuration/ConfigurationAndProcessDataBase.h", "SetValueStatus"
+        )
+        self.assertEqual(len(statuses), 5)
+        for name, number in statuses:
+            self.assertIn(f"| {number} | `{name}` |", document("docs/status-values.md").text)
+
+    def test_every_error_state_is_explained(self):
+        states = enumerators("src/ProcessData/ProcessValueErrorTypes.h", "ErrorTypes")
+        self.assertEqual(len(states), 10)
+        for name, number in states:
+            short = name.replace("PROCESS_VALUE_ERROR_TYPE_", "")
+            self.assertIn(f"| {number} | `{short}` |", document("docs/guide/09-states.md").text)
+
+    def test_every_namur_state_is_explained(self):
+        states = enumerators("src/ProcessData/ProcessValueErrorTypes.h", "NamurStateTypes")
+        self.assertEqual(len(states), 5)
+        for name, number in states:
+            short = name.replace("NAMUR_STATE_TYPE_", "")
+            self.assertIn(f"| {number} | `{short}` |", document("docs/guide/09-states.md").text)
+
+    def test_every_exit_code_of_the_tool_is_explained(self):
+        codes = []
+        for path in sources.source_files("tools", ".h"):
+            body = re.search(r"enum (?:class )?ExitCode[^{]*\{(.*?)\}", sources.code_of(path), re.S)
+            codes += re.findall(r"= (\d+)", body[1]) if body else []
+        section = document("docs/tool.md").text.partition("## Exit codes")[2].partition("\n## ")[0]
+        self.assertGreater(len(codes), 5)
+        self.assertEqual(codes, re.findall(r"^\| (\d+) \|", section, re.M))
+
+    def test_api_pages_have_every_exported_class_and_function(self):
+        pages = "".join(
+            path.read_text(encoding="utf-8") for path in sources.source_files("docs/api", ".md")
+        )
+        exported = 0
+        for path in sources.source_files("src", ".h"):
+            if path.name.endswith("_p.h"):
+                continue
+            code = sources.code_of(path)
+            for name in re.findall(r"^(?:class|struct) TESSEL_EXPORT (\w+)", code, re.M):
+                self.assertIn(f"{{doxygenclass}} {name}\n", pages)
+                exported += 1
+            for name in re.findall(r"^TESSEL_EXPORT [\w ]*?&?(\w+)\(", code, re.M):
+                self.assertIn(f"{{doxygenfunction}} {name}\n", pages)
+                exported += 1
+        self.assertGreater(exported, 30)
+
+
+if __name__ == "__main__":
+    unittest.main()
