@@ -4,6 +4,8 @@ import os
 import pathlib
 import re
 
+from sphinx.errors import ExtensionError
+
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
 
 project = "Tessel"
@@ -70,5 +72,33 @@ def _adapt_links(application, document, source):
     source[0] = "".join(pieces)
 
 
+_NORMALIZE = pathlib.Path("/usr/share/javascript/normalize.css/normalize.css")
+
+
+def _make_self_contained(application, exception):
+    """Debian's theme counts on a web server, for one file of its style and for modules of scripts.
+    Here everything has to lie beside the pages, which are opened from the disk."""
+    if exception:
+        return
+    static = pathlib.Path(application.outdir) / "_static"
+    style = static / "styles/furo.css"
+    text = style.read_text(encoding="utf-8")
+    normalize = _NORMALIZE.read_text(encoding="utf-8")
+    text = text.replace("@import url(/javascript/normalize.css/normalize.css);", normalize)
+    style.write_text(text, encoding="utf-8")
+
+    script = static / "scripts/furo.js"
+    spy = (static / "scripts/gumshoe-patched.js").read_text(encoding="utf-8")
+    code = script.read_text(encoding="utf-8")
+    code = code.replace('import Gumshoe from "./gumshoe-patched.js";', spy)
+    script.write_text(code, encoding="utf-8")
+
+    foreign = re.compile(r"@import|url\([\"']?(?:/|https?:)|^import ", re.M)
+    for path in (style, script):
+        if foreign.search(path.read_text(encoding="utf-8")):
+            raise ExtensionError(f"{path.name} needs something that is not beside the pages")
+
+
 def setup(application):
     application.connect("source-read", _adapt_links)
+    application.connect("build-finished", _make_self_contained)
