@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 
+from pygments.lexers.c_cpp import CLexer
 from sphinx.errors import ExtensionError
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
@@ -100,5 +101,7 @@ def _make_self_contained(application, exception):
 
 
 def setup(application):
+    # The language of the models of protocols, near enough to C.
+    application.add_lexer("promela", CLexer)
     application.connect("source-read", _adapt_links)
     application.connect("build-finished", _make_self_contained)
