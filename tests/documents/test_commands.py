@@ -1,13 +1,16 @@
-"""Every command line in the documents is run by a test, or says why not.
+"""Every command line in the documents is run by a test, or says why not, and what is only mentioned
+exists.
 
-Blocks called `console` hold what a terminal shows: commands behind `$ `, and what they print. Blocks
-called `sh` are commands alone. In front of a block that no test runs stands a comment:
+Blocks called `console` hold what a terminal shows: commands behind `$ `, and what they print.
+Blocks called `sh` are commands alone. In front of a block that no test runs stands a comment:
 <!-- not run: REASON -->.
 """
 
+import os
 import re
 import unittest
 
+import sources
 from documents import all_documents
 
 # Documents whose console blocks are run, each by a test of its own.
@@ -19,6 +22,10 @@ RUN = {
     "docs/guide/07-tables.md": "tests/documents/test_transcripts.py",
     "docs/tool.md": "tests/documents/test_transcripts.py",
 }
+# What is none of ours: settings of systemd and Kubernetes.
+FOREIGN = {"ExecStartPost", "TimeoutStartSec", "PartOf", "emptyDir", "RemoveIPC", "LimitAS"}
+# By which twins of operations are told apart.
+ENDINGS = {"NoLock", "NoSignalEmit", "WithStatus"}
 _BLOCK = re.compile(r"(<!-- not run: [^>]+ -->\n)?^```(sh|console)\n", re.M)
 
 
@@ -31,6 +38,40 @@ class Commands(unittest.TestCase):
                 is_run = language == "console" and document.name in RUN
                 self.assertTrue(mark or is_run, f"{document.name}: a block of {language}")
         self.assertGreater(found, 5)
+
+    def test_scripts_that_are_mentioned_exist(self):
+        for document in all_documents():
+            for script in re.findall(r"\bscript/[a-z]+\b(?!/)", document.text):
+                path = sources.PROJECT / script
+                self.assertTrue(path.is_dir() or os.access(path, os.X_OK), script)
+
+    def test_subcommands_that_are_mentioned_exist(self):
+        declared = set()
+        for path in sources.source_files("tools", ".cpp"):
+            code = sources.code_of(path)
+            declared |= set(re.findall(r'syntax\.name = QStringLiteral\("([a-z ]+)"', code))
+        known = {name.split()[0] for name in declared}
+        self.assertGreater(len(known), 5)
+        for document in all_documents():
+            for name in re.findall(r"`tessel ([a-z]+)", document.text):
+                self.assertIn(name, known, document.name)
+
+    def test_names_of_code_that_are_mentioned_exist(self):
+        """Words such as `lockWriteBuffer` or `ProcessValue`, with or without brackets behind."""
+        code = "".join(
+            path.read_text(encoding="utf-8")
+            for room in ("src", "tools", "examples", "tests")
+            for path in sources.source_files(room, ".h", ".cpp", ".json", ".txt")
+        )
+        known = set(re.findall(r"\w+", code)) | FOREIGN | ENDINGS
+        pattern = re.compile(r"`([A-Za-z]+[a-z][A-Z]\w*)(?:\([^`]*\))?`")
+        mentioned = [
+            (document.name, word)
+            for document in all_documents()
+            for word in pattern.findall(document.text)
+        ]
+        self.assertGreater(len(mentioned), 100)
+        self.assertEqual([item for item in mentioned if item[1] not in known], [])
 
 
 if __name__ == "__main__":
