@@ -2,9 +2,12 @@
 
 import re
 import unittest
+from xml.etree import ElementTree
 
 from documents import Document, all_documents
 from sources import PROJECT
+
+SVG = "{http://www.w3.org/2000/svg}"
 
 
 class Links(unittest.TestCase):
@@ -31,6 +34,16 @@ class Links(unittest.TestCase):
         texts = "".join(document.text for document in all_documents())
         for picture in (PROJECT / "docs/pictures").iterdir():
             self.assertIn(f"pictures/{picture.name}", texts)
+
+    def test_every_picture_reads_on_light_and_dark_pages(self):
+        """It has a panel of its own over its whole size, and a title for those who do not see it."""
+        for picture in (PROJECT / "docs/pictures").iterdir():
+            root = ElementTree.parse(picture).getroot()
+            panel = root.find(f"{SVG}rect")
+            with self.subTest(picture=picture.name):
+                self.assertTrue(root.find(f"{SVG}title").text)
+                self.assertGreaterEqual(int(panel.get("width")), int(root.get("width")) - 2)
+                self.assertGreaterEqual(int(panel.get("height")), int(root.get("height")) - 2)
 
 
 if __name__ == "__main__":
