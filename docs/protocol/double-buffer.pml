@@ -58,7 +58,7 @@
 
 #define NOBODY 0
 #define NONE 255
-#define ANY_OTHER_EPOCH 254
+#define NO_EPOCH 254
 #define OPTIMISTIC_ATTEMPTS 2
 
 typedef Set {
@@ -155,8 +155,8 @@ inline unlock()
 #endif
 
 /* Words that only the holder of the lock looks at: when they come out matters to nobody unless it
- * dies, see
- * dieAsWriter(). */
+ * dies,
+ * see dieAsWriter(). */
 #define LOCKED_WORDS (WRITER_PID | COPIED_EPOCH | FINISHED_COUNT | NO_FINISHED_COUNT)
 
 inline lockedWordsComeOut()
@@ -331,13 +331,15 @@ inline unlockForWrite()
     unlock()
 }
 
-/* Looks at the note about this thread's finished set and takes it, as the code does. */
-inline lookWhetherPublishedAlready()
+/* Looks at the note about this thread's finished set and takes it, as the code does. isComplete
+ * becomes false if somebody has taken that set back and nobody has finished one since. */
+inline lookWhatBecameOfTheSet()
 {
 #ifndef NO_PUBLISHED_ALREADY
     isPublishedAlready = (finishedSet != NONE && finishedSet != epoch
                           && m_management.copiedEpoch != epoch && !isUnfinished());
 #endif
+    isComplete = !(finishedSet == epoch && m_management.finishedCount != epoch + 1);
     finishedSet = NONE
 }
 
@@ -352,14 +354,13 @@ inline swapBuffers()
     :: atomic {
            isHeld;
            epoch = m_management.swapCount;
-           isComplete = true;
-           lookWhetherPublishedAlready()
+           lookWhatBecameOfTheSet()
        }
        if
        :: !isPublishedAlready ->
               if
 #ifndef NO_TAKE_BACK
-              :: isUnfinished() -> takeBackUnfinishedSet()
+              :: isComplete && isUnfinished() -> takeBackUnfinishedSet()
 #endif
               :: else
               fi;
@@ -369,7 +370,7 @@ inline swapBuffers()
               :: atomic {
                      !isComplete;
 #ifndef FORGETFUL_SWAP
-                     finishedSet = epoch
+                     finishedSet = NO_EPOCH
 #else
                      skip
 #endif
@@ -560,7 +561,7 @@ inline writeSet()
            fi
     :: !isHeld ->
 #ifndef FORGETFUL_LOCK
-           finishedSet = ANY_OTHER_EPOCH;
+           finishedSet = NO_EPOCH;
 #endif
            publishSets()
     fi;

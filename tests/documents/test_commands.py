@@ -60,8 +60,8 @@ class Commands(unittest.TestCase):
         """Words such as `lockWriteBuffer` or `ProcessValue`, with or without brackets behind."""
         code = "".join(
             path.read_text(encoding="utf-8")
-            for room in ("src", "tools", "examples", "tests")
-            for path in sources.source_files(room, ".h", ".cpp", ".json", ".txt")
+            for room in ("src", "tools", "examples", "tests", "docs/protocol")
+            for path in sources.source_files(room, ".h", ".cpp", ".json", ".txt", ".pml")
         )
         known = set(re.findall(r"\w+", code)) | FOREIGN | ENDINGS
         pattern = re.compile(r"`([A-Za-z]+[a-z][A-Z]\w*)(?:\([^`]*\))?`")
