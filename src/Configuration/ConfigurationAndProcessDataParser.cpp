@@ -1,6 +1,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/FormatVersions.h"
 #include "Companion/JsonReading.h"
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/ElementRegistration_p.h"
@@ -13,8 +14,6 @@ namespace {
 
 using Base = ConfigurationAndProcessDataBase;
 using Definitions = ConfigurationAndProcessDataDefinitions;
-
-const int supportedSchemeVersion = 1;
 
 /// Lets a change of @p child be seen at @p parent, and so up to the root.
 void forwardPropertyChanged(const Base &child, const Base &parent)
@@ -142,11 +141,11 @@ bool ConfigurationAndProcessDataParser::checkVersion(const QJsonObject &json) co
                                   0)) {
         return true;
     }
-    if (version == supportedSchemeVersion) {
+    if (version == FormatVersions::description) {
         return true;
     }
     qWarning() << "Received incompatible scheme version:" << version << ","
-               << supportedSchemeVersion << "!";
+               << FormatVersions::description << "!";
     return false;
 }
 

@@ -15,7 +15,7 @@ class tst_ToolUse : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void versionIsOneLine();
+    void versionsAreALineEach();
     void helpNamesEverySubcommandAndExitCode();
     void everySubcommandHasHelpWithExamples_data();
     void everySubcommandHasHelpWithExamples();
@@ -25,12 +25,16 @@ private Q_SLOTS:
     void verboseIsTakenBeforeAndBehindTheSubcommand();
 };
 
-void tst_ToolUse::versionIsOneLine()
+void tst_ToolUse::versionsAreALineEach()
 {
     const ToolResult result = runTool({QStringLiteral("--version")});
 
     QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.output, QStringLiteral("tessel " TESSEL_VERSION "\n"));
+    QCOMPARE(result.output, QStringLiteral("tessel " TESSEL_VERSION "\n"
+                                           "Qt %1\n"
+                                           "description format 1\n"
+                                           "memory format 1\n")
+                                .arg(QLatin1String(qVersion())));
     QCOMPARE(result.error, QString());
 }
 

@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "Companion/FormatVersions.h"
 #include "Failure.h"
 #include "LogCollector.h"
 #include "Output.h"
@@ -33,7 +34,7 @@ QString generalHelp()
                "Subcommands:\n%1\n"
                "Options:\n"
                "  -v, --verbose  Show the library's messages on standard error.\n"
-               "  --version      Show the version.\n"
+               "  --version      Show the versions of tool, Qt and formats.\n"
                "  -h, --help     Show this help; after a subcommand, that of the subcommand.\n\n"
                "Exit codes:\n"
                "  0 done    1 answer is no    2 wrong use    3 URL, file or region not found\n"
@@ -41,6 +42,17 @@ QString generalHelp()
                "  6 time ran out    7 no consistent set    8 layout differs, region replaced\n"
                "  9 input or output file    10 internal\n")
         .arg(commands);
+}
+
+QString versionText()
+{
+    return QStringLiteral("tessel " TESSEL_VERSION "\n"
+                          "Qt %1\n"
+                          "description format %2\n"
+                          "memory format %3\n")
+        .arg(QLatin1String(qVersion()))
+        .arg(FormatVersions::description)
+        .arg(FormatVersions::memory);
 }
 
 [[noreturn]] void refuseUse(const QString &reason)
@@ -76,7 +88,7 @@ ExitCode run(QStringList arguments)
     while (!arguments.isEmpty()) {
         const QString first = arguments.takeFirst();
         if (first == QLatin1String("--version")) {
-            writeOutput(QStringLiteral("tessel " TESSEL_VERSION "\n"));
+            writeOutput(versionText());
             return ExitCode::Done;
         }
         if (first == QLatin1String("--help") || first == QLatin1String("-h")) {
