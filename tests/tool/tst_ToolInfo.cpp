@@ -37,6 +37,8 @@ private Q_SLOTS:
     void textTellsMemoryAndLeaves();
     void textTellsWhetherTheRegionExists();
     void jsonTellsTheSame();
+    void urlsAreALineEach();
+    void urlsGoNotWithJson();
     void descriptionWithoutMemoryIsShown();
     void faultySlotsAreShownAndReported_data();
     void faultySlotsAreShownAndReported();
@@ -125,6 +127,31 @@ void tst_ToolInfo::jsonTellsTheSame()
         {QStringLiteral("semaphoreKey"), semaphoreKey(description)},
         {QStringLiteral("leaves"), leaves}};
     QCOMPARE(info, expected);
+}
+
+void tst_ToolInfo::urlsAreALineEach()
+{
+    ToolDescription description;
+    addLeaves(description);
+
+    const ToolResult result = runTool(
+        {QStringLiteral("info"), QStringLiteral("--urls"), description.write()});
+
+    QCOMPARE(result.output, QStringLiteral("n/a\nn/b\n"));
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolInfo::urlsGoNotWithJson()
+{
+    const ToolResult result = runTool({QStringLiteral("info"), QStringLiteral("--urls"),
+                                       QStringLiteral("--json"),
+                                       QStringLiteral("/no/such.process.json")});
+
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.error, QStringLiteral("tessel: info: give --json or --urls, not both; see "
+                                          "'tessel info --help'\n"));
+    QCOMPARE(result.exitCode, 2);
 }
 
 void tst_ToolInfo::descriptionWithoutMemoryIsShown()

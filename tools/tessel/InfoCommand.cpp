@@ -172,11 +172,28 @@ void printJson(const DescriptionSource &description)
     writeOutput(head + QLatin1Char('\n'));
 }
 
+void printUrls(const DescriptionSource &description)
+{
+    QString lines;
+    for (const auto &leaf : description.leaves()) {
+        lines += printable(leaf.url) + QLatin1Char('\n');
+    }
+    writeOutput(lines);
+}
+
 ExitCode run(const CommandLine &line)
 {
+    const bool isJsonAsked = line.isSet(QStringLiteral("json"));
+    const bool areUrlsAsked = line.isSet(QStringLiteral("urls"));
+    if (isJsonAsked && areUrlsAsked) {
+        throw Failure{ExitCode::WrongUse, QStringLiteral("info: give --json or --urls, not both; "
+                                                         "see 'tessel info --help'")};
+    }
     const DescriptionSource description(line.positional(0));
-    if (line.isSet(QStringLiteral("json"))) {
+    if (isJsonAsked) {
         printJson(description);
+    } else if (areUrlsAsked) {
+        printUrls(description);
     } else {
         printFacts(description);
         printLeaves(description);
@@ -201,9 +218,12 @@ Command infoCommand()
     syntax.positionals = {fileArgument()};
     syntax.leastPositionals = 1;
     syntax.mostPositionals = 1;
-    syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON object.")}};
+    syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON object.")},
+                      {QStringLiteral("urls"),
+                       QStringLiteral("Print the URLs of the leaves alone, one a line.")}};
     syntax.examples = QStringLiteral("  tessel info plant.process.json           for the eye\n"
                                      "  tessel info --json plant.process.json    for programs\n"
+                                     "  tessel info --urls plant.process.json    for a loop\n"
                                      "  tessel info device                       a folder\n");
     return {syntax, run};
 }
