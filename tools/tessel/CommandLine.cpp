@@ -12,12 +12,9 @@ constexpr QChar numberMark(0xE000);
 
 QStringList withMarkedNumbers(const QStringList &arguments)
 {
-    static const QRegularExpression negativeNumber(QStringLiteral("^-(\\.?[0-9]|inf|nan)"),
-                                                   QRegularExpression::CaseInsensitiveOption);
     QStringList marked;
     for (const auto &argument : arguments) {
-        const bool isNumber = negativeNumber.match(argument).hasMatch();
-        marked.append(isNumber ? numberMark + argument : argument);
+        marked.append(isNegativeNumber(argument) ? numberMark + argument : argument);
     }
     return marked;
 }
@@ -63,8 +60,7 @@ QString helpLine(const QString &left, const QString &right)
 CommandLine::CommandLine(const CommandSyntax &syntax, const QStringList &arguments)
     : m_syntax(syntax)
 {
-    m_parser.addOptions(syntax.options);
-    m_parser.addOptions({verboseOption(), helpOption()});
+    m_parser.addOptions(allOptions(syntax));
     if (m_parser.parse(QStringList(syntax.name) + withMarkedNumbers(arguments))) {
         return;
     }
@@ -156,6 +152,18 @@ void CommandLine::refuseUnknownOption() const
     refuse(QStringLiteral("unknown option '%1'%2").arg(unknown, suggestion(unknown, known)));
 }
 
+bool isNegativeNumber(const QString &argument)
+{
+    static const QRegularExpression negativeNumber(QStringLiteral("^-(\\.?[0-9]|inf|nan)"),
+                                                   QRegularExpression::CaseInsensitiveOption);
+    return negativeNumber.match(argument).hasMatch();
+}
+
+QList<QCommandLineOption> allOptions(const CommandSyntax &syntax)
+{
+    return syntax.options + QList<QCommandLineOption>{verboseOption(), helpOption()};
+}
+
 QString helpText(const CommandSyntax &syntax)
 {
     QString usage = QStringLiteral("Usage: tessel %1 [OPTION...]").arg(syntax.name);
@@ -165,11 +173,9 @@ QString helpText(const CommandSyntax &syntax)
         positionals += helpLine(positional.placeholder, positional.description);
     }
     QString options;
-    for (const auto &option : syntax.options) {
+    for (const auto &option : allOptions(syntax)) {
         options += helpLine(spelled(option), option.description());
     }
-    options += helpLine(spelled(verboseOption()), verboseOption().description());
-    options += helpLine(spelled(helpOption()), helpOption().description());
     return QStringLiteral("%1\n\n%2\n\nArguments:\n%3\nOptions:\n%4\nExamples:\n%5")
         .arg(usage, syntax.summary, positionals, options, syntax.examples);
 }

@@ -26,6 +26,8 @@ struct CommandSyntax
     QList<QCommandLineOption> options;
     /// Whole lines, each a call and what it is for.
     QString examples;
+    /// Left out of the list of subcommands: for programs, not for people.
+    bool isHidden = false;
 };
 
 /// The arguments of one subcommand, parsed by its syntax.
@@ -57,6 +59,11 @@ private:
     const CommandSyntax &m_syntax;
     QCommandLineParser m_parser;
 };
+
+/// Whether an argument such as -5 is meant as a value.
+bool isNegativeNumber(const QString &argument);
+/// The options of the subcommand and those that every one takes.
+QList<QCommandLineOption> allOptions(const CommandSyntax &syntax);
 
 /// The text of `tessel SUBCOMMAND --help`.
 QString helpText(const CommandSyntax &syntax);

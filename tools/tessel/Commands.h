@@ -18,6 +18,11 @@ Command watchCommand();
 Command buildCommand();
 Command mergeCommand();
 Command configCommand();
+/// For the completion of shells.
+Command completeCommand();
+
+/// All of them, in the order of the help.
+QVector<Command> allCommands();
 
 /// The FILE argument of those that read a description, which may be a folder of files.
 CommandSyntax::Positional fileArgument();

@@ -26,5 +26,10 @@ inline bool isSet(const CommandLine &line, const char *option)
 
 } // namespace ConfigOption
 
+/// The names of the actions.
+QStringList configActionNames();
+/// Whether the action goes with an option; one that every action or subcommand takes does.
+bool mayTakeOption(const QString &action, const QString &option);
+
 /// Ends a `tessel config` that makes no sense.
 [[noreturn]] void refuseConfigUse(const QString &reason);

@@ -3,6 +3,8 @@
 #include "Failure.h"
 #include "Suggestion.h"
 
+#include <algorithm>
+
 namespace {
 
 using ConfigOption::isSet;
@@ -27,20 +29,20 @@ QVector<Action> allActions()
 
 Action actionNamed(const QString &name)
 {
-    QStringList names;
     for (const auto &action : allActions()) {
         if (name == QLatin1String(action.name)) {
             return action;
         }
-        names.append(QLatin1String(action.name));
     }
-    refuseConfigUse(QStringLiteral("unknown action '%1'%2").arg(name, suggestion(name, names)));
+    refuseConfigUse(
+        QStringLiteral("unknown action '%1'%2").arg(name, suggestion(name, configActionNames())));
 }
 
 void checkOptions(const CommandLine &line, const Action &action)
 {
     for (const char *option : {ConfigOption::noInput, ConfigOption::csv, ConfigOption::import}) {
-        if (isSet(line, option) && !action.options.contains(option)) {
+        if (isSet(line, option)
+            && !mayTakeOption(QLatin1String(action.name), QLatin1String(option))) {
             refuseConfigUse(QStringLiteral("%1 does not take --%2")
                                 .arg(QLatin1String(action.name), QLatin1String(option)));
         }
@@ -116,6 +118,30 @@ QString examples()
 }
 
 } // namespace
+
+QStringList configActionNames()
+{
+    QStringList names;
+    for (const auto &action : allActions()) {
+        names.append(QLatin1String(action.name));
+    }
+    return names;
+}
+
+bool mayTakeOption(const QString &action, const QString &option)
+{
+    bool isOfAnother = false;
+    for (const auto &candidate : allActions()) {
+        const bool takes = std::any_of(
+            candidate.options.cbegin(), candidate.options.cend(),
+            [&option](const char *own) { return option == QLatin1String(own); });
+        if (takes && action == QLatin1String(candidate.name)) {
+            return true;
+        }
+        isOfAnother = isOfAnother || takes;
+    }
+    return !isOfAnother;
+}
 
 void refuseConfigUse(const QString &reason)
 {

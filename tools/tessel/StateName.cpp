@@ -3,8 +3,6 @@
 #include "Failure.h"
 #include "Suggestion.h"
 
-#include <QStringList>
-
 using ProcessDataDefinitions::ErrorTypes;
 
 namespace {
@@ -36,6 +34,11 @@ QString stateName(ErrorTypes state)
                                                        : QStringLiteral("state-%1").arg(number);
 }
 
+QStringList errorStateNames()
+{
+    return shortNames().mid(1);
+}
+
 ErrorTypes stateFromText(const QString &text)
 {
     for (int number = 0; number < shortNames().size(); ++number) {
@@ -48,5 +51,5 @@ ErrorTypes stateFromText(const QString &text)
     throw Failure{ExitCode::WrongUse,
                   QStringLiteral("'%1' is no error state%2; use a number from 1 to 9 or one of %3")
                       .arg(text, suggestion(text, shortNames()),
-                           shortNames().mid(1).join(QStringLiteral(", ")))};
+                           errorStateNames().join(QStringLiteral(", ")))};
 }

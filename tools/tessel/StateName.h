@@ -3,11 +3,15 @@
 #include "ProcessData/ProcessValueErrorTypes.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
 /// The short name of an error state, such as `overrange`; `state-77` for a number that is no state.
 QString stateName(ProcessDataDefinitions::ErrorTypes state);
+
+/// The short names of all states but the valid one, by their numbers.
+QStringList errorStateNames();
 
 /// The error state that a person means by a number from 0 to 9, a short name or the name of the
 /// enumerator. A Failure of WrongUse if it is none of them.

@@ -15,18 +15,15 @@ namespace {
 
 const QLatin1String usualKeyPrefix("tessel");
 
-QVector<Command> allCommands()
-{
-    return {infoCommand(),  holdCommand(),  getCommand(),   setCommand(),
-            watchCommand(), buildCommand(), mergeCommand(), configCommand()};
-}
-
 QString generalHelp()
 {
     QString commands;
     for (const auto &command : allCommands()) {
-        commands +=
-            QStringLiteral("  %1  %2\n").arg(command.syntax.name, -8).arg(command.syntax.summary);
+        if (!command.syntax.isHidden) {
+            commands += QStringLiteral("  %1  %2\n")
+                            .arg(command.syntax.name, -8)
+                            .arg(command.syntax.summary);
+        }
     }
     return QStringLiteral(
                "Usage: tessel SUBCOMMAND [OPTION...] FILE [ARGUMENT...]\n\n"
@@ -64,7 +61,9 @@ ExitCode runCommand(const QString &name, const QStringList &arguments)
 {
     QStringList names;
     for (const auto &command : allCommands()) {
-        names.append(command.syntax.name);
+        if (!command.syntax.isHidden) {
+            names.append(command.syntax.name);
+        }
         if (command.syntax.name != name) {
             continue;
         }
@@ -121,6 +120,12 @@ QStringList typedArguments(int argc, char *argv[])
 }
 
 } // namespace
+
+QVector<Command> allCommands()
+{
+    return {infoCommand(),  holdCommand(),  getCommand(),    setCommand(),     watchCommand(),
+            buildCommand(), mergeCommand(), configCommand(), completeCommand()};
+}
 
 CommandSyntax::Positional fileArgument()
 {
