@@ -21,7 +21,8 @@ exclude_patterns = ["_static"]
 
 # Headings are link targets by the names that Git pages give them.
 myst_heading_anchors = 4
-myst_enable_extensions = []
+# Lists of options and states, which only the manual pages have.
+myst_enable_extensions = ["deflist"]
 
 breathe_projects = {"Tessel": str(PROJECT / "build/docs/xml")}
 breathe_default_project = "Tessel"
@@ -36,6 +37,23 @@ html_css_files = ["tessel.css"]
 html_copy_source = False
 html_show_sphinx = False
 html_use_index = True
+
+
+def _manual_page(file):
+    """What the man builder wants to know of docs/man/NAME.SECTION.md."""
+    name, section = file.stem.rsplit(".", 1)
+    summary = re.search(rf"^{name} - (.*)$", file.read_text(encoding="utf-8"), re.M)[1]
+    return (f"man/{file.stem}", name, summary, [], section)
+
+
+man_pages = [_manual_page(file) for file in sorted((PROJECT / "docs/man").glob("*.[1-9].md"))]
+man_show_urls = False
+if tags.has("man"):  # noqa: F821, a name that Sphinx gives
+    # Nothing but the manual pages is read, so that they need neither Doxygen nor the theme.
+    root_doc = "man/index"
+    include_patterns = ["man/*.md"]
+    extensions = ["myst_parser"]
+    html_theme = "basic"
 
 _LINK = re.compile(r"(!?)\[([^\]]*)\]\(([^)\s]+)\)")
 # Fenced blocks and code between backticks hold no links.
@@ -63,6 +81,22 @@ def _target_for_pages(folder, picture, label, target):
     return label
 
 
+def _leave_name_to_builder(application, document, source):
+    """The man builder makes the section NAME by itself, out of what stands in man_pages."""
+    if application.builder.format == "man":
+        source[0] = re.sub(r"^## NAME\n.*?(?=^## )", "", source[0], flags=re.S | re.M)
+
+
+def _leave_font_of_blocks(application, exception):
+    """Blocks are indented; their typewriter font is one that not every man knows."""
+    if exception or application.builder.format != "man":
+        return
+    for page in pathlib.Path(application.outdir).glob("*.[1-9]"):
+        text = page.read_text(encoding="utf-8")
+        text = re.sub(r"^\.ft [CP]\n", "", text, flags=re.M)
+        page.write_text(re.sub(r"^(\.SH .*\n)\.sp\n", r"\1", text, flags=re.M), encoding="utf-8")
+
+
 def _adapt_links(application, document, source):
     folder = (PROJECT / "docs" / document).parent
     pieces = _CODE.split(source[0])
@@ -79,7 +113,7 @@ _NORMALIZE = pathlib.Path("/usr/share/javascript/normalize.css/normalize.css")
 def _make_self_contained(application, exception):
     """Debian's theme counts on a web server, for one file of its style and for modules of scripts.
     Here everything has to lie beside the pages, which are opened from the disk."""
-    if exception:
+    if exception or application.builder.format != "html":
         return
     static = pathlib.Path(application.outdir) / "_static"
     style = static / "styles/furo.css"
@@ -103,5 +137,7 @@ def _make_self_contained(application, exception):
 def setup(application):
     # The language of the models of protocols, near enough to C.
     application.add_lexer("promela", CLexer)
+    application.connect("source-read", _leave_name_to_builder)
     application.connect("source-read", _adapt_links)
+    application.connect("build-finished", _leave_font_of_blocks)
     application.connect("build-finished", _make_self_contained)

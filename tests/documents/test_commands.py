@@ -22,6 +22,10 @@ RUN = {
     "docs/guide/07-tables.md": "tests/documents/test_transcripts.py",
     "docs/tool.md": "tests/documents/test_transcripts.py",
 }
+RUN.update(
+    (str(page.relative_to(sources.PROJECT)), "tests/documents/test_transcripts.py")
+    for page in sorted((sources.PROJECT / "docs/man").glob("*.[1-9].md"))
+)
 # What is none of ours: settings of systemd and Kubernetes.
 FOREIGN = {"ExecStartPost", "TimeoutStartSec", "PartOf", "emptyDir", "RemoveIPC", "LimitAS"}
 # By which twins of operations are told apart.

@@ -1,0 +1,125 @@
+"""The examples in the tool's help are calls that work.
+
+The environment says where the tool is: TESSEL_TOOL.
+"""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import unittest
+
+import terminal
+from sources import PROJECT
+from test_manual import help_of, subcommands
+
+UNIQUE = f"tesselHelp{os.getpid()}"
+
+
+def examples_of(subcommand):
+    """The calls alone: what they are for stands behind them."""
+    text = help_of(subcommand).partition("\nExamples:\n")[2]
+    return [re.split(r"   +|  (?=[a-z])", line[2:])[0] for line in text.splitlines()
+            if line.startswith("  tessel ")]
+
+
+def leaf(offset):
+    return {
+        "type": "double", "displayPosition": 1, "offsetSharedMemory": offset, "sizeValue": 8,
+        "relativeOffsetMetadata": 8, "sizeMetadata": 4,
+    }
+
+
+def description(key, node, name):
+    return {
+        "type": "treenode", "keyProcessDataMemory": key, "sizeOfSharedMemory": 12,
+        "displayPosition": 1, "value": {node: {"type": "treenode", "value": {name: leaf(0)}}},
+    }
+
+
+class Help(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.folder = pathlib.Path(scratch.name)
+
+    def lay_out(self):
+        """The files that the examples speak of, as new."""
+        shutil.copytree(PROJECT / "examples/device", self.folder / "device", dirs_exist_ok=True)
+        host = (PROJECT / "examples/host-monitor/host.process.json").read_text(encoding="utf-8")
+        key = json.loads(host)["keyProcessDataMemory"]
+        (self.folder / "host.process.json").write_text(
+            host.replace(key, f"{UNIQUE}Host"), encoding="utf-8"
+        )
+        for name in ("plant", "pump"):
+            text = json.dumps(description(f"{UNIQUE}{name}", "pump", "speed"))
+            (self.folder / f"{name}.process.json").write_text(text, encoding="utf-8")
+        (self.folder / "points.csv").write_text("4,0,used\n20,100,used\n", encoding="utf-8")
+
+    def start(self, command):
+        """A program of a process group of its own, which is ended with its first line read."""
+        tool = pathlib.Path(os.environ["TESSEL_TOOL"]).parent
+        process = subprocess.Popen(
+            ["bash", "-c", f"exec {command}"], cwd=self.folder, encoding="utf-8",
+            env=terminal.environment(PATH=f"{tool}:{os.environ['PATH']}"),
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        )
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.stderr.close)
+        return process
+
+    def finish(self, process):
+        process.send_signal(signal.SIGINT)
+        self.check_end(process)
+
+    def check_end(self, process):
+        """Notes are no errors."""
+        _, errors = process.communicate(timeout=60)
+        errors = re.sub(r"^tessel: note: .*\n", "", errors, flags=re.M)
+        self.assertEqual((process.returncode, errors), (0, ""))
+
+    def hold(self, path):
+        holder = self.start(f"tessel hold {path}")
+        self.assertIn("holding", holder.stdout.readline())
+        return holder
+
+    def check(self, command):
+        self.lay_out()
+        # What runs until it is ended, or beside other work, is ended when it has said something.
+        lasts = command.startswith("tessel hold") or (
+            command.startswith("tessel watch") and "--count" not in command
+        )
+        # Sixty seconds are too long here; the option itself is what is tried.
+        command = command.replace("--count 60", "--count 2 --interval 1").removesuffix(" &")
+        holders = []
+        if command.split()[1] in ("get", "set", "watch"):
+            holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
+        process = self.start(command)
+        if lasts:
+            self.assertNotEqual(process.stdout.readline(), "")
+            self.finish(process)
+        else:
+            self.check_end(process)
+        for holder in holders:
+            self.finish(holder)
+
+    def test_examples_work(self):
+        checked = 0
+        for name in subcommands():
+            for command in examples_of(name):
+                with self.subTest(command=command):
+                    self.check(command)
+                    checked += 1
+        self.assertGreater(checked, 20)
+
+    def test_every_subcommand_has_one(self):
+        for name in subcommands():
+            self.assertTrue(examples_of(name), name)
+
+
+if __name__ == "__main__":
+    unittest.main()
