@@ -10,6 +10,7 @@ cp -r $SOURCE_DIR/examples/device device
 cp $SOURCE_DIR/examples/publish/tank.process.json .
 cp tank.process.json 'my tank.process.json'
 touch points.csv other.txt
+sed 's/"level"/"le vel"/' tank.process.json > spaced.process.json
 source $SOURCE_DIR/tools/tessel/completion/tessel.fish
 
 set failures 0
@@ -28,7 +29,7 @@ expect '--verbose --version' 'tessel --ver'
 expect '--json' 'tessel get --j'
 expect 'sensor-breakage sensor-short-circuit' 'tessel set f u --error sensor'
 expect '--error=overrange' 'tessel set f u --error=over'
-expect 'device/ my tank.process.json tank.process.json' 'tessel get '
+expect 'device/ my tank.process.json spaced.process.json tank.process.json' 'tessel get '
 expect device/ 'tessel build '
 expect device/ 'tessel config get '
 expect 'device/ points.csv' 'tessel config table device url --import '
@@ -36,6 +37,7 @@ expect '--import=points.csv' 'tessel config table device url --import=po'
 expect 'tank/level tank/temperature' 'tessel get tank.process.json '
 expect 'tank/level tank/temperature' 'tessel get my\ tank.process.json ta'
 expect 'my tank.process.json' 'tessel get my\ t'
+expect 'tank/le vel' 'tessel get spaced.process.json tank/l'
 expect '' 'tessel get no.process.json '
 set HOME $folder
 expect 'tank/level' 'tessel get ~/tank.process.json tank/l'

@@ -15,6 +15,7 @@ cp -r "$SOURCE_DIR/examples/device" "$folder/device"
 cp "$SOURCE_DIR/examples/publish/tank.process.json" "$folder"
 cp "$folder/tank.process.json" "$folder/my tank.process.json"
 touch "$folder/points.csv" "$folder/other.txt"
+sed 's/"level"/"le vel"/' "$folder/tank.process.json" > "$folder/spaced.process.json"
 
 cat > "$folder/.zshrc" <<'EOF'
 PROMPT= RPROMPT=
@@ -76,13 +77,14 @@ expect '--verbose --version' 'tessel --ver'
 expect '--json' 'tessel get --j'
 expect 'sensor-breakage sensor-short-circuit' 'tessel set f u --error sensor'
 expect '--error=overrange' 'tessel set f u --error=over'
-expect 'device my tank.process.json tank.process.json' 'tessel get '
+expect 'device my tank.process.json spaced.process.json tank.process.json' 'tessel get '
 expect 'device' 'tessel build '
 expect 'device' 'tessel config get '
 expect 'device points.csv' 'tessel config table device url --import '
 expect 'points.csv' 'tessel config table device url --import=po'
 expect 'tank/level tank/temperature' 'tessel get tank.process.json '
 expect 'tank/level tank/temperature' 'tessel get my\ tank.process.json ta'
+expect 'tank/le vel' 'tessel get spaced.process.json tank/l'
 expect 'diagnosis/ digital/' 'tessel config show device di'
 expect 'inputs/calibration/table#0,0 inputs/calibration/table#0,1 inputs/calibration/table#0,2' \
     'tessel config get device inputs/calibration/table#0'

@@ -73,7 +73,9 @@ _tessel_quoted()
 
 _tessel()
 {
-    local words broken_off index line word typed opening_quote=
+    local words broken_off index line word typed tool opening_quote=
+    _tessel_unquoted "${COMP_WORDS[0]}"
+    tool=$REPLY
     _tessel_words
     if [[ ${words[-1]-} == [\'\"]* ]]; then
         opening_quote=${words[-1]:0:1}
@@ -99,7 +101,7 @@ _tessel()
             _tessel_quoted "$word"
             COMPREPLY+=("$REPLY")
         fi
-    done < <("${COMP_WORDS[0]}" complete -- "${words[@]}" 2>/dev/null)
+    done < <("$tool" complete -- "${words[@]}" 2>/dev/null)
 }
 
 complete -F _tessel tessel

@@ -5,10 +5,10 @@ function __tessel_complete
     set -l typed (commandline --current-token --cut-at-cursor)
     # An open quotation is no text yet.
     set -l plain (string unescape -- "$typed"; or string trim --left --chars \'\" -- "$typed")
-    set -l tool $words[1]
-    set -e words[1]
     set --append words "$plain"
     set words (string replace --regex '^~/' "$HOME/" -- $words)
+    set -l tool $words[1]
+    set --erase words[1]
     for line in ($tool complete -- $words 2>/dev/null)
         if not string match --quiet \t'*' -- $line
             echo $line
