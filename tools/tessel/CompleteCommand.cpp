@@ -9,18 +9,22 @@ bool isPlain(const QString &word)
     return !word.isEmpty() && printable(word) == word;
 }
 
+QString outputLine(const QString &word, const QString &description)
+{
+    return QStringLiteral("%1\t%2\n").arg(word, printable(description));
+}
+
 ExitCode run(const CommandLine &line)
 {
     const Completion completion = completionOf(line.positionalsFrom(0), allCommands());
     QString lines;
     for (const auto &candidate : completion.candidates) {
         if (isPlain(candidate.word)) {
-            lines +=
-                QStringLiteral("%1\t%2\n").arg(candidate.word, printable(candidate.description));
+            lines += outputLine(candidate.word, candidate.description);
         }
     }
     if (!completion.fileEnding.isEmpty()) {
-        lines += QStringLiteral("\t%1\n").arg(completion.fileEnding);
+        lines += outputLine({}, completion.fileEnding);
     }
     writeOutput(lines);
     return ExitCode::Done;

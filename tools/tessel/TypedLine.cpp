@@ -2,7 +2,8 @@
 
 namespace {
 
-const QLatin1String optionsEnd("--");
+/// Alone it ends the options; in front of a name it begins one.
+const QLatin1String optionMark("--");
 
 bool looksLikeOption(const QString &word)
 {
@@ -42,17 +43,18 @@ void TypedLine::take(const QString &word)
         m_positionals.append(word);
         return;
     }
-    m_optionsEnded = word == optionsEnd;
+    m_optionsEnded = word == optionMark;
     m_valueName = valueNameOf(word);
 }
 
 QString TypedLine::valueNameOf(const QString &word) const
 {
+    if (!word.startsWith(optionMark)) {
+        return {};
+    }
     for (const auto &option : m_syntax.options) {
-        for (const auto &name : option.names()) {
-            if (word == QLatin1String("--") + name) {
-                return option.valueName();
-            }
+        if (option.names().contains(word.mid(optionMark.size()))) {
+            return option.valueName();
         }
     }
     return {};

@@ -56,14 +56,19 @@ QVector<Candidate> piecesBehind(const QVector<Candidate> &leaves, const QString 
     return pieces;
 }
 
+QString cellUrl(const QString &url, int row, int column)
+{
+    return QStringLiteral("%1#%2,%3").arg(url).arg(row).arg(column);
+}
+
 QVector<Candidate> cellsOf(const ConfigurationLeaf &leaf)
 {
     const ConfigurationTable table(leaf);
+    const QStringList titles = table.titles();
     QVector<Candidate> cells;
     for (int row = 0; row < table.rows().size(); ++row) {
-        for (int column = 0; column < table.columns().size(); ++column) {
-            cells.append({QStringLiteral("%1#%2,%3").arg(leaf.url).arg(row).arg(column),
-                          table.titles()[column]});
+        for (int column = 0; column < titles.size(); ++column) {
+            cells.append({cellUrl(leaf.url, row, column), titles[column]});
         }
     }
     return cells;
