@@ -61,7 +61,7 @@ class Help(unittest.TestCase):
         (self.folder / "points.csv").write_text("4,0,used\n20,100,used\n", encoding="utf-8")
 
     def start(self, command):
-        """A program of a process group of its own, which is ended with its first line read."""
+        """The command while it runs; ended with the test if it still does."""
         tool = pathlib.Path(os.environ["TESSEL_TOOL"]).parent
         process = subprocess.Popen(
             ["bash", "-c", f"exec {command}"], cwd=self.folder, encoding="utf-8",
@@ -70,6 +70,8 @@ class Help(unittest.TestCase):
         )
         self.addCleanup(process.stdout.close)
         self.addCleanup(process.stderr.close)
+        self.addCleanup(process.wait, timeout=60)
+        self.addCleanup(process.terminate)
         return process
 
     def finish(self, process):
