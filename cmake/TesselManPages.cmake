@@ -17,6 +17,7 @@ endforeach()
 add_custom_command(OUTPUT ${man_pages}
     COMMAND ${TESSEL_SPHINX_BUILD} -W --keep-going -q -E -t man -b man
         -d ${PROJECT_BINARY_DIR}/man-doctrees ${PROJECT_SOURCE_DIR}/docs ${man_folder}
-    DEPENDS ${man_sources} ${PROJECT_SOURCE_DIR}/docs/conf.py ${PROJECT_SOURCE_DIR}/docs/man/index.md
+    DEPENDS ${man_sources}
+        ${PROJECT_SOURCE_DIR}/docs/conf.py ${PROJECT_SOURCE_DIR}/docs/man/index.md
     COMMENT "Manual pages" VERBATIM)
 add_custom_target(TesselManPages ALL DEPENDS ${man_pages})

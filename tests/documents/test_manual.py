@@ -1,5 +1,5 @@
-"""The manual pages name what there is, no less and no more: subcommands, options, exit codes, states,
-keys; and the versions of the formats are the same wherever they stand.
+"""The manual pages name what there is, no less and no more: subcommands, options, exit codes,
+states, keys; and the versions of the formats are the same wherever they stand.
 
 The environment says where the tool is: TESSEL_TOOL.
 """

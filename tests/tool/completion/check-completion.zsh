@@ -69,7 +69,9 @@ expect() {
     fi
 }
 
-zpty shell "cd ${(q)folder} && SOURCE_DIR=${(q)SOURCE_DIR} HOME=${(q)folder} ZDOTDIR=${(q)folder} TERM=dumb zsh -d -i"
+cd $folder
+export HOME=$folder ZDOTDIR=$folder TERM=dumb
+zpty shell zsh -d -i
 read_up_to '<READY>' || exit 1
 
 expect 'watch' 'tessel wa'

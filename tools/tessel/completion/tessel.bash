@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # Completion of tessel for bash. What fits is asked of the tool itself, `tessel complete`.
 
-# Sets REPLY to the word as the shell would pass it on: without quotes, the home folder in place of ~.
-# Variables and commands in it are left alone.
+# Sets REPLY to the word as the shell would pass it on: without quotes, the home folder in place of
+# ~. Variables and commands in it are left alone.
 _tessel_unquoted()
 {
     local typed=$1 quote='' character
@@ -26,8 +26,8 @@ _tessel_unquoted()
     done
 }
 
-# Sets words to what stands behind `tessel` up to the cursor, and broken_off to that part of the last
-# of them which readline leaves alone: it takes --option=VALUE and a:b as three words.
+# Sets words to what stands behind `tessel` up to the cursor, and broken_off to that part of the
+# last of them which readline leaves alone: it takes --option=VALUE and a:b as three words.
 _tessel_words()
 {
     local index word is_joined=false
