@@ -5,9 +5,12 @@
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Configuration/ConfigurationDataValue.h"
 #include "Configuration/ElementType_p.h"
+#include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
 #include <QJsonValue>
+
+#include <typeinfo>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using PropertyHandler = ConfigurationAndProcessDataPropertyHandler;
@@ -63,11 +66,6 @@ QVariant toFramedForm(const ConfigurationAndProcessDataBase &element, const QStr
     return convertedOrInvalid(value, dataType, "Wrong type, property can't set");
 }
 
-QStringList splitUrl(const QString &url)
-{
-    return url.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-}
-
 /// A leaf has nothing below it: any piece that is left leads nowhere.
 void warnOfUrlPastLeaf(const QStringList &pieces)
 {
@@ -113,7 +111,21 @@ void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
 // NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
 const BaseClassSharedPointer ConfigurationAndProcessDataBase::getLeaf(const QString &url)
 {
-    return getLeaf(splitUrl(url));
+    if (!isOfNodeClass(*this)) {
+        return getLeaf(splitUrl(url));
+    }
+    QStringView rest = url;
+    const BaseClassSharedPointer *reached = followUrl(*this, rest);
+    if (reached == nullptr) {
+        return {};
+    }
+    // A copy, which keeps the element while it is asked.
+    BaseClassSharedPointer element = *reached;
+    // A child that could not be parsed is null, and nothing is below it.
+    if (element.isNull() || rest.isEmpty()) {
+        return element;
+    }
+    return element->getLeaf(splitUrl(rest));
 }
 
 // NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
@@ -126,12 +138,27 @@ const BaseClassSharedPointer ConfigurationAndProcessDataBase::getLeaf(const QStr
 QSharedPointer<ConfigurationDataValue> ConfigurationAndProcessDataBase::getLeafConfigurationData(
     const QString &url)
 {
-    return getLeaf(url).dynamicCast<ConfigurationDataValue>();
+    const BaseClassSharedPointer leaf = getLeaf(url);
+    const auto *const element = leaf.data();
+    // The usual class, without a search through its bases.
+    if (element != nullptr && typeid(*element) == typeid(ConfigurationDataValue)) {
+        return leaf.staticCast<ConfigurationDataValue>();
+    }
+    return leaf.dynamicCast<ConfigurationDataValue>();
 }
 
 bool ConfigurationAndProcessDataBase::isUrlValid(const QString &url)
 {
-    return isUrlValid(splitUrl(url));
+    if (!isOfNodeClass(*this)) {
+        return isUrlValid(splitUrl(url));
+    }
+    QStringView rest = url;
+    const BaseClassSharedPointer *reached = followUrl(*this, rest);
+    if (reached == nullptr || rest.isEmpty()) {
+        return reached != nullptr;
+    }
+    const BaseClassSharedPointer element = *reached;
+    return !element.isNull() && element->isUrlValid(splitUrl(rest));
 }
 
 bool ConfigurationAndProcessDataBase::isUrlValid(const QStringList &pieces)

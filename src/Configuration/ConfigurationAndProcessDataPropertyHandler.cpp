@@ -1,10 +1,13 @@
 #include "Configuration/ConfigurationAndProcessDataPropertyHandler.h"
 
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "Configuration/PropertyPath_p.h"
 
 #include <QDebug>
 #include <QHash>
 #include <QList>
+
+#include <utility>
 
 using Base = ConfigurationAndProcessDataBase;
 using Tools = ConfigurationAndProcessDataTools;
@@ -40,6 +43,17 @@ Step firstStep(const QString &path)
     return firstStep(path.split(QLatin1Char('/'), Qt::KeepEmptyParts, Qt::CaseSensitive));
 }
 
+/// Cuts the dimension out of @p piece, which @p parts has taken apart.
+QStringList takeDimensions(QString &piece, const PropertyPath::Piece &parts)
+{
+    if (parts.dimensions.isEmpty()) {
+        return {};
+    }
+    const QStringList indices = parts.dimensions.toString().split(QLatin1Char(','));
+    piece.truncate(static_cast<int>(parts.key.size()));
+    return indices;
+}
+
 Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
 {
     // An indicator of "nothing entered" equals 0 or "" as a variant, but is another value.
@@ -51,10 +65,76 @@ Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
     return Base::SetValueChanged;
 }
 
+/// In two steps, as the result may hold what the value lies in.
+void deliver(const QVariant &value, QVariant &result)
+{
+    QVariant found = value;
+    result = std::move(found);
+}
+
+Base::SetValueStatus storeAlong(QVariant &current, const QStringList &pieces,
+                                const QStringList &indices, const QVariant &value);
+
+/// @p indices is not empty. A container is given up by @p current while it is changed, so that it
+/// has one owner and no copy of it is made.
+Base::SetValueStatus storeInList(QVariant &current, const QStringList &pieces,
+                                 const QStringList &indices, const QVariant &value)
+{
+    if (!current.canConvert(QMetaType::QVariantList)) {
+        return Base::SetValuePropertyPathInvalid;
+    }
+    bool isNumber = false;
+    const int index = indices.first().toInt(&isNumber);
+    if (!isNumber) {
+        qWarning() << "Can not convert Instanz to a number:" << indices.first();
+        return Base::SetValuePropertyPathInvalid;
+    }
+    QVariantList list = current.toList();
+    if (index < 0 || index >= list.size()) {
+        qWarning() << "The dimension is not correct:" << index;
+        return Base::SetValuePropertyPathInvalid;
+    }
+    current.clear();
+    const Base::SetValueStatus status = storeAlong(list[index], pieces, indices.mid(1), value);
+    current = list;
+    return status;
+}
+
+/// @p pieces is not empty.
+Base::SetValueStatus storeInMap(QVariant &current, const QStringList &pieces, const QVariant &value)
+{
+    const Step step = firstStep(pieces);
+    if (!current.canConvert(QMetaType::QVariantMap)) {
+        qWarning() << "Propterty value is no map." << step.key;
+        return Base::SetValueTargetMissing;
+    }
+    QVariantHash map = current.toHash();
+    if (!map.contains(step.key)) {
+        qWarning() << "Key not found" << step.key;
+        return Base::SetValueTargetMissing;
+    }
+    current.clear();
+    const Base::SetValueStatus status = storeAlong(map[step.key], step.pieces, step.indices, value);
+    current = map;
+    return status;
+}
+
+Base::SetValueStatus storeAlong(QVariant &current, const QStringList &pieces,
+                                const QStringList &indices, const QVariant &value)
+{
+    if (!indices.isEmpty()) {
+        return storeInList(current, pieces, indices, value);
+    }
+    return pieces.isEmpty() ? storeValue(current, value) : storeInMap(current, pieces, value);
+}
+
 } // namespace
 
 QStringList ConfigurationAndProcessDataPropertyHandler::getAndRemoveDimension(QString &piece)
 {
+    if (const auto parts = PropertyPath::splitPiece(piece)) {
+        return takeDimensions(piece, *parts);
+    }
     const QRegularExpressionMatch match = sm_RegularExpressionDimension.match(piece);
     if (!match.hasMatch()) {
         return {};
@@ -72,6 +152,17 @@ void ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForGettingVal
         qWarning() << "Key is empty";
         return;
     }
+    if (PropertyPath::isPlainKey(path)) {
+        const auto property = properties.constFind(path);
+        if (property != properties.constEnd()) {
+            deliver(property.value(), result);
+        }
+        return;
+    }
+    if (const QVariant *value = PropertyPath::find(properties, path)) {
+        deliver(*value, result);
+        return;
+    }
     const Step step = firstStep(path);
     const auto property = properties.constFind(step.key);
     if (property != properties.constEnd()) {
@@ -86,6 +177,12 @@ ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForSettingValue(
     if (path.isEmpty()) {
         qWarning() << "Key is empty";
         return Base::SetValuePropertyPathInvalid;
+    }
+    if (PropertyPath::isPlainKey(path)) {
+        const auto property = properties.find(path);
+        if (property != properties.end()) {
+            return storeValue(property.value(), value);
+        }
     }
     const Step step = firstStep(path);
     const auto property = properties.find(step.key);
@@ -138,42 +235,6 @@ ConfigurationAndProcessDataPropertyHandler::SetValueStatus
 ConfigurationAndProcessDataPropertyHandler::iteratePropertiesForSettingValues(
     QVariant &current, const QStringList &pieces, const QStringList &indices, const QVariant &value)
 {
-    if (!indices.isEmpty()) {
-        if (!current.canConvert(QMetaType::QVariantList)) {
-            return Base::SetValuePropertyPathInvalid;
-        }
-        bool isNumber = false;
-        const int index = indices.first().toInt(&isNumber);
-        if (!isNumber) {
-            qWarning() << "Can not convert Instanz to a number:" << indices.first();
-            return Base::SetValuePropertyPathInvalid;
-        }
-        QVariantList list = current.toList();
-        if (index < 0 || index >= list.size()) {
-            qWarning() << "The dimension is not correct:" << index;
-            return Base::SetValuePropertyPathInvalid;
-        }
-        const SetValueStatus status = iteratePropertiesForSettingValues(list[index], pieces,
-                                                                        indices.mid(1), value);
-        current = list;
-        return status;
-    }
-    if (pieces.isEmpty()) {
-        return storeValue(current, value);
-    }
-    const Step step = firstStep(pieces);
-    if (!current.canConvert(QMetaType::QVariantMap)) {
-        qWarning() << "Propterty value is no map." << step.key;
-        return Base::SetValueTargetMissing;
-    }
-    QVariantHash map = current.toHash();
-    const auto entry = map.find(step.key);
-    if (entry == map.end()) {
-        qWarning() << "Key not found" << step.key;
-        return Base::SetValueTargetMissing;
-    }
-    const SetValueStatus status = iteratePropertiesForSettingValues(entry.value(), step.pieces,
-                                                                    step.indices, value);
-    current = map;
-    return status;
+    // A value of its own: the new one may be the old one, or a part of it.
+    return storeAlong(current, pieces, indices, QVariant(value));
 }

@@ -9,9 +9,25 @@
 using Base = ConfigurationAndProcessDataBase;
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
+namespace {
+
+/// False for every plain URL, for which no table need be made.
+bool namesCell(const QString &url)
+{
+    SelectorUrlArrayIndex index;
+    QString urlWithoutIndex;
+    SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, urlWithoutIndex);
+    return index.isValid();
+}
+
+} // namespace
+
 QVariant ConfigurationAndProcessDataTools::extractConfigValueWithArrayIndexUrl(
     const QString &url, const BaseClassSharedPointer &root)
 {
+    if (!namesCell(url)) {
+        return {};
+    }
     Array2dDataTypeWrapper wrapper{QVariantList(), QVariantList()};
     QString urlWithoutIndex;
     SelectorUrlArrayIndex index;
@@ -24,6 +40,9 @@ QVariant ConfigurationAndProcessDataTools::extractConfigValueWithArrayIndexUrl(
 Base::SetValueStatus ConfigurationAndProcessDataTools::setConfigValueWithArrayIndexUrl(
     const QString &url, BaseClassSharedPointer root, const QVariant &value)
 {
+    if (!namesCell(url)) {
+        return Base::SetValueTargetMissing;
+    }
     Array2dDataTypeWrapper wrapper{QVariantList(), QVariantList()};
     QString urlWithoutIndex;
     SelectorUrlArrayIndex index;

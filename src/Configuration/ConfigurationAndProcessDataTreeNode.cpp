@@ -2,6 +2,7 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ElementType_p.h"
+#include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
 
@@ -59,11 +60,16 @@ const BaseClassSharedPointer ConfigurationAndProcessDataTreeNode::getLeaf(const 
         return {};
     }
     BaseClassSharedPointer child = m_childs.value(pieces.first());
+    int used = 1;
+    while (used < pieces.size() && !child.isNull() && isOfNodeClass(*child)) {
+        child = child->getChildMap().value(pieces.at(used));
+        ++used;
+    }
     // A child that could not be parsed is null, and nothing is below it.
-    if (child.isNull() || pieces.size() == 1) {
+    if (child.isNull() || used == pieces.size()) {
         return child;
     }
-    return child->getLeaf(pieces.mid(1));
+    return child->getLeaf(pieces.mid(used));
 }
 
 bool ConfigurationAndProcessDataTreeNode::isUrlValid(const QStringList &pieces)
@@ -71,14 +77,20 @@ bool ConfigurationAndProcessDataTreeNode::isUrlValid(const QStringList &pieces)
     if (pieces.isEmpty()) {
         return false;
     }
-    const auto child = m_childs.constFind(pieces.first());
-    if (child == m_childs.constEnd()) {
-        return false;
+    const ChildMap *childs = &m_childs;
+    for (int used = 1;; ++used) {
+        const auto child = childs->constFind(pieces.at(used - 1));
+        if (child == childs->constEnd() || used == pieces.size()) {
+            return child != childs->constEnd();
+        }
+        if (child.value().isNull()) {
+            return false;
+        }
+        if (!isOfNodeClass(*child.value())) {
+            return child.value()->isUrlValid(pieces.mid(used));
+        }
+        childs = &child.value()->getChildMap();
     }
-    if (pieces.size() == 1) {
-        return true;
-    }
-    return !child.value().isNull() && child.value()->isUrlValid(pieces.mid(1));
 }
 
 void ConfigurationAndProcessDataTreeNode::getContentAsQJsonObject(QJsonObject &json) const
