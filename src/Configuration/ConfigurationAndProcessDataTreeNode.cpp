@@ -1,13 +1,16 @@
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Configuration/ElementRegistration_p.h"
 #include "Configuration/ElementType_p.h"
 #include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
+#include <vector>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
@@ -21,14 +24,50 @@ using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedP
 ConfigurationAndProcessDataBase::ListElements childrenByKey(
     const ConfigurationAndProcessDataBase::ChildMap &childs)
 {
-    QStringList keys = childs.keys();
-    std::sort(keys.begin(), keys.end());
+    using Child = ConfigurationAndProcessDataBase::ChildMap::const_iterator;
+    std::vector<Child> entries;
+    entries.reserve(static_cast<std::size_t>(childs.size()));
+    for (auto child = childs.cbegin(); child != childs.cend(); ++child) {
+        entries.push_back(child);
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](Child left, Child right) { return left.key() < right.key(); });
     ConfigurationAndProcessDataBase::ListElements children;
-    children.reserve(keys.size());
-    for (const QString &key : std::as_const(keys)) {
-        children.append(childs.value(key));
+    children.reserve(childs.size());
+    for (const Child entry : entries) {
+        children.append(entry.value());
     }
     return children;
+}
+
+/// A child in a sort, with what compareElements() would read of it again and again.
+struct Place
+{
+    /// In the list before the sort.
+    int index = 0;
+    bool isNode = false;
+    bool hasPosition = false;
+    int position = 0;
+};
+
+/// For an element of a class of this library, where nobody can tell how often it is read.
+Place readPlace(int index, const ConfigurationAndProcessDataBase &element)
+{
+    const QVariant position = element.getProperty(Definitions::getKeyDataPropertyDisplayPosition());
+    return {index, isTreeNode(element), position.isValid(), position.toInt()};
+}
+
+/// What compareElements() answers, and says.
+bool comparePlaces(const Place &left, const Place &right)
+{
+    if (left.hasPosition && right.hasPosition) {
+        return left.position < right.position;
+    }
+    if (!left.isNode && !right.isNode) {
+        qWarning() << "Object contains no valid element"
+                   << Definitions::getKeyDataPropertyDisplayPosition();
+    }
+    return false;
 }
 
 /// Sorts by display position. What could not be parsed has none and goes to the end.
@@ -37,7 +76,29 @@ void sortChildren(QList<BaseClassSharedPointer> &children)
     const auto firstMissing = std::partition(
         children.begin(), children.end(),
         [](const BaseClassSharedPointer &child) { return !child.isNull(); });
-    std::sort(children.begin(), firstMissing, compareElements);
+    const auto count = static_cast<int>(firstMissing - children.begin());
+    const bool areOwn = std::all_of(children.begin(), firstMissing, [](const auto &child) {
+        return ElementRegistration::isOfOwnClass(*child);
+    });
+    std::vector<Place> places;
+    places.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        places.push_back(areOwn ? readPlace(i, *children.at(i)) : Place{i});
+    }
+    if (areOwn) {
+        std::sort(places.begin(), places.end(), comparePlaces);
+    } else {
+        std::sort(places.begin(), places.end(), [&children](const Place &left, const Place &right) {
+            return compareElements(children.at(left.index), children.at(right.index));
+        });
+    }
+    ConfigurationAndProcessDataBase::ListElements sorted;
+    sorted.reserve(children.size());
+    for (const Place &place : places) {
+        sorted.append(children.at(place.index));
+    }
+    std::copy(firstMissing, children.end(), std::back_inserter(sorted));
+    children = sorted;
 }
 
 } // namespace

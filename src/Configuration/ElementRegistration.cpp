@@ -1,10 +1,12 @@
 #include "Companion/PropertyManagerConst.h"
+#include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/ConfigurationDataValue.h"
 #include "Configuration/ElementRegistration_p.h"
 // The one look upwards from this room: the factory has to know every leaf class by name.
 #include "ProcessData/Linux/ProcessDataValue.h"
 
 #include <memory>
+#include <typeinfo>
 
 namespace ElementRegistration {
 
@@ -33,5 +35,12 @@ const Registration<ConfigurationDataValue> configurationRegistration(configurati
 const Registration<ProcessDataValue> processDescriptionRegistration(processDescriptionPostfix);
 
 } // namespace
+
+bool isOfOwnClass(const ConfigurationAndProcessDataBase &element)
+{
+    const std::type_info &type = typeid(element);
+    return type == typeid(ConfigurationDataValue) || type == typeid(ProcessDataValue)
+           || type == typeid(ConfigurationAndProcessDataTreeNode);
+}
 
 } // namespace ElementRegistration

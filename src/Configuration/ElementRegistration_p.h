@@ -6,7 +6,7 @@
 #include <QJsonObject>
 #include <QString>
 
-/// Which leaf class stands behind a file postfix.
+/// Which leaf class stands behind a file postfix, and which classes of elements are known here.
 namespace ElementRegistration {
 
 using LeafFactory = VEXOFactories::Factory<ConfigurationAndProcessDataBase, const QJsonObject &>;
@@ -14,5 +14,9 @@ using LeafFactory = VEXOFactories::Factory<ConfigurationAndProcessDataBase, cons
 // Set before the leaf classes are registered, that is, while the library is loaded.
 extern const QString configurationPostfix;
 extern const QString processDescriptionPostfix;
+
+/// True for an element of a class of this library itself. One of a class derived from it may answer
+/// in its own way, and has to be asked each time.
+bool isOfOwnClass(const ConfigurationAndProcessDataBase &element);
 
 } // namespace ElementRegistration
