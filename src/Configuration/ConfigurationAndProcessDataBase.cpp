@@ -4,6 +4,7 @@
 #include "Configuration/ConfigurationAndProcessDataPropertyHandler.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Configuration/ConfigurationDataValue.h"
+#include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ElementType_p.h"
 #include "Configuration/UrlWalk_p.h"
 
@@ -19,14 +20,6 @@ using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedP
 using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
 
 namespace {
-
-/// Whether the property under @p key is held in the data type of its element.
-bool isHeldInDataType(const QString &key)
-{
-    return key == Definitions::getKeyDataPropertyValue()
-           || key == Definitions::getKeyDataPropertyMinLimit()
-           || key == Definitions::getKeyDataPropertyMaxLimit();
-}
 
 /// What cannot be converted is reported by @p message and becomes invalid.
 QVariant convertedOrInvalid(const QVariant &value, QMetaType::Type dataType, const char *message)
@@ -97,14 +90,20 @@ void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
     const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
     const bool valueHoldsChildren = typeName == Definitions::getKeyDataTypeTreeNode();
 
+    DescriptionTexts ownTexts;
+    DescriptionTexts &texts = *DescriptionTexts::current();
+    texts.beginElement();
     for (auto entry = json.constBegin(); entry != json.constEnd(); ++entry) {
-        const QString key = entry.key();
-        if (valueHoldsChildren && key == Definitions::getKeyDataPropertyValue()) {
+        const PropertyKey &key = texts.nextKey(entry.key());
+        if (valueHoldsChildren && key.isValue) {
             continue;
         }
-        const QVariant value = entry.value().toVariant();
-        m_properties.insert(
-            key, isHeldInDataType(key) ? toHeldForm(*this, typeName, dataType, value) : value);
+        QVariant value = entry.value().toVariant();
+        texts.shareValue(value);
+        if (key.isHeldInDataType) {
+            value = toHeldForm(*this, typeName, dataType, value);
+        }
+        m_properties[key.text].swap(value);
     }
 }
 
@@ -170,8 +169,9 @@ bool ConfigurationAndProcessDataBase::isUrlValid(const QStringList &pieces)
 bool ConfigurationAndProcessDataBase::isNoInputValueIndicatorSet(const QString &dataType,
                                                                  const QVariant &value) const
 {
-    return (Tools::isNumberType(dataType) || Tools::isSelectorType(dataType))
-           && Tools::isNoInputValueIndicatorSet(value);
+    // The value first, as it is the one that mostly decides.
+    return Tools::isNoInputValueIndicatorSet(value)
+           && (Tools::isNumberType(dataType) || Tools::isSelectorType(dataType));
 }
 
 bool ConfigurationAndProcessDataBase::isNumberType() const
@@ -264,7 +264,7 @@ void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json)
         dataType = QMetaType::QString;
     }
     for (auto property = m_properties.cbegin(); property != m_properties.cend(); ++property) {
-        const QVariant value = isHeldInDataType(property.key())
+        const QVariant value = PropertyKey(property.key()).isHeldInDataType
                                    ? toFramedForm(*this, typeName, dataType, property.value())
                                    : property.value();
         json.insert(property.key(), QJsonValue::fromVariant(value));

@@ -4,6 +4,7 @@
 #include "Companion/FormatVersions.h"
 #include "Companion/JsonReading.h"
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
+#include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ElementRegistration_p.h"
 
 #include <QDebug>
@@ -94,6 +95,7 @@ ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProces
 ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
     createNode(const QJsonObject &json, const QString &postfix) const
 {
+    const DescriptionTexts texts;
     const auto type = json.constFind(Definitions::getKeyDataPropertyType());
     if (type == json.constEnd()) {
         qWarning() << "key 'type' not found in JSON object";

@@ -1,0 +1,69 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Configuration/DescriptionTexts_p.h"
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+thread_local DescriptionTexts *currentTexts = nullptr;
+
+} // namespace
+
+PropertyKey::PropertyKey(const QString &key)
+    : text(key)
+    , isType(key == Definitions::getKeyDataPropertyType())
+    , isValue(key == Definitions::getKeyDataPropertyValue())
+    , isHeldInDataType(isValue || key == Definitions::getKeyDataPropertyMinLimit()
+                       || key == Definitions::getKeyDataPropertyMaxLimit())
+{
+}
+
+DescriptionTexts::DescriptionTexts()
+{
+    if (currentTexts == nullptr) {
+        currentTexts = this;
+    }
+}
+
+DescriptionTexts::~DescriptionTexts()
+{
+    if (currentTexts == this) {
+        currentTexts = nullptr;
+    }
+}
+
+DescriptionTexts *DescriptionTexts::current()
+{
+    return currentTexts;
+}
+
+const PropertyKey &DescriptionTexts::nextKey(const QString &key)
+{
+    const std::size_t index = m_index++;
+    if (index == m_properties.size()) {
+        m_properties.push_back({PropertyKey(*m_texts.insert(key)), {}});
+    } else if (m_properties[index].key.text != key) {
+        m_properties[index] = {PropertyKey(*m_texts.insert(key)), {}};
+    }
+    return m_properties[index].key;
+}
+
+void DescriptionTexts::shareValue(QVariant &value)
+{
+    if (value.userType() != QMetaType::QString) {
+        return;
+    }
+    const auto &text = *static_cast<const QString *>(value.constData());
+    // An empty text has nothing to share, and may be null or not.
+    if (text.isEmpty()) {
+        return;
+    }
+    Property &property = m_properties[m_index - 1];
+    if (property.key.isType) {
+        value = *m_texts.insert(text);
+    } else if (property.lastText == text) {
+        value = property.lastText;
+    } else {
+        property.lastText = text;
+    }
+}

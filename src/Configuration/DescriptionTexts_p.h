@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QSet>
+#include <QString>
+#include <QVariant>
+
+#include <vector>
+
+/// The key of a property, and what an element has to know of it.
+struct PropertyKey
+{
+    explicit PropertyKey(const QString &key);
+
+    QString text;
+    bool isType;
+    bool isValue;
+    /// Whether the property is held in the data type of its element: the value and its limits.
+    bool isHeldInDataType;
+};
+
+/// The texts that the elements of one description have in common.
+///
+/// Ten thousand leaves have the same dozen keys, and mostly the same unit and type. While one of
+/// these is alive on a thread, the elements made there share the characters of such texts instead
+/// of holding copies. It ends with the outermost call that makes elements of a description, so
+/// nothing is kept from one description to the next.
+class DescriptionTexts
+{
+public:
+    /// Becomes the current one of this thread, unless there is one already.
+    DescriptionTexts();
+    ~DescriptionTexts();
+
+    /// Null outside of any description.
+    static DescriptionTexts *current();
+
+    /// Begins with the properties of another element.
+    void beginElement() { m_index = 0; }
+    /// The next property of the element. Elements beside each other have the same keys in the same
+    /// order as a rule, so that the one at the same place is tried first.
+    const PropertyKey &nextKey(const QString &key);
+    /// Lets @p value, the value of this property, share the characters of an equal text.
+    void shareValue(QVariant &value);
+
+private:
+    Q_DISABLE_COPY(DescriptionTexts)
+
+    struct Property
+    {
+        PropertyKey key;
+        QString lastText;
+    };
+
+    std::vector<Property> m_properties;
+    std::size_t m_index = 0;
+    QSet<QString> m_texts;
+};

@@ -1,0 +1,137 @@
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/ConfigurationDataValue.h"
+#include "RandomConfiguration.h"
+#include "support/LogCapture.h"
+
+#include <QtTest>
+
+using Base = ConfigurationAndProcessDataBase;
+using Element = Base::BaseClassSharedPointer;
+using Parser = ConfigurationAndProcessDataParser;
+
+namespace {
+
+/// Compares each element of @p tree with one that was made of its JSON alone.
+void compareWithLoneElements(const Element &tree, const QJsonObject &json)
+{
+    const Base::PropertyMap expected = Base(json, nullptr).getProperties();
+    const Base::PropertyMap properties = tree->getProperties();
+    QCOMPARE(properties, expected);
+    for (auto property = expected.cbegin(); property != expected.cend(); ++property) {
+        const QVariant value = properties.value(property.key());
+        QCOMPARE(value.userType(), property.value().userType());
+        QCOMPARE(value.isNull(), property.value().isNull());
+    }
+    const QJsonObject childs = json.value("value").toObject();
+    for (auto child = tree->getChildMap().cbegin(); child != tree->getChildMap().cend(); ++child) {
+        compareWithLoneElements(child.value(), childs.value(child.key()).toObject());
+    }
+}
+
+const QChar *keyCharacters(const Element &element, const QString &key)
+{
+    const Base::PropertyMap properties = element->getProperties();
+    return properties.constFind(key).key().constData();
+}
+
+const QChar *textCharacters(const Element &element, const QString &key)
+{
+    return element->getProperty(key).toString().constData();
+}
+
+} // namespace
+
+class tst_ParserSharing : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void elementsOfADescriptionAreAsIfMadeAlone();
+    void keysAndRepeatedTextsAreSharedWithinADescription();
+    void nothingIsKeptForTheNextDescription();
+    void anElementMadeAloneSharesNothing();
+    void aChangeStaysWithItsElement();
+
+private:
+    QJsonObject m_description;
+};
+
+void tst_ParserSharing::init()
+{
+    const QJsonObject leaf{{"type", "int32"}, {"ownKey", "same"}, {"other", ""}};
+    // Between equal leaves stands one of another shape.
+    m_description = {{"type", "treenode"},
+                     {"value", QJsonObject{{"a", leaf},
+                                           {"b", QJsonObject{{"type", "string"}, {"z", "same"}}},
+                                           {"c", leaf},
+                                           {"d", leaf}}}};
+}
+
+void tst_ParserSharing::elementsOfADescriptionAreAsIfMadeAlone()
+{
+    const quint32 seed = QRandomGenerator::global()->generate();
+    qInfo() << "seed" << seed;
+    RandomConfiguration random(seed);
+    LogCapture log;
+    for (int i = 0; i < 200; ++i) {
+        const QJsonObject description = random.description();
+
+        const Element root = Parser().createNode(description, "config.json");
+
+        QVERIFY(!root.isNull());
+        compareWithLoneElements(root, description);
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+    }
+}
+
+void tst_ParserSharing::keysAndRepeatedTextsAreSharedWithinADescription()
+{
+    const Element root = Parser().createNode(m_description, "config.json");
+
+    const Element a = root->getLeaf("a");
+    const Element c = root->getLeaf("c");
+    const Element d = root->getLeaf("d");
+    QCOMPARE(keyCharacters(a, "ownKey"), keyCharacters(c, "ownKey"));
+    QCOMPARE(keyCharacters(a, "type"), keyCharacters(root->getLeaf("b"), "type"));
+    QCOMPARE(textCharacters(a, "type"), textCharacters(c, "type"));
+    QCOMPARE(textCharacters(c, "ownKey"), textCharacters(d, "ownKey"));
+}
+
+void tst_ParserSharing::nothingIsKeptForTheNextDescription()
+{
+    const Element first = Parser().createNode(m_description, "config.json");
+    const Element second = Parser().createNode(m_description, "config.json");
+
+    QVERIFY(keyCharacters(first->getLeaf("a"), "ownKey")
+            != keyCharacters(second->getLeaf("a"), "ownKey"));
+}
+
+void tst_ParserSharing::anElementMadeAloneSharesNothing()
+{
+    const QJsonObject json = m_description.value("value").toObject().value("a").toObject();
+
+    const Element first(new ConfigurationDataValue(json, nullptr));
+    const Element second(new ConfigurationDataValue(json, nullptr));
+
+    QVERIFY(keyCharacters(first, "ownKey") != keyCharacters(second, "ownKey"));
+    QCOMPARE(first->getProperties(), second->getProperties());
+}
+
+void tst_ParserSharing::aChangeStaysWithItsElement()
+{
+    const Element root = Parser().createNode(m_description, "config.json");
+
+    root->getLeaf("c")->setProperty("ownKey", "changed");
+
+    QCOMPARE(root->getLeaf("c")->getProperty("ownKey"), QVariant("changed"));
+    QCOMPARE(root->getLeaf("a")->getProperty("ownKey"), QVariant("same"));
+    QCOMPARE(root->getLeaf("d")->getProperty("ownKey"), QVariant("same"));
+}
+
+QTEST_GUILESS_MAIN(tst_ParserSharing)
+
+#include "tst_ParserSharing.moc"
