@@ -389,6 +389,23 @@ void frameFloor(benchmark::State &state)
     }
 }
 
+/// All leaves in one node.
+void frameFlat(benchmark::State &state)
+{
+    const auto leaves = static_cast<int>(state.range(0));
+    QJsonObject children;
+    for (int i = 0; i < leaves; ++i) {
+        children.insert(QStringLiteral("value%1").arg(i, 6, 10, QLatin1Char('0')),
+                        QJsonObject{{"type", "int32"}, {"value", i}});
+    }
+    const Root root = parsed(node(children));
+    const ConfigurationAndProcessDataParser parser;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(parser.createJsonObject(root));
+    }
+    state.SetComplexityN(leaves);
+}
+
 /// A chain of nodes with one leaf at its end.
 void getLeafAtDepth(benchmark::State &state)
 {
@@ -495,6 +512,7 @@ BENCHMARK(getLeafAtDepth)
     ->RangeMultiplier(2)
     ->Range(1, 32)
     ->Complexity(benchmark::oN);
+BENCHMARK(frameFlat)->Name("config/growth/frameFlat")->Arg(1000)->Arg(30000);
 BENCHMARK(cellWriteByUrl)->Name("config/growth/cellWriteByUrl")->Arg(1000)->Arg(100000);
 BENCHMARK(cellWriteInWrapper)->Name("config/growth/cellWriteInWrapper")->Arg(1000)->Arg(100000);
 BENCHMARK(addNewRow)->Name("config/growth/addNewRow")->Arg(1000)->Arg(100000);

@@ -264,7 +264,7 @@ void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json)
         dataType = QMetaType::QString;
     }
     for (auto property = m_properties.cbegin(); property != m_properties.cend(); ++property) {
-        const QVariant value = PropertyKey(property.key()).isHeldInDataType
+        const QVariant value = PropertyKey::isHeldInDataTypeUnder(property.key())
                                    ? toFramedForm(*this, typeName, dataType, property.value())
                                    : property.value();
         json.insert(property.key(), QJsonValue::fromVariant(value));

@@ -101,6 +101,19 @@ void sortChildren(QList<BaseClassSharedPointer> &children)
     children = sorted;
 }
 
+/// Objects keep their members in the order of their keys. In that order each goes to the end, where
+/// in any other the members behind it would have to make room every time.
+QJsonObject withMembers(std::vector<std::pair<QString, QJsonObject>> &members)
+{
+    std::sort(members.begin(), members.end(),
+              [](const auto &left, const auto &right) { return left.first < right.first; });
+    QJsonObject json;
+    for (const auto &member : members) {
+        json.insert(member.first, member.second);
+    }
+    return json;
+}
+
 } // namespace
 
 ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode(const QJsonObject &json,
@@ -158,7 +171,8 @@ void ConfigurationAndProcessDataTreeNode::getContentAsQJsonObject(QJsonObject &j
 {
     ConfigurationAndProcessDataBase::getContentAsQJsonObject(json);
 
-    QJsonObject children;
+    std::vector<std::pair<QString, QJsonObject>> framed;
+    framed.reserve(static_cast<std::size_t>(m_childs.size()));
     if (m_childs.isEmpty()) {
         qWarning() << "Node has no childs!" << this;
     }
@@ -169,9 +183,9 @@ void ConfigurationAndProcessDataTreeNode::getContentAsQJsonObject(QJsonObject &j
         }
         QJsonObject childJson;
         child.value()->getContentAsQJsonObject(childJson);
-        children.insert(child.key(), childJson);
+        framed.emplace_back(child.key(), childJson);
     }
-    json.insert(Definitions::getKeyDataPropertyValue(), children);
+    json.insert(Definitions::getKeyDataPropertyValue(), withMembers(framed));
 }
 
 void ConfigurationAndProcessDataTreeNode::collectElements(ListElements &elements, bool sorted) const

@@ -13,9 +13,15 @@ PropertyKey::PropertyKey(const QString &key)
     : text(key)
     , isType(key == Definitions::getKeyDataPropertyType())
     , isValue(key == Definitions::getKeyDataPropertyValue())
-    , isHeldInDataType(isValue || key == Definitions::getKeyDataPropertyMinLimit()
-                       || key == Definitions::getKeyDataPropertyMaxLimit())
+    , isHeldInDataType(isHeldInDataTypeUnder(key))
 {
+}
+
+bool PropertyKey::isHeldInDataTypeUnder(const QString &key)
+{
+    return key == Definitions::getKeyDataPropertyValue()
+           || key == Definitions::getKeyDataPropertyMinLimit()
+           || key == Definitions::getKeyDataPropertyMaxLimit();
 }
 
 DescriptionTexts::DescriptionTexts()

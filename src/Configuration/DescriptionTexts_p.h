@@ -11,6 +11,9 @@ struct PropertyKey
 {
     explicit PropertyKey(const QString &key);
 
+    /// What isHeldInDataType would be for @p key.
+    static bool isHeldInDataTypeUnder(const QString &key);
+
     QString text;
     bool isType;
     bool isValue;
