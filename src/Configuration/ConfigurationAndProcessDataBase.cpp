@@ -6,12 +6,14 @@
 #include "Configuration/ConfigurationDataValue.h"
 #include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ElementType_p.h"
+#include "Configuration/FramedShape_p.h"
 #include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
 #include <QJsonValue>
 
 #include <typeinfo>
+#include <vector>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using PropertyHandler = ConfigurationAndProcessDataPropertyHandler;
@@ -263,12 +265,15 @@ void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json)
         // A number of JSON is a double, in which 64 bits find no room.
         dataType = QMetaType::QString;
     }
+    std::vector<QVariant> values;
+    values.reserve(static_cast<std::size_t>(m_properties.size()));
     for (auto property = m_properties.cbegin(); property != m_properties.cend(); ++property) {
-        const QVariant value = PropertyKey::isHeldInDataTypeUnder(property.key())
-                                   ? toFramedForm(*this, typeName, dataType, property.value())
-                                   : property.value();
-        json.insert(property.key(), QJsonValue::fromVariant(value));
+        values.push_back(PropertyKey::isHeldInDataTypeUnder(property.key())
+                             ? toFramedForm(*this, typeName, dataType, property.value())
+                             : property.value());
     }
+    const FramedShape ownShape;
+    FramedShape::current()->fill(json, m_properties, values);
 }
 
 void ConfigurationAndProcessDataBase::collectElements(ListElements & /*elements*/,

@@ -1,4 +1,5 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/FramedShape_p.h"
 
 #include <QDebug>
 #include <QSaveFile>
@@ -11,6 +12,7 @@ QJsonObject ConfigurationAndProcessDataParser::createJsonObject(
         qWarning() << "Root-Node is undefined!";
         return json;
     }
+    const FramedShape shape;
     root->getContentAsQJsonObject(json);
     return json;
 }
