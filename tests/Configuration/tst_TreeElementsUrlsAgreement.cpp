@@ -12,7 +12,7 @@ using Element = Base::BaseClassSharedPointer;
 
 namespace {
 
-constexpr int cases = 10000;
+constexpr int cases = 4000;
 
 using Calls = QList<QPair<const Base *, QStringList>>;
 
