@@ -1,15 +1,12 @@
 // Times of a device directory at size: its build, its second build, and the start of the processes
 // that use it, beside what parsing the same files costs without the library.
 
-#include "ProcessDataManagement/ProcessDataBuilder.h"
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "DeviceDirectory.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
-#include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
-#include <QProcess>
-#include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
@@ -18,43 +15,6 @@ namespace {
 
 constexpr int fileCount = 200;
 constexpr int leavesPerFile = 100;
-constexpr int leafCount = fileCount * leavesPerFile;
-
-QStringList processFiles(const QString &directory)
-{
-    QStringList paths;
-    QDirIterator walk(directory, {QStringLiteral("*.process.json")}, QDir::Files,
-                      QDirIterator::Subdirectories);
-    while (walk.hasNext()) {
-        paths.append(walk.next());
-    }
-    paths.sort();
-    return paths;
-}
-
-/// A directory of descriptions that has never been built.
-class FreshDirectory
-{
-public:
-    FreshDirectory() : m_path(m_parent.filePath(QStringLiteral("device")))
-    {
-        QProcess::execute(QStringLiteral(MAKE_DIRECTORY),
-                          {m_path, QString::number(fileCount), QString::number(leavesPerFile)});
-    }
-
-    const QString &path() const { return m_path; }
-
-private:
-    QTemporaryDir m_parent;
-    QString m_path;
-};
-
-bool build(const QString &directory)
-{
-    QString key;
-    return ProcessDataBuilder().buildProcessDataFromDir(QStringLiteral("benchmark"), directory,
-                                                        key);
-}
 
 /// Inode and time of change of each file: equal only if none was written.
 QList<QPair<quint64, qint64>> fileStates(const QStringList &paths)
@@ -69,16 +29,47 @@ QList<QPair<quint64, qint64>> fileStates(const QStringList &paths)
     return states;
 }
 
-void countLeaves(benchmark::State &state)
+int countWrites(const QList<QPair<quint64, qint64>> &before,
+                const QList<QPair<quint64, qint64>> &after)
 {
-    state.counters["per leaf"] = benchmark::Counter(
-        leafCount, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    int writes = 0;
+    for (int i = 0; i < before.size(); ++i) {
+        writes += before[i] == after[i] ? 0 : 1;
+    }
+    return writes;
 }
 
-void BM_parseWithToolkitAlone(benchmark::State &state)
+/// Every file into a tree, @p times over, with nothing laid out and nothing made live.
+void parseFiles(benchmark::State &state, int times)
 {
-    const FreshDirectory directory;
-    const QStringList paths = processFiles(directory.path());
+    const DeviceDirectory directory(fileCount, leavesPerFile);
+    directory.build();
+    const QStringList paths = directory.files();
+    const ConfigurationAndProcessDataParser parser;
+    for (auto _ : state) {
+        for (int i = 0; i < times; ++i) {
+            for (const QString &path : paths) {
+                benchmark::DoNotOptimize(parser.parseFromFile(path));
+            }
+        }
+    }
+}
+
+void parseFilesOnce(benchmark::State &state)
+{
+    parseFiles(state, 1);
+}
+
+void parseFilesTwice(benchmark::State &state)
+{
+    parseFiles(state, 2);
+}
+
+void parseWithToolkitAlone(benchmark::State &state)
+{
+    const DeviceDirectory directory(fileCount, leavesPerFile);
+    directory.build();
+    const QStringList paths = directory.files();
     for (auto _ : state) {
         for (const QString &path : paths) {
             QFile file(path);
@@ -89,43 +80,41 @@ void BM_parseWithToolkitAlone(benchmark::State &state)
             benchmark::DoNotOptimize(QJsonDocument::fromJson(file.readAll()));
         }
     }
-    countLeaves(state);
 }
 
-void BM_firstBuild(benchmark::State &state)
+void firstBuild(benchmark::State &state)
 {
     for (auto _ : state) {
         state.PauseTiming();
-        const FreshDirectory directory;
-        state.ResumeTiming();
-        if (!build(directory.path())) {
-            state.SkipWithError("the directory cannot be built");
-            return;
+        {
+            const DeviceDirectory directory(fileCount, leavesPerFile);
+            state.ResumeTiming();
+            if (!directory.build()) {
+                state.SkipWithError("the directory cannot be built");
+                return;
+            }
+            state.PauseTiming();
         }
+        state.ResumeTiming();
     }
-    countLeaves(state);
 }
 
-void BM_secondBuild(benchmark::State &state)
+void secondBuild(benchmark::State &state)
 {
-    const FreshDirectory directory;
-    build(directory.path());
-    const QStringList paths = processFiles(directory.path());
+    const DeviceDirectory directory(fileCount, leavesPerFile);
+    directory.build();
+    const QStringList paths = directory.files();
     const auto before = fileStates(paths);
     for (auto _ : state) {
-        build(directory.path());
+        directory.build();
     }
-    if (fileStates(paths) != before) {
-        state.SkipWithError("a second build wrote a file");
-        return;
-    }
-    countLeaves(state);
+    state.counters["filesWritten"] = countWrites(before, fileStates(paths));
 }
 
-void BM_creatingStart(benchmark::State &state)
+void creatingStart(benchmark::State &state)
 {
-    const FreshDirectory directory;
-    build(directory.path());
+    const DeviceDirectory directory(fileCount, leavesPerFile);
+    directory.build();
     for (auto _ : state) {
         ProcessDataManager manager;
         const auto root = manager.createProcessDataFromDir(
@@ -136,12 +125,11 @@ void BM_creatingStart(benchmark::State &state)
             return;
         }
     }
-    countLeaves(state);
 }
 
-void BM_attachingStart(benchmark::State &state)
+void attachingStart(benchmark::State &state)
 {
-    const FreshDirectory directory;
+    const DeviceDirectory directory(fileCount, leavesPerFile);
     ProcessDataManager creator;
     const auto root = creator.createProcessDataFromDir(
         QStringLiteral("benchmark"), directory.path(),
@@ -156,22 +144,18 @@ void BM_attachingStart(benchmark::State &state)
             return;
         }
     }
-    countLeaves(state);
 }
 
 } // namespace
 
-BENCHMARK(BM_parseWithToolkitAlone)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_firstBuild)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_secondBuild)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_creatingStart)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_attachingStart)->Unit(benchmark::kMillisecond);
-
-int main(int argc, char **argv)
-{
-    // The lines about keys would drown the table.
-    qputenv("QT_LOGGING_RULES", "default.debug=false");
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
+BENCHMARK(firstBuild)->Name("directory/firstBuild/tessel")->Unit(benchmark::kMillisecond);
+BENCHMARK(parseFilesOnce)->Name("directory/firstBuild/floor")->Unit(benchmark::kMillisecond);
+BENCHMARK(secondBuild)->Name("directory/secondBuild/tessel")->Unit(benchmark::kMillisecond);
+BENCHMARK(parseFilesOnce)->Name("directory/secondBuild/floor")->Unit(benchmark::kMillisecond);
+BENCHMARK(parseWithToolkitAlone)
+    ->Name("directory/secondBuild/peer-qjsondocument")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(creatingStart)->Name("directory/creatingStart/tessel")->Unit(benchmark::kMillisecond);
+BENCHMARK(parseFilesTwice)->Name("directory/creatingStart/floor")->Unit(benchmark::kMillisecond);
+BENCHMARK(attachingStart)->Name("directory/attachingStart/tessel")->Unit(benchmark::kMillisecond);
+BENCHMARK(parseFilesOnce)->Name("directory/attachingStart/floor")->Unit(benchmark::kMillisecond);
