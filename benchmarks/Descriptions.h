@@ -9,8 +9,6 @@
 namespace Descriptions {
 
 constexpr int leavesPerGroup = 100;
-/// Properties of a leaf, its type and value included.
-constexpr int propertiesPerLeaf = 12;
 
 /// A configuration leaf of twelve properties.
 inline QJsonObject configurationLeaf(int position)
@@ -27,23 +25,6 @@ inline QJsonObject configurationLeaf(int position)
             {QStringLiteral("viewStart"), 0},
             {QStringLiteral("viewEnd"), 16},
             {QStringLiteral("readOnly"), false}};
-}
-
-/// A process leaf of twelve properties: a double with its error word.
-inline QJsonObject processLeaf(int position)
-{
-    return {{QStringLiteral("type"), QStringLiteral("double")},
-            {QStringLiteral("sizeValue"), 8},
-            {QStringLiteral("sizeMetadata"), 4},
-            {QStringLiteral("relativeOffsetMetadata"), 8},
-            {QStringLiteral("offsetSharedMemory"), 12 * position},
-            {QStringLiteral("bitmask"), 1},
-            {QStringLiteral("readOnly"), false},
-            {QStringLiteral("unit"), QStringLiteral("bar")},
-            {QStringLiteral("viewStart"), 0},
-            {QStringLiteral("viewEnd"), 16},
-            {QStringLiteral("labelTextId"), QStringLiteral("leaf.%1").arg(position)},
-            {QStringLiteral("displayPosition"), position}};
 }
 
 /// The least that a configuration leaf needs to be collected in order.

@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QJsonDocument>
 
+#include <memory>
+
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
 
@@ -86,15 +88,14 @@ void firstBuild(benchmark::State &state)
 {
     for (auto _ : state) {
         state.PauseTiming();
-        {
-            const DeviceDirectory directory(fileCount, leavesPerFile);
-            state.ResumeTiming();
-            if (!directory.build()) {
-                state.SkipWithError("the directory cannot be built");
-                return;
-            }
-            state.PauseTiming();
+        auto directory = std::make_unique<DeviceDirectory>(fileCount, leavesPerFile);
+        state.ResumeTiming();
+        if (!directory->build()) {
+            state.SkipWithError("the directory cannot be built");
+            return;
         }
+        state.PauseTiming();
+        directory.reset();
         state.ResumeTiming();
     }
 }

@@ -31,8 +31,10 @@ LiveDoubles makeAttached(int count)
 class AttachedReader
 {
 public:
-    AttachedReader() : m_doubles(std::make_unique<LiveDoubles>(
-        QStringLiteral("Exchange"), 1, ProcessDataManager::InitTypeSharedMemoryAttach, getppid()))
+    AttachedReader()
+        : m_doubles(std::make_unique<LiveDoubles>(QStringLiteral("Exchange"), 1,
+                                                  ProcessDataManager::InitTypeSharedMemoryAttach,
+                                                  getppid()))
     {
     }
 
@@ -139,9 +141,15 @@ void readWithoutWriter(benchmark::State &state)
 } // namespace
 
 // A sample holds 101 hand-overs, so that few iterations are enough.
-BENCHMARK(publishToReader)->Name("exchange/publishToReader/tessel")->UseManualTime()->Iterations(50);
-BENCHMARK(swapToReader)->Name("exchange/swapToReader/tessel")->UseManualTime()->Iterations(50);
-BENCHMARK(handOverCacheLine)->Name("exchange/publishToReader/floor")->UseManualTime()->Iterations(50);
-BENCHMARK(handOverCacheLine)->Name("exchange/swapToReader/floor")->UseManualTime()->Iterations(50);
+BENCHMARK(publishToReader)
+    ->Name("exchange/publishToReader/tessel")
+    ->UseManualTime()
+    ->Iterations(20);
+BENCHMARK(swapToReader)->Name("exchange/swapToReader/tessel")->UseManualTime()->Iterations(20);
+BENCHMARK(handOverCacheLine)
+    ->Name("exchange/publishToReader/floor")
+    ->UseManualTime()
+    ->Iterations(20);
+BENCHMARK(handOverCacheLine)->Name("exchange/swapToReader/floor")->UseManualTime()->Iterations(20);
 BENCHMARK(readAgainstWriter)->Name("exchange/bulkReader10000/tessel")->UseRealTime();
 BENCHMARK(readWithoutWriter)->Name("exchange/bulkReader10000/floor")->UseRealTime();

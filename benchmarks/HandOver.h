@@ -1,10 +1,9 @@
 #pragma once
 
 #include "ForkedChild.h"
+#include "MedianOfSamples.h"
 #include "support/SharedRegion.h"
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <new>
@@ -54,8 +53,8 @@ public:
     std::optional<double> sample(const Prepare &prepare, const Publish &publish)
     {
         sem_post(&m_shared->begin);
-        std::array<qint64, sm_count> times{};
-        for (qint64 &time : times) {
+        MedianOfSamples::Samples times{};
+        for (double &time : times) {
             ++m_number;
             prepare(m_number);
             const qint64 begin = now();
@@ -63,14 +62,13 @@ public:
             if (!waitUntilSeen(begin)) {
                 return std::nullopt;
             }
-            time = m_shared->seenAt.load(std::memory_order_relaxed) - begin;
+            const qint64 taken = m_shared->seenAt.load(std::memory_order_relaxed) - begin;
+            time = static_cast<double>(taken) * 1e-9;
         }
-        std::nth_element(times.begin(), times.begin() + sm_count / 2, times.end());
-        return static_cast<double>(times[sm_count / 2]) * 1e-9;
+        return MedianOfSamples::median(times);
     }
 
 private:
-    static constexpr int sm_count = 101;
     static constexpr qint64 sm_longestWait = 5'000'000'000;
 
     struct Shared
@@ -108,7 +106,7 @@ private:
         sem_post(&m_shared->ready);
         quint64 number = 0;
         while (sem_wait(&m_shared->begin) == 0 && !isOver()) {
-            for (int i = 0; i < sm_count; ++i) {
+            for (int i = 0; i < MedianOfSamples::count; ++i) {
                 ++number;
                 while (read() != number && !isOver()) { }
                 m_shared->seenAt.store(now(), std::memory_order_relaxed);

@@ -21,7 +21,10 @@ public:
 
     /// Writes the number into every leaf, inside one write lock.
     bool writeAll(double number);
-    bool publishAll(double number) { return writeAll(number) && m_manager.swapReadAndWriteBuffer(); }
+    bool publishAll(double number)
+    {
+        return writeAll(number) && m_manager.swapReadAndWriteBuffer();
+    }
 
 private:
     ProcessDataManager m_manager;

@@ -2,11 +2,11 @@
 // the library. The peers of the single accesses stand in peers/ and run in this program as well.
 
 #include "LiveDoubles.h"
+#include "MedianOfSamples.h"
 #include "PlainSlot.h"
 #include "support/SharedRegion.h"
 
 #include <atomic>
-#include <chrono>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -186,13 +186,6 @@ void plainWriteLoop(benchmark::State &state)
 
 // The swap. Its copy is made by the first write lock behind it, which is therefore timed with it.
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point begin)
-{
-    return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
 void swapAfterBulk(benchmark::State &state)
 {
     LiveDoubles doubles = makeLive(bulkCount);
@@ -200,14 +193,15 @@ void swapAfterBulk(benchmark::State &state)
         return;
     }
     double number = 0;
-    for (auto _ : state) {
+    MedianOfSamples::measure(state, [&doubles, &number] {
         doubles.writeAll(++number);
-        const auto begin = Clock::now();
+        const auto begin = MedianOfSamples::Clock::now();
         doubles.manager().swapReadAndWriteBuffer();
         doubles.manager().lockWriteBuffer();
-        state.SetIterationTime(secondsSince(begin));
+        const double seconds = MedianOfSamples::secondsSince(begin);
         doubles.manager().unlockWriteBuffer();
-    }
+        return seconds;
+    });
 }
 
 void bulkWriteBetweenSwaps(benchmark::State &state)
@@ -217,14 +211,14 @@ void bulkWriteBetweenSwaps(benchmark::State &state)
         return;
     }
     double number = 0;
-    for (auto _ : state) {
+    MedianOfSamples::measure(state, [&doubles, &number] {
         doubles.manager().swapReadAndWriteBuffer();
         doubles.manager().lockWriteBuffer();
         doubles.manager().unlockWriteBuffer();
-        const auto begin = Clock::now();
+        const auto begin = MedianOfSamples::Clock::now();
         doubles.writeAll(++number);
-        state.SetIterationTime(secondsSince(begin));
-    }
+        return MedianOfSamples::secondsSince(begin);
+    });
 }
 
 } // namespace
@@ -237,5 +231,9 @@ BENCHMARK(bulkRead)->Name("value/bulkRead1000/tessel");
 BENCHMARK(plainReadLoop)->Name("value/bulkRead1000/floor");
 BENCHMARK(bulkWrite)->Name("value/bulkWrite1000/tessel");
 BENCHMARK(plainWriteLoop)->Name("value/bulkWrite1000/floor");
-BENCHMARK(swapAfterBulk)->Name("value/swapAfterBulk1000/tessel")->UseManualTime();
-BENCHMARK(bulkWriteBetweenSwaps)->Name("value/swapAfterBulk1000/floor")->UseManualTime();
+// An iteration holds a hundred samples, so that few are enough.
+BENCHMARK(swapAfterBulk)->Name("value/swapAfterBulk1000/tessel")->UseManualTime()->Iterations(20);
+BENCHMARK(bulkWriteBetweenSwaps)
+    ->Name("value/swapAfterBulk1000/floor")
+    ->UseManualTime()
+    ->Iterations(20);

@@ -4,43 +4,32 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Descriptions.h"
 
-#include <KConfig>
-#include <KConfigGroup>
-
 #include <QJsonDocument>
 #include <QTemporaryDir>
 
+#include <KConfig>
+#include <KConfigGroup>
 #include <memory>
 #include <string>
 
 #include <benchmark/benchmark.h>
 #include <libyang/libyang.h>
 #include <malloc.h>
-#include <nlohmann/json.hpp>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+
+#include <nlohmann/json.hpp>
 
 namespace {
 
 constexpr int leafCount = 10000;
 
-using MakeLeaf = QJsonObject (*)(int);
-
-QByteArray textOf(MakeLeaf makeLeaf)
-{
-    return QJsonDocument(Descriptions::tree(leafCount, makeLeaf)).toJson(QJsonDocument::Compact);
-}
-
 const QByteArray &configurationText()
 {
-    static const QByteArray text = textOf(Descriptions::configurationLeaf);
-    return text;
-}
-
-const QByteArray &processText()
-{
-    static const QByteArray text = textOf(Descriptions::processLeaf);
+    static const QByteArray text =
+        QJsonDocument(Descriptions::tree(leafCount, Descriptions::configurationLeaf))
+            .toJson(QJsonDocument::Compact);
     return text;
 }
 
@@ -65,7 +54,7 @@ void countHeap(benchmark::State &state, const Parse &parse)
     state.counters["heapPerLeaf"] = (heapInUse() - before) / leafCount;
 }
 
-/// Times @p parse, which gives what it made of the text.
+/// Times @p parse and the release of what it made.
 template <class Parse>
 void measureParsing(benchmark::State &state, const Parse &parse)
 {
@@ -76,7 +65,7 @@ void measureParsing(benchmark::State &state, const Parse &parse)
     countHeap(state, parse);
 }
 
-// Tessel and the floor of both kinds of description.
+// Tessel, and the toolkit alone.
 
 void parseConfiguration(benchmark::State &state)
 {
@@ -86,22 +75,9 @@ void parseConfiguration(benchmark::State &state)
     });
 }
 
-void parseProcess(benchmark::State &state)
-{
-    const ConfigurationAndProcessDataParser parser;
-    measureParsing(state, [&parser] {
-        return parser.parseFromByteArray(processText(), QStringLiteral("process.json"));
-    });
-}
-
 void documentFromConfiguration(benchmark::State &state)
 {
     measureParsing(state, [] { return QJsonDocument::fromJson(configurationText()); });
-}
-
-void documentFromProcess(benchmark::State &state)
-{
-    measureParsing(state, [] { return QJsonDocument::fromJson(processText()); });
 }
 
 void frame(benchmark::State &state)
@@ -195,9 +171,8 @@ private:
 void kconfigParse(benchmark::State &state)
 {
     const ConfigurationFile file;
-    measureParsing(state, [&file] {
-        return std::make_unique<KConfig>(file.path(), KConfig::SimpleConfig);
-    });
+    measureParsing(
+        state, [&file] { return std::make_unique<KConfig>(file.path(), KConfig::SimpleConfig); });
 }
 
 void kconfigFrame(benchmark::State &state)
@@ -300,20 +275,18 @@ void row(const char *name, void (*function)(benchmark::State &))
 }
 
 const bool rowsAreRegistered = [] {
-    row("config/parseConfiguration/tessel", parseConfiguration);
-    row("config/parseConfiguration/floor", documentFromConfiguration);
-    row("config/parseConfiguration/peer-rapidjson", rapidJsonParse);
-    row("config/parseConfiguration/peer-nlohmann-json", nlohmannParse);
-    row("config/parseConfiguration/peer-kconfig", kconfigParse);
-    row("config/parseConfiguration/peer-libyang", libyangParse);
-    row("config/parseProcess/tessel", parseProcess);
-    row("config/parseProcess/floor", documentFromProcess);
-    row("config/frame/tessel", frame);
-    row("config/frame/floor", documentToText);
-    row("config/frame/peer-rapidjson", rapidJsonFrame);
-    row("config/frame/peer-nlohmann-json", nlohmannFrame);
-    row("config/frame/peer-kconfig", kconfigFrame);
-    row("config/frame/peer-libyang", libyangFrame);
+    row("documents/parse/tessel", parseConfiguration);
+    row("documents/parse/floor", documentFromConfiguration);
+    row("documents/parse/peer-rapidjson", rapidJsonParse);
+    row("documents/parse/peer-nlohmann-json", nlohmannParse);
+    row("documents/parse/peer-kconfig", kconfigParse);
+    row("documents/parse/peer-libyang", libyangParse);
+    row("documents/frame/tessel", frame);
+    row("documents/frame/floor", documentToText);
+    row("documents/frame/peer-rapidjson", rapidJsonFrame);
+    row("documents/frame/peer-nlohmann-json", nlohmannFrame);
+    row("documents/frame/peer-kconfig", kconfigFrame);
+    row("documents/frame/peer-libyang", libyangFrame);
     return true;
 }();
 

@@ -9,14 +9,14 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <cstdlib>
+#include <memory>
+#include <string>
+
 #include <iceoryx_hoofs/log/logmanager.hpp>
 #include <iceoryx_posh/popo/publisher.hpp>
 #include <iceoryx_posh/popo/subscriber.hpp>
 #include <iceoryx_posh/runtime/posh_runtime.hpp>
-
-#include <cstdlib>
-#include <memory>
-#include <string>
 
 namespace {
 
@@ -34,8 +34,8 @@ iox::capro::ServiceDescription service()
 
 void joinBroker(const char *role)
 {
-    iox::log::LogManager::GetLogManager().SetDefaultLogLevel(iox::log::LogLevel::kError,
-                                                            iox::log::LogLevelOutput::kHideLogLevel);
+    iox::log::LogManager::GetLogManager().SetDefaultLogLevel(
+        iox::log::LogLevel::kError, iox::log::LogLevelOutput::kHideLogLevel);
     const std::string name = "tesselBenchmark" + std::string(role) + std::to_string(getpid());
     iox::runtime::PoshRuntime::initRuntime(
         iox::RuntimeName_t(iox::cxx::TruncateToCapacity, name.c_str()));
@@ -52,9 +52,8 @@ public:
                        "size = 128\ncount = 1000\n");
             file.close();
         }
-        m_process.start(QStringLiteral("iox-roudi"),
-                        {QStringLiteral("-m"), QStringLiteral("off"), QStringLiteral("-c"),
-                         file.fileName()});
+        m_process.start(QStringLiteral("iox-roudi"), {QStringLiteral("-m"), QStringLiteral("off"),
+                                                      QStringLiteral("-c"), file.fileName()});
         QByteArray said;
         while (!said.contains("ready for clients") && m_process.waitForReadyRead(10000)) {
             said += m_process.readAllStandardOutput();
@@ -157,4 +156,4 @@ void publishThroughBroker(benchmark::State &state)
 BENCHMARK(publishThroughBroker)
     ->Name("exchange/publishToReader/peer-iceoryx")
     ->UseManualTime()
-    ->Iterations(50);
+    ->Iterations(20);

@@ -9,13 +9,14 @@
 #include <stdexcept>
 
 #include <benchmark/benchmark.h>
-#include <boost/interprocess/managed_shared_memory.hpp>
-#include <boost/interprocess/sync/interprocess_mutex.hpp>
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <unistd.h>
+
+#include <boost/interprocess/managed_shared_memory.hpp>
+#include <boost/interprocess/sync/interprocess_mutex.hpp>
 
 namespace {
 
