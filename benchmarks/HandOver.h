@@ -24,7 +24,8 @@ public:
     template <class MakeReader>
     explicit HandOver(
         const MakeReader &makeReader, void (*leave)() = [] { _exit(0); })
-        : m_shared(new (m_mapping.start()) Shared)
+        : m_mapping(sizeof(Shared))
+        , m_shared(new (m_mapping.start()) Shared)
         , m_child([this, &makeReader, leave] {
             poll(makeReader());
             leave();
@@ -127,7 +128,7 @@ private:
         return true;
     }
 
-    SharedMapping m_mapping{sizeof(Shared)};
+    SharedMapping m_mapping;
     Shared *m_shared;
     ForkedChild m_child;
     quint64 m_number = 0;

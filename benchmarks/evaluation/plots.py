@@ -76,9 +76,6 @@ class Axis:
     def decades(self):
         return [10 ** exponent for exponent in range(self.low, self.high + 1)]
 
-    def clamp(self, value):
-        return max(value, 10 ** self.low)
-
     def __call__(self, value):
         part = (math.log10(value) - self.low) / (self.high - self.low)
         return self._begin + part * (self._end - self._begin)
@@ -112,8 +109,7 @@ def grid(plot, sizes, times):
 
 
 def path(points, sizes, times):
-    return "M" + "L".join(f"{sizes(size):.1f} {times(times.clamp(time)):.1f}"
-                          for size, time in points)
+    return "M" + "L".join(f"{sizes(size):.1f} {times(time):.1f}" for size, time in points)
 
 
 def spread_apart(heights, distance):
@@ -132,7 +128,7 @@ def curve(series, points, colour, label_height, sizes, times):
     guide = path(expected_line(points, series.slope), sizes, times)
     line = path(points, sizes, times)
     return [f'<path d="{guide}" fill="none" stroke="{colour}" stroke-width="1.2"'
-            ' stroke-dasharray="2 5"/>',
+            ' stroke-dasharray="2 5" clip-path="url(#plane)"/>',
             f'<path d="{line}" fill="none" stroke="{colour}" stroke-width="2"/>',
             f'<g fill="{colour}">{marks}</g>',
             text(RIGHT + 12, label_height + 4, series.label, fill=colour, font_size=13)]
@@ -153,6 +149,7 @@ def draw(plot, measurements):
         f' height="{HEIGHT}" font-family="Helvetica, Arial, sans-serif" role="img"'
         ' aria-labelledby="title">',
         f'<title id="title">{escape(plot.title)}: time by number of {escape(plot.axis)}</title>',
+        f'<clipPath id="plane"><path d="M{LEFT} {TOP}H{RIGHT}V{BOTTOM}H{LEFT}z"/></clipPath>',
         "<!-- A panel of its own, so that the picture reads on a light and on a dark page. -->",
         f'<rect x="1" y="1" width="{WIDTH - 2}" height="{HEIGHT - 2}" rx="12" fill="#fbfcfd"'
         ' stroke="#9aa7b5"/>',
