@@ -154,6 +154,9 @@ class PlotsTest(unittest.TestCase):
         self.assertAlmostEqual(plots.slope_of([(size, size ** 2) for size in sizes]), 2)
         self.assertIsNone(plots.slope_of([(10, 1)]))
 
+    def test_slope_is_that_of_the_bigger_sizes(self):
+        self.assertAlmostEqual(plots.slope_of([(1, 100), (10, 100), (100, 1000), (1000, 10000)]), 1)
+
     def test_expected_line_goes_through_the_last_point(self):
         line = plots.expected_line([(10, 5), (1000, 400)], 1)
 
@@ -209,6 +212,13 @@ class DocumentTest(unittest.TestCase):
         self.assertEqual(*pages)
         self.assertIn("| **above** |", pages[0])
         self.assertIn("## Where the time goes\n\nA note.", pages[0])
+
+    def test_line_of_a_counter_has_no_time_beside_it(self):
+        measurements = measured(run("a/b/tessel", 30, writes=4))
+        result = targets.judge([target(beside="counter:writes")], measurements)[0]
+
+        self.assertEqual(document.verdict_line(result, measurements),
+                         ["`a/b`", "work", "other work", "30 ns", "", "4", "2", "**above**"])
 
     def test_rows_without_a_comparison_are_left_out(self):
         measurements = measured(run("a/b/tessel", 1), run("c/d/tessel", 1), run("c/d/peer-x", 1))
