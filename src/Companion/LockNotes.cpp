@@ -7,7 +7,11 @@
 
 #include <pthread.h>
 
+__thread LockNotes::Summary LockNotes::summary{};
+
 namespace {
+
+using LockNotes::summary;
 
 /// A read that had to be repeated, until the next one at the same place succeeds.
 struct RepeatStreak
@@ -35,9 +39,7 @@ constexpr int finishedCapacity = 8;
 struct ThreadNotes
 {
     ReadLockNote notes[noteCapacity];
-    int count;
     RepeatStreak streaks[streakCapacity];
-    int streakCount; ///< those that did not fit included
     std::size_t nextStreak;
     FinishedSet finished[finishedCapacity];
     int nextFinished;
@@ -69,6 +71,21 @@ FinishedSet *findFinishedSet(quint64 handler)
     return nullptr;
 }
 
+/// After a note came or went.
+void summariseNewest()
+{
+    if (summary.noteCount == 0) {
+        summary.newestHandler = 0;
+        summary.newestBuffer = nullptr;
+        return;
+    }
+    const ReadLockNote &newest = summary.noteCount > noteCapacity
+                                     ? overflow().back()
+                                     : threadNotes.notes[summary.noteCount - 1];
+    summary.newestHandler = newest.handler;
+    summary.newestBuffer = newest.buffer;
+}
+
 int inlineStreakCount()
 {
     const auto isTaken = [](const RepeatStreak &streak) { return streak.length > 0; };
@@ -78,7 +95,7 @@ int inlineStreakCount()
 
 RepeatStreak *findStreak(quint64 handler, int depth)
 {
-    if (threadNotes.streakCount == 0) {
+    if (summary.streakCount == 0) {
         return nullptr;
     }
     const auto matches = [handler, depth](const RepeatStreak &streak) {
@@ -89,7 +106,7 @@ RepeatStreak *findStreak(quint64 handler, int depth)
             return &streak;
         }
     }
-    if (threadNotes.streakCount == inlineStreakCount()) {
+    if (summary.streakCount == inlineStreakCount()) {
         return nullptr;
     }
     std::vector<RepeatStreak> &more = moreStreaks();
@@ -104,13 +121,13 @@ RepeatStreak *newStreak()
     ThreadNotes &notes = threadNotes;
     for (RepeatStreak &streak : notes.streaks) {
         if (streak.length == 0) {
-            ++notes.streakCount;
+            ++summary.streakCount;
             return &streak;
         }
     }
     std::vector<RepeatStreak> &more = moreStreaks();
     if (more.size() < moreStreaksCapacity) {
-        ++notes.streakCount;
+        ++summary.streakCount;
         more.push_back({});
         return &more.back();
     }
@@ -121,7 +138,7 @@ RepeatStreak *newStreak()
 
 void endStreak(RepeatStreak *streak)
 {
-    --threadNotes.streakCount;
+    --summary.streakCount;
     if (streak >= std::begin(threadNotes.streaks) && streak < std::end(threadNotes.streaks)) {
         streak->length = 0;
         return;
@@ -133,7 +150,7 @@ void endStreak(RepeatStreak *streak)
 void forgetStreaks(quint64 handler)
 {
     ThreadNotes &notes = threadNotes;
-    if (notes.streakCount == 0) {
+    if (summary.streakCount == 0) {
         return;
     }
     for (RepeatStreak &streak : notes.streaks) {
@@ -145,13 +162,14 @@ void forgetStreaks(quint64 handler)
     const auto kept = std::remove_if(
         more.begin(), more.end(),
         [handler](const RepeatStreak &streak) { return streak.handler == handler; });
-    notes.streakCount -= static_cast<int>(std::distance(kept, more.end()));
+    summary.streakCount -= static_cast<int>(std::distance(kept, more.end()));
     more.erase(kept, more.end());
 }
 
 /// What a thread held and read in the parent is no business of the thread that goes on in a child.
 void forgetAll()
 {
+    summary = {};
     threadNotes = {};
     overflow().clear();
     moreStreaks().clear();
@@ -168,13 +186,14 @@ quint64 LockNotes::newHandlerNumber()
 
 void LockNotes::add(const ReadLockNote &note)
 {
-    ThreadNotes &notes = threadNotes;
-    if (notes.count < noteCapacity) {
-        notes.notes[notes.count] = note;
+    if (summary.noteCount < noteCapacity) {
+        threadNotes.notes[summary.noteCount] = note;
     } else {
         overflow().push_back(note);
     }
-    ++notes.count;
+    ++summary.noteCount;
+    summary.newestHandler = note.handler;
+    summary.newestBuffer = note.buffer;
 }
 
 std::optional<ReadLockNote> LockNotes::take(quint64 handler, const unsigned char *buffer)
@@ -183,28 +202,30 @@ std::optional<ReadLockNote> LockNotes::take(quint64 handler, const unsigned char
         return note.handler == handler && note.buffer == buffer;
     };
     ThreadNotes &notes = threadNotes;
-    if (notes.count > noteCapacity) {
+    if (summary.noteCount > noteCapacity) {
         std::vector<ReadLockNote> &more = overflow();
         const auto found = std::find_if(more.rbegin(), more.rend(), matches);
         if (found != more.rend()) {
             const ReadLockNote note = *found;
             more.erase(std::next(found).base());
-            --notes.count;
+            --summary.noteCount;
+            summariseNewest();
             return note;
         }
     }
-    for (int i = std::min(notes.count, noteCapacity) - 1; i >= 0; --i) {
+    for (int i = std::min(summary.noteCount, noteCapacity) - 1; i >= 0; --i) {
         if (!matches(notes.notes[i])) {
             continue;
         }
         const ReadLockNote note = notes.notes[i];
-        std::copy(notes.notes + i + 1, notes.notes + std::min(notes.count, noteCapacity),
+        std::copy(notes.notes + i + 1, notes.notes + std::min(summary.noteCount, noteCapacity),
                   notes.notes + i);
-        if (notes.count > noteCapacity) {
+        if (summary.noteCount > noteCapacity) {
             notes.notes[noteCapacity - 1] = overflow().front();
             overflow().erase(overflow().begin());
         }
-        --notes.count;
+        --summary.noteCount;
+        summariseNewest();
         return note;
     }
     return std::nullopt;
@@ -213,13 +234,13 @@ std::optional<ReadLockNote> LockNotes::take(quint64 handler, const unsigned char
 int LockNotes::count(quint64 handler)
 {
     const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
-    const ThreadNotes &notes = threadNotes;
-    if (notes.count == 0) {
+    if (summary.noteCount == 0) {
         return 0;
     }
-    auto found = std::count_if(notes.notes, notes.notes + std::min(notes.count, noteCapacity),
+    const ThreadNotes &notes = threadNotes;
+    auto found = std::count_if(notes.notes, notes.notes + std::min(summary.noteCount, noteCapacity),
                                ofHandler);
-    if (notes.count > noteCapacity) {
+    if (summary.noteCount > noteCapacity) {
         found += std::count_if(overflow().cbegin(), overflow().cend(), ofHandler);
     }
     return static_cast<int>(found);
@@ -227,15 +248,18 @@ int LockNotes::count(quint64 handler)
 
 unsigned char *LockNotes::newestBuffer(quint64 handler)
 {
+    if (summary.noteCount == 0 || summary.newestHandler == handler) {
+        return summary.newestBuffer;
+    }
     const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
     const ThreadNotes &notes = threadNotes;
-    if (notes.count > noteCapacity) {
+    if (summary.noteCount > noteCapacity) {
         const auto found = std::find_if(overflow().crbegin(), overflow().crend(), ofHandler);
         if (found != overflow().crend()) {
             return found->buffer;
         }
     }
-    for (int i = std::min(notes.count, noteCapacity) - 1; i >= 0; --i) {
+    for (int i = std::min(summary.noteCount, noteCapacity) - 1; i >= 0; --i) {
         if (ofHandler(notes.notes[i])) {
             return notes.notes[i].buffer;
         }
@@ -247,15 +271,16 @@ void LockNotes::forget(quint64 handler)
 {
     ThreadNotes &notes = threadNotes;
     std::vector<ReadLockNote> kept;
-    const int inlineCount = std::min(notes.count, noteCapacity);
+    const int inlineCount = std::min(summary.noteCount, noteCapacity);
     std::copy_if(notes.notes, notes.notes + inlineCount, std::back_inserter(kept),
                  [handler](const ReadLockNote &note) { return note.handler != handler; });
-    if (notes.count > noteCapacity) {
+    if (summary.noteCount > noteCapacity) {
         std::copy_if(overflow().cbegin(), overflow().cend(), std::back_inserter(kept),
                      [handler](const ReadLockNote &note) { return note.handler != handler; });
         overflow().clear();
     }
-    notes.count = 0;
+    summary.noteCount = 0;
+    summariseNewest();
     for (const ReadLockNote &note : kept) {
         add(note);
     }
@@ -271,6 +296,9 @@ int LockNotes::repeatsInARow(quint64 handler, int depth)
 
 void LockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
 {
+    if (!repeat && summary.streakCount == 0) {
+        return;
+    }
     RepeatStreak *streak = findStreak(handler, depth);
     if (!repeat) {
         if (streak != nullptr) {

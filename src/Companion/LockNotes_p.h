@@ -21,6 +21,26 @@ struct ReadLockNote
 /// threads share.
 namespace LockNotes {
 
+/// The few words that nearly every access asks for.
+struct Summary
+{
+    int noteCount;               ///< read locks that this thread holds
+    int streakCount;             ///< places where its last read had to be repeated
+    quint64 newestHandler;       ///< handler of its newest read lock; 0 if it holds none
+    unsigned char *newestBuffer; ///< what that lock handed out
+};
+
+// Reached without a call, as the words of a thread of the program itself are. The room for such
+// words is small in a library that is loaded later, hence a summary and not all the notes. In this
+// form, unlike thread_local, an access from another file needs no look at a constructor.
+extern __thread Summary summary __attribute__((tls_model("initial-exec")));
+
+/// Whether this thread holds no read lock of any handler and none of its last reads failed.
+inline bool isIdle()
+{
+    return (summary.noteCount | summary.streakCount) == 0;
+}
+
 /// A number for a new handler. Unlike an address it never comes back.
 quint64 newHandlerNumber();
 
