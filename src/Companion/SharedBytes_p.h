@@ -61,35 +61,100 @@ inline bool isAligned(const unsigned char *address, std::size_t size)
     return reinterpret_cast<quintptr>(address) % size == 0;
 }
 
-/// Loads from @p source into memory that nobody else sees.
+/// One number from its two halves, as they lie one behind the other.
 template <std::size_t size>
-void loadBytes(unsigned char *destination, const unsigned char *source)
+typename Word<size>::Type joinHalves(typename Word<size / 2>::Type first,
+                                     typename Word<size / 2>::Type second)
+{
+    using Type = typename Word<size>::Type;
+    constexpr int halfBits = static_cast<int>(size * 4);
+    const bool isFirstHigh = Q_BYTE_ORDER == Q_BIG_ENDIAN;
+    const Type high = isFirstHigh ? first : second;
+    const Type low = isFirstHigh ? second : first;
+    return static_cast<Type>((high << halfBits) | low);
+}
+
+/// Loads the word at @p source in pieces, the largest that its address allows. They are joined in
+/// registers: stored one by one and loaded as a whole they would have to reach the cache first.
+template <std::size_t size>
+[[gnu::noinline]] typename Word<size>::Type loadInPieces(const unsigned char *source)
 {
     if constexpr (size > 1) {
         if (!isAligned(source, size)) {
-            loadBytes<size / 2>(destination, source);
-            loadBytes<size / 2>(destination + size / 2, source + size / 2);
-            return;
+            return joinHalves<size>(loadInPieces<size / 2>(source),
+                                    loadInPieces<size / 2>(source + size / 2));
         }
     }
-    const auto word = loadWord<size>(source);
-    std::memcpy(destination, &word, size);
+    return loadWord<size>(source);
 }
 
-/// Stores to @p destination from memory that nobody else sees.
+/// Whether a word of that size at @p address takes one access, or two of four bytes each.
 template <std::size_t size>
-void storeBytes(unsigned char *destination, const unsigned char *source)
+bool isOnWords(const unsigned char *address)
+{
+    return isAligned(address, size == 8 ? 4 : size);
+}
+
+/// Loads the word at @p source, which isOnWords().
+template <std::size_t size>
+[[gnu::always_inline]] inline typename Word<size>::Type loadOnWords(const unsigned char *source)
+{
+    if constexpr (size == 8) {
+        if (!isAligned(source, size)) {
+            return joinHalves<size>(loadWord<size / 2>(source),
+                                    loadWord<size / 2>(source + size / 2));
+        }
+    }
+    return loadWord<size>(source);
+}
+
+/// Loads the word at @p source, aligned or not.
+template <std::size_t size>
+[[gnu::always_inline]] inline typename Word<size>::Type loadAnywhere(const unsigned char *source)
+{
+    return isOnWords<size>(source) ? loadOnWords<size>(source) : loadInPieces<size>(source);
+}
+
+/// The half of a number that lies in front, and the one behind it.
+template <std::size_t size>
+typename Word<size / 2>::Type halfOf(typename Word<size>::Type word, bool isFirst)
+{
+    constexpr int halfBits = static_cast<int>(size * 4);
+    const bool isHigh = isFirst == (Q_BYTE_ORDER == Q_BIG_ENDIAN);
+    return static_cast<typename Word<size / 2>::Type>(isHigh ? word >> halfBits : word);
+}
+
+/// Stores @p word in pieces, the largest that the address allows.
+template <std::size_t size>
+[[gnu::noinline]] void storeInPieces(unsigned char *destination, typename Word<size>::Type word)
 {
     if constexpr (size > 1) {
         if (!isAligned(destination, size)) {
-            storeBytes<size / 2>(destination, source);
-            storeBytes<size / 2>(destination + size / 2, source + size / 2);
+            storeInPieces<size / 2>(destination, halfOf<size>(word, true));
+            storeInPieces<size / 2>(destination + size / 2, halfOf<size>(word, false));
             return;
         }
     }
-    typename Word<size>::Type word = 0;
-    std::memcpy(&word, source, size);
     storeWord<size>(destination, word);
+}
+
+/// Stores @p word, at an aligned address or not.
+template <std::size_t size>
+[[gnu::always_inline]] inline void storeAnywhere(unsigned char *destination,
+                                                 typename Word<size>::Type word)
+{
+    if (isAligned(destination, size)) {
+        storeWord<size>(destination, word);
+        return;
+    }
+    if constexpr (size == 8) {
+        if (isOnWords<size>(destination)) {
+            storeWord<size / 2>(destination, halfOf<size>(word, true));
+            storeWord<size / 2>(destination + size / 2, halfOf<size>(word, false));
+            return;
+        }
+    }
+    storeInPieces<size>(destination, word);
 }
 
 /// Copies between two addresses that are aligned alike; their ends byte by byte.
@@ -110,27 +175,37 @@ void copyWords(unsigned char *destination, const unsigned char *source, std::siz
 
 } // namespace SharedBytes
 
-/// The value at an address in a shared buffer, aligned or not.
-template <class T>
-T loadShared(const unsigned char *source)
+/// How the address of a value is aligned, where its reader has looked.
+enum class SharedAlignment {
+    Any,
+    Words ///< SharedBytes::isOnWords()
+};
+
+/// The value at an address in a shared buffer.
+template <class T, SharedAlignment alignment = SharedAlignment::Any>
+[[gnu::always_inline]] inline T loadShared(const unsigned char *source)
 {
     static_assert(std::is_trivially_copyable_v<T> && !std::is_same_v<T, bool>,
                   "any bytes must make a value");
-    unsigned char bytes[sizeof(T)];
-    SharedBytes::loadBytes<sizeof(T)>(bytes, source);
+    typename SharedBytes::Word<sizeof(T)>::Type word = 0;
+    if constexpr (alignment == SharedAlignment::Words) {
+        word = SharedBytes::loadOnWords<sizeof(T)>(source);
+    } else {
+        word = SharedBytes::loadAnywhere<sizeof(T)>(source);
+    }
     T value{};
-    std::memcpy(&value, bytes, sizeof(T));
+    std::memcpy(&value, &word, sizeof(T));
     return value;
 }
 
 /// Puts the value at an address in a shared buffer, aligned or not.
 template <class T>
-void storeShared(unsigned char *destination, T value)
+[[gnu::always_inline]] inline void storeShared(unsigned char *destination, T value)
 {
     static_assert(std::is_trivially_copyable_v<T>);
-    unsigned char bytes[sizeof(T)];
-    std::memcpy(bytes, &value, sizeof(T));
-    SharedBytes::storeBytes<sizeof(T)>(destination, bytes);
+    typename SharedBytes::Word<sizeof(T)>::Type word = 0;
+    std::memcpy(&word, &value, sizeof(T));
+    SharedBytes::storeAnywhere<sizeof(T)>(destination, word);
 }
 
 /// Copies between shared buffers that do not overlap, in the largest words (up to 8 bytes) in which
