@@ -80,6 +80,8 @@ public:
     quint32 bufferSize() override { return m_size; }
 
 private:
+    friend class OptimisticRead; // the library's own short way to read one value
+
     bool isUsable() const;
     BufferPointer buffer(quint64 index) const { return m_buffers[index & 1]; }
 

@@ -85,6 +85,8 @@ public:
     void setAnalogProcessValueContainer(const ProcessValueContainerTemplate<double> &container);
 
 private:
+    friend class ProcessDataValue; // puts numbers in place, without a QVariant in between
+
     QVariant m_value;
     ProcessDataDefinitions::ErrorTypes m_errorType;
     ProcessDataDefinitions::NamurStateTypes m_namurState =

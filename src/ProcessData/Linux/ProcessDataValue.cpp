@@ -1,8 +1,12 @@
 #include "ProcessData/Linux/ProcessDataValue.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/OptimisticRead_p.h"
+#include "ProcessData/Linux/NumberSlot_p.h"
 
 #include <QDebug>
+
+#include <typeinfo>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using ErrorTypeMaps = ProcessValueErrorTypeMapDefinitions;
@@ -10,6 +14,40 @@ using ErrorTypeMaps = ProcessValueErrorTypeMapDefinitions;
 namespace {
 
 const quint32 metadataWordSize = 4;
+
+SlotForm integerForm(ProcessDataValue::StorageKind kind, SlotForm byte, SlotForm word,
+                     SlotForm native)
+{
+    switch (kind) {
+    case ProcessDataValue::Storage8Bit: return byte;
+    case ProcessDataValue::Storage16Bit: return word;
+    default: return native;
+    }
+}
+
+SlotForm booleanForm(ProcessDataValue::StorageKind kind)
+{
+    switch (kind) {
+    case ProcessDataValue::StorageBoolean: return SlotForm::Boolean;
+    case ProcessDataValue::StorageBit: return SlotForm::Bit;
+    default: return SlotForm::None;
+    }
+}
+
+SlotForm formOf(int metaType, ProcessDataValue::StorageKind kind)
+{
+    switch (metaType) {
+    case QMetaType::Bool: return booleanForm(kind);
+    case QMetaType::Int: return integerForm(kind, SlotForm::Int8, SlotForm::Int16, SlotForm::Int32);
+    case QMetaType::UInt:
+        return integerForm(kind, SlotForm::UInt8, SlotForm::UInt16, SlotForm::UInt32);
+    case QMetaType::LongLong: return SlotForm::Int64;
+    case QMetaType::ULongLong: return SlotForm::UInt64;
+    case QMetaType::Float: return SlotForm::Float;
+    case QMetaType::Double: return SlotForm::Double;
+    default: return SlotForm::None;
+    }
+}
 
 } // namespace
 
@@ -73,7 +111,30 @@ void ProcessDataValue::setBufferHandlerInterface(BufferHandlerInterface *handler
     }
     m_bufferHandler = handler;
     m_isValid = isObjectValid();
+    chooseDirectForm();
     m_writeReadOnlyAllowed = writeReadOnlyAllowed;
+}
+
+NumberSlot ProcessDataValue::getNumberSlot() const
+{
+    return {m_offsetSharedMemory, quint64{m_offsetSharedMemory} + m_relativeOffsetMetadata,
+            formOf(m_metaType, m_storageKind), static_cast<quint8>(m_bitmask), m_sizeMetadata != 0};
+}
+
+void ProcessDataValue::chooseDirectForm()
+{
+    m_directForm = SlotForm::None;
+    // Exactly this class: of any other nothing is known but the calls of the interface, and all of
+    // them have to be made.
+    if (!m_isValid || typeid(*m_bufferHandler) != typeid(PingPongBufferHandler)) {
+        return;
+    }
+    const auto &handler = static_cast<PingPongBufferHandler &>(*m_bufferHandler);
+    const NumberSlot slot = getNumberSlot();
+    if (OptimisticRead::isUsable(handler)
+        && NumberSlots::endOf(slot) <= m_bufferHandler->bufferSize()) {
+        m_directForm = slot.form;
+    }
 }
 
 bool ProcessDataValue::isObjectValid() const

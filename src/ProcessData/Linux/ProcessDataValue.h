@@ -4,6 +4,9 @@
 #include "Configuration/ConfigurationAndProcessDataBase.h"
 #include "ProcessData/ProcessValue.h"
 
+enum class SlotForm : quint8;
+struct NumberSlot;
+
 /// A leaf of a process description: its value lives in a slot of the shared buffer.
 ///
 /// Unbound after construction; setBufferHandlerInterface() ties it to a buffer and checks its slot.
@@ -48,6 +51,7 @@ public:
     bool setValueNoLock(const ProcessValue &value);
 
 private:
+    friend class SlotAccess; // for the handles and readers of the library that know this class
     Q_DISABLE_COPY(ProcessDataValue)
 
     /// Tag for the slots that share a byte with others.
@@ -65,8 +69,31 @@ private:
     /// the value or the metadata lie outside the buffer.
     bool selectSlot(BufferHandlerInterface::BufferPointer buffer, quint64 accessSize) const;
 
+    /// The slot if it holds a number or boolean.
+    Q_DECL_HIDDEN NumberSlot getNumberSlot() const;
+    /// Decides at binding whether the short ways below may be gone.
+    Q_DECL_HIDDEN void chooseDirectForm();
+    // Short ways to a slot of a double buffer, with the same outcome as the general ones.
+    template <SlotForm form>
+    Q_DECL_HIDDEN void getNumber(ProcessValue &value, bool keepValueOnError) const;
+    template <SlotForm form>
+    Q_DECL_HIDDEN void getNumberInPieces(ProcessValue &value, bool keepValueOnError) const;
+    template <SlotForm form>
+    Q_DECL_HIDDEN void getNumberNoLock(ProcessValue &value, bool keepValueOnError) const;
+    Q_DECL_HIDDEN void getAgain(ProcessValue &value, bool keepValueOnError) const;
+    /// False if the general way has to be gone.
+    Q_DECL_HIDDEN bool writeDirectly(BufferHandlerInterface::BufferPointer buffer,
+                                     const ProcessValue &value) const;
+    Q_DECL_HIDDEN BufferHandlerInterface::BufferPointer getWriteBuffer() const;
+    Q_DECL_HIDDEN NumberSlot pointAtSlot(BufferHandlerInterface::BufferPointer buffer,
+                                         SlotForm form) const;
+    template <class Reading>
+    Q_DECL_HIDDEN static void deliver(ProcessValue &value, const Reading &reading,
+                                      bool keepValueOnError);
+
     void getValueInternal(ProcessValue &value, bool lock, bool keepValueOnError) const;
-    void readUnderLock(ProcessValue &value, bool keepValueOnError) const;
+    /// @p attempts counts those that were made and have to be repeated.
+    void readUnderLock(ProcessValue &value, bool keepValueOnError, unsigned int attempts) const;
     void tryReadUnderLock(ProcessValue &value, bool keepValueOnError, bool &repeat) const;
     bool setValueInternal(const ProcessValue &value, bool lock);
     bool writeAndLockValue(const ProcessValue &value, bool lock);
@@ -118,6 +145,8 @@ private:
     bool m_isValid = false;
     bool m_readOnly = true;
     bool m_writeReadOnlyAllowed = false;
+    /// Form of a slot that was found to lie inside a double buffer of this library; else None.
+    SlotForm m_directForm{};
     // Every access points these at the buffer of that moment, reading ones included.
     mutable unsigned char *m_dataPointer = nullptr;
     mutable unsigned char *m_metadataPointer = nullptr;

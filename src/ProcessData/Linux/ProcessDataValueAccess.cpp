@@ -1,4 +1,5 @@
 #include "ProcessData/Linux/ProcessDataValue.h"
+#include "ProcessData/NumberVariant_p.h"
 
 #include <QDebug>
 #include <QException>
@@ -12,16 +13,6 @@ const unsigned int maximumReadAttempts = 11;
 const unsigned int usualReadAttempts = 3;
 
 } // namespace
-
-void ProcessDataValue::getValue(ProcessValue &value, bool keepValueOnError) const
-{
-    getValueInternal(value, true, keepValueOnError);
-}
-
-void ProcessDataValue::getValueNoLock(ProcessValue &value, bool keepValueOnError) const
-{
-    getValueInternal(value, false, keepValueOnError);
-}
 
 bool ProcessDataValue::setValue(const ProcessValue &value)
 {
@@ -44,7 +35,7 @@ void ProcessDataValue::getValueInternal(ProcessValue &value, bool lock, bool kee
         return;
     }
     if (lock) {
-        readUnderLock(value, keepValueOnError);
+        readUnderLock(value, keepValueOnError, 0);
         return;
     }
     auto *const buffer = m_bufferHandler->readBufferPointer();
@@ -56,9 +47,9 @@ void ProcessDataValue::getValueInternal(ProcessValue &value, bool lock, bool kee
     readValue(buffer, value, keepValueOnError);
 }
 
-void ProcessDataValue::readUnderLock(ProcessValue &value, bool keepValueOnError) const
+void ProcessDataValue::readUnderLock(ProcessValue &value, bool keepValueOnError,
+                                     unsigned int attempts) const
 {
-    unsigned int attempts = 0;
     // An attempt without a buffer leaves it as the attempt before had it.
     bool repeat = false;
     do {
@@ -125,7 +116,9 @@ bool ProcessDataValue::setValueInternal(const ProcessValue &value, bool lock)
         // The content of an erroneous value never reaches the slot.
         return writeAndLockValue(ProcessValue(value.getErrorType()), lock);
     }
-    if (!value.getValue().canConvert(m_metaType)) {
+    // Nearly always it is of the very type, which needs no call to be found out.
+    if (!NumberVariant::isOfType(value.getValue(), m_metaType)
+        && !value.getValue().canConvert(m_metaType)) {
         qWarning() << "Wrong type: " << value.getValue().type() << " != " << m_metaType;
         return false;
     }
@@ -134,8 +127,7 @@ bool ProcessDataValue::setValueInternal(const ProcessValue &value, bool lock)
 
 bool ProcessDataValue::writeAndLockValue(const ProcessValue &value, bool lock)
 {
-    auto *const buffer = lock ? m_bufferHandler->lockForWrite()
-                              : m_bufferHandler->writeBufferPointer();
+    auto *const buffer = lock ? m_bufferHandler->lockForWrite() : getWriteBuffer();
     if (buffer == nullptr) {
         qWarning() << "Pointer to pingpongbuffer is nullptr.";
         return false;
@@ -150,6 +142,9 @@ bool ProcessDataValue::writeAndLockValue(const ProcessValue &value, bool lock)
 bool ProcessDataValue::writeValue(BufferHandlerInterface::BufferPointer buffer,
                                   const ProcessValue &value) const
 {
+    if (writeDirectly(buffer, value)) {
+        return true;
+    }
     if (!selectSlot(buffer, getWriteSize(value))) {
         return false;
     }
