@@ -71,6 +71,7 @@ public:
     bool isBufferValid() const;
 
 private:
+    friend class ManagerAccess; // for the guards and readers of the library
     Q_DISABLE_COPY(ProcessDataManager)
 
     bool createProcessDataMemory(const BaseClassSharedPointer &root,

@@ -1,0 +1,92 @@
+#include "Access/ProcessDataGuards.h"
+
+#include "Access/ConsistentReading_p.h"
+#include "ProcessDataManagement/ManagerAccess_p.h"
+
+#include <QDebug>
+#include <QMutexLocker>
+
+// The manager counts its locks by the levels of its mutex, and the first unlock ends the real lock.
+// A second guard of one thread that went through the manager would be refused with a warning and
+// would, at its end, take the lock of the first one away. So an inner guard holds the mutex alone.
+
+ProcessDataReadGuard::ProcessDataReadGuard(ProcessDataManager &manager) : m_manager(manager)
+{
+    QMutex &mutex = ManagerAccess::mutex(manager);
+    mutex.lock();
+    m_isNested = manager.getPointerReadBuffer() != nullptr;
+    if (m_isNested) {
+        m_isLocked = true;
+        return;
+    }
+    manager.lockReadBuffer();
+    mutex.unlock();
+    m_isLocked = !manager.isBufferValid() || manager.getPointerReadBuffer() != nullptr;
+}
+
+ProcessDataReadGuard::~ProcessDataReadGuard()
+{
+    unlock();
+}
+
+bool ProcessDataReadGuard::unlock()
+{
+    if (m_isEnded) {
+        return m_isReliable;
+    }
+    m_isEnded = true;
+    if (m_isNested) {
+        ManagerAccess::mutex(m_manager).unlock();
+        m_isReliable = true;
+        return true;
+    }
+    m_isReliable = m_manager.unlockReadBuffer(m_mustRepeat) && !m_mustRepeat;
+    return m_isReliable;
+}
+
+ProcessDataWriteGuard::ProcessDataWriteGuard(ProcessDataManager &manager) : m_manager(manager)
+{
+    QMutex &mutex = ManagerAccess::mutex(manager);
+    mutex.lock();
+    m_isNested = manager.getPointerWriteBuffer() != nullptr;
+    if (m_isNested) {
+        m_isLocked = true;
+        return;
+    }
+    manager.lockWriteBuffer();
+    mutex.unlock();
+    m_isLocked = !manager.isBufferValid() || manager.getPointerWriteBuffer() != nullptr;
+}
+
+ProcessDataWriteGuard::~ProcessDataWriteGuard()
+{
+    unlock();
+}
+
+bool ProcessDataWriteGuard::publish()
+{
+    if (m_isEnded) {
+        return false;
+    }
+    const bool mayPublish = m_isLocked && !m_isNested;
+    unlock();
+    return mayPublish && m_manager.swapReadAndWriteBuffer();
+}
+
+void ProcessDataWriteGuard::unlock()
+{
+    if (m_isEnded) {
+        return;
+    }
+    m_isEnded = true;
+    if (m_isNested) {
+        ManagerAccess::mutex(m_manager).unlock();
+        return;
+    }
+    m_manager.unlockWriteBuffer();
+}
+
+bool readConsistently(ProcessDataManager &manager, const std::function<void()> &read)
+{
+    return ConsistentReading::repeatUntilReliable(manager, read);
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Companion/TesselExport.h"
+
+#include <QtGlobal>
+
+#include <functional>
+
+class ProcessDataManager;
+
+/// A read lock of a whole region, from construction to unlock() or destruction.
+///
+/// The manager must outlive the guard, and the thread that made a guard ends it. Where this thread
+/// holds a read lock of the manager already, the guard reads on inside that one: it takes nothing,
+/// gives nothing back, and whether the data were reliable shows at the end of the outer lock.
+class TESSEL_EXPORT ProcessDataReadGuard
+{
+public:
+    explicit ProcessDataReadGuard(ProcessDataManager &manager);
+    ~ProcessDataReadGuard();
+
+    /// False if the lock could not be had; there is nothing to read then.
+    bool isLocked() const { return m_isLocked; }
+    /// Ends the lock. True if what was read under it is one consistent set. A second call repeats
+    /// the answer of the first.
+    bool unlock();
+    /// After unlock(): whether reading again is what helps.
+    bool mustRepeat() const { return m_mustRepeat; }
+
+private:
+    Q_DISABLE_COPY(ProcessDataReadGuard)
+
+    ProcessDataManager &m_manager;
+    bool m_isNested = false;
+    bool m_isLocked = false;
+    bool m_isEnded = false;
+    bool m_isReliable = false;
+    bool m_mustRepeat = false;
+};
+
+/// A write lock of a whole region, from construction to publish(), unlock() or destruction.
+///
+/// What was written and not published is not taken back: the next swap, be it another writer's,
+/// publishes it. Lifetime, threads and nesting are those of ProcessDataReadGuard.
+class TESSEL_EXPORT ProcessDataWriteGuard
+{
+public:
+    explicit ProcessDataWriteGuard(ProcessDataManager &manager);
+    ~ProcessDataWriteGuard();
+
+    /// False if the lock could not be had; nothing may be written then.
+    bool isLocked() const { return m_isLocked; }
+    /// Ends the lock and lets readers see what was written. False if they do not; so it is inside
+    /// an outer write lock of this thread, whose set is not complete, and after unlock().
+    bool publish();
+    /// Ends the lock without publishing.
+    void unlock();
+
+private:
+    Q_DISABLE_COPY(ProcessDataWriteGuard)
+
+    ProcessDataManager &m_manager;
+    bool m_isNested = false;
+    bool m_isLocked = false;
+    bool m_isEnded = false;
+};
+
+/// Calls @p read under a read lock, again and again until no writer came in between, and at most 11
+/// times. What it reads with the operations without lock is then one consistent set. False, with a
+/// warning, if it was not to be had; what the last call read must not be used then. Inside a read
+/// lock of this thread one call is made and the outer lock decides.
+TESSEL_EXPORT bool readConsistently(ProcessDataManager &manager, const std::function<void()> &read);

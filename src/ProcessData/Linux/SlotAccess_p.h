@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Companion/OptimisticRead_p.h"
+#include "ProcessData/Linux/NumberSlot_p.h"
+#include "ProcessData/Linux/ProcessDataValue.h"
+
+/// What the handles and readers of the library need to know of a leaf. Asked at each access, so
+/// that a leaf which was bound anew is read where it is bound now.
+class SlotAccess
+{
+public:
+    /// Whether the leaf was found valid when it was bound.
+    static bool isBound(const ProcessDataValue &leaf)
+    {
+        return leaf.m_bufferHandler != nullptr && leaf.m_isValid;
+    }
+    static const BufferHandlerInterface *handler(const ProcessDataValue &leaf)
+    {
+        return leaf.m_bufferHandler;
+    }
+    /// The slot, whether it lies inside the buffer or not; its form is None without a number.
+    static NumberSlot slot(const ProcessDataValue &leaf) { return leaf.getNumberSlot(); }
+
+    /// Form of a number inside a double buffer of this library; if None what follows must not be
+    /// asked for.
+    static SlotForm directForm(const ProcessDataValue &leaf) { return leaf.m_directForm; }
+    static bool isDirect(const ProcessDataValue &leaf)
+    {
+        return leaf.m_directForm != SlotForm::None;
+    }
+    static const PingPongBufferHandler &directHandler(const ProcessDataValue &leaf)
+    {
+        return static_cast<const PingPongBufferHandler &>(*leaf.m_bufferHandler);
+    }
+    static NumberSlot directSlot(const ProcessDataValue &leaf)
+    {
+        return {leaf.m_offsetSharedMemory,
+                quint64{leaf.m_offsetSharedMemory} + leaf.m_relativeOffsetMetadata,
+                leaf.m_directForm, static_cast<quint8>(leaf.m_bitmask), leaf.m_sizeMetadata != 0};
+    }
+};
