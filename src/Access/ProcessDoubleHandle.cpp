@@ -68,21 +68,24 @@ ProcessValue emptyValue()
     return readGenerally(leaf, value, state);
 }
 
-/// One attempt by a thread that is about nothing else. A function of its own for each form, so that
-/// the usual ones need no registers saved.
-template <SlotForm form>
-[[gnu::noinline]] bool readForm(const ProcessDataValue &leaf, double &value, ErrorTypes &state)
+/// A leaf of any form.
+[[gnu::noinline]] bool readAnyForm(const ProcessDataValue *leaf, double &value, ErrorTypes &state)
 {
-    const OptimisticRead attempt(SlotAccess::directHandler(leaf));
-    const NumberSlot slot = SlotAccess::directSlot(leaf);
-    if (!NumberSlots::isOnWords<form>(attempt.buffer(), slot)) {
-        return readGenerally(leaf, value, state);
+    if (leaf == nullptr) {
+        return false;
     }
-    const auto reading = NumberSlots::load<form, SharedAlignment::Words>(attempt.buffer(), slot);
+    if (!SlotAccess::isDirect(*leaf)) {
+        return readGenerally(*leaf, value, state);
+    }
+    if (!OptimisticRead::isPossible()) {
+        return readBusily(*leaf, value, state);
+    }
+    const OptimisticRead attempt(SlotAccess::directHandler(*leaf));
+    const auto reading = NumberSlots::loadAsDouble(attempt.buffer(), SlotAccess::directSlot(*leaf));
     if (!attempt.isReliable()) {
-        return readAgain(leaf, value, state);
+        return readAgain(*leaf, value, state);
     }
-    value = static_cast<double>(reading.value);
+    value = reading.value;
     state = reading.state;
     return true;
 }
@@ -92,25 +95,56 @@ template <SlotForm form>
 ProcessDoubleHandle::ProcessDoubleHandle(const ProcessDataValueSharedPointer &leaf)
     : m_leaf(numberLeaf(leaf, QStringLiteral("the given leaf")))
 {
+    findPlace();
 }
 
 ProcessDoubleHandle::ProcessDoubleHandle(const BaseClassSharedPointer &root, const QString &url)
     : m_leaf(findNumberLeaf(root, url))
 {
+    findPlace();
+}
+
+void ProcessDoubleHandle::findPlace()
+{
+    if (m_leaf.isNull() || SlotAccess::directForm(*m_leaf) != SlotForm::Double) {
+        return;
+    }
+    const PingPongBufferHandler &handler = SlotAccess::directHandler(*m_leaf);
+    const NumberSlot slot = SlotAccess::directSlot(*m_leaf);
+    const bool isOnWords =
+        NumberSlots::isOnWords<SlotForm::Double>(OptimisticRead::buffer(handler, 0), slot)
+        && NumberSlots::isOnWords<SlotForm::Double>(OptimisticRead::buffer(handler, 1), slot);
+    if (!slot.hasMetadata || !isOnWords) {
+        return;
+    }
+    for (int i = 0; i < 2; ++i) {
+        const unsigned char *const buffer = OptimisticRead::buffer(handler,
+                                                                   static_cast<quint64>(i));
+        m_place.values[i] = buffer + slot.valueOffset;
+        m_place.states[i] = buffer + slot.metadataOffset;
+    }
+    m_place.bindingCount = SlotAccess::bindingCount(*m_leaf);
+    m_place.management = OptimisticRead::management(handler);
 }
 
 bool ProcessDoubleHandle::read(double &value, ErrorTypes &state) const
 {
-    const ProcessDataValue *const leaf = m_leaf.data();
-    if (leaf == nullptr) {
-        return false;
+    const auto *const management = static_cast<const OptimisticRead::Management *>(
+        m_place.management);
+    if (management == nullptr || SlotAccess::bindingCount(*m_leaf.data()) != m_place.bindingCount
+        || !OptimisticRead::isPossible()) {
+        return readAnyForm(m_leaf.data(), value, state);
     }
-    if (!OptimisticRead::isPossible()) {
-        return readBusily(*leaf, value, state);
+    const quint64 epoch = OptimisticRead::epoch(*management);
+    const auto number = loadShared<double, SharedAlignment::Words>(m_place.values[epoch & 1]);
+    const auto numberState = loadShared<ErrorTypes, SharedAlignment::Words>(
+        m_place.states[epoch & 1]);
+    if (!OptimisticRead::isReliable(*management, epoch)) {
+        return readAgain(*m_leaf.data(), value, state);
     }
-    return NumberSlots::withForm(
-        SlotAccess::directForm(*leaf), [&] { return readGenerally(*leaf, value, state); },
-        [&](auto form) { return readForm<form>(*leaf, value, state); });
+    value = number;
+    state = numberState;
+    return true;
 }
 
 bool ProcessDoubleHandle::readNoLock(double &value, ErrorTypes &state) const

@@ -47,5 +47,18 @@ public:
                          ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID) const;
 
 private:
+    /// Where a double with metadata lies in the two buffers of a double buffer, looked up for one
+    /// binding of the leaf. All null for any other leaf.
+    struct Place
+    {
+        const void *management = nullptr;
+        const unsigned char *values[2]{};
+        const unsigned char *states[2]{};
+        quint32 bindingCount = 0;
+    };
+
+    void findPlace();
+
     ProcessDataValueSharedPointer m_leaf;
+    Place m_place;
 };

@@ -15,21 +15,36 @@ public:
     static bool isUsable(const PingPongBufferHandler &handler) { return handler.isUsable(); }
     static bool isPossible() { return LockNotes::isIdle(); }
 
+    /// The words that a caller who reads again and again may keep, as long as the handler lives.
+    using Management = PingPongBufferHandler::ManagementBuffer;
+    static const Management *management(const PingPongBufferHandler &handler)
+    {
+        return handler.m_management;
+    }
+    static unsigned char *buffer(const PingPongBufferHandler &handler, quint64 epoch)
+    {
+        return handler.buffer(epoch);
+    }
+    static quint64 epoch(const Management &management)
+    {
+        return management.swapCount.load(std::memory_order_acquire);
+    }
+    static bool isReliable(const Management &management, quint64 epoch)
+    {
+        std::atomic_thread_fence(std::memory_order_acquire);
+        return management.writeEpoch[epoch & 1].load(std::memory_order_relaxed) <= epoch;
+    }
+
     explicit OptimisticRead(const PingPongBufferHandler &handler)
         : m_handler(handler)
-        , m_epoch(handler.m_management->swapCount.load(std::memory_order_acquire))
+        , m_epoch(epoch(*handler.m_management))
     {
     }
 
     unsigned char *buffer() const { return m_handler.buffer(m_epoch); }
 
     /// Whether no writer began to write into the buffer that was read.
-    bool isReliable() const
-    {
-        std::atomic_thread_fence(std::memory_order_acquire);
-        return m_handler.m_management->writeEpoch[m_epoch & 1].load(std::memory_order_relaxed)
-               <= m_epoch;
-    }
+    bool isReliable() const { return isReliable(*m_handler.m_management, m_epoch); }
 
     /// Lets an unreliable attempt count as one that was made under a lock.
     static void noteRepetition(const PingPongBufferHandler &handler)

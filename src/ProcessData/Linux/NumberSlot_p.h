@@ -208,6 +208,10 @@ void store(unsigned char *buffer, const NumberSlot &slot, typename FormTypes<for
 template <class None, class Action>
 [[gnu::always_inline]] inline auto withForm(SlotForm form, const None &none, const Action &action)
 {
+    // The usual one without the detour of a table.
+    if (__builtin_expect(static_cast<long>(form == SlotForm::Double), 1L) != 0) {
+        return action(std::integral_constant<SlotForm, SlotForm::Double>());
+    }
     switch (form) {
     case SlotForm::None: break;
     case SlotForm::Boolean: return action(std::integral_constant<SlotForm, SlotForm::Boolean>());

@@ -109,6 +109,7 @@ void ProcessDataValue::setBufferHandlerInterface(BufferHandlerInterface *handler
         qWarning() << "Pointer to buffer handler is null.";
         return;
     }
+    ++m_bindingCount;
     m_bufferHandler = handler;
     m_isValid = isObjectValid();
     chooseDirectForm();

@@ -151,4 +151,5 @@ private:
     mutable unsigned char *m_dataPointer = nullptr;
     mutable unsigned char *m_metadataPointer = nullptr;
     StorageKind m_storageKind = StorageNative;
+    quint32 m_bindingCount = 0; ///< by which a handle sees that it was made for an earlier binding
 };
