@@ -47,6 +47,13 @@ template <class T>
     variant = QVariant(number);
 }
 
+/// Whether the content is nothing or a number that ends without being destroyed.
+inline bool isPlain(const QVariant &variant)
+{
+    const uint type = variant.data_ptr().type;
+    return type <= QMetaType::Double || type == QMetaType::Float;
+}
+
 /// Makes @p variant what QVariant(number) is.
 template <class T>
 void assign(QVariant &variant, T number)
@@ -55,8 +62,11 @@ void assign(QVariant &variant, T number)
     // Nothing is written beside the number where nothing changes: a flag that shares a word with
     // the type would hold the next look at the type up.
     if (!holds<T>(variant) || content.is_null) {
-        replace(variant, number);
-        return;
+        if (!isPlain(variant)) {
+            replace(variant, number);
+            return;
+        }
+        content = QVariant::DataPtr(static_cast<uint>(qMetaTypeId<T>()));
     }
     std::memcpy(&content.data, &number, sizeof number);
 }
