@@ -59,6 +59,7 @@ private Q_SLOTS:
     void manyNotesOfOneBufferAreTakenNewestFirst();
     void forgottenHandlerLeavesTheOthersAlone();
     void notesBelongToTheirThread();
+    void summaryFollowsTheNotes();
     void streaksAreCountedApart();
     void manyStreaksAreAllKept();
     void forgottenHandlersOfManyStreaksLeaveTheOthersAlone();
@@ -230,6 +231,38 @@ void tst_LockNotes::notesBelongToTheirThread()
     QCOMPARE(LockNotes::count(handler), 1);
     QVERIFY(LockNotes::take(handler, places));
     LockNotes::forget(handler);
+}
+
+void tst_LockNotes::summaryFollowsTheNotes()
+{
+    const auto handlers = newHandlers(2);
+    constexpr int count = 20; // more than fit beside each other
+    QVERIFY(LockNotes::isIdle());
+
+    for (int i = 0; i < count; ++i) {
+        const quint64 handler = handlers[static_cast<std::size_t>(i % 2)];
+        LockNotes::add(note(handler, i));
+        QVERIFY(!LockNotes::isIdle());
+        QCOMPARE(LockNotes::summary.newestHandler, handler);
+        QCOMPARE(LockNotes::newestBuffer(handler), places + i);
+        QCOMPARE(LockNotes::newestBuffer(handlers[static_cast<std::size_t>(1 - i % 2)]),
+                 i == 0 ? nullptr : places + i - 1);
+    }
+    for (int i = count - 1; i >= 0; --i) {
+        QVERIFY(LockNotes::take(handlers[static_cast<std::size_t>(i % 2)], places + i));
+        QCOMPARE(LockNotes::summary.newestBuffer, i == 0 ? nullptr : places + i - 1);
+    }
+    QVERIFY(LockNotes::isIdle());
+
+    LockNotes::noteOutcome(handlers[0], 0, true);
+    QVERIFY(!LockNotes::isIdle());
+    LockNotes::noteOutcome(handlers[0], 0, false);
+    QVERIFY(LockNotes::isIdle());
+    LockNotes::add(note(handlers[0], 1));
+    LockNotes::noteOutcome(handlers[0], 0, true);
+    LockNotes::forget(handlers[0]);
+    QVERIFY(LockNotes::isIdle());
+    QCOMPARE(LockNotes::newestBuffer(handlers[0]), nullptr);
 }
 
 void tst_LockNotes::streaksAreCountedApart()
