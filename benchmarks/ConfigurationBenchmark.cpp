@@ -518,13 +518,3 @@ BENCHMARK(frameFlat)->Name("config/growth/frameFlat")->Arg(1000)->Arg(30000);
 BENCHMARK(cellWriteByUrl)->Name("config/growth/cellWriteByUrl")->Arg(1000)->Arg(100000);
 BENCHMARK(cellWriteInWrapper)->Name("config/growth/cellWriteInWrapper")->Arg(1000)->Arg(100000);
 BENCHMARK(addNewRow)->Name("config/growth/addNewRow")->Arg(1000)->Arg(100000);
-
-int main(int argc, char **argv)
-{
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return 1;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
