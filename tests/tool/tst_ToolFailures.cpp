@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QtTest>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using Metadata = ToolDescription::Metadata;
@@ -36,6 +37,7 @@ private Q_SLOTS:
     void unknownUrl_data();
     void unknownUrl();
     void valueIsNotWrittenToATreeNode();
+    void regionThatCannotBeMapped_data();
     void regionThatCannotBeMapped();
     void regionOfAnotherSize();
     void lockThatIsHeldForTooLong();
@@ -183,16 +185,25 @@ void tst_ToolFailures::valueIsNotWrittenToATreeNode()
              QStringLiteral("tessel: %1: 'n' is a tree node and has no value\n").arg(file));
 }
 
+void tst_ToolFailures::regionThatCannotBeMapped_data()
+{
+    QTest::addColumn<mode_t>("type");
+    QTest::newRow("empty file") << mode_t{S_IFREG};
+    // Which keeps whoever opens it for reading alone waiting.
+    QTest::newRow("pipe") << mode_t{S_IFIFO};
+}
+
 void tst_ToolFailures::regionThatCannotBeMapped()
 {
+    QFETCH(mode_t, type);
     ToolDescription description;
     const QString file = oneIntegerDescription(description);
-    QFile empty(description.segmentPath());
-    QVERIFY(empty.open(QIODevice::WriteOnly));
+    const QString path = description.segmentPath();
+    QCOMPARE(mknod(qPrintable(path), type | 0600, 0), 0);
 
     const ToolResult result = runTool({QStringLiteral("get"), file});
     const ToolResult info = runTool({QStringLiteral("info"), file});
-    QVERIFY(empty.remove());
+    QVERIFY(QFile::remove(path));
 
     QCOMPARE(result.exitCode, 4);
     QCOMPARE(result.output, QString());

@@ -49,7 +49,9 @@ RegionState findRegion(const DescriptionSource &description)
 {
     SharedMemory memory;
     memory.setKey(description.segmentName());
-    if (memory.attach(SharedMemory::ReadOnly)) {
+    // For writing first: opened for reading alone, a pipe under that name would wait for a writer.
+    if (memory.attach(SharedMemory::ReadWrite)
+        || (memory.error() == EACCES && memory.attach(SharedMemory::ReadOnly))) {
         return {true, memory.size(), 0, {}};
     }
     return {memory.error() != ENOENT, 0, memory.error(), withoutCallNames(memory.errorString())};
