@@ -22,11 +22,13 @@ class ProcessDataManager;
 class TESSEL_EXPORT ProcessBulkReader
 {
 public:
+    /// A tree, or an element of it.
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
     /// The leaves at @p urls below @p root, in that order.
     ProcessBulkReader(ProcessDataManager *manager, const BaseClassSharedPointer &root,
                       const QStringList &urls);
+    /// The leaves themselves, in that order. A null one is a place that was refused.
     ProcessBulkReader(ProcessDataManager *manager,
                       const QVector<ProcessDataValueSharedPointer> &leaves);
     ~ProcessBulkReader();

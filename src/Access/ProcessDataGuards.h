@@ -16,7 +16,9 @@ class ProcessDataManager;
 class TESSEL_EXPORT ProcessDataReadGuard
 {
 public:
+    /// Takes the lock, waiting where ProcessDataManager::lockReadBuffer() does.
     explicit ProcessDataReadGuard(ProcessDataManager &manager);
+    /// Ends the lock, if unlock() has not.
     ~ProcessDataReadGuard();
 
     /// False if the lock could not be had; there is nothing to read then.
@@ -45,7 +47,9 @@ private:
 class TESSEL_EXPORT ProcessDataWriteGuard
 {
 public:
+    /// Takes the lock, waiting where ProcessDataManager::lockWriteBuffer() does.
     explicit ProcessDataWriteGuard(ProcessDataManager &manager);
+    /// Ends the lock without publishing, if nothing else has ended it.
     ~ProcessDataWriteGuard();
 
     /// False if the lock could not be had; nothing may be written then.

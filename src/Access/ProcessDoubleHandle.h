@@ -16,14 +16,17 @@
 class TESSEL_EXPORT ProcessDoubleHandle
 {
 public:
+    /// A tree, or an element of it.
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
     /// A handle of no leaf.
     ProcessDoubleHandle() = default;
+    /// A leaf that was looked up before; a null one is refused.
     explicit ProcessDoubleHandle(const ProcessDataValueSharedPointer &leaf);
     /// The leaf at @p url below @p root.
     ProcessDoubleHandle(const BaseClassSharedPointer &root, const QString &url);
 
+    /// Whether there is a leaf to read: the handle was made of one and the leaf was not refused.
     bool isValid() const { return !m_leaf.isNull(); }
     /// Null in a handle that is not valid.
     const ProcessDataValueSharedPointer &getLeaf() const { return m_leaf; }
