@@ -33,13 +33,17 @@ int main(int argc, char *argv[])
     ProcessDataManager manager;
     const auto tree = manager.createProcessDataFromFile(
         arguments[1], ProcessDataManager::InitTypeSharedMemoryAttach);
+    //! [reader]
     ProcessBulkReader reader(&manager, tree, urls);
+    //! [reader]
     if (!reader.isComplete()) {
         return 1;
     }
 
+    //! [reader]
     std::vector<double> values(static_cast<std::size_t>(urls.size()));
     std::vector<ErrorTypes> states(values.size());
+    //! [reader]
     QTextStream output(stdout);
     output << urls.join(QLatin1Char(',')) << '\n';
     for (int line = arguments[2].toInt(); line > 0; --line) {
