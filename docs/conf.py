@@ -36,6 +36,7 @@ html_static_path = ["_static"]
 html_css_files = ["tessel.css"]
 html_copy_source = False
 html_show_sphinx = False
+html_show_copyright = False
 html_use_index = True
 
 
