@@ -6,6 +6,11 @@ import unittest
 import sources
 from documents import document
 
+# What stands at the beginning of a line and is more than an announcement.
+_DECLARATION = re.compile(
+    r"^(?:class|struct|enum|using|namespace) (?:TESSEL_EXPORT )?(\w+)(?=[^;\n]*$|\s*=)", re.M
+)
+
 
 def enumerators(path, name):
     """The enumerators of an enumeration in a header, with their numbers."""
@@ -74,6 +79,47 @@ class Vocabulary(unittest.TestCase):
                 self.assertIn(f"{{doxygenfunction}} {name}\n", pages)
                 exported += 1
         self.assertGreater(exported, 30)
+
+    def test_api_pages_have_whatever_a_header_declares(self):
+        """Templates, namespaces, enumerations and aliases too, which are not exported."""
+        pages = "".join(
+            path.read_text(encoding="utf-8") for path in sources.source_files("docs/api", ".md")
+        )
+        declared = set()
+        for path in sources.source_files("src", ".h"):
+            if not path.name.endswith("_p.h"):
+                declared |= set(_DECLARATION.findall(sources.code_of(path)))
+        self.assertGreater(len(declared), 35)
+        missing = {name for name in declared if not re.search(rf"\}} ([\w:]+::)?{name}\b", pages)}
+        self.assertEqual(missing, set())
+
+    def test_every_class_is_named_on_the_first_page_of_the_reference(self):
+        index = document("docs/api/index.md").text
+        for path in sources.source_files("docs/api", ".md"):
+            for name in re.findall(r"\{doxygenclass\} (?:\w+::)?(\w+)", path.read_text("utf-8")):
+                self.assertIn(f"`{name}`", index)
+
+    def test_every_example_has_its_place(self):
+        text = document("docs/examples.md").text
+        folders = [path for path in (sources.PROJECT / "examples").iterdir() if path.is_dir()]
+        self.assertGreater(len(folders), 7)
+        for folder in folders:
+            self.assertIn(f"\n## {folder.name}\n", text)
+
+    def test_first_page_leads_to_every_other_one(self):
+        text = document("docs/index.md").text
+        pages = sources.source_files("docs", ".md")
+        pages = [page.relative_to(sources.PROJECT / "docs") for page in pages]
+        pages = [page for page in pages if len(page.parts) == 1 or page.parts[0] == "guide"]
+        self.assertGreater(len(pages), 20)
+        for page in pages:
+            self.assertTrue(page.name == "index.md" or f"]({page})" in text, page)
+
+    def test_words_stand_in_alphabetical_order_and_once(self):
+        table = document("docs/guide/12-words.md").text.partition("|---")[2]
+        found = re.findall(r"^\| ([A-Za-z][^|]*?) \|", table, re.M)
+        self.assertGreater(len(found), 25)
+        self.assertEqual(found, sorted(set(found), key=str.lower))
 
 
 if __name__ == "__main__":
