@@ -60,6 +60,18 @@ class Commands(unittest.TestCase):
             for name in re.findall(r"`tessel ([a-z]+)", document.text):
                 self.assertIn(name, known, document.name)
 
+    def test_tests_and_checks_that_are_mentioned_exist(self):
+        programs = {path.stem for path in sources.source_files("tests", ".cpp")}
+        checks = {path.name for path in (sources.PROJECT / "script/checks").iterdir()}
+        mentioned = 0
+        for document in all_documents():
+            for name in re.findall(r"`(tst_[A-Z]\w+)`", document.text):
+                self.assertIn(name, programs, document.name)
+                mentioned += 1
+            for name in re.findall(r"`script/check\s+([a-z]+)`", document.text):
+                self.assertIn(name, checks, document.name)
+        self.assertGreater(mentioned, 20)
+
     def test_names_of_code_that_are_mentioned_exist(self):
         """Words such as `lockWriteBuffer` or `ProcessValue`, with or without brackets behind."""
         code = "".join(
