@@ -35,8 +35,8 @@ int main(int argc, char *argv[])
     }
 
     QTextStream output(stdout);
-    const auto levelLeaf = level.getLeaf();
-    const auto temperatureLeaf = temperature.getLeaf();
+    const auto &levelLeaf = level.getLeaf();
+    const auto &temperatureLeaf = temperature.getLeaf();
     //! [consistently]
     ProcessValue levelNow(PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
     ProcessValue temperatureNow(PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
