@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -99,6 +100,59 @@ void sortChildren(QList<BaseClassSharedPointer> &children)
     }
     std::copy(firstMissing, children.end(), std::back_inserter(sorted));
     children = sorted;
+}
+
+/// A child whose position is its own among the children.
+struct OwnPlace
+{
+    int position = 0;
+    bool isNode = false;
+    const BaseClassSharedPointer *child = nullptr;
+};
+
+/// The children by their positions, which have to be read once and never compared with care: all
+/// are of the library's own classes, have a position, and no two have the same. Nothing for any
+/// others, whose order depends on the one before, and whose comparison may say something.
+std::optional<std::vector<OwnPlace>> ownPlaces(
+    const ConfigurationAndProcessDataBase::ChildMap &childs)
+{
+    std::vector<OwnPlace> places;
+    places.reserve(static_cast<std::size_t>(childs.size()));
+    for (const BaseClassSharedPointer &child : childs) {
+        if (child.isNull() || !ElementRegistration::isOfOwnClass(*child)) {
+            return std::nullopt;
+        }
+        const Place place = readPlace(0, *child);
+        if (!place.hasPosition) {
+            return std::nullopt;
+        }
+        places.push_back({place.position, place.isNode, &child});
+    }
+    std::sort(places.begin(), places.end(), [](const OwnPlace &left, const OwnPlace &right) {
+        return left.position < right.position;
+    });
+    const auto shared = std::adjacent_find(places.cbegin(), places.cend(),
+                                           [](const OwnPlace &left, const OwnPlace &right) {
+                                               return left.position == right.position;
+                                           });
+    return shared == places.cend() ? std::make_optional(std::move(places)) : std::nullopt;
+}
+
+/// In the order in which @p places has them.
+void collectPlaces(const std::vector<OwnPlace> &places,
+                   ConfigurationAndProcessDataBase::ListElements &elements)
+{
+    bool isNodePassed = false;
+    for (const OwnPlace &place : places) {
+        const BaseClassSharedPointer &child = *place.child;
+        // Below a node may lie elements of any class, which may change what comes after it.
+        if (isNodePassed ? isTreeNode(*child) : place.isNode) {
+            isNodePassed = true;
+            child->collectElements(elements, true);
+        } else {
+            elements.append(child);
+        }
+    }
 }
 
 /// Objects keep their members in the order of their keys. In that order each goes to the end, where
@@ -193,6 +247,14 @@ void ConfigurationAndProcessDataTreeNode::collectElements(ListElements &elements
     if (m_childs.isEmpty()) {
         qWarning() << "Node has no childs!";
         return;
+    }
+    if (sorted) {
+        // A copy, which the places point into, whatever becomes of the node meanwhile.
+        const ChildMap childs = m_childs;
+        if (const auto places = ownPlaces(childs)) {
+            collectPlaces(*places, elements);
+            return;
+        }
     }
     ListElements children = sorted ? childrenByKey(m_childs) : m_childs.values();
     if (sorted) {

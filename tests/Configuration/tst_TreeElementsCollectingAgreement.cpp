@@ -84,13 +84,33 @@ public:
     {
         QJsonObject json = properties("treenode");
         const auto node = QSharedPointer<TreeNode>::create(json, nullptr);
+        const bool havePlacesOfTheirOwn = below(2) == 0;
         for (int i = below(depth > 1 ? 20 : 60); i > 0; --i) {
-            node->addElement(QString::number(below(1000)), child(depth, isStrange, questions));
+            const int number = below(1000);
+            const Element element = child(depth, isStrange, questions);
+            if (havePlacesOfTheirOwn) {
+                // Not in the order of the keys, and now and then one without, or one twice.
+                moveTo(element, below(100) == 0 ? QVariant(below(1000)) : QVariant(500 - number));
+            }
+            if (!havePlacesOfTheirOwn || !element.isNull() || below(20) == 0) {
+                node->addElement(QString::number(number), element);
+            }
         }
         return node;
     }
 
 private:
+    void moveTo(const Element &element, const QVariant &position)
+    {
+        if (element.isNull()) {
+            return;
+        }
+        element->removeProperties({"displayPosition"});
+        if (below(200) != 0) {
+            element->addProperty("displayPosition", position);
+        }
+    }
+
     int below(int bound) { return m_random.bounded(bound); }
 
     QJsonObject properties(const QString &type)
