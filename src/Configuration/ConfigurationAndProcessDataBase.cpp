@@ -7,6 +7,7 @@
 #include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ElementType_p.h"
 #include "Configuration/FramedShape_p.h"
+#include "Configuration/ParsedDescriptions_p.h"
 #include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
@@ -28,6 +29,7 @@ QVariant convertedOrInvalid(const QVariant &value, QMetaType::Type dataType, con
 {
     QVariant converted = value;
     if (!converted.convert(dataType)) {
+        ParsedDescriptions::noteWhatCanBeSeen();
         // A failed attempt empties the variant, and the log is to show what was there before.
         qWarning() << message << static_cast<int>(dataType) << value;
         return {};

@@ -6,6 +6,7 @@
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ElementRegistration_p.h"
+#include "Configuration/ParsedDescriptions_p.h"
 
 #include <QDebug>
 #include <QFile>
@@ -30,7 +31,11 @@ Base::BaseClassSharedPointer createLeaf(const QJsonObject &json, const QString &
         qWarning() << "wrong file postfix" << postfix;
         return {};
     }
-    return Base::BaseClassSharedPointer(creator->create(json));
+    Base::BaseClassSharedPointer leaf(creator->create(json));
+    if (leaf.isNull() || !ElementRegistration::isOfOwnClass(*leaf)) {
+        ParsedDescriptions::noteWhatCanBeSeen();
+    }
+    return leaf;
 }
 
 } // namespace
@@ -61,7 +66,13 @@ ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProces
         qWarning() << "No valid file extension found" << postfix;
         return {};
     }
-    return parseFromByteArray(file.readAll(), postfix);
+    const QByteArray text = file.readAll();
+    ParsedDescriptions *parsed = ParsedDescriptions::current();
+    // A parser that does not look at the version keeps quiet where another one would speak.
+    if (parsed == nullptr || !m_checkVersion) {
+        return parseFromByteArray(text, postfix);
+    }
+    return parsed->treeOf(text, postfix, [&] { return parseFromByteArray(text, postfix); });
 }
 
 ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
@@ -146,6 +157,7 @@ bool ConfigurationAndProcessDataParser::checkVersion(const QJsonObject &json) co
     if (version == FormatVersions::description) {
         return true;
     }
+    ParsedDescriptions::noteWhatCanBeSeen();
     qWarning() << "Received incompatible scheme version:" << version << ","
                << FormatVersions::description << "!";
     return false;

@@ -6,6 +6,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/DirectoryWalk_p.h"
+#include "Configuration/ParsedDescriptions_p.h"
 
 #include <QDebug>
 
@@ -118,6 +119,7 @@ bool Access::getSharedMemoryInfoFromDir(const QFileInfo &directory, bool &double
             continue;
         }
         const std::optional<MemoryFacts> facts = readFacts(*root);
+        ParsedDescriptions::putBack(root);
         if (!facts) {
             qWarning() << "Can't read sharedMemorySize or -Key:" << size << key << "path:" << path;
             allAgree = false;

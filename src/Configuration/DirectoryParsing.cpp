@@ -6,6 +6,7 @@
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/DirectoryWalk_p.h"
+#include "Configuration/ParsedDescriptions_p.h"
 
 #include <QDebug>
 #include <QJsonArray>
@@ -117,6 +118,7 @@ bool Access::parseConfigDir(QSharedPointer<ConfigurationAndProcessDataBase> &roo
 bool Access::parseProcessDir(QSharedPointer<ConfigurationAndProcessDataBase> &root,
                              const QFileInfo &entry)
 {
+    const ParsedDescriptions parsed;
     bool doubleBuffer = false;
     int size = -1;
     QString key;

@@ -3,10 +3,14 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/FileSearch.h"
 #include "Companion/PropertyManagerConst.h"
+#include "Configuration/ConfigurationAndProcessDataTreeNode.h"
+#include "Configuration/ParsedDescriptions_p.h"
+#include "Configuration/UrlWalk_p.h"
 #include "ProcessDataManagement/ByteCount_p.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
 
 #include <QDebug>
+#include <QHash>
 #include <QRegExp>
 #include <QUuid>
 
@@ -16,13 +20,138 @@ using Definitions = ConfigurationAndProcessDataDefinitions;
 
 namespace {
 
+using Record = ProcessDataBuilder::SharedMemoryData;
+
 /// Random digits behind the name, so that two devices with equal names do not share a region.
 constexpr int randomTailLength = 5;
 
 /// The path of the first record, for messages that concern the whole directory.
-QString firstPath(const QVector<ProcessDataBuilder::SharedMemoryData> &records)
+QString firstPath(const QVector<Record> &records)
 {
     return records.isEmpty() ? QString() : records.first().filePath;
+}
+
+/// Trees of files that a build has laid out and not changed.
+///
+/// Mostly it changes none of them, and to hold the leaves of a whole directory to the end of it costs
+/// more than to lay them out. If a walk over the same files follows, the trees are kept for it. Else
+/// the leaves go at once, and come back from the text of their file in the rare case that only size
+/// and key of the region have changed.
+class UnchangedTrees
+{
+public:
+    UnchangedTrees() : m_areKept(ParsedDescriptions::current() != nullptr) { }
+
+    /// @p record has its offsets.
+    void dismissLeaves(const Record &record)
+    {
+        const auto source = m_parsed.sourceOf(record.root);
+        if (m_areKept || record.modified || !source || !isOfNodeClass(*record.root)) {
+            return;
+        }
+        m_sources.insert(record.root.data(), *source);
+        const auto node = record.root.staticCast<ConfigurationAndProcessDataTreeNode>();
+        for (const QString &key : node->getChildMap().keys()) {
+            node->deleteElement(key);
+        }
+    }
+
+    /// True if the tree of @p record is a new one, as its file has it.
+    bool bringBackLeaves(Record &record)
+    {
+        const auto source = m_sources.constFind(record.root.data());
+        if (source == m_sources.constEnd()) {
+            return false;
+        }
+        record.root = record.parser.parseFromByteArray(source.value().second, source.value().first);
+        return true;
+    }
+
+    /// All that is written is written.
+    void finish(const QVector<Record> &records) const
+    {
+        for (const Record &record : records) {
+            if (m_areKept && !record.modified) {
+                ParsedDescriptions::putBack(record.root);
+            }
+        }
+    }
+
+private:
+    bool m_areKept;
+    ParsedDescriptions m_parsed;
+    /// Of the roots without leaves, which stay until the end.
+    QHash<const ConfigurationAndProcessDataBase *, ParsedDescriptions::Source> m_sources;
+};
+
+/// @p finishFile gets the record of each file that is laid out.
+template <class FinishFile>
+bool updateOffsets(const ProcessDataBuilder &builder, const QList<QFileInfo> &files, int &offset,
+                   QVector<Record> &records, const FinishFile &finishFile)
+{
+    bool status = false;
+    for (const QFileInfo &file : files) {
+        Record record;
+        record.filePath = file.absoluteFilePath();
+        record.root = record.parser.parseFromFile(record.filePath);
+        if (record.root.isNull()) {
+            // After a good file this is a success: the build goes on with the files so far.
+            qWarning() << "Can't parse sharedMemory file:" << record.filePath;
+            return status;
+        }
+        int endOffset = 0;
+        status = builder.setOffsetFromSharedMemory(record.root, offset, endOffset, record.modified);
+        if (!status) {
+            qWarning() << "Can't set sharedMemoryOffset:" << record.filePath;
+            return false;
+        }
+        offset = ByteCount::roundUpToFour(endOffset);
+        finishFile(record);
+        records.append(record);
+    }
+    return status;
+}
+
+/// An empty @p key is found or made. False if it cannot be.
+bool settleKey(const ProcessDataBuilder &builder, const QString &keyPrefix, const QString &path,
+               QString &key, const QVector<Record> &records)
+{
+    if (!key.isEmpty()) {
+        return true;
+    }
+    if (!builder.getSharedMemoryKeyForDir(keyPrefix, path, records, key)) {
+        qWarning() << "Can't create sharedMemory key" << key << firstPath(records);
+        return false;
+    }
+    if (key.isEmpty()) {
+        qWarning() << "No sharedMemoryKey:" << key << firstPath(records);
+        return false;
+    }
+    return true;
+}
+
+/// @p prepareFile gets each record that is about to be written.
+template <class PrepareFile>
+bool writeFiles(const ProcessDataBuilder &builder, const QString &key, int size,
+                QVector<Record> &records, const PrepareFile &prepareFile)
+{
+    bool status = true;
+    for (Record &record : records) {
+        // A file that cannot take size and key ends the writing, but does not make it a failure:
+        // its own warning tells.
+        if (!builder.setSizeAndKeyFromSharedMemory(size, key, record)) {
+            break;
+        }
+        if (!record.modified) {
+            continue;
+        }
+        prepareFile(record);
+        status = record.parser.frameToFile(record.root, record.filePath);
+        if (!status) {
+            qWarning() << "Can not frame new process data description to file:" << record.filePath;
+        }
+    }
+    return status;
 }
 
 } // namespace
@@ -37,36 +166,27 @@ bool ProcessDataBuilder::buildProcessDataFromDir(const QString &keyPrefix, const
         files);
     int offset = 0;
     QVector<SharedMemoryData> records;
-    if (!updateOffsetFromDir(files, offset, records)) {
+    UnchangedTrees unchanged;
+    const bool isLaidOut = updateOffsets(
+        *this, files, offset, records,
+        [&unchanged](const SharedMemoryData &record) { unchanged.dismissLeaves(record); });
+    if (!isLaidOut || !settleKey(*this, keyPrefix, path, key, records)) {
         return false;
     }
-    return updateSizeAndKeyFromDir(keyPrefix, path, key, offset, records);
+    const bool isWritten = writeFiles(*this, key, offset, records, [&](SharedMemoryData &record) {
+        if (unchanged.bringBackLeaves(record)) {
+            setSizeAndKeyFromSharedMemory(offset, key, record);
+        }
+    });
+    unchanged.finish(records);
+    return isWritten;
 }
 
 bool ProcessDataBuilder::updateOffsetFromDir(
     const QList<QFileInfo> &files, int &offset,
     QVector<ProcessDataBuilder::SharedMemoryData> &records) const
 {
-    bool status = false;
-    for (const QFileInfo &file : files) {
-        SharedMemoryData record;
-        record.filePath = file.absoluteFilePath();
-        record.root = record.parser.parseFromFile(record.filePath);
-        if (record.root.isNull()) {
-            // After a good file this is a success: the build goes on with the files so far.
-            qWarning() << "Can't parse sharedMemory file:" << record.filePath;
-            return status;
-        }
-        int endOffset = 0;
-        status = setOffsetFromSharedMemory(record.root, offset, endOffset, record.modified);
-        if (!status) {
-            qWarning() << "Can't set sharedMemoryOffset:" << record.filePath;
-            return false;
-        }
-        offset = ByteCount::roundUpToFour(endOffset);
-        records.append(record);
-    }
-    return status;
+    return updateOffsets(*this, files, offset, records, [](const SharedMemoryData &) {});
 }
 
 bool ProcessDataBuilder::setOffsetFromSharedMemory(const BaseClassSharedPointer &root,
@@ -122,32 +242,8 @@ bool ProcessDataBuilder::updateSizeAndKeyFromDir(
     const QString &keyPrefix, const QString &path, QString &key, const int &size,
     QVector<ProcessDataBuilder::SharedMemoryData> &records) const
 {
-    if (key.isEmpty()) {
-        if (!getSharedMemoryKeyForDir(keyPrefix, path, records, key)) {
-            qWarning() << "Can't create sharedMemory key" << key << firstPath(records);
-            return false;
-        }
-        if (key.isEmpty()) {
-            qWarning() << "No sharedMemoryKey:" << key << firstPath(records);
-            return false;
-        }
-    }
-    bool status = true;
-    for (SharedMemoryData &record : records) {
-        // A file that cannot take size and key ends the writing, but does not make it a failure:
-        // its own warning tells.
-        if (!setSizeAndKeyFromSharedMemory(size, key, record)) {
-            break;
-        }
-        if (!record.modified) {
-            continue;
-        }
-        status = record.parser.frameToFile(record.root, record.filePath);
-        if (!status) {
-            qWarning() << "Can not frame new process data description to file:" << record.filePath;
-        }
-    }
-    return status;
+    return settleKey(*this, keyPrefix, path, key, records)
+           && writeFiles(*this, key, size, records, [](const SharedMemoryData &) {});
 }
 
 bool ProcessDataBuilder::setSizeAndKeyFromSharedMemory(

@@ -1,4 +1,5 @@
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
+#include "Configuration/ParsedDescriptions_p.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
@@ -22,6 +23,7 @@ ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData
     const QString &keyPrefix, const QString &processDir,
     ProcessDataManager::InitTypeSharedMemory type)
 {
+    const ParsedDescriptions parsed;
     // Who attaches finds the files as the creating process left them.
     if (type == InitTypeSharedMemoryCreate
         && !buildDirectory(keyPrefix, processDir, m_sharedMemoryDirKeyName)) {
