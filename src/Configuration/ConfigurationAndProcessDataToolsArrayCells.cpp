@@ -5,6 +5,9 @@
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Configuration/ConfigurationArray2dDataTypeWrapper.h"
 #include "Configuration/ConfigurationDataValue.h"
+#include "Configuration/UrlWalk_p.h"
+
+#include <typeinfo>
 
 using Base = ConfigurationAndProcessDataBase;
 using Definitions = ConfigurationAndProcessDataDefinitions;
@@ -18,6 +21,89 @@ bool namesCell(const QString &url)
     QString urlWithoutIndex;
     SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, urlWithoutIndex);
     return index.isValid();
+}
+
+/// The leaf at @p url, if only elements of the library's own classes lie on the way and at its end:
+/// nobody sees how often they are asked. Else null, whether or not there is one.
+QSharedPointer<ConfigurationDataValue> findOwnLeaf(const Base::BaseClassSharedPointer &root,
+                                                   const QString &url)
+{
+    if (root.isNull() || !isOfNodeClass(*root)) {
+        return {};
+    }
+    QStringView rest = url;
+    const auto *const reached = followUrl(*root, rest);
+    if (reached == nullptr || reached->isNull() || !rest.isEmpty()) {
+        return {};
+    }
+    const Base &element = **reached;
+    return typeid(element) == typeid(ConfigurationDataValue)
+               ? reached->staticCast<ConfigurationDataValue>()
+               : QSharedPointer<ConfigurationDataValue>();
+}
+
+bool isList(const QVariant &value)
+{
+    return value.userType() == QMetaType::QVariantList;
+}
+
+/// Values that are compared by themselves, with nothing else coming of it.
+bool isPlain(const QVariant &value)
+{
+    switch (value.userType()) {
+    case QMetaType::UnknownType:
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+    case QMetaType::QString: return true;
+    default: return false;
+    }
+}
+
+/// Whether a write of @p value into this cell changes it and nothing else. An equal cell does not
+/// say that all is equal: a table that holds NaN differs from itself. Tables of another shape are
+/// left to the wrapper too, which says what is wrong with them.
+bool changesOneCell(const ConfigurationDataValue &leaf, const SelectorUrlArrayIndex &index,
+                    const QVariant &value)
+{
+    if (leaf.getProperty(Definitions::getKeyDataPropertyType()).toString()
+            != Definitions::getKeyDataTypeArray()
+        || !isList(leaf.getProperty(Definitions::getKeyDataPropertyArrayInformation()))) {
+        return false;
+    }
+    const QVariant content = leaf.getValue();
+    const QVariantList rows = isList(content) ? content.toList() : QVariantList();
+    if (index.getRowIndex() >= static_cast<quint32>(rows.size()) || !isList(rows.first())
+        || !isList(rows.at(static_cast<int>(index.getRowIndex())))) {
+        return false;
+    }
+    const QVariantList firstRow = rows.first().toList();
+    const QVariantList row = rows.at(static_cast<int>(index.getRowIndex())).toList();
+    if (row.isEmpty() || row.size() != firstRow.size() || isList(firstRow.first())
+        || index.getColumnIndex() >= static_cast<quint32>(row.size())) {
+        return false;
+    }
+    const QVariant &cell = row.at(static_cast<int>(index.getColumnIndex()));
+    return isPlain(cell) && isPlain(value) && cell != value;
+}
+
+/// Writes a cell for which changesOneCell() holds. The rows are neither copied nor compared; what
+/// goes out says the same as if the whole table had been written.
+Base::SetValueStatus changeOneCell(ConfigurationDataValue &leaf, const SelectorUrlArrayIndex &index,
+                                   const QVariant &value)
+{
+    const QString &key = Definitions::getKeyDataPropertyValue();
+    const QString path =
+        QStringLiteral("%1[%2,%3]").arg(key).arg(index.getRowIndex()).arg(index.getColumnIndex());
+    const Base::SetValueStatus status = leaf.setPropertyNoSignalEmit(path, value);
+    const QVariant content = leaf.getValue();
+    Q_EMIT leaf.propertyChanged(key, content);
+    Q_EMIT leaf.propertyChanged();
+    Q_EMIT leaf.valueChanged(content);
+    return status;
 }
 
 } // namespace
@@ -43,9 +129,14 @@ Base::SetValueStatus ConfigurationAndProcessDataTools::setConfigValueWithArrayIn
     if (!namesCell(url)) {
         return Base::SetValueTargetMissing;
     }
-    Array2dDataTypeWrapper wrapper{QVariantList(), QVariantList()};
     QString urlWithoutIndex;
     SelectorUrlArrayIndex index;
+    SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, urlWithoutIndex);
+    const auto ownLeaf = findOwnLeaf(root, urlWithoutIndex);
+    if (!ownLeaf.isNull() && changesOneCell(*ownLeaf, index, value)) {
+        return changeOneCell(*ownLeaf, index, value);
+    }
+    Array2dDataTypeWrapper wrapper{QVariantList(), QVariantList()};
     if (!fetchArrayHandleWithIndexes(url, root, wrapper, urlWithoutIndex, index)
         || !wrapper.setCellValue(index.getRowIndex(), index.getColumnIndex(), value)) {
         return Base::SetValueTargetMissing;
