@@ -7,6 +7,7 @@
 #include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ElementType_p.h"
 #include "Configuration/FramedShape_p.h"
+#include "Configuration/FramedValues_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
 #include "Configuration/UrlWalk_p.h"
 
@@ -24,14 +25,14 @@ using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
 
 namespace {
 
-/// What cannot be converted is reported by @p message and becomes invalid.
-QVariant convertedOrInvalid(const QVariant &value, QMetaType::Type dataType, const char *message)
+/// What cannot be converted is reported and becomes invalid.
+QVariant convertedOrInvalid(const QVariant &value, QMetaType::Type dataType)
 {
     QVariant converted = value;
     if (!converted.convert(dataType)) {
         ParsedDescriptions::noteWhatCanBeSeen();
         // A failed attempt empties the variant, and the log is to show what was there before.
-        qWarning() << message << static_cast<int>(dataType) << value;
+        qWarning() << "Wrong value type in config" << static_cast<int>(dataType) << value;
         return {};
     }
     return converted;
@@ -47,20 +48,7 @@ QVariant toHeldForm(const ConfigurationAndProcessDataBase &element, const QStrin
     if (dataType == QMetaType::UnknownType) {
         return value;
     }
-    return convertedOrInvalid(value, dataType, "Wrong value type in config");
-}
-
-/// A value or limit of an element as a description has it.
-QVariant toFramedForm(const ConfigurationAndProcessDataBase &element, const QString &typeName,
-                      QMetaType::Type dataType, const QVariant &value)
-{
-    if (dataType == QMetaType::UnknownType) {
-        return value;
-    }
-    if (element.isNoInputValueIndicatorSet(typeName, value)) {
-        return Tools::getNoInputValueIndicator(QMetaType::Nullptr);
-    }
-    return convertedOrInvalid(value, dataType, "Wrong type, property can't set");
+    return convertedOrInvalid(value, dataType);
 }
 
 /// A leaf has nothing below it: any piece that is left leads nowhere.
@@ -261,19 +249,7 @@ void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json)
         qWarning() << "No properties found in configuration value!";
         return;
     }
-    const QString typeName = m_properties.value(Definitions::getKeyDataPropertyType()).toString();
-    QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
-    if (dataType == QMetaType::LongLong || dataType == QMetaType::ULongLong) {
-        // A number of JSON is a double, in which 64 bits find no room.
-        dataType = QMetaType::QString;
-    }
-    std::vector<QVariant> values;
-    values.reserve(static_cast<std::size_t>(m_properties.size()));
-    for (auto property = m_properties.cbegin(); property != m_properties.cend(); ++property) {
-        values.push_back(PropertyKey::isHeldInDataTypeUnder(property.key())
-                             ? toFramedForm(*this, typeName, dataType, property.value())
-                             : property.value());
-    }
+    const std::vector<QVariant> values = toFramedValues(*this, m_properties, m_dataTypeMap);
     const FramedShape ownShape;
     FramedShape::current()->fill(json, m_properties, values);
 }

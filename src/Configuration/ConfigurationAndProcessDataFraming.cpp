@@ -1,5 +1,6 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/FramedShape_p.h"
+#include "Configuration/FramedText_p.h"
 
 #include <QDebug>
 #include <QSaveFile>
@@ -25,12 +26,13 @@ bool ConfigurationAndProcessDataParser::frameToByteArray(const BaseClassSharedPo
         qWarning() << "Root node is undefined!";
         return false;
     }
-    const QJsonDocument document(createJsonObject(root));
-    if (document.isNull()) {
+    const FramedShape shape;
+    const QByteArray text = FramedText(format).frame(*root);
+    if (text.isNull()) {
         qWarning() << "Error creating Json object.";
         return false;
     }
-    data = document.toJson(format);
+    data = text;
     return true;
 }
 

@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+#include <limits>
+
 using Base = ConfigurationAndProcessDataBase;
 using Element = Base::BaseClassSharedPointer;
 using Parser = ConfigurationAndProcessDataParser;
@@ -50,12 +52,84 @@ void makeStrange(const Element &element, RandomConfiguration &random)
     }
 }
 
+/// An element of an application, which frames itself in its own way.
+class OwnWay : public TreeNode
+{
+public:
+    explicit OwnWay(const QJsonObject &json) : TreeNode({}, nullptr), m_json(json) { }
+
+    void getContentAsQJsonObject(QJsonObject &json) const override
+    {
+        qWarning() << "own way";
+        json = m_json;
+    }
+
+private:
+    QJsonObject m_json;
+};
+
+/// With the toolkit's JSON object for everything.
+QByteArray frameByToolkit(const Element &root, QJsonDocument::JsonFormat format)
+{
+    return QJsonDocument(Parser().createJsonObject(root)).toJson(format);
+}
+
+QByteArray frame(const Element &root, QJsonDocument::JsonFormat format)
+{
+    QByteArray text;
+    return Parser().frameToByteArray(root, text, format) ? text : QByteArray("not framed");
+}
+
+QVariantList oddValues()
+{
+    QVariantList values{QString(),
+                        QString(""),
+                        "plain ~",
+                        "a\"b\\c/",
+                        "\n\t\x01\x7f",
+                        QString::fromUtf8("\u00e4\u20ac\U0001f600"),
+                        QString(QChar(0xd800)),
+                        0,
+                        -0.0,
+                        0.1,
+                        1e300,
+                        -7.0,
+                        1e15,
+                        std::numeric_limits<double>::quiet_NaN(),
+                        std::numeric_limits<double>::infinity(),
+                        2.5f,
+                        std::numeric_limits<int>::min(),
+                        std::numeric_limits<qint64>::min(),
+                        std::numeric_limits<qint64>::max(),
+                        (qint64{1} << 53) + 1,
+                        -(qint64{1} << 53),
+                        std::numeric_limits<quint64>::max(),
+                        7U,
+                        true,
+                        false,
+                        QVariant(),
+                        QVariant(QMetaType::Int, nullptr),
+                        QByteArray("bytes"),
+                        QVariantList(),
+                        QVariantMap(),
+                        QVariantList{1, QVariantList{}, "x\n"},
+                        QVariantMap{{"b", QVariantMap{{"c", 1}}}, {"a", QVariantList{1, 2}}},
+                        QStringList{"a", "b"},
+                        QUrl("http://a b"),
+                        QJsonValue(5),
+                        QPoint(1, 2)};
+    values.append(QVariant::fromValue(nullptr));
+    return values;
+}
+
 QJsonObject row(int number, const QString &unit)
 {
     return {{"type", "int32"}, {"value", number}, {"unit", unit}, {"limits", QJsonArray{number}}};
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(QJsonDocument::JsonFormat)
 
 /// Objects that start as a copy of the one before against objects that grow key by key.
 class tst_FramingAgreement : public QObject
@@ -64,6 +138,10 @@ class tst_FramingAgreement : public QObject
 
 private Q_SLOTS:
     void anyTreeIsFramedAsItsElementsAreAlone();
+    void anyValueUnderAnyKeyIsWrittenAsTheToolkitDoes_data();
+    void anyValueUnderAnyKeyIsWrittenAsTheToolkitDoes();
+    void elementsOfAnApplicationFrameThemselves_data();
+    void elementsOfAnApplicationFrameThemselves();
     void neighboursOfOneShapeKeepTheirOwnValues();
     void anObjectThatIsNotEmptyKeepsWhatItHolds();
 };
@@ -84,9 +162,89 @@ void tst_FramingAgreement::anyTreeIsFramedAsItsElementsAreAlone()
         const QString expectedLog = toText(log.take());
 
         const QJsonObject json = Parser().createJsonObject(root);
+        const QString jsonLog = toText(log.take());
+        const auto format = random.once(2) ? QJsonDocument::Compact : QJsonDocument::Indented;
+        QByteArray text;
+        const bool isFramed = Parser().frameToByteArray(root, text, format);
 
+        QCOMPARE(jsonLog, expectedLog);
         QCOMPARE(toText(log.take()), expectedLog);
         QCOMPARE(QJsonDocument(json).toJson(), QJsonDocument(expected).toJson());
+        QVERIFY(isFramed);
+        QCOMPARE(text, QJsonDocument(expected).toJson(format));
+    }
+}
+
+void tst_FramingAgreement::anyValueUnderAnyKeyIsWrittenAsTheToolkitDoes_data()
+{
+    QTest::addColumn<QJsonDocument::JsonFormat>("format");
+    QTest::newRow("compact") << QJsonDocument::Compact;
+    QTest::newRow("indented") << QJsonDocument::Indented;
+}
+
+void tst_FramingAgreement::anyValueUnderAnyKeyIsWrittenAsTheToolkitDoes()
+{
+    QFETCH(QJsonDocument::JsonFormat, format);
+    const QStringList keys{"k",
+                           "",
+                           "a\"b",
+                           "\n",
+                           QString::fromUtf8("\u00e4"),
+                           "value",
+                           "Z",
+                           QString::fromUtf8("\U0001f600"),
+                           QString::fromUtf8("\uffee")};
+    const QStringList types{"int32", "uint64", "double", "string", "selector", "treenode", "other"};
+    const QVariantList values = oddValues();
+    LogCapture log;
+    for (const QVariant &value : values) {
+        for (const QString &type : types) {
+            const auto node = QSharedPointer<TreeNode>::create(QJsonObject(), nullptr);
+            const Element leaf(new ConfigurationDataValue({{"type", type}}, nullptr));
+            for (const QString &key : keys) {
+                node->addProperty(key, value);
+                leaf->addProperty(key, value);
+                node->addElement(key, key == "Z" ? Element() : leaf);
+            }
+            log.take();
+            const QByteArray expected = frameByToolkit(node, format);
+            const QString expectedLog = toText(log.take());
+
+            const QByteArray text = frame(node, format);
+
+            QCOMPARE(toText(log.take()), expectedLog);
+            QCOMPARE(text, expected);
+            QCOMPARE(frame(leaf, format), frameByToolkit(leaf, format));
+        }
+    }
+}
+
+void tst_FramingAgreement::elementsOfAnApplicationFrameThemselves_data()
+{
+    anyValueUnderAnyKeyIsWrittenAsTheToolkitDoes_data();
+}
+
+void tst_FramingAgreement::elementsOfAnApplicationFrameThemselves()
+{
+    QFETCH(QJsonDocument::JsonFormat, format);
+    const QJsonObject odd{{"a", QJsonArray{1, QJsonObject{{"b\n", "    "}}}}, {"c", QJsonArray()}};
+    LogCapture log;
+    for (const QJsonObject &json : {QJsonObject(), odd}) {
+        const Element strange(new OwnWay(json));
+        const auto inner = QSharedPointer<TreeNode>::create(QJsonObject{{"type", "x"}}, nullptr);
+        const auto outer = QSharedPointer<TreeNode>::create(QJsonObject(), nullptr);
+        inner->addElement("strange", strange);
+        inner->addElement("bare", Element(new ConfigurationDataValue({}, nullptr)));
+        outer->addElement("inner", inner);
+        for (const Element &root : {strange, Element(inner), Element(outer)}) {
+            log.take();
+            const QByteArray expected = frameByToolkit(root, format);
+            const QString expectedLog = toText(log.take());
+
+            QCOMPARE(frame(root, format), expected);
+
+            QCOMPARE(toText(log.take()), expectedLog);
+        }
     }
 }
 
