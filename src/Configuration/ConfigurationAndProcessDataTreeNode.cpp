@@ -3,6 +3,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ElementRegistration_p.h"
 #include "Configuration/ElementType_p.h"
+#include "Configuration/OwnProperties_p.h"
 #include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
@@ -54,8 +55,14 @@ struct Place
 /// For an element of a class of this library, where nobody can tell how often it is read.
 Place readPlace(int index, const ConfigurationAndProcessDataBase &element)
 {
-    const QVariant position = element.getProperty(Definitions::getKeyDataPropertyDisplayPosition());
-    return {index, isTreeNode(element), position.isValid(), position.toInt()};
+    const auto &properties = ownProperties(element);
+    const auto end = properties.constEnd();
+    const auto type = properties.constFind(Definitions::getKeyDataPropertyType());
+    const bool isNode = type != end
+                        && type.value().toString() == Definitions::getKeyDataTypeTreeNode();
+    const auto position = properties.constFind(Definitions::getKeyDataPropertyDisplayPosition());
+    const bool hasPosition = position != end && position.value().isValid();
+    return {index, isNode, hasPosition, hasPosition ? position.value().toInt() : 0};
 }
 
 /// What compareElements() answers, and says.
