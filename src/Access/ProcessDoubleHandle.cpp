@@ -7,6 +7,9 @@ using ProcessDataDefinitions::ErrorTypes;
 
 namespace {
 
+/// Of a handle without a place. No leaf was bound that often.
+constexpr quint32 noBinding = 0;
+
 /// Takes over what a leaf gave into a value that had no content before. A read that failed leaves
 /// it so.
 bool takeNumber(const ProcessValue &reading, double &value, ErrorTypes &state)
@@ -92,6 +95,11 @@ ProcessValue emptyValue()
 
 } // namespace
 
+ProcessDoubleHandle::ProcessDoubleHandle()
+{
+    findPlace();
+}
+
 ProcessDoubleHandle::ProcessDoubleHandle(const ProcessDataValueSharedPointer &leaf)
     : m_leaf(numberLeaf(leaf, QStringLiteral("the given leaf")))
 {
@@ -106,6 +114,8 @@ ProcessDoubleHandle::ProcessDoubleHandle(const BaseClassSharedPointer &root, con
 
 void ProcessDoubleHandle::findPlace()
 {
+    m_place.currentBinding = &noBinding;
+    m_place.binding = noBinding + 1;
     if (m_leaf.isNull() || SlotAccess::directForm(*m_leaf) != SlotForm::Double) {
         return;
     }
@@ -114,32 +124,33 @@ void ProcessDoubleHandle::findPlace()
     const bool isOnWords =
         NumberSlots::isOnWords<SlotForm::Double>(OptimisticRead::buffer(handler, 0), slot)
         && NumberSlots::isOnWords<SlotForm::Double>(OptimisticRead::buffer(handler, 1), slot);
-    if (!slot.hasMetadata || !isOnWords) {
+    if (!slot.hasMetadata || slot.metadataOffset != slot.valueOffset + sizeof(double)
+        || !isOnWords) {
         return;
     }
-    for (int i = 0; i < 2; ++i) {
-        const unsigned char *const buffer = OptimisticRead::buffer(handler,
-                                                                   static_cast<quint64>(i));
-        m_place.values[i] = buffer + slot.valueOffset;
-        m_place.states[i] = buffer + slot.metadataOffset;
-    }
-    m_place.bindingCount = SlotAccess::bindingCount(*m_leaf);
+    m_place.values[0] = OptimisticRead::buffer(handler, 0) + slot.valueOffset;
+    m_place.values[1] = OptimisticRead::buffer(handler, 1) + slot.valueOffset;
     m_place.management = OptimisticRead::management(handler);
+    m_place.currentBinding = &SlotAccess::bindingCount(*m_leaf);
+    m_place.binding = *m_place.currentBinding;
 }
 
-bool ProcessDoubleHandle::read(double &value, ErrorTypes &state) const
+// As few instructions as there can be: whoever calls this does so for every value of every cycle.
+// All that can be is settled in findPlace(), and what cannot be leads to one branch.
+[[gnu::hot, gnu::aligned(64)]] bool ProcessDoubleHandle::read(double &value,
+                                                              ErrorTypes &state) const
 {
-    const auto *const management = static_cast<const OptimisticRead::Management *>(
-        m_place.management);
-    if (management == nullptr || SlotAccess::bindingCount(*m_leaf.data()) != m_place.bindingCount
-        || !OptimisticRead::isPossible()) {
+    const quint32 isOther = *m_place.currentBinding ^ m_place.binding;
+    if (__builtin_expect(static_cast<long>(isOther | OptimisticRead::obstacles()), 0L) != 0) {
         return readAnyForm(m_leaf.data(), value, state);
     }
-    const quint64 epoch = OptimisticRead::epoch(*management);
-    const auto number = loadShared<double, SharedAlignment::Words>(m_place.values[epoch & 1]);
-    const auto numberState = loadShared<ErrorTypes, SharedAlignment::Words>(
-        m_place.states[epoch & 1]);
-    if (!OptimisticRead::isReliable(*management, epoch)) {
+    const auto &management = *static_cast<const OptimisticRead::Management *>(m_place.management);
+    const quint64 epoch = OptimisticRead::epoch(management);
+    const unsigned char *const place = m_place.values[epoch & 1];
+    const auto number = loadShared<double, SharedAlignment::Words>(place);
+    const auto numberState = loadShared<ErrorTypes, SharedAlignment::Words>(place + sizeof number);
+    if (__builtin_expect(static_cast<long>(OptimisticRead::isReliable(management, epoch)), 1L)
+        == 0) {
         return readAgain(*m_leaf.data(), value, state);
     }
     value = number;

@@ -20,11 +20,15 @@ public:
     using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
     /// A handle of no leaf.
-    ProcessDoubleHandle() = default;
+    ProcessDoubleHandle();
     /// A leaf that was looked up before; a null one is refused.
     explicit ProcessDoubleHandle(const ProcessDataValueSharedPointer &leaf);
     /// The leaf at @p url below @p root.
     ProcessDoubleHandle(const BaseClassSharedPointer &root, const QString &url);
+    // Copied, not moved: without its leaf a handle would look at one that is gone.
+    ProcessDoubleHandle(const ProcessDoubleHandle &) = default;
+    ProcessDoubleHandle &operator=(const ProcessDoubleHandle &) = default;
+    ~ProcessDoubleHandle() = default;
 
     /// Whether there is a leaf to read: the handle was made of one and the leaf was not refused.
     bool isValid() const { return !m_leaf.isNull(); }
@@ -35,9 +39,9 @@ public:
     /// reads the buffer of that lock, and the unlock tells whether it was reliable; elsewhere it
     /// repeats the read itself, as ProcessDataValue::getValue() does. An erroneous value comes with
     /// the number that lies in the slot. False, with both untouched, if there was nothing to read.
-    bool read(double &value, ProcessDataDefinitions::ErrorTypes &state) const;
+    TESSEL_OFTEN bool read(double &value, ProcessDataDefinitions::ErrorTypes &state) const;
     /// The same inside a read lock that the caller holds.
-    bool readNoLock(double &value, ProcessDataDefinitions::ErrorTypes &state) const;
+    TESSEL_OFTEN bool readNoLock(double &value, ProcessDataDefinitions::ErrorTypes &state) const;
 
     /// Writes the number, or an error state alone, as ProcessDataValue::setValue() does: converted
     /// to the type of the leaf, refused where the leaf is read-only, and seen by the readers of a
@@ -50,18 +54,18 @@ public:
                          ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID) const;
 
 private:
-    /// Where a double with metadata lies in the two buffers of a double buffer, looked up for one
-    /// binding of the leaf. All null for any other leaf.
+    /// Where a double with its state right behind it lies in the two buffers of a double buffer,
+    /// looked up for one binding of the leaf. Of any other leaf, a binding that never is.
     struct Place
     {
-        const void *management = nullptr;
-        const unsigned char *values[2]{};
-        const unsigned char *states[2]{};
-        quint32 bindingCount = 0;
+        const quint32 *currentBinding;
+        quint32 binding;
+        const void *management;
+        const unsigned char *values[2];
     };
 
     void findPlace();
 
     ProcessDataValueSharedPointer m_leaf;
-    Place m_place;
+    Place m_place{};
 };

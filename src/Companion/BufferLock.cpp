@@ -111,8 +111,18 @@ BufferLock::Outcome BufferLock::takeStepByStep(short ownReaders, std::chrono::mi
 /// The first step into a lock: in the set that there is now.
 BufferLock::Outcome BufferLock::enter(sembuf *operations, std::size_t count, Milliseconds bound)
 {
-    const Clock::time_point deadline = Clock::now() + bound;
     const int set = setId();
+    // Nearly always nobody is inside, and nobody has to look at a clock.
+    const Outcome outcome = operate(operations, count, Milliseconds::zero());
+    return outcome == Outcome::WouldWait || outcome == Outcome::Gone
+               ? enterAfterWait(set, operations, count, bound)
+               : outcome;
+}
+
+BufferLock::Outcome BufferLock::enterAfterWait(int set, sembuf *operations, std::size_t count,
+                                               Milliseconds bound)
+{
+    const Clock::time_point deadline = Clock::now() + bound;
     const Outcome outcome = operate(operations, count, bound);
     if (outcome != Outcome::Gone || !followRegion(set)) {
         return outcome;

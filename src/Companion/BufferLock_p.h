@@ -51,6 +51,8 @@ public:
 private:
     void becomeHolder();
     Outcome enter(sembuf *operations, std::size_t count, std::chrono::milliseconds bound);
+    Outcome enterAfterWait(int set, sembuf *operations, std::size_t count,
+                           std::chrono::milliseconds bound);
     bool followRegion(int removedSet);
     Outcome takeExclusive(short ownReaders, std::chrono::milliseconds bound);
     Outcome takeStepByStep(short ownReaders, std::chrono::milliseconds bound);

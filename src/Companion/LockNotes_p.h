@@ -35,10 +35,14 @@ struct Summary
 // form, unlike thread_local, an access from another file needs no look at a constructor.
 extern __thread Summary summary __attribute__((tls_model("initial-exec")));
 
-/// Whether this thread holds no read lock of any handler and none of its last reads failed.
+/// 0 if this thread holds no read lock of any handler and none of its last reads failed.
+inline quint32 business()
+{
+    return static_cast<quint32>(summary.noteCount) | static_cast<quint32>(summary.streakCount);
+}
 inline bool isIdle()
 {
-    return (summary.noteCount | summary.streakCount) == 0;
+    return business() == 0;
 }
 
 /// A number for a new handler. Unlike an address it never comes back.

@@ -14,6 +14,8 @@ class OptimisticRead
 public:
     static bool isUsable(const PingPongBufferHandler &handler) { return handler.isUsable(); }
     static bool isPossible() { return LockNotes::isIdle(); }
+    /// 0 where isPossible(), for whoever joins it with conditions of his own.
+    static quint32 obstacles() { return LockNotes::business(); }
 
     /// The words that a caller who reads again and again may keep, as long as the handler lives.
     using Management = PingPongBufferHandler::ManagementBuffer;
@@ -32,7 +34,9 @@ public:
     static bool isReliable(const Management &management, quint64 epoch)
     {
         std::atomic_thread_fence(std::memory_order_acquire);
-        return management.writeEpoch[epoch & 1].load(std::memory_order_relaxed) <= epoch;
+        // By a pointer, so that the compiler finds the one instruction that adds all of it up.
+        const std::atomic<quint64> *const writeEpochs = management.writeEpoch;
+        return writeEpochs[epoch & 1].load(std::memory_order_relaxed) <= epoch;
     }
 
     explicit OptimisticRead(const PingPongBufferHandler &handler)
@@ -60,6 +64,17 @@ public:
             return summary.newestBuffer;
         }
         return LockNotes::newestBuffer(handler.m_number);
+    }
+
+    /// What readBufferPointer() gives where that takes no call; null where this thread's newest read
+    /// lock is one of another handler.
+    static unsigned char *readBufferAtOnce(const PingPongBufferHandler &handler)
+    {
+        const LockNotes::Summary &summary = LockNotes::summary;
+        if (summary.noteCount == 0) {
+            return handler.buffer(epoch(*handler.m_management));
+        }
+        return summary.newestHandler == handler.m_number ? summary.newestBuffer : nullptr;
     }
 
     /// What readBufferPointer() gives.

@@ -16,30 +16,56 @@
 // Slots lie back to back and need not be aligned: what one access cannot do is done in pieces, each
 // the largest that its address allows.
 
+#if defined(__has_feature)
+# define TESSEL_HAS_FEATURE(feature) __has_feature(feature)
+#else
+# define TESSEL_HAS_FEATURE(feature) 0
+#endif
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)                                  \
+    || TESSEL_HAS_FEATURE(thread_sanitizer) || TESSEL_HAS_FEATURE(address_sanitizer)
+# define TESSEL_IS_WATCHED 1
+#else
+# define TESSEL_IS_WATCHED 0
+#endif
+
 namespace SharedBytes {
 
-// The unsigned integer of a size, which may lie over an object of any type.
+/// Whether one instruction reaches a word at any address. The language knows no such access that may
+/// overlap another; a volatile one is compiled to just that instruction, by both compilers. The
+/// sanitizers understand atomic ones only, and are given the pieces to look at.
+#if defined(__x86_64__) && !TESSEL_IS_WATCHED
+constexpr bool isAnyAddressOneAccess = true;
+#else
+constexpr bool isAnyAddressOneAccess = false;
+#endif
+
+// The unsigned integer of a size, which may lie over an object of any type; Anywhere without
+// alignment.
 template <std::size_t size>
 struct Word;
 template <>
 struct Word<1>
 {
     using Type [[gnu::may_alias]] = std::uint8_t;
+    struct [[gnu::packed, gnu::may_alias]] Anywhere { std::uint8_t word; };
 };
 template <>
 struct Word<2>
 {
     using Type [[gnu::may_alias]] = std::uint16_t;
+    struct [[gnu::packed, gnu::may_alias]] Anywhere { std::uint16_t word; };
 };
 template <>
 struct Word<4>
 {
     using Type [[gnu::may_alias]] = std::uint32_t;
+    struct [[gnu::packed, gnu::may_alias]] Anywhere { std::uint32_t word; };
 };
 template <>
 struct Word<8>
 {
     using Type [[gnu::may_alias]] = std::uint64_t;
+    struct [[gnu::packed, gnu::may_alias]] Anywhere { std::uint64_t word; };
 };
 
 template <std::size_t size>
@@ -54,6 +80,21 @@ void storeWord(unsigned char *destination, typename Word<size>::Type word)
 {
     using Type = typename Word<size>::Type;
     __atomic_store_n(reinterpret_cast<Type *>(destination), word, __ATOMIC_RELAXED);
+}
+
+/// Loads a word at any address. Only where isAnyAddressOneAccess.
+template <std::size_t size>
+[[gnu::always_inline]] inline typename Word<size>::Type loadAtOnce(const unsigned char *source)
+{
+    return reinterpret_cast<const volatile typename Word<size>::Anywhere *>(source)->word;
+}
+
+/// Stores a word at any address. Only where isAnyAddressOneAccess.
+template <std::size_t size>
+[[gnu::always_inline]] inline void storeAtOnce(unsigned char *destination,
+                                               typename Word<size>::Type word)
+{
+    reinterpret_cast<volatile typename Word<size>::Anywhere *>(destination)->word = word;
 }
 
 inline bool isAligned(const unsigned char *address, std::size_t size)
@@ -92,14 +133,16 @@ template <std::size_t size>
 template <std::size_t size>
 bool isOnWords(const unsigned char *address)
 {
-    return isAligned(address, size == 8 ? 4 : size);
+    return isAnyAddressOneAccess || isAligned(address, size == 8 ? 4 : size);
 }
 
 /// Loads the word at @p source, which isOnWords().
 template <std::size_t size>
 [[gnu::always_inline]] inline typename Word<size>::Type loadOnWords(const unsigned char *source)
 {
-    if constexpr (size == 8) {
+    if constexpr (isAnyAddressOneAccess) {
+        return loadAtOnce<size>(source);
+    } else if constexpr (size == 8) {
         if (!isAligned(source, size)) {
             return joinHalves<size>(loadWord<size / 2>(source),
                                     loadWord<size / 2>(source + size / 2));
@@ -143,6 +186,10 @@ template <std::size_t size>
 [[gnu::always_inline]] inline void storeAnywhere(unsigned char *destination,
                                                  typename Word<size>::Type word)
 {
+    if (isAnyAddressOneAccess) {
+        storeAtOnce<size>(destination, word);
+        return;
+    }
     if (isAligned(destination, size)) {
         storeWord<size>(destination, word);
         return;
@@ -170,6 +217,59 @@ void copyWords(unsigned char *destination, const unsigned char *source, std::siz
     }
     for (; source != end; ++source, ++destination) {
         storeWord<1>(destination, loadWord<1>(source));
+    }
+}
+
+/// Two words that one instruction moves, at any address.
+using Pair [[gnu::vector_size(16)]] = long long;
+struct [[gnu::packed, gnu::may_alias]] PairAnywhere
+{
+    Pair pair;
+};
+
+/// Copies between any addresses. Only where isAnyAddressOneAccess. No pair begins inside an aligned
+/// word of eight bytes of the source.
+inline void copyPairs(unsigned char *destination, const unsigned char *source, std::size_t count)
+{
+    constexpr std::size_t blockSize = 4 * sizeof(Pair);
+    const unsigned char *const end = source + count;
+    for (; source != end && !isAligned(source, 8); ++source, ++destination) {
+        storeWord<1>(destination, loadWord<1>(source));
+    }
+    for (; static_cast<std::size_t>(end - source) >= blockSize;
+         source += blockSize, destination += blockSize) {
+        const auto *const from = reinterpret_cast<const volatile PairAnywhere *>(source);
+        auto *const to = reinterpret_cast<volatile PairAnywhere *>(destination);
+        const Pair first = from[0].pair;
+        const Pair second = from[1].pair;
+        const Pair third = from[2].pair;
+        const Pair fourth = from[3].pair;
+        to[0].pair = first;
+        to[1].pair = second;
+        to[2].pair = third;
+        to[3].pair = fourth;
+    }
+    for (; static_cast<std::size_t>(end - source) >= 8; source += 8, destination += 8) {
+        storeAtOnce<8>(destination, loadAtOnce<8>(source));
+    }
+    for (; source != end; ++source, ++destination) {
+        storeWord<1>(destination, loadWord<1>(source));
+    }
+}
+
+/// Copies in the largest words (up to 8 bytes) in which both addresses are aligned alike.
+inline void copyAligned(unsigned char *destination, const unsigned char *source, std::size_t size)
+{
+    const quintptr difference = reinterpret_cast<quintptr>(destination)
+                                ^ reinterpret_cast<quintptr>(source);
+    if (difference % 8 == 0) {
+        copyWords<8>(destination, source, size);
+    } else if (difference % 4 == 0) {
+        copyWords<4>(destination, source, size);
+    } else if (difference % 2 == 0) {
+        copyWords<2>(destination, source, size);
+    } else {
+        copyWords<1>(destination, source, size);
     }
 }
 
@@ -208,19 +308,12 @@ template <class T>
     SharedBytes::storeAnywhere<sizeof(T)>(destination, word);
 }
 
-/// Copies between shared buffers that do not overlap, in the largest words (up to 8 bytes) in which
-/// both addresses are aligned alike.
+/// Copies between shared buffers that do not overlap. A number that is aligned in both is not torn.
 inline void copyShared(unsigned char *destination, const unsigned char *source, std::size_t size)
 {
-    const quintptr difference = reinterpret_cast<quintptr>(destination)
-                                ^ reinterpret_cast<quintptr>(source);
-    if (difference % 8 == 0) {
-        SharedBytes::copyWords<8>(destination, source, size);
-    } else if (difference % 4 == 0) {
-        SharedBytes::copyWords<4>(destination, source, size);
-    } else if (difference % 2 == 0) {
-        SharedBytes::copyWords<2>(destination, source, size);
+    if constexpr (SharedBytes::isAnyAddressOneAccess) {
+        SharedBytes::copyPairs(destination, source, size);
     } else {
-        SharedBytes::copyWords<1>(destination, source, size);
+        SharedBytes::copyAligned(destination, source, size);
     }
 }

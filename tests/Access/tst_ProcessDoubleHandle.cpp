@@ -83,6 +83,8 @@ private Q_SLOTS:
     void staysWithTheBufferOfAReadLock();
     void foreignHandlerSeesTheUsualCalls();
     void followsALeafThatIsBoundAnew();
+    void stateMayLieAnywhere();
+    void copiesReadOnWhenTheirOriginalIsGone();
     void hostileManagementWordsEndAfterElevenAttempts();
     void noValueIsTornBesideAWriter();
     void stoppedAndKilledWriterDisturbsNobody();
@@ -282,6 +284,51 @@ void tst_ProcessDoubleHandle::followsALeafThatIsBoundAnew()
     QVERIFY(handle.read(value, state));
 
     QCOMPARE(value, 7.25);
+}
+
+void tst_ProcessDoubleHandle::stateMayLieAnywhere()
+{
+    QRandomGenerator random(23);
+    LevelDescription description;
+    description.size = 256;
+    for (int i = 0; i < 40; ++i) {
+        SlotDescription slot = doubleSlot(random.bounded(120U));
+        slot.relativeOffsetMetadata = random.bounded(120U);
+        slot.sizeMetadata = i % 5 == 0 ? 0 : 4;
+        description.leaves.insert(QStringLiteral("leaf%1").arg(i), slot);
+    }
+    LiveRegion region(description);
+
+    for (int round = 0; round < 20; ++round) {
+        region.publishBytes(random);
+        for (int i = 0; i < 40; ++i) {
+            const ProcessDoubleHandle handle(region.root, QStringLiteral("leaf%1").arg(i));
+            double value = 0;
+            ErrorTypes state = PROCESS_VALUE_ERROR_TYPE_TIMEOUT;
+            QVERIFY(handle.read(value, state));
+            QVERIFY(agreesWithGetValue(*handle.getLeaf(), value, state));
+        }
+    }
+}
+
+void tst_ProcessDoubleHandle::copiesReadOnWhenTheirOriginalIsGone()
+{
+    const LevelDescription description;
+    LiveRegion region(description);
+    QVERIFY(publish(region, 1.5));
+    ProcessDoubleHandle original(region.root, QStringLiteral("level"));
+    const ProcessDoubleHandle copy = std::move(original);
+    double value = 0;
+    ErrorTypes state = PROCESS_VALUE_ERROR_TYPE_TIMEOUT;
+
+    // What others move away stays whole here.
+    QVERIFY(original.read(value, state));
+    QCOMPARE(value, 1.5);
+    original = ProcessDoubleHandle();
+    QVERIFY(!original.read(value, state));
+    QVERIFY(publish(region, 2.5));
+    QVERIFY(copy.read(value, state));
+    QCOMPARE(value, 2.5);
 }
 
 void tst_ProcessDoubleHandle::hostileManagementWordsEndAfterElevenAttempts()

@@ -1,11 +1,13 @@
 #include "Companion/SharedBytes_p.h"
 
+#include <QRandomGenerator>
 #include <QtTest>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -66,6 +68,23 @@ void checkStores()
     }
 }
 
+template <std::size_t size>
+void comparePieces(const Bytes &bytes, std::size_t offset)
+{
+    const unsigned char *const source = bytes.data() + offset;
+    const auto word = SharedBytes::loadInPieces<size>(source);
+    QCOMPARE(SharedBytes::loadAnywhere<size>(source), word);
+    if constexpr (SharedBytes::isAnyAddressOneAccess) {
+        QCOMPARE(SharedBytes::loadAtOnce<size>(source), word);
+    }
+
+    alignas(64) Bytes inPieces = guardBytes();
+    SharedBytes::storeInPieces<size>(inPieces.data() + offset, word);
+    alignas(64) Bytes anywhere = guardBytes();
+    SharedBytes::storeAnywhere<size>(anywhere.data() + offset, word);
+    QVERIFY(anywhere == inPieces);
+}
+
 } // namespace
 
 class tst_SharedBytes : public QObject
@@ -75,6 +94,8 @@ class tst_SharedBytes : public QObject
 private Q_SLOTS:
     void loadsEveryTypeAtEveryAlignment();
     void storesEveryTypeAtEveryAlignmentAndNothingAround();
+    void quickWaysDoWhatPiecesDo();
+    void quickCopyDoesWhatWordsDo();
     void signalBitsOfNotANumberSurvive();
     void truthIsStoredAsOne();
     void copiesAtEveryAlignmentAndNothingAround();
@@ -112,6 +133,44 @@ void tst_SharedBytes::storesEveryTypeAtEveryAlignmentAndNothingAround()
     checkStores<float>();
     checkStores<double>();
     checkStores<WordEnumeration>();
+}
+
+void tst_SharedBytes::quickWaysDoWhatPiecesDo()
+{
+    QRandomGenerator random(11);
+    for (int round = 0; round < 100; ++round) {
+        // Long enough for words that cross a line of the cache.
+        alignas(64) Bytes bytes{};
+        random.generate(bytes.begin(), bytes.end());
+        for (std::size_t offset = 0; offset <= bytes.size() - 8; ++offset) {
+            comparePieces<1>(bytes, offset);
+            comparePieces<2>(bytes, offset);
+            comparePieces<4>(bytes, offset);
+            comparePieces<8>(bytes, offset);
+        }
+    }
+}
+
+void tst_SharedBytes::quickCopyDoesWhatWordsDo()
+{
+    QRandomGenerator random(12);
+    std::vector<unsigned char> source(1024);
+    random.generate(source.begin(), source.end());
+    for (int round = 0; round < 2000; ++round) {
+        const std::size_t from = random.bounded(64);
+        const std::size_t to = random.bounded(64);
+        const std::size_t size = random.bounded(900);
+        std::vector<unsigned char> inWords(source.size(), guardByte);
+        std::vector<unsigned char> quickly = inWords;
+
+        SharedBytes::copyAligned(inWords.data() + to, source.data() + from, size);
+        copyShared(quickly.data() + to, source.data() + from, size);
+
+        QVERIFY(
+            std::equal(source.begin() + from, source.begin() + from + size, inWords.begin() + to));
+        QVERIFY2(quickly == inWords,
+                 qPrintable(QStringLiteral("from %1 to %2, %3 bytes").arg(from).arg(to).arg(size)));
+    }
 }
 
 void tst_SharedBytes::signalBitsOfNotANumberSurvive()

@@ -41,14 +41,14 @@ public:
 
     /// Reads the published value. A read that fails leaves @p value as it was. Unless
     /// @p keepValueOnError, an erroneous value comes without content.
-    void getValue(ProcessValue &value, bool keepValueOnError = false) const;
+    TESSEL_OFTEN void getValue(ProcessValue &value, bool keepValueOnError = false) const;
     /// The same inside a read lock that the caller holds.
-    void getValueNoLock(ProcessValue &value, bool keepValueOnError = false) const;
+    TESSEL_OFTEN void getValueNoLock(ProcessValue &value, bool keepValueOnError = false) const;
     /// Writes the value, or its error state alone. Readers of a double buffer see it after the next
     /// swap. False if it was refused.
     bool setValue(const ProcessValue &value);
     /// The same inside a write lock that the caller holds.
-    bool setValueNoLock(const ProcessValue &value);
+    TESSEL_OFTEN bool setValueNoLock(const ProcessValue &value);
 
 private:
     friend class SlotAccess; // for the handles and readers of the library that know this class
@@ -79,14 +79,16 @@ private:
     template <SlotForm form>
     Q_DECL_HIDDEN void getNumberInPieces(ProcessValue &value, bool keepValueOnError) const;
     template <SlotForm form>
-    Q_DECL_HIDDEN void getNumberNoLock(ProcessValue &value, bool keepValueOnError) const;
+    Q_DECL_HIDDEN void getNumberNoLock(const unsigned char *buffer, ProcessValue &value,
+                                       bool keepValueOnError) const;
+    Q_DECL_HIDDEN void getAnyNumber(ProcessValue &value, bool keepValueOnError) const;
+    Q_DECL_HIDDEN void getAnyNumberNoLock(ProcessValue &value, bool keepValueOnError) const;
     Q_DECL_HIDDEN void getAgain(ProcessValue &value, bool keepValueOnError) const;
     /// False if the general way has to be gone.
     Q_DECL_HIDDEN bool writeDirectly(BufferHandlerInterface::BufferPointer buffer,
                                      const ProcessValue &value) const;
     Q_DECL_HIDDEN BufferHandlerInterface::BufferPointer getWriteBuffer() const;
-    Q_DECL_HIDDEN NumberSlot pointAtSlot(BufferHandlerInterface::BufferPointer buffer,
-                                         SlotForm form) const;
+    Q_DECL_HIDDEN NumberSlot directSlot(SlotForm form) const;
     template <class Reading>
     Q_DECL_HIDDEN static void deliver(ProcessValue &value, const Reading &reading,
                                       bool keepValueOnError);
@@ -128,28 +130,31 @@ private:
     QString copyCharBufferToString(BufferHandlerInterface::BufferPointer buffer,
                                    unsigned int size) const;
 
+    // What a short way needs, side by side: of many leaves that are read in turn each is a new line
+    // of the cache, or several.
     BufferHandlerInterface *m_bufferHandler = nullptr;
+    quint32 m_offsetSharedMemory = 0;
+    quint32 m_relativeOffsetMetadata = 0;
+    quint32 m_sizeMetadata = 0;
+    quint32 m_bitmask = 0;
+    quint32 m_bindingCount = 0; ///< by which a handle sees that it was made for an earlier binding
+    /// Form of a slot that was found to lie inside a double buffer of this library; else None.
+    SlotForm m_directForm{};
+    bool m_isValid = false;
+    bool m_readOnly = true;
+    bool m_writeReadOnlyAllowed = false;
+    int m_metaType = 0;
+    quint32 m_sizeValue = 0;
+    QString m_dataType;
+    StorageKind m_storageKind = StorageNative;
     const QHash<QString, QMetaType::Type> *m_basicDataTypeMap;
     const QHash<QString, int> *m_dataTypeSizeMap;
     const QHash<ProcessDataDefinitions::ErrorTypes, float> *m_mapStateTypeToFloatValue;
     const QHash<float, ProcessDataDefinitions::ErrorTypes> *m_mapFloatValueToStateType;
     const QHash<ProcessDataDefinitions::ErrorTypes, double> *m_mapStateTypeToDoubleValue;
     const QHash<double, ProcessDataDefinitions::ErrorTypes> *m_mapDoubleValueToStateType;
-    quint32 m_offsetSharedMemory = 0;
-    quint32 m_relativeOffsetMetadata = 0;
-    quint32 m_sizeValue = 0;
-    quint32 m_sizeMetadata = 0;
-    quint32 m_bitmask = 0;
-    QString m_dataType;
-    int m_metaType = 0;
-    bool m_isValid = false;
-    bool m_readOnly = true;
-    bool m_writeReadOnlyAllowed = false;
-    /// Form of a slot that was found to lie inside a double buffer of this library; else None.
-    SlotForm m_directForm{};
-    // Every access points these at the buffer of that moment, reading ones included.
+    // Every access by the general ways points these at the buffer of that moment, reading ones
+    // included.
     mutable unsigned char *m_dataPointer = nullptr;
     mutable unsigned char *m_metadataPointer = nullptr;
-    StorageKind m_storageKind = StorageNative;
-    quint32 m_bindingCount = 0; ///< by which a handle sees that it was made for an earlier binding
 };

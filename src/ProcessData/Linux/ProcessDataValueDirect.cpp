@@ -16,15 +16,10 @@ using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 } // namespace
 
 /// The slot, which is known to lie inside the buffer.
-inline NumberSlot ProcessDataValue::pointAtSlot(BufferHandlerInterface::BufferPointer buffer,
-                                                SlotForm form) const
+inline NumberSlot ProcessDataValue::directSlot(SlotForm form) const
 {
-    const NumberSlot slot{m_offsetSharedMemory,
-                          quint64{m_offsetSharedMemory} + m_relativeOffsetMetadata, form,
-                          static_cast<quint8>(m_bitmask), m_sizeMetadata != 0};
-    m_dataPointer = buffer + slot.valueOffset;
-    m_metadataPointer = buffer + slot.metadataOffset;
-    return slot;
+    return {m_offsetSharedMemory, quint64{m_offsetSharedMemory} + m_relativeOffsetMetadata, form,
+            static_cast<quint8>(m_bitmask), m_sizeMetadata != 0};
 }
 
 template <class Reading>
@@ -47,7 +42,7 @@ template <SlotForm form>
                                                            bool keepValueOnError) const
 {
     const OptimisticRead attempt(static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
-    const NumberSlot slot = pointAtSlot(attempt.buffer(), form);
+    const NumberSlot slot = directSlot(form);
     const auto reading = NumberSlots::load<form>(attempt.buffer(), slot);
     if (!attempt.isReliable()) {
         getAgain(value, keepValueOnError);
@@ -57,10 +52,11 @@ template <SlotForm form>
 }
 
 template <SlotForm form>
-void ProcessDataValue::getNumber(ProcessValue &value, bool keepValueOnError) const
+[[gnu::always_inline]] inline void ProcessDataValue::getNumber(ProcessValue &value,
+                                                               bool keepValueOnError) const
 {
     const OptimisticRead attempt(static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
-    const NumberSlot slot = pointAtSlot(attempt.buffer(), form);
+    const NumberSlot slot = directSlot(form);
     if (!NumberSlots::isOnWords<form>(attempt.buffer(), slot)) {
         getNumberInPieces<form>(value, keepValueOnError);
         return;
@@ -81,15 +77,16 @@ void ProcessDataValue::getNumber(ProcessValue &value, bool keepValueOnError) con
 }
 
 template <SlotForm form>
-void ProcessDataValue::getNumberNoLock(ProcessValue &value, bool keepValueOnError) const
+[[gnu::always_inline]] inline void ProcessDataValue::getNumberNoLock(const unsigned char *buffer,
+                                                                     ProcessValue &value,
+                                                                     bool keepValueOnError) const
 {
-    unsigned char *const buffer = OptimisticRead::readBuffer(
-        static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
-    const NumberSlot slot = pointAtSlot(buffer, form);
-    deliver(value, NumberSlots::load<form>(buffer, slot), keepValueOnError);
+    deliver(value, NumberSlots::load<form>(buffer, directSlot(form)), keepValueOnError);
 }
 
-void ProcessDataValue::getValue(ProcessValue &value, bool keepValueOnError) const
+/// Of any form. Apart from the usual one, which would save the registers that this takes.
+[[gnu::noinline]] void ProcessDataValue::getAnyNumber(ProcessValue &value,
+                                                      bool keepValueOnError) const
 {
     const SlotForm form = OptimisticRead::isPossible() ? m_directForm : SlotForm::None;
     NumberSlots::withForm(
@@ -97,11 +94,39 @@ void ProcessDataValue::getValue(ProcessValue &value, bool keepValueOnError) cons
         [&](auto constant) { getNumber<constant>(value, keepValueOnError); });
 }
 
-void ProcessDataValue::getValueNoLock(ProcessValue &value, bool keepValueOnError) const
+[[gnu::noinline]] void ProcessDataValue::getAnyNumberNoLock(ProcessValue &value,
+                                                            bool keepValueOnError) const
 {
     NumberSlots::withForm(
         m_directForm, [&] { getValueInternal(value, false, keepValueOnError); },
-        [&](auto constant) { getNumberNoLock<constant>(value, keepValueOnError); });
+        [&](auto constant) {
+            getNumberNoLock<constant>(
+                OptimisticRead::readBuffer(
+                    static_cast<const PingPongBufferHandler &>(*m_bufferHandler)),
+                value, keepValueOnError);
+        });
+}
+
+void ProcessDataValue::getValue(ProcessValue &value, bool keepValueOnError) const
+{
+    if (m_directForm == SlotForm::Double && OptimisticRead::isPossible()) {
+        getNumber<SlotForm::Double>(value, keepValueOnError);
+        return;
+    }
+    getAnyNumber(value, keepValueOnError);
+}
+
+void ProcessDataValue::getValueNoLock(ProcessValue &value, bool keepValueOnError) const
+{
+    if (m_directForm == SlotForm::Double) {
+        const unsigned char *const buffer = OptimisticRead::readBufferAtOnce(
+            static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
+        if (buffer != nullptr) {
+            getNumberNoLock<SlotForm::Double>(buffer, value, keepValueOnError);
+            return;
+        }
+    }
+    getAnyNumberNoLock(value, keepValueOnError);
 }
 
 BufferHandlerInterface::BufferPointer ProcessDataValue::getWriteBuffer() const
@@ -118,7 +143,7 @@ bool ProcessDataValue::writeDirectly(BufferHandlerInterface::BufferPointer buffe
     if (m_directForm == SlotForm::None) {
         return false;
     }
-    const NumberSlot slot = pointAtSlot(buffer, m_directForm);
+    const NumberSlot slot = directSlot(m_directForm);
     return NumberSlots::withForm(
         m_directForm, [] { return false; },
         [&](auto form) {

@@ -18,8 +18,8 @@ public:
     {
         return leaf.m_bufferHandler;
     }
-    /// How many times the leaf was bound so far.
-    static quint32 bindingCount(const ProcessDataValue &leaf) { return leaf.m_bindingCount; }
+    /// How many times the leaf was bound so far; counts on as long as the leaf lives.
+    static const quint32 &bindingCount(const ProcessDataValue &leaf) { return leaf.m_bindingCount; }
     /// The slot, whether it lies inside the buffer or not; its form is None without a number.
     static NumberSlot slot(const ProcessDataValue &leaf) { return leaf.getNumberSlot(); }
 

@@ -119,6 +119,7 @@ private Q_SLOTS:
     void derivedHandlerIsAskedForEverything();
     void leafFollowsItsBinding();
     void readInsideALockOfTheThread();
+    void readInsideLocksOfTwoHandlers();
     void overtakenReadsEndAfterElevenAttempts();
 
 private:
@@ -357,6 +358,29 @@ void tst_ProcessDataValueDirect::readInsideALockOfTheThread()
     QVERIFY(!repeat);
     ways.direct.getValueNoLock(value);
     QCOMPARE(value.getValue().toDouble(), 2.0);
+}
+
+void tst_ProcessDataValueDirect::readInsideLocksOfTwoHandlers()
+{
+    TwoWays outer(doubleSlot());
+    TwoWays inner(doubleSlot());
+    QVERIFY(outer.direct.setValue(numberValue(1)) && outer.handler->swapBuffers());
+    QVERIFY(inner.direct.setValue(numberValue(2)) && inner.handler->swapBuffers());
+    ProcessValue value = numberValue(0);
+
+    unsigned char *const lockedOuter = outer.handler->lockForRead();
+    unsigned char *const lockedInner = inner.handler->lockForRead();
+    QVERIFY(outer.direct.setValue(numberValue(3)) && outer.handler->swapBuffers());
+    QVERIFY(inner.direct.setValue(numberValue(4)) && inner.handler->swapBuffers());
+    outer.direct.getValueNoLock(value);
+    QCOMPARE(value.getValue().toDouble(), 1.0);
+    inner.direct.getValueNoLock(value);
+    QCOMPARE(value.getValue().toDouble(), 2.0);
+    bool repeat = true;
+    QVERIFY(inner.handler->unlockForRead(lockedInner, repeat));
+    inner.direct.getValueNoLock(value);
+    QCOMPARE(value.getValue().toDouble(), 4.0);
+    QVERIFY(outer.handler->unlockForRead(lockedOuter, repeat));
 }
 
 void tst_ProcessDataValueDirect::overtakenReadsEndAfterElevenAttempts()
