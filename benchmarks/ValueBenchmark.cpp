@@ -1,12 +1,16 @@
 // Reading and writing process values, singly and in bulk, beside what the same bytes cost without
 // the library. The peers of the single accesses stand in peers/ and run in this program as well.
 
+#include "Access/ProcessBulkReader.h"
+#include "Access/ProcessDoubleHandle.h"
+#include "InTurn.h"
 #include "LiveDoubles.h"
 #include "MedianOfSamples.h"
 #include "PlainSlot.h"
+#include "SequenceLock.h"
 #include "support/SharedRegion.h"
 
-#include <atomic>
+#include <numeric>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -34,64 +38,69 @@ bool skipUnlessLive(benchmark::State &state, const LiveDoubles &doubles)
     return doubles.isLive();
 }
 
-// One value, each read or write with its own lock.
+// One value, each read or write with its own lock, of so many in turn.
 
 void getValueLocked(benchmark::State &state)
 {
-    LiveDoubles doubles = makeLive(1);
+    LiveDoubles doubles = makeLive(InTurn::count);
     if (!skipUnlessLive(state, doubles)) {
         return;
     }
-    const auto leaf = doubles.leaves().first();
     ProcessValue value(PROCESS_VALUE_ERROR_TYPE_VALID);
-    for (auto _ : state) {
-        leaf->getValue(value);
+    const auto *const leaves = doubles.leaves().constData();
+    InTurn::measure(state, [&](int number) {
+        leaves[number]->getValue(value);
         benchmark::DoNotOptimize(value);
-    }
+    });
 }
 
-/// The least that a consistent read without a lock can be: 12 bytes between two looks at a counter.
-struct SequenceLock
+void readThroughHandle(benchmark::State &state)
 {
-    std::atomic<quint32> sequence;
-    unsigned char slot[PlainSlot::size];
-};
-
-PlainSlot::Value readUnderSequence(const SequenceLock &lock)
-{
-    PlainSlot::Value value{};
-    quint32 before = 0;
-    quint32 after = 0;
-    do {
-        before = lock.sequence.load(std::memory_order_acquire);
-        value = PlainSlot::load(lock.slot);
-        std::atomic_thread_fence(std::memory_order_acquire);
-        after = lock.sequence.load(std::memory_order_relaxed);
-    } while (before != after || (before & 1U) != 0);
-    return value;
+    LiveDoubles doubles = makeLive(InTurn::count);
+    if (!skipUnlessLive(state, doubles)) {
+        return;
+    }
+    const std::vector<ProcessDoubleHandle> handles(doubles.leaves().cbegin(),
+                                                   doubles.leaves().cend());
+    const ProcessDoubleHandle *const first = handles.data();
+    InTurn::measure(state, [first](int number) {
+        PlainSlot::Value value;
+        first[number].read(value.value, value.errorType);
+        benchmark::DoNotOptimize(value);
+    });
 }
 
-void bareSequenceLock(benchmark::State &state)
+template <class Read>
+void bareSequenceLock(benchmark::State &state, const Read &read)
 {
-    const SharedMapping memory(sizeof(SequenceLock));
-    const auto *lock = reinterpret_cast<const SequenceLock *>(memory.start());
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(readUnderSequence(*lock));
-        benchmark::ClobberMemory();
-    }
+    const SharedMapping memory(InTurn::count * sizeof(SequenceLock));
+    // A program looks its values up once and keeps where they are.
+    std::vector<const SequenceLock *> locks(InTurn::count);
+    std::iota(locks.begin(), locks.end(), reinterpret_cast<const SequenceLock *>(memory.start()));
+    const SequenceLock *const *const first = locks.data();
+    InTurn::measure(state, [&](int number) { benchmark::DoNotOptimize(read(first[number])); });
+}
+
+void sequenceLockCalled(benchmark::State &state)
+{
+    bareSequenceLock(state, readBySequence);
+}
+
+void sequenceLockInPlace(benchmark::State &state)
+{
+    bareSequenceLock(state, [](const SequenceLock *lock) { return readInPlace(lock); });
 }
 
 void setValueLocked(benchmark::State &state)
 {
-    LiveDoubles doubles = makeLive(1);
+    LiveDoubles doubles = makeLive(InTurn::count);
     if (!skipUnlessLive(state, doubles)) {
         return;
     }
-    const auto leaf = doubles.leaves().first();
     const ProcessValue value(1.25, PROCESS_VALUE_ERROR_TYPE_VALID);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(leaf->setValue(value));
-    }
+    const auto *const leaves = doubles.leaves().constData();
+    InTurn::measure(state,
+                    [&](int number) { benchmark::DoNotOptimize(leaves[number]->setValue(value)); });
 }
 
 /// What locking between processes costs where the kernel gives back the lock of a dead process.
@@ -184,6 +193,46 @@ void plainWriteLoop(benchmark::State &state)
     doubles.manager().unlockWriteBuffer();
 }
 
+/// Into plain arrays, one for the values and one for the states.
+void bulkReadPlain(benchmark::State &state)
+{
+    LiveDoubles doubles = makeLive(bulkCount);
+    if (!skipUnlessLive(state, doubles)) {
+        return;
+    }
+    ProcessBulkReader reader(&doubles.manager(), doubles.leaves());
+    std::vector<double> values(bulkCount);
+    std::vector<ProcessDataDefinitions::ErrorTypes> states(bulkCount);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(reader.read(values.data(), states.data()));
+        benchmark::DoNotOptimize(values.data());
+        benchmark::DoNotOptimize(states.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void plainLoopIntoArrays(benchmark::State &state)
+{
+    LiveDoubles doubles = makeLive(bulkCount);
+    doubles.manager().lockReadBuffer();
+    const unsigned char *buffer = doubles.manager().getPointerReadBuffer();
+    std::vector<double> values(bulkCount);
+    std::vector<ProcessDataDefinitions::ErrorTypes> states(bulkCount);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(buffer);
+        for (std::size_t i = 0; i < bulkCount; ++i) {
+            const PlainSlot::Value value = PlainSlot::load(buffer + i * PlainSlot::size);
+            values[i] = value.value;
+            states[i] = value.errorType;
+        }
+        benchmark::DoNotOptimize(values.data());
+        benchmark::DoNotOptimize(states.data());
+        benchmark::ClobberMemory();
+    }
+    bool repeat = false;
+    doubles.manager().unlockReadBuffer(repeat);
+}
+
 // The swap. Its copy is made by the first write lock behind it, which is therefore timed with it.
 
 void swapAfterBulk(benchmark::State &state)
@@ -224,11 +273,17 @@ void bulkWriteBetweenSwaps(benchmark::State &state)
 } // namespace
 
 BENCHMARK(getValueLocked)->Name("value/getValueLocked/tessel");
-BENCHMARK(bareSequenceLock)->Name("value/getValueLocked/floor");
+BENCHMARK(sequenceLockCalled)->Name("value/getValueLocked/floor");
+BENCHMARK(sequenceLockInPlace)->Name("value/getValueLocked/floor-in-place");
+BENCHMARK(readThroughHandle)->Name("access/double/tessel");
+BENCHMARK(sequenceLockCalled)->Name("access/double/floor");
+BENCHMARK(sequenceLockInPlace)->Name("access/double/floor-in-place");
 BENCHMARK(setValueLocked)->Name("value/setValueLocked/tessel");
 BENCHMARK(bareSemaphorePair)->Name("value/setValueLocked/floor");
 BENCHMARK(bulkRead)->Name("value/bulkRead1000/tessel");
 BENCHMARK(plainReadLoop)->Name("value/bulkRead1000/floor");
+BENCHMARK(bulkReadPlain)->Name("access/bulk/tessel");
+BENCHMARK(plainLoopIntoArrays)->Name("access/bulk/floor");
 BENCHMARK(bulkWrite)->Name("value/bulkWrite1000/tessel");
 BENCHMARK(plainWriteLoop)->Name("value/bulkWrite1000/floor");
 // An iteration holds a hundred samples, so that few are enough.

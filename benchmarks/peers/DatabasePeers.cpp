@@ -1,6 +1,7 @@
-// One value in LMDB, a database in memory that processes share. Reads renew a transaction, which is
+// Values in LMDB, a database in memory that processes share. Reads renew a transaction, which is
 // its quick way; writes do not wait for the disk.
 
+#include "InTurn.h"
 #include "PlainSlot.h"
 
 #include <QDir>
@@ -35,7 +36,7 @@ public:
                              MDB_NOSYNC | MDB_WRITEMAP, 0600));
         MDB_txn *transaction = nullptr;
         require(mdb_txn_begin(m_environment, nullptr, 0, &transaction));
-        require(mdb_dbi_open(transaction, nullptr, 0, &m_table));
+        require(mdb_dbi_open(transaction, nullptr, MDB_INTEGERKEY, &m_table));
         require(mdb_txn_commit(transaction));
     }
     ~Database() { mdb_env_close(m_environment); }
@@ -50,18 +51,18 @@ public:
         return transaction;
     }
 
-    void write(unsigned char *slot)
+    void write(int number, unsigned char *slot)
     {
         MDB_txn *transaction = begin(0);
-        MDB_val key = bytes(m_key, sizeof m_key);
+        MDB_val key = bytes(&number, sizeof number);
         MDB_val data = bytes(slot, PlainSlot::size);
         require(mdb_put(transaction, m_table, &key, &data, 0));
         require(mdb_txn_commit(transaction));
     }
 
-    PlainSlot::Value read(MDB_txn *transaction)
+    PlainSlot::Value read(int number, MDB_txn *transaction)
     {
-        MDB_val key = bytes(m_key, sizeof m_key);
+        MDB_val key = bytes(&number, sizeof number);
         MDB_val data = {};
         require(mdb_txn_renew(transaction));
         require(mdb_get(transaction, m_table, &key, &data));
@@ -74,19 +75,19 @@ private:
     QTemporaryDir m_directory;
     MDB_env *m_environment = nullptr;
     MDB_dbi m_table = 0;
-    char m_key[16] = "device/pressure";
 };
 
 void readFromDatabase(benchmark::State &state)
 {
     Database database;
     unsigned char slot[PlainSlot::size] = {};
-    database.write(slot);
+    for (int number = 0; number < InTurn::count; ++number) {
+        database.write(number, slot);
+    }
     MDB_txn *transaction = database.begin(MDB_RDONLY);
     mdb_txn_reset(transaction);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(database.read(transaction));
-    }
+    InTurn::measure(
+        state, [&](int number) { benchmark::DoNotOptimize(database.read(number, transaction)); });
     mdb_txn_abort(transaction);
 }
 
@@ -94,10 +95,10 @@ void writeToDatabase(benchmark::State &state)
 {
     Database database;
     unsigned char slot[PlainSlot::size] = {};
-    for (auto _ : state) {
+    InTurn::measure(state, [&](int number) {
         ++slot[0];
-        database.write(slot);
-    }
+        database.write(number, slot);
+    });
 }
 
 } // namespace

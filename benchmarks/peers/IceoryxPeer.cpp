@@ -11,7 +11,9 @@
 
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include <iceoryx_hoofs/log/logmanager.hpp>
 #include <iceoryx_posh/popo/publisher.hpp>
@@ -118,42 +120,89 @@ public:
 
     bool isReady() const { return m_publisher->hasSubscribers(); }
 
-    void publish(quint64 number)
+    /// Takes room for a message and fills it.
+    void prepare(quint64 number)
     {
-        m_publisher->loan().and_then([number](auto &sample) {
+        m_publisher->loan().and_then([this, number](auto &sample) {
             sample->value = static_cast<double>(number);
             sample->errorType = 0;
-            sample.publish();
+            m_sample.emplace(std::move(sample));
         });
+    }
+    /// Sends what was prepared.
+    void publish()
+    {
+        if (m_sample) {
+            m_sample->publish();
+            m_sample.reset();
+        }
     }
 
 private:
     HandOver &m_handOver;
     std::unique_ptr<iox::popo::Publisher<Sample>> m_publisher;
+    std::optional<iox::popo::Sample<Sample>> m_sample;
 };
 
-void publishThroughBroker(benchmark::State &state)
+/// Once for the program, as a process joins its broker only once. Null if there is none, and the row
+/// says why.
+struct Exchange
 {
-    // Once for the program, as a process joins its broker only once. In this order, so that the
-    // reader does not inherit the broker, and the broker ends after all that joined it.
+    HandOver &handOver;
+    Link *link;
+};
+
+Exchange exchange(benchmark::State &state)
+{
+    // In this order, so that the reader does not inherit the broker, and the broker ends after all
+    // that joined it.
     static HandOver handOver([] { return PollingSubscriber(); }, [] { std::exit(0); });
     static Broker broker;
     if (!broker.isReady()) {
         state.SkipWithError("iox-roudi did not start");
-        return;
+        return {handOver, nullptr};
     }
     static Link link(handOver);
     if (!link.isReady()) {
         state.SkipWithError("the subscriber did not find its publisher");
+        return {handOver, nullptr};
+    }
+    return {handOver, &link};
+}
+
+/// A message that was taken and filled before the clock starts.
+void publishThroughBroker(benchmark::State &state)
+{
+    const auto [handOver, link] = exchange(state);
+    if (link == nullptr) {
         return;
     }
     measureHandOver(
-        state, handOver, [](quint64) {}, [](quint64 number) { link.publish(number); });
+        state, handOver, [link = link](quint64 number) { link->prepare(number); },
+        [link = link](quint64) { link->publish(); });
+}
+
+void fillAndPublishThroughBroker(benchmark::State &state)
+{
+    const auto [handOver, link] = exchange(state);
+    if (link == nullptr) {
+        return;
+    }
+    measureHandOver(
+        state, handOver, [](quint64) {},
+        [link = link](quint64 number) {
+            link->prepare(number);
+            link->publish();
+        });
 }
 
 } // namespace
 
 BENCHMARK(publishThroughBroker)
     ->Name("exchange/publishToReader/peer-iceoryx")
+    ->UseManualTime()
+    ->Iterations(20);
+BENCHMARK(fillAndPublishThroughBroker)
+    ->Name("exchange/writeAndPublish/peer-iceoryx")
     ->UseManualTime()
     ->Iterations(20);

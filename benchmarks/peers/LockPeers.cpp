@@ -1,6 +1,7 @@
-// One value in shared memory under the locks that a user would take instead: each row takes the
-// lock, copies the 12 bytes of a slot and gives the lock back. Nobody else holds it.
+// Values in shared memory under the locks that a user would take instead: each row takes the one
+// lock, copies the 12 bytes of the next slot and gives the lock back. Nobody else holds it.
 
+#include "InTurn.h"
 #include "PlainSlot.h"
 #include "support/SharedRegion.h"
 
@@ -22,11 +23,13 @@ namespace {
 
 namespace interprocess = boost::interprocess;
 
+constexpr int slotsSize = InTurn::count * static_cast<int>(PlainSlot::size);
+
 template <class Lock>
-struct SlotUnderLock
+struct SlotsUnderLock
 {
     Lock lock;
-    unsigned char slot[PlainSlot::size];
+    unsigned char slots[slotsSize];
 };
 
 class BoostInterprocess
@@ -35,19 +38,19 @@ public:
     BoostInterprocess()
         : m_name("tesselBenchmarkBoost" + std::to_string(getpid()))
         , m_memory(interprocess::create_only, m_name.c_str(), 65536)
-        , m_shared(m_memory.construct<SlotUnderLock<interprocess::interprocess_mutex>>("slot")())
+        , m_shared(m_memory.construct<SlotsUnderLock<interprocess::interprocess_mutex>>("slots")())
     {
     }
     ~BoostInterprocess() { interprocess::shared_memory_object::remove(m_name.c_str()); }
 
     void take() { m_shared->lock.lock(); }
     void giveBack() { m_shared->lock.unlock(); }
-    unsigned char *slot() { return m_shared->slot; }
+    unsigned char *slots() { return m_shared->slots; }
 
 private:
     std::string m_name;
     interprocess::managed_shared_memory m_memory;
-    SlotUnderLock<interprocess::interprocess_mutex> *m_shared;
+    SlotsUnderLock<interprocess::interprocess_mutex> *m_shared;
 };
 
 class QtSharedMemory
@@ -55,14 +58,14 @@ class QtSharedMemory
 public:
     QtSharedMemory() : m_memory(QStringLiteral("tesselBenchmarkQt%1").arg(getpid()))
     {
-        if (!m_memory.create(PlainSlot::size)) {
+        if (!m_memory.create(slotsSize)) {
             throw std::runtime_error("no QSharedMemory");
         }
     }
 
     void take() { m_memory.lock(); }
     void giveBack() { m_memory.unlock(); }
-    unsigned char *slot() { return static_cast<unsigned char *>(m_memory.data()); }
+    unsigned char *slots() { return static_cast<unsigned char *>(m_memory.data()); }
 
 private:
     QSharedMemory m_memory;
@@ -73,18 +76,18 @@ template <class Lock>
 class InMapping
 {
 public:
-    unsigned char *slot() { return shared()->slot; }
+    unsigned char *slots() { return shared()->slots; }
 
 protected:
     Lock *lock() { return &shared()->lock; }
 
 private:
-    SlotUnderLock<Lock> *shared()
+    SlotsUnderLock<Lock> *shared()
     {
-        return reinterpret_cast<SlotUnderLock<Lock> *>(m_mapping.start());
+        return reinterpret_cast<SlotsUnderLock<Lock> *>(m_mapping.start());
     }
 
-    SharedMapping m_mapping{sizeof(SlotUnderLock<Lock>)};
+    SharedMapping m_mapping{sizeof(SlotsUnderLock<Lock>)};
 };
 
 template <int Robustness>
@@ -135,22 +138,28 @@ public:
         sembuf operations[] = {{0, -1, SEM_UNDO}};
         semop(m_id, operations, 1);
     }
-    unsigned char *slot() { return m_mapping.start(); }
+    unsigned char *slots() { return m_mapping.start(); }
 
 private:
     int m_id;
-    SharedMapping m_mapping{PlainSlot::size};
+    SharedMapping m_mapping{slotsSize};
 };
+
+template <class Peer>
+unsigned char *slotOf(Peer &peer, int number)
+{
+    return peer.slots() + static_cast<std::size_t>(number) * PlainSlot::size;
+}
 
 template <class Peer>
 void readUnderLock(benchmark::State &state)
 {
     Peer peer;
-    for (auto _ : state) {
+    InTurn::measure(state, [&peer](int number) {
         peer.take();
-        benchmark::DoNotOptimize(PlainSlot::load(peer.slot()));
+        benchmark::DoNotOptimize(PlainSlot::load(slotOf(peer, number)));
         peer.giveBack();
-    }
+    });
 }
 
 template <class Peer>
@@ -158,13 +167,13 @@ void writeUnderLock(benchmark::State &state)
 {
     Peer peer;
     PlainSlot::Value value = {1.25, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID};
-    for (auto _ : state) {
+    InTurn::measure(state, [&](int number) {
         benchmark::DoNotOptimize(value);
         peer.take();
-        PlainSlot::store(peer.slot(), value);
+        PlainSlot::store(slotOf(peer, number), value);
         peer.giveBack();
         benchmark::ClobberMemory();
-    }
+    });
 }
 
 } // namespace

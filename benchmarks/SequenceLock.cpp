@@ -1,0 +1,6 @@
+#include "SequenceLock.h"
+
+PlainSlot::Value readBySequence(const SequenceLock *lock)
+{
+    return readInPlace(lock);
+}
