@@ -2,8 +2,8 @@
 
 #include <benchmark/benchmark.h>
 
-/// Many values, each read or written once and then the next one. Every side of a row goes through as
-/// many of them: a loop over one and the same would be a read of words that never change their place.
+/// Many values, each read or written once and then the next one. Every side of a row goes through
+/// as many of them: a loop over one would read words that never change their place.
 namespace InTurn {
 
 constexpr int count = 1000;

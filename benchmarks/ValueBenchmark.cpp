@@ -233,7 +233,17 @@ void plainLoopIntoArrays(benchmark::State &state)
     doubles.manager().unlockReadBuffer(repeat);
 }
 
-// The swap. Its copy is made by the first write lock behind it, which is therefore timed with it.
+// The swap. Its copy is made by the first write lock behind it, which is therefore timed with it;
+// what a write lock takes that makes no copy is the next set's, and taken off again.
+
+double timeOfWriteLock(ProcessDataManager &manager)
+{
+    const auto begin = MedianOfSamples::Clock::now();
+    manager.lockWriteBuffer();
+    const double seconds = MedianOfSamples::secondsSince(begin);
+    manager.unlockWriteBuffer();
+    return seconds;
+}
 
 void swapAfterBulk(benchmark::State &state)
 {
@@ -246,10 +256,9 @@ void swapAfterBulk(benchmark::State &state)
         doubles.writeAll(++number);
         const auto begin = MedianOfSamples::Clock::now();
         doubles.manager().swapReadAndWriteBuffer();
-        doubles.manager().lockWriteBuffer();
-        const double seconds = MedianOfSamples::secondsSince(begin);
-        doubles.manager().unlockWriteBuffer();
-        return seconds;
+        const double swap = MedianOfSamples::secondsSince(begin);
+        const double lockWithCopy = timeOfWriteLock(doubles.manager());
+        return swap + lockWithCopy - timeOfWriteLock(doubles.manager());
     });
 }
 
