@@ -2,12 +2,8 @@
 
 #include <QtGlobal>
 
-/// Marks what applications may link against. Everything without it stays inside the library, which
-/// is built with hidden visibility.
-#define TESSEL_EXPORT Q_DECL_EXPORT
-
 /// Marks what applications call for every value of every cycle: their calls go straight to it, without
-/// the detour over a jump of their own that a shared library else takes.
+/// the detour over a jump of their own that those into a shared library else take.
 #if defined(__has_attribute)
 # if __has_attribute(noplt)
 #  define TESSEL_OFTEN __attribute__((noplt))
@@ -16,3 +12,7 @@
 #if !defined(TESSEL_OFTEN)
 # define TESSEL_OFTEN
 #endif
+
+/// Marks what applications may link against. Everything without it stays inside the library, which
+/// is built with hidden visibility.
+#define TESSEL_EXPORT Q_DECL_EXPORT
