@@ -2,8 +2,8 @@
 
 #include <QtGlobal>
 
-/// Marks what applications call for every value of every cycle: their calls go straight to it, without
-/// the detour over a jump of their own that those into a shared library else take.
+/// Marks what applications call for every value of every cycle: their calls go straight to it,
+/// without the jump in between that calls into a shared library else take.
 #if defined(__has_attribute)
 # if __has_attribute(noplt)
 #  define TESSEL_OFTEN __attribute__((noplt))
