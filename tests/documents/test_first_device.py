@@ -18,16 +18,19 @@ GUIDE = "docs/guide/02-first-device.md"
 PUBLISHER = "build/measure"
 # In the guide, and here: nobody else on the machine may have the region.
 SHOWN_KEY = "tesselBoiler"
-KEY = f"{SHOWN_KEY}{os.getpid()}"
-
-
-def as_shown(text):
-    """What is printed, with the guide's key and without the number that is made of it."""
-    return re.sub(r"^(Semaphores +)0x[0-9a-f]+$", r"\1", text.replace(KEY, SHOWN_KEY), flags=re.M)
 
 
 class FirstDevice(unittest.TestCase):
+    key = f"{SHOWN_KEY}{os.getpid()}"
+    shared_memory = pathlib.Path("/dev/shm")
+
     def setUp(self):
+        self.publisher = None
+        self.addCleanup(self.stop_publisher)
+        self.prepare()
+
+    def prepare(self):
+        """Makes the folder that the guide asks for, with its files, and says what to build with."""
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
         self.folder = pathlib.Path(scratch.name)
@@ -36,14 +39,24 @@ class FirstDevice(unittest.TestCase):
             PATH=f"{prefix}/bin:{os.environ['PATH']}", CMAKE_PREFIX_PATH=prefix,
             CXX=os.environ["CXX"], CXXFLAGS=os.environ.get("CXX_FLAGS", ""),
         )
-        self.publisher = None
-        self.addCleanup(self.stop_publisher)
         for path in sources.source_files("examples/first-device", ".cpp", ".json", "CMakeLists.txt"):
             shutil.copy(path, self.folder)
         description = self.folder / "boiler.process.json"
         description.write_text(
-            description.read_text(encoding="utf-8").replace(SHOWN_KEY, KEY), encoding="utf-8"
+            description.read_text(encoding="utf-8").replace(SHOWN_KEY, self.key), encoding="utf-8"
         )
+
+    def command_line(self, command):
+        """What bash has to run for a command of the guide."""
+        return command
+
+    def as_shown(self, text):
+        """What is printed, with the guide's key and without the number that is made of it."""
+        text = text.replace(self.key, SHOWN_KEY)
+        return re.sub(r"^(Semaphores +)0x[0-9a-f]+$", r"\1", text, flags=re.M)
+
+    def run_command(self, command):
+        return terminal.run(self.command_line(command), self.folder, self.variables)
 
     def stop_publisher(self):
         if self.publisher:
@@ -53,13 +66,13 @@ class FirstDevice(unittest.TestCase):
 
     def start_publisher(self, shown):
         self.publisher = subprocess.Popen(
-            [self.folder / PUBLISHER], cwd=self.folder, env=self.variables, encoding="utf-8",
+            ["bash", "-c", f"exec {self.command_line(PUBLISHER)}"], cwd=self.folder, env=self.variables, encoding="utf-8",
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
         )
         lines = shown.splitlines(keepends=True)
         # Two lines of its own, then in turn what is typed and what is answered.
         for expected in lines[:2]:
-            self.assertEqual(as_shown(self.publisher.stdout.readline()), expected)
+            self.assertEqual(self.as_shown(self.publisher.stdout.readline()), expected)
         self.talk(lines[2:])
 
     def talk(self, lines):
@@ -77,7 +90,7 @@ class FirstDevice(unittest.TestCase):
         self.stop_publisher()
         self.assertEqual(self.publisher.returncode, 0)
         self.publisher = None
-        self.assertFalse(pathlib.Path(f"/dev/shm/{KEY}SharedMemory").exists())
+        self.assertFalse((self.shared_memory / f"{self.key}SharedMemory").exists())
 
     def run_block(self, block):
         if not block.startswith("$ "):
@@ -87,11 +100,11 @@ class FirstDevice(unittest.TestCase):
             if command == PUBLISHER:
                 self.start_publisher(shown)
             elif command.startswith("cmake"):
-                output = terminal.run(f"{command} && echo built", self.folder, self.variables)
+                output = self.run_command(f"{command} && echo built")
                 self.assertTrue(output.endswith("built\n"), output)
             else:
-                printed = terminal.run(command, self.folder, self.variables)
-                self.assertEqual(as_shown(printed), as_shown(shown))
+                printed = self.run_command(command)
+                self.assertEqual(self.as_shown(printed), self.as_shown(shown))
 
 
 if __name__ == "__main__":
