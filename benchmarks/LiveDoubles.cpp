@@ -46,12 +46,18 @@ LiveDoubles::LiveDoubles(const QString &topic, int count, InitType type, int cre
     m_isLive = type == ProcessDataManager::InitTypeSharedMemoryAttach || publishAll(1);
 }
 
-bool LiveDoubles::writeAll(double number)
+bool LiveDoubles::writeAllNoLock(double number)
 {
     const ProcessValue value(number, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
-    bool written = m_manager.lockWriteBuffer();
+    bool written = true;
     for (const auto &leaf : qAsConst(m_leaves)) {
         written = leaf->setValueNoLock(value) && written;
     }
+    return written;
+}
+
+bool LiveDoubles::writeAll(double number)
+{
+    const bool written = m_manager.lockWriteBuffer() && writeAllNoLock(number);
     return m_manager.unlockWriteBuffer() && written;
 }

@@ -21,6 +21,8 @@ public:
 
     /// Writes the number into every leaf, inside one write lock.
     bool writeAll(double number);
+    /// Inside a write lock of the caller.
+    bool writeAllNoLock(double number);
     bool publishAll(double number)
     {
         return writeAll(number) && m_manager.swapReadAndWriteBuffer();
