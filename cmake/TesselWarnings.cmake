@@ -6,6 +6,10 @@ target_compile_options(TesselCompileOptions INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wsuggest-override>)
 target_compile_definitions(TesselCompileOptions INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS QT_MESSAGELOGCONTEXT)
+# On 32 bits too, fstat() tells the size of an object that is too big, instead of failing at it.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(TesselCompileOptions INTERFACE _FILE_OFFSET_BITS=64)
+endif()
 if(TESSEL_SANITIZE)
     target_compile_options(TesselCompileOptions INTERFACE
         -fsanitize=${TESSEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -139,7 +139,7 @@ QVariantList Array2dDataTypeWrapper::getRowValues(std::size_t row, std::size_t c
     const auto cellCount = static_cast<std::size_t>(cells.size());
     if (!fits(cellCount, columnOffset, numberOfColumns)) {
         qWarning() << "Column index out of bounds" << cells.size()
-                   << quint64{columnOffset + numberOfColumns};
+                   << quint64{columnOffset} + numberOfColumns;
         return {};
     }
     return cells.mid(static_cast<int>(columnOffset), static_cast<int>(numberOfColumns));

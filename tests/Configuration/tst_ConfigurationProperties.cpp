@@ -197,7 +197,9 @@ Array2dDataTypeWrapper makeTable(RandomConfiguration &random)
 /// A number that leads to a place, as a rule.
 std::size_t somePlace(RandomConfiguration &random)
 {
-    static const QVector<std::size_t> far{std::size_t(-1), std::size_t(1) << 32, 4294967295U, 7};
+    // On 32 bits the second is 0.
+    static const QVector<std::size_t> far{std::size_t(-1), std::size_t(quint64(1) << 32),
+                                          4294967295U, 7};
     return random.once(12) ? random.pick(far) : static_cast<std::size_t>(random.below(4));
 }
 

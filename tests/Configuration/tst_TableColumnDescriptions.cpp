@@ -72,7 +72,7 @@ void tst_TableColumnDescriptions::columnDataTypeNeedsTheColumn()
     QVERIFY(table.getColumnDataType(1).isNull());
     COMPARE_LOG(log, warning("Too large column selected 1"));
     QVERIFY(table.getColumnDataType(largest).isNull());
-    COMPARE_LOG(log, warning("Too large column selected 18446744073709551615"));
+    COMPARE_LOG(log, warning(QStringLiteral("Too large column selected %1").arg(largest)));
 }
 
 void tst_TableColumnDescriptions::columnDataTypeThatIsNoTextIsNull_data()

@@ -71,26 +71,29 @@ void tst_TableReading::rowsAndColumnsAreCounted()
 void tst_TableReading::rowIsGivenSilently_data()
 {
     QTest::addColumn<QVariantList>("values");
-    QTest::addColumn<quint64>("row");
+    QTest::addColumn<std::size_t>("row");
     QTest::addColumn<QVariantList>("cells");
 
-    QTest::newRow("first") << matrix() << quint64{0} << QVariantList{1, 2, 3};
-    QTest::newRow("last") << matrix() << quint64{1} << QVariantList{4, 5, 6};
-    QTest::newRow("past the end") << matrix() << quint64{2} << QVariantList();
-    QTest::newRow("far past the end") << matrix() << quint64{largest} << QVariantList();
-    QTest::newRow("not cut to 32 bits") << matrix() << (quint64{1} << 32) << QVariantList();
-    QTest::newRow("no cells") << QVariantList() << quint64{0} << QVariantList();
-    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << quint64{0} << QVariantList();
-    QTest::newRow("empty row") << nested({{}}) << quint64{0} << QVariantList();
-    QTest::newRow("longer row") << nested({{1}, {2, 3}}) << quint64{1} << QVariantList{2, 3};
+    QTest::newRow("first") << matrix() << std::size_t{0} << QVariantList{1, 2, 3};
+    QTest::newRow("last") << matrix() << std::size_t{1} << QVariantList{4, 5, 6};
+    QTest::newRow("past the end") << matrix() << std::size_t{2} << QVariantList();
+    QTest::newRow("far past the end") << matrix() << std::size_t{largest} << QVariantList();
+    if (sizeof(std::size_t) > sizeof(quint32)) {
+        const auto row = static_cast<std::size_t>(quint64{1} << 32);
+        QTest::newRow("not cut to 32 bits") << matrix() << row << QVariantList();
+    }
+    QTest::newRow("no cells") << QVariantList() << std::size_t{0} << QVariantList();
+    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << std::size_t{0} << QVariantList();
+    QTest::newRow("empty row") << nested({{}}) << std::size_t{0} << QVariantList();
+    QTest::newRow("longer row") << nested({{1}, {2, 3}}) << std::size_t{1} << QVariantList{2, 3};
     QTest::newRow("no row at all")
-        << QVariantList{QVariant(QVariantList{1}), 2} << quint64{1} << QVariantList();
+        << QVariantList{QVariant(QVariantList{1}), 2} << std::size_t{1} << QVariantList();
 }
 
 void tst_TableReading::rowIsGivenSilently()
 {
     QFETCH(QVariantList, values);
-    QFETCH(quint64, row);
+    QFETCH(std::size_t, row);
     QFETCH(QVariantList, cells);
     const Array2dDataTypeWrapper table(values, {});
     LogCapture log;
@@ -103,22 +106,22 @@ void tst_TableReading::rowIsGivenSilently()
 
 void tst_TableReading::partOfARowIsGiven_data()
 {
-    QTest::addColumn<quint64>("offset");
-    QTest::addColumn<quint64>("count");
+    QTest::addColumn<std::size_t>("offset");
+    QTest::addColumn<std::size_t>("count");
     QTest::addColumn<QVariantList>("cells");
 
-    QTest::newRow("end") << quint64{1} << quint64{2} << QVariantList{5, 6};
-    QTest::newRow("begin") << quint64{0} << quint64{1} << QVariantList{4};
-    QTest::newRow("whole row") << quint64{0} << quint64{3} << QVariantList{4, 5, 6};
-    QTest::newRow("nothing") << quint64{0} << quint64{0} << QVariantList();
-    QTest::newRow("nothing, in the middle") << quint64{1} << quint64{0} << QVariantList();
-    QTest::newRow("nothing, at the end") << quint64{3} << quint64{0} << QVariantList();
+    QTest::newRow("end") << std::size_t{1} << std::size_t{2} << QVariantList{5, 6};
+    QTest::newRow("begin") << std::size_t{0} << std::size_t{1} << QVariantList{4};
+    QTest::newRow("whole row") << std::size_t{0} << std::size_t{3} << QVariantList{4, 5, 6};
+    QTest::newRow("nothing") << std::size_t{0} << std::size_t{0} << QVariantList();
+    QTest::newRow("nothing, in the middle") << std::size_t{1} << std::size_t{0} << QVariantList();
+    QTest::newRow("nothing, at the end") << std::size_t{3} << std::size_t{0} << QVariantList();
 }
 
 void tst_TableReading::partOfARowIsGiven()
 {
-    QFETCH(quint64, offset);
-    QFETCH(quint64, count);
+    QFETCH(std::size_t, offset);
+    QFETCH(std::size_t, count);
     LogCapture log;
 
     QTEST(Array2dDataTypeWrapper(matrix(), {}).getRowValues(1, offset, count), "cells");
@@ -129,18 +132,18 @@ void tst_TableReading::partOfARowIsGiven()
 void tst_TableReading::missingRowIsReported_data()
 {
     QTest::addColumn<QVariantList>("values");
-    QTest::addColumn<quint64>("row");
+    QTest::addColumn<std::size_t>("row");
 
-    QTest::newRow("past the end") << matrix() << quint64{2};
-    QTest::newRow("no cells") << QVariantList() << quint64{0};
-    QTest::newRow("empty row") << nested({{}}) << quint64{0};
-    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << quint64{0};
+    QTest::newRow("past the end") << matrix() << std::size_t{2};
+    QTest::newRow("no cells") << QVariantList() << std::size_t{0};
+    QTest::newRow("empty row") << nested({{}}) << std::size_t{0};
+    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << std::size_t{0};
 }
 
 void tst_TableReading::missingRowIsReported()
 {
     QFETCH(QVariantList, values);
-    QFETCH(quint64, row);
+    QFETCH(std::size_t, row);
     const Array2dDataTypeWrapper table(values, {});
     LogCapture log;
 
@@ -152,21 +155,21 @@ void tst_TableReading::missingRowIsReported()
 
 void tst_TableReading::columnsPastTheEndAreReported_data()
 {
-    QTest::addColumn<quint64>("offset");
-    QTest::addColumn<quint64>("count");
+    QTest::addColumn<std::size_t>("offset");
+    QTest::addColumn<std::size_t>("count");
     QTest::addColumn<QString>("sum");
 
-    QTest::newRow("one too many") << quint64{2} << quint64{2} << "4";
-    QTest::newRow("behind the end") << quint64{4} << quint64{0} << "4";
-    QTest::newRow("far") << quint64{1000} << quint64{1} << "1001";
+    QTest::newRow("one too many") << std::size_t{2} << std::size_t{2} << "4";
+    QTest::newRow("behind the end") << std::size_t{4} << std::size_t{0} << "4";
+    QTest::newRow("far") << std::size_t{1000} << std::size_t{1} << "1001";
     QTest::newRow("sum just below the wrap")
-        << quint64{largest} << quint64{0} << "18446744073709551615";
+        << std::size_t{largest} << std::size_t{0} << QString::number(largest);
 }
 
 void tst_TableReading::columnsPastTheEndAreReported()
 {
-    QFETCH(quint64, offset);
-    QFETCH(quint64, count);
+    QFETCH(std::size_t, offset);
+    QFETCH(std::size_t, count);
     QFETCH(QString, sum);
     LogCapture log;
 
@@ -207,23 +210,23 @@ void tst_TableReading::missingCellIsReported()
 void tst_TableReading::columnIsGivenSilently_data()
 {
     QTest::addColumn<QVariantList>("values");
-    QTest::addColumn<quint64>("column");
+    QTest::addColumn<std::size_t>("column");
     QTest::addColumn<QVariantList>("cells");
 
-    QTest::newRow("first") << matrix() << quint64{0} << QVariantList{1, 4};
-    QTest::newRow("middle") << matrix() << quint64{1} << QVariantList{2, 5};
-    QTest::newRow("past the end") << matrix() << quint64{3} << QVariantList();
-    QTest::newRow("far past the end") << matrix() << quint64{largest} << QVariantList();
-    QTest::newRow("no cells") << QVariantList() << quint64{0} << QVariantList();
-    QTest::newRow("empty rows") << nested({{}, {}}) << quint64{0} << QVariantList();
-    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << quint64{0} << QVariantList();
-    QTest::newRow("flat") << QVariantList{7, 8} << quint64{0} << QVariantList{7, 8};
+    QTest::newRow("first") << matrix() << std::size_t{0} << QVariantList{1, 4};
+    QTest::newRow("middle") << matrix() << std::size_t{1} << QVariantList{2, 5};
+    QTest::newRow("past the end") << matrix() << std::size_t{3} << QVariantList();
+    QTest::newRow("far past the end") << matrix() << std::size_t{largest} << QVariantList();
+    QTest::newRow("no cells") << QVariantList() << std::size_t{0} << QVariantList();
+    QTest::newRow("empty rows") << nested({{}, {}}) << std::size_t{0} << QVariantList();
+    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << std::size_t{0} << QVariantList();
+    QTest::newRow("flat") << QVariantList{7, 8} << std::size_t{0} << QVariantList{7, 8};
 }
 
 void tst_TableReading::columnIsGivenSilently()
 {
     QFETCH(QVariantList, values);
-    QFETCH(quint64, column);
+    QFETCH(std::size_t, column);
     LogCapture log;
 
     QTEST(Array2dDataTypeWrapper(values, {}).getColumnValues(column), "cells");

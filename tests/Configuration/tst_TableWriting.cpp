@@ -100,22 +100,23 @@ void tst_TableWriting::rowThatDoesNotFitIsRefusedSilently_data()
 {
     QTest::addColumn<QVariantList>("values");
     QTest::addColumn<QVariantList>("row");
-    QTest::addColumn<quint64>("index");
+    QTest::addColumn<std::size_t>("index");
 
-    QTest::newRow("too few values") << matrix() << QVariantList{1, 2} << quint64{1};
-    QTest::newRow("too many values") << matrix() << QVariantList{1, 2, 3, 4} << quint64{1};
-    QTest::newRow("no values") << matrix() << QVariantList() << quint64{1};
-    QTest::newRow("row past the end") << matrix() << QVariantList{1, 2, 3} << quint64{2};
-    QTest::newRow("row far past the end") << matrix() << QVariantList{1, 2, 3} << quint64{largest};
-    QTest::newRow("no cells") << QVariantList() << QVariantList() << quint64{0};
-    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << QVariantList{5, 6} << quint64{0};
+    QTest::newRow("too few values") << matrix() << QVariantList{1, 2} << std::size_t{1};
+    QTest::newRow("too many values") << matrix() << QVariantList{1, 2, 3, 4} << std::size_t{1};
+    QTest::newRow("no values") << matrix() << QVariantList() << std::size_t{1};
+    QTest::newRow("row past the end") << matrix() << QVariantList{1, 2, 3} << std::size_t{2};
+    QTest::newRow("row far past the end")
+        << matrix() << QVariantList{1, 2, 3} << std::size_t{largest};
+    QTest::newRow("no cells") << QVariantList() << QVariantList() << std::size_t{0};
+    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << QVariantList{5, 6} << std::size_t{0};
 }
 
 void tst_TableWriting::rowThatDoesNotFitIsRefusedSilently()
 {
     QFETCH(QVariantList, values);
     QFETCH(QVariantList, row);
-    QFETCH(quint64, index);
+    QFETCH(std::size_t, index);
     Array2dDataTypeWrapper table(values, {});
     LogCapture log;
 
@@ -128,20 +129,20 @@ void tst_TableWriting::rowThatDoesNotFitIsRefusedSilently()
 void tst_TableWriting::partOfARowIsReplaced_data()
 {
     QTest::addColumn<QVariantList>("values");
-    QTest::addColumn<quint64>("offset");
+    QTest::addColumn<std::size_t>("offset");
     QTest::addColumn<QVariantList>("row");
 
-    QTest::newRow("end") << QVariantList{8, 9} << quint64{1} << QVariantList{1, 8, 9};
-    QTest::newRow("begin") << QVariantList{8, 9} << quint64{0} << QVariantList{8, 9, 3};
-    QTest::newRow("middle") << QVariantList{9} << quint64{1} << QVariantList{1, 9, 3};
-    QTest::newRow("whole row") << QVariantList{7, 8, 9} << quint64{0} << QVariantList{7, 8, 9};
-    QTest::newRow("nothing") << QVariantList() << quint64{3} << QVariantList{1, 2, 3};
+    QTest::newRow("end") << QVariantList{8, 9} << std::size_t{1} << QVariantList{1, 8, 9};
+    QTest::newRow("begin") << QVariantList{8, 9} << std::size_t{0} << QVariantList{8, 9, 3};
+    QTest::newRow("middle") << QVariantList{9} << std::size_t{1} << QVariantList{1, 9, 3};
+    QTest::newRow("whole row") << QVariantList{7, 8, 9} << std::size_t{0} << QVariantList{7, 8, 9};
+    QTest::newRow("nothing") << QVariantList() << std::size_t{3} << QVariantList{1, 2, 3};
 }
 
 void tst_TableWriting::partOfARowIsReplaced()
 {
     QFETCH(QVariantList, values);
-    QFETCH(quint64, offset);
+    QFETCH(std::size_t, offset);
     QFETCH(QVariantList, row);
     Array2dDataTypeWrapper table(matrix(), {});
     LogCapture log;
@@ -155,23 +156,23 @@ void tst_TableWriting::partOfARowIsReplaced()
 void tst_TableWriting::missingRowIsReported_data()
 {
     QTest::addColumn<QVariantList>("values");
-    QTest::addColumn<quint64>("row");
+    QTest::addColumn<std::size_t>("row");
     QTest::addColumn<QString>("message");
 
     const QString text =
         "Destination row is empty, row number given %1 ,max row numbers in array %2";
-    QTest::newRow("past the end") << matrix() << quint64{2} << text.arg(2).arg(2);
+    QTest::newRow("past the end") << matrix() << std::size_t{2} << text.arg(2).arg(2);
     QTest::newRow("far past the end")
-        << matrix() << quint64{largest} << text.arg(quint64{largest}).arg(2);
-    QTest::newRow("no cells") << QVariantList() << quint64{0} << text.arg(0).arg(0);
-    QTest::newRow("empty row") << nested({{}}) << quint64{0} << text.arg(0).arg(1);
-    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << quint64{0} << text.arg(0).arg(1);
+        << matrix() << std::size_t{largest} << text.arg(std::size_t{largest}).arg(2);
+    QTest::newRow("no cells") << QVariantList() << std::size_t{0} << text.arg(0).arg(0);
+    QTest::newRow("empty row") << nested({{}}) << std::size_t{0} << text.arg(0).arg(1);
+    QTest::newRow("cube") << nested({nested({{1}, {2}})}) << std::size_t{0} << text.arg(0).arg(1);
 }
 
 void tst_TableWriting::missingRowIsReported()
 {
     QFETCH(QVariantList, values);
-    QFETCH(quint64, row);
+    QFETCH(std::size_t, row);
     QFETCH(QString, message);
     Array2dDataTypeWrapper table(values, {});
     LogCapture log;
@@ -185,29 +186,29 @@ void tst_TableWriting::missingRowIsReported()
 void tst_TableWriting::badColumnsAreReported_data()
 {
     QTest::addColumn<QVariantList>("values");
-    QTest::addColumn<quint64>("offset");
-    QTest::addColumn<quint64>("count");
+    QTest::addColumn<std::size_t>("offset");
+    QTest::addColumn<std::size_t>("count");
     QTest::addColumn<QString>("details");
 
     const QString text =
         "%1 (numberOfColumns) %2 given number of columns in source %3 matrix type is 2 x 3";
-    QTest::newRow("past the end") << QVariantList{8, 9} << quint64{2} << quint64{2}
+    QTest::newRow("past the end") << QVariantList{8, 9} << std::size_t{2} << std::size_t{2}
                                   << text.arg(2).arg(2).arg(2);
     QTest::newRow("behind the end")
-        << QVariantList() << quint64{4} << quint64{0} << text.arg(4).arg(0).arg(0);
+        << QVariantList() << std::size_t{4} << std::size_t{0} << text.arg(4).arg(0).arg(0);
     QTest::newRow("more columns than values")
-        << QVariantList{8} << quint64{0} << quint64{2} << text.arg(0).arg(2).arg(1);
+        << QVariantList{8} << std::size_t{0} << std::size_t{2} << text.arg(0).arg(2).arg(1);
     QTest::newRow("more values than columns")
-        << QVariantList{8, 9} << quint64{0} << quint64{1} << text.arg(0).arg(1).arg(2);
-    QTest::newRow("sum wraps around") << QVariantList{8} << quint64{largest} << quint64{1}
-                                      << text.arg(quint64{largest}).arg(1).arg(1);
+        << QVariantList{8, 9} << std::size_t{0} << std::size_t{1} << text.arg(0).arg(1).arg(2);
+    QTest::newRow("sum wraps around") << QVariantList{8} << std::size_t{largest} << std::size_t{1}
+                                      << text.arg(std::size_t{largest}).arg(1).arg(1);
 }
 
 void tst_TableWriting::badColumnsAreReported()
 {
     QFETCH(QVariantList, values);
-    QFETCH(quint64, offset);
-    QFETCH(quint64, count);
+    QFETCH(std::size_t, offset);
+    QFETCH(std::size_t, count);
     QFETCH(QString, details);
     Array2dDataTypeWrapper table(matrix(), {});
     LogCapture log;

@@ -42,10 +42,23 @@ int outcomeOf(const QString &function, const QString &arguments)
     return outcomes.isEmpty() ? 0 : outcomes.dequeue();
 }
 
+/// The replaced functions are those with file sizes of 64 bits: on 32 bits they have names of their
+/// own, which the headers of the system put in, elsewhere both names mean the same.
 template <class Function>
 Function original(const char *name)
 {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+/// Maps without the functions of the C library, which are replaced.
+long mapDirectly(void *address, size_t size, int protection, int flags, int fd, off_t offset)
+{
+#ifdef SYS_mmap2
+    constexpr off_t unitOfOffset = 4096;
+    return syscall(SYS_mmap2, address, size, protection, flags, fd, offset / unitOfOffset);
+#else
+    return syscall(SYS_mmap, address, size, protection, flags, fd, offset);
+#endif
 }
 
 /// The rest of a replaced function: fails, or does what was asked for.
@@ -113,7 +126,7 @@ REPLACED int fchmod(int fd, mode_t mode) noexcept
 REPLACED int ftruncate(int fd, off_t size) noexcept
 {
     const int error = outcomeOf(QStringLiteral("ftruncate"), QString::number(size));
-    return failOr(error, [&] { return original<int (*)(int, off_t)>("ftruncate")(fd, size); });
+    return failOr(error, [&] { return original<int (*)(int, off_t)>("ftruncate64")(fd, size); });
 }
 
 REPLACED int fallocate(int fd, int mode, off_t offset, off_t size)
@@ -121,7 +134,7 @@ REPLACED int fallocate(int fd, int mode, off_t offset, off_t size)
     const int error = outcomeOf(QStringLiteral("fallocate"),
                                 QStringLiteral("%1, %2, %3").arg(mode).arg(offset).arg(size));
     return failOr(error, [&] {
-        return original<int (*)(int, int, off_t, off_t)>("fallocate")(fd, mode, offset, size);
+        return original<int (*)(int, int, off_t, off_t)>("fallocate64")(fd, mode, offset, size);
     });
 }
 
@@ -129,7 +142,7 @@ REPLACED int fstat(int fd, struct stat *status) noexcept
 {
     const int error = outcomeOf(QStringLiteral("fstat"), QString());
     return failOr(error,
-                  [&] { return original<int (*)(int, struct stat *)>("fstat")(fd, status); });
+                  [&] { return original<int (*)(int, struct stat *)>("fstat64")(fd, status); });
 }
 
 REPLACED void *mmap(void *address, size_t size, int protection, int flags, int fd,
@@ -144,8 +157,8 @@ REPLACED void *mmap(void *address, size_t size, int protection, int flags, int f
                                           .arg(protection)
                                           .arg(flags)
                                           .arg(offset));
-    return reinterpret_cast<void *>(failOr(
-        error, [&] { return syscall(SYS_mmap, address, size, protection, flags, fd, offset); }));
+    return reinterpret_cast<void *>(
+        failOr(error, [&] { return mapDirectly(address, size, protection, flags, fd, offset); }));
 }
 
 REPLACED int munmap(void *address, size_t size) noexcept
