@@ -168,10 +168,7 @@ BENCHMARK(publishToReader)
     ->Name("exchange/publishToReader/tessel")
     ->UseManualTime()
     ->Iterations(20);
-BENCHMARK(swapToReader)
-    ->Name("exchange/swapToReader/tessel")
-    ->UseManualTime()
-    ->Iterations(20);
+BENCHMARK(swapToReader)->Name("exchange/swapToReader/tessel")->UseManualTime()->Iterations(20);
 BENCHMARK(writeAndPublish)
     ->Name("exchange/writeAndPublish/tessel")
     ->UseManualTime()
@@ -180,10 +177,7 @@ BENCHMARK(handOverCacheLine)
     ->Name("exchange/publishToReader/floor")
     ->UseManualTime()
     ->Iterations(20);
-BENCHMARK(handOverCacheLine)
-    ->Name("exchange/swapToReader/floor")
-    ->UseManualTime()
-    ->Iterations(20);
+BENCHMARK(handOverCacheLine)->Name("exchange/swapToReader/floor")->UseManualTime()->Iterations(20);
 BENCHMARK(handOverCacheLine)
     ->Name("exchange/writeAndPublish/floor")
     ->UseManualTime()

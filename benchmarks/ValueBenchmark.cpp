@@ -233,8 +233,29 @@ void plainLoopIntoArrays(benchmark::State &state)
     doubles.manager().unlockReadBuffer(repeat);
 }
 
-// The swap. Its copy is made by the first write lock behind it, which is therefore timed with it;
-// what a write lock takes that makes no copy is the next set's, and taken off again.
+// The swap, inside the write lock: the copy for the next set belongs to it.
+
+void swapAfterBulk(benchmark::State &state)
+{
+    LiveDoubles doubles = makeLive(bulkCount);
+    if (!skipUnlessLive(state, doubles)) {
+        return;
+    }
+    ProcessDataManager &manager = doubles.manager();
+    double number = 0;
+    MedianOfSamples::measure(state, [&doubles, &manager, &number] {
+        manager.lockWriteBuffer();
+        doubles.writeAllNoLock(++number);
+        const auto begin = MedianOfSamples::Clock::now();
+        manager.swapReadAndWriteBuffer();
+        const double swap = MedianOfSamples::secondsSince(begin);
+        manager.unlockWriteBuffer();
+        return swap;
+    });
+}
+
+// The swap behind the lock. Its copy is made by the first write lock after it, which is therefore
+// timed with it; what a write lock takes that makes no copy is the next set's, and taken off again.
 
 double timeOfWriteLock(ProcessDataManager &manager)
 {
@@ -245,7 +266,7 @@ double timeOfWriteLock(ProcessDataManager &manager)
     return seconds;
 }
 
-void swapAfterBulk(benchmark::State &state)
+void swapAfterUnlock(benchmark::State &state)
 {
     LiveDoubles doubles = makeLive(bulkCount);
     if (!skipUnlessLive(state, doubles)) {
@@ -299,5 +320,13 @@ BENCHMARK(plainWriteLoop)->Name("value/bulkWrite1000/floor");
 BENCHMARK(swapAfterBulk)->Name("value/swapAfterBulk1000/tessel")->UseManualTime()->Iterations(20);
 BENCHMARK(bulkWriteBetweenSwaps)
     ->Name("value/swapAfterBulk1000/floor")
+    ->UseManualTime()
+    ->Iterations(20);
+BENCHMARK(swapAfterUnlock)
+    ->Name("value/swapAfterUnlock1000/tessel")
+    ->UseManualTime()
+    ->Iterations(20);
+BENCHMARK(bulkWriteBetweenSwaps)
+    ->Name("value/swapAfterUnlock1000/floor")
     ->UseManualTime()
     ->Iterations(20);
