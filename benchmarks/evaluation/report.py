@@ -6,6 +6,8 @@ Prints what is above its target or missing; exit code 1 if that is a failure of 
 
 import argparse
 import pathlib
+import posixpath
+import re
 import sys
 
 import document
@@ -26,9 +28,24 @@ def arguments():
     return parser.parse_args()
 
 
+def with_links_from_above(text, folder):
+    """A page of @p folder as part of one beside that folder: its links lead to the same places."""
+
+    def moved(match):
+        target = match[1]
+        if re.match(r"#|[a-z]+:", target):
+            return match[0]
+        return f"]({posixpath.normpath(posixpath.join(folder, target))})"
+
+    return re.sub(r"\]\(([^)\s]+)\)", moved, text)
+
+
 def read_notes(folder):
     paths = sorted(pathlib.Path(folder).glob("*.md")) if folder else []
-    return [path.read_text(encoding="utf-8").strip() for path in paths]
+    return [
+        with_links_from_above(path.read_text(encoding="utf-8").strip(), path.parent.name)
+        for path in paths
+    ]
 
 
 def write_pictures(folder, measured):

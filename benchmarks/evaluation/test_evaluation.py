@@ -226,5 +226,17 @@ class DocumentTest(unittest.TestCase):
         self.assertEqual(document.rows_of(measurements), ["c/d"])
 
 
+class Notes(unittest.TestCase):
+    def test_links_lead_to_the_same_places_from_the_page_above(self):
+        moved = report.with_links_from_above(
+            "[a](../../tests/a.cpp), [b](b.md#c), [c](../c.md), [d](#d), [e](https://e.org/x)",
+            "notes",
+        )
+        self.assertEqual(
+            moved,
+            "[a](../tests/a.cpp), [b](notes/b.md#c), [c](c.md), [d](#d), [e](https://e.org/x)",
+        )
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -219,7 +219,7 @@ void tst_PropertyPathsAgreement::readingAgrees()
         QCOMPARE(toText(log.take()), expectedLog);
         found += result == untouched ? 0 : 1;
     }
-    QVERIFY(found > cases / 50);
+    QVERIFY(found > cases / 200);
 }
 
 void tst_PropertyPathsAgreement::writingAgrees()
