@@ -9,6 +9,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
 import document  # noqa: E402
 import plots  # noqa: E402
+import report  # noqa: E402
 import targets  # noqa: E402
 from measurements import Measurements  # noqa: E402
 
@@ -226,7 +227,7 @@ class DocumentTest(unittest.TestCase):
         self.assertEqual(document.rows_of(measurements), ["c/d"])
 
 
-class Notes(unittest.TestCase):
+class NotesTest(unittest.TestCase):
     def test_links_lead_to_the_same_places_from_the_page_above(self):
         moved = report.with_links_from_above(
             "[a](../../tests/a.cpp), [b](b.md#c), [c](../c.md), [d](#d), [e](https://e.org/x)",
