@@ -25,8 +25,9 @@ public:
     explicit ProcessDoubleHandle(const ProcessDataValueSharedPointer &leaf);
     /// The leaf at @p url below @p root.
     ProcessDoubleHandle(const BaseClassSharedPointer &root, const QString &url);
-    // Copied, not moved: without its leaf a handle would look at one that is gone.
+    /// Copied, not moved: without its leaf a handle would look at one that is gone.
     ProcessDoubleHandle(const ProcessDoubleHandle &) = default;
+    /// A copy of the other handle, on the same leaf.
     ProcessDoubleHandle &operator=(const ProcessDoubleHandle &) = default;
     ~ProcessDoubleHandle() = default;
 
