@@ -4,9 +4,9 @@
 #include <QtTest>
 
 #include <algorithm>
-#include <cstring>
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <thread>
 #include <vector>
 
