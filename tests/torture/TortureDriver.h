@@ -76,6 +76,7 @@ private:
     void judgeSlowEnd(int slot);
 
     void runUntil(qint64 deadline);
+    bool isTimeLeft(qint64 deadline) const;
     void endAll();
     bool isAnybodyAlive() const;
     void checkNothingLeft();

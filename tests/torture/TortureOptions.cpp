@@ -13,7 +13,8 @@ const char *const usage =
     "random,\n"
     "and everything that they read is checked. Exit code 0 only if nothing was found.\n"
     "\n"
-    "  --minutes N, --seconds N   how long (10 seconds)\n"
+    "  --minutes N, --seconds N   how long (10 seconds); longer until somebody was\n"
+    "                             killed, stopped and started again\n"
     "  --seed S                   of the random numbers (a new one, which is printed)\n"
     "  --processes N              from 2 to 8 (8)\n"
     "  --single                   a single buffer instead of a double one\n";
