@@ -27,6 +27,23 @@ inline QJsonObject configurationLeaf(int position)
             {QStringLiteral("readOnly"), false}};
 }
 
+/// A leaf of a process description of twelve properties, with a slot of its own.
+inline QJsonObject processLeaf(int position)
+{
+    return {{QStringLiteral("type"), QStringLiteral("int32")},
+            {QStringLiteral("offsetSharedMemory"), position * 8},
+            {QStringLiteral("sizeValue"), 4},
+            {QStringLiteral("sizeMetadata"), 4},
+            {QStringLiteral("relativeOffsetMetadata"), 4},
+            {QStringLiteral("displayPosition"), position},
+            {QStringLiteral("labelTextId"), QStringLiteral("leaf.%1").arg(position)},
+            {QStringLiteral("unit"), QStringLiteral("bar")},
+            {QStringLiteral("unitText"), QStringLiteral("unit.bar")},
+            {QStringLiteral("viewStart"), 0},
+            {QStringLiteral("viewEnd"), 16},
+            {QStringLiteral("readOnly"), false}};
+}
+
 /// The least that a configuration leaf needs to be collected in order.
 inline QJsonObject smallLeaf(int position)
 {

@@ -13,7 +13,9 @@
 
 #include <QDebug>
 #include <QJsonValue>
+#include <QVarLengthArray>
 
+#include <limits>
 #include <typeinfo>
 #include <vector>
 
@@ -25,9 +27,23 @@ using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
 
 namespace {
 
+/// Whether @p value, a number of a description, stays what it is as an `int`.
+bool isWithinInt(const QVariant &value)
+{
+    if (value.userType() != QMetaType::LongLong) {
+        return false;
+    }
+    const qint64 number = *static_cast<const qint64 *>(value.constData());
+    return number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max();
+}
+
 /// What cannot be converted is reported and becomes invalid.
 QVariant convertedOrInvalid(const QVariant &value, QMetaType::Type dataType)
 {
+    // The usual case, without the search for a way from one type to the other.
+    if (dataType == QMetaType::Int && isWithinInt(value)) {
+        return static_cast<int>(*static_cast<const qint64 *>(value.constData()));
+    }
     QVariant converted = value;
     if (!converted.convert(dataType)) {
         ParsedDescriptions::noteWhatCanBeSeen();
@@ -78,24 +94,34 @@ ConfigurationAndProcessDataBase::~ConfigurationAndProcessDataBase() = default;
 
 void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
 {
-    const QString typeName = json.value(Definitions::getKeyDataPropertyType()).toString();
-    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
-    const bool valueHoldsChildren = typeName == Definitions::getKeyDataTypeTreeNode();
-
     DescriptionTexts ownTexts;
     DescriptionTexts &texts = *DescriptionTexts::current();
+    QString typeName;
+    QVarLengthArray<QVariant *, 3> heldInDataType;
+
+    // The entries come in the order of their keys. The type is known before the value, which of a node
+    // are its children, but not before the limits: what is held in the type waits for the end. A hash
+    // of this kind never moves what it holds.
     texts.beginElement();
     for (auto entry = json.constBegin(); entry != json.constEnd(); ++entry) {
         const PropertyKey &key = texts.nextKey(entry.key());
-        if (valueHoldsChildren && key.isValue) {
+        if (key.isValue && typeName == Definitions::getKeyDataTypeTreeNode()) {
             continue;
         }
         QVariant value = entry.value().toVariant();
         texts.shareValue(value);
-        if (key.isHeldInDataType) {
-            value = toHeldForm(*this, typeName, dataType, value);
+        if (key.isType && value.userType() == QMetaType::QString) {
+            typeName = value.toString();
         }
-        m_properties[key.text].swap(value);
+        QVariant &place = m_properties[key.text];
+        place.swap(value);
+        if (key.isHeldInDataType) {
+            heldInDataType.append(&place);
+        }
+    }
+    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
+    for (QVariant *const value : heldInDataType) {
+        *value = toHeldForm(*this, typeName, dataType, *value);
     }
 }
 

@@ -65,11 +65,12 @@ void DescriptionTexts::shareValue(QVariant &value)
         return;
     }
     Property &property = m_properties[m_index - 1];
-    if (property.key.isType) {
-        value = *m_texts.insert(text);
-    } else if (property.lastText == text) {
+    if (property.lastText == text) {
         value = property.lastText;
-    } else {
-        property.lastText = text;
+        return;
+    }
+    property.lastText = property.key.isType ? *m_texts.insert(text) : text;
+    if (property.key.isType) {
+        value = property.lastText;
     }
 }

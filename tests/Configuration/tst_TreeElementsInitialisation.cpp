@@ -6,7 +6,10 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QRandomGenerator>
 #include <QtTest>
+
+#include <limits>
 
 using Base = ConfigurationAndProcessDataBase;
 using TreeNode = ConfigurationAndProcessDataTreeNode;
@@ -40,6 +43,7 @@ private Q_SLOTS:
     void limitsOfATreeNodeAreKeptAsTheyAre();
     void valueAndLimitsTakeTheDataType_data();
     void valueAndLimitsTakeTheDataType();
+    void integersAreHeldAsTheToolkitConvertsThem();
     void otherKeysAreNotConverted();
     void anUnknownTypeConvertsNothing();
     void aTypeThatIsNoTextCountsAsEmpty();
@@ -214,6 +218,30 @@ void tst_TreeElementsInitialisation::valueAndLimitsTakeTheDataType()
     }
     QCOMPARE(leaf.getProperties().value("type"), QVariant(type));
     COMPARE_LOG(log);
+}
+
+void tst_TreeElementsInitialisation::integersAreHeldAsTheToolkitConvertsThem()
+{
+    QRandomGenerator random(11);
+    const qint64 least = std::numeric_limits<int>::min();
+    const qint64 greatest = std::numeric_limits<int>::max();
+    QList<QJsonValue> numbers{least - 1, least,        least + 1,        -1,   0,   greatest - 1,
+                              greatest,  greatest + 1, 2 * greatest + 2, -0.0, 0.5, 2147483647.5,
+                              1e300};
+    for (int i = 0; i < 500; ++i) {
+        numbers.append(static_cast<qint64>(random.generate64()) >> random.bounded(64));
+    }
+    for (const QJsonValue &number : numbers) {
+        const QJsonObject json{{"type", "int32"}, {"value", number}};
+        QVariant expected = json.value("value").toVariant();
+        QVERIFY(expected.convert(QMetaType::Int));
+
+        Leaf leaf(json, nullptr);
+
+        const QVariant held = leaf.getProperties().value(QStringLiteral("value"));
+        QCOMPARE(held.userType(), static_cast<int>(QMetaType::Int));
+        QVERIFY2(held == expected, qPrintable(number.toVariant().toString()));
+    }
 }
 
 void tst_TreeElementsInitialisation::otherKeysAreNotConverted()

@@ -63,6 +63,7 @@ private:
     void chooseStorageKind();
 
     bool isPointerValid() const;
+    bool isWritable() const { return !m_readOnly || m_writeReadOnlyAllowed; }
     /// Bytes of the value that an access to the slot may touch at most.
     quint32 getAccessSize() const;
     /// Points at the slot in @p buffer. False, with a warning, if the first @p accessSize bytes of

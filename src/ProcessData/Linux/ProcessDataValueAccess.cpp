@@ -19,11 +19,6 @@ bool ProcessDataValue::setValue(const ProcessValue &value)
     return setValueInternal(value, true);
 }
 
-bool ProcessDataValue::setValueNoLock(const ProcessValue &value)
-{
-    return setValueInternal(value, false);
-}
-
 void ProcessDataValue::getValueInternal(ProcessValue &value, bool lock, bool keepValueOnError) const
 {
     if (m_bufferHandler == nullptr) {
@@ -108,7 +103,7 @@ bool ProcessDataValue::setValueInternal(const ProcessValue &value, bool lock)
         qWarning() << "Object is not valid";
         return false;
     }
-    if (m_readOnly && !m_writeReadOnlyAllowed) {
+    if (!isWritable()) {
         qWarning() << "ProcessValue hasn't written because it is readOnly." << value;
         return false;
     }

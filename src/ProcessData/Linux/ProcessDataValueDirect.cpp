@@ -129,6 +129,23 @@ void ProcessDataValue::getValueNoLock(ProcessValue &value, bool keepValueOnError
     getAnyNumberNoLock(value, keepValueOnError);
 }
 
+bool ProcessDataValue::setValueNoLock(const ProcessValue &value)
+{
+    // The usual case, with all its checks; whatever else has to be said or done is left to the general
+    // way.
+    if (m_directForm == SlotForm::Double && isWritable()
+        && value.m_errorType == PROCESS_VALUE_ERROR_TYPE_VALID
+        && NumberVariant::holds<double>(value.m_value)) {
+        NumberSlots::store<SlotForm::Double>(
+            OptimisticRead::writeBuffer(
+                static_cast<const PingPongBufferHandler &>(*m_bufferHandler)),
+            directSlot(SlotForm::Double), NumberVariant::number<double>(value.m_value),
+            PROCESS_VALUE_ERROR_TYPE_VALID);
+        return true;
+    }
+    return setValueInternal(value, false);
+}
+
 BufferHandlerInterface::BufferPointer ProcessDataValue::getWriteBuffer() const
 {
     return m_directForm == SlotForm::None

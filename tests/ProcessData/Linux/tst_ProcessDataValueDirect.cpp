@@ -47,6 +47,14 @@ struct TwoWays
         std::memcpy(fake.writeBytes(), buffer, bufferSize);
         handler->unlockForWrite(buffer);
     }
+    /// Other bytes, the same in both write buffers.
+    void fillWriteBuffers(QRandomGenerator &random)
+    {
+        for (quint32 i = 0; i < bufferSize; ++i) {
+            fake.writeBytes()[i] = static_cast<unsigned char>(random.bounded(256));
+        }
+        std::memcpy(handler->writeBufferPointer(), fake.writeBytes(), bufferSize);
+    }
     bool areWriteBuffersEqual()
     {
         return std::memcmp(handler->writeBufferPointer(), fake.writeBytes(), bufferSize) == 0;
@@ -114,6 +122,8 @@ private Q_SLOTS:
     void readsAgree();
     void writesAgree_data();
     void writesAgree();
+    void readOnlyLeafRefuses_data();
+    void readOnlyLeafRefuses();
     void encodedStatesAgree_data();
     void encodedStatesAgree();
     void derivedHandlerIsAskedForEverything();
@@ -224,13 +234,44 @@ void tst_ProcessDataValueDirect::writesAgree()
                 QCOMPARE(withLock, expected);
                 QVERIFY2(ways.areWriteBuffersEqual(), contentOf(value));
 
-                ways.general.setValueNoLock(value);
-                log.take();
+                ways.fillWriteBuffers(random);
+                QCOMPARE(ways.general.setValueNoLock(value), expected);
+                QCOMPARE(toText(log.take()), expectedLog);
                 QCOMPARE(ways.direct.setValueNoLock(value), expected);
+                QCOMPARE(toText(log.take()), expectedLog);
                 QVERIFY2(ways.areWriteBuffersEqual(), contentOf(value));
             }
         }
     }
+}
+
+void tst_ProcessDataValueDirect::readOnlyLeafRefuses_data()
+{
+    QTest::addColumn<bool>("writeReadOnlyAllowed");
+    QTest::newRow("refuses") << false;
+    QTest::newRow("unless it is allowed") << true;
+}
+
+void tst_ProcessDataValueDirect::readOnlyLeafRefuses()
+{
+    QFETCH(bool, writeReadOnlyAllowed);
+    const DoubleBuffer memory{bufferSize};
+    const DoubleBuffer::Handler handler = memory.create();
+    SlotDescription slot = slotAt(QStringLiteral("double"), 8, 12);
+    slot.readOnly = true;
+    ProcessDataValue leaf(slot.toJson(), nullptr);
+    leaf.setBufferHandlerInterface(handler.get(), writeReadOnlyAllowed);
+    const QByteArray before(reinterpret_cast<const char *>(handler->writeBufferPointer()),
+                            bufferSize);
+    LogCapture log;
+
+    const bool written = leaf.setValueNoLock({QVariant(2.5), PROCESS_VALUE_ERROR_TYPE_VALID});
+
+    const QByteArray after(reinterpret_cast<const char *>(handler->writeBufferPointer()),
+                           bufferSize);
+    QCOMPARE(written, writeReadOnlyAllowed);
+    QCOMPARE(after == before, !writeReadOnlyAllowed);
+    QCOMPARE(log.take().size(), writeReadOnlyAllowed ? 0 : 1);
 }
 
 void tst_ProcessDataValueDirect::encodedStatesAgree_data()
