@@ -227,7 +227,7 @@ void tst_TreeElementsInitialisation::integersAreHeldAsTheToolkitConvertsThem()
     const qint64 greatest = std::numeric_limits<int>::max();
     QList<QJsonValue> numbers{least - 1, least,        least + 1,        -1,   0,   greatest - 1,
                               greatest,  greatest + 1, 2 * greatest + 2, -0.0, 0.5, 2147483647.5,
-                              1e300};
+                              1e300,     3.5e-323};
     for (int i = 0; i < 500; ++i) {
         numbers.append(static_cast<qint64>(random.generate64()) >> random.bounded(64));
     }
