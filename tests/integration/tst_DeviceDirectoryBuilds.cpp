@@ -237,33 +237,31 @@ void tst_DeviceDirectoryBuilds::buildAfterAKilledOneFindsOneKey()
 
 void tst_DeviceDirectoryBuilds::readersSeeOldOrNewFiles()
 {
-    constexpr int rounds = 60;
+    constexpr int builds = 60;
     QVERIFY(build(*m_directory, newKey));
     const QString otherKey = "tesselFolderdevice, other";
     const DescriptionDirectory::Snapshot first = m_directory->contents();
     QVERIFY(build(*m_directory, otherKey));
     const DescriptionDirectory::Snapshot second = m_directory->contents();
 
-    const ChildProcess reader([&](const ChildSide &parent) {
+    ChildProcess reader([&](const ChildSide &parent) {
         parent.say();
-        for (int round = 0; round < rounds; ++round) {
+        do {
             for (const QString &file : qAsConst(m_files)) {
                 const QByteArray text = m_directory->read(file);
                 CHILD_VERIFY(text == first.value(file) || text == second.value(file));
             }
-        }
-        parent.say();
+        } while (!parent.hasWord());
         return 0;
     });
     QVERIFY(reader.waitUntilReady());
-    int builds = 0;
-    while (!reader.hasSpoken() && !reader.hasEnded()) {
-        QVERIFY(build(*m_directory, ++builds % 2 == 0 ? otherKey : newKey));
-    }
 
-    QVERIFY(builds > 0);
-    // It says so only where all that it read was whole.
-    QVERIFY(reader.waitUntilReady());
+    for (int i = 0; i < builds; ++i) {
+        QVERIFY(build(*m_directory, i % 2 == 0 ? newKey : otherKey));
+    }
+    reader.tell();
+
+    QCOMPARE(reader.waitForExit(), 0);
 }
 
 void tst_DeviceDirectoryBuilds::twoDevicesAreBuiltAtOnce()

@@ -41,6 +41,13 @@ public:
         }
     }
 
+    /// Whether the parent has told something that was not waited for yet.
+    bool hasWord() const
+    {
+        pollfd word{m_fromParent, POLLIN, 0};
+        return poll(&word, 1, 0) > 0;
+    }
+
 private:
     static constexpr int sm_parentHasGone = 99;
 
