@@ -144,6 +144,7 @@ void TortureDriver::start(int slot)
     child.startAt = 0;
     child.resumeAt = 0;
     child.askedToEndAt = 0;
+    child.regionsAtStart = entry.regions;
     child.process.start({QStringLiteral("--peer"), QString::number(slot),
                          QString::number(m_random()), QString::number(m_ledger.fd()),
                          QString::number(m_options.isDoubleBuffer ? 1 : 0), m_key});
@@ -308,6 +309,22 @@ void TortureDriver::judgeSlowEnd(int slot)
     }
 }
 
+/// The segment's name is the creator's to remove. One that died needs a successor, and that one has to
+/// come so far that the region is its own.
+void TortureDriver::awaitCreator()
+{
+    const Child &creator = m_children[0];
+    const qint64 deadline = steadyNow() + endBound;
+    while (
+        !hasFailed() && steadyNow() < deadline
+        && (!creator.process.isAlive() || m_ledger->peers[0].regions == creator.regionsAtStart)) {
+        if (!creator.process.isAlive()) {
+            start(0);
+        }
+        tick();
+    }
+}
+
 void TortureDriver::endAll()
 {
     for (int slot = 0; slot < m_options.processes; ++slot) {
@@ -315,17 +332,7 @@ void TortureDriver::endAll()
             resume(slot);
         }
     }
-    // The segment's name is the creator's to remove. One that died needs a successor.
-    if (!m_children[0].process.isAlive()) {
-        start(0);
-    }
-    const quint64 regions = m_ledger->peers[0].regions;
-    const qint64 deadline = steadyNow() + endBound;
-    while (!hasFailed() && steadyNow() < deadline
-           && (m_ledger->generation % 2 != 0 || m_ledger->generation == 0)
-           && m_ledger->peers[0].regions == regions) {
-        tick();
-    }
+    awaitCreator();
     m_isEnding = true;
     m_ledger->isEnding = true;
     for (Child &child : m_children) {

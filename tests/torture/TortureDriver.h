@@ -45,6 +45,7 @@ private:
         qint64 resumeAt = 0;
         qint64 askedToEndAt = 0; ///< 0: not asked
         quint32 seenCalls = 0;
+        quint64 regionsAtStart = 0; ///< made or attached by those that ran in its place before
     };
 
     // Disturbing (TortureDisturbances.cpp).
@@ -77,6 +78,7 @@ private:
 
     void runUntil(qint64 deadline);
     bool isTimeLeft(qint64 deadline) const;
+    void awaitCreator();
     void endAll();
     bool isAnybodyAlive() const;
     void checkNothingLeft();
