@@ -25,6 +25,11 @@ public:
     {
         return {reinterpret_cast<const char *>(m_write.get()), static_cast<int>(m_size)};
     }
+    /// The read buffer as it is now.
+    QByteArray published() const
+    {
+        return {reinterpret_cast<const char *>(m_read.get()), static_cast<int>(m_size)};
+    }
     bool isReleased() const { return m_lockCount == 0; }
 
     BufferPointer lockForRead() override

@@ -3,6 +3,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "FuzzTarget.h"
 #include "HeapBuffers.h"
+#include "ShortWays.h"
 #include "SlotWrites.h"
 #include "ToolkitLeak.h"
 
@@ -63,6 +64,7 @@ void runInput(const QByteArray &input)
         return;
     }
     HeapBuffers buffers(bufferSizeOf(*root), end < 0 ? QByteArray() : input.mid(end + 1));
+    DoubleBufferOnHeap own(bufferSizeOf(*root));
     Base::ListElements elements;
     root->collectElements(elements, false);
     for (const auto &element : elements) {
@@ -73,6 +75,7 @@ void runInput(const QByteArray &input)
         readLeaf(leaf);
         checkSlotWrites(*leaf, buffers);
         checkHandle(leaf, buffers);
+        checkShortWays(leaf, buffers, own);
     }
     require(buffers.isReleased(), "every lock is released");
 }

@@ -25,9 +25,11 @@ struct Slot
         return (position >= value && position < value + valueSize)
                || (position >= metadata && position < metadata + metadataSize);
     }
+    /// Of a text only as much is touched as is written.
     bool isInside(quint64 size) const
     {
-        return value + valueSize <= size && (metadataSize == 0 || metadata + metadataSize <= size);
+        return (type == "string" || value + valueSize <= size)
+               && (metadataSize == 0 || metadata + metadataSize <= size);
     }
     bool hasOverlap() const
     {
