@@ -75,6 +75,9 @@ void checkReading(const Element &root, const Step &step)
 {
     const Element leaf = root->getLeaf(step.url);
     require(root->isUrlValid(step.url) == !leaf.isNull(), "a valid URL leads to an element");
+    const QStringList pieces = step.url.split('/', Qt::SkipEmptyParts);
+    require(root->getLeaf(pieces) == leaf && root->isUrlValid(pieces) == !leaf.isNull(),
+            "a URL in pieces leads where the whole one does");
     require(Tools::extractProperty(step.url, step.path, root)
                 == (leaf.isNull() ? QVariant() : leaf->getProperty(step.path)),
             "a property is the same by URL and by element");

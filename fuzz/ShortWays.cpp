@@ -15,10 +15,16 @@ using namespace ProcessDataDefinitions;
 /// All that can be read of a leaf.
 struct Readings
 {
+    struct Number
+    {
+        bool isRead = false;
+        double number = 7;
+        ErrorTypes state = PROCESS_VALUE_ERROR_TYPE_TIMEOUT;
+    };
+
     QVector<ProcessValue> values;
-    double number = 7;
-    ErrorTypes state = PROCESS_VALUE_ERROR_TYPE_TIMEOUT;
-    bool isRead = false;
+    Number number;
+    Number numberNoLock;
 };
 
 Readings readAll(const ProcessDataValueSharedPointer &leaf)
@@ -32,7 +38,11 @@ Readings readAll(const ProcessDataValueSharedPointer &leaf)
         leaf->getValueNoLock(same, keepsValue);
         readings.values.append(same);
     }
-    readings.isRead = ProcessDoubleHandle(leaf).read(readings.number, readings.state);
+    const ProcessDoubleHandle handle(leaf);
+    Readings::Number &locked = readings.number;
+    locked.isRead = handle.read(locked.number, locked.state);
+    Readings::Number &plain = readings.numberNoLock;
+    plain.isRead = handle.readNoLock(plain.number, plain.state);
     return readings;
 }
 
@@ -44,13 +54,18 @@ bool isSame(const ProcessValue &left, const ProcessValue &right)
                   == ProcessValue(right.getValue(), PROCESS_VALUE_ERROR_TYPE_VALID);
 }
 
-bool isSame(const Readings &left, const Readings &right)
+bool isSame(const Readings::Number &left, const Readings::Number &right)
 {
     const bool isSameNumber = left.number == right.number
                               || (std::isnan(left.number) && std::isnan(right.number));
+    return isSameNumber && left.state == right.state && left.isRead == right.isRead;
+}
+
+bool isSame(const Readings &left, const Readings &right)
+{
     return std::equal(left.values.begin(), left.values.end(), right.values.begin(),
                       [](const auto &one, const auto &other) { return isSame(one, other); })
-           && isSameNumber && left.state == right.state && left.isRead == right.isRead;
+           && isSame(left.number, right.number) && isSame(left.numberNoLock, right.numberNoLock);
 }
 
 QVector<ProcessValue> valuesToWrite()
