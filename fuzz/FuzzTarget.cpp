@@ -29,7 +29,7 @@ void readPlantedFault(int count, char **arguments)
         }
         if (!PlantedFault::plant(arguments[i + 1])) {
             std::fprintf(stderr, "there is no fault called '%s'\n", arguments[i + 1]);
-            std::exit(2);
+            std::exit(2); // NOLINT(concurrency-mt-unsafe): there is one thread yet.
         }
     }
 }
@@ -44,6 +44,7 @@ void require(bool holds, const char *promise)
     }
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the signature is libFuzzer's.
 extern "C" int LLVMFuzzerInitialize(int *count, char ***arguments)
 {
     qInstallMessageHandler(dropMessage);

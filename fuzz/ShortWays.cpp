@@ -10,7 +10,10 @@
 
 namespace {
 
-using namespace ProcessDataDefinitions;
+using ProcessDataDefinitions::ErrorTypes;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_OVERRANGE;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 
 /// All that can be read of a leaf.
 struct Readings

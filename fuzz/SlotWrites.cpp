@@ -8,7 +8,10 @@
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
-using namespace ProcessDataDefinitions;
+using ProcessDataDefinitions::ErrorTypes;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 
 /// Where the bytes of a leaf lie, read from the description without the library's help.
 struct Slot

@@ -19,7 +19,9 @@
 
 namespace {
 
-using namespace ProcessDataDefinitions;
+using ProcessDataDefinitions::ErrorTypes;
+using ProcessDataDefinitions::NamurStateTypes;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 
 template <class Number>
 Number numberOf(const QByteArray &input)
@@ -77,7 +79,8 @@ void checkTime(qint64 milliseconds, int offset)
 void checkState(const ProcessValue &value)
 {
     const QString text = value.toString();
-    require((value == value) != (value != value), "a value is equal or it is not");
+    const ProcessValue copy = value; // NOLINT(performance-unnecessary-copy-initialization)
+    require(value == copy && !(value != copy), "a value equals its copy");
     require(value.toString() == text, "a value has one text");
     bool isDouble = false;
     bool isInt = false;
