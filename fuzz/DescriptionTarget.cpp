@@ -90,9 +90,24 @@ QByteArray frameAgain(const QByteArray &text, const QString &postfix)
     return frame(parsed, QJsonDocument::Compact);
 }
 
+/// Whether the same text in UTF-16 says the same. Bytes that are no UTF-8 have no such text.
+void checkText(const QByteArray &description, const QString &postfix, const Element &root)
+{
+    const QString text = QString::fromUtf8(description);
+    if (text.toUtf8() != description) {
+        return;
+    }
+    const Element same = Parser().parseFromJson(text, postfix);
+    require(same.isNull() == root.isNull(), "bytes and text are refused alike");
+    require(root.isNull()
+                || frame(same, QJsonDocument::Compact) == frame(root, QJsonDocument::Compact),
+            "bytes and text say the same");
+}
+
 void checkDescription(const QByteArray &description, const QString &postfix)
 {
     const Element root = Parser().parseFromByteArray(description, postfix);
+    checkText(description, postfix, root);
     if (root.isNull()) {
         return;
     }
