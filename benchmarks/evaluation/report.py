@@ -40,10 +40,21 @@ def with_links_from_above(text, folder):
     return re.sub(r"\]\(([^)\s]+)\)", moved, text)
 
 
+def below_a_section(text):
+    """A text with a title of its own, as part of a section of the second level."""
+    blocks = re.split(r"(^```.*?^```$)", text, flags=re.M | re.S)
+    return "".join(
+        block if block.startswith("```") else re.sub(r"^(#+ )", r"##\1", block, flags=re.M)
+        for block in blocks
+    )
+
+
 def read_notes(folder):
     paths = sorted(pathlib.Path(folder).glob("*.md")) if folder else []
     return [
-        with_links_from_above(path.read_text(encoding="utf-8").strip(), path.parent.name)
+        below_a_section(
+            with_links_from_above(path.read_text(encoding="utf-8").strip(), path.parent.name)
+        )
         for path in paths
     ]
 

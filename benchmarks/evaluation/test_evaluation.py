@@ -238,6 +238,12 @@ class NotesTest(unittest.TestCase):
             "[a](../tests/a.cpp), [b](notes/b.md#c), [c](c.md), [d](#d), [e](https://e.org/x)",
         )
 
+    def test_headings_stand_below_the_section_of_the_page(self):
+        self.assertEqual(
+            report.below_a_section("# A\n\na # b\n\n## C\n\n```\n# no heading\n```\n\n# D"),
+            "### A\n\na # b\n\n#### C\n\n```\n# no heading\n```\n\n### D",
+        )
+
 
 if __name__ == "__main__":
     unittest.main()
