@@ -91,6 +91,7 @@ template <std::size_t size>
 
 /// Stores a word at any address. Only where isAnyAddressOneAccess.
 template <std::size_t size>
+// NOLINTNEXTLINE(readability-non-const-parameter): the bytes behind it are what is stored into.
 [[gnu::always_inline]] inline void storeAtOnce(unsigned char *destination,
                                                typename Word<size>::Type word)
 {

@@ -49,7 +49,7 @@ QStringList takeDimensions(QString &piece, const PropertyPath::Piece &parts)
     if (parts.dimensions.isEmpty()) {
         return {};
     }
-    const QStringList indices = parts.dimensions.toString().split(QLatin1Char(','));
+    QStringList indices = parts.dimensions.toString().split(QLatin1Char(','));
     piece.truncate(static_cast<int>(parts.key.size()));
     return indices;
 }

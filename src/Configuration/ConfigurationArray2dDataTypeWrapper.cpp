@@ -70,6 +70,7 @@ Array2dDataTypeWrapper::~Array2dDataTypeWrapper() = default;
 bool Array2dDataTypeWrapper::reset(const BaseClassSharedPointer &root, const QString &url)
 {
     // A copy, as the argument may be the member.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const BaseClassSharedPointer keptRoot = root;
     m_rootObject.clear();
     ArrayDataTypeWrapper::resetRootObject(keptRoot, url);
@@ -249,6 +250,7 @@ bool Array2dDataTypeWrapper::setRowValues(const QVariantList &values, std::size_
 
 bool Array2dDataTypeWrapper::setCellValue(std::size_t row, std::size_t column, QVariant value)
 {
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): a list copies it in any case
     return setRowValues({value}, row, column, 1);
 }
 

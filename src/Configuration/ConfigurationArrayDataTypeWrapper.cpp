@@ -202,6 +202,7 @@ bool ArrayDataTypeWrapper::resetRootObject(const BaseClassSharedPointer &root, c
         return false;
     }
     // A copy, as the argument may be the member, which loading the leaf clears.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const BaseClassSharedPointer keptRoot = root;
     const bool isLoaded = resetLeaf(root->getLeaf(url));
     m_rootObject = keptRoot;

@@ -28,6 +28,7 @@ ConfigurationModificationHandler &ConfigurationModificationHandler::getInstance(
     return handler;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is public and stays
 QString ConfigurationModificationHandler::getModificationDateAsString(QDateTime date) const
 {
     return IsoDateConverter::convertDateTimeToIsoDateWithMsAndTimezone(date);

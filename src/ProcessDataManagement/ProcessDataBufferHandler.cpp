@@ -44,6 +44,7 @@ unsigned int ProcessDataBufferHandler::calculateSizeSharedMemory(unsigned int si
     return static_cast<unsigned int>(qMin(total, largest));
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the signature is public and stays
 void ProcessDataBufferHandler::calculatePointerForPingPongBuffer(
     PingPongBufferHandler::ManagementBuffer **management, unsigned char **first,
     unsigned char **second, unsigned int size, SharedMemory &memory)

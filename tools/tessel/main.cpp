@@ -151,7 +151,7 @@ QString keyPrefixFrom(const CommandLine &line)
     if (!line.isSet(QStringLiteral("prefix"))) {
         return usualKeyPrefix;
     }
-    const QString prefix = line.value(QStringLiteral("prefix"));
+    QString prefix = line.value(QStringLiteral("prefix"));
     if (prefix.contains(QLatin1Char('/'))) {
         refuseUse(QStringLiteral("--prefix takes no '/', not '%1'").arg(prefix));
     }

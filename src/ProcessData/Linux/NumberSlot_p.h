@@ -145,7 +145,7 @@ template <SlotForm form, SharedAlignment alignment = SharedAlignment::Any>
     } else if constexpr (form == SlotForm::Bit) {
         value = (stored & slot.mask) != 0;
     } else {
-        value = stored;
+        value = stored; // NOLINT(bugprone-signed-char-misuse): a small number, no character
     }
     if (slot.hasMetadata) {
         return {value, loadShared<ProcessDataDefinitions::ErrorTypes, alignment>(

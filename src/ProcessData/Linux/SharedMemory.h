@@ -31,6 +31,7 @@ public:
     /// Size of the mapping in bytes, 0 without one.
     int size() const { return m_PrivateData.m_size; }
     /// First byte of the mapping; null without one.
+    // NOLINTNEXTLINE(readability-make-member-function-const): gives what may be changed
     void *data() { return m_PrivateData.m_data; }
     /// First byte of the mapping; null without one.
     const void *data() const { return m_PrivateData.m_data; }
