@@ -27,8 +27,8 @@ private Q_SLOTS:
     void fileBesideAFolderOfItsNameIsWritten();
     void linkedFileStaysALink();
     void fileWithoutStampsIsWrittenWithANote();
-    void shortWriteRestoresTheFormerText();
-    void writeThatDoesNotBeginLeavesTheFile();
+    void writeThatFailsLeavesTheFormerText_data();
+    void writeThatFailsLeavesTheFormerText();
     void killedToolLeavesAWholeFile();
     void fileThatMayNotBeWrittenIsRefused();
     void folderThatMayNotBeWrittenIsRefused();
@@ -93,43 +93,34 @@ void tst_ToolConfigSetFiles::fileWithoutStampsIsWrittenWithANote()
     QCOMPARE(m_device->valueAt("plain/a"), QString("2"));
 }
 
-void tst_ToolConfigSetFiles::shortWriteRestoresTheFormerText()
+void tst_ToolConfigSetFiles::writeThatFailsLeavesTheFormerText_data()
 {
+    QTest::addColumn<int>("room");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("cut off") << 300 << "written whole; the former text was put back (";
+    QTest::newRow("not begun") << 0 << "written and is as it was (";
+}
+
+void tst_ToolConfigSetFiles::writeThatFailsLeavesTheFormerText()
+{
+    QFETCH(int, room);
+    QFETCH(QString, reason);
     const auto former = m_device->directory().snapshot();
     ToolResult result{};
 
     {
-        const ResourceLimit smallFiles(RLIMIT_FSIZE, 300);
+        const ResourceLimit smallFiles(RLIMIT_FSIZE, static_cast<rlim_t>(room));
         result = m_device->run("set", {"inputs/channel1/filter", "2"});
     }
 
-    const QString line = QStringLiteral("tessel: %1: could not be written whole; the former text "
-                                        "was put back (")
-                             .arg(m_device->path(channelFile));
+    const QString line =
+        QStringLiteral("tessel: %1: could not be %2").arg(m_device->path(channelFile), reason);
     QVERIFY2(result.error.startsWith(line), qPrintable(result.error));
     QCOMPARE(result.error.count('\n'), 1);
     QCOMPARE(result.output, QString());
     QCOMPARE(result.exitCode, 9);
     // The very file that was there, and nothing beside it.
-    QCOMPARE(m_device->changedSince(former), QStringList());
-}
-
-void tst_ToolConfigSetFiles::writeThatDoesNotBeginLeavesTheFile()
-{
-    const auto former = m_device->directory().snapshot();
-    ToolResult result{};
-
-    {
-        const ResourceLimit smallFiles(RLIMIT_FSIZE, 0);
-        result = m_device->run("set", {"inputs/channel1/filter", "2"});
-    }
-
-    const QString line = QStringLiteral("tessel: %1: could not be written and is as it was (")
-                             .arg(m_device->path(channelFile));
-    QVERIFY2(result.error.startsWith(line), qPrintable(result.error));
-    QCOMPARE(result.error.count('\n'), 1);
-    QCOMPARE(result.output, QString());
-    QCOMPARE(result.exitCode, 9);
     QCOMPARE(m_device->changedSince(former), QStringList());
 }
 
