@@ -5,7 +5,7 @@ from targets import COUNTER, State
 
 REPEATING = """\
 ```
-script/bench                   all of it, some ten minutes; writes this page
+script/bench                   all of it, some five minutes; writes this page
 script/bench --quick           fewer repetitions and no big sizes; writes build/bench/performance.md
 script/bench value/bulk        only rows whose name matches; writes build/bench/performance.md
 ```
