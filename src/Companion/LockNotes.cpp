@@ -1,10 +1,11 @@
 #include "Companion/LockNotes_p.h"
 
 #include <algorithm>
-#include <atomic>
 #include <iterator>
+#include <mutex>
 #include <vector>
 
+#include <cxxabi.h>
 #include <pthread.h>
 
 __thread LockNotes::Summary LockNotes::summary{};
@@ -21,10 +22,10 @@ struct RepeatStreak
     int length; ///< 0: free
 };
 
-struct FinishedSet
+struct HandlerSet
 {
-    quint64 handler; ///< 0: free
-    quint64 epoch;
+    quint64 handler;
+    SetNote note;
 };
 
 constexpr int noteCapacity = 8;
@@ -33,42 +34,120 @@ constexpr int streakCapacity = 8;
 /// leaves regions in the middle of a repetition, and never comes back to them, fills no more memory
 /// than this.
 constexpr std::size_t moreStreaksCapacity = 1024;
-constexpr int finishedCapacity = 8;
+constexpr std::size_t leastSetCapacity = 8;
 
-/// Plain numbers only: what has no constructor and no destructor needs no guard at each access.
 struct ThreadNotes
 {
     ReadLockNote notes[noteCapacity];
+    std::vector<ReadLockNote> moreNotes; ///< of a thread that holds more locks at once: rare
     RepeatStreak streaks[streakCapacity];
+    std::vector<RepeatStreak> moreStreaks;
     std::size_t nextStreak;
-    FinishedSet finished[finishedCapacity];
-    int nextFinished;
+    std::vector<HandlerSet> sets; ///< by handler; a note that was taken leaves its place behind
 };
 
-thread_local ThreadNotes threadNotes;
+/// Null until the thread has something to remember.
+__thread ThreadNotes *ownNotes __attribute__((tls_model("initial-exec"))) = nullptr;
 
-/// The notes of threads that hold more locks at once than fit above, which is rare.
-std::vector<ReadLockNote> &overflow()
+void endThread(void * /*nothing*/)
 {
-    thread_local std::vector<ReadLockNote> notes;
-    return notes;
+    delete ownNotes;
+    ownNotes = nullptr;
+    // Of a thread that ends inside a read lock.
+    summary = {};
 }
 
-std::vector<RepeatStreak> &moreStreaks()
+ThreadNotes &makeNotes()
 {
-    thread_local std::vector<RepeatStreak> streaks;
-    return streaks;
+    ownNotes = new ThreadNotes();
+    // Unlike an object with a destructor, which is gone for good then, this can be asked for anew by
+    // what ends after it in the same thread and uses a handler once more.
+    // The address says which library has to stay loaded until then.
+    static char here = 0;
+    abi::__cxa_thread_atexit(endThread, nullptr, &here);
+    return *ownNotes;
 }
 
-/// The place of a handler, or with 0 a free one.
-FinishedSet *findFinishedSet(quint64 handler)
+ThreadNotes &threadNotes()
 {
-    for (FinishedSet &set : threadNotes.finished) {
-        if (set.handler == handler) {
-            return &set;
+    return ownNotes != nullptr ? *ownNotes : makeNotes();
+}
+
+/// The numbers of all handlers that live, in the order in which they were made. Stays to the end of
+/// the process: handlers may be static objects.
+class LivingHandlers
+{
+public:
+    static LivingHandlers &instance()
+    {
+        static auto *const all = new LivingHandlers();
+        return *all;
+    }
+
+    quint64 add()
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_numbers.push_back(++m_last);
+        return m_last;
+    }
+    void remove(quint64 number)
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        const auto found = std::lower_bound(m_numbers.begin(), m_numbers.end(), number);
+        if (found != m_numbers.end() && *found == number) {
+            m_numbers.erase(found);
         }
     }
-    return nullptr;
+    /// Takes out what nobody will ask for any more.
+    void prune(std::vector<HandlerSet> &sets)
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        const auto isOver = [this](const HandlerSet &set) {
+            return set.note.kind == SetNote::Kind::None
+                   || !std::binary_search(m_numbers.cbegin(), m_numbers.cend(), set.handler);
+        };
+        sets.erase(std::remove_if(sets.begin(), sets.end(), isOver), sets.end());
+    }
+
+    // A child must not inherit the mutex from a thread that it does not have.
+    static void beforeFork() { instance().m_mutex.lock(); }
+    static void afterFork() { instance().m_mutex.unlock(); }
+
+private:
+    std::mutex m_mutex;
+    std::vector<quint64> m_numbers;
+    quint64 m_last = 0;
+};
+
+bool isBefore(const HandlerSet &set, quint64 handler)
+{
+    return set.handler < handler;
+}
+
+/// The place of a handler; null if there is none.
+HandlerSet *findSet(quint64 handler)
+{
+    if (ownNotes == nullptr) {
+        return nullptr;
+    }
+    std::vector<HandlerSet> &sets = ownNotes->sets;
+    const auto found = std::lower_bound(sets.begin(), sets.end(), handler, isBefore);
+    return found == sets.end() || found->handler != handler ? nullptr : &*found;
+}
+
+/// Room for a handler without one. All room is no more than some four times what the thread needed for
+/// handlers that lived at the same time.
+HandlerSet *makeSet(quint64 handler)
+{
+    std::vector<HandlerSet> &sets = threadNotes().sets;
+    if (sets.size() == sets.capacity()) {
+        LivingHandlers::instance().prune(sets);
+        if (sets.size() * 2 >= sets.capacity()) {
+            sets.reserve(std::max(leastSetCapacity, sets.capacity() * 2));
+        }
+    }
+    const auto place = std::lower_bound(sets.begin(), sets.end(), handler, isBefore);
+    return &*sets.insert(place, {handler, {SetNote::Kind::None, 0}});
 }
 
 /// After a note came or went.
@@ -80,8 +159,8 @@ void summariseNewest()
         return;
     }
     const ReadLockNote &newest = summary.noteCount > noteCapacity
-                                     ? overflow().back()
-                                     : threadNotes.notes[summary.noteCount - 1];
+                                     ? threadNotes().moreNotes.back()
+                                     : threadNotes().notes[summary.noteCount - 1];
     summary.newestHandler = newest.handler;
     summary.newestBuffer = newest.buffer;
 }
@@ -89,8 +168,8 @@ void summariseNewest()
 int inlineStreakCount()
 {
     const auto isTaken = [](const RepeatStreak &streak) { return streak.length > 0; };
-    return static_cast<int>(
-        std::count_if(std::cbegin(threadNotes.streaks), std::cend(threadNotes.streaks), isTaken));
+    return static_cast<int>(std::count_if(std::cbegin(threadNotes().streaks),
+                                          std::cend(threadNotes().streaks), isTaken));
 }
 
 RepeatStreak *findStreak(quint64 handler, int depth)
@@ -101,7 +180,7 @@ RepeatStreak *findStreak(quint64 handler, int depth)
     const auto matches = [handler, depth](const RepeatStreak &streak) {
         return streak.length > 0 && streak.handler == handler && streak.depth == depth;
     };
-    for (RepeatStreak &streak : threadNotes.streaks) {
+    for (RepeatStreak &streak : threadNotes().streaks) {
         if (matches(streak)) {
             return &streak;
         }
@@ -109,7 +188,7 @@ RepeatStreak *findStreak(quint64 handler, int depth)
     if (summary.streakCount == inlineStreakCount()) {
         return nullptr;
     }
-    std::vector<RepeatStreak> &more = moreStreaks();
+    std::vector<RepeatStreak> &more = threadNotes().moreStreaks;
     const auto found = std::find_if(more.begin(), more.end(), matches);
     return found == more.end() ? nullptr : &*found;
 }
@@ -118,14 +197,14 @@ RepeatStreak *findStreak(quint64 handler, int depth)
 /// reader then needs two more attempts.
 RepeatStreak *newStreak()
 {
-    ThreadNotes &notes = threadNotes;
+    ThreadNotes &notes = threadNotes();
     for (RepeatStreak &streak : notes.streaks) {
         if (streak.length == 0) {
             ++summary.streakCount;
             return &streak;
         }
     }
-    std::vector<RepeatStreak> &more = moreStreaks();
+    std::vector<RepeatStreak> &more = threadNotes().moreStreaks;
     if (more.size() < moreStreaksCapacity) {
         ++summary.streakCount;
         more.push_back({});
@@ -139,17 +218,17 @@ RepeatStreak *newStreak()
 void endStreak(RepeatStreak *streak)
 {
     --summary.streakCount;
-    if (streak >= std::begin(threadNotes.streaks) && streak < std::end(threadNotes.streaks)) {
+    if (streak >= std::begin(threadNotes().streaks) && streak < std::end(threadNotes().streaks)) {
         streak->length = 0;
         return;
     }
-    *streak = moreStreaks().back();
-    moreStreaks().pop_back();
+    *streak = threadNotes().moreStreaks.back();
+    threadNotes().moreStreaks.pop_back();
 }
 
 void forgetStreaks(quint64 handler)
 {
-    ThreadNotes &notes = threadNotes;
+    ThreadNotes &notes = threadNotes();
     if (summary.streakCount == 0) {
         return;
     }
@@ -158,7 +237,7 @@ void forgetStreaks(quint64 handler)
             endStreak(&streak);
         }
     }
-    std::vector<RepeatStreak> &more = moreStreaks();
+    std::vector<RepeatStreak> &more = threadNotes().moreStreaks;
     const auto kept = std::remove_if(
         more.begin(), more.end(),
         [handler](const RepeatStreak &streak) { return streak.handler == handler; });
@@ -166,30 +245,50 @@ void forgetStreaks(quint64 handler)
     more.erase(kept, more.end());
 }
 
-/// What a thread held and read in the parent is no business of the thread that goes on in a child.
-void forgetAll()
+void forgetNotes(quint64 handler)
 {
+    if (summary.noteCount == 0) {
+        return;
+    }
+    ThreadNotes &notes = threadNotes();
+    std::vector<ReadLockNote> all(notes.notes,
+                                  notes.notes + std::min(summary.noteCount, noteCapacity));
+    all.insert(all.end(), notes.moreNotes.cbegin(), notes.moreNotes.cend());
+    notes.moreNotes.clear();
+    summary.noteCount = 0;
+    summariseNewest();
+    for (const ReadLockNote &note : all) {
+        if (note.handler != handler) {
+            LockNotes::add(note);
+        }
+    }
+}
+
+/// What a thread held and read in the parent is no business of the thread that goes on in a child.
+void beginInChild()
+{
+    LivingHandlers::afterFork();
     summary = {};
-    threadNotes = {};
-    overflow().clear();
-    moreStreaks().clear();
+    if (ownNotes != nullptr) {
+        *ownNotes = {};
+    }
 }
 
 } // namespace
 
 quint64 LockNotes::newHandlerNumber()
 {
-    static std::atomic<quint64> last{0};
-    [[maybe_unused]] static const int watching = pthread_atfork(nullptr, nullptr, forgetAll);
-    return last.fetch_add(1, std::memory_order_relaxed) + 1;
+    [[maybe_unused]] static const int watching = pthread_atfork(
+        LivingHandlers::beforeFork, LivingHandlers::afterFork, beginInChild);
+    return LivingHandlers::instance().add();
 }
 
 void LockNotes::add(const ReadLockNote &note)
 {
     if (summary.noteCount < noteCapacity) {
-        threadNotes.notes[summary.noteCount] = note;
+        threadNotes().notes[summary.noteCount] = note;
     } else {
-        overflow().push_back(note);
+        threadNotes().moreNotes.push_back(note);
     }
     ++summary.noteCount;
     summary.newestHandler = note.handler;
@@ -201,9 +300,9 @@ std::optional<ReadLockNote> LockNotes::take(quint64 handler, const unsigned char
     const auto matches = [handler, buffer](const ReadLockNote &note) {
         return note.handler == handler && note.buffer == buffer;
     };
-    ThreadNotes &notes = threadNotes;
+    ThreadNotes &notes = threadNotes();
     if (summary.noteCount > noteCapacity) {
-        std::vector<ReadLockNote> &more = overflow();
+        std::vector<ReadLockNote> &more = threadNotes().moreNotes;
         const auto found = std::find_if(more.rbegin(), more.rend(), matches);
         if (found != more.rend()) {
             const ReadLockNote note = *found;
@@ -221,8 +320,8 @@ std::optional<ReadLockNote> LockNotes::take(quint64 handler, const unsigned char
         std::copy(notes.notes + i + 1, notes.notes + std::min(summary.noteCount, noteCapacity),
                   notes.notes + i);
         if (summary.noteCount > noteCapacity) {
-            notes.notes[noteCapacity - 1] = overflow().front();
-            overflow().erase(overflow().begin());
+            notes.notes[noteCapacity - 1] = threadNotes().moreNotes.front();
+            threadNotes().moreNotes.erase(threadNotes().moreNotes.begin());
         }
         --summary.noteCount;
         summariseNewest();
@@ -237,11 +336,12 @@ int LockNotes::count(quint64 handler)
     if (summary.noteCount == 0) {
         return 0;
     }
-    const ThreadNotes &notes = threadNotes;
+    const ThreadNotes &notes = threadNotes();
     auto found = std::count_if(notes.notes, notes.notes + std::min(summary.noteCount, noteCapacity),
                                ofHandler);
     if (summary.noteCount > noteCapacity) {
-        found += std::count_if(overflow().cbegin(), overflow().cend(), ofHandler);
+        found += std::count_if(threadNotes().moreNotes.cbegin(), threadNotes().moreNotes.cend(),
+                               ofHandler);
     }
     return static_cast<int>(found);
 }
@@ -252,10 +352,11 @@ unsigned char *LockNotes::newestBuffer(quint64 handler)
         return summary.newestBuffer;
     }
     const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
-    const ThreadNotes &notes = threadNotes;
+    const ThreadNotes &notes = threadNotes();
     if (summary.noteCount > noteCapacity) {
-        const auto found = std::find_if(overflow().crbegin(), overflow().crend(), ofHandler);
-        if (found != overflow().crend()) {
+        const auto found = std::find_if(threadNotes().moreNotes.crbegin(),
+                                        threadNotes().moreNotes.crend(), ofHandler);
+        if (found != threadNotes().moreNotes.crend()) {
             return found->buffer;
         }
     }
@@ -269,23 +370,10 @@ unsigned char *LockNotes::newestBuffer(quint64 handler)
 
 void LockNotes::forget(quint64 handler)
 {
-    ThreadNotes &notes = threadNotes;
-    std::vector<ReadLockNote> kept;
-    const int inlineCount = std::min(summary.noteCount, noteCapacity);
-    std::copy_if(notes.notes, notes.notes + inlineCount, std::back_inserter(kept),
-                 [handler](const ReadLockNote &note) { return note.handler != handler; });
-    if (summary.noteCount > noteCapacity) {
-        std::copy_if(overflow().cbegin(), overflow().cend(), std::back_inserter(kept),
-                     [handler](const ReadLockNote &note) { return note.handler != handler; });
-        overflow().clear();
-    }
-    summary.noteCount = 0;
-    summariseNewest();
-    for (const ReadLockNote &note : kept) {
-        add(note);
-    }
+    LivingHandlers::instance().remove(handler);
+    forgetNotes(handler);
     forgetStreaks(handler);
-    takeFinishedSet(handler);
+    takeSetNote(handler);
 }
 
 int LockNotes::repeatsInARow(quint64 handler, int depth)
@@ -313,27 +401,41 @@ void LockNotes::noteOutcome(quint64 handler, int depth, bool repeat)
     ++streak->length;
 }
 
-void LockNotes::noteFinishedSet(quint64 handler, quint64 epoch)
+SetNote LockNotes::setNote(quint64 handler)
 {
-    FinishedSet *set = findFinishedSet(handler);
-    if (set == nullptr) {
-        set = findFinishedSet(0);
-    }
-    if (set == nullptr) {
-        // Whoever fills that many regions at once and swaps none of them: one swap of it may then
-        // exchange where it need not.
-        set = &threadNotes.finished[threadNotes.nextFinished];
-        threadNotes.nextFinished = (threadNotes.nextFinished + 1) % finishedCapacity;
-    }
-    *set = {handler, epoch};
+    const HandlerSet *const set = findSet(handler);
+    return set == nullptr ? SetNote{SetNote::Kind::None, 0} : set->note;
 }
 
-std::optional<quint64> LockNotes::takeFinishedSet(quint64 handler)
+void LockNotes::noteSet(quint64 handler, const SetNote &note)
 {
-    FinishedSet *const set = findFinishedSet(handler);
-    if (set == nullptr) {
-        return std::nullopt;
+    HandlerSet *const set = findSet(handler);
+    (set == nullptr ? makeSet(handler) : set)->note = note;
+    if (note.kind == SetNote::Kind::Written) {
+        summary.writtenHandler = handler;
+    } else if (summary.writtenHandler == handler) {
+        summary.writtenHandler = 0;
     }
-    set->handler = 0;
-    return set->epoch;
+}
+
+SetNote LockNotes::takeSetNote(quint64 handler)
+{
+    const SetNote note = setNote(handler);
+    if (note.kind != SetNote::Kind::None) {
+        noteSet(handler, {SetNote::Kind::None, 0});
+    }
+    return note;
+}
+
+void LockNotes::noteBareWrite(quint64 handler, quint64 epoch)
+{
+    const SetNote note = setNote(handler);
+    if (note.kind != SetNote::Kind::Finished || note.epoch != epoch) {
+        noteSet(handler, {SetNote::Kind::Written, epoch});
+    }
+}
+
+std::size_t LockNotes::setCapacity()
+{
+    return ownNotes == nullptr ? 0 : ownNotes->sets.capacity();
 }

@@ -2,6 +2,7 @@
 
 #include <QtGlobal>
 
+#include <cstddef>
 #include <optional>
 
 /// What one read lock remembers until its unlock.
@@ -14,11 +15,25 @@ struct ReadLockNote
     bool holdsSemaphore;
 };
 
+/// What a thread knows of its own writing since its last swap of a double buffer.
+struct SetNote
+{
+    enum class Kind : quint8 {
+        None,     ///< It has written nothing.
+        Written,  ///< It was handed a write buffer, and has finished no set since.
+        Finished, ///< It has finished a set in the epoch.
+        Refused   ///< It has nothing to publish: it got no lock, or its set was taken back.
+    };
+
+    Kind kind;
+    quint64 epoch; ///< of a finished set
+};
+
 /// What the calling thread remembers of its locks: the read locks that it holds, how often its last
-/// reads had to be repeated, and which set it has finished but not published.
+/// reads had to be repeated, and what it has written but not published.
 ///
-/// Lies in thread-local memory, so that a read lock costs neither a system call nor a word that
-/// threads share.
+/// Belongs to the thread, so that a read lock costs neither a system call nor a word that threads
+/// share. A thread takes memory for it with its first lock and gives it back when it ends.
 namespace LockNotes {
 
 /// The few words that nearly every access asks for.
@@ -28,11 +43,14 @@ struct Summary
     int streakCount;             ///< places where its last read had to be repeated
     quint64 newestHandler;       ///< handler of its newest read lock; 0 if it holds none
     unsigned char *newestBuffer; ///< what that lock handed out
+    quint64 writtenHandler;      ///< a handler that is noted as Written; 0 if not known
 };
 
-// Reached without a call, as the words of a thread of the program itself are. The room for such
-// words is small in a library that is loaded later, hence a summary and not all the notes. In this
-// form, unlike thread_local, an access from another file needs no look at a constructor.
+// Reached without a call, as the words of a thread of the program itself are. That puts all
+// thread-local words of the library into the room that the dynamic loader has set aside for libraries
+// which a running program loads, some 1,600 bytes for all of them together: so only these few lie
+// there, and the notes themselves behind a pointer. In this form, unlike thread_local, an access from
+// another file needs no look at a constructor.
 extern __thread Summary summary __attribute__((tls_model("initial-exec")));
 
 /// 0 if this thread holds no read lock of any handler and none of its last reads failed.
@@ -45,7 +63,7 @@ inline bool isIdle()
     return business() == 0;
 }
 
-/// A number for a new handler. Unlike an address it never comes back.
+/// A number for a new handler, which lives until forget(). Unlike an address it never comes back.
 quint64 newHandlerNumber();
 
 void add(const ReadLockNote &note);
@@ -55,15 +73,27 @@ std::optional<ReadLockNote> take(quint64 handler, const unsigned char *buffer);
 int count(quint64 handler);
 /// What the newest read lock of the handler handed out; null if this thread holds none.
 unsigned char *newestBuffer(quint64 handler);
-/// Drops all that this thread remembers of a handler that goes away.
+/// For a handler that goes away: drops what this thread remembers of it. What other threads remember of
+/// its sets goes when their notes would take more memory.
 void forget(quint64 handler);
 
 /// How many times in a row a read at this depth had to be repeated.
 int repeatsInARow(quint64 handler, int depth);
 void noteOutcome(quint64 handler, int depth, bool repeat);
 
-/// The epoch in which this thread last finished a set, until it swaps.
-void noteFinishedSet(quint64 handler, quint64 epoch);
-std::optional<quint64> takeFinishedSet(quint64 handler);
+/// What this thread has written, until it swaps.
+SetNote setNote(quint64 handler);
+void noteSet(quint64 handler, const SetNote &note);
+SetNote takeSetNote(quint64 handler);
+/// For a buffer that is handed out in @p epoch without a lock: notes it as Written, unless a set that
+/// was finished in this very epoch is noted. Need not be called where isNotedAsWritten().
+void noteBareWrite(quint64 handler, quint64 epoch);
+inline bool isNotedAsWritten(quint64 handler)
+{
+    return summary.writtenHandler == handler;
+}
+
+/// How many sets this thread has room for.
+std::size_t setCapacity();
 
 } // namespace LockNotes

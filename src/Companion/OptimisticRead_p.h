@@ -86,10 +86,16 @@ public:
                                      std::memory_order_acquire));
     }
 
-    /// What writeBufferPointer() gives.
+    /// What writeBufferPointer() gives, and notes.
     static unsigned char *writeBuffer(const PingPongBufferHandler &handler)
     {
-        return handler.buffer(handler.m_management->swapCount.load(std::memory_order_acquire) + 1);
+        const quint64 current = epoch(*handler.m_management);
+        // Nearly always inside the write lock, which has noted it already.
+        if (__builtin_expect(static_cast<long>(LockNotes::isNotedAsWritten(handler.m_number)), 1L)
+            == 0) {
+            LockNotes::noteBareWrite(handler.m_number, current);
+        }
+        return handler.buffer(current + 1);
     }
 
 private:

@@ -3,6 +3,7 @@
 #include "Companion/BufferLock_p.h"
 #include "Companion/Identity_p.h"
 #include "Companion/LockNotes_p.h"
+#include "Companion/OptimisticRead_p.h"
 #include "Companion/SharedBytes_p.h"
 
 #include <QDebug>
@@ -29,6 +30,23 @@
 // something newer, which is above r, and the reader repeats. A swap without a write changes no
 // writeEpoch and causes no repetition. Writers are ordered among themselves by the semaphore, whose
 // system calls order memory as a mutex does.
+//
+// What a swap outside the write lock makes of the note that its thread has (SetNote), in epoch e:
+//
+//   note          comes from                          the swap
+//   None          nothing, or the last swap           exchanges
+//   Written       a write buffer handed out, with a   exchanges: nobody knows whether all that was
+//                 lock or without                     written through it is published
+//   Finished(e)   the outermost unlock, in e          exchanges; false if the set was taken back
+//   Finished(<e)  the same, and a swap by another     true; exchanges only if somebody took a write
+//                 user published it                   lock in e
+//   Refused       a lock that was not had, a swap     as Finished(<e)
+//                 that was false
+//
+// The outermost lock makes any note Written: its unlock finishes a newer set. A bare pointer, or the
+// short way of a single value, turns all but Finished(e) into Written, for what goes into the buffer of
+// e is published by whoever ends e. Finished(e) stays: the set may have been taken back, and only its
+// note knows. A lock that fails leaves any note but None as it is.
 
 namespace {
 
@@ -38,9 +56,6 @@ constexpr int optimisticAttempts = 2;
 /// How long such a read waits for the writer inside. If that one was stopped the read goes on
 /// without the lock: a stopped writer does not swap, so that nobody writes into what is read.
 constexpr std::chrono::milliseconds heldReadBound{1000};
-
-/// Noted in place of the epoch of a set by a thread that could not write it.
-constexpr quint64 noEpoch = std::numeric_limits<quint64>::max();
 
 } // namespace
 
@@ -104,17 +119,20 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
         return nullptr;
     }
     if (!lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
-        noteNothingToPublish();
+        if (LockNotes::setNote(m_number).kind == SetNote::Kind::None) {
+            noteNothingToPublish();
+        }
         return nullptr;
     }
-    const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
     if (m_writeDepth.fetch_add(1, std::memory_order_relaxed) == 0) {
         if (isUnfinished()) {
-            takeBackUnfinishedSet(epoch);
+            takeBackUnfinishedSet(m_management->swapCount.load(std::memory_order_relaxed));
         }
-        beginWriting(epoch);
+        // Asked anew: whoever gets the warning about a lost set may have swapped.
+        beginWriting(m_management->swapCount.load(std::memory_order_relaxed));
+        LockNotes::noteSet(m_number, {SetNote::Kind::Written, 0});
     }
-    return buffer(epoch + 1);
+    return buffer(m_management->swapCount.load(std::memory_order_relaxed) + 1);
 }
 
 bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
@@ -128,7 +146,7 @@ bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
         m_management->finishedCount.store(epoch + 1, std::memory_order_relaxed);
         // After all that was written: a process that dies before this point has not finished.
         m_management->writerPid.store(0, std::memory_order_release);
-        LockNotes::noteFinishedSet(m_number, epoch);
+        LockNotes::noteSet(m_number, {SetNote::Kind::Finished, epoch});
     }
     return m_lock->unlock();
 }
@@ -147,8 +165,7 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::readBufferPointer()
 
 BufferHandlerInterface::BufferPointer PingPongBufferHandler::writeBufferPointer()
 {
-    return isUsable() ? buffer(m_management->swapCount.load(std::memory_order_acquire) + 1)
-                      : nullptr;
+    return isUsable() ? OptimisticRead::writeBuffer(*this) : nullptr;
 }
 
 bool PingPongBufferHandler::swapBuffers()
@@ -158,12 +175,12 @@ bool PingPongBufferHandler::swapBuffers()
     }
     const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
     const bool isWriting = m_writeDepth.load(std::memory_order_relaxed) > 0;
-    const std::optional<quint64> finished = LockNotes::takeFinishedSet(m_number);
-    if (!isWriting && isPublishedAlready(finished, epoch)) {
+    const SetNote note = LockNotes::takeSetNote(m_number);
+    if (!isWriting && isPublishedAlready(note, epoch)) {
         return m_lock->unlock();
     }
     const bool isComplete = isWriting
-                            || (!isTakenBack(finished, epoch)
+                            || (!isTakenBack(note, epoch)
                                 && (!isUnfinished() || takeBackUnfinishedSet(epoch)));
     if (isComplete) {
         m_management->swapCount.store(epoch + 1, std::memory_order_release);
@@ -194,22 +211,24 @@ bool PingPongBufferHandler::lock(std::chrono::milliseconds bound)
 /// others have published meanwhile for the set from before.
 void PingPongBufferHandler::noteNothingToPublish() const
 {
-    LockNotes::noteFinishedSet(m_number, noEpoch);
+    LockNotes::noteSet(m_number, {SetNote::Kind::Refused, 0});
 }
 
 /// True if another writer's swap has published what this thread finished, and nobody has written
 /// since: one more exchange would bring the set from before back. Under the write lock.
-bool PingPongBufferHandler::isPublishedAlready(std::optional<quint64> finished, quint64 epoch) const
+bool PingPongBufferHandler::isPublishedAlready(const SetNote &note, quint64 epoch) const
 {
-    return finished && *finished != epoch
-           && m_management->copiedEpoch.load(std::memory_order_relaxed) != epoch && !isUnfinished();
+    const bool isOver = note.kind == SetNote::Kind::Refused
+                        || (note.kind == SetNote::Kind::Finished && note.epoch != epoch);
+    return isOver && m_management->copiedEpoch.load(std::memory_order_relaxed) != epoch
+           && !isUnfinished();
 }
 
 /// True if somebody has taken back what this thread finished in this epoch, and nobody has finished
 /// anything since: there is nothing to publish. Under the write lock.
-bool PingPongBufferHandler::isTakenBack(std::optional<quint64> finished, quint64 epoch) const
+bool PingPongBufferHandler::isTakenBack(const SetNote &note, quint64 epoch) const
 {
-    return finished == epoch
+    return note.kind == SetNote::Kind::Finished && note.epoch == epoch
            && m_management->finishedCount.load(std::memory_order_relaxed) != epoch + 1;
 }
 
@@ -250,11 +269,15 @@ bool PingPongBufferHandler::takeBackUnfinishedSet(quint64 epoch)
     m_management->copiedEpoch.store(epoch, std::memory_order_relaxed);
     const bool wasFinished = m_management->finishedCount.load(std::memory_order_relaxed)
                              == epoch + 1;
-    m_management->finishedCount.store(0, std::memory_order_relaxed);
-    m_management->writerPid.store(0, std::memory_order_release);
     if (wasFinished) {
+        // Before the words that tell of it, for the same reason: rather twice than never. Whoever gets
+        // the message may write it into this very buffer, and is inside a lock that takes nothing back.
+        m_writeDepth.fetch_add(1, std::memory_order_relaxed);
         qWarning() << "A process ended in the middle of writing process data: values that were"
                       " written but not yet published are taken back.";
+        m_writeDepth.fetch_sub(1, std::memory_order_relaxed);
     }
+    m_management->finishedCount.store(0, std::memory_order_relaxed);
+    m_management->writerPid.store(0, std::memory_order_release);
     return !wasFinished;
 }

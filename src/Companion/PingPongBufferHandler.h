@@ -6,9 +6,9 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
-#include <optional>
 
 class BufferLock;
+struct SetNote;
 
 /// A double buffer: readers see one complete set while writers fill the next.
 ///
@@ -88,8 +88,8 @@ private:
     bool lock(std::chrono::milliseconds bound);
     void noteNothingToPublish() const;
     bool isUnfinished() const;
-    bool isPublishedAlready(std::optional<quint64> finished, quint64 epoch) const;
-    bool isTakenBack(std::optional<quint64> finished, quint64 epoch) const;
+    bool isPublishedAlready(const SetNote &note, quint64 epoch) const;
+    bool isTakenBack(const SetNote &note, quint64 epoch) const;
     void markWriteEpoch(quint64 epoch);
     void beginWriting(quint64 epoch);
     bool takeBackUnfinishedSet(quint64 epoch);

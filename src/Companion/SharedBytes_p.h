@@ -205,19 +205,74 @@ template <std::size_t size>
     storeInPieces<size>(destination, word);
 }
 
-/// Copies between two addresses that are aligned alike; their ends byte by byte.
+/// Loads the word at @p source for a copy, by one access where the processor can.
 template <std::size_t size>
-void copyWords(unsigned char *destination, const unsigned char *source, std::size_t count)
+[[gnu::always_inline]] inline typename Word<size>::Type loadForCopy(const unsigned char *source)
 {
+    if constexpr (isAnyAddressOneAccess) {
+        return loadAtOnce<size>(source);
+    } else {
+        return loadInPieces<size>(source);
+    }
+}
+
+/// Copies the next one, two or four bytes: as many as the destination's address and @p count allow,
+/// so that no number that is aligned there is cut. Returns how many.
+inline std::size_t copyPiece(unsigned char *destination, const unsigned char *source,
+                             std::size_t count)
+{
+    if (count >= 4 && isAligned(destination, 4)) {
+        storeWord<4>(destination, loadForCopy<4>(source));
+        return 4;
+    }
+    if (count >= 2 && isAligned(destination, 2)) {
+        storeWord<2>(destination, loadForCopy<2>(source));
+        return 2;
+    }
+    storeWord<1>(destination, loadWord<1>(source));
+    return 1;
+}
+
+/// Copies whole words between addresses that are aligned alike.
+inline void copyAlike(unsigned char *destination, const unsigned char *source, std::size_t count)
+{
+    for (const unsigned char *const end = source + count; source != end;
+         source += 8, destination += 8) {
+        storeWord<8>(destination, loadWord<8>(source));
+    }
+}
+
+/// The word that begins @p bits behind the start of the first of two neighbours; not 0.
+inline Word<8>::Type joinNeighbours(Word<8>::Type first, Word<8>::Type second, unsigned bits)
+{
+    return Q_BYTE_ORDER == Q_BIG_ENDIAN ? (first << bits) | (second >> (64 - bits))
+                                        : (first >> bits) | (second << (64 - bits));
+}
+
+/// Copies whole words to an aligned address from one that is not. Aligned words of the source are
+/// loaded once each and put together anew; the first and the last word of the destination, whose
+/// neighbours may lie outside of the source, come from pieces.
+inline void copyShifted(unsigned char *destination, const unsigned char *source, std::size_t count)
+{
+    if (count == 0) {
+        return;
+    }
     const unsigned char *const end = source + count;
-    for (; source != end && !isAligned(source, size); ++source, ++destination) {
-        storeWord<1>(destination, loadWord<1>(source));
+    const std::size_t lead = 8 - reinterpret_cast<quintptr>(source) % 8;
+    storeWord<8>(destination, loadInPieces<8>(source));
+    destination += 8;
+    if (count >= 24) {
+        const auto bits = static_cast<unsigned>(8 * (8 - lead));
+        const unsigned char *next = source + lead;
+        auto first = loadWord<8>(next);
+        for (next += 8; static_cast<std::size_t>(end - next) >= 8; next += 8, destination += 8) {
+            const auto second = loadWord<8>(next);
+            storeWord<8>(destination, joinNeighbours(first, second, bits));
+            first = second;
+        }
     }
-    for (; static_cast<std::size_t>(end - source) >= size; source += size, destination += size) {
-        storeWord<size>(destination, loadWord<size>(source));
-    }
-    for (; source != end; ++source, ++destination) {
-        storeWord<1>(destination, loadWord<1>(source));
+    if (count > 8) {
+        storeWord<8>(destination, loadInPieces<8>(end - 8));
     }
 }
 
@@ -228,15 +283,13 @@ struct [[gnu::packed, gnu::may_alias]] PairAnywhere
     Pair pair;
 };
 
-/// Copies between any addresses. Only where isAnyAddressOneAccess. No pair begins inside an aligned
-/// word of eight bytes of the source.
+/// Copies whole words to an aligned address from any. Only where isAnyAddressOneAccess. A pair may
+/// reach into the next line of the cache, and is then stored in two parts; they meet between its
+/// words.
 inline void copyPairs(unsigned char *destination, const unsigned char *source, std::size_t count)
 {
     constexpr std::size_t blockSize = 4 * sizeof(Pair);
     const unsigned char *const end = source + count;
-    for (; source != end && !isAligned(source, 8); ++source, ++destination) {
-        storeWord<1>(destination, loadWord<1>(source));
-    }
     for (; static_cast<std::size_t>(end - source) >= blockSize;
          source += blockSize, destination += blockSize) {
         const auto *const from = reinterpret_cast<const volatile PairAnywhere *>(source);
@@ -250,28 +303,49 @@ inline void copyPairs(unsigned char *destination, const unsigned char *source, s
         to[2].pair = third;
         to[3].pair = fourth;
     }
-    for (; static_cast<std::size_t>(end - source) >= 8; source += 8, destination += 8) {
+    for (; source != end; source += 8, destination += 8) {
         storeAtOnce<8>(destination, loadAtOnce<8>(source));
-    }
-    for (; source != end; ++source, ++destination) {
-        storeWord<1>(destination, loadWord<1>(source));
     }
 }
 
-/// Copies in the largest words (up to 8 bytes) in which both addresses are aligned alike.
+/// Copies whole words to an aligned address by accesses that any processor has.
+inline void copyWords(unsigned char *destination, const unsigned char *source, std::size_t count)
+{
+    if (isAligned(source, 8)) {
+        copyAlike(destination, source, count);
+    } else {
+        copyShifted(destination, source, count);
+    }
+}
+
+/// Copies by @p copyWhole, and what lies in front of and behind the aligned words of the destination
+/// in pieces.
+template <class CopyWhole>
+void copyByDestination(unsigned char *destination, const unsigned char *source, std::size_t size,
+                       const CopyWhole &copyWhole)
+{
+    while (size > 0 && !isAligned(destination, 8)) {
+        const std::size_t count = copyPiece(destination, source, size);
+        destination += count;
+        source += count;
+        size -= count;
+    }
+    const std::size_t whole = size - size % 8;
+    copyWhole(destination, source, whole);
+    destination += whole;
+    source += whole;
+    size -= whole;
+    while (size > 0) {
+        const std::size_t count = copyPiece(destination, source, size);
+        destination += count;
+        source += count;
+        size -= count;
+    }
+}
+
 inline void copyAligned(unsigned char *destination, const unsigned char *source, std::size_t size)
 {
-    const quintptr difference = reinterpret_cast<quintptr>(destination)
-                                ^ reinterpret_cast<quintptr>(source);
-    if (difference % 8 == 0) {
-        copyWords<8>(destination, source, size);
-    } else if (difference % 4 == 0) {
-        copyWords<4>(destination, source, size);
-    } else if (difference % 2 == 0) {
-        copyWords<2>(destination, source, size);
-    } else {
-        copyWords<1>(destination, source, size);
-    }
+    copyByDestination(destination, source, size, copyWords);
 }
 
 } // namespace SharedBytes
@@ -309,11 +383,16 @@ template <class T>
     SharedBytes::storeAnywhere<sizeof(T)>(destination, word);
 }
 
-/// Copies between shared buffers that do not overlap. A number that is aligned in both is not torn.
+/// Copies between shared buffers that do not overlap, wherever they lie.
+///
+/// A number that is aligned at the destination is stored whole: its readers see the former one or the
+/// new one. It is loaded whole where it is aligned at the source too, or lies inside a line of the
+/// cache on x86-64. Elsewhere a source that changes meanwhile gives a mixture; the handlers copy from
+/// the buffer that nobody writes into.
 inline void copyShared(unsigned char *destination, const unsigned char *source, std::size_t size)
 {
     if constexpr (SharedBytes::isAnyAddressOneAccess) {
-        SharedBytes::copyPairs(destination, source, size);
+        SharedBytes::copyByDestination(destination, source, size, SharedBytes::copyPairs);
     } else {
         SharedBytes::copyAligned(destination, source, size);
     }

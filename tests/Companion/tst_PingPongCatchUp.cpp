@@ -4,6 +4,9 @@
 
 #include <QtTest>
 
+#include <memory>
+#include <vector>
+
 namespace {
 
 /// A byte for each place, so that a place that was left out or mixed up shows.
@@ -61,6 +64,11 @@ private Q_SLOTS:
     void swapsOfWritersThatFinishedTogetherPublishOnce();
     void aSwapWithoutASetOfItsOwnExchanges();
     void aSetFinishedAfterTheOthersSwapIsPublished();
+    void swapsOfManyRegionsPublishOnce();
+    void bareWriteAfterTheOthersSwapIsPublished();
+    void bareWriteInTheEpochOfTheSetIsPublishedByTheOther();
+    void bareWriteBesideAFailedLockIsPublished_data();
+    void bareWriteBesideAFailedLockIsPublished();
 };
 
 void tst_PingPongCatchUp::firstWriteLockAfterASwapBringsTheBufferUpToDate()
@@ -306,6 +314,90 @@ void tst_PingPongCatchUp::aSetFinishedAfterTheOthersSwapIsPublished()
     QVERIFY(one->swapBuffers());
 
     QVERIFY(isFilledWith(one->readBufferPointer(), buffer.size(), 2));
+}
+
+void tst_PingPongCatchUp::swapsOfManyRegionsPublishOnce()
+{
+    struct Region
+    {
+        std::unique_ptr<DoubleBuffer> buffer = std::make_unique<DoubleBuffer>();
+        DoubleBuffer::Handler handler = buffer->create();
+    };
+    const std::vector<Region> regions(40);
+    for (const Region &region : regions) {
+        QVERIFY(publishSet(*region.handler, 1));
+        QVERIFY(writeSet(*region.handler, 2));
+    }
+    for (const Region &region : regions) {
+        QVERIFY(region.buffer->attach()->swapBuffers());
+    }
+
+    for (const Region &region : regions) {
+        QVERIFY(region.handler->swapBuffers());
+        QVERIFY(isFilledWith(region.handler->readBufferPointer(), region.buffer->size(), 2));
+    }
+}
+
+void tst_PingPongCatchUp::bareWriteAfterTheOthersSwapIsPublished()
+{
+    const DoubleBuffer buffer;
+    const auto handler = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(writeSet(*handler, 1));
+    QVERIFY(other->swapBuffers());
+    fillBuffer(handler->writeBufferPointer(), buffer.size(), 2);
+
+    QVERIFY(handler->swapBuffers());
+
+    QVERIFY(isFilledWith(handler->readBufferPointer(), buffer.size(), 2));
+}
+
+void tst_PingPongCatchUp::bareWriteInTheEpochOfTheSetIsPublishedByTheOther()
+{
+    const DoubleBuffer buffer;
+    const auto handler = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(publishSet(*handler, 1));
+    QVERIFY(writeSet(*handler, 2));
+    fillBuffer(handler->writeBufferPointer(), buffer.size(), 3);
+    QVERIFY(other->swapBuffers());
+    QVERIFY(isFilledWith(handler->readBufferPointer(), buffer.size(), 3));
+
+    QVERIFY(handler->swapBuffers());
+
+    QVERIFY(isFilledWith(handler->readBufferPointer(), buffer.size(), 3));
+    QCOMPARE(buffer.management()->swapCount.load(), quint64(2));
+}
+
+void tst_PingPongCatchUp::bareWriteBesideAFailedLockIsPublished_data()
+{
+    QTest::addColumn<bool>("isWrittenFirst");
+
+    QTest::newRow("behind the lock") << false;
+    QTest::newRow("in front of the lock") << true;
+}
+
+void tst_PingPongCatchUp::bareWriteBesideAFailedLockIsPublished()
+{
+    QFETCH(bool, isWrittenFirst);
+    const DoubleBuffer buffer;
+    const auto handler = buffer.create();
+    QVERIFY(publishSet(*handler, 1));
+    const auto write = [&] { fillBuffer(handler->writeBufferPointer(), buffer.size(), 2); };
+    if (isWrittenFirst) {
+        write();
+    }
+    // Somebody is inside, and goes without having written.
+    QVERIFY(buffer.semaphores.setValue(SemaphoreSet::Names::SemaphoreWriteLock, 1));
+    QVERIFY(handler->lockForWrite() == nullptr);
+    QVERIFY(buffer.semaphores.setValue(SemaphoreSet::Names::SemaphoreWriteLock, 0));
+    if (!isWrittenFirst) {
+        write();
+    }
+
+    QVERIFY(handler->swapBuffers());
+
+    QVERIFY(isFilledWith(handler->readBufferPointer(), buffer.size(), 2));
 }
 
 QTEST_GUILESS_MAIN(tst_PingPongCatchUp)
