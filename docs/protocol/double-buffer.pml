@@ -561,7 +561,10 @@ inline writeSet()
            fi
     :: !isHeld ->
 #ifndef FORGETFUL_LOCK
-           finishedSet = NO_EPOCH;
+           if
+           :: finishedSet == NONE -> finishedSet = NO_EPOCH
+           :: else
+           fi;
 #endif
            publishSets()
     fi;
