@@ -40,20 +40,18 @@ FramedShape *FramedShape::current()
 void FramedShape::fill(QJsonObject &json, const PropertyMap &properties,
                        const std::vector<QVariant> &values)
 {
-    const bool isWhole = json.isEmpty();
-    const bool isRepeated = isWhole && fits(properties);
-    if (isRepeated && !m_json.isEmpty() && fillFromLast(json, values)) {
-        return;
+    if (json.isEmpty()) {
+        if (!fits(properties)) {
+            // Nothing more yet: where every element has other keys than the one before, a form
+            // would be made in vain.
+            note(properties, values);
+        } else if (fillForm(json, values)) {
+            return;
+        }
     }
     auto value = values.cbegin();
     for (auto property = properties.cbegin(); property != properties.cend(); ++property) {
         json.insert(property.key(), QJsonValue::fromVariant(*value++));
-    }
-    if (!isRepeated) {
-        noteKeys(properties);
-    } else if (json.size() == properties.size()) {
-        // Only now: where every element has other keys than the one before, this would be in vain.
-        remember(json, values);
     }
 }
 
@@ -71,14 +69,27 @@ bool FramedShape::fits(const PropertyMap &properties) const
     return true;
 }
 
-/// False, and nothing done, for a value that JSON does not know.
-bool FramedShape::fillFromLast(QJsonObject &json, const std::vector<QVariant> &values)
+void FramedShape::note(const PropertyMap &properties, const std::vector<QVariant> &values)
 {
-    QJsonObject filled = m_json;
+    m_form = QJsonObject();
+    m_members.clear();
+    auto value = values.cbegin();
+    for (auto property = properties.cbegin(); property != properties.cend(); ++property) {
+        m_members.push_back({property.key(), *value++, 0});
+    }
+}
+
+/// False, and nothing done, for a value that JSON does not know.
+bool FramedShape::fillForm(QJsonObject &json, const std::vector<QVariant> &values)
+{
+    if (blankWhatDiffers(values) || m_form.isEmpty()) {
+        makeForm();
+    }
+    QJsonObject filled = m_form;
     const auto first = filled.begin();
     for (std::size_t i = 0; i < values.size(); ++i) {
         const Member &member = m_members[i];
-        if (isSameText(member.value, values[i])) {
+        if (member.text.isValid()) {
             continue;
         }
         const QJsonValue value = QJsonValue::fromVariant(values[i]);
@@ -91,23 +102,34 @@ bool FramedShape::fillFromLast(QJsonObject &json, const std::vector<QVariant> &v
     return true;
 }
 
-void FramedShape::noteKeys(const PropertyMap &properties)
+bool FramedShape::blankWhatDiffers(const std::vector<QVariant> &values)
 {
-    m_json = QJsonObject();
-    m_members.clear();
-    for (auto property = properties.cbegin(); property != properties.cend(); ++property) {
-        m_members.push_back({property.key(), {}, 0});
+    bool differs = false;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        QVariant &text = m_members[i].text;
+        if (text.isValid() && !isSameText(text, values[i])) {
+            text.clear();
+            differs = true;
+        }
     }
+    return differs;
 }
 
-void FramedShape::remember(const QJsonObject &json, const std::vector<QVariant> &values)
+/// Anew, and never by a change of the former one: an object keeps the room of a text that is
+/// replaced, and each of its copies would as well.
+void FramedShape::makeForm()
 {
-    const QStringList sortedKeys = json.keys();
-    m_json = json;
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        Member &member = m_members[i];
-        const auto place = std::lower_bound(sortedKeys.cbegin(), sortedKeys.cend(), member.key);
-        member.index = static_cast<int>(place - sortedKeys.cbegin());
-        member.value = values[i];
+    std::vector<Member *> sorted;
+    sorted.reserve(m_members.size());
+    for (Member &member : m_members) {
+        sorted.push_back(&member);
+    }
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Member *left, const Member *right) { return left->key < right->key; });
+    m_form = QJsonObject();
+    int index = 0;
+    for (Member *const member : sorted) {
+        member->index = index++;
+        m_form.insert(member->key, QJsonValue::fromVariant(member->text));
     }
 }

@@ -7,12 +7,14 @@
 
 #include <vector>
 
-/// The JSON object of the element that was framed last, as a start for the next one.
+/// The keys and the common texts of the elements that were framed last, as a form for the next one.
 ///
-/// Elements beside each other mostly have the same keys. A copy of such an object, with other
-/// values put into their places, costs a fraction of one that grows key by key. While one of these
-/// is alive on a thread, the elements framed there use it. It ends with the outermost call that
-/// frames a tree.
+/// Elements beside each other mostly have the same keys. A copy of an object that has them, with
+/// the values put into their places, costs a fraction of one that grows key by key. The form holds
+/// only texts that no element since has had another one for: what is replaced in a JSON object
+/// keeps its room, so a long text in the form would be carried by every element after it. While one
+/// of these is alive on a thread, the elements framed there use it. It ends with the outermost call
+/// that frames a tree.
 class FramedShape
 {
 public:
@@ -36,18 +38,21 @@ private:
     struct Member
     {
         QString key;
-        QVariant value;
+        /// In all elements so far; invalid where they differ, and for what is no text.
+        QVariant text;
         /// In the order of the JSON object.
         int index;
     };
 
     bool fits(const PropertyMap &properties) const;
-    bool fillFromLast(QJsonObject &json, const std::vector<QVariant> &values);
-    void noteKeys(const PropertyMap &properties);
-    void remember(const QJsonObject &json, const std::vector<QVariant> &values);
+    void note(const PropertyMap &properties, const std::vector<QVariant> &values);
+    bool fillForm(QJsonObject &json, const std::vector<QVariant> &values);
+    /// Whether there was anything to blank.
+    bool blankWhatDiffers(const std::vector<QVariant> &values);
+    void makeForm();
 
-    /// Empty while only the keys are known.
-    QJsonObject m_json;
+    /// Empty while only one element had these keys. Null where the elements differ.
+    QJsonObject m_form;
     /// In the order in which the element iterates over its properties.
     std::vector<Member> m_members;
 };
