@@ -54,15 +54,33 @@ QStringList takeDimensions(QString &piece, const PropertyPath::Piece &parts)
     return indices;
 }
 
-Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
+bool isSame(const QVariant &current, const QVariant &value)
 {
     // An indicator of "nothing entered" equals 0 or "" as a variant, but is another value.
-    if (current == value
-        && Tools::isNoInputValueIndicatorSet(current) == Tools::isNoInputValueIndicatorSet(value)) {
+    return current == value
+           && Tools::isNoInputValueIndicatorSet(current)
+                  == Tools::isNoInputValueIndicatorSet(value);
+}
+
+Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
+{
+    if (isSame(current, value)) {
         return Base::SetValueUnchanged;
     }
     current = value;
     return Base::SetValueChanged;
+}
+
+/// Whether @p path leads through lists alone to a value that is the same. Asked before the walk, in
+/// which the lists on the way are copied where somebody else holds them too. A map on the way
+/// becomes a hash, also where the value stays.
+bool isSameCell(const Base::PropertyMap &properties, const QString &path, const QVariant &value)
+{
+    if (path.contains(QLatin1Char('/'))) {
+        return false;
+    }
+    const QVariant *const cell = PropertyPath::find(properties, path);
+    return cell != nullptr && isSame(*cell, value);
 }
 
 /// In two steps, as the result may hold what the value lies in.
@@ -183,6 +201,9 @@ ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForSettingValue(
         if (property != properties.end()) {
             return storeValue(property.value(), value);
         }
+    }
+    if (isSameCell(properties, path, value)) {
+        return Base::SetValueUnchanged;
     }
     const Step step = firstStep(path);
     const auto property = properties.find(step.key);

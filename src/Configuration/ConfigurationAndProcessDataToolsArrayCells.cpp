@@ -5,8 +5,10 @@
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Configuration/ConfigurationArray2dDataTypeWrapper.h"
 #include "Configuration/ConfigurationDataValue.h"
+#include "Configuration/RowPart_p.h"
 #include "Configuration/UrlWalk_p.h"
 
+#include <algorithm>
 #include <typeinfo>
 
 using Base = ConfigurationAndProcessDataBase;
@@ -63,34 +65,46 @@ bool isPlain(const QVariant &value)
     }
 }
 
-/// Whether a write of @p value into this cell changes it and nothing else. An equal cell does not
-/// say that all is equal: a table that holds NaN differs from itself. Tables of another shape are
-/// left to the wrapper too, which says what is wrong with them.
-bool changesOneCell(const ConfigurationDataValue &leaf, const SelectorUrlArrayIndex &index,
-                    const QVariant &value)
+/// False where a cell is NaN.
+bool equalsItself(const QVariantList &row)
+{
+    return std::all_of(row.cbegin(), row.cend(), [](const QVariant &cell) { return cell == cell; });
+}
+
+/// What a write into a cell does, as far as its row can tell.
+enum class CellWrite { ChangesOneCell, ChangesNothing, Other };
+
+/// Other rows do not count, as a table that is written whole shares them with the one before. Tables
+/// of another shape are left to the wrapper, which says what is wrong with them.
+CellWrite effectOfWrite(const ConfigurationDataValue &leaf, const SelectorUrlArrayIndex &index,
+                        const QVariant &value)
 {
     if (leaf.getProperty(Definitions::getKeyDataPropertyType()).toString()
             != Definitions::getKeyDataTypeArray()
         || !isList(leaf.getProperty(Definitions::getKeyDataPropertyArrayInformation()))) {
-        return false;
+        return CellWrite::Other;
     }
     const QVariant content = leaf.getValue();
     const QVariantList rows = isList(content) ? content.toList() : QVariantList();
     if (index.getRowIndex() >= static_cast<quint32>(rows.size()) || !isList(rows.first())
         || !isList(rows.at(static_cast<int>(index.getRowIndex())))) {
-        return false;
+        return CellWrite::Other;
     }
     const QVariantList firstRow = rows.first().toList();
     const QVariantList row = rows.at(static_cast<int>(index.getRowIndex())).toList();
     if (row.isEmpty() || row.size() != firstRow.size() || isList(firstRow.first())
         || index.getColumnIndex() >= static_cast<quint32>(row.size())) {
-        return false;
+        return CellWrite::Other;
     }
     const QVariant &cell = row.at(static_cast<int>(index.getColumnIndex()));
-    return isPlain(cell) && isPlain(value) && cell != value;
+    if (cell == value) {
+        // A row that differs from itself is written, with the type of the new value.
+        return equalsItself(row) ? CellWrite::ChangesNothing : CellWrite::Other;
+    }
+    return isPlain(cell) && isPlain(value) ? CellWrite::ChangesOneCell : CellWrite::Other;
 }
 
-/// Writes a cell for which changesOneCell() holds. The rows are neither copied nor compared; what
+/// Writes a cell where that changes it and nothing else. The rows are neither copied nor compared; what
 /// goes out says the same as if the whole table had been written.
 Base::SetValueStatus changeOneCell(ConfigurationDataValue &leaf, const SelectorUrlArrayIndex &index,
                                    const QVariant &value)
@@ -106,6 +120,36 @@ Base::SetValueStatus changeOneCell(ConfigurationDataValue &leaf, const SelectorU
     return status;
 }
 
+/// Loads the array that @p url names a cell of. In @p array a flat list stays one, unless its class
+/// makes a table of it.
+bool loadArray(const QString &url, const Base::BaseClassSharedPointer &root,
+               ArrayDataTypeWrapper &array, QString &urlWithoutIndex, SelectorUrlArrayIndex &index)
+{
+    if (root.isNull()) {
+        return false;
+    }
+    SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, urlWithoutIndex);
+    // The normal end for every plain URL.
+    if (!index.isValid()
+        || ConfigurationAndProcessDataTools::getDataType(urlWithoutIndex, root)
+               != Definitions::getKeyDataTypeArray()) {
+        return false;
+    }
+    return array.resetRootObject(root, urlWithoutIndex);
+}
+
+/// As a table has it, in which each entry of a flat list is a row.
+QVariantList rowOf(const ArrayDataTypeWrapper &array, quint32 row)
+{
+    const QVector<unsigned int> sizes = array.getArrayType();
+    if (sizes.size() != 1) {
+        return array.getInnerArrayValues({row});
+    }
+    return row < sizes.first()
+               ? QVariantList{array.getArrayValueContent().at(static_cast<int>(row))}
+               : QVariantList();
+}
+
 } // namespace
 
 QVariant ConfigurationAndProcessDataTools::extractConfigValueWithArrayIndexUrl(
@@ -114,13 +158,14 @@ QVariant ConfigurationAndProcessDataTools::extractConfigValueWithArrayIndexUrl(
     if (!namesCell(url)) {
         return {};
     }
-    Array2dDataTypeWrapper wrapper{QVariantList(), QVariantList()};
+    // No table, which would make a row of every entry of a flat list for the sake of one.
+    ArrayDataTypeWrapper array{QVariantList(), QVariantList()};
     QString urlWithoutIndex;
     SelectorUrlArrayIndex index;
-    if (!fetchArrayHandleWithIndexes(url, root, wrapper, urlWithoutIndex, index)) {
+    if (!loadArray(url, root, array, urlWithoutIndex, index)) {
         return {};
     }
-    return wrapper.getCellValue(index.getRowIndex(), index.getColumnIndex());
+    return partOfRow(rowOf(array, index.getRowIndex()), index.getColumnIndex(), 1).value(0);
 }
 
 Base::SetValueStatus ConfigurationAndProcessDataTools::setConfigValueWithArrayIndexUrl(
@@ -133,7 +178,12 @@ Base::SetValueStatus ConfigurationAndProcessDataTools::setConfigValueWithArrayIn
     SelectorUrlArrayIndex index;
     SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, urlWithoutIndex);
     const auto ownLeaf = findOwnLeaf(root, urlWithoutIndex);
-    if (!ownLeaf.isNull() && changesOneCell(*ownLeaf, index, value)) {
+    const CellWrite effect = ownLeaf.isNull() ? CellWrite::Other
+                                              : effectOfWrite(*ownLeaf, index, value);
+    if (effect == CellWrite::ChangesNothing) {
+        return Base::SetValueUnchanged;
+    }
+    if (effect == CellWrite::ChangesOneCell) {
         return changeOneCell(*ownLeaf, index, value);
     }
     Array2dDataTypeWrapper wrapper{QVariantList(), QVariantList()};
@@ -151,14 +201,5 @@ bool ConfigurationAndProcessDataTools::fetchArrayHandleWithIndexes(
     const QString &url, const BaseClassSharedPointer &root, Array2dDataTypeWrapper &wrapper,
     QString &urlWithoutIndex, SelectorUrlArrayIndex &index)
 {
-    if (root.isNull()) {
-        return false;
-    }
-    SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, urlWithoutIndex);
-    // The normal end for every plain URL.
-    if (!index.isValid()
-        || getDataType(urlWithoutIndex, root) != Definitions::getKeyDataTypeArray()) {
-        return false;
-    }
-    return wrapper.resetRootObject(root, urlWithoutIndex);
+    return loadArray(url, root, wrapper, urlWithoutIndex, index);
 }

@@ -2,6 +2,7 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "Configuration/RowPart_p.h"
 
 #include <QDebug>
 
@@ -31,6 +32,21 @@ bool fits(std::size_t cellCount, std::size_t columnOffset, std::size_t numberOfC
 }
 
 } // namespace
+
+QVariantList partOfRow(const QVariantList &cells, std::size_t columnOffset,
+                       std::size_t numberOfColumns)
+{
+    if (cells.isEmpty()) {
+        qWarning() << "Row index out of bounds or empty row detected";
+        return {};
+    }
+    if (!fits(static_cast<std::size_t>(cells.size()), columnOffset, numberOfColumns)) {
+        qWarning() << "Column index out of bounds" << cells.size()
+                   << quint64{columnOffset} + numberOfColumns;
+        return {};
+    }
+    return cells.mid(static_cast<int>(columnOffset), static_cast<int>(numberOfColumns));
+}
 
 Array2dDataTypeWrapper::Array2dDataTypeWrapper(const BaseClassSharedPointer &leaf)
     : ArrayDataTypeWrapper({}, {})
@@ -132,18 +148,7 @@ QVariantList Array2dDataTypeWrapper::getRowValues(std::size_t row) const
 QVariantList Array2dDataTypeWrapper::getRowValues(std::size_t row, std::size_t columnOffset,
                                                   std::size_t numberOfColumns) const
 {
-    const QVariantList cells = getRowValues(row);
-    if (cells.isEmpty()) {
-        qWarning() << "Row index out of bounds or empty row detected";
-        return {};
-    }
-    const auto cellCount = static_cast<std::size_t>(cells.size());
-    if (!fits(cellCount, columnOffset, numberOfColumns)) {
-        qWarning() << "Column index out of bounds" << cells.size()
-                   << quint64{columnOffset} + numberOfColumns;
-        return {};
-    }
-    return cells.mid(static_cast<int>(columnOffset), static_cast<int>(numberOfColumns));
+    return partOfRow(getRowValues(row), columnOffset, numberOfColumns);
 }
 
 QVariant Array2dDataTypeWrapper::getCellValue(std::size_t row, std::size_t column) const

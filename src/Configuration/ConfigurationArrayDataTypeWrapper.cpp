@@ -2,6 +2,7 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "Configuration/HeldContainer_p.h"
 #include "Configuration/WriteStatus_p.h"
 
 using Base = ConfigurationAndProcessDataBase;
@@ -217,13 +218,13 @@ bool ArrayDataTypeWrapper::init(const QVariantList &values, const QVariantList &
     if (values.isEmpty()) {
         return true;
     }
-    QVariantList list = m_arrayValueContent;
-    m_arrayType.append(static_cast<unsigned int>(list.size()));
-    while (!list.isEmpty() && list.first().type() == QVariant::List) {
-        // In two steps: the list that is replaced holds the one that replaces it.
-        const QVariantList inner = list.first().toList();
-        list = inner;
-        m_arrayType.append(static_cast<unsigned int>(list.size()));
+    // Where they stand: a list that is shared, as this one is with the leaf, would be copied by
+    // anything that may change it.
+    const QVariantList *list = &m_arrayValueContent;
+    m_arrayType.append(static_cast<unsigned int>(list->size()));
+    while (!list->isEmpty() && list->constFirst().userType() == QMetaType::QVariantList) {
+        list = &heldBy<QVariantList>(list->constFirst());
+        m_arrayType.append(static_cast<unsigned int>(list->size()));
     }
     return true;
 }

@@ -1,3 +1,4 @@
+#include "Configuration/HeldContainer_p.h"
 #include "Configuration/LookupKey_p.h"
 #include "Configuration/PropertyPath_p.h"
 
@@ -29,12 +30,6 @@ bool isOrdinaryKey(QStringView key)
     return std::none_of(key.begin(), key.end(), [](QChar character) {
         return character.isSurrogate() || character == QLatin1Char(']');
     });
-}
-
-template <class Container>
-const Container &heldBy(const QVariant &value)
-{
-    return *static_cast<const Container *>(value.constData());
 }
 
 const QVariant *findInHash(const QVariantHash &hash, const QString &key)
