@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <utility>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
@@ -45,112 +46,161 @@ void appendNumber(QByteArray &text, qint64 number)
 QByteArray FramedText::frame(const ConfigurationAndProcessDataBase &root)
 {
     m_text.clear();
-    // An array with a reserve keeps its room when it gets shorter, as it does at each object's end.
+    // An array with a reserve keeps its room when it gets shorter.
     m_text.reserve(1);
-    writeElement(root, 0);
+    m_separatorsSize = 0;
+    const Stretch whole = writeElement(root, 0);
+    QByteArray framed;
+    framed.reserve(m_text.size() + m_separatorsSize + 1);
+    appendInOrder(framed, whole);
     if (!m_isCompact) {
-        m_text += '\n';
+        framed += '\n';
     }
-    m_text.squeeze();
-    return m_text;
+    m_text.clear();
+    return framed;
 }
 
-void FramedText::writeElement(const ConfigurationAndProcessDataBase &element, int depth)
+FramedText::Stretch FramedText::writeElement(const ConfigurationAndProcessDataBase &element,
+                                             int depth)
 {
+    Stretch stretch;
+    stretch.begin = m_text.size();
     if (ElementRegistration::isOfOwnClass(element)) {
-        writeOwnElement(element, depth);
-        return;
+        writeOwnElement(element, depth, stretch);
+    } else {
+        QJsonObject json;
+        element.getContentAsQJsonObject(json);
+        writeByToolkit(json, depth);
     }
-    QJsonObject json;
-    element.getContentAsQJsonObject(json);
-    writeByToolkit(json, depth);
+    stretch.end = m_text.size();
+    return stretch;
 }
 
-void FramedText::writeOwnElement(const ConfigurationAndProcessDataBase &element, int depth)
+void FramedText::writeOwnElement(const ConfigurationAndProcessDataBase &element, int depth,
+                                 Stretch &stretch)
 {
-    const int begin = m_text.size();
-    std::vector<Member> members;
-    writeProperties(element, depth + 1, members);
-    if (isOfNodeClass(element)) {
-        // The children stand in the place of a value that the node may have been given.
-        const QString &key = Definitions::getKeyDataPropertyValue();
-        members.erase(std::remove_if(members.begin(), members.end(),
-                                     [&key](const Member &member) { return member.key == key; }),
-                      members.end());
-        const int childrenBegin = m_text.size();
-        writeChildren(element, depth + 1);
-        members.push_back({key, childrenBegin, m_text.size()});
-    }
-    closeObject(members, begin, depth);
-}
-
-void FramedText::writeProperties(const ConfigurationAndProcessDataBase &element, int depth,
-                                 std::vector<Member> &members)
-{
+    // A copy: what a child of another class does while it is framed is its own affair.
     const ConfigurationAndProcessDataBase::PropertyMap properties = ownProperties(element);
-    if (properties.isEmpty()) {
-        qWarning() << "No properties found in configuration value!";
-        return;
-    }
-    const std::vector<QVariant> values = toFramedValues(
-        element, properties, Definitions::getBasicDataTypeMapForProcessData());
+    const std::vector<QVariant> values = framedValues(element, properties);
+    const QString &childrenKey = Definitions::getKeyDataPropertyValue();
+    const bool isNode = isOfNodeClass(element);
+    std::vector<Member> members;
     members.reserve(values.size() + 1);
     auto value = values.cbegin();
-    for (auto property = properties.cbegin(); property != properties.cend(); ++property) {
-        const int begin = m_text.size();
-        if (writeVariant(*value++, depth)) {
-            members.push_back({property.key(), begin, m_text.size()});
+    for (auto property = properties.cbegin(); property != properties.cend(); ++property, ++value) {
+        // The children stand in the place of a value that the node may have been given.
+        if (!isNode || property.key() != childrenKey) {
+            members.push_back({&property.key(), &*value});
         }
     }
+    if (isNode) {
+        members.push_back({&childrenKey, nullptr});
+    }
+    std::sort(members.begin(), members.end(),
+              [](const Member &left, const Member &right) { return *left.key < *right.key; });
+    m_text += m_isCompact ? "{" : "{\n";
+    bool isFirst = true;
+    for (const Member &member : members) {
+        const int begin = m_text.size();
+        m_text += isFirst ? QByteArray() : separator();
+        writeKey(*member.key, depth + 1);
+        if (member.value == nullptr) {
+            writeChildren(element, depth + 1, stretch);
+        } else if (!writeVariant(*member.value, depth + 1)) {
+            m_text.truncate(begin);
+            continue;
+        }
+        isFirst = false;
+    }
+    closeObject(isFirst, depth);
 }
 
-void FramedText::writeChildren(const ConfigurationAndProcessDataBase &node, int depth)
+std::vector<QVariant> FramedText::framedValues(
+    const ConfigurationAndProcessDataBase &element,
+    const ConfigurationAndProcessDataBase::PropertyMap &properties)
+{
+    if (properties.isEmpty()) {
+        qWarning() << "No properties found in configuration value!";
+        return {};
+    }
+    return toFramedValues(element, properties, Definitions::getBasicDataTypeMapForProcessData());
+}
+
+void FramedText::writeChildren(const ConfigurationAndProcessDataBase &node, int depth,
+                               Stretch &stretch)
 {
     // A copy: what an element of another class does while it is framed is its own affair.
     const ConfigurationAndProcessDataBase::ChildMap childs = node.getChildMap();
     if (childs.isEmpty()) {
         qWarning() << "Node has no childs!" << &node;
     }
-    const int begin = m_text.size();
-    std::vector<Member> members;
-    members.reserve(static_cast<std::size_t>(childs.size()));
+    m_text += m_isCompact ? "{" : "{\n";
+    stretch.childrenBegin = m_text.size();
+    std::vector<std::pair<const QString *, Stretch>> written;
+    written.reserve(static_cast<std::size_t>(childs.size()));
     for (auto child = childs.cbegin(); child != childs.cend(); ++child) {
         if (child.value().isNull()) {
             qWarning() << "Key has no value!";
             continue;
         }
-        const int childBegin = m_text.size();
-        writeElement(*child.value(), depth + 1);
-        members.push_back({child.key(), childBegin, m_text.size()});
+        const int begin = m_text.size();
+        writeKey(child.key(), depth + 1);
+        written.emplace_back(&child.key(), writeElement(*child.value(), depth + 1));
+        written.back().second.begin = begin;
     }
-    closeObject(members, begin, depth);
+    stretch.childrenEnd = m_text.size();
+    std::sort(written.begin(), written.end(),
+              [](const auto &left, const auto &right) { return *left.first < *right.first; });
+    stretch.children.reserve(written.size());
+    for (auto &child : written) {
+        stretch.children.push_back(std::move(child.second));
+    }
+    if (!written.empty()) {
+        m_separatorsSize += static_cast<int>(written.size() - 1) * separator().size();
+    }
+    closeObject(written.empty(), depth);
 }
 
-void FramedText::closeObject(std::vector<Member> &members, int begin, int depth)
+void FramedText::appendInOrder(QByteArray &framed, const Stretch &stretch) const
 {
-    std::sort(members.begin(), members.end(),
-              [](const Member &left, const Member &right) { return left.key < right.key; });
-    const QByteArray values = m_text.mid(begin);
-    m_text.truncate(begin);
-    const QByteArray indent(m_isCompact ? 0 : indentWidth * depth, ' ');
-    m_text += m_isCompact ? "{" : "{\n";
+    const auto append = [this, &framed](int begin, int end) {
+        framed.append(m_text.constData() + begin, end - begin);
+    };
+    if (stretch.children.empty()) {
+        append(stretch.begin, stretch.end);
+        return;
+    }
+    append(stretch.begin, stretch.childrenBegin);
     bool isFirst = true;
-    for (const Member &member : members) {
-        if (!isFirst) {
-            m_text += m_isCompact ? "," : ",\n";
-        }
+    for (const Stretch &child : stretch.children) {
+        framed += isFirst ? QByteArray() : separator();
         isFirst = false;
-        if (!m_isCompact) {
-            m_text.append(indent).append(indentWidth, ' ');
-        }
-        writeText(member.key);
-        m_text += m_isCompact ? ":" : ": ";
-        m_text.append(values.constData() + (member.begin - begin), member.end - member.begin);
+        appendInOrder(framed, child);
     }
-    if (!m_isCompact && !isFirst) {
-        m_text += '\n';
+    append(stretch.childrenEnd, stretch.end);
+}
+
+QByteArray FramedText::separator() const
+{
+    return m_isCompact ? QByteArrayLiteral(",") : QByteArrayLiteral(",\n");
+}
+
+void FramedText::writeKey(const QString &key, int depth)
+{
+    if (!m_isCompact) {
+        m_text.append(indentWidth * depth, ' ');
     }
-    m_text.append(indent).append('}');
+    writeText(key);
+    m_text += m_isCompact ? ":" : ": ";
+}
+
+void FramedText::closeObject(bool isEmpty, int depth)
+{
+    if (!m_isCompact) {
+        m_text += isEmpty ? "" : "\n";
+        m_text.append(indentWidth * depth, ' ');
+    }
+    m_text += '}';
 }
 
 bool FramedText::writeVariant(const QVariant &value, int depth)

@@ -14,6 +14,9 @@
 /// than to write it. Here the elements of the library's own classes are written as they stand. Whole
 /// numbers, Booleans and plain texts are written at once; every other value, every text that wants
 /// an escape, and every element of another class is given to the toolkit.
+///
+/// A text is written once, where its element comes in turn, and copied once, to where its key
+/// belongs, however deep the tree is.
 class FramedText
 {
 public:
@@ -26,21 +29,36 @@ public:
     QByteArray frame(const ConfigurationAndProcessDataBase &root);
 
 private:
-    /// A stretch of m_values.
-    struct Member
+    /// What is written of an element, or of a child with its key, in m_text.
+    struct Stretch
     {
-        QString key;
         int begin = 0;
+        /// The children lie between these two, in the order in which they were framed.
+        int childrenBegin = 0;
+        int childrenEnd = 0;
         int end = 0;
+        /// In the order of their keys.
+        std::vector<Stretch> children;
     };
 
-    void writeElement(const ConfigurationAndProcessDataBase &element, int depth);
-    void writeOwnElement(const ConfigurationAndProcessDataBase &element, int depth);
-    void writeProperties(const ConfigurationAndProcessDataBase &element, int depth,
-                         std::vector<Member> &members);
-    void writeChildren(const ConfigurationAndProcessDataBase &node, int depth);
-    /// Puts the members, all that was written from @p begin on, into an object.
-    void closeObject(std::vector<Member> &members, int begin, int depth);
+    struct Member
+    {
+        const QString *key;
+        /// Null for the children of a node.
+        const QVariant *value;
+    };
+
+    Stretch writeElement(const ConfigurationAndProcessDataBase &element, int depth);
+    void writeOwnElement(const ConfigurationAndProcessDataBase &element, int depth,
+                         Stretch &stretch);
+    static std::vector<QVariant> framedValues(
+        const ConfigurationAndProcessDataBase &element,
+        const ConfigurationAndProcessDataBase::PropertyMap &properties);
+    void writeChildren(const ConfigurationAndProcessDataBase &node, int depth, Stretch &stretch);
+    void appendInOrder(QByteArray &framed, const Stretch &stretch) const;
+    QByteArray separator() const;
+    void writeKey(const QString &key, int depth);
+    void closeObject(bool isEmpty, int depth);
 
     /// False, and nothing written, for a value that JSON does not know.
     bool writeVariant(const QVariant &value, int depth);
@@ -48,5 +66,9 @@ private:
     void writeByToolkit(const QJsonValue &value, int depth);
 
     bool m_isCompact;
+    /// The children of a node stand in it in the order of the hash, in which their messages come.
+    /// No separators stand between them.
     QByteArray m_text;
+    /// Of the separators that are still to come.
+    int m_separatorsSize = 0;
 };

@@ -30,6 +30,17 @@ Base::SetValueStatus writeLiterally(const QString &url, const Root &root, const 
         ->setValue(QVariant(table.getArrayValueContent()));
 }
 
+/// From a table that was loaded whole.
+QVariant readLiterally(const QString &url, const Root &root)
+{
+    Array2dDataTypeWrapper table{QVariantList(), QVariantList()};
+    QString urlWithoutIndex;
+    SelectorUrlArrayIndex index;
+    return Tools::fetchArrayHandleWithIndexes(url, root, table, urlWithoutIndex, index)
+               ? table.getCellValue(index.getRowIndex(), index.getColumnIndex())
+               : QVariant();
+}
+
 /// With the type of each value, which a comparison of variants does not tell.
 QString describe(const QVariant &value)
 {
@@ -128,13 +139,14 @@ QVariant information(RandomConfiguration &random)
 
 } // namespace
 
-/// Cells that are written in place against tables that are written whole.
+/// Cells that are read and written in place against tables that are loaded and written whole.
 class tst_ArrayCellWritesAgreement : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void statusSignalsMessagesAndTablesAgree();
+    void cellsAndMessagesAgree();
     void aTableThatWasReadBeforeStaysAsItWas();
 };
 
@@ -164,6 +176,34 @@ void tst_ArrayCellWritesAgreement::statusSignalsMessagesAndTablesAgree()
             QCOMPARE(toText(log.take()), expectedLog);
             QCOMPARE(written.content(), expected.content());
             QCOMPARE(written.takeSignals(), expected.takeSignals());
+        }
+    }
+}
+
+void tst_ArrayCellWritesAgreement::cellsAndMessagesAgree()
+{
+    const quint32 seed = QRandomGenerator::global()->generate();
+    qInfo() << "seed" << seed;
+    RandomConfiguration random(seed);
+    LogCapture log;
+    for (int i = 0; i < 1000; ++i) {
+        const QVariantList flat{random.value(), cellValue(random), QVariantList{cellValue(random)}};
+        const QVariant content = random.once(3)   ? QVariant(random.cells())
+                                 : random.once(2) ? QVariant(flat)
+                                 : random.once(5) ? random.value()
+                                                  : plainTable(random);
+        const Table table(content, information(random), random.once(20) ? "int32" : "array");
+        for (int j = 0; j < 10; ++j) {
+            const QString url =
+                QStringLiteral("table#%1,%2").arg(random.below(5)).arg(random.below(4));
+            log.take();
+            const QVariant expected = readLiterally(url, table.root());
+            const QString expectedLog = toText(log.take());
+
+            const QVariant cell = Tools::extractConfigValueWithArrayIndexUrl(url, table.root());
+
+            QCOMPARE(toText(log.take()), expectedLog);
+            QCOMPARE(describe(cell), describe(expected));
         }
     }
 }

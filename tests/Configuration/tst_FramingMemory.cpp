@@ -22,6 +22,24 @@ Element treeOfLeaves()
     return Parser().createNode({{"type", "treenode"}, {"value", leaves}}, "config.json");
 }
 
+/// A leaf with a long text below so many nodes.
+Element treeOfDepth(int depth)
+{
+    QJsonObject description{{"type", "string"}, {"value", QString(longTextSize, 'x')}};
+    for (int i = 0; i < depth; ++i) {
+        description = {{"type", "treenode"}, {"value", QJsonObject{{"node", description}}}};
+    }
+    return Parser().createNode(description, "config.json");
+}
+
+/// Each copy of a text takes room of its own.
+qint64 takenByFraming(const Element &root, QJsonDocument::JsonFormat format)
+{
+    const HeapWatch heap;
+    QByteArray text;
+    return Parser().frameToByteArray(root, text, format) ? heap.takenBytes() : -1;
+}
+
 /// The leaf that is framed as the one with that number.
 Element leafInTurn(const Element &root, int number)
 {
@@ -54,6 +72,8 @@ void addOrders()
 
 } // namespace
 
+Q_DECLARE_METATYPE(QJsonDocument::JsonFormat)
+
 /// What framing takes from the heap beside what comes out of it. Elements are framed in the order
 /// of a hash, and the long text may come anywhere in it.
 class tst_FramingMemory : public QObject
@@ -67,6 +87,8 @@ private Q_SLOTS:
     void aTextTakesASmallMultipleOfItself_data();
     void aTextTakesASmallMultipleOfItself();
     void leavesDoNotCarryATextThatOnlyTheFirstShared();
+    void aTextIsCopiedAsOftenInADeepTreeAsInAFlatOne_data();
+    void aTextIsCopiedAsOftenInADeepTreeAsInAFlatOne();
 };
 
 void tst_FramingMemory::initTestCase()
@@ -138,6 +160,26 @@ void tst_FramingMemory::leavesDoNotCarryATextThatOnlyTheFirstShared()
     QCOMPARE(json.value("value").toObject().size(), leafCount);
     QVERIFY2(heap.peakBytes() < 2 * 8 * qint64{size} + (1 << 20),
              qPrintable(QString::number(heap.peakBytes())));
+}
+
+void tst_FramingMemory::aTextIsCopiedAsOftenInADeepTreeAsInAFlatOne_data()
+{
+    QTest::addColumn<QJsonDocument::JsonFormat>("format");
+    QTest::newRow("compact") << QJsonDocument::Compact;
+    QTest::newRow("indented") << QJsonDocument::Indented;
+}
+
+void tst_FramingMemory::aTextIsCopiedAsOftenInADeepTreeAsInAFlatOne()
+{
+    QFETCH(QJsonDocument::JsonFormat, format);
+
+    const qint64 takenInFlatTree = takenByFraming(treeOfDepth(1), format);
+    const qint64 takenInDeepTree = takenByFraming(treeOfDepth(100), format);
+
+    QVERIFY(takenInFlatTree > 0);
+    // The nodes have their own texts, whose lines are indented.
+    QVERIFY2(takenInDeepTree - takenInFlatTree < longTextSize,
+             qPrintable(QString::number(takenInDeepTree - takenInFlatTree)));
 }
 
 QTEST_GUILESS_MAIN(tst_FramingMemory)
