@@ -35,7 +35,10 @@ private Q_SLOTS:
     void fileThatDoesNotParseIsNamed();
     void arrayThatIsNoTableHasNoCells_data();
     void arrayThatIsNoTableHasNoCells();
+    void nameThatStandsForTwoIsRefused_data();
     void nameThatStandsForTwoIsRefused();
+    void folderWithoutNodeSharesItsNameWithAFile_data();
+    void folderWithoutNodeSharesItsNameWithAFile();
     void loopOfLinksIsPassedOver();
     void unreadableFileIsRefused();
     void unreadableFolderIsRefused();
@@ -388,16 +391,63 @@ void tst_ToolConfigRead::arrayThatIsNoTableHasNoCells()
     QCOMPARE(m_device->run("get", {"tables/table"}).exitCode, 0);
 }
 
+void tst_ToolConfigRead::nameThatStandsForTwoIsRefused_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("folder with configurations") << "inputs.config.json"
+                                                << "inputs";
+    // Any folder in a folder makes a node of it.
+    QTest::newRow("folder with an empty folder") << "outer.config.json"
+                                                 << "outer";
+    QTest::newRow("two files") << "device.old.config.json"
+                               << "device";
+}
+
 void tst_ToolConfigRead::nameThatStandsForTwoIsRefused()
 {
-    QVERIFY(m_device->directory().write("inputs.config.json",
-                                        m_device->directory().read("device.config.json")));
+    QFETCH(QString, file);
+    QFETCH(QString, name);
+    QVERIFY(QDir().mkpath(m_device->path("outer/inner")));
+    QVERIFY(m_device->directory().write(file, m_device->directory().read("device.config.json")));
 
     const ToolResult result = m_device->run("show", {});
 
-    VERIFY_REFUSED(result, 9,
-                   m_device->path("inputs.config.json")
-                       + ": 'inputs' is also the name of another file or folder here");
+    QCOMPARE(result.exitCode, 9);
+    QCOMPARE(result.output, QString());
+    QVERIFY2(
+        result.error.endsWith(
+            QStringLiteral(": '%1' is also the name of another file or folder here\n").arg(name)),
+        qPrintable(result.error));
+}
+
+void tst_ToolConfigRead::folderWithoutNodeSharesItsNameWithAFile_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("process descriptions only") << "process";
+    QTest::newRow("empty folder") << "empty";
+    QTest::newRow("link that leads back") << "loop";
+}
+
+void tst_ToolConfigRead::folderWithoutNodeSharesItsNameWithAFile()
+{
+    QFETCH(QString, name);
+    const auto &directory = m_device->directory();
+    QVERIFY(QDir().mkpath(m_device->path("empty")) && QDir().mkpath(m_device->path("process")));
+    QVERIFY(QFile::link(".", m_device->path("loop")));
+    QVERIFY(directory.write("process/level.process.json",
+                            directory.read("inputs/channel1.process.json")));
+    QVERIFY(directory.write(name + ".config.json", directory.read("device.config.json")));
+
+    const ToolResult result = m_device->run("show", {name});
+
+    QCOMPARE(result.error, QString());
+    QVERIFY2(result.output.contains(name + "/tag"), qPrintable(result.output));
+    QCOMPARE(m_device->valueAt(name + "/tag"), m_device->valueAt("device/tag"));
+    QCOMPARE(m_device->run("set", {name + "/tag", "TI-7"}).exitCode, 0);
+    QCOMPARE(m_device->valueAt(name + "/tag"), QString("TI-7"));
 }
 
 void tst_ToolConfigRead::loopOfLinksIsPassedOver()

@@ -75,11 +75,23 @@ QList<QFileInfo> configurationEntries(const QFileInfo &directory)
                QStringLiteral("'%1' is also the name of another file or folder here").arg(url));
 }
 
+/// Whether the tree holds a node for a folder: not for one without configurations, nor for one that
+/// leads back to a folder above it.
+bool makesNode(const QFileInfo &folder, const QStringList &ancestors)
+{
+    return Access::containsFileOrDir(Access::generateDirectoryInfoList(QDir(folder.filePath())),
+                                     PropertyManagerConst::getConfigFileExtension())
+           && !ancestors.contains(folder.canonicalFilePath());
+}
+
 /// The tree would hold only one of two entries with the same name.
-void checkNames(const QList<QFileInfo> &entries, const QString &url)
+void checkNames(const QList<QFileInfo> &entries, const QString &url, const QStringList &ancestors)
 {
     QStringList names;
     for (const QFileInfo &entry : entries) {
+        if (entry.isDir() && !makesNode(entry, ancestors)) {
+            continue;
+        }
         if (names.contains(treeName(entry))) {
             refuseName(entry, TreeUrl::joined(url, treeName(entry)));
         }
@@ -203,12 +215,13 @@ void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &u
     if (ancestors.contains(canonicalPath)) {
         return;
     }
+    const QStringList ancestorsOfEntries = ancestors + QStringList(canonicalPath);
     const QList<QFileInfo> entries = configurationEntries(directory);
-    checkNames(entries, url);
+    checkNames(entries, url, ancestorsOfEntries);
     for (const QFileInfo &entry : entries) {
         const QString entryUrl = TreeUrl::joined(url, treeName(entry));
         if (entry.isDir()) {
-            listFiles(entry, entryUrl, ancestors + QStringList(canonicalPath));
+            listFiles(entry, entryUrl, ancestorsOfEntries);
         } else {
             addFile(entry, entryUrl, url);
         }
