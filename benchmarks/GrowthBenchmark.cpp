@@ -156,6 +156,66 @@ void writeCellByUrl(benchmark::State &state, int rows)
     }
 }
 
+// One cell among rows, of that table and of a flat array.
+
+Root treeWithFlatArray(int rows)
+{
+    QJsonArray values;
+    for (int row = 0; row < rows; ++row) {
+        values.append(row);
+    }
+    const QJsonObject array{{QStringLiteral("type"), QStringLiteral("array")},
+                            {QStringLiteral("value"), values},
+                            {QStringLiteral("arrayInformation"), QJsonArray{QJsonArray{}}}};
+    return parse(textOf(Descriptions::node({{QStringLiteral("table"), array}})));
+}
+
+/// The cell in the middle, whose value is the number of its row.
+void readCell(benchmark::State &state, const Root &tree, int rows)
+{
+    const QString url = QStringLiteral("table#%1,0").arg(rows / 2);
+    for (auto _ : state) {
+        int value = 0;
+        if (!ConfigurationAndProcessDataTools::extractConfigValueInt(url, tree, value)
+            || value != rows / 2) {
+            state.SkipWithError("the cell cannot be read");
+            return;
+        }
+    }
+}
+
+void readCellByUrl(benchmark::State &state, int rows)
+{
+    readCell(state, treeWithTable(rows), rows);
+}
+
+void readFlatCellByUrl(benchmark::State &state, int rows)
+{
+    readCell(state, treeWithFlatArray(rows), rows);
+}
+
+void writeEqualCellByUrl(benchmark::State &state, int rows)
+{
+    const Root tree = treeWithTable(rows);
+    const QString url = QStringLiteral("table#%1,0").arg(rows / 2);
+    for (auto _ : state) {
+        if (ConfigurationAndProcessDataTools::setConfigValueWithStatus(url, tree, rows / 2)
+            != Base::SetValueUnchanged) {
+            state.SkipWithError("the cell is not what it was");
+            return;
+        }
+    }
+}
+
+void loadTable(benchmark::State &state, int rows)
+{
+    const Root tree = treeWithTable(rows);
+    for (auto _ : state) {
+        const Array2dDataTypeWrapper table(tree, QStringLiteral("table"));
+        benchmark::DoNotOptimize(table.getNumberOfRows());
+    }
+}
+
 /// A whole table, grown from one row.
 void addRows(benchmark::State &state, int rows)
 {
@@ -239,6 +299,10 @@ const bool rowsAreRegistered = [] {
         row("rows/writeCellByUrl", rows, writeCellByUrl);
         row("rows/addRows", rows, addRows);
         row("rows/readTable", rows, readTable);
+        row("cells/readByUrl", rows, readCellByUrl);
+        row("cells/readFlatByUrl", rows, readFlatCellByUrl);
+        row("cells/writeEqualByUrl", rows, writeEqualCellByUrl);
+        row("cells/load", rows, loadTable);
     }
     for (const int files : {1, 10, 100, 500, 2000}) {
         // A first build wants a directory of its own, so that one is enough.

@@ -27,13 +27,16 @@ PLOTS = (
     Plot("rows", "Rows of a table", "rows", (
         Series("addRows", "addNewRow, all rows", 1), Series("readTable", "read the table", 1),
         Series("writeCellByUrl", "write one cell by URL", 0))),
+    Plot("cells", "One cell of an array", "rows", (
+        Series("readByUrl", "read by URL", 0), Series("readFlatByUrl", "read, flat array", 0),
+        Series("writeEqualByUrl", "write what is there", 0), Series("load", "load a wrapper", 0))),
     Plot("files", "Files of a device directory", "files", (
         Series("firstBuild", "first build", 1), Series("secondBuild", "second build", 1))),
 )
 
 WIDTH, HEIGHT = 720, 420
 LEFT, RIGHT, TOP, BOTTOM = 76, 536, 50, 362
-COLOURS = ("#1f5fa8", "#b3541e", "#3a7d34")
+COLOURS = ("#1f5fa8", "#b3541e", "#3a7d34", "#7a4a9e")
 TIMES = ((1, "1 ns"), (10, "10 ns"), (100, "100 ns"), (1e3, "1 µs"), (1e4, "10 µs"),
          (1e5, "100 µs"), (1e6, "1 ms"), (1e7, "10 ms"), (1e8, "100 ms"), (1e9, "1 s"),
          (1e10, "10 s"), (1e11, "100 s"), (1e12, "1000 s"))
