@@ -245,7 +245,9 @@ SetValueStatus ConfigurationAndProcessDataBase::setPropertyNoSignalEmit(const QS
 void ConfigurationAndProcessDataBase::addProperty(const QString &key, const QVariant &value)
 {
     if (m_properties.contains(key)) {
-        qWarning() << "PropertyMap already contains key:" << key << QStringLiteral("!");
+        // As texts, which the stream puts in quotes, the fixed ones as well.
+        qWarning() << QStringLiteral("PropertyMap already contains key:") << key
+                   << QStringLiteral("!");
     }
     m_properties.insert(key, value);
 }

@@ -228,8 +228,8 @@ void tst_ProcessDirectories::memoryFactsReplaceFormerOnes()
 
     QVERIFY(Access::parseProcessDir(root, QFileInfo("base")));
 
-    COMPARE_LOG(log, warning("PropertyMap already contains key: \"doubleBuffer\" \"!\""),
-                warning("PropertyMap already contains key: \"sizeOfSharedMemory\" \"!\""));
+    COMPARE_LOG(log, warning("\"PropertyMap already contains key:\" \"doubleBuffer\" \"!\""),
+                warning("\"PropertyMap already contains key:\" \"sizeOfSharedMemory\" \"!\""));
     QCOMPARE(root->getProperty("doubleBuffer"), QVariant(true));
     QCOMPARE(root->getProperty("sizeOfSharedMemory"), QVariant(96));
 }

@@ -115,7 +115,7 @@ void tst_TreeElementsProperties::addingAPresentKeyOverwritesAndWarns()
     leaf.addProperty("unit", 5);
 
     QCOMPARE(leaf.getProperties(), (Base::PropertyMap{{"unit", 5}}));
-    COMPARE_LOG(log, warning("PropertyMap already contains key: \"unit\" \"!\""));
+    COMPARE_LOG(log, warning("\"PropertyMap already contains key:\" \"unit\" \"!\""));
 }
 
 void tst_TreeElementsProperties::addingOverAnInvalidEntryWarnsToo()
@@ -126,7 +126,7 @@ void tst_TreeElementsProperties::addingOverAnInvalidEntryWarnsToo()
 
     leaf.addProperty("unit", QVariant());
 
-    COMPARE_LOG(log, warning("PropertyMap already contains key: \"unit\" \"!\""));
+    COMPARE_LOG(log, warning("\"PropertyMap already contains key:\" \"unit\" \"!\""));
 }
 
 void tst_TreeElementsProperties::addingTakesTheKeyLiterally()
@@ -157,7 +157,7 @@ void tst_TreeElementsProperties::addPropertiesAddsEachByTheVirtualOperation()
     QCOMPARE(element.m_keys, QStringList(added.keys()));
     QCOMPARE(element.getProperties(),
              (Base::PropertyMap{{"a", 1}, {"b", 2}, {"c", 3}, {"unit", "bar"}, {"type", "int32"}}));
-    COMPARE_LOG(log, warning("PropertyMap already contains key: \"unit\" \"!\""));
+    COMPARE_LOG(log, warning("\"PropertyMap already contains key:\" \"unit\" \"!\""));
 }
 
 void tst_TreeElementsProperties::addPropertiesOfNothingAddsNothing()
