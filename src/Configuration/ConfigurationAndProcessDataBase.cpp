@@ -90,7 +90,12 @@ ConfigurationAndProcessDataBase::ConfigurationAndProcessDataBase(const QJsonObje
     initPropertyMap(json);
 }
 
-ConfigurationAndProcessDataBase::~ConfigurationAndProcessDataBase() = default;
+ConfigurationAndProcessDataBase::~ConfigurationAndProcessDataBase()
+{
+    // Out of the table before they die: whoever hears of that may look into it.
+    ChildMap childs;
+    childs.swap(m_childs);
+}
 
 void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
 {

@@ -197,6 +197,10 @@ ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode(const Q
 ConfigurationAndProcessDataTreeNode::~ConfigurationAndProcessDataTreeNode()
 {
     QObject::disconnect(this, nullptr, nullptr, nullptr);
+    // Whoever hears that a child dies, and asks this node or deletes in it, finds an empty node. Here,
+    // as the base class is no node any more.
+    ChildMap childs;
+    childs.swap(m_childs);
 }
 
 // NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
@@ -313,10 +317,14 @@ void ConfigurationAndProcessDataTreeNode::collectUrlsOfElements(QStringList &url
 void ConfigurationAndProcessDataTreeNode::addElement(const QString &key,
                                                      const BaseClassSharedPointer &element)
 {
-    m_childs.insert(key, element);
+    BaseClassSharedPointer former = element;
+    m_childs[key].swap(former);
+    // A child that was replaced dies here, when the table is complete: it may be asked and changed
+    // by whoever hears of that.
 }
 
 void ConfigurationAndProcessDataTreeNode::deleteElement(const QString &key)
 {
-    m_childs.remove(key);
+    // Out of the table first. What hears that the child dies may ask for it, or delete again.
+    const BaseClassSharedPointer child = m_childs.take(key);
 }
