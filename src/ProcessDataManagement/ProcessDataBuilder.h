@@ -46,7 +46,7 @@ public:
     /// First step: every leaf of the part moves by the size of the root, which goes to @p offset.
     bool adaptOffsetOfSharedMemoryInPart(const BaseClassSharedPointer &root,
                                          BaseClassSharedPointer &part, int &offset) const;
-    /// Second step: the root grows by the part; the sum goes to @p size.
+    /// Second step: the root grows by the part, whose own size goes to @p size.
     bool adaptSizeOfSharedMemoryInRoot(BaseClassSharedPointer &root,
                                        const BaseClassSharedPointer &part, int &size) const;
     /// Third step: the part gets a display position and loses what only a root has.
