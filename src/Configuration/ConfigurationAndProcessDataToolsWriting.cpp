@@ -54,11 +54,13 @@ Base::SetValueStatus ConfigurationAndProcessDataTools::setConfigValueWithStatus(
     if (!isRootGiven(root)) {
         return Base::SetValueTargetMissing;
     }
-    const Base::SetValueStatus cellStatus = setConfigValueWithArrayIndexUrl(url, root, value);
+    // What hears of the change may put another root into the variable of the caller.
+    const BaseClassSharedPointer kept = root;
+    const Base::SetValueStatus cellStatus = setConfigValueWithArrayIndexUrl(url, kept, value);
     if (cellStatus != Base::SetValueTargetMissing) {
         return cellStatus;
     }
-    return writeChecked(url, root, value,
+    return writeChecked(url, kept, value,
                         [&value](ConfigurationDataValue &leaf) { return leaf.setValue(value); });
 }
 
@@ -93,7 +95,8 @@ Base::SetValueStatus ConfigurationAndProcessDataTools::setPropertyWithStatus(
     if (!isRootGiven(root)) {
         return Base::SetValueTargetMissing;
     }
-    const QSharedPointer<ConfigurationDataValue> leaf = root->getLeafConfigurationData(url);
+    const BaseClassSharedPointer kept = root;
+    const QSharedPointer<ConfigurationDataValue> leaf = kept->getLeafConfigurationData(url);
     return leaf.isNull() ? Base::SetValueTargetMissing : leaf->setProperty(property, value);
 }
 

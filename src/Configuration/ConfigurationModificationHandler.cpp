@@ -7,6 +7,9 @@
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
+// Each operation that writes holds a pointer of its own: what hears of the change may put another
+// root into the variable of the caller, and the one that is being stamped would die in its write.
+
 namespace {
 
 const char *const nullRootMessage = "Invalid pointer to root node!";
@@ -63,8 +66,9 @@ bool ConfigurationModificationHandler::setModifiedBy(const BaseClassSharedPointe
         qWarning() << modifierMissingMessage;
         return false;
     }
+    const BaseClassSharedPointer kept = root;
     // What counts is that the root can be stamped; a text that stands there already is as good.
-    root->setProperty(Definitions::getKeyDataPropertyModifiedBy(), modifiedBy);
+    kept->setProperty(Definitions::getKeyDataPropertyModifiedBy(), modifiedBy);
     return true;
 }
 
@@ -79,7 +83,8 @@ bool ConfigurationModificationHandler::setLastModified(const BaseClassSharedPoin
         qWarning() << "Cannot find property 'last modified' in root node!";
         return false;
     }
-    root->setProperty(Definitions::getKeyDataPropertyLastModified(), lastModified);
+    const BaseClassSharedPointer kept = root;
+    kept->setProperty(Definitions::getKeyDataPropertyLastModified(), lastModified);
     return true;
 }
 
@@ -90,10 +95,11 @@ bool ConfigurationModificationHandler::setModifiedByAndCurrentDate(
         qWarning() << nullRootMessage;
         return false;
     }
+    const BaseClassSharedPointer kept = root;
     // The date is stamped also where the modifier has no place.
-    const bool modifierStamped = setModifiedBy(root, modifiedBy);
+    const bool modifierStamped = setModifiedBy(kept, modifiedBy);
     const bool dateStamped = setLastModified(
-        root, getModificationDateAsString(QDateTime::currentDateTime()));
+        kept, getModificationDateAsString(QDateTime::currentDateTime()));
     return modifierStamped && dateStamped;
 }
 
@@ -105,13 +111,14 @@ bool ConfigurationModificationHandler::touch(const BaseClassSharedPointer &root,
         withNames(qWarning() << nullRootMessage, moduleName, objectName, instanceName);
         return true;
     }
+    const BaseClassSharedPointer kept = root;
     const QString date = getModificationDateAsString(QDateTime::currentDateTime());
-    const bool dateStamped = setLastModified(root, date);
+    const bool dateStamped = setLastModified(kept, date);
     bool modifierStamped = false;
     if (!origin.isEmpty()) {
-        const QString chain = getModifiedBy(root);
+        const QString chain = getModifiedBy(kept);
         modifierStamped = setModifiedBy(
-            root, chain.isEmpty() ? origin : chain + QLatin1Char('(') + origin + QLatin1Char(')'));
+            kept, chain.isEmpty() ? origin : chain + QLatin1Char('(') + origin + QLatin1Char(')'));
     }
     if (dateStamped || modifierStamped) {
         appendModifiedInstance(moduleName, objectName, instanceName, date);

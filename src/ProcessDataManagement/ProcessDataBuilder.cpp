@@ -54,21 +54,24 @@ bool ProcessDataBuilder::buildProcessData(BaseClassSharedPointer &root,
     if (!areElementsGiven(root, part)) {
         return false;
     }
+    // What hears of the changes may put other trees into the variables of the caller.
+    BaseClassSharedPointer keptRoot = root;
+    BaseClassSharedPointer keptPart = part;
     // The offsets move by the size that the root has before it grows, and the display position is
     // the number of children before the part is one of them.
-    if (!adaptOffsetOfSharedMemoryInPart(root, part, offset)) {
+    if (!adaptOffsetOfSharedMemoryInPart(keptRoot, keptPart, offset)) {
         qWarning() << "Can not adapt offset of shared memory in part.";
         return false;
     }
-    if (!adaptSizeOfSharedMemoryInRoot(root, part, size)) {
+    if (!adaptSizeOfSharedMemoryInRoot(keptRoot, keptPart, size)) {
         qWarning() << "Can not adapt size of shared memory in root.";
         return false;
     }
-    if (!addAndRemovePropertiesForTreeNodeInPart(root, part)) {
+    if (!addAndRemovePropertiesForTreeNodeInPart(keptRoot, keptPart)) {
         qWarning() << "Can not add and remove properties for treenode in part.";
         return false;
     }
-    if (!addPartToRoot(root, part, name)) {
+    if (!addPartToRoot(keptRoot, keptPart, name)) {
         qWarning() << "Can not add part to root.";
         return false;
     }
@@ -110,8 +113,9 @@ bool ProcessDataBuilder::adaptOffsetOfSharedMemoryInPart(const BaseClassSharedPo
         return false;
     }
     offset = rootSize.toInt();
+    const BaseClassSharedPointer kept = part;
     ConfigurationAndProcessDataBase::ListElements leaves;
-    part->collectElements(leaves, true);
+    kept->collectElements(leaves, true);
     if (leaves.isEmpty()) {
         return false;
     }
@@ -152,7 +156,8 @@ bool ProcessDataBuilder::adaptSizeOfSharedMemoryInRoot(BaseClassSharedPointer &r
         return false;
     }
     size = partSize.toInt();
-    root->setProperty(sizeKey, ByteCount::addWrapping(size, rootSize.toInt()));
+    const BaseClassSharedPointer kept = root;
+    kept->setProperty(sizeKey, ByteCount::addWrapping(size, rootSize.toInt()));
     return true;
 }
 
@@ -163,8 +168,9 @@ bool ProcessDataBuilder::addAndRemovePropertiesForTreeNodeInPart(const BaseClass
         return false;
     }
     part->removeProperties(sm_PropertiesToRemove);
+    const BaseClassSharedPointer kept = part;
     // The part has to bring the property along; one that does not goes without a position.
-    part->setProperty(Definitions::getKeyDataPropertyDisplayPosition(), root->getNumberOfChilds());
+    kept->setProperty(Definitions::getKeyDataPropertyDisplayPosition(), root->getNumberOfChilds());
     return true;
 }
 

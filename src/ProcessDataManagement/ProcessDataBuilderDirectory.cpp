@@ -227,7 +227,9 @@ bool ProcessDataBuilder::setPropertyFromSharedMemory(const BaseClassSharedPointe
                                                      bool &changed) const
 {
     changed = false;
-    const auto state = element->setProperty(property, value);
+    // What hears of the change may put another element into the variable of the caller.
+    const BaseClassSharedPointer kept = element;
+    const auto state = kept->setProperty(property, value);
     switch (state) {
     case ConfigurationAndProcessDataBase::SetValueChanged: changed = true; return true;
     case ConfigurationAndProcessDataBase::SetValueUnchanged: return true;
