@@ -8,6 +8,15 @@
 #include <memory>
 #include <typeinfo>
 
+// Not in the header like that of other factories: a program that is linked against the library would
+// have a table of its own there, and register into it what the parser never finds.
+template <>
+VEXOFactories::LeafFactory &VEXOFactories::LeafFactory::instance()
+{
+    static LeafFactory &factory = *new LeafFactory;
+    return factory;
+}
+
 namespace ElementRegistration {
 
 // Objects of one file are constructed from top to bottom, so the postfixes stand before the

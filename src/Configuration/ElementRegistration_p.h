@@ -3,13 +3,12 @@
 #include "Configuration/ConfigurationAndProcessDataBase.h"
 #include "Factories/Factory.h"
 
-#include <QJsonObject>
 #include <QString>
 
 /// Which leaf class stands behind a file postfix, and which classes of elements are known here.
 namespace ElementRegistration {
 
-using LeafFactory = VEXOFactories::Factory<ConfigurationAndProcessDataBase, const QJsonObject &>;
+using VEXOFactories::LeafFactory;
 
 // Set before the leaf classes are registered, that is, while the library is loaded.
 extern const QString configurationPostfix;

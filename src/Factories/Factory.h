@@ -1,11 +1,15 @@
 #pragma once
 
+#include "Companion/TesselExport.h"
+
 #include <QHash>
 #include <QString>
 
 #include <memory>
 #include <unordered_map>
 
+class ConfigurationAndProcessDataBase;
+class QJsonObject;
 class QObject;
 
 namespace VEXOFactories {
@@ -23,7 +27,7 @@ struct KeyHasher
 /// @tparam Arguments  what the products' constructors take before the parent object
 ///
 /// The table is written while static objects are constructed and only read afterwards, so any
-/// thread may look creators up then.
+/// thread may look creators up then. It stays until the process ends, and is not destroyed.
 template <class Product, class... Arguments>
 class Factory
 {
@@ -55,7 +59,7 @@ public:
     /// The one table of the family.
     static Factory &instance()
     {
-        static Factory factory;
+        static Factory &factory = *new Factory;
         return factory;
     }
 
@@ -75,5 +79,13 @@ public:
 private:
     std::unordered_map<QString, std::unique_ptr<AbstractCreator>, KeyHasher> m_creators;
 };
+
+/// The factory of the leaves of description trees.
+using LeafFactory = Factory<ConfigurationAndProcessDataBase, const QJsonObject &>;
+
+/// Held by the library, which looks there for the leaf class of a description's postfix. A program
+/// that registers a class of its own, before it parses, gets its leaves from the parser.
+template <>
+TESSEL_EXPORT LeafFactory &LeafFactory::instance();
 
 } // namespace VEXOFactories

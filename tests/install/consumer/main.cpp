@@ -1,6 +1,9 @@
 // A program as an application's developer writes it, against the installed package: it publishes a
-// value in a region of its own and reads it back.
+// value in a region of its own and reads it back, and has the parser make leaves of its own class.
 #include "Companion/FileSearch.h"
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/ConfigurationDataValue.h"
+#include "Factories/Factory.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
@@ -8,6 +11,7 @@
 #include <QString>
 
 #include <cstdlib>
+#include <memory>
 
 #include <unistd.h>
 
@@ -40,10 +44,39 @@ bool publishAndReadBack(ProcessDataManager &manager, ProcessDataValue &level)
     return published && read == written;
 }
 
+class Recipe : public ConfigurationDataValue
+{
+public:
+    using ConfigurationDataValue::ConfigurationDataValue;
+};
+
+template <class Leaf>
+bool parsesTo(const QString &postfix)
+{
+    const ConfigurationAndProcessDataBase::BaseClassSharedPointer leaf =
+        ConfigurationAndProcessDataParser().parseFromJson(
+            QStringLiteral(R"({"type": "int32", "value": 7})"), postfix);
+    return !leaf.dynamicCast<Leaf>().isNull();
+}
+
+/// Beside the classes of the library, which stay what they were.
+bool registerOwnClass()
+{
+    using VEXOFactories::LeafFactory;
+    LeafFactory::instance().registerCreator(QStringLiteral("recipe.json"),
+                                            std::make_unique<LeafFactory::Creator<Recipe>>());
+    return parsesTo<Recipe>(QStringLiteral("recipe.json"))
+           && parsesTo<ConfigurationDataValue>(QStringLiteral("config.json"))
+           && parsesTo<ProcessDataValue>(QStringLiteral("process.json"));
+}
+
 } // namespace
 
 int main()
 {
+    if (!registerOwnClass()) {
+        return EXIT_FAILURE;
+    }
     ProcessDataManager manager;
     const auto root = manager.createProcessDataFromJson(
         QString::fromLatin1(description).arg(getpid()), QStringLiteral("process.json"),
