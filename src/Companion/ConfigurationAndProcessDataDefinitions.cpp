@@ -1,5 +1,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 
+#include "Companion/Lasting_p.h"
+
 #include <QVector>
 
 namespace {
@@ -19,7 +21,7 @@ using Definitions = ConfigurationAndProcessDataDefinitions;
 /// All types of leaves but the array, whose cells have types of their own.
 const QVector<BasicDataType> &basicDataTypes()
 {
-    static const QVector<BasicDataType> types = {
+    static const Lasting<QVector<BasicDataType>> types(QVector<BasicDataType>{
         {Definitions::getKeyDataTypeBoolean(), QMetaType::Bool, 1, false},
         {QLatin1String("bit"), QMetaType::Bool, 1, false},
         {QLatin1String("int8"), QMetaType::Int, 1, true},
@@ -35,8 +37,8 @@ const QVector<BasicDataType> &basicDataTypes()
         {Definitions::getKeyDataTypeString(), QMetaType::QString, 0, false},
         // The value of a selector is the index of what is selected.
         {Definitions::getKeyDataTypeSelector(), QMetaType::Int, 4, false},
-    };
-    return types;
+    });
+    return types.get();
 }
 
 QStringList namesOfNumberTypes()
@@ -74,229 +76,229 @@ QHash<QString, int> slotSizesByName()
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataTypeTreeNode()
 {
-    static const QString text = QStringLiteral("treenode");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("treenode"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataTypeArray()
 {
-    static const QString text = QStringLiteral("array");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("array"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataTypeBoolean()
 {
-    static const QString text = QStringLiteral("boolean");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("boolean"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataTypeSelector()
 {
-    static const QString text = QStringLiteral("selector");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("selector"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataTypeString()
 {
-    static const QString text = QStringLiteral("string");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("string"));
+    return text.get();
 }
 
 const QStringList &ConfigurationAndProcessDataDefinitions::getConfigurationNumberDataTypes()
 {
-    static const QStringList names = namesOfNumberTypes();
-    return names;
+    static const Lasting<QStringList> names(namesOfNumberTypes());
+    return names.get();
 }
 
 const QHash<QString, QMetaType::Type>
     &ConfigurationAndProcessDataDefinitions::getBasicDataTypeMapForProcessData()
 {
-    static const QHash<QString, QMetaType::Type> metaTypes = metaTypesByName();
-    return metaTypes;
+    static const Lasting<QHash<QString, QMetaType::Type>> metaTypes(metaTypesByName());
+    return metaTypes.get();
 }
 
 const QHash<QString, int> &ConfigurationAndProcessDataDefinitions::getMapBasicDataTypeStringToSize()
 {
-    static const QHash<QString, int> sizes = slotSizesByName();
-    return sizes;
+    static const Lasting<QHash<QString, int>> sizes(slotSizesByName());
+    return sizes.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyType()
 {
-    static const QString text = QStringLiteral("type");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("type"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyValue()
 {
-    static const QString text = QStringLiteral("value");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("value"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyMinLimit()
 {
-    static const QString text = QStringLiteral("minLimit");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("minLimit"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyMaxLimit()
 {
-    static const QString text = QStringLiteral("maxLimit");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("maxLimit"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertySchemeVersion()
 {
-    static const QString text = QStringLiteral("schemeVersion");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("schemeVersion"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyDisplayPosition()
 {
-    static const QString text = QStringLiteral("displayPosition");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("displayPosition"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyReadOnly()
 {
-    static const QString text = QStringLiteral("readOnly");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("readOnly"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyRegularExpression()
 {
-    static const QString text = QStringLiteral("regularExpression");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("regularExpression"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyLabelTextId()
 {
-    static const QString text = QStringLiteral("labelTextId");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("labelTextId"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyCpveVersion()
 {
-    static const QString text = QStringLiteral("cpveVersion");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("cpveVersion"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyConfigurationVersion()
 {
-    static const QString text = QStringLiteral("configurationVersion");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("configurationVersion"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyArrayInformation()
 {
-    static const QString text = QStringLiteral("arrayInformation");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("arrayInformation"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyArrayHasDynamicRows()
 {
-    static const QString text = QStringLiteral("arrayHasDynamicRows");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("arrayHasDynamicRows"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyArrayMinRows()
 {
-    static const QString text = QStringLiteral("arrayMinRows");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("arrayMinRows"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyArrayMaxRows()
 {
-    static const QString text = QStringLiteral("arrayMaxRows");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("arrayMaxRows"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyUnitType()
 {
-    static const QString text = QStringLiteral("unitType");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("unitType"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyModifiedBy()
 {
-    static const QString text = QStringLiteral("modifiedBy");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("modifiedBy"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyLastModified()
 {
-    static const QString text = QStringLiteral("lastModified");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("lastModified"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyUnit()
 {
-    static const QString text = QStringLiteral("unit");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("unit"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyUnitText()
 {
-    static const QString text = QStringLiteral("unitText");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("unitText"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyViewStart()
 {
-    static const QString text = QStringLiteral("viewStart");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("viewStart"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyViewEnd()
 {
-    static const QString text = QStringLiteral("viewEnd");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("viewEnd"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyOffsetSharedMemory()
 {
-    static const QString text = QStringLiteral("offsetSharedMemory");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("offsetSharedMemory"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyRelativeOffsetMetadata()
 {
-    static const QString text = QStringLiteral("relativeOffsetMetadata");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("relativeOffsetMetadata"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertySizeValue()
 {
-    static const QString text = QStringLiteral("sizeValue");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("sizeValue"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertySizeMetadata()
 {
-    static const QString text = QStringLiteral("sizeMetadata");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("sizeMetadata"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyBitmask()
 {
-    static const QString text = QStringLiteral("bitmask");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("bitmask"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertySizeOfSharedMemory()
 {
-    static const QString text = QStringLiteral("sizeOfSharedMemory");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("sizeOfSharedMemory"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getKeyDataPropertyDoubleBuffer()
 {
-    static const QString text = QStringLiteral("doubleBuffer");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("doubleBuffer"));
+    return text.get();
 }
 
 const QString &ConfigurationAndProcessDataDefinitions::getStrKeyProcessDataMemory()
 {
-    static const QString text = QStringLiteral("keyProcessDataMemory");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("keyProcessDataMemory"));
+    return text.get();
 }

@@ -1,37 +1,39 @@
 #include "Companion/StringConversionsDefinitions.h"
 
+#include "Companion/Lasting_p.h"
+
 const QString &StringConversionsDefinitions::getBoolValueTrue()
 {
-    static const QString text = QStringLiteral("true");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("true"));
+    return text.get();
 }
 
 const QString &StringConversionsDefinitions::getBoolValueFalse()
 {
-    static const QString text = QStringLiteral("false");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("false"));
+    return text.get();
 }
 
 const QString &StringConversionsDefinitions::getErrorUnderrangeSign()
 {
-    static const QString text = QStringLiteral("_____");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("_____"));
+    return text.get();
 }
 
 const QString &StringConversionsDefinitions::getErrorOverrangeSign()
 {
-    static const QString text = QStringLiteral("^^^^^");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("^^^^^"));
+    return text.get();
 }
 
 const QString &StringConversionsDefinitions::getErrorNoInputValueSign()
 {
-    static const QString text = QStringLiteral("-----");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("-----"));
+    return text.get();
 }
 
 const QString &StringConversionsDefinitions::getErrorNaNSign()
 {
-    static const QString text = QStringLiteral("?????");
-    return text;
+    static const Lasting<QString> text(QStringLiteral("?????"));
+    return text.get();
 }

@@ -12,11 +12,14 @@
 using Base = ConfigurationAndProcessDataBase;
 using Tools = ConfigurationAndProcessDataTools;
 
-// Before the bracket stands a letter and after it a digit; "a1[2]" and "[2]" are plain keys.
-const QRegularExpression ConfigurationAndProcessDataPropertyHandler::sm_RegularExpressionDimension(
-    QStringLiteral("[a-zA-Z]+\\[(?<dimensions>\\d[,\\d]*)\\]"));
-const QRegularExpression ConfigurationAndProcessDataPropertyHandler::
-    sm_RegularExpressionRemoveDimension(QStringLiteral("[\\d[,\\d]*\\]"));
+// Before the bracket stands a letter and after it a digit; "a1[2]" and "[2]" are plain keys. Never
+// destroyed, as properties may be asked for after the static objects are.
+const QRegularExpression
+    &ConfigurationAndProcessDataPropertyHandler::sm_RegularExpressionDimension =
+        *new QRegularExpression(QStringLiteral("[a-zA-Z]+\\[(?<dimensions>\\d[,\\d]*)\\]"));
+const QRegularExpression
+    &ConfigurationAndProcessDataPropertyHandler::sm_RegularExpressionRemoveDimension =
+        *new QRegularExpression(QStringLiteral("[\\d[,\\d]*\\]"));
 
 namespace {
 

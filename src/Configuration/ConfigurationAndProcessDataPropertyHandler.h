@@ -43,6 +43,6 @@ public:
                                                             const QVariant &value);
 
 private:
-    static const QRegularExpression sm_RegularExpressionDimension;
-    static const QRegularExpression sm_RegularExpressionRemoveDimension;
+    static const QRegularExpression &sm_RegularExpressionDimension;
+    static const QRegularExpression &sm_RegularExpressionRemoveDimension;
 };

@@ -2,6 +2,7 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/IsoDateConverter.h"
+#include "Companion/Lasting_p.h"
 
 #include <QDebug>
 
@@ -23,12 +24,27 @@ QDebug withNames(QDebug message, const QString &moduleName, const QString &objec
                    << instanceName;
 }
 
+/// Lets the list of a handler go with the static objects. The handler itself stays, for roots that
+/// are stamped after them.
+class EndOfList
+{
+public:
+    explicit EndOfList(ConfigurationModificationHandler &handler) : m_handler(handler) { }
+    ~EndOfList() { m_handler.clearModifiedInstances(); }
+
+private:
+    Q_DISABLE_COPY(EndOfList)
+
+    ConfigurationModificationHandler &m_handler;
+};
+
 } // namespace
 
 ConfigurationModificationHandler &ConfigurationModificationHandler::getInstance()
 {
-    static ConfigurationModificationHandler handler;
-    return handler;
+    static Lasting<ConfigurationModificationHandler> handler;
+    static const EndOfList end(handler.get());
+    return handler.get();
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is public and stays

@@ -30,7 +30,8 @@ public:
 
     ConfigurationModificationHandler() = default;
 
-    /// The one handler of the process.
+    /// The one handler of the process. What it has recorded goes with the static objects when the
+    /// process ends; it can be used even after them.
     static ConfigurationModificationHandler &getInstance();
 
     /// ISO 8601 with milliseconds and time zone.

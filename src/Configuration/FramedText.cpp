@@ -123,7 +123,7 @@ std::vector<QVariant> FramedText::framedValues(
         qWarning() << "No properties found in configuration value!";
         return {};
     }
-    return toFramedValues(element, properties, Definitions::getBasicDataTypeMapForProcessData());
+    return toFramedValues(element, properties, ownDataTypes(element));
 }
 
 void FramedText::writeChildren(const ConfigurationAndProcessDataBase &node, int depth,

@@ -17,3 +17,18 @@ inline const ConfigurationAndProcessDataBase::PropertyMap &ownProperties(
     };
     return Opened::of(element);
 }
+
+/// The type names of such an element with the types in which their values are held.
+inline const QHash<QString, QMetaType::Type> &ownDataTypes(
+    const ConfigurationAndProcessDataBase &element)
+{
+    struct Opened : ConfigurationAndProcessDataBase
+    {
+        static const QHash<QString, QMetaType::Type> &of(
+            const ConfigurationAndProcessDataBase &element)
+        {
+            return element.*(&Opened::m_dataTypeMap);
+        }
+    };
+    return Opened::of(element);
+}

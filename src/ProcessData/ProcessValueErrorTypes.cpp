@@ -1,5 +1,7 @@
 #include "ProcessData/ProcessValueErrorTypes.h"
 
+#include "Companion/Lasting_p.h"
+
 #include <QDebug>
 
 #include <cstddef>
@@ -131,15 +133,15 @@ QChar letterOf(const NamurLetter &row)
 
 const QHash<ErrorTypes, QString> &errorTextMap()
 {
-    static const auto map = makeMap<ErrorTypes, QString>(errorTexts, stateOf<ErrorText>, textOf);
-    return map;
+    static const Lasting map(makeMap<ErrorTypes, QString>(errorTexts, stateOf<ErrorText>, textOf));
+    return map.get();
 }
 
 const QHash<NamurStateTypes, QChar> &namurLetterMap()
 {
-    static const auto map = makeMap<NamurStateTypes, QChar>(namurLetters, stateOf<NamurLetter>,
-                                                            letterOf);
-    return map;
+    static const Lasting map(
+        makeMap<NamurStateTypes, QChar>(namurLetters, stateOf<NamurLetter>, letterOf));
+    return map.get();
 }
 
 } // namespace
@@ -169,24 +171,24 @@ ProcessValueErrorTypeMapDefinitions::~ProcessValueErrorTypeMapDefinitions() = de
 
 const QHash<ErrorTypes, float> &ProcessValueErrorTypeMapDefinitions::getMapStateTypeToFloatValue()
 {
-    static const auto map = makeMap<ErrorTypes, float>(encodings, stateOf<Encoding>, floatOf);
-    return map;
+    static const Lasting map(makeMap<ErrorTypes, float>(encodings, stateOf<Encoding>, floatOf));
+    return map.get();
 }
 
 const QHash<float, ErrorTypes> &ProcessValueErrorTypeMapDefinitions::getMapFloatValueToStateType()
 {
-    static const auto map = makeMap<float, ErrorTypes>(encodings, floatOf, stateOf<Encoding>);
-    return map;
+    static const Lasting map(makeMap<float, ErrorTypes>(encodings, floatOf, stateOf<Encoding>));
+    return map.get();
 }
 
 const QHash<ErrorTypes, double> &ProcessValueErrorTypeMapDefinitions::getMapStateTypeToDoubleValue()
 {
-    static const auto map = makeMap<ErrorTypes, double>(encodings, stateOf<Encoding>, doubleOf);
-    return map;
+    static const Lasting map(makeMap<ErrorTypes, double>(encodings, stateOf<Encoding>, doubleOf));
+    return map.get();
 }
 
 const QHash<double, ErrorTypes> &ProcessValueErrorTypeMapDefinitions::getMapDoubleValueToStateType()
 {
-    static const auto map = makeMap<double, ErrorTypes>(encodings, doubleOf, stateOf<Encoding>);
-    return map;
+    static const Lasting map(makeMap<double, ErrorTypes>(encodings, doubleOf, stateOf<Encoding>));
+    return map.get();
 }

@@ -12,8 +12,9 @@
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
-// A part loses its own memory key when it joins a root: only the root names the region.
-const QStringList ProcessDataBuilder::sm_PropertiesToRemove{
+// A part loses its own memory key when it joins a root: only the root names the region. Never
+// destroyed, as merges may come after the static objects.
+const QStringList &ProcessDataBuilder::sm_PropertiesToRemove = *new QStringList{
     Definitions::getStrKeyProcessDataMemory()};
 
 namespace {

@@ -82,5 +82,5 @@ public:
                                      const QVariant &value, bool &changed) const;
 
 private:
-    static const QStringList sm_PropertiesToRemove;
+    static const QStringList &sm_PropertiesToRemove;
 };
