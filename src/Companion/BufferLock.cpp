@@ -13,6 +13,12 @@ namespace {
 using Milliseconds = std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
+/// The places among the readers that a thread has itself.
+short placesOf(BufferLock::OwnReading own)
+{
+    return own == BufferLock::OwnReading::WithPlace ? 1 : 0;
+}
+
 } // namespace
 
 BufferLock::BufferLock(const QString &key, CreationType type, const void *memory)
@@ -51,14 +57,14 @@ bool BufferLock::lock(std::chrono::milliseconds bound)
     return true;
 }
 
-bool BufferLock::lockAgainstReaders(short ownReaders, std::chrono::milliseconds bound)
+bool BufferLock::lockAgainstReaders(OwnReading own, std::chrono::milliseconds bound)
 {
     if (isHeldHere()) {
         m_depth.fetch_add(1, std::memory_order_relaxed);
         return true;
     }
     m_inside.fetch_add(1);
-    if (report(takeExclusive(ownReaders, bound)) != Outcome::Done) {
+    if (report(takeExclusive(own, bound)) != Outcome::Done) {
         m_inside.fetch_sub(1);
         return false;
     }
@@ -66,8 +72,9 @@ bool BufferLock::lockAgainstReaders(short ownReaders, std::chrono::milliseconds 
     return true;
 }
 
-BufferLock::Outcome BufferLock::takeExclusive(short ownReaders, std::chrono::milliseconds bound)
+BufferLock::Outcome BufferLock::takeExclusive(OwnReading own, std::chrono::milliseconds bound)
 {
+    const short ownReaders = placesOf(own);
     // In one step if nobody is inside.
     sembuf operations[] = {{SemaphoreWriteLock, 0, 0},
                            {SemaphoreWriteLock, 1, SEM_UNDO},
@@ -78,17 +85,18 @@ BufferLock::Outcome BufferLock::takeExclusive(short ownReaders, std::chrono::mil
     if (ownReaders == 0) {
         operations[2] = {SemaphoreReaders, 0, 0};
     }
-    const Outcome outcome = enter(operations, count, Milliseconds::zero());
-    return outcome == Outcome::WouldWait ? takeStepByStep(ownReaders, bound) : outcome;
+    const Outcome outcome = enter(operations, count, Milliseconds::zero(), own);
+    return outcome == Outcome::WouldWait ? takeStepByStep(own, bound) : outcome;
 }
 
-BufferLock::Outcome BufferLock::takeStepByStep(short ownReaders, std::chrono::milliseconds bound)
+BufferLock::Outcome BufferLock::takeStepByStep(OwnReading own, std::chrono::milliseconds bound)
 {
+    const short ownReaders = placesOf(own);
     // First the writers' place, which no further reader passes, then the end of those inside:
     // waiting for both at once, a writer would starve behind readers that take turns.
     const Clock::time_point deadline = Clock::now() + bound;
     sembuf place[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
-    const Outcome placed = enter(place, 2, bound);
+    const Outcome placed = enter(place, 2, bound, own);
     if (placed != Outcome::Done) {
         return placed;
     }
@@ -109,22 +117,23 @@ BufferLock::Outcome BufferLock::takeStepByStep(short ownReaders, std::chrono::mi
 }
 
 /// The first step into a lock: in the set that there is now.
-BufferLock::Outcome BufferLock::enter(sembuf *operations, std::size_t count, Milliseconds bound)
+BufferLock::Outcome BufferLock::enter(sembuf *operations, std::size_t count, Milliseconds bound,
+                                      OwnReading own)
 {
     const int set = setId();
     // Nearly always nobody is inside, and nobody has to look at a clock.
     const Outcome outcome = operate(operations, count, Milliseconds::zero());
     return outcome == Outcome::WouldWait || outcome == Outcome::Gone
-               ? enterAfterWait(set, operations, count, bound)
+               ? enterAfterWait(set, operations, count, bound, own)
                : outcome;
 }
 
 BufferLock::Outcome BufferLock::enterAfterWait(int set, sembuf *operations, std::size_t count,
-                                               Milliseconds bound)
+                                               Milliseconds bound, OwnReading own)
 {
     const Clock::time_point deadline = Clock::now() + bound;
     const Outcome outcome = operate(operations, count, bound);
-    if (outcome != Outcome::Gone || !followRegion(set)) {
+    if (outcome != Outcome::Gone || own == OwnReading::WithoutPlace || !followRegion(set)) {
         return outcome;
     }
     // Both waits together keep the bound.

@@ -18,7 +18,7 @@
 /// a creator made its memory and before it made its semaphores. Who hangs on a region that was
 /// replaced stays out.
 ///
-/// In a forked child the object holds nothing of what it holds in the parent.
+/// In a forked child the object holds nothing of what it holds in the parent, and joins no other set.
 class BufferLock : public SystemVSemaphoreBaseClass
 {
 public:
@@ -29,9 +29,16 @@ public:
 
     /// Keeps other writers out. False if the wait ran out or the semaphores are gone.
     bool lock(std::chrono::milliseconds bound);
-    /// Keeps writers and readers out. @p ownReaders is 1 where this thread has a shared lock, which
-    /// does not stand in its own way.
-    bool lockAgainstReaders(short ownReaders, std::chrono::milliseconds bound);
+    /// The read lock that the calling thread is inside.
+    enum class OwnReading {
+        None,
+        WithPlace,   ///< lockShared() gave Sharing::Shared.
+        WithoutPlace ///< It gave Sharing::Unneeded.
+    };
+    /// Keeps writers and readers out. A place of this thread among the readers does not stand in its
+    /// own way. A thread that reads without one does not join another set meanwhile: those inside that
+    /// set know nothing of it.
+    bool lockAgainstReaders(OwnReading own, std::chrono::milliseconds bound);
     /// One level back. False if this thread does not hold the lock.
     bool unlock();
     /// Whether the calling thread is inside the exclusive lock.
@@ -50,12 +57,13 @@ public:
 
 private:
     void becomeHolder();
-    Outcome enter(sembuf *operations, std::size_t count, std::chrono::milliseconds bound);
+    Outcome enter(sembuf *operations, std::size_t count, std::chrono::milliseconds bound,
+                  OwnReading own = OwnReading::None);
     Outcome enterAfterWait(int set, sembuf *operations, std::size_t count,
-                           std::chrono::milliseconds bound);
+                           std::chrono::milliseconds bound, OwnReading own);
     bool followRegion(int removedSet);
-    Outcome takeExclusive(short ownReaders, std::chrono::milliseconds bound);
-    Outcome takeStepByStep(short ownReaders, std::chrono::milliseconds bound);
+    Outcome takeExclusive(OwnReading own, std::chrono::milliseconds bound);
+    Outcome takeStepByStep(OwnReading own, std::chrono::milliseconds bound);
     void giveBackExclusive();
     Outcome report(Outcome outcome);
 

@@ -3,6 +3,20 @@
 #include "Companion/BufferLock_p.h"
 #include "Companion/LockNotes_p.h"
 
+namespace {
+
+/// What the calling thread noted when it took its newest read lock of the handler.
+std::optional<ReadLockNote> newestNote(quint64 handler, const unsigned char *buffer)
+{
+    const std::optional<ReadLockNote> note = LockNotes::take(handler, buffer);
+    if (note) {
+        LockNotes::add(*note);
+    }
+    return note;
+}
+
+} // namespace
+
 SingleBufferHandler::SingleBufferHandler(unsigned char *buffer,
                                          SystemVSemaphoreBaseClass::CreationType type,
                                          unsigned int size, const QString &semaphoreKey)
@@ -23,11 +37,11 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForRead()
     if (m_buffer == nullptr) {
         return nullptr;
     }
-    const int depth = LockNotes::count(m_number);
-    bool holdsSemaphore = false;
     // One place among the readers serves all read locks of a thread: asking for a second one would
     // wait behind a writer that waits for the first.
-    if (depth == 0) {
+    const std::optional<ReadLockNote> outer = newestNote(m_number, m_buffer);
+    bool holdsSemaphore = outer && outer->holdsSemaphore;
+    if (!outer) {
         const BufferLock::Sharing sharing = m_lock->lockShared(
             SystemVSemaphoreBaseClass::sm_lockWaitBound);
         if (sharing == BufferLock::Sharing::Failed) {
@@ -35,7 +49,7 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForRead()
         }
         holdsSemaphore = sharing == BufferLock::Sharing::Shared;
     }
-    LockNotes::add({m_number, m_buffer, 0, depth, holdsSemaphore});
+    LockNotes::add({m_number, m_buffer, 0, outer ? outer->depth + 1 : 0, holdsSemaphore});
     return m_buffer;
 }
 
@@ -46,7 +60,7 @@ bool SingleBufferHandler::unlockForRead(BufferPointer buffer, bool &repeat)
     if (!note) {
         return false;
     }
-    if (note->holdsSemaphore) {
+    if (note->holdsSemaphore && note->depth == 0) {
         m_lock->unlockShared();
     }
     return true;
@@ -57,8 +71,14 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForWrite()
     if (m_buffer == nullptr) {
         return nullptr;
     }
-    const short ownReaders = LockNotes::count(m_number) > 0 ? 1 : 0;
-    const bool isLocked = m_lock->lockAgainstReaders(ownReaders,
+    // A read lock that was taken while there were no semaphores has no place among the readers of
+    // those that came later: what stands there is somebody else's.
+    BufferLock::OwnReading own = BufferLock::OwnReading::None;
+    if (const std::optional<ReadLockNote> note = newestNote(m_number, m_buffer)) {
+        own = note->holdsSemaphore ? BufferLock::OwnReading::WithPlace
+                                   : BufferLock::OwnReading::WithoutPlace;
+    }
+    const bool isLocked = m_lock->lockAgainstReaders(own,
                                                      SystemVSemaphoreBaseClass::sm_lockWaitBound);
     return isLocked ? m_buffer : nullptr;
 }

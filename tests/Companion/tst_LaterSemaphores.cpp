@@ -1,54 +1,16 @@
-#include "Companion/PingPongBufferHandler.h"
-#include "Companion/SingleBufferHandler.h"
-#include "ProcessData/Linux/SharedMemory.h"
 #include "support/ChildProcess.h"
 #include "support/DoubleBuffer.h"
 #include "support/LogCapture.h"
-#include "support/SegmentFile.h"
+#include "support/MappedRegion.h"
 
 #include <QtTest>
 
-#include <memory>
 #include <thread>
 
 namespace {
 
 constexpr auto create = SystemVSemaphoreBaseClass::CreationTypeCreate;
 constexpr auto attach = SystemVSemaphoreBaseClass::CreationTypeAttach;
-constexpr quint32 bufferSize = 64;
-
-/// One mapping of a region in /dev/shm, as a process has it.
-class MappedRegion
-{
-public:
-    explicit MappedRegion(const SegmentFile &segment) { m_memory.setKey(segment.name()); }
-
-    bool create() { return m_memory.create(static_cast<int>(regionSize())); }
-    bool attach() { return m_memory.attach(SharedMemory::ReadWrite); }
-
-    std::unique_ptr<PingPongBufferHandler> handler(SystemVSemaphoreBaseClass::CreationType type,
-                                                   const QString &key)
-    {
-        return std::make_unique<PingPongBufferHandler>(
-            reinterpret_cast<PingPongBufferHandler::ManagementBuffer *>(start()), first(),
-            first() + bufferSize, type, bufferSize, key);
-    }
-    std::unique_ptr<SingleBufferHandler> singleHandler(SystemVSemaphoreBaseClass::CreationType type,
-                                                       const QString &key)
-    {
-        return std::make_unique<SingleBufferHandler>(first(), type, bufferSize, key);
-    }
-
-private:
-    static quint32 regionSize()
-    {
-        return PingPongBufferHandler::getSizeManagementBuffer() + 2 * bufferSize;
-    }
-    unsigned char *start() { return static_cast<unsigned char *>(m_memory.data()); }
-    unsigned char *first() { return start() + PingPongBufferHandler::getSizeManagementBuffer(); }
-
-    SharedMemory m_memory;
-};
 
 bool isPublished(PingPongBufferHandler &handler, unsigned char value)
 {
