@@ -143,12 +143,16 @@ BufferLock::Outcome BufferLock::enterAfterWait(int set, sembuf *operations, std:
 
 bool BufferLock::followRegion(int removedSet)
 {
+    // In a forked child the mutex may be held by a thread that has stayed behind in the parent.
+    if (!belongsToThisProcess()) {
+        return false;
+    }
     const std::lock_guard<std::mutex> guard(m_following);
     if (setId() != removedSet) {
         return true;
     }
     // What another thread took in the removed set it would give back to the new one.
-    if (m_inside.load() != 1 || !belongsToThisProcess()) {
+    if (m_inside.load() != 1) {
         return false;
     }
     // A creator makes its memory before it removes the set that it finds. Where the region still
