@@ -22,8 +22,10 @@ constexpr int permissions = 0666;
 /// A set without fingerprint is one that its maker is about to fill in, or that its maker died over.
 constexpr int initialisationPolls = 1000;
 constexpr timespec initialisationPause{0, 1000000};
-/// Each further try follows on somebody else removing or making the set in between.
+/// Each further try follows on somebody else removing or making the set in between. From the second
+/// one on there is time for a user who has closed the set and is about to open it again.
 constexpr int openingTries = 100;
+constexpr timespec openingPause{0, 1000000};
 /// Each further try follows on another user leaving in between, of which there are at most 32767.
 /// More often than that it fails only in a set whose count of users somebody has spoilt.
 constexpr int leavingTries = 40000;
@@ -169,6 +171,9 @@ void SystemVSemaphoreBaseClass::open(const QString &key, CreationType type)
 {
     const key_t number = systemVKey(key);
     for (int i = 0; i < openingTries; ++i) {
+        if (i > 1) {
+            nanosleep(&openingPause, nullptr);
+        }
         const int made = semget(number, SemaphoreCount, IPC_CREAT | IPC_EXCL | permissions);
         const bool existed = made < 0 && errno == EEXIST;
         if (made < 0 && !existed) {
@@ -259,7 +264,7 @@ SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::join(const QString
         return Opening::Refused;
     }
     if (outcome == Outcome::WouldWait) {
-        // Its last user has left and died before it could remove the set.
+        // Its last user has left and is about to remove the set, or has no right to.
         semctl(semaphoreId, 0, IPC_RMID);
     }
     return Opening::Disturbed;
@@ -291,9 +296,9 @@ void SystemVSemaphoreBaseClass::leaveSet(int semaphoreId)
 {
     for (int i = 0; i < leavingTries; ++i) {
         // The last user closes the set in the same step in which it leaves, so that nobody can join
-        // a set that is about to go.
+        // a set that is about to go. If it dies before the set is gone the kernel opens it again.
         sembuf lastOne[] = {change(SemaphoreUsers, -1, SEM_UNDO), change(SemaphoreUsers, 0, 0),
-                            change(SemaphoreClosed, 1, 0)};
+                            change(SemaphoreClosed, 1, SEM_UNDO)};
         const Outcome last = operateOn(semaphoreId, lastOne, 3, Milliseconds::zero());
         if (last == Outcome::Done) {
             removeOrReopen(semaphoreId);
@@ -315,7 +320,7 @@ void SystemVSemaphoreBaseClass::removeOrReopen(int semaphoreId)
         return;
     }
     // Only the user who made a set may remove it. Closed it would lock all others out.
-    sembuf reopen = change(SemaphoreClosed, -1, 0);
+    sembuf reopen = change(SemaphoreClosed, -1, SEM_UNDO);
     operateOn(semaphoreId, &reopen, 1, Milliseconds::zero());
 }
 
