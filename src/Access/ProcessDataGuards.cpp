@@ -1,6 +1,7 @@
 #include "Access/ProcessDataGuards.h"
 
 #include "Access/ConsistentReading_p.h"
+#include "Companion/Identity_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
 
 #include <QDebug>
@@ -10,7 +11,9 @@
 // A second guard of one thread that went through the manager would be refused with a warning and
 // would, at its end, take the lock of the first one away. So an inner guard holds the mutex alone.
 
-ProcessDataReadGuard::ProcessDataReadGuard(ProcessDataManager &manager) : m_manager(manager)
+ProcessDataReadGuard::ProcessDataReadGuard(ProcessDataManager &manager)
+    : m_manager(manager)
+    , m_process(Identity::generation())
 {
     QMutex &mutex = ManagerAccess::mutex(manager);
     mutex.lock();
@@ -29,12 +32,20 @@ ProcessDataReadGuard::~ProcessDataReadGuard()
     unlock();
 }
 
+bool ProcessDataReadGuard::isLocked() const
+{
+    return m_isLocked && m_process == Identity::generation();
+}
+
 bool ProcessDataReadGuard::unlock()
 {
     if (m_isEnded) {
         return m_isReliable;
     }
     m_isEnded = true;
+    if (m_process != Identity::generation()) {
+        return false;
+    }
     if (m_isNested) {
         ManagerAccess::mutex(m_manager).unlock();
         m_isReliable = true;
@@ -44,7 +55,9 @@ bool ProcessDataReadGuard::unlock()
     return m_isReliable;
 }
 
-ProcessDataWriteGuard::ProcessDataWriteGuard(ProcessDataManager &manager) : m_manager(manager)
+ProcessDataWriteGuard::ProcessDataWriteGuard(ProcessDataManager &manager)
+    : m_manager(manager)
+    , m_process(Identity::generation())
 {
     QMutex &mutex = ManagerAccess::mutex(manager);
     mutex.lock();
@@ -63,12 +76,17 @@ ProcessDataWriteGuard::~ProcessDataWriteGuard()
     unlock();
 }
 
+bool ProcessDataWriteGuard::isLocked() const
+{
+    return m_isLocked && m_process == Identity::generation();
+}
+
 bool ProcessDataWriteGuard::publish()
 {
     if (m_isEnded) {
         return false;
     }
-    const bool mayPublish = m_isLocked && !m_isNested;
+    const bool mayPublish = isLocked() && !m_isNested;
     unlock();
     return mayPublish && m_manager.swapReadAndWriteBuffer();
 }
@@ -79,6 +97,9 @@ void ProcessDataWriteGuard::unlock()
         return;
     }
     m_isEnded = true;
+    if (m_process != Identity::generation()) {
+        return;
+    }
     if (m_isNested) {
         ManagerAccess::mutex(m_manager).unlock();
         return;

@@ -13,6 +13,7 @@ class ProcessDataManager;
 /// The manager must outlive the guard, and the thread that made a guard ends it. Where this thread
 /// holds a read lock of the manager already, the guard reads on inside that one: it takes nothing,
 /// gives nothing back, and whether the data were reliable shows at the end of the outer lock.
+/// In a forked child a guard of the parent holds nothing and its end does nothing.
 class TESSEL_EXPORT ProcessDataReadGuard
 {
 public:
@@ -22,7 +23,7 @@ public:
     ~ProcessDataReadGuard();
 
     /// False if the lock could not be had; there is nothing to read then.
-    bool isLocked() const { return m_isLocked; }
+    bool isLocked() const;
     /// Ends the lock. True if what was read under it is one consistent set. A second call repeats
     /// the answer of the first.
     bool unlock();
@@ -38,6 +39,7 @@ private:
     bool m_isEnded = false;
     bool m_isReliable = false;
     bool m_mustRepeat = false;
+    quint16 m_process;
 };
 
 /// A write lock of a whole region, from construction to publish(), unlock() or destruction.
@@ -53,7 +55,7 @@ public:
     ~ProcessDataWriteGuard();
 
     /// False if the lock could not be had; nothing may be written then.
-    bool isLocked() const { return m_isLocked; }
+    bool isLocked() const;
     /// Ends the lock and lets readers see what was written. False if they do not; so it is inside
     /// an outer write lock of this thread, whose set is not complete, and after unlock().
     bool publish();
@@ -67,6 +69,7 @@ private:
     bool m_isNested = false;
     bool m_isLocked = false;
     bool m_isEnded = false;
+    quint16 m_process;
 };
 
 /// Calls @p read under a read lock, again and again until no writer came in between, and at most 11

@@ -10,11 +10,14 @@ namespace {
 std::atomic<quint64> lastThread{0};
 thread_local quint64 ownThread = 0;
 std::atomic<quint32> ownProcess{0};
+std::atomic<quint16> forkCount{0};
+constexpr quint16 lastGeneration = 0x7FFF;
 
 void beginAnew()
 {
     ownThread = 0;
     ownProcess.store(static_cast<quint32>(getpid()), std::memory_order_relaxed);
+    forkCount.fetch_add(1, std::memory_order_relaxed);
 }
 
 quint32 watchForks()
@@ -48,4 +51,13 @@ quint32 Identity::processId()
         beginOnce();
     }
     return ownProcess.load(std::memory_order_relaxed);
+}
+
+quint16 Identity::generation()
+{
+    if (ownProcess.load(std::memory_order_relaxed) == 0) {
+        beginOnce();
+    }
+    const quint16 count = forkCount.load(std::memory_order_relaxed);
+    return static_cast<quint16>(1 + count % lastGeneration);
 }

@@ -10,5 +10,9 @@ namespace Identity {
 quint64 threadNumber();
 /// The process id.
 quint32 processId();
+/// Of the calling process among those that were forked one from the other: 1 for the first that asks,
+/// and one more for each child. Tells what was inherited from what is one's own. Has 15 bits, and
+/// begins anew behind the last.
+quint16 generation();
 
 } // namespace Identity

@@ -1,15 +1,44 @@
 #pragma once
 
+#include "Companion/Identity_p.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
+
+#include <atomic>
 
 /// What the guards and readers of the library need of a manager beside its locks.
 class ManagerAccess
 {
 public:
     /// Keeps the threads of the manager apart from lock to unlock; recursive.
-    static QMutex &mutex(ProcessDataManager &manager) { return manager.m_bufferMutex; }
+    static QMutex &mutex(ProcessDataManager &manager)
+    {
+        beginInThisProcess(manager);
+        return manager.m_bufferMutex;
+    }
+    /// Whether the manager is still as a forked child has found it.
+    static bool isInherited(const ProcessDataManager &manager)
+    {
+        return process(manager).load(std::memory_order_acquire) != Identity::generation();
+    }
+    /// Makes the manager that a forked child has inherited one of its own: without the locks that
+    /// threads of the parent hold, and without the name of the segment. Any thread may call it, at
+    /// any time; nothing changes in the process that has made the manager.
+    static void beginInThisProcess(ProcessDataManager &manager)
+    {
+        if (isInherited(manager)) {
+            leaveParent(manager);
+        }
+    }
     static const BufferHandlerInterface *handler(const ProcessDataManager &manager)
     {
         return manager.m_bufferHandler.data();
     }
+
+private:
+    /// Lies in the segment, where there was room for it.
+    static const std::atomic<quint16> &process(const ProcessDataManager &manager)
+    {
+        return manager.m_sharedMemory.m_PrivateData.m_process;
+    }
+    static void leaveParent(ProcessDataManager &manager);
 };

@@ -3,6 +3,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
+#include "ProcessDataManagement/ManagerAccess_p.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 
 #include <QDebug>
@@ -74,9 +75,16 @@ bool attachSegment(SharedMemory &memory, const QString &key, int size)
 
 } // namespace
 
-ProcessDataManager::ProcessDataManager() : m_bufferMutex(QMutex::Recursive) { }
+ProcessDataManager::ProcessDataManager() : m_bufferMutex(QMutex::Recursive)
+{
+    ManagerAccess::beginInThisProcess(*this);
+}
 
-ProcessDataManager::~ProcessDataManager() = default;
+ProcessDataManager::~ProcessDataManager()
+{
+    // What a child has inherited may be locked.
+    ManagerAccess::beginInThisProcess(*this);
+}
 
 ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData(
     const BaseClassSharedPointer &root, ProcessDataManager::InitTypeSharedMemory type)
@@ -171,6 +179,7 @@ bool ProcessDataManager::initSharedMemory(ProcessDataManager::InitTypeSharedMemo
     if (!checkRegionSize(key, size)) {
         return false;
     }
+    ManagerAccess::beginInThisProcess(*this);
     m_sharedMemory.setKey(key + sm_sharedMemoryKeyExtension);
     const int regionSize = static_cast<int>(size);
     return type == InitTypeSharedMemoryCreate ? createSegment(m_sharedMemory, key, regionSize)

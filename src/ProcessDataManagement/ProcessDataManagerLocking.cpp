@@ -1,4 +1,4 @@
-#include "ProcessDataManagement/ProcessDataManager.h"
+#include "ProcessDataManagement/ManagerAccess_p.h"
 
 #include <QDebug>
 
@@ -8,7 +8,7 @@
 
 bool ProcessDataManager::lockReadBuffer()
 {
-    m_bufferMutex.lock();
+    ManagerAccess::mutex(*this).lock();
     if (m_bufferHandler.isNull()) {
         return true;
     }
@@ -22,6 +22,7 @@ bool ProcessDataManager::lockReadBuffer()
 
 bool ProcessDataManager::unlockReadBuffer(bool &repeat)
 {
+    ManagerAccess::beginInThisProcess(*this);
     if (m_bufferHandler.isNull()) {
         m_bufferMutex.unlock();
         return true;
@@ -38,7 +39,7 @@ bool ProcessDataManager::unlockReadBuffer(bool &repeat)
 
 bool ProcessDataManager::lockWriteBuffer()
 {
-    m_bufferMutex.lock();
+    ManagerAccess::mutex(*this).lock();
     if (m_bufferHandler.isNull()) {
         return true;
     }
@@ -52,6 +53,7 @@ bool ProcessDataManager::lockWriteBuffer()
 
 bool ProcessDataManager::unlockWriteBuffer()
 {
+    ManagerAccess::beginInThisProcess(*this);
     if (m_bufferHandler.isNull()) {
         m_bufferMutex.unlock();
         return true;
@@ -73,12 +75,12 @@ bool ProcessDataManager::swapReadAndWriteBuffer()
 
 BufferHandlerInterface::BufferPointer ProcessDataManager::getPointerReadBuffer() const
 {
-    return m_pointerReadBuffer;
+    return ManagerAccess::isInherited(*this) ? nullptr : m_pointerReadBuffer;
 }
 
 BufferHandlerInterface::BufferPointer ProcessDataManager::getPointerWriteBuffer() const
 {
-    return m_pointerWriteBuffer;
+    return ManagerAccess::isInherited(*this) ? nullptr : m_pointerWriteBuffer;
 }
 
 unsigned int ProcessDataManager::getSizeBuffer() const

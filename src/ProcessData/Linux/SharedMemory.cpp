@@ -1,5 +1,7 @@
 #include "ProcessData/Linux/SharedMemory.h"
 
+#include "Companion/Identity_p.h"
+
 #include <QDebug>
 
 #include <cerrno>
@@ -60,12 +62,42 @@ bool reserveMemory(int fd, int size)
     return result == 0 || (errno != ENOSPC && errno != EFBIG && errno != ENOMEM && errno != EDQUOT);
 }
 
+/// Tells an object from those that bear its name before and after it, as long as it exists: the file
+/// system counts its objects. 0 for none. The folder is always the same, so that its last 32 bits will
+/// do.
+quint32 objectNumber(const struct stat &status)
+{
+    const auto number = static_cast<quint32>(status.st_ino);
+    return number == 0 ? 1 : number;
+}
+
+quint32 numberOfOpenObject(int fd)
+{
+    struct stat status = {};
+    return ::fstatat(fd, "", &status, AT_EMPTY_PATH) == 0 ? objectNumber(status) : 0;
+}
+
+/// Asked for by its path, as it takes no descriptor and does not wait if somebody put a pipe there.
+quint32 numberOfNamedObject(const QByteArray &key)
+{
+    struct stat status = {};
+    const QByteArray path = QByteArrayLiteral("/dev/shm/") + key;
+    return ::fstatat(AT_FDCWD, path.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0
+               ? objectNumber(status)
+               : 0;
+}
+
 } // namespace
 
 SharedMemory::~SharedMemory()
 {
-    // The name first: nobody can attach any more to a memory whose creator is leaving.
-    if (m_PrivateData.m_created && !m_PrivateData.m_key.isEmpty()) {
+    // The name first: nobody can attach any more to a memory whose creator is leaving. Not the name
+    // of a creator that came later, nor that of the process from which this one was forked.
+    const bool isOwnName = m_PrivateData.m_created && m_PrivateData.m_createdObject != 0
+                           && m_PrivateData.m_process == Identity::generation()
+                           && m_PrivateData.m_createdObject
+                                  == numberOfNamedObject(m_PrivateData.m_key);
+    if (isOwnName && !m_PrivateData.m_key.isEmpty()) {
         ::shm_unlink(m_PrivateData.m_key.constData());
     }
     unmap();
@@ -80,12 +112,14 @@ bool SharedMemory::create(int size)
 {
     Q_ASSERT(!m_PrivateData.m_created);
     m_PrivateData.m_created = true;
+    m_PrivateData.m_process = Identity::generation();
     unmap();
 
     const Descriptor descriptor(openForCreation());
     if (!descriptor.isOpen()) {
         return false;
     }
+    m_PrivateData.m_createdObject = numberOfOpenObject(descriptor.get());
     // The umask may have narrowed the mode.
     if (::fchmod(descriptor.get(), modeForEverybody) != 0) {
         qWarning() << "Could not change shared memory rights to 666:" << reasonText(errno);

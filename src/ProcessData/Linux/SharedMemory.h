@@ -5,11 +5,14 @@
 #include <QByteArray>
 #include <QString>
 
+#include <atomic>
+
 /// One POSIX shared-memory object, mapped into this process.
 ///
-/// Who creates the object owns its name: the destructor removes the name, then unmaps. Who attaches
-/// only unmaps. Call setKey(), then create() or attach() once. Takes no lock and is meant for one
-/// thread.
+/// Who creates the object owns its name: the destructor removes the name, if it still leads to this
+/// object, then unmaps. Who attaches only unmaps, and so does a forked child, which inherits the
+/// mapping, but not the name. Call setKey(), then create() or attach() once. Takes no lock and is
+/// meant for one thread.
 class TESSEL_EXPORT SharedMemory
 {
 public:
@@ -41,16 +44,19 @@ public:
     int error() const { return m_PrivateData.m_error; }
 
 private:
+    friend class ManagerAccess; // for a manager that was inherited by a forked child
     Q_DISABLE_COPY(SharedMemory)
 
     struct PrivateData
     {
         void *m_data = nullptr;
         qint32 m_size = 0;
+        quint32 m_createdObject = 0; ///< number of the object that create() made; 0 if none
         QByteArray m_key;
         QString m_errorString;
         int m_error = 0;
         bool m_created = false;
+        std::atomic<quint16> m_process{0}; ///< Identity::generation() of the process that uses it
     };
 
     void recordFailure(const char *what, int code);
