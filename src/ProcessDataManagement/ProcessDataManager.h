@@ -58,7 +58,8 @@ public:
     bool lockWriteBuffer();
     /// Releases the lock; publishes nothing. False if this manager holds none.
     bool unlockWriteBuffer();
-    /// Publishes the written set. True without memory.
+    /// Publishes the written set. True without memory. Inside a write lock of this thread
+    /// getPointerWriteBuffer() then gives the other buffer: the former one is what readers see.
     bool swapReadAndWriteBuffer();
 
     /// Null outside a lock of its kind.

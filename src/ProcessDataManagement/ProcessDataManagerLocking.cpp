@@ -70,7 +70,22 @@ bool ProcessDataManager::unlockWriteBuffer()
 
 bool ProcessDataManager::swapReadAndWriteBuffer()
 {
-    return m_bufferHandler.isNull() || m_bufferHandler->swapBuffers();
+    if (m_bufferHandler.isNull()) {
+        return true;
+    }
+    if (!m_bufferHandler->swapBuffers()) {
+        return false;
+    }
+    // What a thread writes into from inside its lock readers see now; it goes on in the other buffer.
+    // Only a thread that is inside, or finds nobody there, gets the mutex without waiting.
+    QMutex &mutex = ManagerAccess::mutex(*this);
+    if (mutex.tryLock()) {
+        if (m_pointerWriteBuffer != nullptr) {
+            m_pointerWriteBuffer = m_bufferHandler->writeBufferPointer();
+        }
+        mutex.unlock();
+    }
+    return true;
 }
 
 BufferHandlerInterface::BufferPointer ProcessDataManager::getPointerReadBuffer() const

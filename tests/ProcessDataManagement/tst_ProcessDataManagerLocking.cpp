@@ -29,6 +29,9 @@ private Q_SLOTS:
     void swapGivesTheResultOfTheHandler_data();
     void swapGivesTheResultOfTheHandler();
     void swapWorksInsideAWriteLock();
+    void failedSwapKeepsTheWritePointer();
+    void writeBehindASwapInsideTheLockIsNotSeen();
+    void swapOutsideALockLeavesThePointersNull();
     void sizeIsThatOfOneBuffer_data();
     void sizeIsThatOfOneBuffer();
     void overtakenReadIsNotRepeatedByTheManager();
@@ -338,9 +341,56 @@ void tst_ProcessDataManagerLocking::swapWorksInsideAWriteLock()
     QVERIFY(managed.manager.swapReadAndWriteBuffer());
 
     QVERIFY(managed.handler->readBytes() == written);
-    // The lock is still the one that was taken.
+    // The lock goes on in the buffer that readers do not see.
+    QVERIFY(managed.manager.getPointerWriteBuffer() == managed.handler->writeBytes());
+    QVERIFY(managed.internals.isMutexHeld());
+    QVERIFY(managed.manager.unlockWriteBuffer());
+    QVERIFY(!managed.internals.isMutexHeld());
+}
+
+void tst_ProcessDataManagerLocking::failedSwapKeepsTheWritePointer()
+{
+    ManagedHandler managed;
+    managed.handler->swapFails = true;
+    QVERIFY(managed.manager.lockWriteBuffer());
+    const auto *const written = managed.manager.getPointerWriteBuffer();
+
+    QVERIFY(!managed.manager.swapReadAndWriteBuffer());
+
     QVERIFY(managed.manager.getPointerWriteBuffer() == written);
     QVERIFY(managed.manager.unlockWriteBuffer());
+}
+
+void tst_ProcessDataManagerLocking::writeBehindASwapInsideTheLockIsNotSeen()
+{
+    const ProcessDescription description(8, true);
+    LogCapture log;
+    ProcessDataManager manager;
+    QVERIFY(manager.createProcessData(description.parse(),
+                                      ProcessDataManager::InitTypeSharedMemoryCreate));
+    QVERIFY(manager.lockWriteBuffer());
+    manager.getPointerWriteBuffer()[0] = 1;
+    QVERIFY(manager.swapReadAndWriteBuffer());
+    QVERIFY(manager.lockReadBuffer());
+
+    manager.getPointerWriteBuffer()[0] = 2;
+
+    QCOMPARE(manager.getPointerReadBuffer()[0], static_cast<unsigned char>(1));
+    bool repeat = true;
+    QVERIFY(manager.unlockReadBuffer(repeat));
+    QVERIFY(!repeat);
+    QVERIFY(manager.unlockWriteBuffer());
+}
+
+void tst_ProcessDataManagerLocking::swapOutsideALockLeavesThePointersNull()
+{
+    ManagedHandler managed;
+
+    QVERIFY(managed.manager.swapReadAndWriteBuffer());
+
+    QVERIFY(managed.manager.getPointerWriteBuffer() == nullptr);
+    QVERIFY(managed.manager.getPointerReadBuffer() == nullptr);
+    QVERIFY(!managed.internals.isMutexHeld());
 }
 
 void tst_ProcessDataManagerLocking::sizeIsThatOfOneBuffer_data()

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void readerKeepsAReaderOut();
     void handlerIsCalledInsideTheMutex();
     void swapTakesNoMutex();
+    void swapOfAnotherThreadLeavesTheWritePointer();
 };
 
 void tst_ProcessDataManagerThreads::locksHoldTheMutexWithoutAHandler()
@@ -168,6 +169,18 @@ void tst_ProcessDataManagerThreads::swapTakesNoMutex()
     std::thread([&] { swapped = managed.manager.swapReadAndWriteBuffer(); }).join();
 
     QVERIFY(swapped);
+    QVERIFY(managed.manager.unlockWriteBuffer());
+}
+
+void tst_ProcessDataManagerThreads::swapOfAnotherThreadLeavesTheWritePointer()
+{
+    ManagedHandler managed;
+    QVERIFY(managed.manager.lockWriteBuffer());
+    const auto *const written = managed.manager.getPointerWriteBuffer();
+
+    std::thread([&] { managed.manager.swapReadAndWriteBuffer(); }).join();
+
+    QVERIFY(managed.manager.getPointerWriteBuffer() == written);
     QVERIFY(managed.manager.unlockWriteBuffer());
 }
 
