@@ -1,3 +1,4 @@
+#include "Companion/FormerOwner_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/FramedShape_p.h"
 #include "Configuration/FramedText_p.h"
@@ -59,6 +60,7 @@ bool ConfigurationAndProcessDataParser::frameToFile(const BaseClassSharedPointer
     if (!written) {
         qWarning() << "Error on writing to file!" << path;
     }
+    keepFormerOwner(file.handle(), path);
     // A short text is committed as well, and the result tells only whether the write was whole:
     // applications rely on both.
     if (!file.commit()) {

@@ -1,5 +1,6 @@
 #include "ConfigurationFileUpdate.h"
 
+#include "Companion/FormerOwner_p.h"
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
@@ -81,8 +82,12 @@ public:
         }
         // A file system without second names.
         QSaveFile file(m_path);
-        return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)
-               && file.write(m_content) == m_content.size() && file.commit();
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)
+            || file.write(m_content) != m_content.size()) {
+            return false;
+        }
+        keepFormerOwner(file.handle(), m_path);
+        return file.commit();
     }
 
     /// Leaves the second name where it is.

@@ -1,5 +1,6 @@
 #include "FormerTexts.h"
 
+#include "Companion/FormerOwner_p.h"
 #include "DescriptionFile.h"
 
 #include <QFile>
@@ -45,8 +46,12 @@ bool isWhole(const QByteArray &text)
 bool replace(const QString &path, const QByteArray &text)
 {
     QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)
-           && file.write(text) == text.size() && file.commit();
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)
+        || file.write(text) != text.size()) {
+        return false;
+    }
+    keepFormerOwner(file.handle(), path);
+    return file.commit();
 }
 
 bool overwrite(const QString &path, const QByteArray &text)
