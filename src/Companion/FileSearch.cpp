@@ -1,7 +1,8 @@
 #include "Companion/FileSearch.h"
 
+#include "Companion/DirectoryVisits_p.h"
+
 #include <QDir>
-#include <QSet>
 
 #include <algorithm>
 
@@ -17,21 +18,20 @@ public:
     {
     }
 
-    void visit(const QString &path)
+    void visit(const QFileInfo &directory)
     {
-        const QString canonicalPath = QFileInfo(path).canonicalFilePath();
-        // Empty for what does not exist; met again where links lead to one place or round in circles.
-        if (canonicalPath.isEmpty() || m_visited.contains(canonicalPath)) {
+        if (!m_visits.enter(directory)) {
+            m_visits.tellPassedOver(directory);
             return;
         }
-        m_visited.insert(canonicalPath);
-        for (const auto &entry : sortedEntries(path)) {
+        for (const auto &entry : sortedEntries(directory.filePath())) {
             if (entry.isDir()) {
-                visit(entry.filePath());
-            } else {
+                visit(entry);
+            } else if (entry.isFile()) {
                 m_files.append(entry);
             }
         }
+        m_visits.leave();
     }
 
 private:
@@ -49,7 +49,7 @@ private:
 
     const QStringList &m_patterns;
     QList<QFileInfo> &m_files;
-    QSet<QString> m_visited;
+    DirectoryVisits m_visits;
 };
 
 } // namespace
@@ -61,5 +61,5 @@ void searchFilesOnPathRecursive(const QString &path, const QStringList &patterns
     if (patterns.isEmpty()) {
         return;
     }
-    Search(patterns, files).visit(path);
+    Search(patterns, files).visit(QFileInfo(path));
 }

@@ -1,4 +1,5 @@
 #include "Companion/FormerOwner_p.h"
+#include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/FramedShape_p.h"
 #include "Configuration/FramedText_p.h"
@@ -47,6 +48,10 @@ bool ConfigurationAndProcessDataParser::frameToFile(const BaseClassSharedPointer
     QByteArray text;
     if (!frameToByteArray(root, text, QJsonDocument::Compact)) {
         qWarning() << "Error on framing Json document!";
+        return false;
+    }
+    if (RegularFile::isSomethingElse(path)) {
+        qWarning() << "Not a regular file and not written:" << path;
         return false;
     }
     QSaveFile file(path);

@@ -3,6 +3,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/FormatVersions.h"
 #include "Companion/JsonReading.h"
+#include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ElementRegistration_p.h"
@@ -56,9 +57,8 @@ void ConfigurationAndProcessDataParser::setCheckVersion(bool check)
 ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
     parseFromFile(const QString &path) const
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        qWarning() << "Can't open file " << file.fileName() << " IO Error: " << file.errorString();
+    QFile file;
+    if (!RegularFile::openForReading(path, file)) {
         return {};
     }
     const QString postfix = cutOutFileTypeAndExtension(path);

@@ -1,6 +1,7 @@
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 
 #include "Companion/PropertyManagerConst.h"
+#include "Companion/RegularFile_p.h"
 
 #include <QDebug>
 #include <QFile>
@@ -72,19 +73,20 @@ void ConfigurationDataAndProcessDescriptionAccess::readFolderDescription(const Q
     if (!QFileInfo(path).isDir()) {
         return;
     }
-    QFile file(path + QLatin1Char('/') + PropertyManagerConst::getMenuFolderDescriptionFilename());
-    if (!file.exists()) {
+    const QString filePath = path + QLatin1Char('/')
+                             + PropertyManagerConst::getMenuFolderDescriptionFilename();
+    if (!QFile::exists(filePath)) {
         qDebug() << "No description file found!";
         return;
     }
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        qWarning() << "Can't open file " << file.fileName() << " IO Error: " << file.errorString();
+    QFile file;
+    if (!RegularFile::openForReading(filePath, file)) {
         return;
     }
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
     if (error.error != QJsonParseError::NoError) {
-        qWarning() << "Can't parse Json! of File" << file.fileName();
+        qWarning() << "Can't parse Json! of File" << filePath;
         return;
     }
     value = document.object().value(key).toVariant();

@@ -1,5 +1,6 @@
 // The walk that writes a tree back into the files from which it came.
 
+#include "Companion/DirectoryVisits_p.h"
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
@@ -14,15 +15,16 @@ namespace {
 
 using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 
-/// What stays the same through a walk.
-struct Stamp
+/// What belongs to one walk as a whole.
+struct Walk
 {
     const QString &moduleName;
     const QString &objectName;
+    DirectoryVisits visits;
 };
 
-bool frameFileEntry(const BaseClassSharedPointer &element, const Stamp &stamp,
-                    const QFileInfo &entry, const QString &instanceName)
+bool frameFileEntry(const BaseClassSharedPointer &element, Walk &walk, const QFileInfo &entry,
+                    const QString &instanceName)
 {
     if (!entry.fileName().endsWith(PropertyManagerConst::getConfigFileExtension())) {
         return true;
@@ -36,8 +38,8 @@ bool frameFileEntry(const BaseClassSharedPointer &element, const Stamp &stamp,
         qWarning() << "Unable to find leaf for file" << entry.absoluteFilePath();
         return false;
     }
-    ConfigurationModificationHandler::getInstance().touch(
-        subtree, stamp.moduleName, stamp.objectName, instanceName, Access::getOrigin());
+    ConfigurationModificationHandler::getInstance().touch(subtree, walk.moduleName, walk.objectName,
+                                                          instanceName, Access::getOrigin());
     if (!ConfigurationAndProcessDataParser().frameToFile(subtree, entry.filePath())) {
         qWarning() << "Framing Error occured" << entry.filePath();
         return false;
@@ -45,14 +47,13 @@ bool frameFileEntry(const BaseClassSharedPointer &element, const Stamp &stamp,
     return true;
 }
 
-bool frameEntry(const BaseClassSharedPointer &element, const Stamp &stamp, const QFileInfo &entry,
-                const QString &instanceName, const DirectoryWalk::Ancestors &ancestors);
+bool frameEntry(const BaseClassSharedPointer &element, Walk &walk, const QFileInfo &entry,
+                const QString &instanceName);
 
-bool frameDirectoryEntry(const BaseClassSharedPointer &element, const Stamp &stamp,
-                         const QFileInfo &entry, const QString &instanceName,
-                         const DirectoryWalk::Ancestors &ancestors)
+bool frameDirectoryEntry(const BaseClassSharedPointer &element, Walk &walk, const QFileInfo &entry,
+                         const QString &instanceName)
 {
-    const QList<QFileInfo> entries = Access::generateDirectoryInfoList(QDir(entry.filePath()));
+    const QList<QFileInfo> entries = DirectoryWalk::entriesOf(entry);
     if (!Access::containsFileOrDir(entries, PropertyManagerConst::getConfigFileExtension())) {
         return true;
     }
@@ -68,21 +69,26 @@ bool frameDirectoryEntry(const BaseClassSharedPointer &element, const Stamp &sta
             childElement = element->getLeaf(child.fileName());
             childName += child.fileName();
         }
-        if (!frameEntry(childElement, stamp, child, childName, ancestors)) {
+        if (!frameEntry(childElement, walk, child, childName)) {
             return false;
         }
     }
     return true;
 }
 
-bool frameEntry(const BaseClassSharedPointer &element, const Stamp &stamp, const QFileInfo &entry,
-                const QString &instanceName, const DirectoryWalk::Ancestors &ancestors)
+bool frameEntry(const BaseClassSharedPointer &element, Walk &walk, const QFileInfo &entry,
+                const QString &instanceName)
 {
     if (!entry.isDir()) {
-        return frameFileEntry(element, stamp, entry, instanceName);
+        return frameFileEntry(element, walk, entry, instanceName);
     }
-    const auto path = DirectoryWalk::descend(ancestors, entry);
-    return !path || frameDirectoryEntry(element, stamp, entry, instanceName, *path);
+    if (!walk.visits.enter(entry)) {
+        walk.visits.tellPassedOver(entry);
+        return true;
+    }
+    const bool isFramed = frameDirectoryEntry(element, walk, entry, instanceName);
+    walk.visits.leave();
+    return isFramed;
 }
 
 } // namespace
@@ -133,5 +139,6 @@ bool Access::frameConfigDir(const QSharedPointer<ConfigurationAndProcessDataBase
                             const QString &moduleName, const QString &objectName,
                             const QFileInfo &entry, const QString &instanceName)
 {
-    return frameEntry(element, {moduleName, objectName}, entry, instanceName, {});
+    Walk walk{moduleName, objectName, {}};
+    return frameEntry(element, walk, entry, instanceName);
 }

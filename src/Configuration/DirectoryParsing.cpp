@@ -1,6 +1,7 @@
 // The walk that turns an instance on disk into a tree.
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/DirectoryVisits_p.h"
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
@@ -64,12 +65,12 @@ bool parseFileEntry(const BaseClassSharedPointer &root, const QFileInfo &entry,
 }
 
 bool parseEntry(BaseClassSharedPointer &root, const QFileInfo &entry, const QString &extension,
-                const DirectoryWalk::Ancestors &ancestors);
+                DirectoryVisits &visits);
 
 bool parseDirectoryEntry(BaseClassSharedPointer &root, const QFileInfo &entry,
-                         const QString &extension, const DirectoryWalk::Ancestors &ancestors)
+                         const QString &extension, DirectoryVisits &visits)
 {
-    const QList<QFileInfo> entries = Access::generateDirectoryInfoList(QDir(entry.filePath()));
+    const QList<QFileInfo> entries = DirectoryWalk::entriesOf(entry);
     if (!Access::containsFileOrDir(entries, extension)) {
         return true;
     }
@@ -84,7 +85,7 @@ bool parseDirectoryEntry(BaseClassSharedPointer &root, const QFileInfo &entry,
         qWarning() << "Unable to get treenode to add config directory" << entry.filePath();
     }
     for (const QFileInfo &child : entries) {
-        if (!parseEntry(node, child, extension, ancestors)) {
+        if (!parseEntry(node, child, extension, visits)) {
             return false;
         }
     }
@@ -92,13 +93,18 @@ bool parseDirectoryEntry(BaseClassSharedPointer &root, const QFileInfo &entry,
 }
 
 bool parseEntry(BaseClassSharedPointer &root, const QFileInfo &entry, const QString &extension,
-                const DirectoryWalk::Ancestors &ancestors)
+                DirectoryVisits &visits)
 {
     if (!entry.isDir()) {
         return parseFileEntry(root, entry, extension);
     }
-    const auto path = DirectoryWalk::descend(ancestors, entry);
-    return !path || parseDirectoryEntry(root, entry, extension, *path);
+    if (!visits.enter(entry)) {
+        visits.tellPassedOver(entry);
+        return true;
+    }
+    const bool isParsed = parseDirectoryEntry(root, entry, extension, visits);
+    visits.leave();
+    return isParsed;
 }
 
 } // namespace
@@ -106,7 +112,8 @@ bool parseEntry(BaseClassSharedPointer &root, const QFileInfo &entry, const QStr
 bool Access::parseDir(QSharedPointer<ConfigurationAndProcessDataBase> &root, const QFileInfo &entry,
                       const QString &extension)
 {
-    return parseEntry(root, entry, extension, {});
+    DirectoryVisits visits;
+    return parseEntry(root, entry, extension, visits);
 }
 
 bool Access::parseConfigDir(QSharedPointer<ConfigurationAndProcessDataBase> &root,

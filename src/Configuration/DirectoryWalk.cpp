@@ -1,14 +1,17 @@
+#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/DirectoryWalk_p.h"
 
-#include <QDebug>
+#include <algorithm>
 
-std::optional<DirectoryWalk::Ancestors> DirectoryWalk::descend(const Ancestors &ancestors,
-                                                               const QFileInfo &directory)
+QList<QFileInfo> DirectoryWalk::entriesOf(const QFileInfo &directory)
 {
-    const QString path = directory.canonicalFilePath();
-    if (ancestors.contains(path)) {
-        qWarning() << "Directory leads back to itself and is passed over:" << directory.filePath();
-        return std::nullopt;
-    }
-    return ancestors + QStringList(path);
+    QList<QFileInfo> entries =
+        ConfigurationDataAndProcessDescriptionAccess::generateDirectoryInfoList(
+            QDir(directory.filePath()));
+    // The listing leaves out FIFOs and devices themselves, but not the links to them.
+    const auto isSomethingElse = [](const QFileInfo &entry) {
+        return entry.isSymLink() && !entry.isDir() && !entry.isFile();
+    };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isSomethingElse), entries.end());
+    return entries;
 }

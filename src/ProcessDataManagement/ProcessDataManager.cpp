@@ -1,6 +1,7 @@
 #include "ProcessDataManagement/ProcessDataManager.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
@@ -121,9 +122,8 @@ ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData
 ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessDataFromFile(
     const QString &fileName, ProcessDataManager::InitTypeSharedMemory type)
 {
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        qWarning() << "Can't open file " << file.fileName() << " IO Error: " << file.errorString();
+    QFile file;
+    if (!RegularFile::openForReading(fileName, file)) {
         return {};
     }
     const ConfigurationAndProcessDataParser parser;

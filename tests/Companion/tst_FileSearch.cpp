@@ -42,15 +42,20 @@ private Q_SLOTS:
     void linkToAFileIsAFile();
     void brokenLinkIsPassedOver();
     void fifoIsPassedOver();
+    void linkToSomethingElseIsPassedOver_data();
+    void linkToSomethingElseIsPassedOver();
     void linkToADirectoryIsFollowed();
     void loopOfLinksEnds();
     void linkToItselfIsPassedOver();
-    void directoryReachedTwiceIsSearchedOnce();
+    void directoryReachedTwiceIsSearchedAtItsOwnPlace();
+    void directoryOutsideIsSearchedUnderItsFirstName();
+    void directoriesThatLinkToEachOtherAreSearchedOnce();
     void linkAsStartIsFollowed();
 
 private:
     void makeFile(const QString &relativePath) const;
     void makeLink(const QString &relativePath, const QString &target) const;
+    LogLine passedOver(const QString &relativePath) const;
     QStringList found(const QStringList &patterns = {QStringLiteral("*.process.json")}) const;
 
     QScopedPointer<QTemporaryDir> m_directory;
@@ -80,6 +85,13 @@ void tst_FileSearch::makeFile(const QString &relativePath) const
 void tst_FileSearch::makeLink(const QString &relativePath, const QString &target) const
 {
     QVERIFY(QFile::link(target, m_path + QLatin1Char('/') + relativePath));
+}
+
+LogLine tst_FileSearch::passedOver(const QString &relativePath) const
+{
+    return warning(
+        QStringLiteral("Directory has another place in the tree and is passed over: \"%1/%2\"")
+            .arg(m_path, relativePath));
 }
 
 QStringList tst_FileSearch::found(const QStringList &patterns) const
@@ -353,6 +365,28 @@ void tst_FileSearch::fifoIsPassedOver()
     QCOMPARE(found(), QStringList{QStringLiteral("b.process.json")});
 }
 
+void tst_FileSearch::linkToSomethingElseIsPassedOver_data()
+{
+    QTest::addColumn<QString>("target");
+
+    QTest::newRow("fifo") << QStringLiteral("pipe");
+    QTest::newRow("device") << QStringLiteral("/dev/zero");
+}
+
+void tst_FileSearch::linkToSomethingElseIsPassedOver()
+{
+    QFETCH(QString, target);
+    const QByteArray name = QFile::encodeName(m_path + QStringLiteral("/pipe"));
+    QCOMPARE(mkfifo(name.constData(), 0600), 0);
+    makeLink(QStringLiteral("a.process.json"), target);
+    makeFile(QStringLiteral("b.process.json"));
+    LogCapture log;
+
+    QCOMPARE(found(), QStringList{QStringLiteral("b.process.json")});
+
+    QVERIFY(log.take().isEmpty());
+}
+
 void tst_FileSearch::linkToADirectoryIsFollowed()
 {
     QTemporaryDir elsewhere;
@@ -371,8 +405,8 @@ void tst_FileSearch::loopOfLinksEnds()
     makeLink(QStringLiteral("b/toA"), QStringLiteral("../a"));
     makeLink(QStringLiteral("b/toTop"), QStringLiteral(".."));
 
-    QCOMPARE(found(), (QStringList{QStringLiteral("a/toB/y.process.json"),
-                                   QStringLiteral("a/x.process.json")}));
+    QCOMPARE(found(),
+             (QStringList{QStringLiteral("a/x.process.json"), QStringLiteral("b/y.process.json")}));
 }
 
 void tst_FileSearch::linkToItselfIsPassedOver()
@@ -384,13 +418,47 @@ void tst_FileSearch::linkToItselfIsPassedOver()
     QCOMPARE(found(), QStringList{QStringLiteral("a.process.json")});
 }
 
-void tst_FileSearch::directoryReachedTwiceIsSearchedOnce()
+void tst_FileSearch::directoryReachedTwiceIsSearchedAtItsOwnPlace()
 {
     makeFile(QStringLiteral("real/a.process.json"));
     makeLink(QStringLiteral("first"), QStringLiteral("real"));
     makeLink(QStringLiteral("zlast"), QStringLiteral("real"));
+    LogCapture log;
+
+    QCOMPARE(found(), QStringList{QStringLiteral("real/a.process.json")});
+
+    COMPARE_LOG(log, passedOver(QStringLiteral("first")), passedOver(QStringLiteral("zlast")));
+}
+
+void tst_FileSearch::directoryOutsideIsSearchedUnderItsFirstName()
+{
+    QTemporaryDir elsewhere;
+    QFile file(elsewhere.filePath(QStringLiteral("a.process.json")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    makeLink(QStringLiteral("first"), elsewhere.path());
+    makeLink(QStringLiteral("second"), QStringLiteral("first"));
+    LogCapture log;
 
     QCOMPARE(found(), QStringList{QStringLiteral("first/a.process.json")});
+
+    COMPARE_LOG(log, passedOver(QStringLiteral("second")));
+}
+
+void tst_FileSearch::directoriesThatLinkToEachOtherAreSearchedOnce()
+{
+    QStringList expected;
+    for (const QChar from : QStringLiteral("abcdefghi")) {
+        expected.append(from + QStringLiteral("/x.process.json"));
+        makeFile(expected.last());
+        for (const QChar to : QStringLiteral("abcdefghi")) {
+            if (to != from) {
+                makeLink(from + QStringLiteral("/to") + to, QStringLiteral("../") + to);
+            }
+        }
+    }
+    LogCapture log;
+
+    QCOMPARE(found(), expected);
 }
 
 void tst_FileSearch::linkAsStartIsFollowed()

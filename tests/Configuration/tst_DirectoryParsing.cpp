@@ -78,7 +78,6 @@ private Q_SLOTS:
     void loopOfLinksIsPassedOver_data();
     void loopOfLinksIsPassedOver();
     void linkToAnOuterDirectoryEnds();
-    void directoryReachedTwiceIsParsedTwice();
     void parsingChangesNothingOnTheDisk();
 
 private:
@@ -410,21 +409,6 @@ void tst_DirectoryParsing::linkToAnOuterDirectoryEnds()
     QCOMPARE(lines, noDescriptions(2));
     QCOMPARE(childNames(root), (QStringList{"a", "outer"}));
     QCOMPARE(childNames(root->getLeaf("outer")), QStringList{"b"});
-}
-
-void tst_DirectoryParsing::directoryReachedTwiceIsParsedTwice()
-{
-    writeFile("top/a/x.config.json", leaf("X"));
-    makeLink("top/b", "a");
-    LogCapture log;
-
-    const auto root = parsedTop();
-
-    QVERIFY(!root.isNull());
-    QCOMPARE(log.take(), noDescriptions(3));
-    QCOMPARE(valueAt(root, "a/x"), QString("X"));
-    QCOMPARE(valueAt(root, "b/x"), QString("X"));
-    QVERIFY(root->getLeaf("a") != root->getLeaf("b"));
 }
 
 void tst_DirectoryParsing::parsingChangesNothingOnTheDisk()

@@ -4,6 +4,8 @@
 #include <QJsonArray>
 #include <QTemporaryDir>
 
+#include <sys/stat.h>
+
 /// What `tessel config get` and `show` print, and what they refuse to read.
 class tst_ToolConfigRead : public QObject
 {
@@ -40,6 +42,9 @@ private Q_SLOTS:
     void folderWithoutNodeSharesItsNameWithAFile_data();
     void folderWithoutNodeSharesItsNameWithAFile();
     void loopOfLinksIsPassedOver();
+    void secondWayToAFolderIsPassedOver();
+    void pathThatIsNoFileIsRefused();
+    void linkToNoFileIsPassedOver();
     void unreadableFileIsRefused();
     void unreadableFolderIsRefused();
     void messagesAreShownOnRequestOnly();
@@ -459,6 +464,39 @@ void tst_ToolConfigRead::loopOfLinksIsPassedOver()
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.output.count('\n'), 51);
+}
+
+void tst_ToolConfigRead::secondWayToAFolderIsPassedOver()
+{
+    const QString former = m_device->run("show", {}).output;
+    QVERIFY(QFile::link("inputs", m_device->path("again")));
+
+    const ToolResult result = m_device->run("show", {});
+
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.output, former);
+}
+
+void tst_ToolConfigRead::pathThatIsNoFileIsRefused()
+{
+    const QString path = m_device->path("pipe.config.json");
+    QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+
+    const ToolResult result = runTool({"config", "show", path});
+
+    QCOMPARE(result.exitCode, 9);
+    QCOMPARE(result.error, "tessel: " + path + ": is no regular file\n");
+}
+
+void tst_ToolConfigRead::linkToNoFileIsPassedOver()
+{
+    const QString former = m_device->run("show", {}).output;
+    QVERIFY(QFile::link("/dev/zero", m_device->path("inputs/endless.config.json")));
+
+    const ToolResult result = m_device->run("show", {});
+
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.output, former);
 }
 
 void tst_ToolConfigRead::unreadableFileIsRefused()

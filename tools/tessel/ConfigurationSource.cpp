@@ -23,6 +23,10 @@ void checkAccess(const QFileInfo &entry)
     if (!entry.exists()) {
         refusePath(ExitCode::NotFound, entry.filePath(), QStringLiteral("no such file or folder"));
     }
+    if (!entry.isDir() && !entry.isFile()) {
+        refusePath(ExitCode::InputOutputFile, entry.filePath(),
+                   QStringLiteral("is no regular file"));
+    }
     // A folder is listed by its read permission and entered by the other.
     if (!entry.isReadable() || (entry.isDir() && !entry.isExecutable())) {
         refusePath(ExitCode::NoAccess, entry.filePath(),
@@ -63,7 +67,8 @@ QList<QFileInfo> configurationEntries(const QFileInfo &directory)
     QList<QFileInfo> entries = Access::generateDirectoryInfoList(QDir(directory.filePath()));
     const auto isOther = [](const QFileInfo &entry) {
         return !entry.isDir()
-               && !entry.fileName().endsWith(PropertyManagerConst::getConfigFileExtension());
+               && !(entry.isFile()
+                    && entry.fileName().endsWith(PropertyManagerConst::getConfigFileExtension()));
     };
     entries.erase(std::remove_if(entries.begin(), entries.end(), isOther), entries.end());
     return entries;
@@ -199,7 +204,7 @@ void ConfigurationSource::openDirectory()
         refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("cannot be parsed: %1").arg(LogCollector::takeReasons()));
     }
-    listFiles(QFileInfo(m_path), {}, {});
+    listFiles(QFileInfo(m_path), {});
     if (m_files.isEmpty()) {
         refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("holds no configuration file, NAME.%1")
@@ -207,12 +212,12 @@ void ConfigurationSource::openDirectory()
     }
 }
 
-void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &url,
-                                    const QStringList &ancestors)
+void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &url)
 {
     checkAccess(directory);
-    const QString canonicalPath = directory.canonicalFilePath();
-    if (ancestors.contains(canonicalPath)) {
+    // No node is there for a folder without configuration, nor for a link to one that has another
+    // place in the tree.
+    if (!url.isEmpty() && !m_root->getLeaf(url)) {
         return;
     }
     const QStringList ancestorsOfEntries = ancestors + QStringList(canonicalPath);
@@ -221,7 +226,11 @@ void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &u
     for (const QFileInfo &entry : entries) {
         const QString entryUrl = TreeUrl::joined(url, treeName(entry));
         if (entry.isDir()) {
+<<<<<<< HEAD
             listFiles(entry, entryUrl, ancestorsOfEntries);
+=======
+            listFiles(entry, entryUrl);
+>>>>>>> 9005e7a (Directories: links and special files end every walk)
         } else {
             addFile(entry, entryUrl, url);
         }

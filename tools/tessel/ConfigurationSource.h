@@ -57,7 +57,7 @@ public:
 private:
     void openFile();
     void openDirectory();
-    void listFiles(const QFileInfo &directory, const QString &url, const QStringList &ancestors);
+    void listFiles(const QFileInfo &directory, const QString &url);
     void addFile(const QFileInfo &entry, const QString &url, const QString &directoryUrl);
     [[noreturn]] void refuseUrl(const QString &url) const;
 

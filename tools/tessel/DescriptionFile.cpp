@@ -25,6 +25,9 @@ void requireDescriptionFile(const QString &path)
         refusePath(ExitCode::InputOutputFile, path,
                    QStringLiteral("is a folder; name a description file"));
     }
+    if (!file.isFile()) {
+        refusePath(ExitCode::InputOutputFile, path, QStringLiteral("is no regular file"));
+    }
     if (!file.isReadable()) {
         refusePath(ExitCode::NoAccess, path, QStringLiteral("no permission to read it"));
     }

@@ -1,0 +1,78 @@
+#include "Companion/RegularFile_p.h"
+
+#include <QDebug>
+#include <QFileInfo>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr QIODevice::OpenMode readingText = QIODevice::ReadOnly | QIODevice::Text;
+
+bool refuse(const QFileInfo &entry, const QString &reason)
+{
+    qWarning() << "Can't open file " << entry.filePath() << " IO Error: " << reason;
+    return false;
+}
+
+bool refuseOther(const QFileInfo &entry, mode_t mode)
+{
+    if (S_ISDIR(mode)) {
+        // The toolkit's own words for it.
+        return refuse(entry, QIODevice::tr("file to open is a directory"));
+    }
+    qWarning() << "Not a regular file and not read:" << entry.filePath();
+    return false;
+}
+
+/// A FIFO that took the place of the file meanwhile is opened without waiting for its writer.
+int openWithoutWaiting(const char *path)
+{
+    int fd = -1;
+    do {
+        fd = ::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+} // namespace
+
+bool RegularFile::openForReading(const QString &path, QFile &file)
+{
+    const QFileInfo entry(path);
+    if (!entry.isNativePath()) {
+        // A resource of the program, or no name at all.
+        file.setFileName(path);
+        return file.open(readingText) || refuse(entry, file.errorString());
+    }
+    const QByteArray name = QFile::encodeName(entry.filePath());
+    struct stat status = {};
+    if (::stat(name.constData(), &status) != 0) {
+        return refuse(entry, qt_error_string(errno));
+    }
+    // Asked before as well, as to open a device may set it going.
+    if (!S_ISREG(status.st_mode)) {
+        return refuseOther(entry, status.st_mode);
+    }
+    const int fd = openWithoutWaiting(name.constData());
+    if (fd < 0) {
+        return refuse(entry, qt_error_string(errno));
+    }
+    const bool isKnown = ::fstat(fd, &status) == 0;
+    if (isKnown && S_ISREG(status.st_mode) && file.open(fd, readingText, QFile::AutoCloseHandle)) {
+        return true;
+    }
+    ::close(fd);
+    return isKnown && !S_ISREG(status.st_mode) ? refuseOther(entry, status.st_mode)
+                                               : refuse(entry, file.errorString());
+}
+
+bool RegularFile::isSomethingElse(const QString &path)
+{
+    const QFileInfo entry(path);
+    return entry.exists() && !entry.isFile() && !entry.isDir();
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QFile>
+#include <QString>
+
+/// Descriptions are regular files, under their own name or through links.
+///
+/// Whoever opens a FIFO waits until somebody writes to it, a device may have no end, and some begin
+/// to work when they are opened. A name tells nothing of this.
+namespace RegularFile {
+
+/// Opens the file at @p path to be read as text and never waits for anybody. False with a warning,
+/// which has the reason, if it cannot be opened or is something else. @p file does not know its name.
+bool openForReading(const QString &path, QFile &file);
+
+/// Whether something is there under @p path that is neither a file nor a directory.
+bool isSomethingElse(const QString &path);
+
+} // namespace RegularFile

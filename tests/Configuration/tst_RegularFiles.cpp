@@ -1,0 +1,270 @@
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/InstanceTrees.h"
+#include "Configuration/StampedDescriptions.h"
+#include "ProcessDataManagement/ProcessDataManager.h"
+#include "support/LogCapture.h"
+
+#include <unistd.h>
+
+namespace {
+
+using Access = ConfigurationDataAndProcessDescriptionAccess;
+using Base = ConfigurationAndProcessDataBase;
+
+/// Far more than any of the tests needs. A file that is waited for would be waited for for ever.
+constexpr unsigned int boundSeconds = 60;
+
+void makeFifo(const QString &path)
+{
+    makeDirectory(QFileInfo(path).path());
+    if (::mkfifo(QFile::encodeName(path).constData(), 0600) != 0) {
+        qFatal("no fifo");
+    }
+}
+
+LogLine notRead(const QString &path)
+{
+    return warning("Not a regular file and not read: \"" + path + '"');
+}
+
+LogLine notWritten(const QString &path)
+{
+    return warning("Not a regular file and not written: \"" + path + '"');
+}
+
+bool isFifo(const QString &path)
+{
+    struct stat status = {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+} // namespace
+
+/// Names that fit and lead to what is no file. Each test runs in an empty directory of its own.
+class tst_RegularFiles : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void parserReadsNothingElse_data();
+    void parserReadsNothingElse();
+    void parserReadsThroughALinkToAFile();
+    void managerReadsNothingElse();
+    void folderDescriptionIsReadFromNothingElse();
+    void instanceIsReadFromNothingElse();
+    void dependencyIsReadFromNothingElse();
+    void parsedDirectoryPassesThemOver_data();
+    void parsedDirectoryPassesThemOver();
+    void directoryOfNothingElseHasNoNode();
+    void informationPassesThemOver();
+    void fileIsNotWrittenInTheirPlace_data();
+    void fileIsNotWrittenInTheirPlace();
+    void writtenDirectoryPassesThemOver();
+
+private:
+    QScopedPointer<WorkingDirectory> m_directory;
+};
+
+void tst_RegularFiles::init()
+{
+    alarm(boundSeconds);
+    m_directory.reset(new WorkingDirectory);
+}
+
+void tst_RegularFiles::cleanup()
+{
+    m_directory.reset();
+    alarm(0);
+}
+
+void tst_RegularFiles::parserReadsNothingElse_data()
+{
+    QTest::addColumn<QString>("target");
+
+    QTest::newRow("fifo") << QString();
+    QTest::newRow("link to a fifo") << "pipe";
+    QTest::newRow("device without end") << "/dev/zero";
+    QTest::newRow("device without content") << "/dev/null";
+}
+
+void tst_RegularFiles::parserReadsNothingElse()
+{
+    QFETCH(QString, target);
+    makeFifo(target.isEmpty() ? QString("a.config.json") : QString("pipe"));
+    if (!target.isEmpty()) {
+        makeLink("a.config.json", target);
+    }
+    LogCapture log;
+
+    const auto root = ConfigurationAndProcessDataParser().parseFromFile("a.config.json");
+
+    COMPARE_LOG(log, notRead("a.config.json"));
+    QVERIFY(root.isNull());
+}
+
+void tst_RegularFiles::parserReadsThroughALinkToAFile()
+{
+    writeFile("there/x", leaf("X"));
+    makeLink("middle", "there/x");
+    makeLink("a.config.json", "middle");
+    LogCapture log;
+
+    const auto root = ConfigurationAndProcessDataParser().parseFromFile("a.config.json");
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(root->getProperty("value"), QVariant("X"));
+}
+
+void tst_RegularFiles::managerReadsNothingElse()
+{
+    makeFifo("a.process.json");
+    LogCapture log;
+
+    const auto root = ProcessDataManager().createProcessDataFromFile(
+        "a.process.json", ProcessDataManager::InitTypeSharedMemoryCreate);
+
+    COMPARE_LOG(log, notRead("a.process.json"));
+    QVERIFY(root.isNull());
+}
+
+void tst_RegularFiles::folderDescriptionIsReadFromNothingElse()
+{
+    makeFifo("top/folder.json");
+    QVariant value("former");
+    LogCapture log;
+
+    Access::readFolderDescription("top", "labelTextId", value);
+
+    COMPARE_LOG(log, notRead("top/folder.json"));
+    QCOMPARE(value, QVariant("former"));
+}
+
+void tst_RegularFiles::instanceIsReadFromNothingElse()
+{
+    makeFifo("base/a.config.json");
+    makeFifo("base/a.process.json");
+    LogCapture log;
+
+    QVERIFY(Access::getParsedConfigurationProcessDescription(QDir("base"), "a", false).isNull());
+    COMPARE_LOG(log, notRead("base/a.config.json"));
+
+    QVERIFY(Access::getParsedConfigurationProcessDescription(QDir("base"), "a", true).isNull());
+    COMPARE_LOG(log, notRead("base/a.process.json"));
+}
+
+void tst_RegularFiles::dependencyIsReadFromNothingElse()
+{
+    makeFifo("base/a.config.json");
+    LogCapture log;
+
+    QCOMPARE(Access::getDependency(QDir("base"), "a"), QString());
+
+    COMPARE_LOG(log, notRead("base/a.config.json"));
+}
+
+void tst_RegularFiles::parsedDirectoryPassesThemOver_data()
+{
+    QTest::addColumn<QString>("target");
+
+    QTest::newRow("fifo") << "../pipe";
+    QTest::newRow("device without end") << "/dev/zero";
+    QTest::newRow("device without content") << "/dev/null";
+}
+
+void tst_RegularFiles::parsedDirectoryPassesThemOver()
+{
+    QFETCH(QString, target);
+    makeFifo("pipe");
+    makeFifo("top/a.config.json");
+    writeFile("top/folder.json", "{}");
+    writeFile("top/c.config.json", leaf("C"));
+    makeLink("top/b.config.json", target);
+    Base::BaseClassSharedPointer root;
+    LogCapture log;
+
+    QVERIFY(Access::parseConfigDir(root, QFileInfo("top")));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(childNames(root), QStringList{"c"});
+    QCOMPARE(valueAt(root, "c"), QString("C"));
+}
+
+void tst_RegularFiles::directoryOfNothingElseHasNoNode()
+{
+    makeDirectory("top/sub");
+    writeFile("top/folder.json", "{}");
+    makeLink("top/sub/b.config.json", "/dev/null");
+    Base::BaseClassSharedPointer root;
+    LogCapture log;
+
+    QVERIFY(Access::parseConfigDir(root, QFileInfo("top")));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(root->getNumberOfChilds(), 0);
+}
+
+void tst_RegularFiles::informationPassesThemOver()
+{
+    makeFifo("pipe");
+    writeFile("top/c.process.json", R"({"type":"treenode","value":{},"doubleBuffer":true,)"
+                                    R"("sizeOfSharedMemory":4,"keyProcessDataMemory":"k"})");
+    makeLink("top/a.process.json", "../pipe");
+    makeLink("top/b.process.json", "/dev/zero");
+    bool doubleBuffer = false;
+    int size = 0;
+    QString key;
+    LogCapture log;
+
+    QVERIFY(Access::getSharedMemoryInfoFromDir(QFileInfo("top"), doubleBuffer, size, key));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QVERIFY(doubleBuffer);
+    QCOMPARE(size, 4);
+    QCOMPARE(key, QString("k"));
+}
+
+void tst_RegularFiles::fileIsNotWrittenInTheirPlace_data()
+{
+    QTest::addColumn<QString>("path");
+
+    QTest::newRow("fifo") << "pipe.config.json";
+    QTest::newRow("link to a fifo") << "link.config.json";
+}
+
+void tst_RegularFiles::fileIsNotWrittenInTheirPlace()
+{
+    QFETCH(QString, path);
+    makeFifo("pipe.config.json");
+    makeLink("link.config.json", "pipe.config.json");
+    LogCapture log;
+
+    QVERIFY(!ConfigurationAndProcessDataParser().frameToFile(plainLeaf("X"), path));
+
+    COMPARE_LOG(log, notWritten(path));
+    QVERIFY(isFifo("pipe.config.json"));
+    QVERIFY(QFileInfo("link.config.json").isSymLink());
+}
+
+void tst_RegularFiles::writtenDirectoryPassesThemOver()
+{
+    makeFifo("pipe");
+    writeFile("base/top/a.config.json", stampable("A"));
+    makeLink("base/top/b.config.json", "../../pipe");
+    const auto root = Access::getParsedConfigurationProcessDescription(QDir("base"), "top", false);
+    ConfigurationModificationHandler::getInstance().clearModifiedInstances();
+    LogCapture log;
+
+    QVERIFY(Access::setParsedConfigurationProcessDescription(QDir("base"), "module", "object",
+                                                             "top", root, false));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(recordedInstances(), QStringList{"module|object|top/a"});
+    QVERIFY(isFifo("pipe"));
+}
+
+QTEST_GUILESS_MAIN(tst_RegularFiles)
+
+#include "tst_RegularFiles.moc"
