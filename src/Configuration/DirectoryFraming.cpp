@@ -6,6 +6,7 @@
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/ConfigurationModificationHandler.h"
 #include "Configuration/DirectoryWalk_p.h"
+#include "Configuration/SharedFiles_p.h"
 
 #include <QDebug>
 
@@ -20,6 +21,7 @@ struct Walk
 {
     const QString &moduleName;
     const QString &objectName;
+    SharedFiles files;
     DirectoryVisits visits;
 };
 
@@ -38,12 +40,21 @@ bool frameFileEntry(const BaseClassSharedPointer &element, Walk &walk, const QFi
         qWarning() << "Unable to find leaf for file" << entry.absoluteFilePath();
         return false;
     }
+    const BaseClassSharedPointer written = walk.files.writtenFor(entry);
+    if (written == subtree) {
+        return true;
+    }
     ConfigurationModificationHandler::getInstance().touch(subtree, walk.moduleName, walk.objectName,
                                                           instanceName, Access::getOrigin());
+    if (!written.isNull()) {
+        SharedFiles::copyStamp(*written, *subtree);
+        return true;
+    }
     if (!ConfigurationAndProcessDataParser().frameToFile(subtree, entry.filePath())) {
         qWarning() << "Framing Error occured" << entry.filePath();
         return false;
     }
+    walk.files.noteWritten(entry, subtree);
     return true;
 }
 
@@ -139,6 +150,6 @@ bool Access::frameConfigDir(const QSharedPointer<ConfigurationAndProcessDataBase
                             const QString &moduleName, const QString &objectName,
                             const QFileInfo &entry, const QString &instanceName)
 {
-    Walk walk{moduleName, objectName, {}};
-    return frameEntry(element, walk, entry, instanceName);
+    Walk walk{moduleName, objectName, SharedFiles(element, entry), {}};
+    return walk.files.agree() && frameEntry(element, walk, entry, instanceName);
 }

@@ -12,6 +12,7 @@
 #include <QDebug>
 #include <QHash>
 #include <QRegExp>
+#include <QSet>
 #include <QUuid>
 
 #include <utility>
@@ -84,13 +85,22 @@ private:
     QHash<const ConfigurationAndProcessDataBase *, ParsedDescriptions::Source> m_sources;
 };
 
-/// @p finishFile gets the record of each file that is laid out.
+/// @p finishFile gets the record of each file that is laid out. A file that is there under several
+/// names is laid out under the first one: with two records it would get other offsets every time.
 template <class FinishFile>
 bool updateOffsets(const ProcessDataBuilder &builder, const QList<QFileInfo> &files, int &offset,
                    QVector<Record> &records, const FinishFile &finishFile)
 {
     bool status = false;
+    QSet<QString> canonicalPaths;
     for (const QFileInfo &file : files) {
+        const QString canonicalPath = file.canonicalFilePath();
+        if (canonicalPaths.contains(canonicalPath)) {
+            continue;
+        }
+        if (!canonicalPath.isEmpty()) {
+            canonicalPaths.insert(canonicalPath);
+        }
         Record record;
         record.filePath = file.absoluteFilePath();
         record.root = record.parser.parseFromFile(record.filePath);

@@ -36,6 +36,7 @@ private Q_SLOTS:
     void laterFileThatDoesNotParseIsTrue();
     void filesBehindOneThatDoesNotParseAreLeftOut();
     void refusedLeafFailsWhateverWasBefore();
+    void fileOfTwoNamesIsOneRecord();
     void nothingIsWritten();
 };
 
@@ -222,6 +223,30 @@ void tst_ProcessDataBuilderDirectoryFiles::refusedLeafFailsWhateverWasBefore()
                             .arg(directory.filePath("b.process.json"))));
     QCOMPARE(records.size(), 1);
     QCOMPARE(offset, 8);
+}
+
+void tst_ProcessDataBuilderDirectoryFiles::fileOfTwoNamesIsOneRecord()
+{
+    const DescriptionDirectory directory;
+    QVERIFY(
+        directory.write("b.process.json", Description::root({{"x", Description::leaf(1, 4, 1)}})));
+    QVERIFY(
+        directory.write("d.process.json", Description::root({{"x", Description::leaf(1, 4, 1)}})));
+    QVERIFY(QFile::link("b.process.json", directory.filePath("a.process.json")));
+    QVERIFY(QFile::link("b.process.json", directory.filePath("c.process.json")));
+    int offset = 0;
+    Records records;
+    LogCapture log;
+
+    QVERIFY(ProcessDataBuilder().updateOffsetFromDir(
+        files(directory, {"a.process.json", "b.process.json", "c.process.json", "d.process.json"}),
+        offset, records));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(records.size(), 2);
+    QCOMPARE(records.at(0).filePath, directory.filePath("a.process.json"));
+    QCOMPARE(records.at(1).filePath, directory.filePath("d.process.json"));
+    QCOMPARE(offset, 16);
 }
 
 void tst_ProcessDataBuilderDirectoryFiles::nothingIsWritten()

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void attachingFindsTheFilesAsTheyAre();
     void attachingDoesNotBuild();
     void directoryWithoutMemoryComesBackUnbound();
+    void fileOfTwoNamesHasOneSlot();
     void failedBuildIsReported();
     void failedAttachmentIsNoRoot();
     void filesThatDisagreeAreReported();
@@ -189,6 +190,24 @@ void tst_ProcessDataManagerDirectories::directoryWithoutMemoryComesBackUnbound()
     QVERIFY(!manager.isBufferValid());
     QCOMPARE(Description::sizeOf(m_directory->json(second)), 0);
     QVERIFY(key().startsWith(m_prefix));
+}
+
+void tst_ProcessDataManagerDirectories::fileOfTwoNamesHasOneSlot()
+{
+    QVERIFY(QFile::link(first, m_directory->filePath("c.process.json")));
+    ProcessDataManager manager;
+    const auto root = manager.createProcessDataFromDir(m_prefix, m_directory->path(), create);
+    QVERIFY(!root.isNull());
+    const auto snapshot = m_directory->snapshot();
+
+    QVERIFY(root->getLeafProcessDataValue("a/y")->setValue(valid(17)));
+
+    QVERIFY(manager.swapReadAndWriteBuffer());
+    QCOMPARE(read(root, "c/y"), valid(17));
+    QCOMPARE(Description::sizeOf(m_directory->json(first)), 24);
+    QVERIFY(
+        manager.updateProcessDataFromDirAfterConfigurationChanged(m_prefix, m_directory->path()));
+    QCOMPARE(m_directory->snapshot(), snapshot);
 }
 
 void tst_ProcessDataManagerDirectories::failedBuildIsReported()

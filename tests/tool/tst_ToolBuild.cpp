@@ -2,6 +2,8 @@
 #include "TwoFiles.h"
 #include "support/WorkingDirectory.h"
 
+#include <sys/stat.h>
+
 namespace {
 
 using Description::leaf;
@@ -44,7 +46,9 @@ private Q_SLOTS:
     void folderHasItsNameHoweverItIsWritten_data();
     void folderHasItsNameHoweverItIsWritten();
     void linkThatLeadsBackIsNoted();
-    void fileThatIsThereTwiceNeverFits();
+    void secondWayToAFolderIsNoted();
+    void fileOfTwoNamesIsLaidOutOnce();
+    void pathThatIsNoFileIsRefused();
     void whoReadsTheOutputMayEndEarly();
     void helpHasExamples();
     void wrongUse_data();
@@ -187,7 +191,22 @@ void tst_ToolBuild::linkThatLeadsBackIsNoted()
                                .arg(directory.path()));
 }
 
-void tst_ToolBuild::fileThatIsThereTwiceNeverFits()
+void tst_ToolBuild::secondWayToAFolderIsNoted()
+{
+    const TwoFiles directory;
+    makeLink(directory.filePath(QStringLiteral("before")), QStringLiteral("sub"));
+
+    const ToolResult result = runBuild(directory.path());
+
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.output,
+             report(directory, QStringLiteral("rewritten"), QStringLiteral("rewritten")));
+    QCOMPARE(result.error, QStringLiteral("tessel: note: %1/before leads to a folder that has "
+                                          "another place here and is passed over\n")
+                               .arg(directory.path()));
+}
+
+void tst_ToolBuild::fileOfTwoNamesIsLaidOutOnce()
 {
     const TwoFiles directory;
     makeLink(directory.filePath(QStringLiteral("twice.process.json")),
@@ -195,12 +214,25 @@ void tst_ToolBuild::fileThatIsThereTwiceNeverFits()
 
     const ToolResult result = runBuild(directory.path());
 
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output,
+             report(directory, QStringLiteral("rewritten"), QStringLiteral("rewritten")));
+    QCOMPARE(runBuild(directory.path()).output,
+             report(directory, QStringLiteral("left"), QStringLiteral("left")));
+    QVERIFY(QFileInfo(directory.filePath(QStringLiteral("twice.process.json"))).isSymLink());
+}
+
+void tst_ToolBuild::pathThatIsNoFileIsRefused()
+{
+    const TwoFiles directory;
+    const QString path = directory.filePath(QStringLiteral("pipe.process.json"));
+    QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+
+    const ToolResult result = runTool({QStringLiteral("info"), path});
+
     QCOMPARE(result.exitCode, 9);
-    QVERIFY2(result.error.startsWith(QStringLiteral("tessel: %1: a.process.json not up to "
-                                                    "date after the build")
-                                         .arg(directory.path())),
-             qPrintable(result.error));
-    QCOMPARE(result.error.count(QLatin1Char('\n')), 1);
+    QCOMPARE(result.error, QStringLiteral("tessel: %1: is no regular file\n").arg(path));
 }
 
 void tst_ToolBuild::whoReadsTheOutputMayEndEarly()

@@ -10,6 +10,9 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QSet>
+
+#include <algorithm>
 
 namespace {
 
@@ -58,6 +61,9 @@ QFileInfoList foldersBelow(const QString &path)
         folders.next();
         below.append(folders.fileInfo());
     }
+    std::sort(below.begin(), below.end(), [](const QFileInfo &left, const QFileInfo &right) {
+        return left.filePath() < right.filePath();
+    });
     return below;
 }
 
@@ -76,6 +82,59 @@ void noteLoop(const QString &path)
             .arg(path));
 }
 
+/// Finds the links to folders that the search enters in another place.
+class OtherPlaces
+{
+public:
+    explicit OtherPlaces(const QString &path)
+        : m_top(QFileInfo(path).canonicalFilePath() + QLatin1Char('/'))
+    {
+    }
+
+    /// Whether @p folder is such a link. To be asked in the order of the search.
+    bool hasAnother(const QFileInfo &folder)
+    {
+        const QString target = folder.canonicalFilePath();
+        if (!folder.isSymLink()) {
+            return false;
+        }
+        // Hidden folders are not searched.
+        if (target.startsWith(m_top)
+            && !target.midRef(m_top.size() - 1).contains(QLatin1String("/."))) {
+            return true;
+        }
+        const bool isKnown = m_targets.contains(target);
+        m_targets.insert(target);
+        return isKnown;
+    }
+
+private:
+    QString m_top;
+    QSet<QString> m_targets;
+};
+
+void noteOtherPlace(const QString &path)
+{
+    writeErrorLine(QStringLiteral("tessel: note: %1 leads to a folder that has another place here "
+                                  "and is passed over")
+                       .arg(path));
+}
+
+/// A file that is there under several names has its place in the region once.
+QFileInfoList withoutOtherNames(const QFileInfoList &files)
+{
+    QSet<QString> known;
+    QFileInfoList once;
+    for (const auto &file : files) {
+        const QString path = file.canonicalFilePath();
+        if (!known.contains(path)) {
+            known.insert(path);
+            once.append(file);
+        }
+    }
+    return once;
+}
+
 void requireParsed(const QString &path)
 {
     LogCollector::takeReasons();
@@ -90,15 +149,19 @@ void requireParsed(const QString &path)
 DescriptionFolder::DescriptionFolder(const QString &path) : m_path(path)
 {
     requireFolder(path);
+    OtherPlaces otherPlaces(path);
     for (const auto &folder : foldersBelow(path)) {
         // The search would pass over it in silence.
         requireReadable(folder, folder.filePath());
         if (leadsBack(folder)) {
             noteLoop(folder.filePath());
+        } else if (otherPlaces.hasAnother(folder)) {
+            noteOtherPlace(folder.filePath());
         }
     }
     m_absolutePath = namingPath(path);
     searchFilesOnPathRecursive(m_absolutePath, {processPattern()}, m_files);
+    m_files = withoutOtherNames(m_files);
     if (m_files.isEmpty()) {
         refusePath(ExitCode::InputOutputFile, path,
                    QStringLiteral("holds no process description; their names end in .%1")

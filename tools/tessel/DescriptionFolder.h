@@ -21,7 +21,7 @@ public:
     const QString &path() const { return m_path; }
     /// Absolute, and ending in the folder's name, which becomes part of a memory key.
     const QString &absolutePath() const { return m_absolutePath; }
-    /// The process descriptions in the order in which they share the region.
+    /// The process descriptions in the order in which they share the region, each under one name.
     const QList<QFileInfo> &files() const { return m_files; }
     QStringList filePaths() const;
     /// A file's path within the folder.

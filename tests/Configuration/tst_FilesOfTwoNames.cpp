@@ -1,0 +1,224 @@
+#include "Configuration/InstanceTrees.h"
+#include "Configuration/StampedDescriptions.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+using Access = ConfigurationDataAndProcessDescriptionAccess;
+using Base = ConfigurationAndProcessDataBase;
+
+Base::BaseClassSharedPointer parsedTop()
+{
+    return Access::getParsedConfigurationProcessDescription(QDir("base"), "top", false);
+}
+
+bool write(const Base::BaseClassSharedPointer &root)
+{
+    return Access::setParsedConfigurationProcessDescription(QDir("base"), "module", "object", "top",
+                                                            root, false);
+}
+
+void setValue(const Base::BaseClassSharedPointer &root, const QString &url, const QString &value)
+{
+    QCOMPARE(int(root->getLeaf(url)->setProperty("value", value)), int(Base::SetValueChanged));
+}
+
+LogLine different(const QString &first, const QString &second)
+{
+    return warning("One file under two names would get different texts: \"" + first + "\" \""
+                   + second + '"');
+}
+
+} // namespace
+
+/// Links beside the configuration files to which they lead, in a directory "base/top".
+class tst_FilesOfTwoNames : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void bothNamesAreParsed();
+    void changeUnderOneNameIsRefused_data();
+    void changeUnderOneNameIsRefused();
+    void nothingIsWrittenBeforeTheRefusal();
+    void differenceBelowTwoDirectoriesIsRefused();
+    void sameChangeUnderBothNamesIsWrittenOnce();
+    void nextWriteSucceedsAsWell();
+    void namesOfOneSubtreeAreOne();
+    void linkToAFileOutsideStaysALink();
+    void linkToALinkStaysALink();
+
+private:
+    QScopedPointer<WorkingDirectory> m_directory;
+};
+
+void tst_FilesOfTwoNames::init()
+{
+    m_directory.reset(new WorkingDirectory);
+    writeFile("base/top/folder.json", "{}");
+    writeFile("base/top/m.config.json", stampable("former"));
+    ConfigurationModificationHandler::getInstance().clearModifiedInstances();
+}
+
+void tst_FilesOfTwoNames::cleanup()
+{
+    m_directory.reset();
+}
+
+void tst_FilesOfTwoNames::bothNamesAreParsed()
+{
+    makeLink("base/top/z.config.json", "m.config.json");
+    LogCapture log;
+
+    const auto root = parsedTop();
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(childNames(root), (QStringList{"m", "z"}));
+    QCOMPARE(valueAt(root, "z/v"), QString("former"));
+}
+
+void tst_FilesOfTwoNames::changeUnderOneNameIsRefused_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<QString>("changed");
+
+    QTest::newRow("file, link behind it") << "z"
+                                          << "m/v";
+    QTest::newRow("link behind the file") << "z"
+                                          << "z/v";
+    QTest::newRow("file, link before it") << "a"
+                                          << "m/v";
+    QTest::newRow("link before the file") << "a"
+                                          << "a/v";
+}
+
+void tst_FilesOfTwoNames::changeUnderOneNameIsRefused()
+{
+    QFETCH(QString, link);
+    QFETCH(QString, changed);
+    const QString linkPath = "base/top/" + link + ".config.json";
+    makeLink(linkPath, "m.config.json");
+    const auto root = parsedTop();
+    setValue(root, changed, "new");
+    const auto states = statesBelow(".");
+    LogCapture log;
+
+    QVERIFY(!write(root));
+
+    const QString file = "base/top/m.config.json";
+    COMPARE_LOG(log, link == "a" ? different(linkPath, file) : different(file, linkPath),
+                warning("Cannot frame folder \"" + QFileInfo("base/top").absoluteFilePath() + '"'));
+    QVERIFY(statesBelow(".") == states);
+    QCOMPARE(recordedInstances(), QStringList());
+}
+
+void tst_FilesOfTwoNames::nothingIsWrittenBeforeTheRefusal()
+{
+    writeFile("base/top/a.config.json", stampable("A"));
+    makeLink("base/top/z.config.json", "m.config.json");
+    const auto root = parsedTop();
+    setValue(root, "a/v", "new");
+    setValue(root, "m/v", "new");
+    const auto states = statesBelow(".");
+    LogCapture log;
+
+    QVERIFY(!write(root));
+
+    QVERIFY(statesBelow(".") == states);
+}
+
+void tst_FilesOfTwoNames::differenceBelowTwoDirectoriesIsRefused()
+{
+    writeFile("base/top/one/folder.json", "{}");
+    makeLink("base/top/one/x.config.json", "../m.config.json");
+    const auto root = parsedTop();
+    setValue(root, "one/x/v", "new");
+    LogCapture log;
+
+    QVERIFY(!write(root));
+
+    QCOMPARE(log.take().first(), different("base/top/m.config.json", "base/top/one/x.config.json"));
+    QCOMPARE(readFile("base/top/m.config.json"), stampable("former"));
+}
+
+void tst_FilesOfTwoNames::sameChangeUnderBothNamesIsWrittenOnce()
+{
+    makeLink("base/top/z.config.json", "m.config.json");
+    const auto root = parsedTop();
+    setValue(root, "m/v", "new");
+    setValue(root, "z/v", "new");
+    LogCapture log;
+
+    QVERIFY(write(root));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QVERIFY(QFileInfo("base/top/z.config.json").isSymLink());
+    QCOMPARE(recordedInstances(), (QStringList{"module|object|top/m", "module|object|top/z"}));
+    const QString date = root->getLeaf("m")->getProperty("lastModified").toString();
+    QCOMPARE(readFile("base/top/m.config.json"), stamped("new", date));
+    QCOMPARE(root->getLeaf("z")->getProperty("lastModified").toString(), date);
+}
+
+void tst_FilesOfTwoNames::nextWriteSucceedsAsWell()
+{
+    makeLink("base/top/z.config.json", "m.config.json");
+    const auto root = parsedTop();
+    LogCapture log;
+    for (int time = 0; time < 3; ++time) {
+        QVERIFY(write(root));
+    }
+
+    QVERIFY(write(parsedTop()));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+}
+
+void tst_FilesOfTwoNames::namesOfOneSubtreeAreOne()
+{
+    makeLink("base/top/m.1.config.json", "m.config.json");
+    const auto root = parsedTop();
+    LogCapture log;
+
+    QVERIFY(write(root));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(recordedInstances(), QStringList{"module|object|top/m"});
+    QCOMPARE(readFile("base/top/m.config.json"), stamped("former", recordedDate()));
+}
+
+void tst_FilesOfTwoNames::linkToAFileOutsideStaysALink()
+{
+    writeFile("outside/x", stampable("X"));
+    makeLink("base/top/a.config.json", "../../outside/x");
+    const auto root = parsedTop();
+    LogCapture log;
+
+    QVERIFY(write(root));
+
+    QVERIFY(QFileInfo("base/top/a.config.json").isSymLink());
+    QCOMPARE(readFile("outside/x"),
+             stamped("X", root->getLeaf("a")->getProperty("lastModified").toString()));
+}
+
+void tst_FilesOfTwoNames::linkToALinkStaysALink()
+{
+    writeFile("outside/x", stampable("X"));
+    makeLink("outside/middle", "x");
+    makeLink("base/top/a.config.json", "../../outside/middle");
+    const auto root = parsedTop();
+    LogCapture log;
+
+    QVERIFY(write(root));
+
+    QVERIFY(QFileInfo("base/top/a.config.json").isSymLink());
+    QVERIFY(QFileInfo("outside/middle").isSymLink());
+    QCOMPARE(readFile("outside/x"),
+             stamped("X", root->getLeaf("a")->getProperty("lastModified").toString()));
+}
+
+QTEST_GUILESS_MAIN(tst_FilesOfTwoNames)
+
+#include "tst_FilesOfTwoNames.moc"
