@@ -1,4 +1,4 @@
-#include "Companion/FormerOwner_p.h"
+#include "Companion/FormerOwner.h"
 #include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/FramedShape_p.h"

@@ -150,6 +150,8 @@ bool Access::frameConfigDir(const QSharedPointer<ConfigurationAndProcessDataBase
                             const QString &moduleName, const QString &objectName,
                             const QFileInfo &entry, const QString &instanceName)
 {
-    Walk walk{moduleName, objectName, SharedFiles(element, entry), {}};
-    return walk.files.agree() && frameEntry(element, walk, entry, instanceName);
+    // What hears of a stamp may put another root into the variable of the caller.
+    const BaseClassSharedPointer kept = element;
+    Walk walk{moduleName, objectName, SharedFiles(kept, entry), {}};
+    return walk.files.agree() && frameEntry(kept, walk, entry, instanceName);
 }

@@ -1,6 +1,6 @@
 #include "ConfigurationFileUpdate.h"
 
-#include "Companion/FormerOwner_p.h"
+#include "Companion/FormerOwner.h"
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"

@@ -80,28 +80,10 @@ QList<QFileInfo> configurationEntries(const QFileInfo &directory)
                QStringLiteral("'%1' is also the name of another file or folder here").arg(url));
 }
 
-/// Whether the tree holds a node for a folder: not for one without configurations, nor for one that
-/// leads back to a folder above it.
-bool makesNode(const QFileInfo &folder, const QStringList &ancestors)
+bool holdsConfiguration(const QFileInfo &folder)
 {
     return Access::containsFileOrDir(Access::generateDirectoryInfoList(QDir(folder.filePath())),
-                                     PropertyManagerConst::getConfigFileExtension())
-           && !ancestors.contains(folder.canonicalFilePath());
-}
-
-/// The tree would hold only one of two entries with the same name.
-void checkNames(const QList<QFileInfo> &entries, const QString &url, const QStringList &ancestors)
-{
-    QStringList names;
-    for (const QFileInfo &entry : entries) {
-        if (entry.isDir() && !makesNode(entry, ancestors)) {
-            continue;
-        }
-        if (names.contains(treeName(entry))) {
-            refuseName(entry, TreeUrl::joined(url, treeName(entry)));
-        }
-        names.append(treeName(entry));
-    }
+                                     PropertyManagerConst::getConfigFileExtension());
 }
 
 void collectLeaves(const Base::BaseClassSharedPointer &node, const QString &url,
@@ -204,7 +186,8 @@ void ConfigurationSource::openDirectory()
         refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("cannot be parsed: %1").arg(LogCollector::takeReasons()));
     }
-    listFiles(QFileInfo(m_path), {});
+    LinkedFolders links(m_path);
+    listFiles(QFileInfo(m_path), {}, links);
     if (m_files.isEmpty()) {
         refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("holds no configuration file, NAME.%1")
@@ -212,25 +195,28 @@ void ConfigurationSource::openDirectory()
     }
 }
 
-void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &url)
+void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &url,
+                                    LinkedFolders &links)
 {
     checkAccess(directory);
-    // No node is there for a folder without configuration, nor for a link to one that has another
-    // place in the tree.
-    if (!url.isEmpty() && !m_root->getLeaf(url)) {
-        return;
-    }
-    const QStringList ancestorsOfEntries = ancestors + QStringList(canonicalPath);
-    const QList<QFileInfo> entries = configurationEntries(directory);
-    checkNames(entries, url, ancestorsOfEntries);
-    for (const QFileInfo &entry : entries) {
-        const QString entryUrl = TreeUrl::joined(url, treeName(entry));
+    QStringList names;
+    for (const QFileInfo &entry : configurationEntries(directory)) {
+        const QString name = treeName(entry);
+        const QString entryUrl = TreeUrl::joined(url, name);
         if (entry.isDir()) {
-<<<<<<< HEAD
-            listFiles(entry, entryUrl, ancestorsOfEntries);
-=======
-            listFiles(entry, entryUrl);
->>>>>>> 9005e7a (Directories: links and special files end every walk)
+            checkAccess(entry);
+            // The tree has no node for these.
+            if (links.wayOf(entry) != LinkedFolders::Way::Entered || !holdsConfiguration(entry)) {
+                continue;
+            }
+        }
+        // The tree would hold only one of the two.
+        if (names.contains(name)) {
+            refuseName(entry, entryUrl);
+        }
+        names.append(name);
+        if (entry.isDir()) {
+            listFiles(entry, entryUrl, links);
         } else {
             addFile(entry, entryUrl, url);
         }

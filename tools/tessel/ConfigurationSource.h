@@ -2,6 +2,7 @@
 
 #include "Configuration/ConfigurationAndProcessDataBase.h"
 #include "Configuration/ConfigurationDataValue.h"
+#include "LinkedFolders.h"
 
 #include <QFileInfo>
 #include <QSharedPointer>
@@ -57,7 +58,7 @@ public:
 private:
     void openFile();
     void openDirectory();
-    void listFiles(const QFileInfo &directory, const QString &url);
+    void listFiles(const QFileInfo &directory, const QString &url, LinkedFolders &links);
     void addFile(const QFileInfo &entry, const QString &url, const QString &directoryUrl);
     [[noreturn]] void refuseUrl(const QString &url) const;
 

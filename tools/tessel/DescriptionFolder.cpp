@@ -5,6 +5,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "DescriptionFile.h"
+#include "LinkedFolders.h"
 #include "LogCollector.h"
 #include "Output.h"
 
@@ -67,51 +68,12 @@ QFileInfoList foldersBelow(const QString &path)
     return below;
 }
 
-/// Whether it is a link to a folder in which it lies itself.
-bool leadsBack(const QFileInfo &folder)
-{
-    const QString target = folder.canonicalFilePath() + QLatin1Char('/');
-    const QString place = QFileInfo(folder.path()).canonicalFilePath() + QLatin1Char('/');
-    return folder.isSymLink() && place.startsWith(target);
-}
-
 void noteLoop(const QString &path)
 {
     writeErrorLine(
         QStringLiteral("tessel: note: %1 leads back to a folder above it and is passed over")
             .arg(path));
 }
-
-/// Finds the links to folders that the search enters in another place.
-class OtherPlaces
-{
-public:
-    explicit OtherPlaces(const QString &path)
-        : m_top(QFileInfo(path).canonicalFilePath() + QLatin1Char('/'))
-    {
-    }
-
-    /// Whether @p folder is such a link. To be asked in the order of the search.
-    bool hasAnother(const QFileInfo &folder)
-    {
-        const QString target = folder.canonicalFilePath();
-        if (!folder.isSymLink()) {
-            return false;
-        }
-        // Hidden folders are not searched.
-        if (target.startsWith(m_top)
-            && !target.midRef(m_top.size() - 1).contains(QLatin1String("/."))) {
-            return true;
-        }
-        const bool isKnown = m_targets.contains(target);
-        m_targets.insert(target);
-        return isKnown;
-    }
-
-private:
-    QString m_top;
-    QSet<QString> m_targets;
-};
 
 void noteOtherPlace(const QString &path)
 {
@@ -149,14 +111,14 @@ void requireParsed(const QString &path)
 DescriptionFolder::DescriptionFolder(const QString &path) : m_path(path)
 {
     requireFolder(path);
-    OtherPlaces otherPlaces(path);
+    LinkedFolders links(path);
     for (const auto &folder : foldersBelow(path)) {
         // The search would pass over it in silence.
         requireReadable(folder, folder.filePath());
-        if (leadsBack(folder)) {
-            noteLoop(folder.filePath());
-        } else if (otherPlaces.hasAnother(folder)) {
-            noteOtherPlace(folder.filePath());
+        switch (links.wayOf(folder)) {
+        case LinkedFolders::Way::LeadsBack: noteLoop(folder.filePath()); break;
+        case LinkedFolders::Way::OtherPlace: noteOtherPlace(folder.filePath()); break;
+        case LinkedFolders::Way::Entered: break;
         }
     }
     m_absolutePath = namingPath(path);

@@ -1,6 +1,6 @@
 #include "FormerTexts.h"
 
-#include "Companion/FormerOwner_p.h"
+#include "Companion/FormerOwner.h"
 #include "DescriptionFile.h"
 
 #include <QFile>
