@@ -1,5 +1,7 @@
 #include "torture/PeerProcess.h"
 
+#include "torture/CaughtSignal.h"
+
 #include <QByteArray>
 
 #include <cerrno>
@@ -34,10 +36,7 @@ pid_t waitForChange(pid_t pid, int &status, int options)
     if (getppid() != driver) {
         _exit(1);
     }
-    // The terminal sends its signals to the whole group; what they mean is the driver's business.
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        signal(number, SIG_IGN);
-    }
+    ignoreSignals();
     execv(thisProgram, arguments);
     _exit(1);
 }

@@ -39,7 +39,16 @@ enum class Plant : quint32 {
     Exit,       ///< a process ends without being asked
     Segment,    ///< the creator ends without removing anything
     Semaphores, ///< a set of semaphores stays
-    Stubborn    ///< a process does not end when it is asked
+    Stubborn,   ///< a process does not end when it is asked
+    // Of the modes.
+    Halved,    ///< a value of eight bytes is written in two halves
+    Locked,    ///< a lock outlives its process
+    Unwarned,  ///< nobody says that a finished set was lost
+    Accepted,  ///< a read that has to be repeated says that it is whole
+    Forgotten, ///< a swap says true although the set was taken back
+    Shared,    ///< a writer comes in beside a reader
+    Inherited, ///< a child sees the lock of its parent
+    Unlinked   ///< a child removes the name of its parent's memory
 };
 
 /// A call that took long. Times in nanoseconds of the steady clock.

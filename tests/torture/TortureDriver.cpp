@@ -1,7 +1,8 @@
 #include "torture/TortureDriver.h"
 
+#include "torture/CaughtSignal.h"
+
 #include <algorithm>
-#include <csignal>
 
 #include <sys/sem.h>
 #include <sys/wait.h>
@@ -22,24 +23,6 @@ constexpr qint64 hangBound = 9 * second;
 constexpr qint64 endBound = 10 * second;
 /// How much longer a run may last in which too little happened.
 constexpr qint64 longestExtension = 60 * second;
-
-volatile std::sig_atomic_t caughtSignal = 0;
-
-void catchSignal(int number)
-{
-    caughtSignal = number;
-}
-
-void catchSignals()
-{
-    struct sigaction action
-    {
-    };
-    action.sa_handler = catchSignal;
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaction(number, &action, nullptr);
-    }
-}
 
 QString seconds(qint64 nanoseconds)
 {
@@ -80,12 +63,12 @@ int TortureDriver::run()
     if (hasFailed()) {
         return 1;
     }
-    return caughtSignal != 0 ? 128 + caughtSignal : 0;
+    return caughtSignal() != 0 ? 128 + caughtSignal() : 0;
 }
 
 void TortureDriver::runUntil(qint64 deadline)
 {
-    while (isTimeLeft(deadline) && caughtSignal == 0 && !hasFailed()) {
+    while (isTimeLeft(deadline) && caughtSignal() == 0 && !hasFailed()) {
         tick();
         startDue();
         if (m_options.plant == Plant::None) {

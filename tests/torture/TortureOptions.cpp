@@ -7,17 +7,26 @@
 namespace Torture {
 
 const char *const usage =
-    "Usage: torture [--minutes N | --seconds N] [--seed S] [--processes N] [--single]\n"
+    "Usage: torture [--minutes N | --seconds N] [--seed S] [MODE]\n"
     "\n"
-    "Processes that create, write and read one region are killed, stopped and continued at "
-    "random,\n"
-    "and everything that they read is checked. Exit code 0 only if nothing was found.\n"
+    "Processes that create, write and read are killed, stopped and continued, and everything that\n"
+    "they read is checked. Exit code 0 only if nothing was found.\n"
     "\n"
     "  --minutes N, --seconds N   how long (10 seconds); longer until somebody was\n"
     "                             killed, stopped and started again\n"
     "  --seed S                   of the random numbers (a new one, which is printed)\n"
+    "\n"
+    "Without a mode several processes share one region and are disturbed at random moments:\n"
     "  --processes N              from 2 to 8 (8)\n"
-    "  --single                   a single buffer instead of a double one\n";
+    "  --single                   a single buffer instead of a double one\n"
+    "\n"
+    "Modes:\n"
+    "  --steps      writers, readers, creators and leaving users die or stand still at single\n"
+    "               instructions, the second one in the recovery of the first as well\n"
+    "  --forks      children of one thread while others are inside locks\n"
+    "  --early      users that attach between a creator's memory and its semaphores\n"
+    "  --replaced   single buffers whose semaphores are removed and made anew under their users\n"
+    "  --regions N  threads that use N regions at once, from 2 to 100\n";
 
 namespace {
 
@@ -39,9 +48,31 @@ const QHash<QString, Plant> &plants()
         {QStringLiteral("stubborn"), Plant::Stubborn},
         {QStringLiteral("semaphores"), Plant::Semaphores},
         {QStringLiteral("beyond"), Plant::Beyond},
+        {QStringLiteral("halved"), Plant::Halved},
+        {QStringLiteral("locked"), Plant::Locked},
+        {QStringLiteral("unwarned"), Plant::Unwarned},
+        {QStringLiteral("accepted"), Plant::Accepted},
+        {QStringLiteral("forgotten"), Plant::Forgotten},
+        {QStringLiteral("shared"), Plant::Shared},
+        {QStringLiteral("inherited"), Plant::Inherited},
+        {QStringLiteral("unlinked"), Plant::Unlinked},
     };
     return byName;
 }
+
+const QHash<QString, Mode> &modes()
+{
+    static const QHash<QString, Mode> byName{
+        {QStringLiteral("--steps"), Mode::Steps},
+        {QStringLiteral("--forks"), Mode::Forks},
+        {QStringLiteral("--early"), Mode::Early},
+        {QStringLiteral("--replaced"), Mode::Replaced},
+    };
+    return byName;
+}
+
+/// The system has some thousand sets of semaphores for everybody.
+constexpr quint64 mostRegions = 100;
 
 bool applyNumber(Options &options, const QString &name, const QString &text)
 {
@@ -63,6 +94,11 @@ bool applyNumber(Options &options, const QString &name, const QString &text)
         options.seconds = static_cast<qint64>(number);
         return number > 0 && number <= longest;
     }
+    if (name == QLatin1String("--regions")) {
+        options.mode = Mode::Regions;
+        options.regions = static_cast<int>(number);
+        return number >= 2 && number <= mostRegions;
+    }
     options.processes = static_cast<int>(number);
     return number >= 2 && number <= maximumPeers;
 }
@@ -71,10 +107,14 @@ bool applyNumber(Options &options, const QString &name, const QString &text)
 
 QString Options::toText() const
 {
-    QString text = QStringLiteral("--seconds %1 --seed %2 --processes %3")
-                       .arg(seconds)
-                       .arg(seed)
-                       .arg(processes);
+    QString text = QStringLiteral("--seconds %1 --seed %2").arg(seconds).arg(seed);
+    if (mode == Mode::Crowd) {
+        text += QStringLiteral(" --processes %1").arg(processes);
+    } else if (mode == Mode::Regions) {
+        text += QStringLiteral(" --regions %1").arg(regions);
+    } else {
+        text += QLatin1Char(' ') + modes().key(mode);
+    }
     if (!isDoubleBuffer) {
         text += QLatin1String(" --single");
     }
@@ -87,13 +127,18 @@ QString Options::toText() const
 std::optional<Options> parseOptions(const QStringList &arguments, QString &error)
 {
     const QStringList numbers{QStringLiteral("--seed"), QStringLiteral("--minutes"),
-                              QStringLiteral("--seconds"), QStringLiteral("--processes")};
+                              QStringLiteral("--seconds"), QStringLiteral("--processes"),
+                              QStringLiteral("--regions")};
     Options options;
     options.seed = std::random_device()();
     for (int i = 0; i < arguments.size(); ++i) {
         const QString &name = arguments.at(i);
         if (name == QLatin1String("--single")) {
             options.isDoubleBuffer = false;
+            continue;
+        }
+        if (modes().contains(name)) {
+            options.mode = modes().value(name);
             continue;
         }
         const QString value = arguments.value(i + 1);

@@ -8,9 +8,21 @@
 
 namespace Torture {
 
+/// What is done to the processes.
+enum class Mode {
+    Crowd, ///< kills and stops at random moments
+    Steps,
+    Forks,
+    Early,
+    Replaced,
+    Regions
+};
+
 /// What the command line asks for.
 struct Options
 {
+    Mode mode = Mode::Crowd;
+    int regions = 12; ///< of Mode::Regions
     qint64 seconds = 10;
     quint64 seed = 0;
     int processes = maximumPeers;

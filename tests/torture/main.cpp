@@ -1,5 +1,9 @@
 // The torture of one region by several processes: see CONTRIBUTING.md.
 
+#include "torture/ForkMode.h"
+#include "torture/RegionsMode.h"
+#include "torture/ReplacedMode.h"
+#include "torture/StepMode.h"
 #include "torture/TortureDriver.h"
 #include "torture/TorturePeer.h"
 
@@ -15,6 +19,19 @@ int runPeer(const QStringList &arguments)
         arguments.value(0).toInt(), arguments.value(1).toULongLong(),
         arguments.value(3) == QLatin1String("1"), arguments.value(4)};
     return Torture::TorturePeer(*ledger, start).run();
+}
+
+int runMode(const Torture::Options &options)
+{
+    switch (options.mode) {
+    case Torture::Mode::Crowd: return Torture::TortureDriver(options).run();
+    case Torture::Mode::Steps: return Torture::StepMode(options).run();
+    case Torture::Mode::Forks: return Torture::ForkMode(options).run();
+    case Torture::Mode::Early:
+    case Torture::Mode::Replaced: return Torture::ReplacedMode(options).run();
+    case Torture::Mode::Regions: return Torture::RegionsMode(options).run();
+    }
+    return 2;
 }
 
 } // namespace
@@ -38,5 +55,5 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "torture: %s; see --help\n", qPrintable(error));
         return 2;
     }
-    return Torture::TortureDriver(*options).run();
+    return runMode(*options);
 }

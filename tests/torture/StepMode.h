@@ -1,0 +1,104 @@
+#pragma once
+
+#include "torture/Actor.h"
+#include "torture/NamedRegion.h"
+#include "torture/SteppedProcess.h"
+#include "torture/TortureMode.h"
+
+#include <memory>
+#include <vector>
+
+namespace Torture {
+
+/// What a process is at when it dies or stands still.
+enum class Scene {
+    Writer,
+    SwapInside,   ///< a writer that swaps inside its lock
+    Recovery,     ///< a writer that comes after one that died
+    SwapRecovery, ///< a swap after one that died
+    Reader,
+    HeldReader, ///< the third attempt, which holds writers off
+    Leaving,
+    LeavingOthers, ///< the last user of a set that somebody else made
+    Creation,
+    Attachment,
+    SingleWriter,
+    SingleReader,
+    SingleUpgrade ///< a writer inside its own read lock
+};
+constexpr int sceneCount = 13;
+
+/// Processes die or stand still at single instructions, which a debugger's means lead them to.
+///
+/// In every round one process is led through a scene up to an instruction. Looked at from outside
+/// before each instruction, the published set is whole and never goes back. Then the process dies,
+/// or others work beside it before it goes on; and they have to find what the library promises.
+class StepMode : public TortureMode
+{
+public:
+    explicit StepMode(const Options &options);
+
+private:
+    /// What was done in a scene.
+    struct Record
+    {
+        quint64 length = 0; ///< in instructions; 0: not known yet
+        quint64 place = 0;
+        quint64 deaths[stepCount] = {};
+        quint64 stops = 0;
+    };
+    /// What one process did and the others know of it.
+    struct Sets
+    {
+        int newest = 0;   ///< that readers have seen
+        int finished = 0; ///< whole and not published by its writer
+    };
+
+    void playRound() override;
+    QString figures() const override;
+    void tellMore() const override;
+    quint64 leastRounds() const override { return 2 * sceneCount; }
+
+    // Scenes (StepScenes.cpp).
+    void warmUp() const;
+    bool isPossible(Scene scene) const;
+    void arrange(Scene scene);
+    void arrangeSets(Scene scene);
+    void killWriter();
+    void perform(Scene scene);
+    void performWriting(BufferHandlerInterface &handler, bool swapsInside);
+    void performReading(BufferHandlerInterface &handler);
+    void performUpgrade(BufferHandlerInterface &handler);
+    const NamedRegion &region() const { return *m_regions[static_cast<std::size_t>(m_current)]; }
+
+    void lead(Scene scene, SteppedProcess &process);
+    quint64 choosePlace(Record &record);
+    bool look();
+    void plant(Scene scene);
+
+    // What the others find (StepChecks.cpp).
+    void checkBesideStopped(Scene scene, SteppedProcess &process);
+    void checkReaderBesideWriter(SteppedProcess &process);
+    void checkAfterwards(Scene scene, bool hasDied);
+    void checkDoubleBuffer();
+    void checkLoss(int found);
+    void checkSingleBuffer();
+    void checkUsers();
+    void leaveAll();
+    void expect(bool isTrue, const char *text);
+    bool isReadable(int &number);
+
+    NamedRegion m_double;
+    NamedRegion m_single;
+    std::vector<const NamedRegion *> m_regions;
+    Actor m_first;
+    Actor m_second;
+    std::unique_ptr<Actor> m_stranger; ///< another user; only root can have one
+    int m_current = 0;
+    Record m_records[sceneCount];
+    Sets m_sets;
+    Scene m_scene = Scene::Writer;
+    bool m_isFirstInside = false;
+};
+
+} // namespace Torture
