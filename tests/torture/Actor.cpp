@@ -20,6 +20,7 @@ public:
 
     [[noreturn]] void play(const ChildSide &parent)
     {
+        m_desk.process = getpid();
         for (;;) {
             parent.waitForWord();
             m_desk.isBegun = true;

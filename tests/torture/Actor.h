@@ -47,6 +47,8 @@ public:
     qint64 await(qint64 bound = sm_bound);
     /// Whether what it has begun waits for somebody. Comes back when it does, or is done.
     bool isWaiting() const;
+    /// Known once it has answered something.
+    pid_t process() const { return m_desk.process; }
     bool kill() { return m_child.kill(); }
 
 private:

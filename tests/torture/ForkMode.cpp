@@ -136,10 +136,11 @@ int ForkMode::beParent(quint64 seed)
     };
     ForkedChild::Inheritance inheritance;
     inheritance.manager = makeManager(m_key);
-    // The one before does not take the name of the one after it with it.
-    std::unique_ptr<ProcessDataManager> later = makeManager(m_key);
-    std::swap(inheritance.manager, later);
-    later.reset();
+    if (numbers() % 4 == 0) {
+        // The one before does not take the name of the one after it with it.
+        std::unique_ptr<ProcessDataManager> later = makeManager(m_key);
+        std::swap(inheritance.manager, later);
+    }
     if (!m_segment.exists()) {
         return fails("unlinked: a creator that was replaced removes the name of its successor");
     }
@@ -174,7 +175,9 @@ int ForkMode::beParent(quint64 seed)
 
 QString ForkMode::figures() const
 {
-    return QStringLiteral("%1 parents with busy threads, %2 children").arg(m_rounds).arg(m_children);
+    return QStringLiteral("%1 parents with busy threads, %2 children")
+        .arg(m_rounds)
+        .arg(m_children);
 }
 
 } // namespace Torture

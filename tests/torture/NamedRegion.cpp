@@ -82,9 +82,8 @@ unsigned char *NamedRegion::buffer(quint64 index) const
 
 int NamedRegion::numberIn(const unsigned char *buffer) const
 {
-    const bool isWhole = std::all_of(buffer, buffer + size(), [buffer](unsigned char byte) {
-        return byte == buffer[0];
-    });
+    const bool isWhole = std::all_of(buffer, buffer + size(),
+                                     [buffer](unsigned char byte) { return byte == buffer[0]; });
     return isWhole ? buffer[0] : sm_mixed;
 }
 

@@ -171,8 +171,9 @@ void RegionsMode::expect(bool isTrue, const char *text, int region)
 
 QString RegionsMode::figures() const
 {
-    return QStringLiteral("%1 rounds with %2 regions: %3 sets published, %4 overtaken, %5 taken back, "
-                          "%6 after a lock in vain")
+    return QStringLiteral(
+               "%1 rounds with %2 regions: %3 sets published, %4 overtaken, %5 taken back, "
+               "%6 after a lock in vain")
         .arg(m_rounds)
         .arg(count())
         .arg(m_fateCounts[0])

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <sys/sem.h>
+
 namespace Torture {
 
 namespace {
@@ -67,22 +69,20 @@ void ReplacedMode::playEarly()
         return;
     }
     m_stage->step = Step::Before;
-    // A creator waits for a writer inside; that is another round.
-    const bool isAlone = std::none_of(m_users.cbegin(), m_users.cend(),
-                                      [](const User &user) { return user.isWriting; });
+    // A creator waits a second for a writer inside.
+    endWriting();
     quint64 steps = 0;
     const quint64 place = m_creatorLength == 0 ? ~quint64{0} : random(m_creatorLength);
-    if (isAlone) {
-        creator.lead([this, &steps, place] {
-            return m_stage->step != Step::Ended && steps++ < place;
-        });
-    }
+    creator.lead([this, &steps, place] { return m_stage->step != Step::Ended && steps++ < place; });
     if (m_stage->step == Step::Ended) {
         m_creatorLength = steps;
     }
     ++m_replacements;
     settle();
     play(static_cast<int>(random(6)));
+    if (random(8) != 0) {
+        endWriting();
+    }
     if (random(4) == 0) {
         creator.kill();
     } else {
@@ -90,6 +90,15 @@ void ReplacedMode::playEarly()
     }
     settle();
     play(static_cast<int>(4 + random(10)));
+}
+
+void ReplacedMode::endWriting()
+{
+    for (User &user : m_users) {
+        if (user.isWriting) {
+            begin(user, Act::UnlockWrite);
+        }
+    }
 }
 
 void ReplacedMode::play(int moves)
@@ -149,6 +158,12 @@ void ReplacedMode::begin(User &user, Act act)
     }
     user.isPending = true;
     user.pending = act;
+    // What is given back may be somebody else's before the answer comes.
+    if (act == Act::UnlockWrite) {
+        user.isWriting = false;
+    } else if (act == Act::UnlockRead && --user.reads == 0) {
+        user.readingSet = sm_noSet;
+    }
     user.actor->begin(act, m_current);
     settle();
 }
@@ -181,17 +196,13 @@ void ReplacedMode::take(User &user, bool isGranted)
     case Act::Attach: user.hasJoined = true; break;
     case Act::Leave: user.hasJoined = false; break;
     case Act::LockRead: user.reads += isGranted ? 1 : 0; break;
-    case Act::UnlockRead:
-        --user.reads;
-        user.readingSet = user.reads == 0 ? sm_noSet : user.readingSet;
-        break;
     case Act::LockWrite:
         user.isWriting = isGranted;
-        user.writingSet = isGranted ? set() : sm_noSet;
+        user.writingSet = isGranted ? writingSetOf(user) : sm_noSet;
         m_locks += isGranted ? 1U : 0U;
         checkWriter(user);
         break;
-    default: user.isWriting = false; user.writingSet = sm_noSet;
+    default: break;
     }
 }
 
@@ -210,6 +221,16 @@ void ReplacedMode::notePlaces(const std::vector<User *> &readers)
         user->readingSet = current;
         checkReader(*user);
     }
+}
+
+/// The set that there is now, if the lock that was taken last in it is the user's.
+int ReplacedMode::writingSetOf(const User &user) const
+{
+    const int current = set();
+    const bool isInside = region().semaphores().isWriteLocked()
+                          && semctl(current, SemaphoreSet::Names::SemaphoreWriteLock, GETPID)
+                                 == user.actor->process();
+    return isInside ? current : sm_noSet;
 }
 
 void ReplacedMode::checkWriter(const User &writer)
@@ -235,9 +256,8 @@ void ReplacedMode::checkReader(const User &reader)
 
 bool ReplacedMode::isAnyPending(Act act) const
 {
-    return std::any_of(m_users.cbegin(), m_users.cend(), [act](const User &user) {
-        return user.isPending && user.pending == act;
-    });
+    return std::any_of(m_users.cbegin(), m_users.cend(),
+                       [act](const User &user) { return user.isPending && user.pending == act; });
 }
 
 /// Gives everything back, until nobody waits for anything.
@@ -272,7 +292,8 @@ void ReplacedMode::endRound()
     if (isPlanted(Plant::Locked)) {
         region().semaphores().setValue(SemaphoreSet::Names::SemaphoreReaders, 1);
     }
-    const bool isOpen = region().semaphores().readers() == 0 && !region().semaphores().isWriteLocked();
+    const bool isOpen = region().semaphores().readers() == 0
+                        && !region().semaphores().isWriteLocked();
     expect(isOpen, "locked out: a place is taken although nobody is inside");
     for (User &user : m_users) {
         expect(hasFailed() || !user.hasJoined || user.actor->ask(Act::Finish, m_current, 1) == 1,
@@ -300,8 +321,9 @@ void ReplacedMode::expect(bool isTrue, const char *text)
 
 QString ReplacedMode::figures() const
 {
-    return QStringLiteral("%1 rounds: semaphores made or removed %2 times under their users, %3 write "
-                          "locks, %4 of them inside a read lock")
+    return QStringLiteral(
+               "%1 rounds: semaphores made or removed %2 times under their users, %3 write "
+               "locks, %4 of them inside a read lock")
         .arg(m_rounds)
         .arg(m_replacements)
         .arg(m_locks)

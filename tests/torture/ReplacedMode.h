@@ -41,6 +41,7 @@ private:
 
     void beginAnew();
     void playEarly();
+    void endWriting();
     void play(int moves);
     void move();
     void chooseAct(User &user);
@@ -49,6 +50,7 @@ private:
     void settle();
     void take(User &user, bool isGranted);
     void notePlaces(const std::vector<User *> &readers);
+    int writingSetOf(const User &user) const;
     void checkWriter(const User &writer);
     void checkReader(const User &reader);
     void endLocks();

@@ -21,6 +21,7 @@ struct Desk
     std::atomic<qint64> argument;
     std::atomic<qint64> answer;
     std::atomic<bool> isBegun;
+    std::atomic<qint32> process;
 };
 
 constexpr int deskCount = 5;

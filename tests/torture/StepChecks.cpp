@@ -126,7 +126,8 @@ void StepMode::checkUsers()
     const bool isCreator = m_scene == Scene::Creation && random(2) == 0;
     const Act join = isCreator ? Act::Create : Act::Attach;
     expect(newcomer.ask(join, m_current) == 1, "hangs: one that comes anew");
-    expect(newcomer.ask(Act::Finish, m_current, 10) == 1, "refused: the lock of one that comes anew");
+    expect(newcomer.ask(Act::Finish, m_current, 10) == 1,
+           "refused: the lock of one that comes anew");
     if (m_isFirstInside) {
         expect(m_first.ask(Act::Finish, m_current, 11) == 1,
                "refused: the lock of one that was there all the time");

@@ -12,12 +12,19 @@ namespace {
 
 constexpr uid_t nobody = 65534;
 
-const char *const sceneNames[sceneCount] = {
-    "writer",           "writer that swaps inside", "recovery after a dead writer",
-    "swap as recovery", "reader",                   "reader that holds writers off",
-    "leaving",          "leaving somebody's set",   "creation over a set",
-    "attachment",       "single buffer: writer",    "single buffer: reader",
-    "single buffer: reader that writes"};
+const char *const sceneNames[sceneCount] = {"writer",
+                                            "writer that swaps inside",
+                                            "recovery after a dead writer",
+                                            "swap as recovery",
+                                            "reader",
+                                            "reader that holds writers off",
+                                            "leaving",
+                                            "leaving somebody's set",
+                                            "creation over a set",
+                                            "attachment",
+                                            "single buffer: writer",
+                                            "single buffer: reader",
+                                            "single buffer: reader that writes"};
 
 const char *const stepNames[stepCount] = {"before",   "entering", "inside", "leaving",
                                           "swapping", "joining",  "ended"};
@@ -98,11 +105,12 @@ quint64 StepMode::choosePlace(Record &record)
 bool StepMode::look()
 {
     if (!region().isEveryValueWhole()) {
-        fail(QStringLiteral("half a value: an aligned value of eight bytes is written in two parts, "
-                            "%1, in %2, size %3")
-                 .arg(QLatin1String(stepNames[static_cast<int>(m_stage->step.load())]),
-                      QLatin1String(sceneNames[static_cast<int>(m_scene)]))
-                 .arg(region().size()));
+        fail(
+            QStringLiteral("half a value: an aligned value of eight bytes is written in two parts, "
+                           "%1, in %2, size %3")
+                .arg(QLatin1String(stepNames[static_cast<int>(m_stage->step.load())]),
+                     QLatin1String(sceneNames[static_cast<int>(m_scene)]))
+                .arg(region().size()));
         return false;
     }
     if (!region().isDoubleBuffer()) {

@@ -1,5 +1,7 @@
 #include "torture/StepMode.h"
 
+#include <QDebug>
+
 #include <unistd.h>
 
 // What the process does that is led.
@@ -24,11 +26,15 @@ void readInVain(const NamedRegion &region, BufferHandlerInterface &reader)
 {
     const NamedRegion::Handler writer = region.makeHandler(attach);
     for (int i = 0; i < 2; ++i) {
-        unsigned char *const buffer = reader.lockForRead();
-        writer->swapBuffers();
-        writer->unlockForWrite(writer->lockForWrite());
+        unsigned char *const read = reader.lockForRead();
+        for (int set = 0; set < 2; ++set) {
+            unsigned char *const written = writer->lockForWrite();
+            fillBuffer(written, region.size(), 1);
+            writer->unlockForWrite(written);
+            writer->swapBuffers();
+        }
         bool repeat = false;
-        reader.unlockForRead(buffer, repeat);
+        reader.unlockForRead(read, repeat);
     }
 }
 
@@ -197,6 +203,8 @@ void StepMode::warmUp() const
         handler->swapBuffers();
         readOnce(*handler);
     }
+    qWarning() << "Warnings go their way once";
+    copyText(m_stage->lastMessage, QString());
 }
 
 bool StepMode::isPossible(Scene scene) const

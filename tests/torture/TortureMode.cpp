@@ -25,6 +25,7 @@ int TortureMode::run()
     std::fflush(stdout);
     const qint64 deadline = m_begin + m_options.seconds * second;
     while (isGoingOn(deadline)) {
+        m_stage->lastMessage[0] = 0;
         playRound();
         ++m_rounds;
         showProgress();
@@ -71,15 +72,15 @@ void TortureMode::report() const
         return;
     }
     std::fflush(stdout);
-    std::fprintf(stderr,
-                 "FAILED: %s\n"
-                 "  in round %llu\n"
-                 "  last warning of the library: %s\n"
-                 "  repeat: script/torture %s\n"
-                 "  The seed gives the same rounds in the same order; where they meet the processes\n"
-                 "  depends on the machine, so one repetition may not be enough.\n",
-                 qPrintable(m_failure), m_rounds, m_stage->lastMessage,
-                 qPrintable(m_options.toText()));
+    std::fprintf(
+        stderr,
+        "FAILED: %s\n"
+        "  in round %llu\n"
+        "  last warning of the library: %s\n"
+        "  repeat: script/torture %s\n"
+        "  The seed gives the same rounds in the same order; where they meet the processes\n"
+        "  depends on the machine, so one repetition may not be enough.\n",
+        qPrintable(m_failure), m_rounds, m_stage->lastMessage, qPrintable(m_options.toText()));
 }
 
 void TortureMode::fail(const QString &text)

@@ -1,7 +1,7 @@
 #include "support/SegmentFile.h"
 #include "support/SemaphoreSet.h"
+#include "torture/TortureRun.h"
 
-#include <QProcess>
 #include <QRegularExpression>
 #include <QtTest>
 
@@ -10,59 +10,6 @@
 #include <memory>
 
 namespace {
-
-constexpr int bound = 120000; // milliseconds, long against any run here
-
-/// One run of the torture.
-class Run
-{
-public:
-    explicit Run(const QStringList &arguments)
-    {
-        m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.start(QStringLiteral(TORTURE), arguments);
-    }
-
-    /// Lets it clean up behind itself.
-    ~Run()
-    {
-        m_process.terminate();
-        m_process.waitForFinished(bound);
-    }
-    Run(const Run &) = delete;
-    Run &operator=(const Run &) = delete;
-
-    /// The exit code; -1 if a signal ended it, -1000 if nothing did.
-    int wait()
-    {
-        if (!m_process.waitForFinished(bound)) {
-            return -1000;
-        }
-        m_output += m_process.readAll();
-        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
-    }
-    QString output() const { return QString::fromUtf8(m_output); }
-
-    /// Waits until it has told its memory key.
-    QString key()
-    {
-        while (!m_output.contains('\n') && m_process.waitForReadyRead(bound)) {
-            m_output += m_process.readAll();
-        }
-        return QString::fromUtf8(m_output).section(QStringLiteral("key "), 1).section('\n', 0, 0);
-    }
-    void send(int number) const { kill(static_cast<pid_t>(m_process.processId()), number); }
-    QList<QByteArray> children() const
-    {
-        QFile file(QStringLiteral("/proc/%1/task/%1/children").arg(m_process.processId()));
-        return file.open(QIODevice::ReadOnly) ? file.readAll().simplified().split(' ')
-                                              : QList<QByteArray>();
-    }
-
-private:
-    QProcess m_process;
-    QByteArray m_output;
-};
 
 /// One that nobody has fetched yet counts as ended.
 bool isAlive(const QByteArray &pid)
@@ -74,11 +21,6 @@ bool isAlive(const QByteArray &pid)
 bool isAnyAlive(const QList<QByteArray> &pids)
 {
     return std::any_of(pids.cbegin(), pids.cend(), isAlive);
-}
-
-QStringList arguments(const char *text)
-{
-    return QString::fromLatin1(text).split(' ');
 }
 
 } // namespace
@@ -198,7 +140,7 @@ void tst_Torture::aSignalEndsItCleanly()
     const QString key = run.key();
     const SegmentFile segment(key + QLatin1String("SharedMemory"));
     const SemaphoreSet semaphores(key + QLatin1String("Semaphore"));
-    QTRY_VERIFY_WITH_TIMEOUT(segment.exists(), bound);
+    QTRY_VERIFY_WITH_TIMEOUT(segment.exists(), Run::sm_bound);
     const QList<QByteArray> children = run.children();
     QVERIFY(!children.isEmpty());
 
@@ -218,14 +160,14 @@ void tst_Torture::noProcessOutlivesAKilledDriver()
     // These remove what such an end leaves.
     const SegmentFile segment(key + QLatin1String("SharedMemory"));
     const SemaphoreSet semaphores(key + QLatin1String("Semaphore"));
-    QTRY_VERIFY_WITH_TIMEOUT(segment.exists(), bound);
+    QTRY_VERIFY_WITH_TIMEOUT(segment.exists(), Run::sm_bound);
     const QList<QByteArray> children = run.children();
     QVERIFY(isAnyAlive(children));
 
     run.send(SIGKILL);
 
     QCOMPARE(run.wait(), -1);
-    QTRY_VERIFY_WITH_TIMEOUT(!isAnyAlive(children), bound);
+    QTRY_VERIFY_WITH_TIMEOUT(!isAnyAlive(children), Run::sm_bound);
 }
 
 void tst_Torture::wrongArgumentsAreRefused_data()
@@ -244,6 +186,8 @@ void tst_Torture::wrongArgumentsAreRefused_data()
     row("--minutes -1", "--minutes does not take '-1'");
     row("--seed x", "--seed does not take 'x'");
     row("--processes 1", "--processes does not take '1'");
+    row("--regions 1", "--regions does not take '1'");
+    row("--regions 101", "--regions does not take '101'");
     row("--processes 9", "--processes does not take '9'");
 }
 
