@@ -40,7 +40,7 @@ void readInVain(const NamedRegion &region, BufferHandlerInterface &reader)
 
 } // namespace
 
-/// Sets 1 is published. With luck somebody has finished set 2 beside that.
+/// Set 1 is published. With luck somebody has finished set 2 beside that.
 void StepMode::arrange(Scene scene)
 {
     m_current = scene >= Scene::SingleWriter ? 1 : 0;
