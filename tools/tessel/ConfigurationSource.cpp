@@ -86,6 +86,16 @@ bool holdsConfiguration(const QFileInfo &folder)
                                      PropertyManagerConst::getConfigFileExtension());
 }
 
+/// The tree would hold only one of two entries with the same name.
+void noteName(const QFileInfo &entry, const QString &url, QStringList &names)
+{
+    const QString name = treeName(entry);
+    if (names.contains(name)) {
+        refuseName(entry, TreeUrl::joined(url, name));
+    }
+    names.append(name);
+}
+
 void collectLeaves(const Base::BaseClassSharedPointer &node, const QString &url,
                    QVector<ConfigurationLeaf> &leaves)
 {
@@ -199,27 +209,28 @@ void ConfigurationSource::listFiles(const QFileInfo &directory, const QString &u
                                     LinkedFolders &links)
 {
     checkAccess(directory);
+    const QList<QFileInfo> entries = configurationEntries(directory);
     QStringList names;
-    for (const QFileInfo &entry : configurationEntries(directory)) {
-        const QString name = treeName(entry);
-        const QString entryUrl = TreeUrl::joined(url, name);
-        if (entry.isDir()) {
-            checkAccess(entry);
-            // The tree has no node for these.
-            if (links.wayOf(entry) != LinkedFolders::Way::Entered || !holdsConfiguration(entry)) {
-                continue;
-            }
+    for (const QFileInfo &entry : entries) {
+        if (entry.isFile() || (!entry.isSymLink() && holdsConfiguration(entry))) {
+            noteName(entry, url, names);
         }
-        // The tree would hold only one of the two.
-        if (names.contains(name)) {
-            refuseName(entry, entryUrl);
-        }
-        names.append(name);
-        if (entry.isDir()) {
-            listFiles(entry, entryUrl, links);
-        } else {
+    }
+    for (const QFileInfo &entry : entries) {
+        const QString entryUrl = TreeUrl::joined(url, treeName(entry));
+        if (entry.isFile()) {
             addFile(entry, entryUrl, url);
+            continue;
         }
+        checkAccess(entry);
+        // The tree has no node for these.
+        if (links.wayOf(entry) != LinkedFolders::Way::Entered || !holdsConfiguration(entry)) {
+            continue;
+        }
+        if (entry.isSymLink()) {
+            noteName(entry, url, names);
+        }
+        listFiles(entry, entryUrl, links);
     }
 }
 
