@@ -196,6 +196,9 @@ QString RandomConfiguration::leafUrl(const Root &root)
         url += '/' + key;
         current = current->getChildMap().value(key);
     }
+    if (current.isNull()) {
+        return {};
+    }
     const bool isLeaf = current->getProperty("type").toString() != QLatin1String("treenode");
     return isLeaf ? url : QString();
 }

@@ -20,7 +20,8 @@ public:
 
     /// Leads to an element of the tree, as a rule.
     QString url(const Root &root);
-    /// The same, but to a leaf and without fail; empty if the walk ends at an empty node.
+    /// The same, but to a leaf and without fail; empty if the walk ends at an empty node or at no
+    /// element.
     QString leafUrl(const Root &root);
     /// Follows the properties of an element to some value, as a rule.
     QString propertyPath(const Root &element);
