@@ -1,3 +1,4 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationModificationHandler.h"
@@ -8,6 +9,7 @@
 
 namespace {
 
+using Definitions = ConfigurationAndProcessDataDefinitions;
 using Parser = ConfigurationAndProcessDataParser;
 using Root = PlainDirectories::BaseClassSharedPointer;
 
@@ -19,9 +21,32 @@ struct WriteBack
     const QString &moduleName;
     const QString &objectName;
     DirectoryLinks links;
-    /// Canonical path of a file to the text that it got.
-    QHash<QString, QJsonObject> written;
+    /// Canonical path of a file to the subtree that it got.
+    QHash<QString, Root> written;
 };
+
+/// Apart from the stamps of this write-back.
+bool isSame(const Root &left, const Root &right)
+{
+    if (left.isNull() || right.isNull()) {
+        return left.isNull() && right.isNull();
+    }
+    auto leftProperties = left->getProperties();
+    auto rightProperties = right->getProperties();
+    for (const QString &key : {Definitions::getKeyDataPropertyModifiedBy(),
+                               Definitions::getKeyDataPropertyLastModified()}) {
+        leftProperties.remove(key);
+        rightProperties.remove(key);
+    }
+    const auto &leftChildren = left->getChildMap();
+    const auto &rightChildren = right->getChildMap();
+    bool isAlike = leftProperties == rightProperties && leftChildren.size() == rightChildren.size();
+    for (auto child = leftChildren.cbegin(); child != leftChildren.cend(); ++child) {
+        isAlike = isAlike && rightChildren.contains(child.key())
+                  && isSame(child.value(), rightChildren.value(child.key()));
+    }
+    return isAlike;
+}
 
 bool frameFile(const Root &element, WriteBack &writeBack, const QFileInfo &file,
                const QString &instanceName)
@@ -42,6 +67,15 @@ bool frameFile(const Root &element, WriteBack &writeBack, const QFileInfo &file,
         qWarning() << "Unable to find leaf for file" << file.absoluteFilePath();
         return false;
     }
+    const Root other = writeBack.written.value(file.canonicalFilePath());
+    if (!other.isNull()) {
+        const bool isAlike = isSame(subtree, other);
+        if (!isAlike) {
+            qWarning() << DirectoryLinks::passedOver() << file.filePath();
+        }
+        return isAlike;
+    }
+    writeBack.written.insert(file.canonicalFilePath(), subtree);
     ConfigurationModificationHandler::getInstance().touch(
         subtree, writeBack.moduleName, writeBack.objectName, instanceName, origin);
     if (!Parser().frameToFile(subtree, file.filePath())) {
