@@ -2,8 +2,6 @@
 
 #include "agreement/PlainDirectories.h"
 
-#include <QDebug>
-
 DirectoryLinks::DirectoryLinks(const QFileInfo &top) : m_top(top.filePath())
 {
     meetWithoutLink(top);
@@ -24,7 +22,6 @@ bool DirectoryLinks::enter(const QFileInfo &directory)
         return true;
     }
     if (m_metWithoutLink.contains(canonicalPath) || m_enteredThroughLinks.contains(canonicalPath)) {
-        qWarning() << passedOver() << directory.filePath();
         return false;
     }
     m_enteredThroughLinks.insert(canonicalPath);

@@ -13,7 +13,7 @@ public:
     /// A walk that begins at @p top, which is entered whatever it is.
     explicit DirectoryLinks(const QFileInfo &top);
 
-    /// Whether to enter @p directory; logs where not. To be asked once for each way to it.
+    /// Whether to enter @p directory. To be asked once for each way to it.
     bool enter(const QFileInfo &directory);
 
     /// The line in the log for whatever a walk leaves out because of what it is; the library words

@@ -59,16 +59,13 @@ Root nodeOf(const QFileInfo &directory, const QString &extension)
 
 bool parseFile(const Root &root, const QFileInfo &file, const QString &extension)
 {
-    if (!file.fileName().endsWith(extension)) {
+    const bool isSomethingElse = file.exists() && !file.isFile();
+    if (isSomethingElse || !file.fileName().endsWith(extension)) {
         return true;
     }
     if (root.isNull()) {
         qWarning() << "Invalid root node given during parsing file" << file.filePath();
         return false;
-    }
-    if (file.exists() && !file.isFile()) {
-        qWarning() << DirectoryLinks::passedOver() << file.filePath();
-        return true;
     }
     const Root element = Parser().parseFromFile(file.filePath());
     const auto node = root.dynamicCast<ConfigurationAndProcessDataTreeNode>();
@@ -86,9 +83,10 @@ bool parse(Root &root, const QFileInfo &entry, const QString &extension, Directo
         return parseFile(root, entry, extension);
     }
     if (!links.enter(entry)) {
+        qWarning() << DirectoryLinks::passedOver() << entry.filePath();
         return true;
     }
-    const auto entries = PlainDirectories::generateDirectoryInfoList(QDir(entry.filePath()));
+    const auto entries = PlainDirectories::entriesOf(entry);
     if (!PlainDirectories::containsFileOrDir(entries, extension)) {
         return true;
     }
@@ -128,6 +126,8 @@ void search(const QFileInfo &directory, DirectoryLinks &links, QList<QFileInfo> 
         if (entry.isDir()) {
             if (links.enter(entry)) {
                 search(entry, links, files);
+            } else {
+                qWarning() << DirectoryLinks::passedOver() << entry.filePath();
             }
         } else if (entry.isFile() && entry.fileName().endsWith(ending)) {
             files.append(entry);
@@ -210,6 +210,11 @@ void PlainDirectories::readFolderDescription(const QString &path, const QString 
     QFile file(path + '/' + PropertyManagerConst::getMenuFolderDescriptionFilename());
     if (!file.exists()) {
         qDebug() << "No description file found!";
+        return;
+    }
+    const QFileInfo entry(file);
+    if (!entry.isFile() && !entry.isDir()) {
+        qWarning() << DirectoryLinks::passedOver() << file.fileName();
         return;
     }
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
@@ -370,6 +375,18 @@ bool PlainDirectories::getSharedMemoryInfoFromDir(const QFileInfo &directory, bo
         isGood &= isSame("SharedMemoryKey is different:", key, facts.key.toString(), path);
     }
     return isGood;
+}
+
+QList<QFileInfo> PlainDirectories::entriesOf(const QFileInfo &directory)
+{
+    QList<QFileInfo> entries;
+    const auto all = generateDirectoryInfoList(QDir(directory.filePath()));
+    for (const QFileInfo &entry : all) {
+        if (entry.isDir() || entry.isFile()) {
+            entries.append(entry);
+        }
+    }
+    return entries;
 }
 
 QList<QFileInfo> PlainDirectories::processDescriptionsBelow(const QString &path)

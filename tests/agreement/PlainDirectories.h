@@ -47,6 +47,8 @@ public:
     static bool getSharedMemoryInfoFromDir(const QFileInfo &directory, bool &doubleBuffer,
                                            int &size, QString &key);
 
+    /// What a walk finds in @p directory: folders and regular files, in the order of the listing.
+    static QList<QFileInfo> entriesOf(const QFileInfo &directory);
     /// The process descriptions at and below @p path, in the order in which a build lays them out.
     static QList<QFileInfo> processDescriptionsBelow(const QString &path);
 };

@@ -51,16 +51,14 @@ bool isSame(const Root &left, const Root &right)
 bool frameFile(const Root &element, WriteBack &writeBack, const QFileInfo &file,
                const QString &instanceName)
 {
-    if (!file.fileName().endsWith(PropertyManagerConst::getConfigFileExtension())) {
+    const bool isSomethingElse = file.exists() && !file.isFile();
+    if (isSomethingElse
+        || !file.fileName().endsWith(PropertyManagerConst::getConfigFileExtension())) {
         return true;
     }
     if (element.isNull()) {
         qWarning() << "Invalid root node given during parsing file" << file.filePath();
         return false;
-    }
-    if (file.exists() && !file.isFile()) {
-        qWarning() << DirectoryLinks::passedOver() << file.filePath();
-        return true;
     }
     const Root subtree = element->getLeaf(file.fileName().section('.', 0, 0));
     if (subtree.isNull()) {
@@ -68,16 +66,15 @@ bool frameFile(const Root &element, WriteBack &writeBack, const QFileInfo &file,
         return false;
     }
     const Root other = writeBack.written.value(file.canonicalFilePath());
-    if (!other.isNull()) {
-        const bool isAlike = isSame(subtree, other);
-        if (!isAlike) {
-            qWarning() << DirectoryLinks::passedOver() << file.filePath();
-        }
-        return isAlike;
+    if (other == subtree) {
+        return true;
     }
-    writeBack.written.insert(file.canonicalFilePath(), subtree);
     ConfigurationModificationHandler::getInstance().touch(
         subtree, writeBack.moduleName, writeBack.objectName, instanceName, origin);
+    if (!other.isNull()) {
+        return true;
+    }
+    writeBack.written.insert(file.canonicalFilePath(), subtree);
     if (!Parser().frameToFile(subtree, file.filePath())) {
         qWarning() << "Framing Error occured" << file.filePath();
         return false;
@@ -91,7 +88,7 @@ bool frame(const Root &element, WriteBack &writeBack, const QFileInfo &entry,
     if (!entry.isDir()) {
         return frameFile(element, writeBack, entry, instanceName);
     }
-    const auto entries = PlainDirectories::generateDirectoryInfoList(QDir(entry.filePath()));
+    const auto entries = PlainDirectories::entriesOf(entry);
     if (!PlainDirectories::containsFileOrDir(entries,
                                              PropertyManagerConst::getConfigFileExtension())) {
         return true;
@@ -100,20 +97,53 @@ bool frame(const Root &element, WriteBack &writeBack, const QFileInfo &entry,
         Root next = element;
         QString name = below.fileName().section('.', 0, 0);
         if (below.isDir()) {
-            if (!writeBack.links.enter(below)) {
-                continue;
-            }
             if (element.isNull()) {
                 qWarning() << "Invalid root node given during parsing file" << below.filePath();
                 return false;
             }
             name = below.fileName();
             next = element->getLeaf(name);
+            if (!writeBack.links.enter(below)) {
+                qWarning() << DirectoryLinks::passedOver() << below.filePath();
+                continue;
+            }
         }
         if (!frame(next, writeBack, below, instanceName + '/' + name)) {
             return false;
         }
     }
+    return true;
+}
+
+/// Whether all names of each file would give it the same text.
+bool agree(const Root &element, const QFileInfo &entry, DirectoryLinks &links,
+           QHash<QString, Root> &subtrees)
+{
+    if (element.isNull()) {
+        return true;
+    }
+    if (entry.isDir()) {
+        bool isAlike = true;
+        const auto entries = PlainDirectories::entriesOf(entry);
+        for (const QFileInfo &below : entries) {
+            const Root next = element->getChildMap().value(below.fileName());
+            isAlike = isAlike
+                      && (below.isDir() ? !links.enter(below) || agree(next, below, links, subtrees)
+                                        : agree(element, below, links, subtrees));
+        }
+        return isAlike;
+    }
+    const Root subtree = element->getChildMap().value(entry.fileName().section('.', 0, 0));
+    if (!entry.isFile() || subtree.isNull()
+        || !entry.fileName().endsWith(PropertyManagerConst::getConfigFileExtension())) {
+        return true;
+    }
+    Root &other = subtrees[entry.canonicalFilePath()];
+    if (!other.isNull() && !isSame(subtree, other)) {
+        qWarning() << DirectoryLinks::passedOver() << entry.filePath();
+        return false;
+    }
+    other = subtree;
     return true;
 }
 
@@ -123,6 +153,11 @@ bool PlainDirectories::frameConfigDir(const BaseClassSharedPointer &element,
                                       const QString &moduleName, const QString &objectName,
                                       const QFileInfo &entry, const QString &instanceName)
 {
+    DirectoryLinks links(entry);
+    QHash<QString, Root> subtrees;
+    if (!agree(element, entry, links, subtrees)) {
+        return false;
+    }
     WriteBack writeBack{moduleName, objectName, DirectoryLinks(entry), {}};
     return frame(element, writeBack, entry, instanceName);
 }

@@ -153,8 +153,9 @@ void RandomDirectory::addDescription(const QString &folder)
 void RandomDirectory::addLink(const QString &folder, int depth)
 {
     const QString path = below(folder, stem() + ending());
-    const QString upwards = QStringLiteral("../").repeated(folder == top ? 0
-                                                                         : folder.count('/') + 1);
+    const bool isOutside = folder.startsWith(QLatin1String("../"));
+    const int levels = folder == top ? 0 : folder.count('/') + (isOutside ? 0 : 1);
+    const QString upwards = QStringLiteral("../").repeated(levels) + (isOutside ? "device/" : "");
     const auto link = [&](const QString &target) {
         add({Kind::Link, path, QFile::encodeName(upwards + target)});
     };
