@@ -8,6 +8,7 @@
 #include "Configuration/ElementType_p.h"
 #include "Configuration/FramedShape_p.h"
 #include "Configuration/FramedValues_p.h"
+#include "Configuration/FramingSilence_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
 #include "Configuration/UrlWalk_p.h"
 
@@ -279,7 +280,9 @@ ConfigurationAndProcessDataBase::PropertyMap ConfigurationAndProcessDataBase::ge
 void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json) const
 {
     if (m_properties.isEmpty()) {
-        qWarning() << "No properties found in configuration value!";
+        if (!FramingSilence::isKept()) {
+            qWarning() << "No properties found in configuration value!";
+        }
         return;
     }
     const std::vector<QVariant> values = toFramedValues(*this, m_properties, m_dataTypeMap);

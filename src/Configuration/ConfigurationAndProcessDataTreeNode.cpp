@@ -3,6 +3,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ElementRegistration_p.h"
 #include "Configuration/ElementType_p.h"
+#include "Configuration/FramingSilence_p.h"
 #include "Configuration/OwnProperties_p.h"
 #include "Configuration/UrlWalk_p.h"
 
@@ -249,12 +250,14 @@ void ConfigurationAndProcessDataTreeNode::getContentAsQJsonObject(QJsonObject &j
 
     std::vector<std::pair<QString, QJsonObject>> framed;
     framed.reserve(static_cast<std::size_t>(m_childs.size()));
-    if (m_childs.isEmpty()) {
+    if (m_childs.isEmpty() && !FramingSilence::isKept()) {
         qWarning() << "Node has no childs!" << this;
     }
     for (auto child = m_childs.cbegin(); child != m_childs.cend(); ++child) {
         if (child.value().isNull()) {
-            qWarning() << "Key has no value!";
+            if (!FramingSilence::isKept()) {
+                qWarning() << "Key has no value!";
+            }
             continue;
         }
         QJsonObject childJson;

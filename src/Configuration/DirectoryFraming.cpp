@@ -2,6 +2,7 @@
 
 #include "Companion/DirectoryVisits_p.h"
 #include "Companion/PropertyManagerConst.h"
+#include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/ConfigurationModificationHandler.h"
@@ -33,6 +34,11 @@ bool frameFileEntry(const BaseClassSharedPointer &element, Walk &walk, const QFi
     }
     if (element.isNull()) {
         qWarning() << "Invalid root node given during parsing file" << entry.filePath();
+        return false;
+    }
+    // Only one that the caller has named: the walk meets nothing else than files.
+    if (RegularFile::isSomethingElse(entry.filePath())) {
+        qWarning() << "Not a regular file and not written:" << entry.filePath();
         return false;
     }
     const BaseClassSharedPointer subtree = element->getLeaf(DirectoryWalk::stemOf(entry));

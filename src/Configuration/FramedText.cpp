@@ -2,6 +2,7 @@
 #include "Configuration/ElementRegistration_p.h"
 #include "Configuration/FramedText_p.h"
 #include "Configuration/FramedValues_p.h"
+#include "Configuration/FramingSilence_p.h"
 #include "Configuration/OwnProperties_p.h"
 #include "Configuration/UrlWalk_p.h"
 
@@ -120,7 +121,9 @@ std::vector<QVariant> FramedText::framedValues(
     const ConfigurationAndProcessDataBase::PropertyMap &properties)
 {
     if (properties.isEmpty()) {
-        qWarning() << "No properties found in configuration value!";
+        if (!FramingSilence::isKept()) {
+            qWarning() << "No properties found in configuration value!";
+        }
         return {};
     }
     return toFramedValues(element, properties, ownDataTypes(element));
@@ -131,7 +134,7 @@ void FramedText::writeChildren(const ConfigurationAndProcessDataBase &node, int 
 {
     // A copy: what an element of another class does while it is framed is its own affair.
     const ConfigurationAndProcessDataBase::ChildMap childs = node.getChildMap();
-    if (childs.isEmpty()) {
+    if (childs.isEmpty() && !FramingSilence::isKept()) {
         qWarning() << "Node has no childs!" << &node;
     }
     m_text += m_isCompact ? "{" : "{\n";
@@ -140,7 +143,9 @@ void FramedText::writeChildren(const ConfigurationAndProcessDataBase &node, int 
     written.reserve(static_cast<std::size_t>(childs.size()));
     for (auto child = childs.cbegin(); child != childs.cend(); ++child) {
         if (child.value().isNull()) {
-            qWarning() << "Key has no value!";
+            if (!FramingSilence::isKept()) {
+                qWarning() << "Key has no value!";
+            }
             continue;
         }
         const int begin = m_text.size();

@@ -2,6 +2,7 @@
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/FramedValues_p.h"
+#include "Configuration/FramingSilence_p.h"
 
 #include <QDebug>
 
@@ -22,8 +23,10 @@ QVariant toFramedForm(const ConfigurationAndProcessDataBase &element, const QStr
     }
     QVariant converted = value;
     if (!converted.convert(dataType)) {
-        // A failed attempt empties the variant, and the log is to show what was there before.
-        qWarning() << "Wrong type, property can't set" << static_cast<int>(dataType) << value;
+        if (!FramingSilence::isKept()) {
+            // A failed attempt empties the variant, and the log is to show what was there before.
+            qWarning() << "Wrong type, property can't set" << static_cast<int>(dataType) << value;
+        }
         return {};
     }
     return converted;

@@ -3,6 +3,7 @@
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/DirectoryWalk_p.h"
+#include "Configuration/FramingSilence_p.h"
 #include "Configuration/SharedFiles_p.h"
 
 #include <QDebug>
@@ -60,6 +61,7 @@ Element subtreeAt(const Element &root, const QStringList &names)
 
 QByteArray textOf(const Element &subtree)
 {
+    const FramingSilence silence;
     QByteArray text;
     ConfigurationAndProcessDataParser().frameToByteArray(subtree, text, QJsonDocument::Compact);
     return text;

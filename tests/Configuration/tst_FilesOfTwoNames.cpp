@@ -29,7 +29,44 @@ LogLine different(const QString &first, const QString &second)
                    + second + '"');
 }
 
+using Element = Base::BaseClassSharedPointer;
+
+const QJsonObject treeNode{{"type", "treenode"}};
+
+/// The library asks an element of a class that it does not know for its content.
+class OwnNode : public ConfigurationAndProcessDataTreeNode
+{
+public:
+    using ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode;
+};
+
+class NodeWithGap : public ConfigurationAndProcessDataTreeNode
+{
+public:
+    NodeWithGap() : ConfigurationAndProcessDataTreeNode(treeNode, nullptr)
+    {
+        m_childs.insert("a", {});
+    }
+};
+
+Element leafWithWrongValue()
+{
+    const auto leaf = QSharedPointer<ConfigurationDataValue>::create(
+        QJsonObject{{"type", "int32"}, {"value", 1}}, nullptr);
+    leaf->setPropertyNoSignalEmit("value", "no number");
+    return leaf;
+}
+
+QString printed(const Element &element)
+{
+    QString text;
+    QDebug(&text).nospace() << static_cast<const QObject *>(element.data());
+    return text;
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(ConfigurationAndProcessDataBase::BaseClassSharedPointer)
 
 /// Links beside the configuration files to which they lead, in a directory "base/top".
 class tst_FilesOfTwoNames : public QObject
@@ -47,6 +84,8 @@ private Q_SLOTS:
     void differenceBelowTwoDirectoriesIsRefused();
     void sameChangeUnderBothNamesIsWrittenOnce();
     void nextWriteSucceedsAsWell();
+    void messagesOfTheTextComeOnce_data();
+    void messagesOfTheTextComeOnce();
     void namesOfOneSubtreeAreOne();
     void linkToAFileOutsideStaysALink();
     void linkToALinkStaysALink();
@@ -174,6 +213,51 @@ void tst_FilesOfTwoNames::nextWriteSucceedsAsWell()
     QVERIFY(write(parsedTop()));
 
     QCOMPARE(log.take(), QList<LogLine>());
+}
+
+void tst_FilesOfTwoNames::messagesOfTheTextComeOnce_data()
+{
+    QTest::addColumn<Element>("former");
+    QTest::addColumn<Element>("other");
+    QTest::addColumn<QStringList>("messages");
+
+    const Element node = emptyNode();
+    QTest::newRow("node without children")
+        << node << Element(emptyNode()) << QStringList{"Node has no childs! " + printed(node)};
+    const Element ownNode = QSharedPointer<OwnNode>::create(treeNode, nullptr);
+    QTest::newRow("node of an application")
+        << ownNode << Element(QSharedPointer<OwnNode>::create(treeNode, nullptr))
+        << QStringList{"Node has no childs! " + printed(ownNode)};
+    QTest::newRow("null child") << Element(QSharedPointer<NodeWithGap>::create())
+                                << Element(QSharedPointer<NodeWithGap>::create())
+                                << QStringList{"Key has no value!"};
+    QTest::newRow("no properties")
+        << Element(QSharedPointer<ConfigurationDataValue>::create(QJsonObject(), nullptr))
+        << Element(QSharedPointer<ConfigurationDataValue>::create(QJsonObject(), nullptr))
+        << QStringList{"No properties found in configuration value!"};
+    QTest::newRow("value of a wrong type")
+        << leafWithWrongValue() << leafWithWrongValue()
+        << QStringList{"Wrong type, property can't set 2 QVariant(QString, \"no number\")"};
+}
+
+void tst_FilesOfTwoNames::messagesOfTheTextComeOnce()
+{
+    QFETCH(Element, former);
+    QFETCH(Element, other);
+    QFETCH(QStringList, messages);
+    makeLink("base/top/z.config.json", "m.config.json");
+    const auto root = parsedTop();
+    root->getLeaf("m").dynamicCast<ConfigurationAndProcessDataTreeNode>()->addElement("x", former);
+    root->getLeaf("z").dynamicCast<ConfigurationAndProcessDataTreeNode>()->addElement("x", other);
+    LogCapture log;
+
+    QVERIFY(write(root));
+
+    QList<LogLine> expected;
+    for (const QString &message : qAsConst(messages)) {
+        expected.append(warning(message));
+    }
+    QCOMPARE(toText(log.take()), toText(expected));
 }
 
 void tst_FilesOfTwoNames::namesOfOneSubtreeAreOne()

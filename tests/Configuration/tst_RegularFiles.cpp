@@ -63,6 +63,8 @@ private Q_SLOTS:
     void fileIsNotWrittenInTheirPlace_data();
     void fileIsNotWrittenInTheirPlace();
     void writtenDirectoryPassesThemOver();
+    void entryThatIsNamedIsRefusedUnstamped_data();
+    void entryThatIsNamedIsRefusedUnstamped();
 
 private:
     QScopedPointer<WorkingDirectory> m_directory;
@@ -263,6 +265,38 @@ void tst_RegularFiles::writtenDirectoryPassesThemOver()
     QCOMPARE(log.take(), QList<LogLine>());
     QCOMPARE(recordedInstances(), QStringList{"module|object|top/a"});
     QVERIFY(isFifo("pipe"));
+}
+
+void tst_RegularFiles::entryThatIsNamedIsRefusedUnstamped_data()
+{
+    QTest::addColumn<QString>("path");
+
+    QTest::newRow("FIFO") << "pipe.config.json";
+    QTest::newRow("link to a FIFO") << "link.config.json";
+    QTest::newRow("link to a device") << "device.config.json";
+    QTest::newRow("without a subtree") << "other.config.json";
+}
+
+void tst_RegularFiles::entryThatIsNamedIsRefusedUnstamped()
+{
+    QFETCH(QString, path);
+    makeFifo("pipe.config.json");
+    makeLink("link.config.json", "pipe.config.json");
+    makeLink("other.config.json", "pipe.config.json");
+    makeLink("device.config.json", "/dev/null");
+    const auto root = emptyNode();
+    for (const char *name : {"pipe", "link", "device"}) {
+        root->addElement(name, ConfigurationAndProcessDataParser().parseFromByteArray(
+                                   stampable("X"), "config.json"));
+    }
+    ConfigurationModificationHandler::getInstance().clearModifiedInstances();
+    LogCapture log;
+
+    QVERIFY(!Access::frameConfigDir(root, "module", "object", QFileInfo(path), "top"));
+
+    COMPARE_LOG(log, notWritten(path));
+    QCOMPARE(recordedInstances(), QStringList());
+    QVERIFY(isFifo("pipe.config.json"));
 }
 
 QTEST_GUILESS_MAIN(tst_RegularFiles)
