@@ -2,39 +2,51 @@
 
 #include "agreement/PlainDirectories.h"
 
-DirectoryLinks::DirectoryLinks(const QFileInfo &top) : m_top(top.filePath())
+#include <QDebug>
+
+DirectoryLinks::DirectoryLinks(const QFileInfo &top) : m_top(QDir::cleanPath(top.filePath()))
 {
-    meetWithoutLink(top);
+    placeBelow(top);
 }
 
 bool DirectoryLinks::enter(const QFileInfo &directory)
 {
-    const QStringList pieces =
-        directory.filePath().mid(m_top.size()).split('/', Qt::SkipEmptyParts);
-    bool isReachedThroughLink = false;
-    QString path = m_top;
-    for (const QString &piece : pieces) {
-        path += '/' + piece;
-        isReachedThroughLink = isReachedThroughLink || QFileInfo(path).isSymLink();
-    }
     const QString canonicalPath = directory.canonicalFilePath();
-    if (!isReachedThroughLink) {
-        return true;
-    }
-    if (m_metWithoutLink.contains(canonicalPath) || m_enteredThroughLinks.contains(canonicalPath)) {
+    const bool hasOtherPlace = directory.isSymLink() && m_places.contains(canonicalPath);
+    if (hasOtherPlace || m_entered.contains(canonicalPath)) {
+        qWarning() << (leadsBack(directory)
+                           ? "Directory leads back to itself and is passed over:"
+                           : "Directory has another place in the tree and is passed over:")
+                   << directory.filePath();
         return false;
     }
-    m_enteredThroughLinks.insert(canonicalPath);
+    m_entered.insert(canonicalPath);
+    if (directory.isSymLink()) {
+        placeBelow(directory);
+    }
     return true;
 }
 
-void DirectoryLinks::meetWithoutLink(const QFileInfo &directory)
+bool DirectoryLinks::leadsBack(const QFileInfo &directory) const
 {
-    m_metWithoutLink.insert(directory.canonicalFilePath());
+    const QString canonicalPath = directory.canonicalFilePath();
+    QString above = QDir::cleanPath(directory.path());
+    while (above.size() >= m_top.size()) {
+        if (QFileInfo(above).canonicalFilePath() == canonicalPath) {
+            return true;
+        }
+        above.truncate(above.lastIndexOf('/'));
+    }
+    return false;
+}
+
+void DirectoryLinks::placeBelow(const QFileInfo &directory)
+{
     const auto entries = PlainDirectories::generateDirectoryInfoList(QDir(directory.filePath()));
     for (const QFileInfo &entry : entries) {
         if (entry.isDir() && !entry.isSymLink()) {
-            meetWithoutLink(entry);
+            m_places.insert(entry.canonicalFilePath());
+            placeBelow(entry);
         }
     }
 }

@@ -143,19 +143,12 @@ private:
         static const QRegularExpression address("\\(0x[0-9a-f]+\\)");
         static const QRegularExpression time(
             "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}(Z|[+-]\\d\\d:\\d\\d)");
-        static const QRegularExpression passedOver(
-            "\\[default\\] (Passed over:|Directory has another place in the tree and is passed "
-            "over:|"
-            "Directory leads back to itself and is passed over:|Not a regular file and not read:|"
-            "One file under two names would get different texts:|"
-            "Not a regular file and not written:)[^\n]*");
         return withNumberedKeys(text.replace("\\n", "\n") // of texts in quotes
                                     .replace(m_base, "(base)")
                                     .replace(address, "(address)")
                                     .replace(time, "(time)")
                                     .replace("//", "/")
-                                    .replace("/./", "/")
-                                    .replace(passedOver, "(passed over)"));
+                                    .replace("/./", "/"));
     }
 
     QString anyFolder()

@@ -59,8 +59,7 @@ Root nodeOf(const QFileInfo &directory, const QString &extension)
 
 bool parseFile(const Root &root, const QFileInfo &file, const QString &extension)
 {
-    const bool isSomethingElse = file.exists() && !file.isFile();
-    if (isSomethingElse || !file.fileName().endsWith(extension)) {
+    if (!file.fileName().endsWith(extension)) {
         return true;
     }
     if (root.isNull()) {
@@ -83,7 +82,6 @@ bool parse(Root &root, const QFileInfo &entry, const QString &extension, Directo
         return parseFile(root, entry, extension);
     }
     if (!links.enter(entry)) {
-        qWarning() << DirectoryLinks::passedOver() << entry.filePath();
         return true;
     }
     const auto entries = PlainDirectories::entriesOf(entry);
@@ -126,8 +124,6 @@ void search(const QFileInfo &directory, DirectoryLinks &links, QList<QFileInfo> 
         if (entry.isDir()) {
             if (links.enter(entry)) {
                 search(entry, links, files);
-            } else {
-                qWarning() << DirectoryLinks::passedOver() << entry.filePath();
             }
         } else if (entry.isFile() && entry.fileName().endsWith(ending)) {
             files.append(entry);
@@ -212,9 +208,9 @@ void PlainDirectories::readFolderDescription(const QString &path, const QString 
         qDebug() << "No description file found!";
         return;
     }
-    const QFileInfo entry(file);
-    if (!entry.isFile() && !entry.isDir()) {
-        qWarning() << DirectoryLinks::passedOver() << file.fileName();
+    const QFileInfo info(file);
+    if (!info.isFile() && !info.isDir()) {
+        qWarning() << "Not a regular file and not read:" << file.fileName();
         return;
     }
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
@@ -393,8 +389,8 @@ QList<QFileInfo> PlainDirectories::processDescriptionsBelow(const QString &path)
 {
     QList<QFileInfo> files;
     const QFileInfo top(path);
-    if (top.isDir()) {
-        DirectoryLinks links(top);
+    DirectoryLinks links(top);
+    if (top.isDir() && links.enter(top)) {
         search(top, links, files);
     }
     return files;

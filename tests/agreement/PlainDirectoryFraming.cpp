@@ -21,64 +21,139 @@ struct WriteBack
     const QString &moduleName;
     const QString &objectName;
     DirectoryLinks links;
-    /// Canonical path of a file to the subtree that it got.
+    /// By canonical path.
     QHash<QString, Root> written;
 };
 
-/// Apart from the stamps of this write-back.
-bool isSame(const Root &left, const Root &right)
+/// A file that is going to be written.
+struct Target
 {
-    if (left.isNull() || right.isNull()) {
-        return left.isNull() && right.isNull();
+    QFileInfo file;
+    Root subtree;
+};
+
+/// Lets no message out, of any thread, while it lives.
+class Silence
+{
+public:
+    Silence()
+        : m_former(
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {}))
+    {
     }
-    auto leftProperties = left->getProperties();
-    auto rightProperties = right->getProperties();
+    ~Silence() { qInstallMessageHandler(m_former); }
+    Q_DISABLE_COPY(Silence)
+
+private:
+    QtMessageHandler m_former;
+};
+
+bool isConfiguration(const QFileInfo &file)
+{
+    return file.fileName().endsWith(PropertyManagerConst::getConfigFileExtension());
+}
+
+Root subtreeFor(const Root &element, const QString &name)
+{
+    return element.isNull() ? Root() : element->getLeaf(name);
+}
+
+QString stemOf(const QFileInfo &file)
+{
+    return file.fileName().section('.', 0, 0);
+}
+
+void collectTargets(const Root &element, const QFileInfo &directory, DirectoryLinks &links,
+                    QList<Target> &targets)
+{
+    if (!links.enter(directory)) {
+        return;
+    }
+    for (const QFileInfo &below : PlainDirectories::entriesOf(directory)) {
+        if (below.isDir()) {
+            collectTargets(subtreeFor(element, below.fileName()), below, links, targets);
+        } else if (isConfiguration(below)) {
+            targets.append({below, subtreeFor(element, stemOf(below))});
+        }
+    }
+}
+
+bool wouldGetOneText(const Target &first, const Target &other)
+{
+    const Silence silence;
+    return Parser().createJsonObject(first.subtree) == Parser().createJsonObject(other.subtree);
+}
+
+/// Every file with every other one in front of it.
+bool namesOfOneFileAgree(const Root &element, const QFileInfo &entry)
+{
+    QList<Target> targets;
+    if (entry.isDir()) {
+        const Silence silence;
+        DirectoryLinks links(entry);
+        collectTargets(element, entry, links, targets);
+    }
+    for (int i = 0; i < targets.size(); ++i) {
+        const Target &first = targets.at(i);
+        for (int j = i + 1; j < targets.size(); ++j) {
+            const Target &other = targets.at(j);
+            if (first.file.canonicalFilePath() != other.file.canonicalFilePath()
+                || first.subtree.isNull() || other.subtree.isNull()
+                || wouldGetOneText(first, other)) {
+                continue;
+            }
+            qWarning() << "One file under two names would get different texts:"
+                       << first.file.filePath() << other.file.filePath();
+            return false;
+        }
+    }
+    return true;
+}
+
+void copyStamp(const Root &from, const Root &to)
+{
     for (const QString &key : {Definitions::getKeyDataPropertyModifiedBy(),
                                Definitions::getKeyDataPropertyLastModified()}) {
-        leftProperties.remove(key);
-        rightProperties.remove(key);
+        if (from->hasProperty(key)) {
+            to->setProperty(key, from->getProperty(key));
+        }
     }
-    const auto &leftChildren = left->getChildMap();
-    const auto &rightChildren = right->getChildMap();
-    bool isAlike = leftProperties == rightProperties && leftChildren.size() == rightChildren.size();
-    for (auto child = leftChildren.cbegin(); child != leftChildren.cend(); ++child) {
-        isAlike = isAlike && rightChildren.contains(child.key())
-                  && isSame(child.value(), rightChildren.value(child.key()));
-    }
-    return isAlike;
 }
 
 bool frameFile(const Root &element, WriteBack &writeBack, const QFileInfo &file,
                const QString &instanceName)
 {
-    const bool isSomethingElse = file.exists() && !file.isFile();
-    if (isSomethingElse
-        || !file.fileName().endsWith(PropertyManagerConst::getConfigFileExtension())) {
+    if (!isConfiguration(file)) {
         return true;
     }
     if (element.isNull()) {
         qWarning() << "Invalid root node given during parsing file" << file.filePath();
         return false;
     }
-    const Root subtree = element->getLeaf(file.fileName().section('.', 0, 0));
+    if (file.exists() && !file.isFile()) {
+        qWarning() << "Not a regular file and not written:" << file.filePath();
+        return false;
+    }
+    const Root subtree = element->getLeaf(stemOf(file));
     if (subtree.isNull()) {
         qWarning() << "Unable to find leaf for file" << file.absoluteFilePath();
         return false;
     }
-    const Root other = writeBack.written.value(file.canonicalFilePath());
-    if (other == subtree) {
+    Root &written = writeBack.written[file.canonicalFilePath()];
+    if (written == subtree) {
         return true;
     }
     ConfigurationModificationHandler::getInstance().touch(
         subtree, writeBack.moduleName, writeBack.objectName, instanceName, origin);
-    if (!other.isNull()) {
+    if (!written.isNull()) {
+        copyStamp(written, subtree);
         return true;
     }
-    writeBack.written.insert(file.canonicalFilePath(), subtree);
     if (!Parser().frameToFile(subtree, file.filePath())) {
         qWarning() << "Framing Error occured" << file.filePath();
         return false;
     }
+    written = subtree;
     return true;
 }
 
@@ -88,6 +163,9 @@ bool frame(const Root &element, WriteBack &writeBack, const QFileInfo &entry,
     if (!entry.isDir()) {
         return frameFile(element, writeBack, entry, instanceName);
     }
+    if (!writeBack.links.enter(entry)) {
+        return true;
+    }
     const auto entries = PlainDirectories::entriesOf(entry);
     if (!PlainDirectories::containsFileOrDir(entries,
                                              PropertyManagerConst::getConfigFileExtension())) {
@@ -95,7 +173,7 @@ bool frame(const Root &element, WriteBack &writeBack, const QFileInfo &entry,
     }
     for (const QFileInfo &below : entries) {
         Root next = element;
-        QString name = below.fileName().section('.', 0, 0);
+        QString name = stemOf(below);
         if (below.isDir()) {
             if (element.isNull()) {
                 qWarning() << "Invalid root node given during parsing file" << below.filePath();
@@ -103,47 +181,11 @@ bool frame(const Root &element, WriteBack &writeBack, const QFileInfo &entry,
             }
             name = below.fileName();
             next = element->getLeaf(name);
-            if (!writeBack.links.enter(below)) {
-                qWarning() << DirectoryLinks::passedOver() << below.filePath();
-                continue;
-            }
         }
         if (!frame(next, writeBack, below, instanceName + '/' + name)) {
             return false;
         }
     }
-    return true;
-}
-
-/// Whether all names of each file would give it the same text.
-bool agree(const Root &element, const QFileInfo &entry, DirectoryLinks &links,
-           QHash<QString, Root> &subtrees)
-{
-    if (element.isNull()) {
-        return true;
-    }
-    if (entry.isDir()) {
-        bool isAlike = true;
-        const auto entries = PlainDirectories::entriesOf(entry);
-        for (const QFileInfo &below : entries) {
-            const Root next = element->getChildMap().value(below.fileName());
-            isAlike = isAlike
-                      && (below.isDir() ? !links.enter(below) || agree(next, below, links, subtrees)
-                                        : agree(element, below, links, subtrees));
-        }
-        return isAlike;
-    }
-    const Root subtree = element->getChildMap().value(entry.fileName().section('.', 0, 0));
-    if (!entry.isFile() || subtree.isNull()
-        || !entry.fileName().endsWith(PropertyManagerConst::getConfigFileExtension())) {
-        return true;
-    }
-    Root &other = subtrees[entry.canonicalFilePath()];
-    if (!other.isNull() && !isSame(subtree, other)) {
-        qWarning() << DirectoryLinks::passedOver() << entry.filePath();
-        return false;
-    }
-    other = subtree;
     return true;
 }
 
@@ -153,13 +195,8 @@ bool PlainDirectories::frameConfigDir(const BaseClassSharedPointer &element,
                                       const QString &moduleName, const QString &objectName,
                                       const QFileInfo &entry, const QString &instanceName)
 {
-    DirectoryLinks links(entry);
-    QHash<QString, Root> subtrees;
-    if (!agree(element, entry, links, subtrees)) {
-        return false;
-    }
     WriteBack writeBack{moduleName, objectName, DirectoryLinks(entry), {}};
-    return frame(element, writeBack, entry, instanceName);
+    return namesOfOneFileAgree(element, entry) && frame(element, writeBack, entry, instanceName);
 }
 
 bool PlainDirectories::setParsedConfigurationProcessDescription(
