@@ -7,6 +7,8 @@
 
 #include <QDebug>
 
+#include <algorithm>
+
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
@@ -84,6 +86,15 @@ bool wouldGetOneText(const Target &first, const Target &other)
     return Parser().createJsonObject(first.subtree) == Parser().createJsonObject(other.subtree);
 }
 
+/// Whether the walk ends at another name of the same file, before it comes to this one.
+bool nullSubtreeBefore(const QList<Target> &targets, int index)
+{
+    const QString path = targets.at(index).file.canonicalFilePath();
+    return std::any_of(targets.cbegin(), targets.cbegin() + index, [&](const Target &target) {
+        return target.subtree.isNull() && target.file.canonicalFilePath() == path;
+    });
+}
+
 /// Every file with every other one in front of it.
 bool namesOfOneFileAgree(const Root &element, const QFileInfo &entry)
 {
@@ -98,7 +109,7 @@ bool namesOfOneFileAgree(const Root &element, const QFileInfo &entry)
         for (int j = i + 1; j < targets.size(); ++j) {
             const Target &other = targets.at(j);
             if (first.file.canonicalFilePath() != other.file.canonicalFilePath()
-                || first.subtree.isNull() || other.subtree.isNull()
+                || nullSubtreeBefore(targets, i) || first.subtree.isNull() || other.subtree.isNull()
                 || wouldGetOneText(first, other)) {
                 continue;
             }

