@@ -1,26 +1,45 @@
 #include "LinkedFolders.h"
 
+#include <algorithm>
+
+namespace {
+
+QString canonicalPath(const QFileInfo &folder)
+{
+    const QString path = folder.canonicalFilePath();
+    return path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
+}
+
+} // namespace
+
 LinkedFolders::LinkedFolders(const QString &path)
-    : m_top(QFileInfo(path).canonicalFilePath() + QLatin1Char('/'))
+    : m_beginnings(canonicalPath(QFileInfo(path)))
+    , m_entered{m_beginnings.first()}
 {
 }
 
 LinkedFolders::Way LinkedFolders::wayOf(const QFileInfo &folder)
 {
-    if (!folder.isSymLink()) {
-        return Way::Entered;
+    const QString target = canonicalPath(folder);
+    if (m_entered.contains(target)) {
+        const QString place = canonicalPath(QFileInfo(folder.path()));
+        return place.startsWith(target) ? Way::LeadsBack : Way::OtherPlace;
     }
-    const QString target = folder.canonicalFilePath() + QLatin1Char('/');
-    const QString place = QFileInfo(folder.path()).canonicalFilePath() + QLatin1Char('/');
-    const bool isBelowTop = target.startsWith(m_top);
-    if (isBelowTop && place.startsWith(target)) {
-        return Way::LeadsBack;
+    if (folder.isSymLink()) {
+        if (hasOwnPlace(target)) {
+            return Way::OtherPlace;
+        }
+        m_beginnings.append(target);
     }
-    // Hidden folders are not searched, and have no place of their own.
-    if (isBelowTop && !target.midRef(m_top.size() - 1).contains(QLatin1String("/."))) {
-        return Way::OtherPlace;
-    }
-    const bool isKnown = m_targets.contains(target);
-    m_targets.insert(target);
-    return isKnown ? Way::OtherPlace : Way::Entered;
+    m_entered.insert(target);
+    return Way::Entered;
+}
+
+/// Whether the walk comes to @p target by going down alone. Hidden folders are not entered.
+bool LinkedFolders::hasOwnPlace(const QString &target) const
+{
+    return std::any_of(m_beginnings.cbegin(), m_beginnings.cend(), [&target](const QString &begin) {
+        return target.startsWith(begin)
+               && !target.midRef(begin.size() - 1).contains(QLatin1String("/."));
+    });
 }
