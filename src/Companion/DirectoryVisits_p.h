@@ -8,8 +8,9 @@
 /// Which directories one walk over the disk enters, where links lead from one to another.
 ///
 /// Each directory is entered once, by its canonical path. One that the walk comes to without a link,
-/// counted from where it began or from where a link brought it, is entered there and not through a
-/// link, whichever stands first: its place does not change with the name of a link. So directories
+/// counted from where it began or from where a link has brought it so far, is entered there and not
+/// through a link, whichever stands first: its place does not change with the name of a link. Of links
+/// that lead out of the walk, to a directory and to one above it, the first one counts. So directories
 /// that link to each other cost no more than their number, and a loop ends.
 class DirectoryVisits
 {
