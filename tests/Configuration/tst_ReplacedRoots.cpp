@@ -3,11 +3,14 @@
 
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "Configuration/InstanceTrees.h"
 #include "Configuration/StampableRoots.h"
+#include "Configuration/StampedDescriptions.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
 
 #include <functional>
 
+using Access = ConfigurationDataAndProcessDescriptionAccess;
 using Base = ConfigurationAndProcessDataBase;
 using Element = Base::BaseClassSharedPointer;
 using Handler = ConfigurationModificationHandler;
@@ -126,6 +129,7 @@ private Q_SLOTS:
     void touchStampsTheRootThatItWasGiven();
     void dateAndModifierGoToTheSameRoot();
     void mergeGoesOnWithTheTreesThatItWasGiven();
+    void walkGoesOnWithTheTreeThatItWasGiven();
 };
 
 void tst_ReplacedRoots::rootLivesUntilTheOperationEnds_data()
@@ -200,6 +204,26 @@ void tst_ReplacedRoots::mergeGoesOnWithTheTreesThatItWasGiven()
     QCOMPARE(firstRoot->getProperty("sizeOfSharedMemory"), QVariant(16));
     QCOMPARE(firstPart->getProperty("displayPosition"), QVariant(2));
     QCOMPARE(root.variable->getNumberOfChilds(), 2);
+}
+
+void tst_ReplacedRoots::walkGoesOnWithTheTreeThatItWasGiven()
+{
+    const WorkingDirectory directory;
+    writeFile("top/folder.json", "{}");
+    writeFile("top/a.config.json", stampable("A"));
+    writeFile("top/b.config.json", stampable("B"));
+    Element variable;
+    QVERIFY(Access::parseConfigDir(variable, QFileInfo("top")));
+    const Element second = variable->getLeaf(QString("b"));
+    QObject::connect(variable->getLeaf(QString("a")).data(), qOverload<>(&Base::propertyChanged),
+                     [&variable] { variable = parsedRoot(); });
+    LogCapture log;
+
+    QVERIFY(Access::frameConfigDir(variable, "module", "object", QFileInfo("top"), "top"));
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QCOMPARE(modifiedByOf(second), QString("Device"));
+    QCOMPARE(readFile("top/b.config.json"), stamped("B", lastModifiedOf(second)));
 }
 
 QTEST_GUILESS_MAIN(tst_ReplacedRoots)
