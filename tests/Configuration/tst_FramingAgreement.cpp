@@ -52,6 +52,19 @@ void makeStrange(const Element &element, RandomConfiguration &random)
     }
 }
 
+/// The type names of an element, to which an application's class may add its own.
+QHash<QString, QMetaType::Type> &dataTypesOf(Base &element)
+{
+    struct Opened : Base
+    {
+        static QHash<QString, QMetaType::Type> &of(Base &element)
+        {
+            return element.*(&Opened::m_dataTypeMap);
+        }
+    };
+    return Opened::of(element);
+}
+
 /// An element of an application, which frames itself in its own way.
 class OwnWay : public TreeNode
 {
@@ -144,6 +157,7 @@ private Q_SLOTS:
     void elementsOfAnApplicationFrameThemselves();
     void neighboursOfOneShapeKeepTheirOwnValues();
     void anObjectThatIsNotEmptyKeepsWhatItHolds();
+    void typeNamesAreThoseOfTheElement();
 };
 
 void tst_FramingAgreement::anyTreeIsFramedAsItsElementsAreAlone()
@@ -283,6 +297,19 @@ void tst_FramingAgreement::anObjectThatIsNotEmptyKeepsWhatItHolds()
     root->getContentAsQJsonObject(json);
 
     QCOMPARE(json, expected);
+}
+
+void tst_FramingAgreement::typeNamesAreThoseOfTheElement()
+{
+    const auto leaf = QSharedPointer<ConfigurationDataValue>::create(
+        QJsonObject{{"type", "wide"}, {"value", 7}}, nullptr);
+    dataTypesOf(*leaf).insert("wide", QMetaType::LongLong);
+    QByteArray text;
+
+    QVERIFY(Parser().frameToByteArray(leaf, text, QJsonDocument::Compact));
+
+    QCOMPARE(text, QByteArray(R"({"type":"wide","value":"7"})"));
+    QCOMPARE(Parser().createJsonObject(leaf), (QJsonObject{{"type", "wide"}, {"value", "7"}}));
 }
 
 QTEST_GUILESS_MAIN(tst_FramingAgreement)
