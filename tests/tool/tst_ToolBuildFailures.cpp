@@ -3,6 +3,8 @@
 #include "support/ResourceLimit.h"
 #include "support/WorkingDirectory.h"
 
+#include <unistd.h>
+
 namespace {
 
 using Description::leaf;
@@ -31,6 +33,7 @@ private Q_SLOTS:
     void descriptionThatCannotBeBuilt();
     void filesWithBuffersOfBothKindsAreRefused();
     void cutOffTextGivesWayToTheFormerOne();
+    void textThatIsPutBackStaysWithItsOwner();
     void textThatCannotBePutBackIsTold();
     void readOnlyPlaceIsRefused_data();
     void readOnlyPlaceIsRefused();
@@ -202,6 +205,29 @@ void tst_ToolBuildFailures::cutOffTextGivesWayToTheFormerOne()
              qPrintable(result.error));
     QCOMPARE(result.error.count(QLatin1Char('\n')), 1);
     QCOMPARE(runBuild(directory.path()).exitCode, 0);
+}
+
+void tst_ToolBuildFailures::textThatIsPutBackStaysWithItsOwner()
+{
+    if (::geteuid() != 0) {
+        QSKIP("only root may give a file away");
+    }
+    const DescriptionDirectory directory;
+    const QByteArray text = compact(root({{QStringLiteral("x"), leaf(1, 4, 4)}}));
+    directory.write(fileA, text);
+    constexpr uint serviceUser = 1234;
+    constexpr uint serviceGroup = 1235;
+    QCOMPARE(::chown(qPrintable(directory.filePath(fileA)), serviceUser, serviceGroup), 0);
+
+    {
+        const ResourceLimit limit(RLIMIT_FSIZE, static_cast<rlim_t>(text.size()));
+        QCOMPARE(runBuild(directory.path()).exitCode, 9);
+    }
+
+    const QFileInfo file(directory.filePath(fileA));
+    QCOMPARE(directory.read(fileA), text);
+    QCOMPARE(file.ownerId(), serviceUser);
+    QCOMPARE(file.groupId(), serviceGroup);
 }
 
 void tst_ToolBuildFailures::textThatCannotBePutBackIsTold()

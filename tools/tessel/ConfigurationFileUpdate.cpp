@@ -1,17 +1,16 @@
 #include "ConfigurationFileUpdate.h"
 
-#include "Companion/FormerOwner.h"
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/ConfigurationModificationHandler.h"
 #include "Failure.h"
 #include "LogCollector.h"
+#include "ReplacedFile.h"
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <filesystem>
 #include <utility>
@@ -81,13 +80,7 @@ public:
             return !error;
         }
         // A file system without second names.
-        QSaveFile file(m_path);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)
-            || file.write(m_content) != m_content.size()) {
-            return false;
-        }
-        keepFormerOwner(file.handle(), m_path);
-        return file.commit();
+        return replaceFile(m_path, m_content);
     }
 
     /// Leaves the second name where it is.

@@ -1,11 +1,10 @@
 #include "FormerTexts.h"
 
-#include "Companion/FormerOwner.h"
 #include "DescriptionFile.h"
+#include "ReplacedFile.h"
 
 #include <QFile>
 #include <QJsonDocument>
-#include <QSaveFile>
 
 #include <optional>
 
@@ -43,17 +42,6 @@ bool isWhole(const QByteArray &text)
     return QJsonDocument::fromJson(text).isObject();
 }
 
-bool replace(const QString &path, const QByteArray &text)
-{
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)
-        || file.write(text) != text.size()) {
-        return false;
-    }
-    keepFormerOwner(file.handle(), path);
-    return file.commit();
-}
-
 bool overwrite(const QString &path, const QByteArray &text)
 {
     QFile file(path);
@@ -64,7 +52,7 @@ bool overwrite(const QString &path, const QByteArray &text)
 /// On a full disk there may be no room for both texts, but for the former one alone.
 bool putBack(const QString &path, const QByteArray &text)
 {
-    return replace(path, text) || overwrite(path, text);
+    return replaceFile(path, text) || overwrite(path, text);
 }
 
 } // namespace
