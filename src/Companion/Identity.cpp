@@ -27,12 +27,17 @@ quint32 watchForks()
 }
 
 /// Once in a process and all that are forked from it.
-void beginOnce()
+quint32 beginOnce()
 {
     static const quint32 first = watchForks();
     quint32 none = 0;
     ownProcess.compare_exchange_strong(none, first, std::memory_order_relaxed);
+    return first;
 }
+
+// When the library is loaded, if no static object was quicker: the handlers of a fork that the
+// program has registered find a child that knows itself.
+[[maybe_unused]] const quint32 watching = beginOnce();
 
 } // namespace
 

@@ -49,6 +49,9 @@ struct ThreadNotes
 /// Null until the thread has something to remember.
 __thread ThreadNotes *ownNotes __attribute__((tls_model("initial-exec"))) = nullptr;
 
+/// From before a fork to after it: the calling thread has the list of handlers to itself.
+__thread bool isForking __attribute__((tls_model("initial-exec"))) = false;
+
 void endThread(void * /*nothing*/)
 {
     delete ownNotes;
@@ -86,13 +89,13 @@ public:
 
     quint64 add()
     {
-        const std::lock_guard<std::mutex> guard(m_mutex);
+        const auto guard = enter();
         m_numbers.push_back(++m_last);
         return m_last;
     }
     void remove(quint64 number)
     {
-        const std::lock_guard<std::mutex> guard(m_mutex);
+        const auto guard = enter();
         const auto found = std::lower_bound(m_numbers.begin(), m_numbers.end(), number);
         if (found != m_numbers.end() && *found == number) {
             m_numbers.erase(found);
@@ -101,7 +104,7 @@ public:
     /// Takes out what nobody will ask for any more.
     void prune(std::vector<HandlerSet> &sets)
     {
-        const std::lock_guard<std::mutex> guard(m_mutex);
+        const auto guard = enter();
         const auto isOver = [this](const HandlerSet &set) {
             return set.note.kind == SetNote::Kind::None
                    || !std::binary_search(m_numbers.cbegin(), m_numbers.cend(), set.handler);
@@ -109,11 +112,25 @@ public:
         sets.erase(std::remove_if(sets.begin(), sets.end(), isOver), sets.end());
     }
 
-    // A child must not inherit the mutex from a thread that it does not have.
-    static void beforeFork() { instance().m_mutex.lock(); }
-    static void afterFork() { instance().m_mutex.unlock(); }
+    // A child must not inherit the mutex from a thread that it does not have. In between run those
+    // handlers of a fork that were there before the library was, and they may use it.
+    static void beforeFork()
+    {
+        instance().m_mutex.lock();
+        isForking = true;
+    }
+    static void afterFork()
+    {
+        isForking = false;
+        instance().m_mutex.unlock();
+    }
 
 private:
+    std::unique_lock<std::mutex> enter()
+    {
+        return isForking ? std::unique_lock<std::mutex>() : std::unique_lock<std::mutex>(m_mutex);
+    }
+
     std::mutex m_mutex;
     std::vector<quint64> m_numbers;
     quint64 m_last = 0;
@@ -274,12 +291,15 @@ void beginInChild()
     }
 }
 
+// When the library is loaded: the handlers of a fork that the program has registered find a child
+// in which all of this is done.
+[[maybe_unused]] const int watching = pthread_atfork(LivingHandlers::beforeFork,
+                                                     LivingHandlers::afterFork, beginInChild);
+
 } // namespace
 
 quint64 LockNotes::newHandlerNumber()
 {
-    [[maybe_unused]] static const int watching = pthread_atfork(
-        LivingHandlers::beforeFork, LivingHandlers::afterFork, beginInChild);
     return LivingHandlers::instance().add();
 }
 
