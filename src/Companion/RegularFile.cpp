@@ -29,14 +29,40 @@ bool refuseOther(const QFileInfo &entry, mode_t mode)
     return false;
 }
 
-/// A FIFO that took the place of the file meanwhile is opened without waiting for its writer.
-int openWithoutWaiting(const char *path)
+int openRepeated(const char *path, int flags)
 {
     int fd = -1;
     do {
-        fd = ::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        fd = ::open(path, flags | O_NOCTTY | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
     return fd;
+}
+
+/// Waits for whoever has a lease on the file, as a file server has, to give it back. The system bounds
+/// the wait. Of nothing but a file: the path is followed once, and what it leads to is held.
+int openLeased(const char *path)
+{
+    const int place = openRepeated(path, O_PATH);
+    struct stat status = {};
+    int fd = -1;
+    errno = EWOULDBLOCK;
+    if (place >= 0 && ::fstat(place, &status) == 0 && S_ISREG(status.st_mode)) {
+        const QByteArray name = QByteArrayLiteral("/proc/self/fd/") + QByteArray::number(place);
+        fd = openRepeated(name.constData(), O_RDONLY);
+    }
+    if (place >= 0) {
+        const int reason = errno;
+        ::close(place);
+        errno = reason;
+    }
+    return fd;
+}
+
+/// A FIFO that took the place of the file meanwhile is opened without waiting for its writer.
+int openForReadingOnly(const char *path)
+{
+    const int fd = openRepeated(path, O_RDONLY | O_NONBLOCK);
+    return fd < 0 && errno == EWOULDBLOCK ? openLeased(path) : fd;
 }
 
 } // namespace
@@ -58,7 +84,7 @@ bool RegularFile::openForReading(const QString &path, QFile &file)
     if (!S_ISREG(status.st_mode)) {
         return refuseOther(entry, status.st_mode);
     }
-    const int fd = openWithoutWaiting(name.constData());
+    const int fd = openForReadingOnly(name.constData());
     if (fd < 0) {
         return refuse(entry, qt_error_string(errno));
     }

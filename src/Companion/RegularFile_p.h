@@ -9,8 +9,9 @@
 /// to work when they are opened. A name tells nothing of this.
 namespace RegularFile {
 
-/// Opens the file at @p path to be read as text and never waits for anybody. False with a warning,
-/// which has the reason, if it cannot be opened or is something else. @p file does not know its name.
+/// Opens the file at @p path to be read as text and waits for nobody, but for the holder of a lease on
+/// it as long as the system gives him. False with a warning, which has the reason, if it cannot be
+/// opened or is something else. @p file does not know its name.
 bool openForReading(const QString &path, QFile &file);
 
 /// Whether something is there under @p path that is neither a file nor a directory.

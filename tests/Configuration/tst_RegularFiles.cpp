@@ -2,8 +2,10 @@
 #include "Configuration/InstanceTrees.h"
 #include "Configuration/StampedDescriptions.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
+#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -52,6 +54,7 @@ private Q_SLOTS:
     void parserReadsNothingElse_data();
     void parserReadsNothingElse();
     void parserReadsThroughALinkToAFile();
+    void parserWaitsForTheHolderOfALease();
     void managerReadsNothingElse();
     void folderDescriptionIsReadFromNothingElse();
     void instanceIsReadFromNothingElse();
@@ -118,6 +121,38 @@ void tst_RegularFiles::parserReadsThroughALinkToAFile()
 
     QCOMPARE(log.take(), QList<LogLine>());
     QCOMPARE(root->getProperty("value"), QVariant("X"));
+}
+
+void tst_RegularFiles::parserWaitsForTheHolderOfALease()
+{
+    writeFile("a.config.json", leaf("X"));
+    ChildProcess holder([](const ChildSide &parent) {
+        const int fd = ::open("a.config.json", O_RDONLY | O_CLOEXEC);
+        sigset_t demand;
+        sigemptyset(&demand);
+        sigaddset(&demand, SIGIO);
+        sigprocmask(SIG_BLOCK, &demand, nullptr);
+        if (::fcntl(fd, F_SETLEASE, F_WRLCK) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        parent.say();
+        int signal = 0;
+        CHILD_VERIFY(sigwait(&demand, &signal) == 0);
+        CHILD_VERIFY(::fcntl(fd, F_SETLEASE, F_UNLCK) == 0);
+        return 0;
+    });
+    if (!holder.waitUntilReady()) {
+        QCOMPARE(holder.waitForExit(), ChildProcess::sm_cannotTry);
+        QSKIP("the file system knows no leases");
+    }
+    LogCapture log;
+
+    const auto root = ConfigurationAndProcessDataParser().parseFromFile("a.config.json");
+
+    QCOMPARE(log.take(), QList<LogLine>());
+    QVERIFY(!root.isNull());
+    QCOMPARE(root->getProperty("value"), QVariant("X"));
+    QCOMPARE(holder.waitForExit(), 0);
 }
 
 void tst_RegularFiles::managerReadsNothingElse()
