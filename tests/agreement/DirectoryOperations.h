@@ -145,6 +145,7 @@ private:
             "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}(Z|[+-]\\d\\d:\\d\\d)");
         return withNumberedKeys(text.replace("\\n", "\n") // of texts in quotes
                                     .replace(m_base, "(base)")
+                                    .replace(m_baseBehindDot, "(base)")
                                     .replace(address, "(address)")
                                     .replace(time, "(time)")
                                     .replace("//", "/")
@@ -385,6 +386,8 @@ private:
 
     RandomConfiguration m_random;
     QString m_base;
+    /// As a message has it that tells a path from its first dot on; of a place without a dot the whole.
+    QString m_baseBehindDot{m_base.mid(m_base.indexOf('.') + 1)};
     QString m_path;
     const RandomDirectory &m_directory;
     QString m_keyPrefix;
