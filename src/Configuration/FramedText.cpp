@@ -50,7 +50,8 @@ QByteArray FramedText::frame(const ConfigurationAndProcessDataBase &root)
     // An array with a reserve keeps its room when it gets shorter.
     m_text.reserve(1);
     m_separatorsSize = 0;
-    const Stretch whole = writeElement(root, 0);
+    Stretch whole;
+    writeElement(root, 0, whole);
     QByteArray framed;
     framed.reserve(m_text.size() + m_separatorsSize + 1);
     appendInOrder(framed, whole);
@@ -61,59 +62,77 @@ QByteArray FramedText::frame(const ConfigurationAndProcessDataBase &root)
     return framed;
 }
 
-FramedText::Stretch FramedText::writeElement(const ConfigurationAndProcessDataBase &element,
-                                             int depth)
+void FramedText::writeElement(const ConfigurationAndProcessDataBase &element, int depth,
+                              Stretch &stretch)
 {
-    Stretch stretch;
-    stretch.begin = m_text.size();
     if (ElementRegistration::isOfOwnClass(element)) {
         writeOwnElement(element, depth, stretch);
     } else {
-        QJsonObject json;
-        element.getContentAsQJsonObject(json);
-        writeByToolkit(json, depth);
+        writeForeignElement(element, depth);
     }
     stretch.end = m_text.size();
-    return stretch;
+}
+
+void FramedText::writeForeignElement(const ConfigurationAndProcessDataBase &element, int depth)
+{
+    QJsonObject json;
+    element.getContentAsQJsonObject(json);
+    writeByToolkit(json, depth);
 }
 
 void FramedText::writeOwnElement(const ConfigurationAndProcessDataBase &element, int depth,
                                  Stretch &stretch)
 {
-    // A copy: what a child of another class does while it is framed is its own affair.
-    const ConfigurationAndProcessDataBase::PropertyMap properties = ownProperties(element);
-    const std::vector<QVariant> values = framedValues(element, properties);
+    const OwnMembers own = membersOf(element);
+    openObject();
+    bool isFirst = true;
+    std::size_t next = writeValues(own.members, 0, depth + 1, isFirst);
+    if (next != own.members.size()) {
+        beginMember(*own.members[next].key, depth + 1, isFirst);
+        writeChildren(element, depth + 1, stretch);
+        isFirst = false;
+        writeValues(own.members, next + 1, depth + 1, isFirst);
+    }
+    closeObject(isFirst, depth);
+}
+
+FramedText::OwnMembers FramedText::membersOf(const ConfigurationAndProcessDataBase &element)
+{
+    OwnMembers own;
+    own.properties = ownProperties(element);
+    own.values = framedValues(element, own.properties);
     const QString &childrenKey = Definitions::getKeyDataPropertyValue();
     const bool isNode = isOfNodeClass(element);
-    std::vector<Member> members;
-    members.reserve(values.size() + 1);
-    auto value = values.cbegin();
-    for (auto property = properties.cbegin(); property != properties.cend(); ++property, ++value) {
+    own.members.reserve(own.values.size() + 1);
+    auto value = own.values.cbegin();
+    const auto end = own.properties.cend();
+    for (auto property = own.properties.cbegin(); property != end; ++property, ++value) {
         // The children stand in the place of a value that the node may have been given.
         if (!isNode || property.key() != childrenKey) {
-            members.push_back({&property.key(), &*value});
+            own.members.push_back({&property.key(), &*value});
         }
     }
     if (isNode) {
-        members.push_back({&childrenKey, nullptr});
+        own.members.push_back({&childrenKey, nullptr});
     }
-    std::sort(members.begin(), members.end(),
+    std::sort(own.members.begin(), own.members.end(),
               [](const Member &left, const Member &right) { return *left.key < *right.key; });
-    m_text += m_isCompact ? "{" : "{\n";
-    bool isFirst = true;
-    for (const Member &member : members) {
+    return own;
+}
+
+std::size_t FramedText::writeValues(const std::vector<Member> &members, std::size_t next, int depth,
+                                    bool &isFirst)
+{
+    for (; next < members.size() && members[next].value != nullptr; ++next) {
         const int begin = m_text.size();
-        m_text += isFirst ? QByteArray() : separator();
-        writeKey(*member.key, depth + 1);
-        if (member.value == nullptr) {
-            writeChildren(element, depth + 1, stretch);
-        } else if (!writeVariant(*member.value, depth + 1)) {
+        beginMember(*members[next].key, depth, isFirst);
+        if (writeVariant(*members[next].value, depth)) {
+            isFirst = false;
+        } else {
             m_text.truncate(begin);
-            continue;
         }
-        isFirst = false;
     }
-    closeObject(isFirst, depth);
+    return next;
 }
 
 std::vector<QVariant> FramedText::framedValues(
@@ -134,36 +153,53 @@ void FramedText::writeChildren(const ConfigurationAndProcessDataBase &node, int 
 {
     // A copy: what an element of another class does while it is framed is its own affair.
     const ConfigurationAndProcessDataBase::ChildMap childs = node.getChildMap();
-    if (childs.isEmpty() && !FramingSilence::isKept()) {
+    beginChildren(node, childs.size(), stretch);
+    for (auto child = childs.cbegin(); child != childs.cend(); ++child) {
+        if (beginChild(child, depth + 1, stretch)) {
+            writeElement(*child.value(), depth + 1, stretch.children.back());
+        }
+    }
+    endChildren(depth, stretch);
+}
+
+void FramedText::beginChildren(const ConfigurationAndProcessDataBase &node, int count,
+                               Stretch &stretch)
+{
+    if (count == 0 && !FramingSilence::isKept()) {
         qWarning() << "Node has no childs!" << &node;
     }
-    m_text += m_isCompact ? "{" : "{\n";
+    openObject();
     stretch.childrenBegin = m_text.size();
-    std::vector<std::pair<const QString *, Stretch>> written;
-    written.reserve(static_cast<std::size_t>(childs.size()));
-    for (auto child = childs.cbegin(); child != childs.cend(); ++child) {
-        if (child.value().isNull()) {
-            if (!FramingSilence::isKept()) {
-                qWarning() << "Key has no value!";
-            }
-            continue;
+    // The children stay where they are while they are written.
+    stretch.children.reserve(static_cast<std::size_t>(count));
+}
+
+bool FramedText::beginChild(ConfigurationAndProcessDataBase::ChildMap::const_iterator child,
+                            int depth, Stretch &stretch)
+{
+    if (child.value().isNull()) {
+        if (!FramingSilence::isKept()) {
+            qWarning() << "Key has no value!";
         }
-        const int begin = m_text.size();
-        writeKey(child.key(), depth + 1);
-        written.emplace_back(&child.key(), writeElement(*child.value(), depth + 1));
-        written.back().second.begin = begin;
+        return false;
     }
+    stretch.children.emplace_back();
+    stretch.children.back().key = &child.key();
+    stretch.children.back().begin = m_text.size();
+    writeKey(child.key(), depth);
+    return true;
+}
+
+void FramedText::endChildren(int depth, Stretch &stretch)
+{
+    std::vector<Stretch> &children = stretch.children;
     stretch.childrenEnd = m_text.size();
-    std::sort(written.begin(), written.end(),
-              [](const auto &left, const auto &right) { return *left.first < *right.first; });
-    stretch.children.reserve(written.size());
-    for (auto &child : written) {
-        stretch.children.push_back(std::move(child.second));
+    std::sort(children.begin(), children.end(),
+              [](const Stretch &left, const Stretch &right) { return *left.key < *right.key; });
+    if (!children.empty()) {
+        m_separatorsSize += static_cast<int>(children.size() - 1) * separator().size();
     }
-    if (!written.empty()) {
-        m_separatorsSize += static_cast<int>(written.size() - 1) * separator().size();
-    }
-    closeObject(written.empty(), depth);
+    closeObject(children.empty(), depth);
 }
 
 void FramedText::appendInOrder(QByteArray &framed, const Stretch &stretch) const
@@ -188,6 +224,19 @@ void FramedText::appendInOrder(QByteArray &framed, const Stretch &stretch) const
 QByteArray FramedText::separator() const
 {
     return m_isCompact ? QByteArrayLiteral(",") : QByteArrayLiteral(",\n");
+}
+
+void FramedText::openObject()
+{
+    m_text += m_isCompact ? "{" : "{\n";
+}
+
+void FramedText::beginMember(const QString &key, int depth, bool isFirst)
+{
+    if (!isFirst) {
+        m_text += separator();
+    }
+    writeKey(key, depth);
 }
 
 void FramedText::writeKey(const QString &key, int depth)
