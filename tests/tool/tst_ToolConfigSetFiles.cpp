@@ -1,14 +1,32 @@
 #include "DeviceConfiguration.h"
 #include "ToolFolder.h"
+#include "support/ChildProcess.h"
 #include "support/ResourceLimit.h"
 
 #include <QElapsedTimer>
+#include <QTemporaryDir>
 
 #include <csignal>
+
+#include <sys/stat.h>
 
 namespace {
 
 const QString channelFile = QStringLiteral("inputs/channel1.config.json");
+constexpr uid_t ordinaryUser = 65534;
+
+bool writeText(const QString &path, const QByteArray &text)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
+}
+
+/// False where this process may not.
+bool give(const QString &path, uid_t user, mode_t mode)
+{
+    const QByteArray name = QFile::encodeName(path);
+    return ::chown(name.constData(), user, user) == 0 && ::chmod(name.constData(), mode) == 0;
+}
 
 } // namespace
 
@@ -32,6 +50,8 @@ private Q_SLOTS:
     void killedToolLeavesAWholeFile();
     void fileThatMayNotBeWrittenIsRefused();
     void folderThatMayNotBeWrittenIsRefused();
+    void fileThatCannotBeReplacedKeepsOneName_data();
+    void fileThatCannotBeReplacedKeepsOneName();
 
 private:
     bool m_canLosePermissions = false;
@@ -184,6 +204,44 @@ void tst_ToolConfigSetFiles::folderThatMayNotBeWrittenIsRefused()
     VERIFY_REFUSED(m_device->run("set", {"inputs/channel1/filter", "2"}), 4,
                    m_device->path(channelFile) + ": no permission to write the file or its folder");
     QCOMPARE(m_device->changedSince(former), QStringList());
+}
+
+void tst_ToolConfigSetFiles::fileThatCannotBeReplacedKeepsOneName_data()
+{
+    QTest::addColumn<uid_t>("owner");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("value");
+
+    QTest::newRow("of somebody else") << uid_t{1234} << 9 << "1\n";
+    QTest::newRow("of the user") << uid_t{ordinaryUser} << 0 << "2\n";
+}
+
+void tst_ToolConfigSetFiles::fileThatCannotBeReplacedKeepsOneName()
+{
+    QFETCH(uid_t, owner);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("a.config.json");
+    QVERIFY(writeText(path, R"({"type":"treenode","value":{"a":{"type":"int32","value":1}}})"));
+    if (!give(path, owner, 0666) || !give(folder.path(), 0, 01777)) {
+        QSKIP("needs root");
+    }
+
+    ChildProcess user([&path](const ChildSide &) {
+        if (::setgid(ordinaryUser) != 0 || ::setuid(ordinaryUser) != 0
+            || ::access(TESSEL_TOOL, X_OK) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        return runTool({"config", "set", path, "a", "2"}).exitCode;
+    });
+    const int exitCode = user.waitForExit();
+
+    if (exitCode == ChildProcess::sm_cannotTry) {
+        QSKIP("needs a tool that every user may run");
+    }
+    QTEST(exitCode, "exitCode");
+    const auto all = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
+    QCOMPARE(QDir(folder.path()).entryList(all), QStringList("a.config.json"));
+    QTEST(DeviceConfiguration::runOn("get", path, {"a"}).output, "value");
 }
 
 QTEST_GUILESS_MAIN(tst_ToolConfigSetFiles)

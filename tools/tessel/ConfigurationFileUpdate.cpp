@@ -15,6 +15,9 @@
 #include <filesystem>
 #include <utility>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 using Base = ConfigurationAndProcessDataBase;
@@ -40,8 +43,24 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// What a file held before it is written. It keeps a second name for the former file, so that
-/// putting it back takes no room on a disk that is full.
+/// Whether a second name of the file could be removed again: in a folder like /tmp, whoever may
+/// write there makes names, and only the owner of the file or of the folder removes them.
+bool isNameRemovable(const QString &path)
+{
+    struct stat file = {};
+    struct stat folder = {};
+    const QByteArray folderPath = QFile::encodeName(QFileInfo(path).path());
+    if (::lstat(QFile::encodeName(path).constData(), &file) != 0
+        || ::stat(folderPath.constData(), &folder) != 0) {
+        return false;
+    }
+    const uid_t user = ::geteuid();
+    return (folder.st_mode & S_ISVTX) == 0 || user == 0 || user == file.st_uid
+           || user == folder.st_uid;
+}
+
+/// What a file held before it is written. It keeps a second name for the former file where it can, so
+/// that putting it back takes no room on a disk that is full.
 class FormerFile
 {
 public:
@@ -54,6 +73,9 @@ public:
     {
         std::error_code error;
         std::filesystem::remove(systemPath(m_keptPath), error);
+        if (!isNameRemovable(m_path)) {
+            return;
+        }
         std::filesystem::create_hard_link(systemPath(m_path), systemPath(m_keptPath), error);
         m_isKept = !error;
     }
@@ -79,7 +101,7 @@ public:
             m_isKept = bool(error);
             return !error;
         }
-        // A file system without second names.
+        // A place where no second name was made.
         return replaceFile(m_path, m_content);
     }
 
