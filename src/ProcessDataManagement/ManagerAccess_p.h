@@ -29,6 +29,12 @@ public:
             leaveParent(manager);
         }
     }
+    /// The same for a manager that is just being made, and has nothing to leave behind.
+    static void makeInThisProcess(ProcessDataManager &manager)
+    {
+        manager.m_sharedMemory.m_PrivateData.m_process.store(Identity::generation(),
+                                                             std::memory_order_release);
+    }
     static const BufferHandlerInterface *handler(const ProcessDataManager &manager)
     {
         return manager.m_bufferHandler.data();

@@ -78,7 +78,7 @@ bool attachSegment(SharedMemory &memory, const QString &key, int size)
 
 ProcessDataManager::ProcessDataManager() : m_bufferMutex(QMutex::Recursive)
 {
-    ManagerAccess::beginInThisProcess(*this);
+    ManagerAccess::makeInThisProcess(*this);
 }
 
 ProcessDataManager::~ProcessDataManager()
