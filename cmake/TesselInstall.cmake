@@ -6,7 +6,7 @@ set(tessel_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Tessel)
 
 # Private headers end in _p.h and stay behind.
 install(DIRECTORY src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tessel
-    FILES_MATCHING PATTERN "*.h" PATTERN "*_p.h" EXCLUDE)
+    FILES_MATCHING PATTERN "*.h" PATTERN "*_p.h" EXCLUDE PATTERN Exchange EXCLUDE)
 install(TARGETS Tessel EXPORT TesselTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 # The tool, installed by its own folder, finds the library beside itself under any prefix.

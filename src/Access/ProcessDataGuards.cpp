@@ -1,7 +1,7 @@
 #include "Access/ProcessDataGuards.h"
 
 #include "Access/ConsistentReading_p.h"
-#include "Companion/Identity_p.h"
+#include "Companion/Exchange/Identity_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
 
 #include <QDebug>

@@ -1,10 +1,10 @@
 #include "Companion/PingPongBufferHandler.h"
 
-#include "Companion/BufferLock_p.h"
-#include "Companion/Identity_p.h"
-#include "Companion/LockNotes_p.h"
-#include "Companion/OptimisticRead_p.h"
-#include "Companion/SharedBytes_p.h"
+#include "Companion/Exchange/BufferLock_p.h"
+#include "Companion/Exchange/Identity_p.h"
+#include "Companion/Exchange/LockNotes_p.h"
+#include "Companion/Exchange/OptimisticRead_p.h"
+#include "Companion/Exchange/SharedBytes_p.h"
 
 #include <QDebug>
 

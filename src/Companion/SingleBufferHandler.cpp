@@ -1,7 +1,7 @@
 #include "Companion/SingleBufferHandler.h"
 
-#include "Companion/BufferLock_p.h"
-#include "Companion/LockNotes_p.h"
+#include "Companion/Exchange/BufferLock_p.h"
+#include "Companion/Exchange/LockNotes_p.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Companion/Identity_p.h"
+#include "Companion/Exchange/Identity_p.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "Companion/SharedBytes_p.h"
+#include "Companion/Exchange/SharedBytes_p.h"
 #include "support/DoubleBuffer.h"
 
 #include <QtTest>

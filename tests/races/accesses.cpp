@@ -1,7 +1,7 @@
 // Lets two threads do something at once, as the argument says. The thread sanitizer must report all
 // of it but `atomic`: otherwise its silence about the tests is worth nothing.
 
-#include "Companion/SharedBytes_p.h"
+#include "Companion/Exchange/SharedBytes_p.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 
 #include <QJsonObject>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Companion/BufferHandlerInterface.h"
-#include "Companion/SharedBytes_p.h"
+#include "Companion/Exchange/SharedBytes_p.h"
 
 #include <atomic>
 

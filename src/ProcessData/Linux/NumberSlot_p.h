@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Companion/SharedBytes_p.h"
+#include "Companion/Exchange/SharedBytes_p.h"
 #include "ProcessData/ProcessValueErrorTypes.h"
 
 #include <algorithm>

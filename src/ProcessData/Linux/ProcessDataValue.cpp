@@ -1,7 +1,7 @@
 #include "ProcessData/Linux/ProcessDataValue.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Companion/OptimisticRead_p.h"
+#include "Companion/Exchange/OptimisticRead_p.h"
 #include "ProcessData/Linux/NumberSlot_p.h"
 
 #include <QDebug>

@@ -1,4 +1,4 @@
-#include "Companion/OptimisticRead_p.h"
+#include "Companion/Exchange/OptimisticRead_p.h"
 #include "ProcessData/Linux/NumberSlot_p.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessData/NumberVariant_p.h"

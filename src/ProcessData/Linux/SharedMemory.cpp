@@ -1,6 +1,6 @@
 #include "ProcessData/Linux/SharedMemory.h"
 
-#include "Companion/Identity_p.h"
+#include "Companion/Exchange/Identity_p.h"
 
 #include <QDebug>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Companion/OptimisticRead_p.h"
+#include "Companion/Exchange/OptimisticRead_p.h"
 #include "ProcessData/Linux/NumberSlot_p.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 

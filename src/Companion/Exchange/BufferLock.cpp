@@ -1,6 +1,6 @@
-#include "Companion/BufferLock_p.h"
-#include "Companion/Identity_p.h"
-#include "Companion/MappedName_p.h"
+#include "Companion/Exchange/BufferLock_p.h"
+#include "Companion/Exchange/Identity_p.h"
+#include "Companion/Exchange/MappedName_p.h"
 
 #include <QDebug>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Companion/LockNotes_p.h"
+#include "Companion/Exchange/LockNotes_p.h"
 #include "Companion/PingPongBufferHandler.h"
 
 /// One attempt at reading a double buffer, by a thread that is about nothing else: what lockForRead()

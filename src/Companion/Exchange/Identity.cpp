@@ -1,4 +1,4 @@
-#include "Companion/Identity_p.h"
+#include "Companion/Exchange/Identity_p.h"
 
 #include <atomic>
 

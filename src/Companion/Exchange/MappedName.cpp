@@ -1,4 +1,4 @@
-#include "Companion/MappedName_p.h"
+#include "Companion/Exchange/MappedName_p.h"
 
 #include <QByteArray>
 #include <QFile>
