@@ -5,6 +5,7 @@
 #include "Companion/Exchange/LockNotes_p.h"
 #include "Companion/Exchange/OptimisticRead_p.h"
 #include "Companion/Exchange/SharedBytes_p.h"
+#include "Companion/FormatVersions.h"
 
 #include <QDebug>
 
@@ -57,6 +58,11 @@ constexpr int optimisticAttempts = 2;
 /// without the lock: a stopped writer does not swap, so that nobody writes into what is read.
 constexpr std::chrono::milliseconds heldReadBound{1000};
 
+/// "TESSEL" in the upper six bytes of the format word, the version below.
+constexpr quint64 formatMagic = 0x54455353454C;
+constexpr int formatMagicShift = 16;
+constexpr quint64 formatVersionMask = 0xFFFF;
+
 } // namespace
 
 PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBuffer *management,
@@ -67,8 +73,45 @@ PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBu
     , m_buffers{first, second}
     , m_size(size)
     , m_number(LockNotes::newHandlerNumber())
-    , m_lock(std::make_unique<BufferLock>(semaphoreKey, type, management))
+    , m_lock(std::make_unique<BufferLock>(semaphoreKey, type, management,
+                                          isUsable() ? &management->lease : nullptr))
 {
+    joinFormat(type, semaphoreKey);
+}
+
+/// A creator says which format its block has; whoever attaches to another one stays out.
+void PingPongBufferHandler::joinFormat(SystemVSemaphoreBaseClass::CreationType type,
+                                       const QString &semaphoreKey)
+{
+    if (!isUsable()) {
+        return;
+    }
+    if (type == SystemVSemaphoreBaseClass::CreationTypeCreate) {
+        m_management->format.store(formatWord(), std::memory_order_release);
+        return;
+    }
+    // Without the magic: the creator has not come so far.
+    const quint64 found = m_management->format.load(std::memory_order_acquire);
+    if (found >> formatMagicShift != formatMagic || found == formatWord()) {
+        return;
+    }
+    qWarning() << "The memory of" << semaphoreKey << "has format" << (found & formatVersionMask)
+               << ", this program has format" << FormatVersions::memory
+               << ". Run all programs with one version of the library.";
+    m_management = nullptr;
+}
+
+quint64 PingPongBufferHandler::formatWord()
+{
+    return formatMagic << formatMagicShift | static_cast<quint64>(FormatVersions::memory);
+}
+
+void PingPongBufferHandler::closeFormerRegion(PingPongBufferHandler::ManagementBuffer &management,
+                                              const QString &semaphoreKey)
+{
+    if (management.format.load(std::memory_order_acquire) == formatWord()) {
+        BufferLock::closeFormer(semaphoreKey, management.lease);
+    }
 }
 
 PingPongBufferHandler::~PingPongBufferHandler()

@@ -26,12 +26,12 @@ public:
     /// Start of a double-buffered region. All words are native byte order, all zero is the state
     /// after creation. Offsets in bytes; a cache line (64 bytes) for each kind of writer:
     ///
-    ///       0                8
-    ///       | swapCount      | reserved ...                    changed by every swap
+    ///       0                8                16
+    ///       | swapCount      | format         | reserved ...   changed by every swap; at creation
     ///      64               72               80
     ///       | writeEpoch[0]  | writeEpoch[1]  | reserved ...   changed by the first lock of an epoch
-    ///     128               136              144          148
-    ///       | copiedEpoch    | finishedCount  | writerPid | reserved ...  only under the lock
+    ///     128               136              144          148        152
+    ///       | copiedEpoch    | finishedCount  | writerPid | reserved | lease ...  only under the lock
     ///     192 ... 511
     ///       | reserved, zero
     ///
@@ -39,10 +39,31 @@ public:
     /// e mod 2 and writers the other one.
     struct ManagementBuffer
     {
+        /// A write lock that stays with a process which writes alone.
+        ///
+        ///     0        8        12           16           20
+        ///     | word   | wanted | lastLocker | lastNumber | set
+        struct LeaseWords
+        {
+            /// Magic 14 bits, set 16 bits, number 32 bits, state 2 bits (1 owner outside, 2 inside),
+            /// the first the highest. Anything else: no lease.
+            std::atomic<quint64> word;
+            /// 1: somebody waits for the owner. 2: another creator has replaced this region.
+            std::atomic<quint32> wanted;
+            /// Who took the write semaphore last.
+            std::atomic<quint32> lastLocker;
+            /// The last number given to somebody who locks, or to a lease.
+            std::atomic<quint32> lastNumber;
+            /// 1 + the kernel's number of the set that the creator made; 0 before.
+            std::atomic<quint32> set;
+        };
+
         /// Number of swaps so far, and thereby the roles of the buffers.
         std::atomic<quint64> swapCount;
+        /// formatWord() as soon as the creator has made its semaphores.
+        std::atomic<quint64> format;
         /// Zero.
-        unsigned char reservedForSwap[56];
+        unsigned char reservedForSwap[48];
         /// For each buffer the last epoch in which a writer began to write into it.
         std::atomic<quint64> writeEpoch[2];
         /// Zero.
@@ -54,7 +75,11 @@ public:
         /// Process that is writing; 0 if none. Still set under a free lock: that process died.
         std::atomic<quint32> writerPid;
         /// Zero.
-        unsigned char reservedForWriter[44];
+        unsigned char reservedForWriter[4];
+        /// Here, since whoever changes them is about to change the words before.
+        LeaseWords lease;
+        /// Zero.
+        unsigned char reservedForLease[16];
         /// Zero, for words to come.
         unsigned char reserved[320];
     };
@@ -68,6 +93,14 @@ public:
 
     /// Bytes of ManagementBuffer, which lies in front of the two buffers.
     static unsigned int getSizeManagementBuffer();
+    /// What says that a block is one of this version of the memory format.
+    static quint64 formatWord();
+    /// For a creator that is about to replace the region at @p management, whose semaphores have the
+    /// key @p semaphoreKey: whoever keeps its write lock without a system call would not hear of that.
+    /// Waits up to SystemVSemaphoreBaseClass::sm_creationWaitBound for such a writer inside. Does
+    /// nothing to a block of another format.
+    static void closeFormerRegion(PingPongBufferHandler::ManagementBuffer &management,
+                                  const QString &semaphoreKey);
 
     BufferPointer lockForRead() override;
     bool unlockForRead(BufferPointer buffer, bool &repeat) override;
@@ -83,6 +116,7 @@ private:
     friend class OptimisticRead; // the library's own short way to read one value
 
     bool isUsable() const;
+    void joinFormat(SystemVSemaphoreBaseClass::CreationType type, const QString &semaphoreKey);
     BufferPointer buffer(quint64 index) const { return m_buffers[index & 1]; }
 
     bool lock(std::chrono::milliseconds bound);
@@ -103,10 +137,17 @@ private:
 };
 
 static_assert(sizeof(PingPongBufferHandler::ManagementBuffer) == 512);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, format) == 8);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writeEpoch) == 64);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, copiedEpoch) == 128);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, finishedCount) == 136);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writerPid) == 144);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, lease) == 152);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer::LeaseWords, wanted) == 8);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer::LeaseWords, lastLocker) == 12);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer::LeaseWords, lastNumber) == 16);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer::LeaseWords, set) == 20);
+static_assert(sizeof(PingPongBufferHandler::ManagementBuffer::LeaseWords) == 24);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 192);
 static_assert(std::atomic<quint64>::is_always_lock_free,
               "words between processes must not hide a lock");

@@ -65,7 +65,36 @@ bool isRemoved(int error)
     return error == EIDRM || error == EINVAL;
 }
 
-enum class Recognition { Ours, Foreign, Unfinished, Vanished };
+enum class Recognition {
+    Ours,
+    Foreign,
+    Unfinished,
+    Vanished,
+    Former,    ///< Of the same text, in the former format, and in use.
+    FormerLeft ///< The same without a user.
+};
+
+/// The set of the former format: one semaphore less, so that programs of both versions refuse each
+/// other's.
+constexpr std::size_t formerCount = 8;
+constexpr std::size_t formerUsers = 2;
+
+/// Whether a set of so many semaphores as the former format had is one of that.
+template <std::size_t Count>
+Recognition recogniseFormer(int semaphoreId, const std::array<unsigned short, Count> &expected,
+                            std::size_t firstOfFingerprint)
+{
+    std::array<unsigned short, formerCount> values{};
+    SemaphoreArgument argument{};
+    argument.values = values.data();
+    if (semctl(semaphoreId, 0, GETALL, argument) != 0
+        || !std::equal(expected.cbegin() + static_cast<std::ptrdiff_t>(firstOfFingerprint),
+                       expected.cend(),
+                       values.cend() - static_cast<std::ptrdiff_t>(Count - firstOfFingerprint))) {
+        return Recognition::Foreign;
+    }
+    return values[formerUsers] == 0 ? Recognition::FormerLeft : Recognition::Former;
+}
 
 /// Whether the values of a set carry the fingerprint that @p expected has behind its first
 /// semaphores.
@@ -78,6 +107,9 @@ Recognition recognise(int semaphoreId, const std::array<unsigned short, Count> &
     argument.status = &status;
     if (semctl(semaphoreId, 0, IPC_STAT, argument) != 0) {
         return isRemoved(errno) ? Recognition::Vanished : Recognition::Foreign;
+    }
+    if (status.sem_nsems == formerCount) {
+        return recogniseFormer(semaphoreId, expected, firstOfFingerprint);
     }
     if (status.sem_nsems != Count) {
         return Recognition::Foreign;
@@ -217,7 +249,12 @@ SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::openExisting(const
         qWarning() << "The semaphores of" << key << "can't be used: System V key" << systemVKey(key)
                    << "belongs to somebody else (ipcs -s). Choose another memory key.";
         return Opening::Refused;
+    case Recognition::Former:
+        qWarning() << "The semaphores of" << key << "are of another memory format and in use."
+                   << "Run all programs with one version of the library.";
+        return Opening::Refused;
     case Recognition::Vanished: return Opening::Disturbed;
+    case Recognition::FormerLeft:
     case Recognition::Unfinished: return removeSet(key, existing);
     case Recognition::Ours: break;
     }
@@ -322,6 +359,22 @@ void SystemVSemaphoreBaseClass::removeOrReopen(int semaphoreId)
     // Only the user who made a set may remove it. Closed it would lock all others out.
     sembuf reopen = change(SemaphoreClosed, -1, SEM_UNDO);
     operateOn(semaphoreId, &reopen, 1, Milliseconds::zero());
+}
+
+void SystemVSemaphoreBaseClass::clearLeaseSemaphore() const
+{
+    SemaphoreArgument argument{};
+    semctl(setId(), SemaphoreLease, SETVAL, argument);
+}
+
+int SystemVSemaphoreBaseClass::findSet(const QString &key)
+{
+    return semget(systemVKey(key), SemaphoreCount, 0);
+}
+
+bool SystemVSemaphoreBaseClass::isThere(int semaphoreId)
+{
+    return semctl(semaphoreId, SemaphoreLease, GETVAL) >= 0 || !isRemoved(errno);
 }
 
 bool SystemVSemaphoreBaseClass::belongsToThisProcess() const

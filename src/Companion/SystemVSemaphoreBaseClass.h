@@ -55,8 +55,9 @@ protected:
         SemaphoreReaders = 1,   ///< readers inside a single buffer
         SemaphoreUsers = 2,     ///< objects that have joined the set
         SemaphoreClosed = 3,    ///< 1 once the last user has left: the set is about to be removed
-        SemaphoreFingerprint = 4, ///< first of sm_fingerprintCount values of 15 bits each
-        SemaphoreCount = 8
+        SemaphoreLease = 4, ///< 1 while a process keeps the write lock, though nobody may be inside
+        SemaphoreFingerprint = 5, ///< first of sm_fingerprintCount values of 15 bits each
+        SemaphoreCount = 9
     };
 
     /// What became of operate().
@@ -69,6 +70,16 @@ protected:
 
     /// Carries out all @p operations at once or none, waiting up to @p bound for them.
     Outcome operate(sembuf *operations, std::size_t count, std::chrono::milliseconds bound) const;
+
+    /// The same in a set that this object may have left since. Gone if it was removed.
+    static Outcome operateOn(int semaphoreId, sembuf *operations, std::size_t count,
+                             std::chrono::milliseconds bound);
+    /// Sets SemaphoreLease to 0 and makes the kernel forget in whose name it was more.
+    void clearLeaseSemaphore() const;
+    /// The set that is there under @p key now; negative if there is none.
+    static int findSet(const QString &key);
+    /// Whether the set @p semaphoreId is still there.
+    static bool isThere(int semaphoreId);
 
     /// False in a forked child, which inherits the object, but has taken nothing itself.
     bool belongsToThisProcess() const;
@@ -91,8 +102,6 @@ private:
         Disturbed ///< Another process removed or made the set meanwhile: try again.
     };
 
-    static Outcome operateOn(int semaphoreId, sembuf *operations, std::size_t count,
-                             std::chrono::milliseconds bound);
     static Outcome joinSet(int semaphoreId);
     static void leaveSet(int semaphoreId);
     static void removeOrReopen(int semaphoreId);

@@ -1,6 +1,7 @@
 #include "ProcessDataManagement/ProcessDataManager.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/PingPongBufferHandler.h"
 #include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
@@ -39,6 +40,18 @@ bool checkRegionSize(const QString &key, unsigned int size)
         return false;
     }
     return true;
+}
+
+/// Before the name leads to another memory.
+void closeFormerRegion(const QString &key, const QString &semaphoreKey)
+{
+    SharedMemory former;
+    former.setKey(key);
+    if (former.attach(SharedMemory::ReadWrite)
+        && former.size() >= static_cast<int>(PingPongBufferHandler::getSizeManagementBuffer())) {
+        PingPongBufferHandler::closeFormerRegion(
+            *static_cast<PingPongBufferHandler::ManagementBuffer *>(former.data()), semaphoreKey);
+    }
 }
 
 bool createSegment(SharedMemory &memory, const QString &key, int size)
@@ -182,6 +195,9 @@ bool ProcessDataManager::initSharedMemory(ProcessDataManager::InitTypeSharedMemo
     ManagerAccess::beginInThisProcess(*this);
     m_sharedMemory.setKey(key + sm_sharedMemoryKeyExtension);
     const int regionSize = static_cast<int>(size);
+    if (type == InitTypeSharedMemoryCreate) {
+        closeFormerRegion(key + sm_sharedMemoryKeyExtension, key + sm_semaphoreKeyExtension);
+    }
     return type == InitTypeSharedMemoryCreate ? createSegment(m_sharedMemory, key, regionSize)
                                               : attachSegment(m_sharedMemory, key, regionSize);
 }

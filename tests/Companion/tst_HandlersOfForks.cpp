@@ -1,4 +1,4 @@
-#include "Companion/LockNotes_p.h"
+#include "Companion/Exchange/LockNotes_p.h"
 #include "support/ChildProcess.h"
 #include "support/DoubleBuffer.h"
 

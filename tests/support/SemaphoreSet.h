@@ -21,6 +21,7 @@ public:
     {
         using SystemVSemaphoreBaseClass::SemaphoreClosed;
         using SystemVSemaphoreBaseClass::SemaphoreCount;
+        using SystemVSemaphoreBaseClass::SemaphoreLease;
         using SystemVSemaphoreBaseClass::SemaphoreReaders;
         using SystemVSemaphoreBaseClass::SemaphoreUsers;
         using SystemVSemaphoreBaseClass::SemaphoreWriteLock;
@@ -76,6 +77,8 @@ public:
 
     int users() const { return value(Names::SemaphoreUsers); }
     bool isWriteLocked() const { return value(Names::SemaphoreWriteLock) == 1; }
+    /// Whether a process keeps the write lock, inside it or not.
+    bool isKept() const { return value(Names::SemaphoreLease) == 1; }
     int readers() const { return value(Names::SemaphoreReaders); }
 
     /// Until so many are asleep in the kernel because of the semaphore, however long that takes

@@ -33,7 +33,7 @@ void tst_ToolUse::versionsAreALineEach()
     QCOMPARE(result.output, QStringLiteral("tessel " TESSEL_VERSION "\n"
                                            "Qt %1\n"
                                            "description format 1\n"
-                                           "memory format 1\n")
+                                           "memory format 2\n")
                                 .arg(QLatin1String(qVersion())));
     QCOMPARE(result.error, QString());
 }

@@ -158,7 +158,7 @@ int ForkMode::beParent(quint64 seed)
             shm_unlink(qPrintable(m_segment.name()));
         }
         const bool isHeld = inheritance.inside != ForkedChild::Inside::WriteLock
-                            || m_semaphores.isWriteLocked();
+                            || m_semaphores.isWriteLocked() || m_semaphores.isKept();
         giveLockBack(*inheritance.manager, inheritance.inside);
         if (!isWell) {
             return 1;

@@ -5,6 +5,7 @@
 #include <QDebug>
 
 #include <algorithm>
+#include <ctime>
 
 #include <sys/sem.h>
 
@@ -12,6 +13,21 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
+
+/// A process that waits for the owner of a lease looks so often whether he was stopped between leaving
+/// and seeing that somebody waits.
+constexpr Milliseconds waitingSlice{20};
+
+/// An owner does not hear of a set that somebody removes by hand. It looks so often, while it locks.
+constexpr qint64 setLookInterval = 100;
+
+/// A clock that costs no more than a load.
+qint64 coarseMilliseconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return qint64{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
 
 /// The places among the readers that a thread has itself.
 short placesOf(BufferLock::OwnReading own)
@@ -21,11 +37,16 @@ short placesOf(BufferLock::OwnReading own)
 
 } // namespace
 
-BufferLock::BufferLock(const QString &key, CreationType type, const void *memory)
+BufferLock::BufferLock(const QString &key, CreationType type, const void *memory,
+                       WriteLease::Words *lease)
     : SystemVSemaphoreBaseClass(key, type)
     , m_key(key)
     , m_memory(memory)
+    , m_lease(lease)
 {
+    if (type == CreationTypeCreate && isValid()) {
+        m_lease.setSemaphores(setId());
+    }
 }
 
 BufferLock::~BufferLock()
@@ -34,8 +55,13 @@ BufferLock::~BufferLock()
         return;
     }
     if (m_depth.load(std::memory_order_relaxed) > 0) {
-        giveBackExclusive();
+        if (m_isByLease.load(std::memory_order_relaxed)) {
+            giveLeaseBack();
+        } else {
+            giveBackExclusive();
+        }
     }
+    // A lease that nobody is inside by delays nobody, and its word may be gone with the memory.
     for (int i = m_sharedCount.load(std::memory_order_relaxed); i > 0; --i) {
         unlockShared();
     }
@@ -47,14 +73,118 @@ bool BufferLock::lock(std::chrono::milliseconds bound)
         m_depth.fetch_add(1, std::memory_order_relaxed);
         return true;
     }
-    sembuf operations[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
-    m_inside.fetch_add(1);
-    if (report(enter(operations, 2, bound)) != Outcome::Done) {
-        m_inside.fetch_sub(1);
-        return false;
+    const bool isByLease = enterByLease();
+    if (!isByLease) {
+        m_inside.fetch_add(1);
+        if (report(takeWriteLock(bound)) != Outcome::Done) {
+            m_inside.fetch_sub(1);
+            return false;
+        }
     }
+    m_isByLease.store(isByLease, std::memory_order_relaxed);
     becomeHolder();
     return true;
+}
+
+bool BufferLock::enterByLease()
+{
+    if (!m_lease.enter()) {
+        return false;
+    }
+    const qint64 now = coarseMilliseconds();
+    const bool isFresh = now - m_lastLookAtSet.load(std::memory_order_relaxed) < setLookInterval;
+    if (!m_lease.isClosed() && (isFresh || isThere(m_leaseSet))) {
+        if (!isFresh) {
+            m_lastLookAtSet.store(now, std::memory_order_relaxed);
+        }
+        return true;
+    }
+    // Now the semaphores say what became of the region.
+    m_lease.forget();
+    giveLeaseBack();
+    return false;
+}
+
+void BufferLock::leaveByLease()
+{
+    if (m_lease.leave() == WriteLease::Leaving::GiveBack) {
+        giveLeaseBack();
+    }
+}
+
+/// In the set in which it was taken: this object may be about to join another one.
+void BufferLock::giveLeaseBack()
+{
+    sembuf operation{SemaphoreLease, -1, SEM_UNDO};
+    operateOn(m_leaseSet, &operation, 1, Milliseconds::zero());
+}
+
+/// Gives the write semaphore back and goes on owning the lock. False if nothing has changed.
+bool BufferLock::makeLease()
+{
+    // Before the word: of an owner whose lease was taken away by a process that died over it, the
+    // semaphore may still be 1. Behind the word, a second death would leave all others waiting for it.
+    clearLeaseSemaphore();
+    m_leaseSet = setId();
+    m_lease.begin(m_leaseSet);
+    sembuf operations[] = {
+        {SemaphoreLease, 0, 0}, {SemaphoreLease, 1, SEM_UNDO}, {SemaphoreWriteLock, -1, SEM_UNDO}};
+    if (operate(operations, 3, Milliseconds::zero()) != Outcome::Done) {
+        m_lease.forget();
+        m_lease.clearLeftOver();
+        return false;
+    }
+    m_lastLookAtSet.store(coarseMilliseconds(), std::memory_order_relaxed);
+    leaveByLease();
+    return true;
+}
+
+/// The write semaphore, where no process keeps the lock without it.
+BufferLock::Outcome BufferLock::takeWriteLock(Milliseconds bound)
+{
+    const Clock::time_point deadline = Clock::now() + bound;
+    sembuf operations[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
+    const Outcome outcome = enter(operations, 2, bound);
+    return outcome != Outcome::Done || isFreeOfLeases() ? outcome : waitForOwner(deadline);
+}
+
+/// With the write semaphore. False if a process is inside without it.
+bool BufferLock::isFreeOfLeases()
+{
+    const WriteLease::Finding finding = m_lease.look(setId());
+    if (finding == WriteLease::Finding::Revoked) {
+        clearLeaseSemaphore();
+    }
+    return finding != WriteLease::Finding::OwnerInside;
+}
+
+/// Gives the write semaphore back, so that nobody waits for a process that is stopped while it waits.
+BufferLock::Outcome BufferLock::waitForOwner(Clock::time_point deadline)
+{
+    bool isHeld = true;
+    for (;;) {
+        if (isHeld) {
+            giveBackExclusive();
+        }
+        const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now());
+        sembuf bothFree[] = {
+            {SemaphoreWriteLock, 0, 0}, {SemaphoreLease, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
+        Outcome outcome = operate(bothFree, 3,
+                                  std::clamp(left, Milliseconds::zero(), waitingSlice));
+        if (outcome == Outcome::Done) {
+            m_lease.clearLeftOver();
+        } else if (outcome == Outcome::Failed
+                   || (outcome == Outcome::WouldWait && left <= Milliseconds::zero())) {
+            return outcome;
+        } else {
+            sembuf writeFree[] = {{SemaphoreWriteLock, 0, 0}, {SemaphoreWriteLock, 1, SEM_UNDO}};
+            outcome = enter(writeFree, 2, Milliseconds::zero());
+        }
+        isHeld = outcome == Outcome::Done;
+        if (isHeld ? isFreeOfLeases() : outcome != Outcome::WouldWait) {
+            return outcome;
+        }
+    }
 }
 
 bool BufferLock::lockAgainstReaders(OwnReading own, std::chrono::milliseconds bound)
@@ -152,7 +282,12 @@ bool BufferLock::followRegion(int removedSet)
         return true;
     }
     // What another thread took in the removed set it would give back to the new one.
-    if (m_inside.load() != 1) {
+    if (m_inside.load() != 1 || m_lease.isOwnerInside()) {
+        return false;
+    }
+    if (m_lease.endIfIdle()) {
+        giveLeaseBack();
+    } else if (m_lease.isOwnerInside()) {
         return false;
     }
     // A creator makes its memory before it removes the set that it finds. Where the region still
@@ -171,7 +306,14 @@ bool BufferLock::unlock()
     }
     // Before the semaphore: afterwards the next holder writes its name here.
     m_holder.store(0, std::memory_order_relaxed);
-    giveBackExclusive();
+    if (m_isByLease.load(std::memory_order_relaxed)) {
+        m_isByLease.store(false, std::memory_order_relaxed);
+        leaveByLease();
+        return true;
+    }
+    if (!m_lease.isDue(setId()) || !makeLease()) {
+        giveBackExclusive();
+    }
     m_inside.fetch_sub(1);
     return true;
 }
@@ -203,6 +345,19 @@ void BufferLock::unlockShared()
     sembuf operation{SemaphoreReaders, -1, SEM_UNDO};
     report(operate(&operation, 1, Milliseconds::zero()));
     m_inside.fetch_sub(1);
+}
+
+void BufferLock::closeFormer(const QString &key, WriteLease::Words &lease)
+{
+    bool isInside = WriteLease::close(lease);
+    const int set = findSet(key);
+    const Clock::time_point deadline = Clock::now() + sm_creationWaitBound;
+    while (isInside && set >= 0 && Clock::now() < deadline) {
+        // Free as soon as the owner has given it back, or has died.
+        sembuf leaseFree{SemaphoreLease, 0, 0};
+        isInside = operateOn(set, &leaseFree, 1, waitingSlice) == Outcome::WouldWait
+                   && WriteLease::isOwnerInside(lease);
+    }
 }
 
 void BufferLock::becomeHolder()

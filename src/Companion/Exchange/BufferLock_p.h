@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Companion/Exchange/WriteLease_p.h"
 #include "Companion/SystemVSemaphoreBaseClass.h"
 
 #include <QString>
@@ -22,8 +23,10 @@
 class BufferLock : public SystemVSemaphoreBaseClass
 {
 public:
-    /// @p memory is any address inside the region.
-    BufferLock(const QString &key, CreationType type, const void *memory);
+    /// @p memory is any address inside the region. @p lease lies there as well, or is null where
+    /// nobody keeps the lock.
+    BufferLock(const QString &key, CreationType type, const void *memory,
+               WriteLease::Words *lease = nullptr);
     /// Gives back what is still held; in a forked child nothing, since the parent holds it.
     ~BufferLock() override;
 
@@ -39,6 +42,9 @@ public:
     /// own way. A thread that reads without one does not join another set meanwhile: those inside that
     /// set know nothing of it.
     bool lockAgainstReaders(OwnReading own, std::chrono::milliseconds bound);
+    /// For a creator that is about to replace the region of the words @p lease: nobody keeps its lock
+    /// any more. Waits up to sm_creationWaitBound for an owner inside.
+    static void closeFormer(const QString &key, WriteLease::Words &lease);
     /// One level back. False if this thread does not hold the lock.
     bool unlock();
     /// Whether the calling thread is inside the exclusive lock.
@@ -62,6 +68,13 @@ private:
     Outcome enterAfterWait(int set, sembuf *operations, std::size_t count,
                            std::chrono::milliseconds bound, OwnReading own);
     bool followRegion(int removedSet);
+    Outcome takeWriteLock(std::chrono::milliseconds bound);
+    bool isFreeOfLeases();
+    Outcome waitForOwner(std::chrono::steady_clock::time_point deadline);
+    bool enterByLease();
+    void leaveByLease();
+    void giveLeaseBack();
+    bool makeLease();
     Outcome takeExclusive(OwnReading own, std::chrono::milliseconds bound);
     Outcome takeStepByStep(OwnReading own, std::chrono::milliseconds bound);
     void giveBackExclusive();
@@ -75,4 +88,8 @@ private:
     std::atomic<int> m_depth{0};
     std::atomic<int> m_sharedCount{0};
     std::atomic<bool> m_removalReported{false};
+    WriteLease m_lease;
+    int m_leaseSet = -1;                    ///< set in which the last lease was made
+    std::atomic<bool> m_isByLease{false};   ///< how the holder is inside
+    std::atomic<qint64> m_lastLookAtSet{0}; ///< milliseconds of the coarse clock
 };

@@ -1,0 +1,217 @@
+#include "Companion/Exchange/Identity_p.h"
+#include "Companion/Exchange/WriteLease_p.h"
+
+// Owner and comer each leave a word and then look at the other's: the owner's exchange of the lease word
+// comes before its look at `wanted`, the comer's store of `wanted` before its second look at the
+// lease word. Both have a full fence in between, so that one of the two sees the other: either the
+// comer finds the owner outside and takes the lease away, or the owner finds that somebody waits.
+
+namespace {
+
+// The lease word: magic 14 bits | set 16 bits | number 32 bits | state 2 bits. Anything without the
+// magic is no lease, so that garbage does no harm.
+constexpr quint64 magic = 0x2C5D;
+constexpr int magicShift = 50;
+constexpr int setShift = 34;
+constexpr int numberShift = 2;
+constexpr quint64 setMask = 0xFFFF;
+constexpr quint64 stateMask = 3;
+constexpr quint64 idle = 1;
+constexpr quint64 inside = 2;
+constexpr quint64 idleToInside = inside - idle;
+
+/// What stands in `wanted`.
+constexpr quint32 nobodyWaits = 0;
+constexpr quint32 somebodyWaits = 1;
+constexpr quint32 closed = 2;
+
+/// A lease saves its owner two system calls a lock, and costs whoever comes next two more. So many
+/// locks in a row make it likely that nobody comes.
+constexpr int locksInARow = 16;
+
+quint64 idleWord(int setId, quint32 number)
+{
+    return (magic << magicShift) | ((static_cast<quint64>(setId) & setMask) << setShift)
+           | (quint64{number} << numberShift) | idle;
+}
+
+bool isLease(quint64 word)
+{
+    const quint64 state = word & stateMask;
+    return word >> magicShift == magic && (state == idle || state == inside);
+}
+
+bool isInside(quint64 word)
+{
+    return isLease(word) && (word & stateMask) == inside;
+}
+
+bool isOfSet(quint64 word, int setId)
+{
+    return ((word >> setShift) & setMask) == (static_cast<quint64>(setId) & setMask);
+}
+
+/// Distinguishes "no set yet" from the set of number 0.
+quint32 setWord(int setId)
+{
+    return static_cast<quint32>(setId) + 1;
+}
+
+} // namespace
+
+bool WriteLease::isOwn() const
+{
+    return m_process.load(std::memory_order_relaxed) == Identity::generation();
+}
+
+bool WriteLease::isOwnerInside() const
+{
+    const quint64 word = m_own.load(std::memory_order_relaxed);
+    return word != 0 && isOwn()
+           && m_words->word.load(std::memory_order_relaxed) == word + idleToInside;
+}
+
+bool WriteLease::isClosed() const
+{
+    return m_words->wanted.load(std::memory_order_relaxed) == closed;
+}
+
+bool WriteLease::enter()
+{
+    quint64 word = m_own.load(std::memory_order_relaxed);
+    if (word == 0 || !isOwn()) {
+        return false;
+    }
+    if (!m_words->word.compare_exchange_strong(word, word + idleToInside, std::memory_order_acquire,
+                                               std::memory_order_relaxed)) {
+        // Another thread of this process may be inside by it; taken away it does not come back.
+        return false;
+    }
+    return true;
+}
+
+WriteLease::Leaving WriteLease::leave()
+{
+    quint64 idleAgain = m_own.load(std::memory_order_relaxed);
+    if (m_words->wanted.load(std::memory_order_relaxed) == nobodyWaits) {
+        quint64 word = idleAgain + idleToInside;
+        if (!m_words->word.compare_exchange_strong(word, idleAgain)) {
+            forget();
+            return Leaving::Lost;
+        }
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+        if (m_words->wanted.load() == nobodyWaits) {
+            return Leaving::Left;
+        }
+        // Whoever gives a lease back owns its word: else the lease could be another's by then.
+        if (!m_words->word.compare_exchange_strong(idleAgain, idleAgain + idleToInside)) {
+            forget();
+            return Leaving::Lost;
+        }
+    }
+    forget();
+    return Leaving::GiveBack;
+}
+
+bool WriteLease::endIfIdle()
+{
+    if (!enter()) {
+        return false;
+    }
+    forget();
+    return true;
+}
+
+WriteLease::Finding WriteLease::look(int setId)
+{
+    if (m_words == nullptr) {
+        return Finding::Free;
+    }
+    quint64 word = m_words->word.load(std::memory_order_acquire);
+    while (isLease(word)) {
+        const bool isForeign = !isOfSet(word, setId);
+        if (isForeign || !isInside(word)) {
+            // Of another set: removed by hand, it keeps nobody out.
+            if (m_words->word.compare_exchange_strong(word, 0)) {
+                return isForeign ? Finding::Free : Finding::Revoked;
+            }
+            continue;
+        }
+        quint32 none = nobodyWaits;
+        m_words->wanted.compare_exchange_strong(none, somebodyWaits);
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+        const quint64 seen = word;
+        word = m_words->word.load();
+        if (word == seen) {
+            return Finding::OwnerInside;
+        }
+    }
+    return Finding::Free;
+}
+
+void WriteLease::clearLeftOver()
+{
+    if (m_words == nullptr) {
+        return;
+    }
+    quint64 word = m_words->word.load(std::memory_order_relaxed);
+    if (isInside(word)) {
+        m_words->word.compare_exchange_strong(word, 0);
+    }
+}
+
+quint32 WriteLease::newNumber()
+{
+    const quint32 number = m_words->lastNumber.fetch_add(1, std::memory_order_relaxed) + 1;
+    return number != 0 ? number : m_words->lastNumber.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+bool WriteLease::isDue(int setId)
+{
+    if (m_words == nullptr) {
+        return false;
+    }
+    if (!isOwn() || m_locker == 0) {
+        // Numbers of the parent are not those of its child.
+        m_locker = newNumber();
+        m_own.store(0, std::memory_order_relaxed);
+        m_process.store(Identity::generation(), std::memory_order_relaxed);
+    }
+    if (m_words->lastLocker.load(std::memory_order_relaxed) != m_locker) {
+        m_words->lastLocker.store(m_locker, std::memory_order_relaxed);
+        m_inARow = 0;
+    }
+    ++m_inARow;
+    return m_inARow > locksInARow && m_words->set.load(std::memory_order_relaxed) == setWord(setId)
+           && m_words->wanted.load(std::memory_order_relaxed) != closed;
+}
+
+void WriteLease::begin(int setId)
+{
+    m_inARow = 0;
+    const quint64 word = idleWord(setId, newNumber());
+    // Closed stays closed.
+    quint32 left = somebodyWaits;
+    m_words->wanted.compare_exchange_strong(left, nobodyWaits);
+    m_words->word.store(word + idleToInside, std::memory_order_release);
+    m_own.store(word, std::memory_order_relaxed);
+}
+
+void WriteLease::setSemaphores(int setId)
+{
+    if (m_words != nullptr) {
+        m_words->set.store(setWord(setId), std::memory_order_relaxed);
+    }
+}
+
+bool WriteLease::isOwnerInside(const Words &words)
+{
+    return isInside(words.word.load(std::memory_order_acquire));
+}
+
+bool WriteLease::close(Words &words)
+{
+    words.wanted.store(closed);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    return isOwnerInside(words);
+}

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "Companion/PingPongBufferHandler.h"
+
+#include <atomic>
+
+/// The words of a write lock that stays with a process which writes alone.
+///
+/// Whoever has taken the write lock many times with nobody between makes a lease of it: from then on
+/// it goes in and out by one exchange of a word in the management block, without a system call, until
+/// somebody else wants to write. The semaphores go on being what excludes: the set has one that is 1
+/// while a lease lives, in the owner's name, so that the kernel takes it back at a death.
+///
+/// This class knows the words alone; the calls to the semaphores stand in BufferLock, and between
+/// which of them each operation belongs is told at the operation. All changes of the lease word
+/// need the write semaphore, except those by its owner. docs/protocol/write-lock.pml is the proof.
+///
+/// In a forked child the object owns nothing.
+class WriteLease
+{
+public:
+    using Words = PingPongBufferHandler::ManagementBuffer::LeaseWords;
+
+    /// @p words null: there are no leases, and every operation says so.
+    explicit WriteLease(Words *words) : m_words(words) { }
+
+    /// Without any semaphore. True if this object owns a lease and the calling thread is inside by it.
+    bool enter();
+
+    /// What the owner has to do at its unlock.
+    enum class Leaving {
+        Left,     ///< Nothing: the lease stays, nobody waits.
+        GiveBack, ///< Take the lease semaphore back: somebody waits, and the lease has ended.
+        Lost ///< Nothing: the lease was taken away, as a set of semaphores that was removed is.
+    };
+    Leaving leave();
+    /// Ends a lease of this object that nobody is inside by. What the calling thread has to do then;
+    /// nothing if it returns false, because another thread is inside or there is no lease.
+    bool endIfIdle();
+    /// Whether a thread of this process is inside by a lease of this object.
+    bool isOwnerInside() const;
+    /// For the owner: the lease is over, whatever its word says.
+    void forget() { m_own.store(0, std::memory_order_relaxed); }
+    /// Whether another creator has replaced this region. Only of an owner.
+    bool isClosed() const;
+
+    /// What the word says to a process that has taken the write semaphore of the set @p setId.
+    enum class Finding {
+        Free,       ///< No lease: the write semaphore is all that it takes.
+        Revoked,    ///< A lease was taken away from an idle owner: clear the lease semaphore.
+        OwnerInside ///< Wait until write and lease semaphore are free. The owner knows of the wish.
+    };
+    Finding look(int setId);
+    /// With the write semaphore, after the lease semaphore was seen free: the word of an owner that
+    /// gave its lease back or died inside ends here.
+    void clearLeftOver();
+
+    /// With the write semaphore: one more lock was taken by it. True if so many were taken by this
+    /// object in a row, in the set that was made for this memory, that a lease is worth its making.
+    bool isDue(int setId);
+    /// With the write semaphore, the lease semaphore cleared: this object is the owner, and inside,
+    /// as soon as it has the lease semaphore.
+    void begin(int setId);
+
+    /// The set of semaphores that is made for this memory; there are no leases in any other.
+    void setSemaphores(int setId);
+    /// Nobody makes a lease of this memory any more or goes in by one. True while an owner is still
+    /// inside.
+    static bool close(Words &words);
+    static bool isOwnerInside(const Words &words);
+
+private:
+    bool isOwn() const;
+    quint32 newNumber();
+
+    Words *m_words;
+    std::atomic<quint64> m_own{0}; ///< the word of the own lease with its owner outside; 0: none
+    std::atomic<quint16> m_process{0}; ///< generation of the process that drew the numbers
+    // Atomic only because a thread sanitizer does not know what semaphores order.
+    std::atomic<quint32> m_locker{0}; ///< number of this object among those that lock
+    std::atomic<int> m_inARow{0};     ///< locks that were taken with nobody between
+};
