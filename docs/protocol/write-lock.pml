@@ -37,6 +37,7 @@
 /*
  * More that may happen:
  *   SHARED=n    the threads from n on are threads of one process, which share a lease
+ *   ONE_LONG    only the first thread takes all its locks, the others one each; it does not die
  *
  * Faults, each of which breaks one promise:
  *   STORED_IDLE          the owner's unlock stores instead of exchanging
@@ -63,6 +64,13 @@
 #define processOf(thread) (thread)
 #endif
 #define bit(number) (1 << (number))
+#ifdef ONE_LONG
+#define roundsOf(thread) ((thread) == 1 -> ROUNDS : 1)
+#define FIRST_VICTIM 2
+#else
+#define roundsOf(thread) ROUNDS
+#define FIRST_VICTIM 1
+#endif
 
 /* The set of semaphores. */
 byte writeHolder = NOBODY; /* thread; the semaphore Write is 1 unless this is NOBODY */
@@ -404,7 +412,7 @@ active [THREADS] proctype Thread()
     id = _pid + 1;
     {
         do
-        :: round < ROUNDS ->
+        :: round < roundsOf(id) ->
                round++;
                lock();
                if
@@ -430,7 +438,7 @@ active proctype Killer()
     do
     :: deaths < DEATHS ->
            deaths++;
-           select(victim : 1 .. THREADS);
+           select(victim : FIRST_VICTIM .. THREADS);
            atomic {
                killed = killed | bit(processOf(victim));
                if

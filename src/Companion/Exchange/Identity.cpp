@@ -1,68 +1,51 @@
 #include "Companion/Exchange/Identity_p.h"
 
-#include <atomic>
-
 #include <pthread.h>
 #include <unistd.h>
+
+__thread quint64 Identity::Words::thread = 0;
+std::atomic<quint32> Identity::Words::process{0};
+std::atomic<quint16> Identity::Words::generation{1};
 
 namespace {
 
 std::atomic<quint64> lastThread{0};
-thread_local quint64 ownThread = 0;
-std::atomic<quint32> ownProcess{0};
-std::atomic<quint16> forkCount{0};
 constexpr quint16 lastGeneration = 0x7FFF;
 
 void beginAnew()
 {
-    ownThread = 0;
-    ownProcess.store(static_cast<quint32>(getpid()), std::memory_order_relaxed);
-    forkCount.fetch_add(1, std::memory_order_relaxed);
-}
-
-quint32 watchForks()
-{
-    pthread_atfork(nullptr, nullptr, beginAnew);
-    return static_cast<quint32>(getpid());
+    Identity::Words::thread = 0;
+    Identity::Words::process.store(static_cast<quint32>(getpid()), std::memory_order_relaxed);
+    const quint16 former = Identity::Words::generation.load(std::memory_order_relaxed);
+    Identity::Words::generation.store(former == lastGeneration ? quint16{1}
+                                                               : static_cast<quint16>(former + 1),
+                                      std::memory_order_relaxed);
 }
 
 /// Once in a process and all that are forked from it.
-quint32 beginOnce()
+int beginOnce()
 {
-    static const quint32 first = watchForks();
-    quint32 none = 0;
-    ownProcess.compare_exchange_strong(none, first, std::memory_order_relaxed);
-    return first;
+    static const int result = pthread_atfork(nullptr, nullptr, beginAnew);
+    return result;
 }
 
 // When the library is loaded, if no static object was quicker: the handlers of a fork that the
 // program has registered find a child that knows itself.
-[[maybe_unused]] const quint32 watching = beginOnce();
+[[maybe_unused]] const int watching = beginOnce();
 
 } // namespace
 
-quint64 Identity::threadNumber()
+quint64 Identity::Words::newThread()
 {
-    if (ownThread == 0) {
-        beginOnce();
-        ownThread = lastThread.fetch_add(1, std::memory_order_relaxed) + 1;
-    }
-    return ownThread;
+    beginOnce();
+    thread = lastThread.fetch_add(1, std::memory_order_relaxed) + 1;
+    return thread;
 }
 
-quint32 Identity::processId()
+quint32 Identity::Words::newProcess()
 {
-    if (ownProcess.load(std::memory_order_relaxed) == 0) {
-        beginOnce();
-    }
-    return ownProcess.load(std::memory_order_relaxed);
-}
-
-quint16 Identity::generation()
-{
-    if (ownProcess.load(std::memory_order_relaxed) == 0) {
-        beginOnce();
-    }
-    const quint16 count = forkCount.load(std::memory_order_relaxed);
-    return static_cast<quint16>(1 + count % lastGeneration);
+    beginOnce();
+    const auto id = static_cast<quint32>(getpid());
+    process.store(id, std::memory_order_relaxed);
+    return id;
 }

@@ -44,6 +44,7 @@ struct ThreadNotes
     std::vector<RepeatStreak> moreStreaks;
     std::size_t nextStreak;
     std::vector<HandlerSet> sets; ///< by handler; a note that was taken leaves its place behind
+    std::size_t latestSet = 0;    ///< index in sets of the one that was asked for last
 };
 
 /// Null until the thread has something to remember.
@@ -148,8 +149,16 @@ HandlerSet *findSet(quint64 handler)
         return nullptr;
     }
     std::vector<HandlerSet> &sets = ownNotes->sets;
+    // Nearly always the one from before.
+    if (ownNotes->latestSet < sets.size() && sets[ownNotes->latestSet].handler == handler) {
+        return &sets[ownNotes->latestSet];
+    }
     const auto found = std::lower_bound(sets.begin(), sets.end(), handler, isBefore);
-    return found == sets.end() || found->handler != handler ? nullptr : &*found;
+    if (found == sets.end() || found->handler != handler) {
+        return nullptr;
+    }
+    ownNotes->latestSet = static_cast<std::size_t>(found - sets.begin());
+    return &*found;
 }
 
 /// Room for a handler without one. All room is no more than some four times what the thread needed for
