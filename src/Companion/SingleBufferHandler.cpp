@@ -3,20 +3,6 @@
 #include "Companion/Exchange/BufferLock_p.h"
 #include "Companion/Exchange/LockNotes_p.h"
 
-namespace {
-
-/// What the calling thread noted when it took its newest read lock of the handler.
-std::optional<ReadLockNote> newestNote(quint64 handler, const unsigned char *buffer)
-{
-    const std::optional<ReadLockNote> note = LockNotes::take(handler, buffer);
-    if (note) {
-        LockNotes::add(*note);
-    }
-    return note;
-}
-
-} // namespace
-
 SingleBufferHandler::SingleBufferHandler(unsigned char *buffer,
                                          SystemVSemaphoreBaseClass::CreationType type,
                                          unsigned int size, const QString &semaphoreKey)
@@ -39,7 +25,7 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForRead()
     }
     // One place among the readers serves all read locks of a thread: asking for a second one would
     // wait behind a writer that waits for the first.
-    const std::optional<ReadLockNote> outer = newestNote(m_number, m_buffer);
+    const std::optional<ReadLockNote> outer = LockNotes::newest(m_number);
     bool holdsSemaphore = outer && outer->holdsSemaphore;
     if (!outer) {
         const BufferLock::Sharing sharing = m_lock->lockShared(
@@ -74,7 +60,7 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForWrite()
     // A read lock that was taken while there were no semaphores has no place among the readers of
     // those that came later: what stands there is somebody else's.
     BufferLock::OwnReading own = BufferLock::OwnReading::None;
-    if (const std::optional<ReadLockNote> note = newestNote(m_number, m_buffer)) {
+    if (const std::optional<ReadLockNote> note = LockNotes::newest(m_number)) {
         own = note->holdsSemaphore ? BufferLock::OwnReading::WithPlace
                                    : BufferLock::OwnReading::WithoutPlace;
     }

@@ -375,26 +375,35 @@ int LockNotes::count(quint64 handler)
     return static_cast<int>(found);
 }
 
+std::optional<ReadLockNote> LockNotes::newest(quint64 handler)
+{
+    const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
+    if (summary.noteCount == 0) {
+        return std::nullopt;
+    }
+    const ThreadNotes &notes = *ownNotes;
+    if (summary.noteCount > noteCapacity) {
+        const auto found = std::find_if(notes.moreNotes.crbegin(), notes.moreNotes.crend(),
+                                        ofHandler);
+        if (found != notes.moreNotes.crend()) {
+            return *found;
+        }
+    }
+    for (int i = std::min(summary.noteCount, noteCapacity) - 1; i >= 0; --i) {
+        if (ofHandler(notes.notes[i])) {
+            return notes.notes[i];
+        }
+    }
+    return std::nullopt;
+}
+
 unsigned char *LockNotes::newestBuffer(quint64 handler)
 {
     if (summary.noteCount == 0 || summary.newestHandler == handler) {
         return summary.newestBuffer;
     }
-    const auto ofHandler = [handler](const ReadLockNote &note) { return note.handler == handler; };
-    const ThreadNotes &notes = threadNotes();
-    if (summary.noteCount > noteCapacity) {
-        const auto found = std::find_if(threadNotes().moreNotes.crbegin(),
-                                        threadNotes().moreNotes.crend(), ofHandler);
-        if (found != threadNotes().moreNotes.crend()) {
-            return found->buffer;
-        }
-    }
-    for (int i = std::min(summary.noteCount, noteCapacity) - 1; i >= 0; --i) {
-        if (ofHandler(notes.notes[i])) {
-            return notes.notes[i].buffer;
-        }
-    }
-    return nullptr;
+    const std::optional<ReadLockNote> note = newest(handler);
+    return note ? note->buffer : nullptr;
 }
 
 void LockNotes::forget(quint64 handler)

@@ -71,6 +71,8 @@ void add(const ReadLockNote &note);
 std::optional<ReadLockNote> take(quint64 handler, const unsigned char *buffer);
 /// Read locks of the handler that this thread holds.
 int count(quint64 handler);
+/// The newest read lock of the handler; nothing if this thread holds none.
+std::optional<ReadLockNote> newest(quint64 handler);
 /// What the newest read lock of the handler handed out; null if this thread holds none.
 unsigned char *newestBuffer(quint64 handler);
 /// For a handler that goes away: drops what this thread remembers of it. What other threads remember of
