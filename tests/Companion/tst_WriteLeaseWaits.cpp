@@ -1,0 +1,242 @@
+#include "support/DoubleBuffer.h"
+#include "support/LeaseWords.h"
+#include "support/LogCapture.h"
+#include "support/SemaphoreCalls.h"
+#include "support/StoppedProcess.h"
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using Names = SemaphoreSet::Names;
+using Clock = std::chrono::steady_clock;
+
+/// Far below the bound of a lock, and above what a busy machine takes.
+constexpr std::chrono::milliseconds farBelowTheBound{2500};
+/// A wait in slices is counted in whole milliseconds.
+constexpr std::chrono::milliseconds rounding{5};
+
+/// Keeps the lock and is outside.
+ChildProcess::Body ownsOutside(const DoubleBuffer &buffer)
+{
+    return [&buffer](const ChildSide &parent) {
+        const auto handler = buffer.attach();
+        CHILD_VERIFY(becomeOwner(*handler, buffer.management()));
+        parent.say();
+        parent.waitForWord();
+        CHILD_VERIFY(publishSet(*handler, 7));
+        return 0;
+    };
+}
+
+/// Keeps the lock and is inside, in the middle of a set.
+ChildProcess::Body ownsInside(const DoubleBuffer &buffer)
+{
+    return [&buffer](const ChildSide &parent) {
+        const auto handler = buffer.attach();
+        CHILD_VERIFY(becomeOwner(*handler, buffer.management()));
+        CHILD_VERIFY(handler->swapBuffers());
+        unsigned char *const locked = handler->lockForWrite();
+        CHILD_VERIFY(LeaseWords(buffer.management()).isInside());
+        fillBuffer(locked, buffer.size() / 2, 7);
+        parent.say();
+        parent.waitForWord();
+        fillBuffer(locked, buffer.size(), 7);
+        CHILD_VERIFY(handler->unlockForWrite(locked));
+        CHILD_VERIFY(handler->swapBuffers());
+        return 0;
+    };
+}
+
+bool isPublished(PingPongBufferHandler &handler, unsigned char value)
+{
+    unsigned char *const locked = handler.lockForRead();
+    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
+    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
+}
+
+/// A write lock taken and given back by another process.
+class Writer
+{
+public:
+    explicit Writer(const DoubleBuffer &buffer)
+        : m_child([&buffer](const ChildSide &parent) {
+            const auto handler = buffer.attach();
+            parent.say();
+            parent.waitForWord();
+            CHILD_VERIFY(publishSet(*handler, 5));
+            return 0;
+        })
+    {
+        m_child.waitUntilReady();
+        m_child.tell();
+    }
+    ChildProcess m_child;
+};
+
+} // namespace
+
+/// Those who come while a process keeps the write lock: when they get in, and how long they wait.
+class tst_WriteLeaseWaits : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void stoppedOwnerOutsideDelaysNobody();
+    void waitForAnOwnerInsideEndsWithItsUnlock();
+    void waitForAStoppedOwnerInsideHasItsBound_data() { addWaysToEnd(); }
+    void waitForAStoppedOwnerInsideHasItsBound();
+    void wishIsLeftWhereTheLeaseIsNotSeen();
+    void ownerStoppedBehindItsUnlockHoldsNobodyUp();
+    void stoppedWaiterHoldsNobodyUp();
+    void severalWaitersGetInOneBehindTheOther();
+};
+
+void tst_WriteLeaseWaits::stoppedOwnerOutsideDelaysNobody()
+{
+    const DoubleBuffer buffer;
+    const auto handler = buffer.create();
+    StoppedProcess owner(ownsOutside(buffer));
+    QVERIFY(owner.isStopped());
+    const int before = SemaphoreCalls::waits();
+
+    QVERIFY(publishSet(*handler, 5));
+
+    QCOMPARE(SemaphoreCalls::waits() - before, 0);
+    QVERIFY(isPublished(*handler, 5));
+    QCOMPARE(owner.goOn(), 0);
+    QVERIFY(isPublished(*handler, 7));
+}
+
+void tst_WriteLeaseWaits::waitForAnOwnerInsideEndsWithItsUnlock()
+{
+    const DoubleBuffer buffer;
+    LeaseWords lease(buffer.management());
+    const auto handler = buffer.create();
+    QVERIFY(becomeOwner(*handler, buffer.management()));
+    unsigned char *const locked = handler->lockForWrite();
+    QVERIFY(lease.isInside());
+    Writer writer(buffer);
+    QVERIFY(buffer.semaphores.waitUntilBlocked(Names::SemaphoreLease, 1));
+    QCOMPARE(lease.words.wanted.load(), quint32{LeaseWords::SomebodyWaits});
+    fillBuffer(locked, buffer.size(), 3);
+
+    QVERIFY(handler->unlockForWrite(locked));
+
+    // Given back by the unlock itself, whatever comes of it by others.
+    QVERIFY(!buffer.semaphores.isKept());
+    QCOMPARE(writer.m_child.waitForExit(), 0);
+    QVERIFY(isPublished(*handler, 5));
+    QVERIFY(lease.isNone());
+}
+
+void tst_WriteLeaseWaits::waitForAStoppedOwnerInsideHasItsBound()
+{
+    QFETCH(bool, byDeath);
+    const DoubleBuffer buffer;
+    LogCapture log;
+    const auto handler = buffer.create();
+    QVERIFY(publishSet(*handler, 1));
+    StoppedProcess owner(ownsInside(buffer));
+    QVERIFY(owner.isStopped());
+    const auto begin = Clock::now();
+
+    QCOMPARE(handler->lockForWrite(), nullptr);
+
+    const auto waited = Clock::now() - begin;
+    QVERIFY(waited + rounding >= SystemVSemaphoreBaseClass::sm_lockWaitBound);
+    QVERIFY(waited < SystemVSemaphoreBaseClass::sm_lockWaitBound + farBelowTheBound);
+    QVERIFY(!buffer.semaphores.isWriteLocked());
+    QVERIFY(isPublished(*handler, 1));
+    QVERIFY(owner.end(byDeath));
+    QVERIFY(isPublished(*handler, byDeath ? 1 : 7));
+    QVERIFY(publishSet(*handler, 3));
+    QVERIFY(isPublished(*handler, 3));
+    COMPARE_LOG(log);
+}
+
+void tst_WriteLeaseWaits::wishIsLeftWhereTheLeaseIsNotSeen()
+{
+    const DoubleBuffer buffer;
+    LeaseWords lease(buffer.management());
+    const auto handler = buffer.create();
+    QVERIFY(becomeOwner(*handler, buffer.management()));
+    unsigned char *const locked = handler->lockForWrite();
+    LogCapture log;
+    // By a stranger's hand. The word goes on saying that somebody is inside.
+    QVERIFY(buffer.semaphores.setValue(Names::SemaphoreLease, 0));
+    Writer writer(buffer);
+
+    QCOMPARE(writer.m_child.waitForExit(), 0);
+
+    QCOMPARE(lease.words.wanted.load(), quint32{LeaseWords::SomebodyWaits});
+    QVERIFY(handler->unlockForWrite(locked));
+    QVERIFY(lease.isNone());
+}
+
+void tst_WriteLeaseWaits::ownerStoppedBehindItsUnlockHoldsNobodyUp()
+{
+    const DoubleBuffer buffer;
+    LeaseWords lease(buffer.management());
+    const auto handler = buffer.create();
+    QVERIFY(becomeOwner(*handler, buffer.management()));
+    QVERIFY(handler->lockForWrite() != nullptr);
+    buffer.management()->writerPid = 0;
+    Writer writer(buffer);
+    QVERIFY(buffer.semaphores.waitUntilBlocked(Names::SemaphoreLease, 1));
+    const auto begin = Clock::now();
+
+    // As far as an owner comes that is stopped before it looks whether somebody waits.
+    lease.words.word = lease.word() - LeaseWords::Inside + LeaseWords::Idle;
+
+    QCOMPARE(writer.m_child.waitForExit(), 0);
+    QVERIFY(Clock::now() - begin < farBelowTheBound);
+    QVERIFY(lease.isNone());
+    QVERIFY(isPublished(*handler, 5));
+}
+
+void tst_WriteLeaseWaits::stoppedWaiterHoldsNobodyUp()
+{
+    const DoubleBuffer buffer;
+    LeaseWords lease(buffer.management());
+    const auto handler = buffer.create();
+    const auto other = buffer.attach();
+    QVERIFY(becomeOwner(*handler, buffer.management()));
+    unsigned char *const locked = handler->lockForWrite();
+    Writer waiter(buffer);
+    QVERIFY(buffer.semaphores.waitUntilBlocked(Names::SemaphoreLease, 1));
+    QVERIFY(!buffer.semaphores.isWriteLocked());
+    QVERIFY(waiter.m_child.stop());
+    QVERIFY(!buffer.semaphores.isWriteLocked());
+
+    QVERIFY(handler->unlockForWrite(locked));
+
+    QVERIFY(publishSet(*other, 8));
+    QVERIFY(isPublished(*other, 8));
+    waiter.m_child.resume();
+    QCOMPARE(waiter.m_child.waitForExit(), 0);
+    QVERIFY(isPublished(*other, 5));
+}
+
+void tst_WriteLeaseWaits::severalWaitersGetInOneBehindTheOther()
+{
+    const DoubleBuffer buffer;
+    LeaseWords lease(buffer.management());
+    const auto handler = buffer.create();
+    QVERIFY(becomeOwner(*handler, buffer.management()));
+    unsigned char *const locked = handler->lockForWrite();
+    Writer first(buffer);
+    Writer second(buffer);
+    QVERIFY(buffer.semaphores.waitUntilBlocked(Names::SemaphoreLease, 1));
+
+    QVERIFY(handler->unlockForWrite(locked));
+
+    QCOMPARE(first.m_child.waitForExit(), 0);
+    QCOMPARE(second.m_child.waitForExit(), 0);
+    QVERIFY(lease.isNone());
+    QVERIFY(!buffer.semaphores.isWriteLocked());
+}
+
+QTEST_GUILESS_MAIN(tst_WriteLeaseWaits)
+#include "tst_WriteLeaseWaits.moc"

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+struct sembuf;
+
+/// The calls to semaphores that this program makes, its library included. The program needs
+/// support/SemaphoreCalls.cpp among its sources, which stands in front of the system's functions.
+namespace SemaphoreCalls {
+
+struct Call
+{
+    int set;
+    int semaphore;            ///< of a semctl(), or of the first operation
+    int command;              ///< of a semctl(); sm_operation for the others
+    const sembuf *operations; ///< null for a semctl()
+    std::size_t count;
+    bool mayWait;
+
+    static constexpr int sm_operation = -1;
+
+    bool isOperation() const { return command == sm_operation; }
+    /// Whether it changes the semaphore by the amount.
+    bool changes(int number, int amount) const;
+};
+
+/// Of all threads so far.
+int operations();
+/// The operations among them that were allowed to wait.
+int waits();
+
+/// Called before each call, and after each one that has succeeded, from its thread. The calls that
+/// they make are not told. For one thread; not set while others call.
+extern std::function<void(const Call &)> before;
+extern std::function<void(const Call &)> after;
+void tellNobody();
+
+} // namespace SemaphoreCalls
