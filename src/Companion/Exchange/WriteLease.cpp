@@ -105,7 +105,7 @@ WriteLease::Leaving WriteLease::leave()
         }
         // Whoever gives a lease back owns its word: else the lease could be another's by then.
         if (!m_words->word.compare_exchange_strong(idleAgain, idleAgain + idleToInside)) {
-            forget();
+            // Nothing to forget: another thread may be inside by this lease, or by a later one.
             return Leaving::Lost;
         }
     }
