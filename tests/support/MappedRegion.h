@@ -20,8 +20,11 @@ public:
                                                    const QString &key)
     {
         return std::make_unique<PingPongBufferHandler>(
-            reinterpret_cast<PingPongBufferHandler::ManagementBuffer *>(start()), first(),
-            first() + sm_bufferSize, type, sm_bufferSize, key);
+            management(), first(), first() + sm_bufferSize, type, sm_bufferSize, key);
+    }
+    PingPongBufferHandler::ManagementBuffer *management()
+    {
+        return reinterpret_cast<PingPongBufferHandler::ManagementBuffer *>(start());
     }
     std::unique_ptr<SingleBufferHandler> singleHandler(SystemVSemaphoreBaseClass::CreationType type,
                                                        const QString &key)

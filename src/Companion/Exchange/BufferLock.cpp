@@ -154,6 +154,10 @@ bool BufferLock::isFreeOfLeases()
     const WriteLease::Finding finding = m_lease.look(setId());
     if (finding == WriteLease::Finding::Revoked) {
         clearLeaseSemaphore();
+    } else if (finding == WriteLease::Finding::OfOtherSet && isThere(setId())) {
+        // A process that was stopped with the semaphore until its set was replaced must not take the
+        // lease of those who are in the next one away.
+        m_lease.clearOfOtherSet(setId());
     }
     return finding != WriteLease::Finding::OwnerInside;
 }
@@ -281,8 +285,9 @@ bool BufferLock::followRegion(int removedSet)
     if (setId() != removedSet) {
         return true;
     }
-    // What another thread took in the removed set it would give back to the new one.
-    if (m_inside.load() != 1 || m_lease.isOwnerInside()) {
+    // What another thread took in the removed set it would give back to the new one. Its lease it may
+    // have lost to somebody in the new one, and be inside all the same.
+    if (m_inside.load() != 1 || m_isByLease.load() || m_lease.isOwnerInside()) {
         return false;
     }
     if (m_lease.endIfIdle()) {

@@ -129,11 +129,12 @@ WriteLease::Finding WriteLease::look(int setId)
     }
     quint64 word = m_words->word.load(std::memory_order_acquire);
     while (isLease(word)) {
-        const bool isForeign = !isOfSet(word, setId);
-        if (isForeign || !isInside(word)) {
-            // Of another set: removed by hand, it keeps nobody out.
+        if (!isOfSet(word, setId)) {
+            return Finding::OfOtherSet;
+        }
+        if (!isInside(word)) {
             if (m_words->word.compare_exchange_strong(word, 0)) {
-                return isForeign ? Finding::Free : Finding::Revoked;
+                return Finding::Revoked;
             }
             continue;
         }
@@ -147,6 +148,13 @@ WriteLease::Finding WriteLease::look(int setId)
         }
     }
     return Finding::Free;
+}
+
+void WriteLease::clearOfOtherSet(int setId)
+{
+    quint64 word = m_words->word.load(std::memory_order_acquire);
+    while (isLease(word) && !isOfSet(word, setId)
+           && !m_words->word.compare_exchange_strong(word, 0)) { }
 }
 
 void WriteLease::clearLeftOver()

@@ -48,9 +48,12 @@ public:
     enum class Finding {
         Free,       ///< No lease: the write semaphore is all that it takes.
         Revoked,    ///< A lease was taken away from an idle owner: clear the lease semaphore.
+        OfOtherSet, ///< Of a removed set, if that of the asking process is still there.
         OwnerInside ///< Wait until write and lease semaphore are free. The owner knows of the wish.
     };
     Finding look(int setId);
+    /// With the write semaphore of a set that is there: a lease of any other keeps nobody out.
+    void clearOfOtherSet(int setId);
     /// With the write semaphore, after the lease semaphore was seen free: the word of an owner that
     /// gave its lease back or died inside ends here.
     void clearLeftOver();
