@@ -48,7 +48,8 @@ enum class Plant : quint32 {
     Forgotten, ///< a swap says true although the set was taken back
     Shared,    ///< a writer comes in beside a reader
     Inherited, ///< a child sees the lock of its parent
-    Unlinked   ///< a child removes the name of its parent's memory
+    Unlinked,  ///< a child removes the name of its parent's memory
+    Kept       ///< a lock stays with a process that has died
 };
 
 /// A call that took long. Times in nanoseconds of the steady clock.

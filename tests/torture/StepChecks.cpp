@@ -19,7 +19,10 @@ void StepMode::checkBesideStopped(Scene scene, SteppedProcess &process)
         return;
     }
     int number = 0;
-    if (region().isDoubleBuffer() && m_isFirstInside) {
+    if (isLeaseScene(scene)) {
+        checkLeaseBesideStopped(scene);
+    }
+    if (region().isDoubleBuffer() && m_isFirstInside && scene != Scene::GivingBack) {
         expect(isReadable(number), "refused: a read beside a process that stands still");
         expect(number == m_sets.newest, "back in time: a read beside a process that stands still");
     }
@@ -51,17 +54,23 @@ void StepMode::checkReaderBesideWriter(SteppedProcess &process)
     m_sets.finished = 0;
 }
 
-void StepMode::checkAfterwards(Scene scene, bool hasDied)
+void StepMode::noteSets(Scene scene, bool hasDied)
+{
+    const bool isWriting = scene <= Scene::SwapRecovery
+                           || (isLeaseScene(scene) && scene != Scene::Closing);
+    if (!hasDied && isWriting && m_stage->result == 1) {
+        m_sets.finished = 0;
+    } else if (hasDied && isWriting && m_stage->step == Step::Swapping && scene != Scene::SwapInside
+               && scene != Scene::SwapRecovery && scene != Scene::GivingBack) {
+        // Its lock was given back: the set is finished.
+        m_sets.finished = m_number;
+    }
+}
+
+void StepMode::checkAfterwards()
 {
     if (hasFailed()) {
         return;
-    }
-    if (!hasDied && scene <= Scene::SwapRecovery && m_stage->result == 1) {
-        m_sets.finished = 0;
-    } else if (hasDied && scene <= Scene::Recovery && m_stage->step == Step::Swapping
-               && scene != Scene::SwapInside) {
-        // Its lock was given back: the set is finished.
-        m_sets.finished = 4;
     }
     if (m_isFirstInside && region().isDoubleBuffer()) {
         checkDoubleBuffer();

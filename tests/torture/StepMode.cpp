@@ -22,6 +22,12 @@ const char *const sceneNames[sceneCount] = {"writer",
                                             "leaving somebody's set",
                                             "creation over a set",
                                             "attachment",
+                                            "owner of the lock",
+                                            "lock that begins to stay",
+                                            "lock of an owner outside",
+                                            "lock of an owner inside",
+                                            "owner that gives back",
+                                            "creation over an owner",
                                             "single buffer: writer",
                                             "single buffer: reader",
                                             "single buffer: reader that writes"};
@@ -60,6 +66,7 @@ void StepMode::playRound()
         return;
     }
     expect(process.isAlive(), "the process that is to be led has ended");
+    beginBeside(scene);
     lead(scene, process);
     const bool hasEnded = m_stage->step == Step::Ended;
     Record &record = m_records[static_cast<int>(scene)];
@@ -70,8 +77,14 @@ void StepMode::playRound()
         ++record.deaths[static_cast<int>(m_stage->step.load())];
     }
     process.kill();
+    endBeside(scene);
+    const bool hasDied = m_stage->step != Step::Ended;
+    noteSets(scene, hasDied);
+    if (isLeaseScene(scene) && hasDied && random(2) == 0) {
+        dieAgain(scene);
+    }
     plant(scene);
-    checkAfterwards(scene, m_stage->step != Step::Ended);
+    checkAfterwards();
 }
 
 /// Up to the instruction of this round, or to the end.
@@ -104,6 +117,7 @@ quint64 StepMode::choosePlace(Record &record)
 /// What anybody could see at this moment. False if that ends the round.
 bool StepMode::look()
 {
+    lookBeside();
     if (!region().isEveryValueWhole()) {
         fail(
             QStringLiteral("half a value: an aligned value of eight bytes is written in two parts, "
@@ -131,6 +145,9 @@ void StepMode::plant(Scene scene)
     if (isPlanted(Plant::Locked) && scene == Scene::SingleReader) {
         region().semaphores().setValue(SemaphoreSet::Names::SemaphoreReaders, 1);
     }
+    if (isPlanted(Plant::Kept) && scene == Scene::LeaseOwner) {
+        plantOwnerWithoutLife();
+    }
     if (isPlanted(Plant::Refused) && scene == Scene::Attachment) {
         region().semaphores().setValue(SemaphoreSet::Names::SemaphoreWriteLock, 1);
     }
@@ -154,9 +171,11 @@ QString StepMode::figures() const
         deaths += std::accumulate(std::begin(record.deaths), std::end(record.deaths), quint64{0});
         stops += record.stops;
     }
-    return QStringLiteral("%1 rounds, %2 deaths and %3 stops at single instructions")
+    return QStringLiteral(
+               "%1 rounds, %2 deaths, %3 second ones and %4 stops at single instructions")
         .arg(m_rounds)
         .arg(deaths)
+        .arg(m_secondDeaths)
         .arg(stops);
 }
 

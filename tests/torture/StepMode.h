@@ -22,11 +22,18 @@ enum class Scene {
     LeavingOthers, ///< the last user of a set that somebody else made
     Creation,
     Attachment,
+    // A write lock that stays with its writer (StepLeases.cpp).
+    LeaseOwner,  ///< a writer that keeps it
+    LeaseMaker,  ///< a writer with whom it stays from now on
+    Revoker,     ///< a writer that comes to an owner outside
+    LeaseWaiter, ///< one that comes to an owner inside
+    GivingBack,  ///< an owner inside for whom somebody waits
+    Closing,     ///< a creator that takes an owner's region away
     SingleWriter,
     SingleReader,
     SingleUpgrade ///< a writer inside its own read lock
 };
-constexpr int sceneCount = 13;
+constexpr int sceneCount = 19;
 
 /// Processes die or stand still at single instructions, which a debugger's means lead them to.
 ///
@@ -75,11 +82,25 @@ private:
     quint64 choosePlace(Record &record);
     bool look();
     void plant(Scene scene);
+    void plantOwnerWithoutLife();
+
+    // The lock that stays (StepLeases.cpp).
+    static bool isLeaseScene(Scene scene);
+    void arrangeLease(Scene scene);
+    void performWarming(Scene scene, BufferHandlerInterface &handler);
+    void performGivingBack(BufferHandlerInterface &handler);
+    void beginBeside(Scene scene);
+    void lookBeside();
+    void checkLeaseBesideStopped(Scene scene);
+    void endBeside(Scene scene);
+    void dieAgain(Scene scene);
+    bool isWordIn(quint64 state) const;
 
     // What the others find (StepChecks.cpp).
     void checkBesideStopped(Scene scene, SteppedProcess &process);
     void checkReaderBesideWriter(SteppedProcess &process);
-    void checkAfterwards(Scene scene, bool hasDied);
+    void noteSets(Scene scene, bool hasDied);
+    void checkAfterwards();
     void checkDoubleBuffer();
     void checkLoss(int found);
     void checkSingleBuffer();
@@ -99,6 +120,10 @@ private:
     Sets m_sets;
     Scene m_scene = Scene::Writer;
     bool m_isFirstInside = false;
+    bool m_isFirstLocked = false; ///< the first actor is inside as the owner of a lease
+    quint64 m_stepsToUnlock = 0;  ///< until it goes out
+    int m_number = 4;             ///< of the set that the process writes which is led
+    quint64 m_secondDeaths = 0;
 };
 
 } // namespace Torture

@@ -44,6 +44,8 @@ void readInVain(const NamedRegion &region, BufferHandlerInterface &reader)
 void StepMode::arrange(Scene scene)
 {
     m_current = scene >= Scene::SingleWriter ? 1 : 0;
+    m_isFirstLocked = false;
+    m_number = 4;
     m_sets = {};
     m_stage->lossWarnings = 0;
     m_stage->step = Step::Before;
@@ -70,7 +72,8 @@ void StepMode::arrangeSets(Scene scene)
     expect(m_first.ask(Act::Finish, m_current, 1) == 1, "refused: the first write lock");
     expect(m_first.ask(Act::Swap, m_current) == 1, "refused: the first swap");
     m_sets.newest = 1;
-    const bool isWriting = scene <= Scene::SwapRecovery;
+    const bool isWriting = scene <= Scene::SwapRecovery || scene == Scene::LeaseOwner
+                           || scene == Scene::LeaseMaker;
     if (isWriting && random(2) == 0) {
         expect(m_first.ask(Act::Finish, m_current, 2) == 1, "refused: the second write lock");
         m_sets.finished = 2;
@@ -78,6 +81,7 @@ void StepMode::arrangeSets(Scene scene)
     if (scene == Scene::Recovery || scene == Scene::SwapRecovery) {
         killWriter();
     }
+    arrangeLease(scene);
 }
 
 void StepMode::killWriter()
@@ -96,18 +100,26 @@ void StepMode::perform(Scene scene)
         _exit(1);
     }
     NamedRegion::Handler handler;
-    if (scene != Scene::Creation && scene != Scene::Attachment) {
+    if (scene != Scene::Creation && scene != Scene::Attachment && scene != Scene::Closing) {
         handler = region().makeHandler(attach);
     }
     if (scene == Scene::HeldReader) {
         readInVain(region(), *handler);
     }
+    if (isLeaseScene(scene)) {
+        performWarming(scene, *handler);
+    }
     SteppedProcess::awaitSteps();
     switch (scene) {
     case Scene::Writer:
     case Scene::Recovery:
+    case Scene::LeaseOwner:
+    case Scene::LeaseMaker:
+    case Scene::Revoker:
+    case Scene::LeaseWaiter:
     case Scene::SingleWriter: performWriting(*handler, false); break;
     case Scene::SwapInside: performWriting(*handler, true); break;
+    case Scene::GivingBack: performGivingBack(*handler); break;
     case Scene::SwapRecovery:
         m_stage->step = Step::Swapping;
         m_stage->result = handler->swapBuffers() ? 1 : 0;
@@ -120,6 +132,13 @@ void StepMode::perform(Scene scene)
     case Scene::LeavingOthers:
         m_stage->step = Step::Leaving;
         handler.reset();
+        break;
+    case Scene::Closing:
+        m_stage->step = Step::Joining;
+        PingPongBufferHandler::closeFormerRegion(*region().management(),
+                                                 region().semaphores().key());
+        handler = region().makeHandler(create);
+        readOnce(*handler);
         break;
     case Scene::Creation:
     case Scene::Attachment:
@@ -145,7 +164,7 @@ void StepMode::performWriting(BufferHandlerInterface &handler, bool swapsInside)
         // What is not aligned is written in two stores.
         fillBuffer(buffer + 1, region().size() / 2, 4);
     }
-    fillBuffer(buffer, region().size(), 4);
+    fillBuffer(buffer, region().size(), m_number);
     if (swapsInside) {
         m_stage->step = Step::Swapping;
         handler.swapBuffers();

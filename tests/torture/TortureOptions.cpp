@@ -21,8 +21,9 @@ const char *const usage =
     "  --single                   a single buffer instead of a double one\n"
     "\n"
     "Modes:\n"
-    "  --steps      writers, readers, creators and leaving users die or stand still at single\n"
-    "               instructions, the second one in the recovery of the first as well\n"
+    "  --steps      writers, owners of the lock, readers, creators and leaving users die or stand\n"
+    "               still at single instructions, the second one in the recovery of the first as "
+    "well\n"
     "  --forks      children of one thread while others are inside locks\n"
     "  --early      users that attach between a creator's memory and its semaphores\n"
     "  --replaced   single buffers whose semaphores are removed and made anew under their users\n"
@@ -56,6 +57,7 @@ const QHash<QString, Plant> &plants()
         {QStringLiteral("shared"), Plant::Shared},
         {QStringLiteral("inherited"), Plant::Inherited},
         {QStringLiteral("unlinked"), Plant::Unlinked},
+        {QStringLiteral("kept"), Plant::Kept},
     };
     return byName;
 }
