@@ -78,6 +78,7 @@ struct PeerEntry
     std::atomic<quint64> refusedLocks;
     std::atomic<quint64> refusedSwaps;
     std::atomic<quint64> regions; ///< attached or made
+    std::atomic<quint64> phasesAlone;
 
     std::atomic<bool> hasFailed;
     char failure[textCapacity];
@@ -101,6 +102,10 @@ struct Ledger
     /// Processes that the driver killed.
     std::atomic<quint64> killCount;
     std::atomic<bool> isEnding;
+    /// So long the other writers leave one alone, whatever has become of it: the write lock stays with
+    /// it meanwhile.
+    std::atomic<qint64> aloneUntil;
+    std::atomic<int> lonelySlot;
     /// For Plant::Beyond: somebody stands still inside the lock.
     std::atomic<bool> isHolderCaught;
     Plant plant;

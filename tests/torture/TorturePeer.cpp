@@ -152,11 +152,42 @@ void TorturePeer::work()
     while (!isAskedToEnd() && !isReplaced()) {
         ++m_rounds;
         plantOutside();
+        leaveAlone();
         workOnce();
+        if (isWriter() && random(32) == 0) {
+            workAlone();
+        }
         // Bursts and pauses in turn, so that the others get to their places as well.
         if (random(4) != 0) {
             sleepFor(static_cast<qint64>(random(2 * millisecond)));
         }
+    }
+}
+
+bool TorturePeer::isWriter() const
+{
+    return m_role == Role::BulkWriter || m_role == Role::SingleWriter;
+}
+
+/// Often enough that the write lock stays with this process for some time.
+void TorturePeer::workAlone()
+{
+    constexpr int times = 40;
+    constexpr qint64 longest = 10 * millisecond;
+    m_ledger.lonelySlot = m_start.slot;
+    m_ledger.aloneUntil = steadyNow() + longest;
+    for (int i = 0; i < times && !isAskedToEnd() && !isReplaced(); ++i) {
+        workOnce();
+    }
+    m_ledger.aloneUntil = 0;
+    increase(m_entry.phasesAlone);
+}
+
+void TorturePeer::leaveAlone() const
+{
+    while ((isWriter() || m_role == Role::Creator) && m_ledger.lonelySlot != m_start.slot
+           && steadyNow() < m_ledger.aloneUntil && !isAskedToEnd()) {
+        sleepFor(millisecond / 5);
     }
 }
 

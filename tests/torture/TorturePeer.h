@@ -53,6 +53,9 @@ private:
     void attachToRegion();
     void work();
     void workOnce();
+    bool isWriter() const;
+    void workAlone();
+    void leaveAlone() const;
 
     /// A call of at least this length is told to the driver.
     static constexpr qint64 sm_notableCall = 20 * millisecond;

@@ -72,6 +72,7 @@ void TortureDriver::report() const
     for (const PeerEntry &entry : m_ledger->peers) {
         streak = qMax(streak, entry.longestStreak.load());
     }
+    std::printf("  phases of a writer alone %llu\n", sum(&PeerEntry::phasesAlone));
     std::printf("  reads repeated %llu, at most %llu attempts for one set\n",
                 sum(&PeerEntry::repeats), streak);
     std::printf("  locks refused %llu, swaps refused %llu, all with a reason\n",
