@@ -154,15 +154,26 @@ JsonText::Value JsonText::Value::member(QLatin1String key) const
 {
     Value found;
     for (quint32 index = m_index + 1; index != nextIndex();) {
-        const Value candidate = at(index);
         const Value value = at(index + 1);
-        // The last one counts.
-        if (candidate.isKey(key)) {
+        if (at(index).isKey(key)) {
+            if (found.isValid()) {
+                return memberOfSeveral(key);
+            }
             found = value;
         }
         index = value.nextIndex();
     }
     return found;
+}
+
+/// The one that QJsonObject keeps of several members with the same key.
+JsonText::Value JsonText::Value::memberOfSeveral(QLatin1String key) const
+{
+    Members member(*this);
+    while (!member.key().isKey(key)) {
+        member.next();
+    }
+    return member.value();
 }
 
 JsonText::Members::Members(const Value &object)
@@ -180,7 +191,6 @@ JsonText::Members::Members(const Value &object)
     next();
 }
 
-/// Every key by its first byte, and the same key by its place: the last one comes last.
 void JsonText::Members::sort()
 {
     for (quint32 index = m_key.m_index; index != m_end; index = m_key.at(index + 1).nextIndex()) {
@@ -191,23 +201,21 @@ void JsonText::Members::sort()
         const Value second = m_key.at(right);
         return compareBytes(first.bytes(), first.size(), second.bytes(), second.size());
     };
-    std::sort(m_order.begin(), m_order.end(), [&](quint32 left, quint32 right) {
-        const int order = compare(left, right);
-        return order != 0 ? order < 0 : left < right;
-    });
-    int count = 1;
-    for (int next = 1; next < m_order.size(); ++next) {
-        if (compare(m_order[count - 1], m_order[next]) != 0) {
-            ++count;
-        }
-        m_order[count - 1] = m_order[next];
+    std::sort(m_order.begin(), m_order.end(),
+              [&](quint32 left, quint32 right) { return compare(left, right) < 0; });
+    const auto twice = std::adjacent_find(
+        m_order.cbegin(), m_order.cend(),
+        [&](quint32 left, quint32 right) { return compare(left, right) == 0; });
+    if (twice != m_order.cend()) {
+        m_order.clear();
+        sortAsToolkit();
     }
-    m_order.resize(count);
 }
 
-/// Between escaped keys and others the toolkit has three ways to compare, which contradict each other
-/// beyond U+D7FF, and one of them ends at a zero byte. So it is asked itself, with an object of the same
-/// keys that holds their indices.
+/// Of a key that stands twice the toolkit takes the last value only in a small object, as its sorting
+/// is not stable. Between escaped keys and others it has three ways to compare, which contradict each
+/// other beyond U+D7FF, and one of them ends at a zero byte. So it is asked itself, with an object of the
+/// same keys that holds their indices.
 void JsonText::Members::sortAsToolkit()
 {
     QByteArray json(1, '{');

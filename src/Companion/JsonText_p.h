@@ -128,6 +128,7 @@ private:
     int size() const { return static_cast<int>(entry().integer); }
     Value at(quint32 index) const { return {m_text, index}; }
     quint32 nextIndex() const;
+    Value memberOfSeveral(QLatin1String key) const;
     QByteArray wholeText() const;
     QVariantList toList() const;
     QVariantMap toMap() const;
@@ -157,7 +158,9 @@ private:
     quint32 m_end;
 };
 
-/// Goes through the members of an object in the order of QJsonObject, each key with its last value.
+/// Goes through the members of an object as QJsonObject does: in its order, each key once and with the
+/// value that Qt keeps. That is the last one, but for objects of more than 16 members, where it may be
+/// any of them.
 ///
 /// Where the text has that order already, as everything that Qt wrote, it is followed as it stands.
 /// Else the members are put in order first, by an index of 4 bytes each.

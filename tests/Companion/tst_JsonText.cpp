@@ -59,6 +59,7 @@ private Q_SLOTS:
     void textIsDecoded();
     void membersComeInTheOrderOfTheToolkit_data();
     void membersComeInTheOrderOfTheToolkit();
+    void keyTwiceAmongManyHasTheValueOfTheToolkit();
     void wordsAreValues();
     void wholeTreeIsTheSameVariant_data();
     void wholeTreeIsTheSameVariant();
@@ -219,6 +220,27 @@ void tst_JsonText::membersComeInTheOrderOfTheToolkit()
 
     QTEST(membersOf(json), "expected");
     QTEST(toolkitMembersOf(json), "expected");
+}
+
+/// Which is not always the last one.
+void tst_JsonText::keyTwiceAmongManyHasTheValueOfTheToolkit()
+{
+    for (int count = 2; count < 100; ++count) {
+        QByteArray json(1, '{');
+        for (int i = 0; i < count; ++i) {
+            json += '"' + QByteArray(1, static_cast<char>('a' + i * i % 19))
+                    + "\":" + QByteArray::number(i) + ',';
+        }
+        json.chop(1);
+        json += '}';
+        JsonText text;
+
+        QVERIFY(text.read(json));
+
+        QCOMPARE(membersOf(json), toolkitMembersOf(json));
+        QCOMPARE(text.root().member(QLatin1String("a")).toInteger(),
+                 QJsonDocument::fromJson(json).object().value(QLatin1String("a")).toInt());
+    }
 }
 
 void tst_JsonText::wordsAreValues()
