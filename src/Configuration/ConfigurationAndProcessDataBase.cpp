@@ -5,6 +5,7 @@
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Configuration/ConfigurationDataValue.h"
 #include "Configuration/DescriptionTexts_p.h"
+#include "Configuration/DescriptionTree_p.h"
 #include "Configuration/ElementType_p.h"
 #include "Configuration/FramedShape_p.h"
 #include "Configuration/FramedValues_p.h"
@@ -16,6 +17,7 @@
 #include <QJsonValue>
 #include <QVarLengthArray>
 
+#include <algorithm>
 #include <limits>
 #include <typeinfo>
 #include <vector>
@@ -91,6 +93,12 @@ ConfigurationAndProcessDataBase::ConfigurationAndProcessDataBase(const QJsonObje
     initPropertyMap(json);
 }
 
+ConfigurationAndProcessDataBase::ConfigurationAndProcessDataBase(const DescribedElement &described)
+    : m_dataTypeMap(Definitions::getBasicDataTypeMapForProcessData())
+{
+    readProperties(described);
+}
+
 ConfigurationAndProcessDataBase::~ConfigurationAndProcessDataBase()
 {
     // Out of the table before they die: whoever hears of that may look into it.
@@ -125,10 +133,40 @@ void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
             heldInDataType.append(&place);
         }
     }
-    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
-    for (QVariant *const value : heldInDataType) {
-        *value = toHeldForm(*this, typeName, dataType, *value);
+    convertToDataType(typeName, heldInDataType.constData(), heldInDataType.size());
+}
+
+void ConfigurationAndProcessDataBase::readProperties(const DescribedElement &described)
+{
+    DescriptionTexts &texts = described.texts;
+    QString typeName;
+    QVarLengthArray<QVariant *, 3> heldInDataType;
+    // As above, from the text.
+    texts.beginElement();
+    for (JsonText::Members member(described.object); member.isValid(); member.next()) {
+        const PropertyKey &key = texts.nextKey(member.key());
+        if (key.isValue && typeName == Definitions::getKeyDataTypeTreeNode()) {
+            continue;
+        }
+        QVariant value = texts.valueOf(member.value());
+        if (key.isType && value.userType() == QMetaType::QString) {
+            typeName = value.toString();
+        }
+        QVariant &place = m_properties[key.text];
+        place.swap(value);
+        if (key.isHeldInDataType) {
+            heldInDataType.append(&place);
+        }
     }
+    convertToDataType(typeName, heldInDataType.constData(), heldInDataType.size());
+}
+
+void ConfigurationAndProcessDataBase::convertToDataType(const QString &typeName,
+                                                        QVariant *const *values, int count)
+{
+    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
+    std::for_each(values, values + count,
+                  [&](QVariant *value) { *value = toHeldForm(*this, typeName, dataType, *value); });
 }
 
 // NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays

@@ -14,6 +14,7 @@
 
 class ConfigurationDataValue;
 class ProcessDataValue;
+struct DescribedElement;
 
 using ProcessDataValueSharedPointer = QSharedPointer<ProcessDataValue>;
 
@@ -122,6 +123,9 @@ Q_SIGNALS:
     void propertyChanged();
 
 protected:
+    /// The element that a description read from its text has there. For the classes of the library.
+    Q_DECL_HIDDEN explicit ConfigurationAndProcessDataBase(const DescribedElement &described);
+
     /// Value and limits are held in the element's data type.
     PropertyMap m_properties;
     /// Empty for a leaf.
@@ -131,6 +135,11 @@ protected:
 
 private:
     Q_DISABLE_COPY(ConfigurationAndProcessDataBase)
+
+    /// What initPropertyMap() does, for an element without properties.
+    Q_DECL_HIDDEN void readProperties(const DescribedElement &described);
+    Q_DECL_HIDDEN void convertToDataType(const QString &typeName, QVariant *const *values,
+                                         int count);
 };
 
 /// Less-than by display position. An element without a position equals every other.

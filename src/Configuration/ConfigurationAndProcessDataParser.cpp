@@ -6,24 +6,17 @@
 #include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/DescriptionTexts_p.h"
+#include "Configuration/DescriptionTree_p.h"
 #include "Configuration/ElementRegistration_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
 
 #include <QDebug>
 #include <QFile>
-#include <QJsonParseError>
 
 namespace {
 
 using Base = ConfigurationAndProcessDataBase;
 using Definitions = ConfigurationAndProcessDataDefinitions;
-
-/// Lets a change of @p child be seen at @p parent, and so up to the root.
-void forwardPropertyChanged(const Base &child, const Base &parent)
-{
-    QObject::connect(&child, QOverload<>::of(&Base::propertyChanged), &parent,
-                     QOverload<>::of(&Base::propertyChanged));
-}
 
 Base::BaseClassSharedPointer createLeaf(const QJsonObject &json, const QString &postfix)
 {
@@ -33,10 +26,21 @@ Base::BaseClassSharedPointer createLeaf(const QJsonObject &json, const QString &
         return {};
     }
     Base::BaseClassSharedPointer leaf(creator->create(json));
-    if (leaf.isNull() || !ElementRegistration::isOfOwnClass(*leaf)) {
-        ParsedDescriptions::noteWhatCanBeSeen();
-    }
+    DescriptionTree::noteLeaf(leaf);
     return leaf;
+}
+
+/// What checkVersion() reads of a description.
+QJsonObject versionOf(const JsonText::Value &root)
+{
+    const QString &key = Definitions::getKeyDataPropertySchemeVersion();
+    const QByteArray name = key.toLatin1();
+    const JsonText::Value version = root.isObject() ? root.member(QLatin1String(name))
+                                                    : JsonText::Value();
+    const bool isNumber = version.isValid()
+                          && (version.kind() == JsonText::Kind::Integer
+                              || version.kind() == JsonText::Kind::Double);
+    return isNumber ? QJsonObject{{key, version.toDouble()}} : QJsonObject();
 }
 
 } // namespace
@@ -79,16 +83,14 @@ ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProces
     parseFromByteArray(const QByteArray &data, const QString &postfix) const
 {
     const bool hasLeadingDot = postfix.startsWith(QLatin1Char('.'));
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
-    if (document.isNull()) {
-        qWarning() << "Parsing error: " << error.errorString();
+    JsonText text;
+    if (!text.read(data)) {
+        qWarning() << "Parsing error: " << text.error().errorString();
         return {};
     }
-    const QJsonObject json = document.object();
     // Another scheme version is worth a warning, but what can be read of it is read.
-    checkVersion(json);
-    return createNode(json, hasLeadingDot ? postfix.mid(1) : postfix);
+    checkVersion(versionOf(text.root()));
+    return DescriptionTree(hasLeadingDot ? postfix.mid(1) : postfix).createNode(text.root());
 }
 
 ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProcessDataParser::
@@ -139,7 +141,7 @@ ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProces
             return {};
         }
         node->addElement(member.key(), child);
-        forwardPropertyChanged(*child, *node);
+        DescriptionTree::forwardPropertyChanged(*child, *node);
     }
     return node;
 }

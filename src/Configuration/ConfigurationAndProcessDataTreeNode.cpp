@@ -195,6 +195,12 @@ ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode(const Q
 {
 }
 
+ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode(
+    const DescribedElement &described)
+    : ConfigurationAndProcessDataBase(described)
+{
+}
+
 ConfigurationAndProcessDataTreeNode::~ConfigurationAndProcessDataTreeNode()
 {
     QObject::disconnect(this, nullptr, nullptr, nullptr);

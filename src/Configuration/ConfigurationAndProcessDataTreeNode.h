@@ -29,5 +29,8 @@ public:
     virtual void deleteElement(const QString &key);
 
 private:
+    friend struct DescribedElement;
     Q_DISABLE_COPY(ConfigurationAndProcessDataTreeNode)
+
+    Q_DECL_HIDDEN explicit ConfigurationAndProcessDataTreeNode(const DescribedElement &described);
 };

@@ -1,12 +1,14 @@
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 
+#include "Companion/JsonText_p.h"
 #include "Companion/PropertyManagerConst.h"
 #include "Companion/RegularFile_p.h"
 
 #include <QDebug>
 #include <QFile>
-#include <QJsonDocument>
 #include <QJsonObject>
+
+#include <algorithm>
 
 namespace {
 
@@ -19,6 +21,19 @@ bool createFilePath(const QDir &directory, const QString &instanceName, const QS
     }
     path = candidate;
     return true;
+}
+
+/// What an object has under @p key; invalid if it has nothing there.
+QVariant memberOf(const JsonText::Value &object, const QString &key)
+{
+    const bool isAscii = std::all_of(key.cbegin(), key.cend(), [](QChar character) {
+        return character > QChar(0) && character < QChar(0x80);
+    });
+    if (!object.isObject() || !isAscii) {
+        return object.toJsonValue().toObject().value(key).toVariant();
+    }
+    const JsonText::Value member = object.member(QLatin1String(key.toLatin1()));
+    return member.isValid() ? member.toVariant() : QVariant();
 }
 
 } // namespace
@@ -83,11 +98,10 @@ void ConfigurationDataAndProcessDescriptionAccess::readFolderDescription(const Q
     if (!RegularFile::openForReading(filePath, file)) {
         return;
     }
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    if (error.error != QJsonParseError::NoError) {
+    JsonText text;
+    if (!text.read(file.readAll())) {
         qWarning() << "Can't parse Json! of File" << filePath;
         return;
     }
-    value = document.object().value(key).toVariant();
+    value = memberOf(text.root(), key);
 }

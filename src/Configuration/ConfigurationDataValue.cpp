@@ -10,6 +10,11 @@ ConfigurationDataValue::ConfigurationDataValue(const QJsonObject &json, QObject 
 {
 }
 
+ConfigurationDataValue::ConfigurationDataValue(const DescribedElement &described)
+    : ConfigurationAndProcessDataBase(described)
+{
+}
+
 ConfigurationDataValue::~ConfigurationDataValue() = default;
 
 QVariant ConfigurationDataValue::getValue() const

@@ -27,5 +27,8 @@ Q_SIGNALS:
     void valueChanged(const QVariant &value);
 
 private:
+    friend struct DescribedElement;
     Q_DISABLE_COPY(ConfigurationDataValue)
+
+    Q_DECL_HIDDEN explicit ConfigurationDataValue(const DescribedElement &described);
 };

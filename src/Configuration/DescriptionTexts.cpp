@@ -54,6 +54,15 @@ const PropertyKey &DescriptionTexts::nextKey(const QString &key)
     return m_properties[index].key;
 }
 
+const PropertyKey &DescriptionTexts::nextKey(const JsonText::Value &key)
+{
+    if (m_index < m_properties.size() && key.isPlainText()
+        && m_properties[m_index].key.text == key.plainText()) {
+        return m_properties[m_index++].key;
+    }
+    return nextKey(key.toString());
+}
+
 void DescriptionTexts::shareValue(QVariant &value)
 {
     if (value.userType() != QMetaType::QString) {
@@ -73,4 +82,17 @@ void DescriptionTexts::shareValue(QVariant &value)
     if (property.key.isType) {
         value = property.lastText;
     }
+}
+
+QVariant DescriptionTexts::valueOf(const JsonText::Value &value)
+{
+    if (value.isText() && value.isPlainText()) {
+        const QString &lastText = m_properties[m_index - 1].lastText;
+        if (!lastText.isEmpty() && lastText == value.plainText()) {
+            return lastText;
+        }
+    }
+    QVariant held = value.toVariant();
+    shareValue(held);
+    return held;
 }

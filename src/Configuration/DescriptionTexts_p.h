@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Companion/JsonText_p.h"
+
 #include <QSet>
 #include <QString>
 #include <QVariant>
@@ -42,8 +44,12 @@ public:
     /// The next property of the element. Elements beside each other have the same keys in the same
     /// order as a rule, so that the one at the same place is tried first.
     const PropertyKey &nextKey(const QString &key);
+    /// The same for a key of a text that is read.
+    const PropertyKey &nextKey(const JsonText::Value &key);
     /// Lets @p value, the value of this property, share the characters of an equal text.
     void shareValue(QVariant &value);
+    /// The value of this property in a text that is read, which shares what it can.
+    QVariant valueOf(const JsonText::Value &value);
 
 private:
     Q_DISABLE_COPY(DescriptionTexts)

@@ -1,6 +1,7 @@
 #include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/ConfigurationDataValue.h"
+#include "Configuration/DescriptionTree_p.h"
 #include "Configuration/ElementRegistration_p.h"
 // The one look upwards from this room: the factory has to know every leaf class by name.
 #include "ProcessData/Linux/ProcessDataValue.h"
@@ -50,6 +51,19 @@ bool isOfOwnClass(const ConfigurationAndProcessDataBase &element)
     const std::type_info &type = typeid(element);
     return type == typeid(ConfigurationDataValue) || type == typeid(ProcessDataValue)
            || type == typeid(ConfigurationAndProcessDataTreeNode);
+}
+
+ConfigurationAndProcessDataBase::BaseClassSharedPointer createOwnLeaf(
+    const LeafFactory::AbstractCreator &creator, const DescribedElement &described)
+{
+    const std::type_info &type = typeid(creator);
+    if (type == typeid(LeafFactory::Creator<ConfigurationDataValue>)) {
+        return described.make<ConfigurationDataValue>();
+    }
+    if (type == typeid(LeafFactory::Creator<ProcessDataValue>)) {
+        return described.make<ProcessDataValue>();
+    }
+    return {};
 }
 
 } // namespace ElementRegistration

@@ -18,4 +18,8 @@ extern const QString processDescriptionPostfix;
 /// in its own way, and has to be asked each time.
 bool isOfOwnClass(const ConfigurationAndProcessDataBase &element);
 
+/// The leaf that @p creator would make, if it makes a class of this library; null for any other.
+ConfigurationAndProcessDataBase::BaseClassSharedPointer createOwnLeaf(
+    const LeafFactory::AbstractCreator &creator, const DescribedElement &described);
+
 } // namespace ElementRegistration

@@ -64,6 +64,19 @@ ProcessDataValue::ProcessDataValue(const QJsonObject &json, QObject *parent)
     chooseStorageKind();
 }
 
+ProcessDataValue::ProcessDataValue(const DescribedElement &described)
+    : ConfigurationAndProcessDataBase(described)
+    , m_basicDataTypeMap(&Definitions::getBasicDataTypeMapForProcessData())
+    , m_dataTypeSizeMap(&Definitions::getMapBasicDataTypeStringToSize())
+    , m_mapStateTypeToFloatValue(&ErrorTypeMaps::getMapStateTypeToFloatValue())
+    , m_mapFloatValueToStateType(&ErrorTypeMaps::getMapFloatValueToStateType())
+    , m_mapStateTypeToDoubleValue(&ErrorTypeMaps::getMapStateTypeToDoubleValue())
+    , m_mapDoubleValueToStateType(&ErrorTypeMaps::getMapDoubleValueToStateType())
+{
+    readSlotProperties();
+    chooseStorageKind();
+}
+
 ProcessDataValue::~ProcessDataValue() = default;
 
 void ProcessDataValue::readSlotProperties()

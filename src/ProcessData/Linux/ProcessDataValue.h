@@ -52,7 +52,10 @@ public:
 
 private:
     friend class SlotAccess; // for the handles and readers of the library that know this class
+    friend struct DescribedElement;
     Q_DISABLE_COPY(ProcessDataValue)
+
+    Q_DECL_HIDDEN explicit ProcessDataValue(const DescribedElement &described);
 
     /// Tag for the slots that share a byte with others.
     struct BitType
