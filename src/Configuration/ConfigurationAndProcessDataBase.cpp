@@ -1,7 +1,6 @@
 #include "Configuration/ConfigurationAndProcessDataBase.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Configuration/ConfigurationAndProcessDataPropertyHandler.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Configuration/ConfigurationDataValue.h"
 #include "Configuration/DescriptionTexts_p.h"
@@ -11,19 +10,19 @@
 #include "Configuration/FramedValues_p.h"
 #include "Configuration/FramingSilence_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
+#include "Configuration/PropertyPath_p.h"
+#include "Configuration/PropertyRecord_p.h"
 #include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
 #include <QJsonValue>
 #include <QVarLengthArray>
 
-#include <algorithm>
 #include <limits>
 #include <typeinfo>
 #include <vector>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
-using PropertyHandler = ConfigurationAndProcessDataPropertyHandler;
 using Tools = ConfigurationAndProcessDataTools;
 using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
 using SetValueStatus = ConfigurationAndProcessDataBase::SetValueStatus;
@@ -117,6 +116,7 @@ void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
     // are its children, but not before the limits: what is held in the type waits for the end. A hash
     // of this kind never moves what it holds.
     texts.beginElement();
+    PropertyMap &properties = m_properties.map();
     for (auto entry = json.constBegin(); entry != json.constEnd(); ++entry) {
         const PropertyKey &key = texts.nextKey(entry.key());
         if (key.isValue && typeName == Definitions::getKeyDataTypeTreeNode()) {
@@ -127,46 +127,45 @@ void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
         if (key.isType && value.userType() == QMetaType::QString) {
             typeName = value.toString();
         }
-        QVariant &place = m_properties[key.text];
+        QVariant &place = properties[key.text];
         place.swap(value);
         if (key.isHeldInDataType) {
             heldInDataType.append(&place);
         }
     }
-    convertToDataType(typeName, heldInDataType.constData(), heldInDataType.size());
+    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
+    for (QVariant *const value : heldInDataType) {
+        *value = toHeldForm(*this, typeName, dataType, *value);
+    }
 }
 
 void ConfigurationAndProcessDataBase::readProperties(const DescribedElement &described)
 {
     DescriptionTexts &texts = described.texts;
     QString typeName;
-    QVarLengthArray<QVariant *, 3> heldInDataType;
-    // As above, from the text.
+    QVarLengthArray<QVariant, 32> values;
+    QVarLengthArray<int, 3> heldInDataType;
+    // In the order of the keys, as above.
     texts.beginElement();
     for (JsonText::Members member(described.object); member.isValid(); member.next()) {
         const PropertyKey &key = texts.nextKey(member.key());
         if (key.isValue && typeName == Definitions::getKeyDataTypeTreeNode()) {
+            texts.leaveOut();
             continue;
         }
-        QVariant value = texts.valueOf(member.value());
-        if (key.isType && value.userType() == QMetaType::QString) {
-            typeName = value.toString();
+        values.append(texts.valueOf(member.value()));
+        if (key.isType && values.last().userType() == QMetaType::QString) {
+            typeName = values.last().toString();
         }
-        QVariant &place = m_properties[key.text];
-        place.swap(value);
         if (key.isHeldInDataType) {
-            heldInDataType.append(&place);
+            heldInDataType.append(values.size() - 1);
         }
     }
-    convertToDataType(typeName, heldInDataType.constData(), heldInDataType.size());
-}
-
-void ConfigurationAndProcessDataBase::convertToDataType(const QString &typeName,
-                                                        QVariant *const *values, int count)
-{
     const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
-    std::for_each(values, values + count,
-                  [&](QVariant *value) { *value = toHeldForm(*this, typeName, dataType, *value); });
+    for (const int index : heldInDataType) {
+        values[index] = toHeldForm(*this, typeName, dataType, values[index]);
+    }
+    texts.endElement(m_properties, values.data());
 }
 
 // NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
@@ -258,14 +257,14 @@ bool ConfigurationAndProcessDataBase::isSelectorNoInput() const
 QVariant ConfigurationAndProcessDataBase::getProperty(const QString &key) const
 {
     QVariant value;
-    PropertyHandler::iteratePropertyMapForGettingValue(m_properties, key, value);
+    PropertyPath::readValue(m_properties, key, value);
     return value;
 }
 
 bool ConfigurationAndProcessDataBase::hasProperty(const QString &key) const
 {
     QVariant value;
-    PropertyHandler::iteratePropertyMapForGettingValue(m_properties, key, value);
+    PropertyPath::readValue(m_properties, key, value);
     return value.isValid();
 }
 
@@ -283,17 +282,24 @@ SetValueStatus ConfigurationAndProcessDataBase::setProperty(const QString &key,
 SetValueStatus ConfigurationAndProcessDataBase::setPropertyNoSignalEmit(const QString &key,
                                                                         const QVariant &value)
 {
-    return PropertyHandler::iteratePropertyMapForSettingValue(m_properties, key, value);
+    return PropertyPath::writeValue(m_properties, key, value);
 }
 
 void ConfigurationAndProcessDataBase::addProperty(const QString &key, const QVariant &value)
 {
-    if (m_properties.contains(key)) {
-        // As texts, which the stream puts in quotes, the fixed ones as well.
-        qWarning() << QStringLiteral("PropertyMap already contains key:") << key
-                   << QStringLiteral("!");
+    if (!m_properties.contains(key)) {
+        m_properties.insert(key, value);
+        return;
     }
-    m_properties.insert(key, value);
+    // As texts, which the stream puts in quotes, the fixed ones as well.
+    qWarning() << QStringLiteral("PropertyMap already contains key:") << key << QStringLiteral("!");
+    QVariant stored = value;
+    // Looked for anew, as whoever takes the message may have changed the element.
+    if (QVariant *const property = m_properties.get(key)) {
+        property->swap(stored);
+    } else {
+        m_properties.insert(key, stored);
+    }
 }
 
 void ConfigurationAndProcessDataBase::addProperties(const PropertyMap &properties)
@@ -306,13 +312,15 @@ void ConfigurationAndProcessDataBase::addProperties(const PropertyMap &propertie
 void ConfigurationAndProcessDataBase::removeProperties(const QStringList &keys)
 {
     for (const QString &key : keys) {
-        m_properties.remove(key);
+        if (m_properties.contains(key)) {
+            m_properties.remove(key);
+        }
     }
 }
 
 ConfigurationAndProcessDataBase::PropertyMap ConfigurationAndProcessDataBase::getProperties()
 {
-    return m_properties;
+    return m_properties.toMap();
 }
 
 void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json) const
@@ -323,9 +331,10 @@ void ConfigurationAndProcessDataBase::getContentAsQJsonObject(QJsonObject &json)
         }
         return;
     }
-    const std::vector<QVariant> values = toFramedValues(*this, m_properties, m_dataTypeMap);
+    const PropertyMap properties = m_properties.toMap();
+    const std::vector<QVariant> values = toFramedValues(*this, properties, m_dataTypeMap);
     const FramedShape ownShape;
-    FramedShape::current()->fill(json, m_properties, values);
+    FramedShape::current()->fill(json, properties, values);
 }
 
 void ConfigurationAndProcessDataBase::collectElements(ListElements & /*elements*/,

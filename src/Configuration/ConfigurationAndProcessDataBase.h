@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Companion/TesselExport.h"
+#include "Configuration/ElementProperties.h"
 
 #include <QHash>
 #include <QJsonObject>
@@ -127,7 +128,7 @@ protected:
     Q_DECL_HIDDEN explicit ConfigurationAndProcessDataBase(const DescribedElement &described);
 
     /// Value and limits are held in the element's data type.
-    PropertyMap m_properties;
+    ElementProperties m_properties;
     /// Empty for a leaf.
     ChildMap m_childs;
     /// Type names with the types in which their values are held.
@@ -138,8 +139,6 @@ private:
 
     /// What initPropertyMap() does, for an element without properties.
     Q_DECL_HIDDEN void readProperties(const DescribedElement &described);
-    Q_DECL_HIDDEN void convertToDataType(const QString &typeName, QVariant *const *values,
-                                         int count);
 };
 
 /// Less-than by display position. An element without a position equals every other.

@@ -70,14 +70,18 @@ Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
     if (isSame(current, value)) {
         return Base::SetValueUnchanged;
     }
-    current = value;
+    // What was there ends when nothing looks at this place any more: whoever hears of that may change
+    // the element.
+    QVariant stored = value;
+    current.swap(stored);
     return Base::SetValueChanged;
 }
 
 /// Whether @p path leads through lists alone to a value that is the same. Asked before the walk, in
 /// which the lists on the way are copied where somebody else holds them too. A map on the way
 /// becomes a hash, also where the value stays.
-bool isSameCell(const Base::PropertyMap &properties, const QString &path, const QVariant &value)
+template <class Properties>
+bool isSameCell(const Properties &properties, const QString &path, const QVariant &value)
 {
     if (path.contains(QLatin1Char('/'))) {
         return false;
@@ -166,17 +170,40 @@ QStringList ConfigurationAndProcessDataPropertyHandler::getAndRemoveDimension(QS
     return indices;
 }
 
-void ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForGettingValue(
-    const PropertyMap &properties, const QString &path, QVariant &result)
+namespace {
+
+const QVariant *valueUnder(const Base::PropertyMap &properties, const QString &key)
+{
+    const auto property = properties.constFind(key);
+    return property == properties.constEnd() ? nullptr : &property.value();
+}
+
+const QVariant *valueUnder(const ElementProperties &properties, const QString &key)
+{
+    return properties.get(key);
+}
+
+QVariant *placeUnder(Base::PropertyMap &properties, const QString &key)
+{
+    const auto property = properties.find(key);
+    return property == properties.end() ? nullptr : &property.value();
+}
+
+QVariant *placeUnder(ElementProperties &properties, const QString &key)
+{
+    return properties.get(key);
+}
+
+template <class Properties>
+void readAlong(const Properties &properties, const QString &path, QVariant &result)
 {
     if (path.isEmpty()) {
         qWarning() << "Key is empty";
         return;
     }
     if (PropertyPath::isPlainKey(path)) {
-        const auto property = properties.constFind(path);
-        if (property != properties.constEnd()) {
-            deliver(property.value(), result);
+        if (const QVariant *property = valueUnder(properties, path)) {
+            deliver(*property, result);
         }
         return;
     }
@@ -185,36 +212,62 @@ void ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForGettingVal
         return;
     }
     const Step step = firstStep(path);
-    const auto property = properties.constFind(step.key);
-    if (property != properties.constEnd()) {
-        iteratePropertiesForGettingValues(property.value(), step.pieces, step.indices, result);
+    if (const QVariant *property = valueUnder(properties, step.key)) {
+        ConfigurationAndProcessDataPropertyHandler::iteratePropertiesForGettingValues(
+            *property, step.pieces, step.indices, result);
     }
 }
 
-ConfigurationAndProcessDataPropertyHandler::SetValueStatus
-ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForSettingValue(
-    PropertyMap &properties, const QString &path, const QVariant &value)
+template <class Properties>
+Base::SetValueStatus writeAlong(Properties &properties, const QString &path, const QVariant &value)
 {
     if (path.isEmpty()) {
         qWarning() << "Key is empty";
         return Base::SetValuePropertyPathInvalid;
     }
     if (PropertyPath::isPlainKey(path)) {
-        const auto property = properties.find(path);
-        if (property != properties.end()) {
-            return storeValue(property.value(), value);
+        if (QVariant *property = placeUnder(properties, path)) {
+            return storeValue(*property, value);
         }
     }
     if (isSameCell(properties, path, value)) {
         return Base::SetValueUnchanged;
     }
     const Step step = firstStep(path);
-    const auto property = properties.find(step.key);
-    if (property == properties.end()) {
+    QVariant *const property = placeUnder(properties, step.key);
+    if (property == nullptr) {
         qWarning() << "Key not found" << step.key;
         return Base::SetValuePropertyPathInvalid;
     }
-    return iteratePropertiesForSettingValues(property.value(), step.pieces, step.indices, value);
+    return ConfigurationAndProcessDataPropertyHandler::iteratePropertiesForSettingValues(
+        *property, step.pieces, step.indices, value);
+}
+
+} // namespace
+
+void ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForGettingValue(
+    const PropertyMap &properties, const QString &path, QVariant &result)
+{
+    readAlong(properties, path, result);
+}
+
+ConfigurationAndProcessDataPropertyHandler::SetValueStatus
+ConfigurationAndProcessDataPropertyHandler::iteratePropertyMapForSettingValue(
+    PropertyMap &properties, const QString &path, const QVariant &value)
+{
+    return writeAlong(properties, path, value);
+}
+
+void PropertyPath::readValue(const ElementProperties &properties, const QString &path,
+                             QVariant &result)
+{
+    readAlong(properties, path, result);
+}
+
+Base::SetValueStatus PropertyPath::writeValue(ElementProperties &properties, const QString &path,
+                                              const QVariant &value)
+{
+    return writeAlong(properties, path, value);
 }
 
 void ConfigurationAndProcessDataPropertyHandler::iteratePropertiesForGettingValues(

@@ -58,13 +58,13 @@ struct Place
 Place readPlace(int index, const ConfigurationAndProcessDataBase &element)
 {
     const auto &properties = ownProperties(element);
-    const auto end = properties.constEnd();
-    const auto type = properties.constFind(Definitions::getKeyDataPropertyType());
-    const bool isNode = type != end
-                        && type.value().toString() == Definitions::getKeyDataTypeTreeNode();
-    const auto position = properties.constFind(Definitions::getKeyDataPropertyDisplayPosition());
-    const bool hasPosition = position != end && position.value().isValid();
-    return {index, isNode, hasPosition, hasPosition ? position.value().toInt() : 0};
+    const QVariant *const type = properties.get(Definitions::getKeyDataPropertyType());
+    const bool isNode = type != nullptr
+                        && type->toString() == Definitions::getKeyDataTypeTreeNode();
+    const QVariant *const position = properties.get(
+        Definitions::getKeyDataPropertyDisplayPosition());
+    const bool hasPosition = position != nullptr && position->isValid();
+    return {index, isNode, hasPosition, hasPosition ? position->toInt() : 0};
 }
 
 /// What compareElements() answers, and says.

@@ -1,6 +1,8 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/DescriptionTexts_p.h"
 
+#include <algorithm>
+
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
@@ -43,13 +45,21 @@ DescriptionTexts *DescriptionTexts::current()
     return currentTexts;
 }
 
+void DescriptionTexts::beginElement()
+{
+    m_index = 0;
+    m_leftOut.clear();
+}
+
 const PropertyKey &DescriptionTexts::nextKey(const QString &key)
 {
     const std::size_t index = m_index++;
     if (index == m_properties.size()) {
         m_properties.push_back({PropertyKey(*m_texts.insert(key)), {}});
+        m_shape.reset();
     } else if (m_properties[index].key.text != key) {
         m_properties[index] = {PropertyKey(*m_texts.insert(key)), {}};
+        m_shape.reset();
     }
     return m_properties[index].key;
 }
@@ -95,4 +105,41 @@ QVariant DescriptionTexts::valueOf(const JsonText::Value &value)
     QVariant held = value.toVariant();
     shareValue(held);
     return held;
+}
+
+void DescriptionTexts::leaveOut()
+{
+    m_leftOut.push_back(m_index - 1);
+}
+
+QStringList DescriptionTexts::keysOfElement() const
+{
+    QStringList keys;
+    for (std::size_t i = 0; i < m_index; ++i) {
+        if (std::find(m_leftOut.cbegin(), m_leftOut.cend(), i) == m_leftOut.cend()) {
+            keys.append(m_properties[i].key.text);
+        }
+    }
+    return keys;
+}
+
+void DescriptionTexts::endElement(ElementProperties &properties, QVariant *values)
+{
+    if (!m_shape || m_shapeCount != m_index || m_shapeLeftOut != m_leftOut) {
+        const QStringList keys = keysOfElement();
+        PropertyRecord::Shape &shape = m_shapes[keys];
+        if (!shape) {
+            shape = PropertyRecord::Shape(new PropertyShape(keys));
+        }
+        m_shape = shape;
+        m_shapeCount = m_index;
+        m_shapeLeftOut = m_leftOut;
+    }
+    if (m_shape->isUsable()) {
+        PropertyRecord::fill(properties, m_shape, values);
+        return;
+    }
+    for (const QString &key : keysOfElement()) {
+        properties.insert(key, *values++);
+    }
 }

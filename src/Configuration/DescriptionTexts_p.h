@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Companion/JsonText_p.h"
+#include "Configuration/PropertyRecord_p.h"
 
 #include <QSet>
 #include <QString>
@@ -40,7 +41,7 @@ public:
     static DescriptionTexts *current();
 
     /// Begins with the properties of another element.
-    void beginElement() { m_index = 0; }
+    void beginElement();
     /// The next property of the element. Elements beside each other have the same keys in the same
     /// order as a rule, so that the one at the same place is tried first.
     const PropertyKey &nextKey(const QString &key);
@@ -50,6 +51,11 @@ public:
     void shareValue(QVariant &value);
     /// The value of this property in a text that is read, which shares what it can.
     QVariant valueOf(const JsonText::Value &value);
+    /// Tells that the property whose key came last is none of the element.
+    void leaveOut();
+    /// Gives the element its properties: those of all keys since its begin, with @p values, which are
+    /// taken.
+    void endElement(ElementProperties &properties, QVariant *values);
 
 private:
     Q_DISABLE_COPY(DescriptionTexts)
@@ -60,7 +66,16 @@ private:
         QString lastText;
     };
 
+    QStringList keysOfElement() const;
+
     std::vector<Property> m_properties;
     std::size_t m_index = 0;
+    /// The places of the properties that were left out.
+    std::vector<std::size_t> m_leftOut;
+    /// Of the element before, and how many keys it had. Null if a key has changed since.
+    PropertyRecord::Shape m_shape;
+    std::size_t m_shapeCount = 0;
+    std::vector<std::size_t> m_shapeLeftOut;
+    QHash<QStringList, PropertyRecord::Shape> m_shapes;
     QSet<QString> m_texts;
 };

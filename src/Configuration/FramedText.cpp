@@ -99,7 +99,7 @@ void FramedText::writeOwnElement(const ConfigurationAndProcessDataBase &element,
 FramedText::OwnMembers FramedText::membersOf(const ConfigurationAndProcessDataBase &element)
 {
     OwnMembers own;
-    own.properties = ownProperties(element);
+    own.properties = ownProperties(element).toMap();
     own.values = framedValues(element, own.properties);
     const QString &childrenKey = Definitions::getKeyDataPropertyValue();
     const bool isNode = isOfNodeClass(element);

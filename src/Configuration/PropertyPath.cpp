@@ -38,6 +38,11 @@ const QVariant *findInHash(const QVariantHash &hash, const QString &key)
     return entry == hash.constEnd() ? nullptr : &entry.value();
 }
 
+const QVariant *findInHash(const ElementProperties &properties, const QString &key)
+{
+    return properties.get(key);
+}
+
 /// Of several entries under one key the last one counts, which is the one that a conversion to a
 /// hash would put in front.
 const QVariant *findInMap(const QVariantMap &map, const QString &key)
@@ -125,14 +130,16 @@ std::optional<PropertyPath::Piece> PropertyPath::splitPiece(QStringView piece)
     return isUsual ? std::make_optional(parts) : std::nullopt;
 }
 
-const QVariant *PropertyPath::find(const ConfigurationAndProcessDataBase::PropertyMap &properties,
-                                   QStringView path)
+namespace {
+
+template <class Properties>
+const QVariant *findAlong(const Properties &properties, QStringView path)
 {
     const QVariant *value = nullptr;
     bool isTopLevel = true;
     while (true) {
         const auto *const slash = std::find(path.begin(), path.end(), QLatin1Char('/'));
-        const auto piece = splitPiece(path.left(slash - path.begin()));
+        const auto piece = PropertyPath::splitPiece(path.left(slash - path.begin()));
         if (!piece) {
             return nullptr;
         }
@@ -145,4 +152,17 @@ const QVariant *PropertyPath::find(const ConfigurationAndProcessDataBase::Proper
         path = path.mid(slash - path.begin() + 1);
         isTopLevel = false;
     }
+}
+
+} // namespace
+
+const QVariant *PropertyPath::find(const ConfigurationAndProcessDataBase::PropertyMap &properties,
+                                   QStringView path)
+{
+    return findAlong(properties, path);
+}
+
+const QVariant *PropertyPath::find(const ElementProperties &properties, QStringView path)
+{
+    return findAlong(properties, path);
 }

@@ -28,5 +28,12 @@ std::optional<Piece> splitPiece(QStringView piece);
 /// The value that @p path leads to; null if it leads nowhere or in an unusual way.
 const QVariant *find(const ConfigurationAndProcessDataBase::PropertyMap &properties,
                      QStringView path);
+const QVariant *find(const ElementProperties &properties, QStringView path);
+
+// What ConfigurationAndProcessDataPropertyHandler does with a hash, for the properties of an element.
+void readValue(const ElementProperties &properties, const QString &path, QVariant &result);
+ConfigurationAndProcessDataBase::SetValueStatus writeValue(ElementProperties &properties,
+                                                           const QString &path,
+                                                           const QVariant &value);
 
 } // namespace PropertyPath

@@ -1,0 +1,180 @@
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/ConfigurationDataValue.h"
+#include "Configuration/ElementProperties.h"
+
+#include <QtTest>
+
+#include <utility>
+
+// The properties of an element are used like a hash, whatever they are kept in.
+
+using Base = ConfigurationAndProcessDataBase;
+using Parser = ConfigurationAndProcessDataParser;
+
+namespace {
+
+/// What a class of an application does with the properties that it inherits.
+class OwnLeaf : public ConfigurationDataValue
+{
+public:
+    explicit OwnLeaf(const QJsonObject &json) : ConfigurationDataValue(json, nullptr) { }
+
+    int countByIteration() const
+    {
+        int count = 0;
+        for (auto property = m_properties.cbegin(); property != m_properties.cend(); ++property) {
+            count += m_properties.value(property.key()) == property.value() ? 1 : 0;
+        }
+        return count;
+    }
+    PropertyMap copied() const { return m_properties; }
+    void changeKeys()
+    {
+        m_properties["added"] = 1;
+        m_properties.insert("inserted", 2);
+        m_properties.remove("unit");
+    }
+    bool hasUnit() const { return m_properties.contains("unit"); }
+};
+
+/// Of a leaf that was read from a text, and so has its keys from a shape.
+ElementProperties parsedProperties()
+{
+    struct Opened : Base
+    {
+        static const ElementProperties &of(const Base &element)
+        {
+            return element.*(&Opened::m_properties);
+        }
+    };
+    const auto leaf = Parser().parseFromByteArray(
+        R"({"type":"int32","value":7,"unit":"bar","viewStart":0,"labelTextId":"l"})",
+        "config.json");
+    return Opened::of(*leaf);
+}
+
+ElementProperties::Map expectedMap()
+{
+    ElementProperties::Map map;
+    map.insert("labelTextId", "l");
+    map.insert("type", "int32");
+    map.insert("unit", "bar");
+    map.insert("value", 7);
+    map.insert("viewStart", Q_INT64_C(0));
+    return map;
+}
+
+} // namespace
+
+class tst_ElementProperties : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aDerivedClassUsesThemAsAHash();
+    void keysAreFoundWithoutAHash();
+    void entriesStandAsInAHashFromTheBeginning();
+    void aCopyIsOnItsOwn();
+    void aWriteNeverAddsAKey();
+    void newKeysAreAdded();
+    void thereMayBeNone();
+};
+
+void tst_ElementProperties::aDerivedClassUsesThemAsAHash()
+{
+    OwnLeaf leaf({{"type", "int32"}, {"value", 7}, {"unit", "bar"}});
+
+    QCOMPARE(leaf.countByIteration(), 3);
+    QVERIFY(leaf.hasUnit());
+    leaf.changeKeys();
+
+    QVERIFY(!leaf.hasUnit());
+    QCOMPARE(leaf.copied(),
+             (Base::PropertyMap{{"type", "int32"}, {"value", 7}, {"added", 1}, {"inserted", 2}}));
+}
+
+void tst_ElementProperties::keysAreFoundWithoutAHash()
+{
+    const ElementProperties properties = parsedProperties();
+
+    QCOMPARE(properties.size(), 5);
+    QVERIFY(properties.contains("unit"));
+    QVERIFY(!properties.contains("Unit"));
+    QCOMPARE(properties.value("value"), QVariant(7));
+    QCOMPARE(properties.value("missing", 3), QVariant(3));
+    QCOMPARE(properties.get("missing"), nullptr);
+}
+
+void tst_ElementProperties::entriesStandAsInAHashFromTheBeginning()
+{
+    ElementProperties properties = parsedProperties();
+    ElementProperties::Map expected = expectedMap();
+    QCOMPARE(properties.toMap().keys(), expected.keys());
+    QCOMPARE(properties.toMap(), expected);
+
+    for (int i = 0; i < 40; ++i) {
+        properties.insert(QString::number(i), i);
+        expected.insert(QString::number(i), i);
+    }
+    properties.remove("type");
+    expected.remove("type");
+
+    QCOMPARE(properties.keys(), expected.keys());
+    QCOMPARE(properties.toMap(), expected);
+}
+
+void tst_ElementProperties::aCopyIsOnItsOwn()
+{
+    ElementProperties properties = parsedProperties();
+    ElementProperties copied = properties;
+
+    *properties.get("value") = 8;
+    copied.remove("unit");
+
+    QCOMPARE(copied.value("value"), QVariant(7));
+    QCOMPARE(properties.value("value"), QVariant(8));
+    QVERIFY(properties.contains("unit"));
+    copied = properties;
+    QCOMPARE(copied, properties);
+}
+
+void tst_ElementProperties::aWriteNeverAddsAKey()
+{
+    ElementProperties properties = parsedProperties();
+
+    QCOMPARE(properties.get("missing"), nullptr);
+    QVERIFY(properties.get("unit") != nullptr);
+    properties.map();
+    QCOMPARE(properties.get("missing"), nullptr);
+    *properties.get("unit") = "mm";
+
+    QCOMPARE(properties.value("unit"), QVariant("mm"));
+    QCOMPARE(properties.size(), 5);
+}
+
+void tst_ElementProperties::newKeysAreAdded()
+{
+    ElementProperties properties;
+
+    properties["a"] = 1;
+    properties.insert("b", 2);
+
+    QCOMPARE(properties.toMap(), (ElementProperties::Map{{"a", 1}, {"b", 2}}));
+    QCOMPARE(properties.take("a"), QVariant(1));
+    QCOMPARE(properties.size(), 1);
+}
+
+void tst_ElementProperties::thereMayBeNone()
+{
+    const ElementProperties properties;
+
+    QVERIFY(properties.isEmpty());
+    QVERIFY(properties.toMap().isEmpty());
+    QVERIFY(!properties.contains("a"));
+    QCOMPARE(properties.cbegin(), properties.cend());
+    QVERIFY(properties == ElementProperties());
+}
+
+QTEST_GUILESS_MAIN(tst_ElementProperties)
+
+#include "tst_ElementProperties.moc"
