@@ -104,10 +104,43 @@ void checkText(const QByteArray &description, const QString &postfix, const Elem
             "bytes and text say the same");
 }
 
+void requireSame(const Element &tree, const Element &expected)
+{
+    require(tree->metaObject() == expected->metaObject(), "an element has its class");
+    const auto properties = tree->getProperties();
+    const auto others = expected->getProperties();
+    require(properties.keys() == others.keys(), "properties stand in the order of a hash");
+    require(properties == others, "properties have their values");
+    for (auto property = others.cbegin(); property != others.cend(); ++property) {
+        const QVariant value = properties.value(property.key());
+        require(value.userType() == property->userType() && value.isNull() == property->isNull(),
+                "values have their types");
+    }
+    const Base::ChildMap &childs = tree->getChildMap();
+    const Base::ChildMap &otherChilds = expected->getChildMap();
+    require(childs.keys() == otherChilds.keys(), "children stand in the order of a hash");
+    for (auto child = childs.cbegin(); child != childs.cend(); ++child) {
+        requireSame(child.value(), otherChilds.value(child.key()));
+    }
+}
+
+/// Whether the JSON object of the text makes the same tree.
+void checkObject(const QByteArray &description, const QString &postfix, const Element &root)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(description);
+    const Element same = document.isNull() ? Element()
+                                           : Parser().createNode(document.object(), postfix);
+    require(same.isNull() == root.isNull(), "text and object are refused alike");
+    if (!root.isNull()) {
+        requireSame(root, same);
+    }
+}
+
 void checkDescription(const QByteArray &description, const QString &postfix)
 {
     const Element root = Parser().parseFromByteArray(description, postfix);
     checkText(description, postfix, root);
+    checkObject(description, postfix, root);
     if (root.isNull()) {
         return;
     }
