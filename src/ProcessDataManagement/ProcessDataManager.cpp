@@ -5,12 +5,14 @@
 #include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
+#include "ProcessData/Linux/SegmentWord_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 
 #include <QDebug>
 #include <QFile>
 
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -45,6 +47,10 @@ bool checkRegionSize(const QString &key, unsigned int size)
 /// Before the name leads to another memory.
 void closeFormerRegion(const QString &key, const QString &semaphoreKey)
 {
+    constexpr int offset = offsetof(PingPongBufferHandler::ManagementBuffer, format);
+    if (segmentWord(key, offset) != PingPongBufferHandler::formatWord()) {
+        return;
+    }
     SharedMemory former;
     former.setKey(key);
     if (former.attach(SharedMemory::ReadWrite)

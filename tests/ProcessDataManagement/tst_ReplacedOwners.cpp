@@ -9,6 +9,11 @@
 
 #include <memory>
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 using Names = SemaphoreSet::Names;
@@ -98,6 +103,7 @@ private Q_SLOTS:
     void closedRegionKeepsNoLock();
     void onlyABlockOfThisFormatIsTouched_data();
     void onlyABlockOfThisFormatIsTouched();
+    void segmentWhoseMemoryWasNeverTakenTakesNone();
 };
 
 void tst_ReplacedOwners::ownerOutsideWritesNothingMore()
@@ -253,6 +259,23 @@ void tst_ReplacedOwners::onlyABlockOfThisFormatIsTouched()
     QVERIFY(manager != nullptr);
     QCOMPARE(region.content(), content);
     QVERIFY(lockAndUnlock(*manager));
+}
+
+/// A look into it would need memory, of which there may be none left.
+void tst_ReplacedOwners::segmentWhoseMemoryWasNeverTakenTakesNone()
+{
+    const DoubleBufferDescription description;
+    const int left = shm_open(qPrintable(description.segment.name()), O_RDWR | O_CREAT, 0666);
+    QVERIFY(left >= 0);
+    QCOMPARE(ftruncate(left, 4096), 0);
+
+    QVERIFY(makeManager(description, create) != nullptr);
+
+    struct stat status = {};
+    QCOMPARE(fstat(left, &status), 0);
+    QCOMPARE(status.st_nlink, nlink_t{0});
+    QCOMPARE(status.st_blocks, blkcnt_t{0});
+    close(left);
 }
 
 QTEST_GUILESS_MAIN(tst_ReplacedOwners)

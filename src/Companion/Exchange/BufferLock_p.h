@@ -89,7 +89,7 @@ private:
     std::atomic<int> m_sharedCount{0};
     std::atomic<bool> m_removalReported{false};
     WriteLease m_lease;
-    int m_leaseSet = -1;                    ///< set in which the last lease was made
+    std::atomic<int> m_leaseSet{-1};        ///< set in which the last lease was made
     std::atomic<bool> m_isByLease{false};   ///< how the holder is inside
     std::atomic<qint64> m_lastLookAtSet{0}; ///< milliseconds of the coarse clock
 };
