@@ -136,10 +136,10 @@ class Manual(unittest.TestCase):
 
     def test_words_of_the_management_block_lie_where_the_reference_says(self):
         reference = document("docs/memory-format.md").text
-        expected = re.findall(r"^\| (\d+) \| \d+ \| `([\w\[\]]+)` \|", reference, re.M)
+        expected = re.findall(r"^\| (\d+) \| \d+ \| `([\w\[\].]+)` \|", reference, re.M)
         self.assertGreater(len(expected), 5)
         text = section(page("tessel-memory.5"), "MANAGEMENT BLOCK")
-        self.assertEqual(expected, re.findall(r"\*\*(\d+)\*\* `([\w\[\]]+)`", text))
+        self.assertEqual(expected, re.findall(r"\*\*(\d+)\*\* `([\w\[\].]+)`", text))
 
     def test_versions_of_the_formats_are_those_of_the_library(self):
         code = sources.code_of(sources.PROJECT / "src/Companion/FormatVersions.h")
