@@ -20,7 +20,6 @@ using Names = SemaphoreSet::Names;
 using ManagementBuffer = PingPongBufferHandler::ManagementBuffer;
 
 constexpr auto create = ProcessDataManager::InitTypeSharedMemoryCreate;
-constexpr auto attach = ProcessDataManager::InitTypeSharedMemoryAttach;
 constexpr qint64 bufferSize = 16;
 
 struct DoubleBufferDescription : ProcessDescription
