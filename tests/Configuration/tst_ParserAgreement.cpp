@@ -4,6 +4,7 @@
 #include "Factories/Factory.h"
 #include "support/JsonAnswers.h"
 #include "support/LogCapture.h"
+#include "support/ToolkitDocument.h"
 
 #include <QJsonDocument>
 #include <QRandomGenerator>
@@ -69,7 +70,7 @@ Element plainTree(const QJsonObject &json, const QString &postfix)
 Element plainParse(const QByteArray &text, const QString &postfix)
 {
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
+    const QJsonDocument document = toolkitDocument(text, &error);
     if (document.isNull()) {
         qWarning() << "Parsing error: " << error.errorString();
         return {};
