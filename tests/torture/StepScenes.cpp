@@ -106,7 +106,7 @@ void StepMode::perform(Scene scene)
     if (scene == Scene::HeldReader) {
         readInVain(region(), *handler);
     }
-    if (isLeaseScene(scene)) {
+    if (isLeaseScene(scene) && handler) {
         performWarming(scene, *handler);
     }
     SteppedProcess::awaitSteps();
