@@ -195,16 +195,29 @@ void TortureDriver::takeSample(qint64 overslept)
 
 /// Asked of the kernel, not of the ledger: a process may be given the lock while it sleeps, and a
 /// reader takes it without saying so. As long as the semaphore is 1, the process that changed it
-/// last is inside.
+/// last is inside. Where the lock stays with a process, that one alone tells whether it is inside.
 int TortureDriver::findHolder() const
 {
     const int id = m_semaphores.id();
-    if (id < 0 || !m_semaphores.isWriteLocked()) {
+    if (id < 0) {
         return -1;
     }
-    const pid_t holder = semctl(id, SemaphoreSet::Names::SemaphoreWriteLock, GETPID);
+    const int writer = m_semaphores.isWriteLocked()
+                           ? findLastUser(id, SemaphoreSet::Names::SemaphoreWriteLock)
+                           : -1;
+    const int owner = m_semaphores.isKept() ? findLastUser(id, SemaphoreSet::Names::SemaphoreLease)
+                                            : -1;
+    // Whoever waits for an owner inside takes the write semaphore now and then, to look.
+    const bool isWriterStopped = writer >= 0 && m_children[writer].process.isStopped();
+    return owner < 0 || isWriterStopped || m_ledger->peers[owner].phase == Phase::Outside ? writer
+                                                                                          : owner;
+}
+
+int TortureDriver::findLastUser(int set, int semaphore) const
+{
+    const pid_t user = semctl(set, semaphore, GETPID);
     for (int slot = 0; slot < m_options.processes; ++slot) {
-        if (m_children[slot].process.pid() == holder) {
+        if (m_children[slot].process.pid() == user) {
             return slot;
         }
     }

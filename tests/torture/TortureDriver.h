@@ -70,6 +70,7 @@ private:
     void judgeEnd(int slot, int status);
     void takeSample(qint64 overslept);
     int findHolder() const;
+    int findLastUser(int set, int semaphore) const;
     bool isReaderStopped() const;
     void judgeCalls();
     void judgeCall(int slot, const LongCall &call);
