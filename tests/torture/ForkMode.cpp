@@ -84,9 +84,14 @@ void takeLock(ProcessDataManager &manager, ForkedChild::Inside inside)
 
 void giveLockBack(ProcessDataManager &manager, ForkedChild::Inside inside)
 {
-    bool repeat = false;
     if (inside == ForkedChild::Inside::ReadLock) {
+        bool repeat = false;
         manager.unlockReadBuffer(repeat);
+        // The third read in a row would hold off the child that wants to write.
+        while (repeat) {
+            manager.lockReadBuffer();
+            manager.unlockReadBuffer(repeat);
+        }
     } else if (inside == ForkedChild::Inside::WriteLock) {
         manager.unlockWriteBuffer();
     }

@@ -289,6 +289,11 @@ void ReplacedMode::endRound()
         begin(last, Act::Leave);
     }
     begin(last, Act::Attach);
+    // A set that its maker did not come to fill in is given some time before it is replaced.
+    const qint64 deadline = steadyNow() + Actor::sm_bound;
+    while (last.isPending && steadyNow() < deadline) {
+        settle();
+    }
     if (isPlanted(Plant::Locked)) {
         region().semaphores().setValue(SemaphoreSet::Names::SemaphoreReaders, 1);
     }
