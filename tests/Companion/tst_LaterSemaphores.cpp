@@ -1,5 +1,6 @@
 #include "support/ChildProcess.h"
 #include "support/DoubleBuffer.h"
+#include "support/ExchangeMessages.h"
 #include "support/LogCapture.h"
 #include "support/MappedRegion.h"
 
@@ -11,19 +12,6 @@ namespace {
 
 constexpr auto create = SystemVSemaphoreBaseClass::CreationTypeCreate;
 constexpr auto attach = SystemVSemaphoreBaseClass::CreationTypeAttach;
-
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
-LogLine removedWarning()
-{
-    return warning(QStringLiteral("The semaphores of this process data memory were removed: nobody "
-                                  "can write any more. Attach again."));
-}
 
 } // namespace
 

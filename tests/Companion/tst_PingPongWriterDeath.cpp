@@ -1,39 +1,9 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "support/ChildProcess.h"
 #include "support/DoubleBuffer.h"
+#include "support/ExchangeMessages.h"
+#include "support/HalfSet.h"
 #include "support/LogCapture.h"
-
-namespace {
-
-LogLine takenBackWarning()
-{
-    return warning(QStringLiteral("A process ended in the middle of writing process data: values "
-                                  "that were written but not yet published are taken back."));
-}
-
-/// Takes the write lock, fills half of the buffer and dies. True if that came about.
-bool dieInTheMiddleOfASet(const DoubleBuffer &buffer, unsigned char value)
-{
-    ChildProcess child([&buffer, value](const ChildSide &parent) {
-        const auto handler = buffer.attach();
-        unsigned char *const locked = handler->lockForWrite();
-        CHILD_VERIFY(locked != nullptr);
-        fillBuffer(locked, buffer.size() / 2, value);
-        parent.say();
-        parent.waitForWord();
-        return 0;
-    });
-    return child.waitUntilReady() && buffer.semaphores.isWriteLocked() && child.kill();
-}
-
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
-} // namespace
 
 class tst_PingPongWriterDeath : public QObject
 {

@@ -1,3 +1,4 @@
+#include "support/ExchangeMessages.h"
 #include "support/LogCapture.h"
 #include "support/MappedRegion.h"
 #include "support/SingleBuffer.h"
@@ -12,12 +13,6 @@ namespace {
 
 constexpr auto create = SystemVSemaphoreBaseClass::CreationTypeCreate;
 constexpr auto attach = SystemVSemaphoreBaseClass::CreationTypeAttach;
-
-LogLine removedWarning()
-{
-    return warning(QStringLiteral("The semaphores of this process data memory were removed: nobody "
-                                  "can write any more. Attach again."));
-}
 
 } // namespace
 

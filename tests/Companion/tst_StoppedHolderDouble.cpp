@@ -49,13 +49,6 @@ ChildProcess::Body locksInVain(const DoubleBuffer &buffer)
     };
 }
 
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
 } // namespace
 
 /// A process that stands still inside a lock of a double buffer: everybody's wait ends, nothing is

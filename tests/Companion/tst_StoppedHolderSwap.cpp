@@ -28,13 +28,6 @@ ChildProcess::Body stopsInsideASwap(const DoubleBuffer &buffer, bool hasSwapped)
     };
 }
 
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
 } // namespace
 
 /// A process that stands still inside a swap.

@@ -8,13 +8,6 @@ namespace {
 
 constexpr int locksInARow = 16;
 
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
 } // namespace
 
 /// A write lock that stays with a writer who writes alone: when it does, and what that saves him.

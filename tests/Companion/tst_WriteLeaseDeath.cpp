@@ -69,13 +69,6 @@ ChildProcess::Body revokes(const DoubleBuffer &buffer, const Place &place)
     };
 }
 
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
 /// In a process of its own, so that no wait of the test program lasts for ever.
 bool isSoonLocked(const DoubleBuffer &buffer, unsigned char value)
 {

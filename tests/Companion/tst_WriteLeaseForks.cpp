@@ -10,13 +10,6 @@ namespace {
 
 using Names = SemaphoreSet::Names;
 
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
 } // namespace
 
 /// Processes that are forked from one that keeps the write lock, and one that becomes another

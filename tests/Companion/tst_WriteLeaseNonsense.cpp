@@ -13,13 +13,6 @@ namespace {
 using Names = SemaphoreSet::Names;
 using Clock = std::chrono::steady_clock;
 
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
 /// Nonsense, some of which looks like sense.
 class Nonsense
 {

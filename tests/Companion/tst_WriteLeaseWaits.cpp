@@ -49,13 +49,6 @@ ChildProcess::Body ownsInside(const DoubleBuffer &buffer)
     };
 }
 
-bool isPublished(PingPongBufferHandler &handler, unsigned char value)
-{
-    unsigned char *const locked = handler.lockForRead();
-    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
-    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
-}
-
 /// A write lock taken and given back by another process.
 class Writer
 {

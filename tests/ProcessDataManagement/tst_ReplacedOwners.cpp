@@ -2,6 +2,7 @@
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "ProcessDataManagement/ProcessDescription.h"
 #include "support/ChildProcess.h"
+#include "support/ExchangeMessages.h"
 #include "support/LeaseWords.h"
 #include "support/LogCapture.h"
 
@@ -71,12 +72,6 @@ bool keepLock(ProcessDataManager &manager, Onlooker &region)
         lockAndUnlock(manager);
     }
     return region.lease().isIdle();
-}
-
-LogLine removedWarning()
-{
-    return warning(QStringLiteral("The semaphores of this process data memory were removed: nobody "
-                                  "can write any more. Attach again."));
 }
 
 std::unique_ptr<ProcessDataManager> makeManager(const ProcessDescription &description,

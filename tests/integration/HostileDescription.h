@@ -3,6 +3,7 @@
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "ProcessDataManagement/ProcessDescription.h"
+#include "support/ExchangeMessages.h"
 #include "support/LogCapture.h"
 
 #include <memory>
@@ -74,11 +75,6 @@ inline QList<LogLine> attachmentFailure(const QString &key, const QString &reaso
                         .arg(error)),
             warning(QStringLiteral("Can not initialize shared memory.")),
             warning(QStringLiteral("Can not create process data memory."))};
-}
-inline LogLine removedWarning()
-{
-    return warning(QStringLiteral("The semaphores of this process data memory were removed: nobody "
-                                  "can write any more. Attach again."));
 }
 inline LogLine nullWrite()
 {

@@ -71,6 +71,14 @@ inline ReadResult readOnce(PingPongBufferHandler &handler)
     return finishRead(handler, handler.lockForRead());
 }
 
+/// Whether a reader sees a whole set of this value, undisturbed.
+inline bool isPublished(PingPongBufferHandler &handler, unsigned char value)
+{
+    unsigned char *const locked = handler.lockForRead();
+    const bool isWhole = isFilledWith(locked, handler.bufferSize(), value);
+    return finishRead(handler, locked) == ReadResult::Reliable && isWhole;
+}
+
 /// A read that has to be repeated: a writer begins to write into what is read.
 inline ReadResult readWithDisturbance(PingPongBufferHandler &handler)
 {
