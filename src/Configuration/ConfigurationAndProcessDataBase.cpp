@@ -69,6 +69,51 @@ QVariant toHeldForm(const ConfigurationAndProcessDataBase &element, const QStrin
     return convertedOrInvalid(value, dataType);
 }
 
+/// The properties of an element on their way out of a description. They come in the order of their keys.
+class GatheredProperties
+{
+public:
+    explicit GatheredProperties(DescriptionTexts &texts) : m_texts(texts) { texts.beginElement(); }
+
+    template <class Key, class Value>
+    void add(const Key &key, const Value &value)
+    {
+        const PropertyKey &property = m_texts.nextKey(key);
+        if (property.isValue && m_typeName == Definitions::getKeyDataTypeTreeNode()) {
+            // The children of a node.
+            m_texts.leaveOut();
+            return;
+        }
+        m_values.append(m_texts.valueOf(value));
+        if (property.isType && m_values.last().userType() == QMetaType::QString) {
+            m_typeName = m_values.last().toString();
+        }
+        if (property.isHeldInDataType) {
+            m_heldInDataType.append(m_values.size() - 1);
+        }
+    }
+
+    /// The type is known before the value, but not before the limits: what is held in the type is
+    /// converted here.
+    void deliver(const ConfigurationAndProcessDataBase &element,
+                 const QHash<QString, QMetaType::Type> &dataTypes, ElementProperties &properties)
+    {
+        // Before anything is said: whoever takes a message may read another description.
+        const PropertyRecord::Shape shape = m_texts.endElement();
+        const QMetaType::Type dataType = dataTypes.value(m_typeName, QMetaType::UnknownType);
+        for (const int index : m_heldInDataType) {
+            m_values[index] = toHeldForm(element, m_typeName, dataType, m_values[index]);
+        }
+        PropertyRecord::fill(properties, shape, m_values.data());
+    }
+
+private:
+    DescriptionTexts &m_texts;
+    QString m_typeName;
+    QVarLengthArray<QVariant, 32> m_values;
+    QVarLengthArray<int, 3> m_heldInDataType;
+};
+
 /// A leaf has nothing below it: any piece that is left leads nowhere.
 void warnOfUrlPastLeaf(const QStringList &pieces)
 {
@@ -108,64 +153,20 @@ ConfigurationAndProcessDataBase::~ConfigurationAndProcessDataBase()
 void ConfigurationAndProcessDataBase::initPropertyMap(const QJsonObject &json)
 {
     DescriptionTexts ownTexts;
-    DescriptionTexts &texts = *DescriptionTexts::current();
-    QString typeName;
-    QVarLengthArray<QVariant *, 3> heldInDataType;
-
-    // The entries come in the order of their keys. The type is known before the value, which of a node
-    // are its children, but not before the limits: what is held in the type waits for the end. A hash
-    // of this kind never moves what it holds.
-    texts.beginElement();
-    PropertyMap &properties = m_properties.map();
+    GatheredProperties gathered(*DescriptionTexts::current());
     for (auto entry = json.constBegin(); entry != json.constEnd(); ++entry) {
-        const PropertyKey &key = texts.nextKey(entry.key());
-        if (key.isValue && typeName == Definitions::getKeyDataTypeTreeNode()) {
-            continue;
-        }
-        QVariant value = entry.value().toVariant();
-        texts.shareValue(value);
-        if (key.isType && value.userType() == QMetaType::QString) {
-            typeName = value.toString();
-        }
-        QVariant &place = properties[key.text];
-        place.swap(value);
-        if (key.isHeldInDataType) {
-            heldInDataType.append(&place);
-        }
+        gathered.add(entry.key(), entry.value());
     }
-    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
-    for (QVariant *const value : heldInDataType) {
-        *value = toHeldForm(*this, typeName, dataType, *value);
-    }
+    gathered.deliver(*this, m_dataTypeMap, m_properties);
 }
 
 void ConfigurationAndProcessDataBase::readProperties(const DescribedElement &described)
 {
-    DescriptionTexts &texts = described.texts;
-    QString typeName;
-    QVarLengthArray<QVariant, 32> values;
-    QVarLengthArray<int, 3> heldInDataType;
-    // In the order of the keys, as above.
-    texts.beginElement();
+    GatheredProperties gathered(described.texts);
     for (JsonText::Members member(described.object); member.isValid(); member.next()) {
-        const PropertyKey &key = texts.nextKey(member.key());
-        if (key.isValue && typeName == Definitions::getKeyDataTypeTreeNode()) {
-            texts.leaveOut();
-            continue;
-        }
-        values.append(texts.valueOf(member.value()));
-        if (key.isType && values.last().userType() == QMetaType::QString) {
-            typeName = values.last().toString();
-        }
-        if (key.isHeldInDataType) {
-            heldInDataType.append(values.size() - 1);
-        }
+        gathered.add(member.key(), member.value());
     }
-    const QMetaType::Type dataType = m_dataTypeMap.value(typeName, QMetaType::UnknownType);
-    for (const int index : heldInDataType) {
-        values[index] = toHeldForm(*this, typeName, dataType, values[index]);
-    }
-    texts.endElement(m_properties, values.data());
+    gathered.deliver(*this, m_dataTypeMap, m_properties);
 }
 
 // NOLINTNEXTLINE(readability-const-return-type): the signature is public and stays
@@ -256,6 +257,10 @@ bool ConfigurationAndProcessDataBase::isSelectorNoInput() const
 
 QVariant ConfigurationAndProcessDataBase::getProperty(const QString &key) const
 {
+    QVariant *property = nullptr;
+    if (PropertyRecord::answers(m_properties, key, property)) {
+        return property == nullptr ? QVariant() : *property;
+    }
     QVariant value;
     PropertyPath::readValue(m_properties, key, value);
     return value;
@@ -263,6 +268,10 @@ QVariant ConfigurationAndProcessDataBase::getProperty(const QString &key) const
 
 bool ConfigurationAndProcessDataBase::hasProperty(const QString &key) const
 {
+    QVariant *property = nullptr;
+    if (PropertyRecord::answers(m_properties, key, property)) {
+        return property != nullptr && property->isValid();
+    }
     QVariant value;
     PropertyPath::readValue(m_properties, key, value);
     return value.isValid();

@@ -1,7 +1,9 @@
 #include "Configuration/ConfigurationAndProcessDataPropertyHandler.h"
 
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "Configuration/HeldContainer_p.h"
 #include "Configuration/PropertyPath_p.h"
+#include "Configuration/PropertyRecord_p.h"
 
 #include <QDebug>
 #include <QHash>
@@ -69,6 +71,11 @@ Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
 {
     if (isSame(current, value)) {
         return Base::SetValueUnchanged;
+    }
+    // A number ends without anybody hearing of it.
+    if (typeOf(current) <= QMetaType::Double) {
+        current = value;
+        return Base::SetValueChanged;
     }
     // What was there ends when nothing looks at this place any more: whoever hears of that may change
     // the element.
@@ -267,6 +274,10 @@ void PropertyPath::readValue(const ElementProperties &properties, const QString 
 Base::SetValueStatus PropertyPath::writeValue(ElementProperties &properties, const QString &path,
                                               const QVariant &value)
 {
+    QVariant *property = nullptr;
+    if (PropertyRecord::answers(properties, path, property) && property != nullptr) {
+        return storeValue(*property, value);
+    }
     return writeAlong(properties, path, value);
 }
 

@@ -94,6 +94,13 @@ void DescriptionTexts::shareValue(QVariant &value)
     }
 }
 
+QVariant DescriptionTexts::valueOf(const QJsonValue &value)
+{
+    QVariant held = value.toVariant();
+    shareValue(held);
+    return held;
+}
+
 QVariant DescriptionTexts::valueOf(const JsonText::Value &value)
 {
     if (value.isText() && value.isPlainText()) {
@@ -123,7 +130,7 @@ QStringList DescriptionTexts::keysOfElement() const
     return keys;
 }
 
-void DescriptionTexts::endElement(ElementProperties &properties, QVariant *values)
+PropertyRecord::Shape DescriptionTexts::endElement()
 {
     if (!m_shape || m_shapeCount != m_index || m_shapeLeftOut != m_leftOut) {
         const QStringList keys = keysOfElement();
@@ -135,11 +142,5 @@ void DescriptionTexts::endElement(ElementProperties &properties, QVariant *value
         m_shapeCount = m_index;
         m_shapeLeftOut = m_leftOut;
     }
-    if (m_shape->isUsable()) {
-        PropertyRecord::fill(properties, m_shape, values);
-        return;
-    }
-    for (const QString &key : keysOfElement()) {
-        properties.insert(key, *values++);
-    }
+    return m_shape;
 }

@@ -47,15 +47,15 @@ public:
     const PropertyKey &nextKey(const QString &key);
     /// The same for a key of a text that is read.
     const PropertyKey &nextKey(const JsonText::Value &key);
-    /// Lets @p value, the value of this property, share the characters of an equal text.
-    void shareValue(QVariant &value);
-    /// The value of this property in a text that is read, which shares what it can.
+    /// The value of this property, which shares the characters of an equal text.
+    QVariant valueOf(const QJsonValue &value);
+    /// The same for a text that is read.
     QVariant valueOf(const JsonText::Value &value);
     /// Tells that the property whose key came last is none of the element.
     void leaveOut();
-    /// Gives the element its properties: those of all keys since its begin, with @p values, which are
-    /// taken.
-    void endElement(ElementProperties &properties, QVariant *values);
+    /// All keys of the element since its begin. Another element may begin before this one has its
+    /// properties.
+    PropertyRecord::Shape endElement();
 
 private:
     Q_DISABLE_COPY(DescriptionTexts)
@@ -66,6 +66,7 @@ private:
         QString lastText;
     };
 
+    void shareValue(QVariant &value);
     QStringList keysOfElement() const;
 
     std::vector<Property> m_properties;

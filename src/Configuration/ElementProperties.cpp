@@ -7,18 +7,24 @@
 
 using Map = ElementProperties::Map;
 
-PropertyShape::PropertyShape(const QStringList &keys)
+PropertyShape::PropertyShape(const QStringList &keys) : m_keys(keys), m_hasPlainKeys(true)
 {
     int place = 0;
     for (const QString &key : keys) {
         m_places.insert(key, place++);
+        m_hasPlainKeys = m_hasPlainKeys && !key.isEmpty() && PropertyPath::isPlainKey(key);
     }
     m_isUsable = m_places.size() == keys.size();
+    if (keys.size() <= maximumOfMarks) {
+        for (const QString &key : keys) {
+            m_marks.append(markOf(key));
+        }
+    }
 }
 
-int PropertyShape::placeOf(const QString &key) const
+int PropertyShape::placeInMap(QStringView key) const
 {
-    const auto entry = m_places.constFind(key);
+    const auto entry = m_places.constFind(LookupKey(key).text());
     return entry == m_places.cend() ? -1 : placeIn(*entry);
 }
 
@@ -47,6 +53,12 @@ PropertyRecord *PropertyRecord::makeOfValues(const Shape &shape)
 
 void PropertyRecord::fill(ElementProperties &properties, const Shape &shape, QVariant *values)
 {
+    if (!shape->isUsable() || !properties.isEmpty()) {
+        for (const QString &key : shape->keys()) {
+            properties[key].swap(*values++);
+        }
+        return;
+    }
     PropertyRecord *const record = makeOfValues(shape);
     for (int i = 0; i < shape->size(); ++i) {
         record->values()[i].swap(values[i]);
@@ -143,12 +155,17 @@ const QVariant *ElementProperties::get(const QString &key) const
 
 QVariant *ElementProperties::get(const QString &key)
 {
-    if (m_record != nullptr && m_record->isMap()) {
-        // Not by the look-up above: a hash that somebody else holds too is copied first.
-        const auto entry = m_record->map().find(key);
-        return entry == m_record->map().end() ? nullptr : &*entry;
+    if (m_record == nullptr) {
+        return nullptr;
     }
-    return const_cast<QVariant *>(std::as_const(*this).get(key));
+    if (m_record->isMap()) {
+        // Not by the look-up above: a hash that somebody else holds too is copied first.
+        Map &map = m_record->map();
+        const auto entry = map.find(key);
+        return entry == map.end() ? nullptr : &*entry;
+    }
+    const int place = m_record->shape().placeOf(key);
+    return place < 0 ? nullptr : m_record->values() + place;
 }
 
 QVariant ElementProperties::value(const QString &key, const QVariant &missing) const

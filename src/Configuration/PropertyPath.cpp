@@ -1,6 +1,7 @@
 #include "Configuration/HeldContainer_p.h"
 #include "Configuration/LookupKey_p.h"
 #include "Configuration/PropertyPath_p.h"
+#include "Configuration/PropertyRecord_p.h"
 
 #include <algorithm>
 
@@ -23,6 +24,16 @@ bool isDigitOrComma(QChar character)
     return isDigit(character) || character == QLatin1Char(',');
 }
 
+/// The first of these characters, which end a key; @p end if there is none. With a loop of its own, as the
+/// usual search is a call that takes longer than a short key.
+const QChar *bracketOrSlash(const QChar *character, const QChar *end)
+{
+    while (character != end && *character != QLatin1Char('/') && *character != QLatin1Char('[')) {
+        ++character;
+    }
+    return character;
+}
+
 /// Whether a pattern reads these characters as they stand: it refuses texts that are no UTF-16, and
 /// a further bracket would be cut out as well.
 bool isOrdinaryKey(QStringView key)
@@ -32,15 +43,15 @@ bool isOrdinaryKey(QStringView key)
     });
 }
 
-const QVariant *findInHash(const QVariantHash &hash, const QString &key)
+const QVariant *findInHash(const QVariantHash &hash, QStringView key)
 {
-    const auto entry = hash.constFind(key);
+    const auto entry = hash.constFind(LookupKey(key).text());
     return entry == hash.constEnd() ? nullptr : &entry.value();
 }
 
-const QVariant *findInHash(const ElementProperties &properties, const QString &key)
+const QVariant *findInHash(const ElementProperties &properties, QStringView key)
 {
-    return properties.get(key);
+    return PropertyRecord::valueUnder(properties, key);
 }
 
 /// Of several entries under one key the last one counts, which is the one that a conversion to a
@@ -57,11 +68,10 @@ const QVariant *findInMap(const QVariantMap &map, const QString &key)
 
 const QVariant *findEntry(const QVariant &value, QStringView key)
 {
-    switch (value.userType()) {
+    switch (typeOf(value)) {
     case QMetaType::QVariantMap:
         return findInMap(heldBy<QVariantMap>(value), LookupKey(key).text());
-    case QMetaType::QVariantHash:
-        return findInHash(heldBy<QVariantHash>(value), LookupKey(key).text());
+    case QMetaType::QVariantHash: return findInHash(heldBy<QVariantHash>(value), key);
     default: return nullptr;
     }
 }
@@ -71,18 +81,18 @@ const QVariant *findEntry(const QVariant &value, QStringView key)
 int takeIndex(QStringView &dimensions)
 {
     constexpr qsizetype maximumDigits = 9;
-    const auto *const end = std::find(dimensions.begin(), dimensions.end(), QLatin1Char(','));
-    const qsizetype digits = end - dimensions.begin();
-    if (digits == 0 || digits > maximumDigits) {
-        return -1;
-    }
+    qsizetype digits = 0;
     int index = 0;
-    for (const QChar digit : dimensions.left(digits)) {
-        index = index * 10 + (digit.unicode() - u'0');
+    while (digits < dimensions.size() && dimensions[digits] != QLatin1Char(',')) {
+        if (digits == maximumDigits) {
+            return -1;
+        }
+        index = index * 10 + (dimensions[digits].unicode() - u'0');
+        ++digits;
     }
-    const bool isLast = end == dimensions.end();
+    const bool isLast = digits == dimensions.size();
     // A comma at the very end promises an index that is not there.
-    if (!isLast && digits + 1 == dimensions.size()) {
+    if (digits == 0 || (!isLast && digits + 1 == dimensions.size())) {
         return -1;
     }
     dimensions = dimensions.mid(isLast ? digits : digits + 1);
@@ -93,7 +103,7 @@ const QVariant *findCell(const QVariant *value, QStringView dimensions)
 {
     while (value != nullptr && !dimensions.isEmpty()) {
         const int index = takeIndex(dimensions);
-        if (index < 0 || value->userType() != QMetaType::QVariantList) {
+        if (index < 0 || typeOf(*value) != QMetaType::QVariantList) {
             return nullptr;
         }
         const auto &list = heldBy<QVariantList>(*value);
@@ -106,9 +116,7 @@ const QVariant *findCell(const QVariant *value, QStringView dimensions)
 
 bool PropertyPath::isPlainKey(QStringView path)
 {
-    return std::none_of(path.begin(), path.end(), [](QChar character) {
-        return character == QLatin1Char('/') || character == QLatin1Char('[');
-    });
+    return bracketOrSlash(path.begin(), path.end()) == path.end();
 }
 
 std::optional<PropertyPath::Piece> PropertyPath::splitPiece(QStringView piece)
@@ -138,14 +146,18 @@ const QVariant *findAlong(const Properties &properties, QStringView path)
     const QVariant *value = nullptr;
     bool isTopLevel = true;
     while (true) {
-        const auto *const slash = std::find(path.begin(), path.end(), QLatin1Char('/'));
-        const auto piece = PropertyPath::splitPiece(path.left(slash - path.begin()));
-        if (!piece) {
-            return nullptr;
+        const auto *slash = bracketOrSlash(path.begin(), path.end());
+        PropertyPath::Piece piece{path.left(slash - path.begin()), {}};
+        if (slash != path.end() && *slash == QLatin1Char('[')) {
+            slash = std::find(slash, path.end(), QLatin1Char('/'));
+            const auto parts = PropertyPath::splitPiece(path.left(slash - path.begin()));
+            if (!parts) {
+                return nullptr;
+            }
+            piece = *parts;
         }
-        value = isTopLevel ? findInHash(properties, LookupKey(piece->key).text())
-                           : findEntry(*value, piece->key);
-        value = findCell(value, piece->dimensions);
+        value = isTopLevel ? findInHash(properties, piece.key) : findEntry(*value, piece.key);
+        value = findCell(value, piece.dimensions);
         if (value == nullptr || slash == path.end()) {
             return value;
         }

@@ -37,8 +37,8 @@ public:
     bool hasUnit() const { return m_properties.contains("unit"); }
 };
 
-/// Of a leaf that was read from a text, and so has its keys from a shape.
-ElementProperties parsedProperties()
+/// Of an element that was read from @p text, and so has its keys from a shape.
+ElementProperties parsedFrom(const QByteArray &text)
 {
     struct Opened : Base
     {
@@ -47,10 +47,12 @@ ElementProperties parsedProperties()
             return element.*(&Opened::m_properties);
         }
     };
-    const auto leaf = Parser().parseFromByteArray(
-        R"({"type":"int32","value":7,"unit":"bar","viewStart":0,"labelTextId":"l"})",
-        "config.json");
-    return Opened::of(*leaf);
+    return Opened::of(*Parser().parseFromByteArray(text, "config.json"));
+}
+
+ElementProperties parsedProperties()
+{
+    return parsedFrom(R"({"type":"int32","value":7,"unit":"bar","viewStart":0,"labelTextId":"l"})");
 }
 
 ElementProperties::Map expectedMap()
@@ -73,7 +75,11 @@ class tst_ElementProperties : public QObject
 private Q_SLOTS:
     void aDerivedClassUsesThemAsAHash();
     void keysAreFoundWithoutAHash();
+    void keysThatLookAlikeAreToldApart();
+    void anyNumberOfKeysIsFound_data();
+    void anyNumberOfKeysIsFound();
     void entriesStandAsInAHashFromTheBeginning();
+    void aPathLeadsPastAKeyThatLooksLikeIt();
     void aCopyIsOnItsOwn();
     void aWriteNeverAddsAKey();
     void newKeysAreAdded();
@@ -105,6 +111,46 @@ void tst_ElementProperties::keysAreFoundWithoutAHash()
     QCOMPARE(properties.get("missing"), nullptr);
 }
 
+void tst_ElementProperties::keysThatLookAlikeAreToldApart()
+{
+    const ElementProperties properties = parsedFrom(
+        R"({"type":"string","axbyc":1,"aybxc":2,"azbc":3,"abc":4,"":5})");
+
+    QCOMPARE(properties.value("axbyc"), QVariant(Q_INT64_C(1)));
+    QCOMPARE(properties.value("aybxc"), QVariant(Q_INT64_C(2)));
+    QCOMPARE(properties.value("azbc"), QVariant(Q_INT64_C(3)));
+    QCOMPARE(properties.value("abc"), QVariant(Q_INT64_C(4)));
+    QCOMPARE(properties.value(""), QVariant(Q_INT64_C(5)));
+    QCOMPARE(properties.get("axbxc"), nullptr);
+    QCOMPARE(properties.get("aabc"), nullptr);
+}
+
+void tst_ElementProperties::anyNumberOfKeysIsFound_data()
+{
+    QTest::addColumn<int>("count");
+    for (const int count : {1, 12, 23, 24, 25, 200}) {
+        QTest::addRow("%d", count) << count;
+    }
+}
+
+void tst_ElementProperties::anyNumberOfKeysIsFound()
+{
+    QFETCH(int, count);
+    QByteArray text = R"({"type":"string")";
+    for (int i = 1; i < count; ++i) {
+        text += QByteArray(",\"key") + QByteArray::number(i) + "\":" + QByteArray::number(i);
+    }
+
+    const ElementProperties properties = parsedFrom(text + '}');
+
+    QCOMPARE(properties.size(), count);
+    QCOMPARE(properties.value("type"), QVariant("string"));
+    for (int i = 1; i < count; ++i) {
+        QCOMPARE(properties.value("key" + QString::number(i)), QVariant(qint64(i)));
+    }
+    QVERIFY(!properties.contains("key" + QString::number(count)));
+}
+
 void tst_ElementProperties::entriesStandAsInAHashFromTheBeginning()
 {
     ElementProperties properties = parsedProperties();
@@ -121,6 +167,19 @@ void tst_ElementProperties::entriesStandAsInAHashFromTheBeginning()
 
     QCOMPARE(properties.keys(), expected.keys());
     QCOMPARE(properties.toMap(), expected);
+}
+
+void tst_ElementProperties::aPathLeadsPastAKeyThatLooksLikeIt()
+{
+    const auto leaf = Parser().parseFromByteArray(
+        R"({"type":"string","a/b":1,"a":{"b":2},"c[0]":3,"c":[4]})", "config.json");
+
+    QCOMPARE(leaf->getProperty("a/b"), QVariant(2));
+    QCOMPARE(leaf->getProperty("c[0]"), QVariant(4));
+    QCOMPARE(leaf->setProperty("a/b", 5), Base::SetValueChanged);
+
+    QCOMPARE(leaf->getProperty("a/b"), QVariant(5));
+    QCOMPARE(leaf->getProperties().value("a/b"), QVariant(1));
 }
 
 void tst_ElementProperties::aCopyIsOnItsOwn()

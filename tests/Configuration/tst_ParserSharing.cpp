@@ -39,6 +39,14 @@ const QChar *textCharacters(const Element &element, const QString &key)
     return element->getProperty(key).toString().constData();
 }
 
+/// Takes each message as a program that looks something up in a description of its own.
+void readAnotherDescription(QtMsgType /*type*/, const QMessageLogContext & /*context*/,
+                            const QString & /*text*/)
+{
+    Parser().parseFromByteArray(R"({"type":"treenode","value":{"x":{"type":"string"}}})",
+                                "config.json");
+}
+
 } // namespace
 
 class tst_ParserSharing : public QObject
@@ -53,6 +61,8 @@ private Q_SLOTS:
     void nothingIsKeptForTheNextDescription();
     void anElementMadeAloneSharesNothing();
     void aChangeStaysWithItsElement();
+    void whoeverTakesAMessageMayReadAnotherDescription_data();
+    void whoeverTakesAMessageMayReadAnotherDescription();
 
 private:
     QJsonObject m_description;
@@ -130,6 +140,34 @@ void tst_ParserSharing::aChangeStaysWithItsElement()
     QCOMPARE(root->getLeaf("c")->getProperty("ownKey"), QVariant("changed"));
     QCOMPARE(root->getLeaf("a")->getProperty("ownKey"), QVariant("same"));
     QCOMPARE(root->getLeaf("d")->getProperty("ownKey"), QVariant("same"));
+}
+
+void tst_ParserSharing::whoeverTakesAMessageMayReadAnotherDescription_data()
+{
+    QTest::addColumn<bool>("isFromText");
+    QTest::newRow("text") << true;
+    QTest::newRow("JSON object") << false;
+}
+
+void tst_ParserSharing::whoeverTakesAMessageMayReadAnotherDescription()
+{
+    QFETCH(bool, isFromText);
+    // A value that cannot be converted is worth a message.
+    const QJsonObject leaf{{"type", "int32"}, {"unit", "bar"}, {"value", "seven"}, {"viewEnd", 9}};
+    const QJsonObject description{{"type", "treenode"},
+                                  {"value", QJsonObject{{"a", leaf}, {"b", leaf}}}};
+    const QByteArray text = QJsonDocument(description).toJson();
+
+    const QtMessageHandler former = qInstallMessageHandler(readAnotherDescription);
+    const Element root = isFromText ? Parser().parseFromByteArray(text, "config.json")
+                                    : Parser().createNode(description, "config.json");
+    qInstallMessageHandler(former);
+
+    const Base::PropertyMap expected{
+        {"type", "int32"}, {"unit", "bar"}, {"value", QVariant()}, {"viewEnd", Q_INT64_C(9)}};
+    QVERIFY(!root.isNull());
+    QCOMPARE(root->getLeaf("a")->getProperties(), expected);
+    QCOMPARE(root->getLeaf("b")->getProperties(), expected);
 }
 
 QTEST_GUILESS_MAIN(tst_ParserSharing)
