@@ -167,7 +167,10 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
         }
         return nullptr;
     }
-    if (m_writeDepth.fetch_add(1, std::memory_order_relaxed) == 0) {
+    // Only the holder changes the depth, and nobody comes between its load and its store.
+    const int writeDepth = m_writeDepth.load(std::memory_order_relaxed);
+    m_writeDepth.store(writeDepth + 1, std::memory_order_relaxed);
+    if (writeDepth == 0) {
         if (isUnfinished()) {
             takeBackUnfinishedSet(m_management->swapCount.load(std::memory_order_relaxed));
         }
@@ -180,11 +183,15 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
 
 bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
 {
-    if (buffer == nullptr || !m_lock->isHeldHere()
-        || m_writeDepth.load(std::memory_order_relaxed) == 0) {
+    if (buffer == nullptr || !m_lock->isHeldHere()) {
         return false;
     }
-    if (m_writeDepth.fetch_sub(1, std::memory_order_relaxed) == 1) {
+    const int writeDepth = m_writeDepth.load(std::memory_order_relaxed);
+    if (writeDepth == 0) {
+        return false;
+    }
+    m_writeDepth.store(writeDepth - 1, std::memory_order_relaxed);
+    if (writeDepth == 1) {
         const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
         m_management->finishedCount.store(epoch + 1, std::memory_order_relaxed);
         // After all that was written: a process that dies before this point has not finished.

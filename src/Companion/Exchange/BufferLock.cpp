@@ -70,7 +70,7 @@ BufferLock::~BufferLock()
 bool BufferLock::lock(std::chrono::milliseconds bound)
 {
     if (isHeldHere()) {
-        m_depth.fetch_add(1, std::memory_order_relaxed);
+        changeDepth(1);
         return true;
     }
     const bool isByLease = enterByLease();
@@ -194,7 +194,7 @@ BufferLock::Outcome BufferLock::waitForOwner(Clock::time_point deadline)
 bool BufferLock::lockAgainstReaders(OwnReading own, std::chrono::milliseconds bound)
 {
     if (isHeldHere()) {
-        m_depth.fetch_add(1, std::memory_order_relaxed);
+        changeDepth(1);
         return true;
     }
     m_inside.fetch_add(1);
@@ -306,7 +306,7 @@ bool BufferLock::unlock()
     if (!isHeldHere()) {
         return false;
     }
-    if (m_depth.fetch_sub(1, std::memory_order_relaxed) > 1) {
+    if (changeDepth(-1) > 0) {
         return true;
     }
     // Before the semaphore: afterwards the next holder writes its name here.
@@ -321,11 +321,6 @@ bool BufferLock::unlock()
     }
     m_inside.fetch_sub(1);
     return true;
-}
-
-bool BufferLock::isHeldHere() const
-{
-    return m_holder.load(std::memory_order_relaxed) == Identity::threadNumber();
 }
 
 BufferLock::Sharing BufferLock::lockShared(std::chrono::milliseconds bound)
@@ -363,12 +358,6 @@ void BufferLock::closeFormer(const QString &key, WriteLease::Words &lease)
         isInside = operateOn(set, &leaseFree, 1, waitingSlice) == Outcome::WouldWait
                    && WriteLease::isOwnerInside(lease);
     }
-}
-
-void BufferLock::becomeHolder()
-{
-    m_holder.store(Identity::threadNumber(), std::memory_order_relaxed);
-    m_depth.store(1, std::memory_order_relaxed);
 }
 
 void BufferLock::giveBackExclusive()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Companion/Exchange/Identity_p.h"
 #include "Companion/Exchange/WriteLease_p.h"
 #include "Companion/SystemVSemaphoreBaseClass.h"
 
@@ -48,7 +49,10 @@ public:
     /// One level back. False if this thread does not hold the lock.
     bool unlock();
     /// Whether the calling thread is inside the exclusive lock.
-    bool isHeldHere() const;
+    bool isHeldHere() const
+    {
+        return m_holder.load(std::memory_order_relaxed) == Identity::threadNumber();
+    }
     /// Whether the exclusive lock that the calling thread is inside was taken just once.
     bool isOutermost() const { return m_depth.load(std::memory_order_relaxed) == 1; }
 
@@ -62,7 +66,18 @@ public:
     void unlockShared();
 
 private:
-    void becomeHolder();
+    void becomeHolder()
+    {
+        m_holder.store(Identity::threadNumber(), std::memory_order_relaxed);
+        m_depth.store(1, std::memory_order_relaxed);
+    }
+    /// By the holder, which nobody comes between. Returns the new depth.
+    int changeDepth(int levels)
+    {
+        const int depth = m_depth.load(std::memory_order_relaxed) + levels;
+        m_depth.store(depth, std::memory_order_relaxed);
+        return depth;
+    }
     Outcome enter(sembuf *operations, std::size_t count, std::chrono::milliseconds bound,
                   OwnReading own = OwnReading::None);
     Outcome enterAfterWait(int set, sembuf *operations, std::size_t count,

@@ -44,7 +44,7 @@ struct ThreadNotes
     std::vector<RepeatStreak> moreStreaks;
     std::size_t nextStreak;
     std::vector<HandlerSet> sets; ///< by handler; a note that was taken leaves its place behind
-    std::size_t latestSet = 0;    ///< index in sets of the one that was asked for last
+    HandlerSet *latestSet;        ///< in sets, the one that was asked for last; null: none
 };
 
 /// Null until the thread has something to remember.
@@ -142,23 +142,26 @@ bool isBefore(const HandlerSet &set, quint64 handler)
     return set.handler < handler;
 }
 
+HandlerSet *findOtherSet(quint64 handler)
+{
+    std::vector<HandlerSet> &sets = ownNotes->sets;
+    const auto found = std::lower_bound(sets.begin(), sets.end(), handler, isBefore);
+    if (found == sets.end() || found->handler != handler) {
+        return nullptr;
+    }
+    ownNotes->latestSet = &*found;
+    return &*found;
+}
+
 /// The place of a handler; null if there is none.
 HandlerSet *findSet(quint64 handler)
 {
     if (ownNotes == nullptr) {
         return nullptr;
     }
-    std::vector<HandlerSet> &sets = ownNotes->sets;
     // Nearly always the one from before.
-    if (ownNotes->latestSet < sets.size() && sets[ownNotes->latestSet].handler == handler) {
-        return &sets[ownNotes->latestSet];
-    }
-    const auto found = std::lower_bound(sets.begin(), sets.end(), handler, isBefore);
-    if (found == sets.end() || found->handler != handler) {
-        return nullptr;
-    }
-    ownNotes->latestSet = static_cast<std::size_t>(found - sets.begin());
-    return &*found;
+    HandlerSet *const latest = ownNotes->latestSet;
+    return latest != nullptr && latest->handler == handler ? latest : findOtherSet(handler);
 }
 
 /// Room for a handler without one. All room is no more than some four times what the thread needed for
@@ -173,7 +176,9 @@ HandlerSet *makeSet(quint64 handler)
         }
     }
     const auto place = std::lower_bound(sets.begin(), sets.end(), handler, isBefore);
-    return &*sets.insert(place, {handler, {SetNote::Kind::None, 0}});
+    // All others have moved.
+    ownNotes->latestSet = &*sets.insert(place, {handler, {SetNote::Kind::None, 0}});
+    return ownNotes->latestSet;
 }
 
 /// After a note came or went.
@@ -445,7 +450,7 @@ SetNote LockNotes::setNote(quint64 handler)
     return set == nullptr ? SetNote{SetNote::Kind::None, 0} : set->note;
 }
 
-void LockNotes::noteSet(quint64 handler, const SetNote &note)
+void LockNotes::noteSet(quint64 handler, SetNote note)
 {
     HandlerSet *const set = findSet(handler);
     (set == nullptr ? makeSet(handler) : set)->note = note;

@@ -85,7 +85,7 @@ void noteOutcome(quint64 handler, int depth, bool repeat);
 
 /// What this thread has written, until it swaps.
 SetNote setNote(quint64 handler);
-void noteSet(quint64 handler, const SetNote &note);
+void noteSet(quint64 handler, SetNote note);
 SetNote takeSetNote(quint64 handler);
 /// For a buffer that is handed out in @p epoch without a lock: notes it as Written, unless a set that
 /// was finished in this very epoch is noted. Need not be called where isNotedAsWritten().

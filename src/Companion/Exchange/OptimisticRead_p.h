@@ -86,6 +86,14 @@ public:
                                      std::memory_order_acquire));
     }
 
+    /// What writeBufferPointer() gives where it has nothing to note, as inside the write lock; else null.
+    static unsigned char *writeBufferAtOnce(const PingPongBufferHandler &handler)
+    {
+        return LockNotes::isNotedAsWritten(handler.m_number)
+                   ? handler.buffer(epoch(*handler.m_management) + 1)
+                   : nullptr;
+    }
+
     /// What writeBufferPointer() gives, and notes.
     static unsigned char *writeBuffer(const PingPongBufferHandler &handler)
     {

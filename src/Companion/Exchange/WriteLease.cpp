@@ -2,9 +2,10 @@
 #include "Companion/Exchange/WriteLease_p.h"
 
 // Owner and comer each leave a word and then look at the other's: the owner's exchange of the lease word
-// comes before its look at `wanted`, the comer's store of `wanted` before its second look at the
-// lease word. Both have a full fence in between, so that one of the two sees the other: either the
-// comer finds the owner outside and takes the lease away, or the owner finds that somebody waits.
+// comes before its look at `wanted`, the comer's exchange of `wanted` before its second look at the
+// lease word. All four are sequentially consistent, so that one of the two sees the other: either the
+// comer finds the owner outside and takes the lease away, or the owner finds that somebody waits. The
+// owner has no fence of its own beside its exchange, which is one on the way of every lock.
 
 namespace {
 
@@ -16,14 +17,6 @@ constexpr int setShift = 34;
 constexpr int numberShift = 2;
 constexpr quint64 setMask = 0xFFFF;
 constexpr quint64 stateMask = 3;
-constexpr quint64 idle = 1;
-constexpr quint64 inside = 2;
-constexpr quint64 idleToInside = inside - idle;
-
-/// What stands in `wanted`.
-constexpr quint32 nobodyWaits = 0;
-constexpr quint32 somebodyWaits = 1;
-constexpr quint32 closed = 2;
 
 /// A lease saves its owner two system calls a lock, and costs whoever comes next two more. So many
 /// locks in a row make it likely that nobody comes.
@@ -32,18 +25,18 @@ constexpr int locksInARow = 16;
 quint64 idleWord(int setId, quint32 number)
 {
     return (magic << magicShift) | ((static_cast<quint64>(setId) & setMask) << setShift)
-           | (quint64{number} << numberShift) | idle;
+           | (quint64{number} << numberShift) | Lease::idle;
 }
 
 bool isLease(quint64 word)
 {
     const quint64 state = word & stateMask;
-    return word >> magicShift == magic && (state == idle || state == inside);
+    return word >> magicShift == magic && (state == Lease::idle || state == Lease::inside);
 }
 
 bool isInside(quint64 word)
 {
-    return isLease(word) && (word & stateMask) == inside;
+    return isLease(word) && (word & stateMask) == Lease::inside;
 }
 
 bool isOfSet(quint64 word, int setId)
@@ -59,58 +52,21 @@ quint32 setWord(int setId)
 
 } // namespace
 
-bool WriteLease::isOwn() const
-{
-    return m_process.load(std::memory_order_relaxed) == Identity::generation();
-}
-
 bool WriteLease::isOwnerInside() const
 {
     const quint64 word = m_own.load(std::memory_order_relaxed);
     return word != 0 && isOwn()
-           && m_words->word.load(std::memory_order_relaxed) == word + idleToInside;
+           && m_words->word.load(std::memory_order_relaxed) == word + Lease::idleToInside;
 }
 
-bool WriteLease::isClosed() const
+WriteLease::Leaving WriteLease::endFromOutside(quint64 ownIdle)
 {
-    return m_words->wanted.load(std::memory_order_relaxed) == closed;
-}
-
-bool WriteLease::enter()
-{
-    quint64 word = m_own.load(std::memory_order_relaxed);
-    if (word == 0 || !isOwn()) {
-        return false;
+    // Whoever gives a lease back owns its word: else the lease could be another's by then.
+    if (!m_words->word.compare_exchange_strong(ownIdle, ownIdle + Lease::idleToInside)) {
+        // Nothing to forget: another thread may be inside by this lease, or by a later one.
+        return Leaving::Lost;
     }
-    if (!m_words->word.compare_exchange_strong(word, word + idleToInside, std::memory_order_acquire,
-                                               std::memory_order_relaxed)) {
-        // Another thread of this process may be inside by it; taken away it does not come back.
-        return false;
-    }
-    return true;
-}
-
-WriteLease::Leaving WriteLease::leave()
-{
-    quint64 idleAgain = m_own.load(std::memory_order_relaxed);
-    if (m_words->wanted.load(std::memory_order_relaxed) == nobodyWaits) {
-        quint64 word = idleAgain + idleToInside;
-        if (!m_words->word.compare_exchange_strong(word, idleAgain)) {
-            forget();
-            return Leaving::Lost;
-        }
-        std::atomic_thread_fence(std::memory_order_seq_cst);
-        if (m_words->wanted.load() == nobodyWaits) {
-            return Leaving::Left;
-        }
-        // Whoever gives a lease back owns its word: else the lease could be another's by then.
-        if (!m_words->word.compare_exchange_strong(idleAgain, idleAgain + idleToInside)) {
-            // Nothing to forget: another thread may be inside by this lease, or by a later one.
-            return Leaving::Lost;
-        }
-    }
-    forget();
-    return Leaving::GiveBack;
+    return endAs(Leaving::GiveBack);
 }
 
 bool WriteLease::endIfIdle()
@@ -138,8 +94,8 @@ WriteLease::Finding WriteLease::look(int setId)
             }
             continue;
         }
-        quint32 none = nobodyWaits;
-        m_words->wanted.compare_exchange_strong(none, somebodyWaits);
+        quint32 none = Lease::nobodyWaits;
+        m_words->wanted.compare_exchange_strong(none, Lease::somebodyWaits);
         std::atomic_thread_fence(std::memory_order_seq_cst);
         const quint64 seen = word;
         word = m_words->word.load();
@@ -191,7 +147,7 @@ bool WriteLease::isDue(int setId)
     }
     ++m_inARow;
     return m_inARow > locksInARow && m_words->set.load(std::memory_order_relaxed) == setWord(setId)
-           && m_words->wanted.load(std::memory_order_relaxed) != closed;
+           && m_words->wanted.load(std::memory_order_relaxed) != Lease::closed;
 }
 
 void WriteLease::begin(int setId)
@@ -199,9 +155,9 @@ void WriteLease::begin(int setId)
     m_inARow = 0;
     const quint64 word = idleWord(setId, newNumber());
     // Closed stays closed.
-    quint32 left = somebodyWaits;
-    m_words->wanted.compare_exchange_strong(left, nobodyWaits);
-    m_words->word.store(word + idleToInside, std::memory_order_release);
+    quint32 left = Lease::somebodyWaits;
+    m_words->wanted.compare_exchange_strong(left, Lease::nobodyWaits);
+    m_words->word.store(word + Lease::idleToInside, std::memory_order_release);
     m_own.store(word, std::memory_order_relaxed);
 }
 
@@ -219,7 +175,7 @@ bool WriteLease::isOwnerInside(const Words &words)
 
 bool WriteLease::close(Words &words)
 {
-    words.wanted.store(closed);
+    words.wanted.store(Lease::closed);
     std::atomic_thread_fence(std::memory_order_seq_cst);
     return isOwnerInside(words);
 }

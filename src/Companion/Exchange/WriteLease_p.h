@@ -1,8 +1,24 @@
 #pragma once
 
+#include "Companion/Exchange/Identity_p.h"
 #include "Companion/PingPongBufferHandler.h"
 
 #include <atomic>
+
+/// What stands in the words of a lease.
+namespace Lease {
+
+// The state in the lease word.
+constexpr quint64 idle = 1;
+constexpr quint64 inside = 2;
+constexpr quint64 idleToInside = inside - idle;
+
+// In `wanted`.
+constexpr quint32 nobodyWaits = 0;
+constexpr quint32 somebodyWaits = 1;
+constexpr quint32 closed = 2;
+
+} // namespace Lease
 
 /// The words of a write lock that stays with a process which writes alone.
 ///
@@ -25,7 +41,15 @@ public:
     explicit WriteLease(Words *words) : m_words(words) { }
 
     /// Without any semaphore. True if this object owns a lease and the calling thread is inside by it.
-    bool enter();
+    bool enter()
+    {
+        quint64 word = m_own.load(std::memory_order_relaxed);
+        // Another thread of this process may be inside by it; taken away it does not come back.
+        return word != 0 && isOwn()
+               && m_words->word.compare_exchange_strong(word, word + Lease::idleToInside,
+                                                        std::memory_order_acquire,
+                                                        std::memory_order_relaxed);
+    }
 
     /// What the owner has to do at its unlock.
     enum class Leaving {
@@ -33,7 +57,18 @@ public:
         GiveBack, ///< Take the lease semaphore back: somebody waits, and the lease has ended.
         Lost ///< Nothing: the lease was taken away, as a set of semaphores that was removed is.
     };
-    Leaving leave();
+    Leaving leave()
+    {
+        const quint64 idle = m_own.load(std::memory_order_relaxed);
+        if (m_words->wanted.load(std::memory_order_relaxed) != Lease::nobodyWaits) {
+            return endAs(Leaving::GiveBack);
+        }
+        quint64 inside = idle + Lease::idleToInside;
+        if (!m_words->word.compare_exchange_strong(inside, idle)) {
+            return endAs(Leaving::Lost);
+        }
+        return m_words->wanted.load() == Lease::nobodyWaits ? Leaving::Left : endFromOutside(idle);
+    }
     /// Ends a lease of this object that nobody is inside by. What the calling thread has to do then;
     /// nothing if it returns false, because another thread is inside or there is no lease.
     bool endIfIdle();
@@ -42,7 +77,10 @@ public:
     /// For the owner: the lease is over, whatever its word says.
     void forget() { m_own.store(0, std::memory_order_relaxed); }
     /// Whether another creator has replaced this region. Only of an owner.
-    bool isClosed() const;
+    bool isClosed() const
+    {
+        return m_words->wanted.load(std::memory_order_relaxed) == Lease::closed;
+    }
 
     /// What the word says to a process that has taken the write semaphore of the set @p setId.
     enum class Finding {
@@ -73,7 +111,16 @@ public:
     static bool isOwnerInside(const Words &words);
 
 private:
-    bool isOwn() const;
+    bool isOwn() const
+    {
+        return m_process.load(std::memory_order_relaxed) == Identity::generation();
+    }
+    Leaving endAs(Leaving how)
+    {
+        forget();
+        return how;
+    }
+    Leaving endFromOutside(quint64 idle);
     quint32 newNumber();
 
     Words *m_words;

@@ -136,12 +136,15 @@ bool ProcessDataValue::setValueNoLock(const ProcessValue &value)
     if (m_directForm == SlotForm::Double && isWritable()
         && value.m_errorType == PROCESS_VALUE_ERROR_TYPE_VALID
         && NumberVariant::holds<double>(value.m_value)) {
-        NumberSlots::store<SlotForm::Double>(
-            OptimisticRead::writeBuffer(
-                static_cast<const PingPongBufferHandler &>(*m_bufferHandler)),
-            directSlot(SlotForm::Double), NumberVariant::number<double>(value.m_value),
-            PROCESS_VALUE_ERROR_TYPE_VALID);
-        return true;
+        // Noting here would take a call, for which every write saved registers.
+        unsigned char *const buffer = OptimisticRead::writeBufferAtOnce(
+            static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
+        if (buffer != nullptr) {
+            NumberSlots::store<SlotForm::Double>(buffer, directSlot(SlotForm::Double),
+                                                 NumberVariant::number<double>(value.m_value),
+                                                 PROCESS_VALUE_ERROR_TYPE_VALID);
+            return true;
+        }
     }
     return setValueInternal(value, false);
 }
