@@ -70,11 +70,13 @@ public:
     /// lock is one of another handler.
     static unsigned char *readBufferAtOnce(const PingPongBufferHandler &handler)
     {
+        // Nearly always inside the read lock. No handler has the number of none.
         const LockNotes::Summary &summary = LockNotes::summary;
-        if (summary.noteCount == 0) {
-            return handler.buffer(epoch(*handler.m_management));
+        if (__builtin_expect(static_cast<long>(summary.newestHandler == handler.m_number), 1L)
+            != 0) {
+            return summary.newestBuffer;
         }
-        return summary.newestHandler == handler.m_number ? summary.newestBuffer : nullptr;
+        return summary.noteCount == 0 ? handler.buffer(epoch(*handler.m_management)) : nullptr;
     }
 
     /// What readBufferPointer() gives.
@@ -86,12 +88,15 @@ public:
                                      std::memory_order_acquire));
     }
 
-    /// What writeBufferPointer() gives where it has nothing to note, as inside the write lock; else null.
-    static unsigned char *writeBufferAtOnce(const PingPongBufferHandler &handler)
+    /// Whether writeBufferPointer() has nothing to note, as inside the write lock.
+    static bool isNotedAsWritten(const PingPongBufferHandler &handler)
     {
-        return LockNotes::isNotedAsWritten(handler.m_number)
-                   ? handler.buffer(epoch(*handler.m_management) + 1)
-                   : nullptr;
+        return LockNotes::isNotedAsWritten(handler.m_number);
+    }
+    /// What it gives then.
+    static unsigned char *notedWriteBuffer(const PingPongBufferHandler &handler)
+    {
+        return handler.buffer(epoch(*handler.m_management) + 1);
     }
 
     /// What writeBufferPointer() gives, and notes.

@@ -147,7 +147,7 @@ template <SlotForm form, SharedAlignment alignment = SharedAlignment::Any>
     } else {
         value = stored; // NOLINT(bugprone-signed-char-misuse): a small number, no character
     }
-    if (slot.hasMetadata) {
+    if (__builtin_expect(static_cast<long>(slot.hasMetadata), 1L) != 0) {
         return {value, loadShared<ProcessDataDefinitions::ErrorTypes, alignment>(
                            buffer + slot.metadataOffset)};
     }

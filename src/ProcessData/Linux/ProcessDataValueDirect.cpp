@@ -28,7 +28,8 @@ template <class Reading>
                                                              bool keepValueOnError)
 {
     value.m_errorType = reading.state;
-    if (reading.state == PROCESS_VALUE_ERROR_TYPE_VALID || keepValueOnError) {
+    const bool hasContent = reading.state == PROCESS_VALUE_ERROR_TYPE_VALID || keepValueOnError;
+    if (__builtin_expect(static_cast<long>(hasContent), 1L) != 0) {
         NumberVariant::assign(value.m_value, reading.value);
     } else {
         NumberVariant::clear(value.m_value);
@@ -133,20 +134,21 @@ bool ProcessDataValue::setValueNoLock(const ProcessValue &value)
 {
     // The usual case, with all its checks; whatever else has to be said or done is left to the general
     // way.
-    if (m_directForm == SlotForm::Double && isWritable()
-        && value.m_errorType == PROCESS_VALUE_ERROR_TYPE_VALID
-        && NumberVariant::holds<double>(value.m_value)) {
-        // Noting here would take a call, for which every write saved registers.
-        unsigned char *const buffer = OptimisticRead::writeBufferAtOnce(
-            static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
-        if (buffer != nullptr) {
-            NumberSlots::store<SlotForm::Double>(buffer, directSlot(SlotForm::Double),
-                                                 NumberVariant::number<double>(value.m_value),
-                                                 PROCESS_VALUE_ERROR_TYPE_VALID);
-            return true;
-        }
+    const bool isUsual = m_directForm == SlotForm::Double && isWritable()
+                         && value.m_errorType == PROCESS_VALUE_ERROR_TYPE_VALID
+                         && NumberVariant::isJust<double>(value.m_value)
+                         // Noting here would take a call, for which every write saved registers.
+                         && OptimisticRead::isNotedAsWritten(
+                             static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
+    if (__builtin_expect(static_cast<long>(isUsual), 1L) == 0) {
+        return setValueInternal(value, false);
     }
-    return setValueInternal(value, false);
+    NumberSlots::store<SlotForm::Double>(
+        OptimisticRead::notedWriteBuffer(
+            static_cast<const PingPongBufferHandler &>(*m_bufferHandler)),
+        directSlot(SlotForm::Double), NumberVariant::number<double>(value.m_value),
+        PROCESS_VALUE_ERROR_TYPE_VALID);
+    return true;
 }
 
 BufferHandlerInterface::BufferPointer ProcessDataValue::getWriteBuffer() const
