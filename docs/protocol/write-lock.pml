@@ -51,6 +51,7 @@
  *   NO_LEASE_UNDO        the kernel does not give a lease back
  *   SAME_NUMBER          all leases have one number
  *   CLEARED_UNSEEN       a stale word is cleared by who has not seen the lease gone
+ *   LATE_FORGETTING      an owner that is too late to give a lease back forgets whatever its process owns
  */
 
 #define NOBODY 0
@@ -100,6 +101,7 @@ bool onlyOneIsInside = true;
 bool nothingWrittenIsMissed = true;
 bool aWishIsSeen = true;
 bool nobodyWaitsForTheDead = true;
+bool nobodyWaitsForNobody = true;
 
 #define promise(name, condition) name = (condition); assert(name)
 
@@ -247,7 +249,9 @@ inline waitForOwner()
 #endif
                   promise(nobodyWaitsForTheDead,
                           !(wordState == INSIDE && lease
-                            && (killed & bit(ownerOf[wordNumber]))))
+                            && (killed & bit(ownerOf[wordNumber]))));
+                  promise(nobodyWaitsForNobody,
+                          !(wordState == INSIDE && lease && inside == 0))
               }
            :: atomic { stops > 0 && lease -> stops--; looksAnew = true }
            :: atomic { runOuts > 0 && lease -> runOuts--; hasFailed = true }
@@ -312,7 +316,11 @@ inline unlockLeased()
     store(WORD, word(IDLE, number));
     mayComeOut();
 #else
-    atomic { compareAndExchange(INSIDE, IDLE, done); leave() }
+    atomic {
+        number = ownLease[processOf(id)];
+        compareAndExchange(INSIDE, IDLE, done);
+        leave()
+    }
 #endif
 #ifndef NO_GIVING_BACK
     if
@@ -323,7 +331,12 @@ inline unlockLeased()
            compareAndExchange(IDLE, INSIDE, done);
            if
            :: done -> giveLeaseBack()
-           :: else
+           :: else ->
+#ifdef LATE_FORGETTING
+                  ownLease[processOf(id)] = 0
+#else
+                  skip
+#endif
            fi
 #endif
     :: else
