@@ -27,12 +27,15 @@ public:
     /// after creation. Offsets in bytes; a cache line (64 bytes) for each kind of writer:
     ///
     ///       0                8                16
-    ///       | swapCount      | format         | reserved ...   changed by every swap; at creation
+    ///       | swapCount      | format         | armed    | lastSwap | reserved ...
+    ///                                                         changed by every swap; at creation
     ///      64               72               80
     ///       | writeEpoch[0]  | writeEpoch[1]  | reserved ...   changed by the first lock of an epoch
     ///     128               136              144          148        152
     ///       | copiedEpoch    | finishedCount  | writerPid | reserved | lease ...  only under the lock
-    ///     192 ... 511
+    ///     192              200              208
+    ///       | fingerprint    | creatorStart   | creatorPid | reserved ...   written at creation
+    ///     256 ... 511
     ///       | reserved, zero
     ///
     /// An epoch is the time between two swaps, numbered by swapCount. In epoch e readers use buffer
@@ -62,8 +65,12 @@ public:
         std::atomic<quint64> swapCount;
         /// formatWord() as soon as the creator has made its semaphores.
         std::atomic<quint64> format;
+        /// 1 + the epoch whose end somebody waits for; 0: nobody does.
+        std::atomic<quint64> armed;
+        /// Nanoseconds since 1970 of the last swap, by the coarse real-time clock; 0: none yet.
+        std::atomic<qint64> lastSwap;
         /// Zero.
-        unsigned char reservedForSwap[48];
+        unsigned char reservedForSwap[32];
         /// For each buffer the last epoch in which a writer began to write into it.
         std::atomic<quint64> writeEpoch[2];
         /// Zero.
@@ -80,8 +87,16 @@ public:
         LeaseWords lease;
         /// Zero.
         unsigned char reservedForLease[16];
+        /// Of the layout by which the creator bound its leaves; 0: unknown.
+        std::atomic<quint64> fingerprint;
+        /// When the creator was started: field 22 of /proc/PID/stat, in clock ticks since the boot.
+        std::atomic<quint64> creatorStart;
+        /// The creator's process id in its own namespace; 0: unknown.
+        std::atomic<quint32> creatorPid;
+        /// Zero.
+        unsigned char reservedForCreation[44];
         /// Zero, for words to come.
-        unsigned char reserved[320];
+        unsigned char reserved[256];
     };
 
     /// Takes addresses into a mapping that must outlive every lock. From null addresses the handler
@@ -138,6 +153,13 @@ private:
 
 static_assert(sizeof(PingPongBufferHandler::ManagementBuffer) == 512);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, format) == 8);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, armed) == 16);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, lastSwap) == 24);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writeEpoch) == 64);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, copiedEpoch) == 128);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, fingerprint) == 192);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorStart) == 200);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorPid) == 208);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writeEpoch) == 64);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, copiedEpoch) == 128);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, finishedCount) == 136);
