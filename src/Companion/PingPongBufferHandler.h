@@ -157,11 +157,6 @@ static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, armed) == 16);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, lastSwap) == 24);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writeEpoch) == 64);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, copiedEpoch) == 128);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, fingerprint) == 192);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorStart) == 200);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorPid) == 208);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writeEpoch) == 64);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, copiedEpoch) == 128);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, finishedCount) == 136);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, writerPid) == 144);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, lease) == 152);
@@ -170,6 +165,9 @@ static_assert(offsetof(PingPongBufferHandler::ManagementBuffer::LeaseWords, last
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer::LeaseWords, lastNumber) == 16);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer::LeaseWords, set) == 20);
 static_assert(sizeof(PingPongBufferHandler::ManagementBuffer::LeaseWords) == 24);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 192);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, fingerprint) == 192);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorStart) == 200);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorPid) == 208);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 256);
 static_assert(std::atomic<quint64>::is_always_lock_free,
               "words between processes must not hide a lock");
