@@ -16,7 +16,7 @@
 ///
 /// Only for double buffers; with a single buffer everything answers NotSupported or 0. The manager
 /// must live longer than the watcher, and keep its region. All operations may be called from any
-/// thread. In a forked child a watcher answers NotSupported: make one there.
+/// thread. In a forked child a watcher of the parent answers NotSupported: make one there.
 class TESSEL_EXPORT ProcessDataWatcher
 {
 public:
@@ -46,11 +46,13 @@ public:
     void stop();
 
     /// A descriptor for poll() and epoll: readable as soon as there is a set which acknowledge() has
-    /// not told yet, or when the region is gone. The watcher owns it. -1 if there is none to be had,
-    /// with the reason in the log. Starts a thread that waits.
+    /// not told yet, beginning with the one that is published already, and for good when the region
+    /// is gone or stop() was called. The watcher owns it. -1 if there is none to be had, with the
+    /// reason in the log. Starts a thread that waits.
     int getDescriptor();
     /// Makes the descriptor wait for the next set, and tells what it had to say: @p seen as with
-    /// wait(). The thread arms anew only now, so that a slow program is woken as often as it comes.
+    /// wait(), TimedOut if there was no newer set. The thread arms anew only now, so that a slow
+    /// program is woken as often as it comes.
     ProcessDataWatcher::Result acknowledge(quint64 &seen);
 
 private:

@@ -4,6 +4,7 @@
 #include "Companion/Exchange/Identity_p.h"
 #include "Companion/Exchange/LockNotes_p.h"
 #include "Companion/Exchange/OptimisticRead_p.h"
+#include "Companion/Exchange/SetWaiting_p.h"
 #include "Companion/Exchange/SharedBytes_p.h"
 #include "Companion/FormatVersions.h"
 
@@ -153,7 +154,7 @@ bool PingPongBufferHandler::unlockForRead(BufferPointer buffer, bool &repeat)
     repeat = m_management->writeEpoch[note->epoch & 1].load(std::memory_order_relaxed)
              > note->epoch;
     LockNotes::noteOutcome(m_number, note->depth, repeat);
-    return !note->holdsSemaphore || m_lock->unlock();
+    return !note->holdsSemaphore || unlock();
 }
 
 BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
@@ -198,7 +199,7 @@ bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
         m_management->writerPid.store(0, std::memory_order_release);
         LockNotes::noteSet(m_number, {SetNote::Kind::Finished, epoch});
     }
-    return m_lock->unlock();
+    return unlock();
 }
 
 BufferHandlerInterface::BufferPointer PingPongBufferHandler::readBufferPointer()
@@ -227,13 +228,15 @@ bool PingPongBufferHandler::swapBuffers()
     const bool isWriting = m_writeDepth.load(std::memory_order_relaxed) > 0;
     const SetNote note = LockNotes::takeSetNote(m_number);
     if (!isWriting && isPublishedAlready(note, epoch)) {
-        return m_lock->unlock();
+        return unlock();
     }
     const bool isComplete = isWriting
                             || (!isTakenBack(note, epoch)
                                 && (!isUnfinished() || takeBackUnfinishedSet(epoch)));
     if (isComplete) {
+        SetWaiting::noteTime(*m_management);
         m_management->swapCount.store(epoch + 1, std::memory_order_release);
+        m_hasSwapped.store(true, std::memory_order_relaxed);
     } else {
         noteNothingToPublish();
     }
@@ -241,7 +244,7 @@ bool PingPongBufferHandler::swapBuffers()
         // This thread goes on writing, from now on into the buffer that was read until now.
         beginWriting(epoch + 1);
     }
-    return m_lock->unlock() && isComplete;
+    return unlock() && isComplete;
 }
 
 /// Takes the write lock, or one more level of it.
@@ -253,8 +256,21 @@ bool PingPongBufferHandler::lock(std::chrono::milliseconds bound)
     if (m_lock->isOutermost()) {
         // Not so in a child that was forked while its parent wrote.
         m_writeDepth.store(0, std::memory_order_relaxed);
+        m_hasSwapped.store(false, std::memory_order_relaxed);
     }
     return true;
+}
+
+/// Gives the write lock back, or one level of it. Behind the outermost one, where nobody waits for this
+/// thread any more, it wakes those who wait for a set.
+bool PingPongBufferHandler::unlock()
+{
+    const bool mustWake = m_hasSwapped.load(std::memory_order_relaxed) && m_lock->isOutermost();
+    const bool isUnlocked = m_lock->unlock();
+    if (mustWake) {
+        SetWaiting::wakeAfterSwap(*m_management);
+    }
+    return isUnlocked;
 }
 
 /// For a thread whose set came to nothing. If it swaps all the same, that must not exchange what

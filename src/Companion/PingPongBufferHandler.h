@@ -129,12 +129,14 @@ public:
 
 private:
     friend class OptimisticRead; // the library's own short way to read one value
+    friend class SetWaiting;     // and to wait for the next set
 
     bool isUsable() const;
     void joinFormat(SystemVSemaphoreBaseClass::CreationType type, const QString &semaphoreKey);
     BufferPointer buffer(quint64 index) const { return m_buffers[index & 1]; }
 
     bool lock(std::chrono::milliseconds bound);
+    bool unlock();
     void noteNothingToPublish() const;
     bool isUnfinished() const;
     bool isPublishedAlready(const SetNote &note, quint64 epoch) const;
@@ -146,8 +148,9 @@ private:
     ManagementBuffer *m_management;
     BufferPointer m_buffers[2];
     quint32 m_size;
-    quint64 m_number;                 ///< of this handler, for what threads note about it
-    std::atomic<int> m_writeDepth{0}; ///< write locks of the thread that holds the lock
+    quint64 m_number;                      ///< of this handler, for what threads note about it
+    std::atomic<int> m_writeDepth{0};      ///< write locks of the thread that holds the lock
+    std::atomic<bool> m_hasSwapped{false}; ///< inside the lock that is held
     std::unique_ptr<BufferLock> m_lock;
 };
 

@@ -421,6 +421,8 @@ void tst_PingPongBufferHandler::managementBlockIsLaidOutAsDrawn()
     QCOMPARE(PingPongBufferHandler::getSizeManagementBuffer(), 512U);
     QCOMPARE(sizeof(ManagementBuffer), std::size_t{512});
     QCOMPARE(offsetof(ManagementBuffer, swapCount), std::size_t{0});
+    QCOMPARE(offsetof(ManagementBuffer, armed), std::size_t{16});
+    QCOMPARE(offsetof(ManagementBuffer, lastSwap), std::size_t{24});
     QCOMPARE(offsetof(ManagementBuffer, writeEpoch), std::size_t{64});
     QCOMPARE(offsetof(ManagementBuffer, copiedEpoch), std::size_t{128});
     QCOMPARE(offsetof(ManagementBuffer, finishedCount), std::size_t{136});
@@ -450,7 +452,9 @@ void tst_PingPongBufferHandler::reservedWordsStayZero()
     QVERIFY(buffer.management()->writeEpoch[1] != 0);
     QVERIFY(buffer.management()->copiedEpoch != 0);
     QVERIFY(buffer.management()->writerPid != 0);
-    QVERIFY(isZero(buffer.management(), 16, 64));
+    QVERIFY(buffer.management()->lastSwap != 0);
+    QVERIFY(isZero(buffer.management(), 16, 24)); // nobody waits
+    QVERIFY(isZero(buffer.management(), 32, 64));
     QVERIFY(isZero(buffer.management(), 80, 128));
     QVERIFY(isZero(buffer.management(), 148, 152));
     QVERIFY(isZero(buffer.management(), 176, 512));

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include <sys/stat.h>
+
 namespace {
 
 // A line reads "start-end rwxs offset device inode   path", with " (deleted)" behind the path of a
@@ -23,20 +25,63 @@ bool holdsAddress(const QByteArray &line, std::uintptr_t address)
     return start <= address && address < end;
 }
 
+/// The line of the mapping at @p address; empty if there is none.
+QByteArray findLine(const void *address)
+{
+    QFile table(QStringLiteral("/proc/self/maps"));
+    if (!table.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    // Such a file has no size: it ends where nothing more comes.
+    QByteArray line = table.readLine();
+    while (!line.isEmpty() && !holdsAddress(line, reinterpret_cast<std::uintptr_t>(address))) {
+        line = table.readLine();
+    }
+    return line;
+}
+
+quint64 inodeOf(const QByteArray &line)
+{
+    return line.simplified().split(' ').value(inodeField, "0").toULongLong();
+}
+
+bool isNamed(const QByteArray &line)
+{
+    return inodeOf(line) != 0 && !line.endsWith(" (deleted)\n");
+}
+
 } // namespace
 
 bool hasMappedName(const void *address)
 {
-    QFile table(QStringLiteral("/proc/self/maps"));
-    if (!table.open(QIODevice::ReadOnly)) {
-        return false;
+    return isNamed(findLine(address));
+}
+
+MappedName::MappedName(const void *address)
+{
+    const QByteArray line = findLine(address);
+    m_isKnown = !line.isEmpty();
+    // No field in front of the path has a slash.
+    const int pathBegin = line.indexOf('/');
+    if (!isNamed(line) || pathBegin < 0) {
+        return;
     }
-    // Such a file has no size: it ends where nothing more comes.
-    for (QByteArray line = table.readLine(); !line.isEmpty(); line = table.readLine()) {
-        if (holdsAddress(line, reinterpret_cast<std::uintptr_t>(address))) {
-            const QList<QByteArray> fields = line.simplified().split(' ');
-            return fields.value(inodeField, "0") != "0" && !line.endsWith(" (deleted)\n");
+    const QByteArray path = line.mid(pathBegin).chopped(1);
+    // A line break in the name stands there as an escape.
+    for (const QByteArray &name : {path, QByteArray(path).replace("\\012", "\n")}) {
+        struct stat status = {};
+        if (stat(name.constData(), &status) == 0 && status.st_ino == inodeOf(line)) {
+            m_path = name;
+            m_device = status.st_dev;
+            m_inode = status.st_ino;
+            return;
         }
     }
-    return false;
+}
+
+bool MappedName::isCurrent() const
+{
+    struct stat status = {};
+    return !m_path.isEmpty() && stat(m_path.constData(), &status) == 0 && status.st_dev == m_device
+           && status.st_ino == m_inode;
 }

@@ -1,6 +1,27 @@
 #pragma once
 
+#include <QByteArray>
+
+#include <sys/types.h>
+
 /// Whether the file that is mapped at @p address still has its name, so that whoever opens that name
 /// gets the same memory. False where nothing is mapped, and for memory without a file. Reads
 /// /proc/self/maps: not for the ordinary way through a lock.
 bool hasMappedName(const void *address);
+
+/// The same question for who asks it again and again about one mapping: a single system call each time.
+class MappedName
+{
+public:
+    /// Looks in /proc/self/maps.
+    explicit MappedName(const void *address);
+
+    /// True as well where there is no such table to look in.
+    bool isCurrent() const;
+
+private:
+    bool m_isKnown = false;
+    QByteArray m_path; ///< empty: there was no name any more
+    dev_t m_device = 0;
+    ino_t m_inode = 0;
+};
