@@ -1,0 +1,413 @@
+#include "Access/WatchedRegion.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/RunTogether.h"
+
+#include <QDir>
+#include <QtTest>
+
+#include <algorithm>
+#include <vector>
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using Result = ProcessDataWatcher::Result;
+
+namespace {
+
+constexpr auto endless = std::chrono::milliseconds(-1);
+
+/// A thread that waits, and what came of it.
+class WaitingThread
+{
+public:
+    explicit WaitingThread(ProcessDataWatcher &watcher, std::chrono::milliseconds bound = endless)
+        : seen(watcher.getGeneration())
+        , m_thread([this, &watcher, bound] { result = watcher.wait(seen, bound); })
+    {
+    }
+    ~WaitingThread() { join(); }
+
+    void join()
+    {
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+    }
+
+    quint64 seen;
+    Result result = Result::NotSupported;
+
+private:
+    std::thread m_thread;
+};
+
+bool isAsleep()
+{
+    return waitFor([] { return FutexCalls::sleepers() == 1; });
+}
+
+} // namespace
+
+class tst_ProcessDataWatcher : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup() { FutexCalls::tellNobody(); }
+    void singleBufferIsNotSupported();
+    void managerWithoutMemoryIsNotSupported();
+    void generationCountsSwaps();
+    void setBeforeTheCallEndsItAtOnce();
+    void publishedSetEndsTheWait();
+    void setOfAnotherProcessEndsTheWait();
+    void boundRunsOut();
+    void boundOfNothingOnlyLooks();
+    void boundThatNoClockHoldsIsNone();
+    void idleWaiterSleepsASecondAtATime();
+    void stopEndsAWaitSoon();
+    void stopReachesAThreadOnItsWayToSleep();
+    void stopEndsLaterWaitsToo();
+    void destructionEndsTheWait();
+    void threadsOfAWatcherShareOneSleeper();
+    void threadWhoseBoundEndsHandsOver();
+    void removedNameIsNoticed();
+    void replacedRegionIsNoticed();
+    void lastSetComesBeforeTheEndOfTheRegion();
+    void forkedChildMakesAWatcherOfItsOwn();
+};
+
+void tst_ProcessDataWatcher::singleBufferIsNotSupported()
+{
+    WatchedRegion region(false);
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = 5;
+    LogCapture log;
+
+    QCOMPARE(watcher.getGeneration(), quint64{0});
+    QCOMPARE(watcher.wait(seen, endless), Result::NotSupported);
+    QCOMPARE(watcher.acknowledge(seen), Result::NotSupported);
+    watcher.stop();
+    COMPARE_LOG(log);
+    QCOMPARE(watcher.getDescriptor(), -1);
+    COMPARE_LOG(log,
+                warning(QStringLiteral(
+                    "Waiting for sets needs a double buffer, and a watcher of this process.")));
+    QCOMPARE(seen, quint64{5});
+}
+
+void tst_ProcessDataWatcher::managerWithoutMemoryIsNotSupported()
+{
+    ProcessDataManager manager;
+    ProcessDataWatcher watcher(manager);
+    quint64 seen = 5;
+
+    QCOMPARE(watcher.getGeneration(), quint64{0});
+    QCOMPARE(watcher.wait(seen, endless), Result::NotSupported);
+    QCOMPARE(seen, quint64{5});
+}
+
+void tst_ProcessDataWatcher::generationCountsSwaps()
+{
+    WatchedRegion region;
+    const ProcessDataWatcher watcher(region.manager());
+    const quint64 begin = watcher.getGeneration();
+
+    QVERIFY(region.publish());
+    QVERIFY(region.publish());
+
+    QCOMPARE(watcher.getGeneration(), begin + 2);
+}
+
+void tst_ProcessDataWatcher::setBeforeTheCallEndsItAtOnce()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+    QVERIFY(region.publish());
+    QVERIFY(region.publish());
+    const int waits = FutexCalls::waits();
+
+    QCOMPARE(watcher.wait(seen, endless), Result::NewSet);
+
+    QCOMPARE(seen, watcher.getGeneration());
+    QCOMPARE(FutexCalls::waits(), waits);
+}
+
+void tst_ProcessDataWatcher::publishedSetEndsTheWait()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    WaitingThread waiting(watcher);
+    QVERIFY(isAsleep());
+
+    const bool isPublished = region.publish();
+    waiting.join();
+
+    QVERIFY(isPublished);
+    QCOMPARE(waiting.result, Result::NewSet);
+    QCOMPARE(waiting.seen, watcher.getGeneration());
+}
+
+void tst_ProcessDataWatcher::setOfAnotherProcessEndsTheWait()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    ChildProcess publisher([&](const ChildSide &parent) {
+        LiveRegion own(region.description, ProcessDataManager::InitTypeSharedMemoryAttach);
+        parent.say();
+        parent.waitForWord();
+        CHILD_VERIFY(WatchedRegion::publishThrough(own, 3));
+        return 0;
+    });
+    QVERIFY(publisher.waitUntilReady());
+    WaitingThread waiting(watcher);
+    QVERIFY(isAsleep());
+
+    publisher.tell();
+    waiting.join();
+
+    QCOMPARE(publisher.waitForExit(), 0);
+    QCOMPARE(waiting.result, Result::NewSet);
+}
+
+void tst_ProcessDataWatcher::boundRunsOut()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const quint64 generation = watcher.getGeneration();
+    quint64 seen = generation;
+    const auto begin = Clock::now();
+
+    QCOMPARE(watcher.wait(seen, 30ms), Result::TimedOut);
+
+    QVERIFY(Clock::now() - begin >= 30ms);
+    QCOMPARE(seen, generation);
+}
+
+void tst_ProcessDataWatcher::boundOfNothingOnlyLooks()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+    const int waits = FutexCalls::waits();
+
+    QCOMPARE(watcher.wait(seen, 0ms), Result::TimedOut);
+
+    QCOMPARE(FutexCalls::waits(), waits);
+}
+
+void tst_ProcessDataWatcher::boundThatNoClockHoldsIsNone()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    WaitingThread waiting(watcher, std::chrono::milliseconds::max());
+    QVERIFY(isAsleep());
+
+    QVERIFY(region.publish());
+    waiting.join();
+
+    QCOMPARE(waiting.result, Result::NewSet);
+}
+
+void tst_ProcessDataWatcher::idleWaiterSleepsASecondAtATime()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+    const int waits = FutexCalls::waits();
+
+    QCOMPARE(watcher.wait(seen, 2500ms), Result::TimedOut);
+
+    QCOMPARE(FutexCalls::waits() - waits, 3);
+}
+
+void tst_ProcessDataWatcher::stopEndsAWaitSoon()
+{
+    WatchedRegion region;
+    std::vector<Clock::duration> times;
+    for (int i = 0; i < 11; ++i) {
+        ProcessDataWatcher watcher(region.manager());
+        WaitingThread waiting(watcher);
+        QVERIFY(isAsleep());
+        const auto begin = Clock::now();
+        watcher.stop();
+        waiting.join();
+        times.push_back(Clock::now() - begin);
+        QCOMPARE(waiting.result, Result::Stopped);
+    }
+
+    std::sort(times.begin(), times.end());
+    QVERIFY(times[5] < 50ms); // one of them may have met a busy machine
+}
+
+void tst_ProcessDataWatcher::stopReachesAThreadOnItsWayToSleep()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    std::thread stopping;
+    FutexCalls::beforeWait = [&] {
+        if (stopping.joinable()) {
+            return;
+        }
+        const int wakes = FutexCalls::wakes();
+        stopping = std::thread([&] { watcher.stop(); });
+        waitFor([&] { return FutexCalls::wakes() > wakes; }); // which has woken nobody
+    };
+    quint64 seen = watcher.getGeneration();
+    const auto begin = Clock::now();
+
+    const Result result = watcher.wait(seen, endless);
+    const auto taken = Clock::now() - begin;
+    stopping.join();
+
+    QCOMPARE(result, Result::Stopped);
+    QVERIFY(taken < 900ms); // less than a sleep in the kernel
+}
+
+void tst_ProcessDataWatcher::stopEndsLaterWaitsToo()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+
+    watcher.stop();
+
+    QCOMPARE(watcher.wait(seen, endless), Result::Stopped);
+    QVERIFY(region.publish());
+    QCOMPARE(watcher.wait(seen, endless), Result::Stopped);
+    QCOMPARE(watcher.getGeneration(), seen + 1);
+}
+
+void tst_ProcessDataWatcher::destructionEndsTheWait()
+{
+    WatchedRegion region;
+    auto watcher = std::make_unique<ProcessDataWatcher>(region.manager());
+    WaitingThread waiting(*watcher);
+    QVERIFY(isAsleep());
+
+    watcher.reset();
+    waiting.join();
+
+    QCOMPARE(waiting.result, Result::Stopped);
+}
+
+void tst_ProcessDataWatcher::threadsOfAWatcherShareOneSleeper()
+{
+    constexpr quint64 sets = 200;
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const quint64 last = watcher.getGeneration() + sets;
+    std::atomic<bool> isAlone{true};
+    std::atomic<int> failures{0};
+    FutexCalls::beforeWait = [&] {
+        if (FutexCalls::sleepers() > 0) {
+            isAlone = false;
+        }
+    };
+    const auto waitForAll = [&] {
+        for (quint64 seen = watcher.getGeneration(); seen < last;) {
+            failures += watcher.wait(seen, endless) == Result::NewSet ? 0 : 1;
+        }
+    };
+    std::vector<std::function<void()>> bodies(8, waitForAll);
+    bodies.emplace_back([&] {
+        for (quint64 i = 0; i < sets; ++i) {
+            // Each set meets a sleeper, or the others would have nobody to hear from.
+            waitFor([] { return FutexCalls::sleepers() == 1; });
+            failures += region.publish() ? 0 : 1;
+        }
+    });
+
+    runTogether(bodies);
+
+    QCOMPARE(failures.load(), 0);
+    QVERIFY(isAlone);
+}
+
+void tst_ProcessDataWatcher::threadWhoseBoundEndsHandsOver()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    WaitingThread first(watcher, 50ms);
+    QVERIFY(isAsleep());
+    WaitingThread second(watcher, longBound);
+    first.join();
+    QCOMPARE(first.result, Result::TimedOut);
+    QVERIFY(isAsleep());
+
+    QVERIFY(region.publish());
+    second.join();
+
+    QCOMPARE(second.result, Result::NewSet);
+}
+
+void tst_ProcessDataWatcher::removedNameIsNoticed()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    WaitingThread waiting(watcher, longBound);
+    QVERIFY(isAsleep());
+
+    QVERIFY(region.description.segment.remove());
+    waiting.join();
+
+    QCOMPARE(waiting.result, Result::RegionGone);
+    QCOMPARE(watcher.wait(waiting.seen, endless), Result::RegionGone);
+}
+
+void tst_ProcessDataWatcher::replacedRegionIsNoticed()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    WaitingThread waiting(watcher, longBound);
+    QVERIFY(isAsleep());
+
+    const LiveRegion later(region.description);
+    waiting.join();
+
+    QCOMPARE(waiting.result, Result::RegionGone);
+}
+
+void tst_ProcessDataWatcher::lastSetComesBeforeTheEndOfTheRegion()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+    QVERIFY(region.publish());
+    QVERIFY(region.description.segment.remove());
+
+    QCOMPARE(watcher.wait(seen, longBound), Result::NewSet);
+    QCOMPARE(watcher.wait(seen, longBound), Result::RegionGone);
+}
+
+void tst_ProcessDataWatcher::forkedChildMakesAWatcherOfItsOwn()
+{
+    WatchedRegion region;
+    auto watcher = std::make_unique<ProcessDataWatcher>(region.manager());
+    QVERIFY(watcher->getDescriptor() >= 0);
+    WaitingThread waiting(*watcher, longBound);
+    QVERIFY(isAsleep());
+
+    ChildProcess child([&](const ChildSide &) {
+        quint64 seen = 0;
+        CHILD_VERIFY(watcher->getGeneration() == 0);
+        CHILD_VERIFY(watcher->wait(seen, endless) == Result::NotSupported);
+        CHILD_VERIFY(watcher->acknowledge(seen) == Result::NotSupported);
+        watcher->stop();
+        watcher.reset();
+        ProcessDataWatcher own(region.manager());
+        CHILD_VERIFY(own.wait(seen, longBound) == Result::NewSet);
+        CHILD_VERIFY(own.wait(seen, 10ms) == Result::TimedOut);
+        CHILD_VERIFY(own.getDescriptor() >= 0);
+        return 0;
+    });
+
+    QCOMPARE(child.waitForExit(), 0);
+    QVERIFY(region.publish());
+    waiting.join();
+    QCOMPARE(waiting.result, Result::NewSet);
+}
+
+QTEST_GUILESS_MAIN(tst_ProcessDataWatcher)
+#include "tst_ProcessDataWatcher.moc"

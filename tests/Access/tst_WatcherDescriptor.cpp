@@ -1,0 +1,232 @@
+#include "Access/WatchedRegion.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/ResourceLimit.h"
+
+#include <QDir>
+#include <QtTest>
+
+#include <poll.h>
+
+using Result = ProcessDataWatcher::Result;
+
+namespace {
+
+constexpr int noWait = 0;
+constexpr int longWait = 60000; // milliseconds
+
+bool isReadable(int descriptor, int bound = longWait)
+{
+    pollfd request{descriptor, POLLIN, 0};
+    return poll(&request, 1, bound) == 1 && (request.revents & POLLIN) != 0;
+}
+
+int countOf(const char *directory)
+{
+    return QDir(QString::fromLatin1(directory))
+        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+        .size();
+}
+
+} // namespace
+
+/// What a program with a loop of its own sees of the sets.
+class tst_WatcherDescriptor : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void tellsOfTheSetThatIsThere();
+    void tellsOfASetOnce();
+    void stillDescriptorCostsThePublisherNothing();
+    void acknowledgingTooOftenIsHarmless();
+    void tellsOfEverySetInTheEnd();
+    void isReadableForGoodWhenTheRegionIsGone();
+    void isReadableForGoodAfterStop();
+    void isTheSameEachTime();
+    void needsADescriptor();
+    void leavesNothing();
+};
+
+void tst_WatcherDescriptor::tellsOfTheSetThatIsThere()
+{
+    WatchedRegion region;
+    QVERIFY(region.publish());
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = 0;
+
+    const int descriptor = watcher.getDescriptor();
+
+    QVERIFY(isReadable(descriptor));
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+    QCOMPARE(seen, watcher.getGeneration());
+    QVERIFY(!isReadable(descriptor, noWait));
+}
+
+void tst_WatcherDescriptor::tellsOfASetOnce()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptor = watcher.getDescriptor();
+    quint64 seen = 0;
+    QVERIFY(isReadable(descriptor));
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+    QVERIFY(waitFor([] { return FutexCalls::sleepers() == 1; }));
+    QVERIFY(!isReadable(descriptor, noWait));
+
+    QVERIFY(region.publish());
+    QVERIFY(isReadable(descriptor));
+    QVERIFY(region.publish());
+    QVERIFY(isReadable(descriptor));
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+
+    QCOMPARE(seen, watcher.getGeneration());
+    QVERIFY(waitFor([] { return FutexCalls::sleepers() == 1; }));
+    QVERIFY(!isReadable(descriptor, noWait));
+}
+
+void tst_WatcherDescriptor::stillDescriptorCostsThePublisherNothing()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptor = watcher.getDescriptor();
+    quint64 seen = 0;
+    QVERIFY(isReadable(descriptor));
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+    QVERIFY(waitFor([] { return FutexCalls::sleepers() == 1; }));
+    QVERIFY(region.publish());
+    QVERIFY(isReadable(descriptor));
+    const int wakes = FutexCalls::wakes();
+
+    for (int i = 0; i < 1000; ++i) {
+        QVERIFY(region.publish(i));
+    }
+
+    QCOMPARE(FutexCalls::wakes(), wakes);
+}
+
+void tst_WatcherDescriptor::acknowledgingTooOftenIsHarmless()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+
+    QCOMPARE(watcher.acknowledge(seen), Result::TimedOut); // before there is a descriptor
+    const int descriptor = watcher.getDescriptor();
+    QCOMPARE(watcher.acknowledge(seen), Result::TimedOut);
+    QCOMPARE(watcher.acknowledge(seen), Result::TimedOut);
+
+    QVERIFY(region.publish());
+    QVERIFY(isReadable(descriptor));
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+}
+
+void tst_WatcherDescriptor::tellsOfEverySetInTheEnd()
+{
+    constexpr quint64 sets = 3000;
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const quint64 last = watcher.getGeneration() + sets;
+    ChildProcess publisher([&](const ChildSide &parent) {
+        LiveRegion own(region.description, ProcessDataManager::InitTypeSharedMemoryAttach);
+        parent.say();
+        for (quint64 i = 0; i < sets; ++i) {
+            CHILD_VERIFY(WatchedRegion::publishThrough(own, static_cast<int>(i)));
+        }
+        return 0;
+    });
+    QVERIFY(publisher.waitUntilReady());
+    const int descriptor = watcher.getDescriptor();
+
+    quint64 seen = 0;
+    while (seen < last) {
+        QVERIFY(isReadable(descriptor));
+        const quint64 former = seen;
+        QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+        QVERIFY(seen > former);
+    }
+
+    QCOMPARE(seen, last);
+    QCOMPARE(publisher.waitForExit(), 0);
+}
+
+void tst_WatcherDescriptor::isReadableForGoodWhenTheRegionIsGone()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptor = watcher.getDescriptor();
+    quint64 seen = 0;
+    QVERIFY(isReadable(descriptor));
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+
+    QVERIFY(region.description.segment.remove());
+
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(isReadable(descriptor));
+        QCOMPARE(watcher.acknowledge(seen), Result::RegionGone);
+    }
+}
+
+void tst_WatcherDescriptor::isReadableForGoodAfterStop()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptor = watcher.getDescriptor();
+    quint64 seen = 0;
+    QVERIFY(isReadable(descriptor));
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+
+    watcher.stop();
+
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(isReadable(descriptor));
+        QCOMPARE(watcher.acknowledge(seen), Result::Stopped);
+    }
+}
+
+void tst_WatcherDescriptor::isTheSameEachTime()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+
+    const int descriptor = watcher.getDescriptor();
+
+    QVERIFY(descriptor >= 0);
+    QCOMPARE(watcher.getDescriptor(), descriptor);
+}
+
+void tst_WatcherDescriptor::needsADescriptor()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    LogCapture log;
+    int descriptor = 0;
+    {
+        const ResourceLimit none(RLIMIT_NOFILE, 0);
+        descriptor = watcher.getDescriptor();
+    }
+
+    QCOMPARE(descriptor, -1);
+    COMPARE_LOG(log, warning(QStringLiteral("No descriptor for waiting: Too many open files")));
+    QVERIFY(watcher.getDescriptor() >= 0);
+}
+
+void tst_WatcherDescriptor::leavesNothing()
+{
+    WatchedRegion region;
+    const int descriptors = countOf("/proc/self/fd");
+    const int threads = countOf("/proc/self/task");
+
+    for (int i = 0; i < 5; ++i) {
+        ProcessDataWatcher watcher(region.manager());
+        QVERIFY(isReadable(watcher.getDescriptor()));
+        QCOMPARE(countOf("/proc/self/fd"), descriptors + 1);
+        QCOMPARE(countOf("/proc/self/task"), threads + 1);
+    }
+
+    QCOMPARE(countOf("/proc/self/fd"), descriptors);
+    QVERIFY(waitFor([&] { return countOf("/proc/self/task") == threads; }));
+}
+
+QTEST_GUILESS_MAIN(tst_WatcherDescriptor)
+#include "tst_WatcherDescriptor.moc"
