@@ -66,6 +66,13 @@ public:
         return LockNotes::newestBuffer(handler.m_number);
     }
 
+    /// The epoch of this thread's newest read lock of the handler; nothing if it holds none.
+    static std::optional<quint64> lockedEpoch(const PingPongBufferHandler &handler)
+    {
+        const auto note = LockNotes::newest(handler.m_number);
+        return note ? std::make_optional(note->epoch) : std::nullopt;
+    }
+
     /// What readBufferPointer() gives where that takes no call; null where this thread's newest read
     /// lock is one of another handler.
     static unsigned char *readBufferAtOnce(const PingPongBufferHandler &handler)

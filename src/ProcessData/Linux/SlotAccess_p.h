@@ -20,6 +20,18 @@ public:
     }
     /// How many times the leaf was bound so far; counts on as long as the leaf lives.
     static const quint32 &bindingCount(const ProcessDataValue &leaf) { return leaf.m_bindingCount; }
+    /// Size of the buffer that the leaf is bound to. Only where isBound().
+    static quint32 bufferSize(const ProcessDataValue &leaf)
+    {
+        return leaf.m_bufferHandler->bufferSize();
+    }
+    /// What getValueNoLock() does, in @p buffer, which has bufferSize() bytes.
+    static void read(const ProcessDataValue &leaf, const unsigned char *buffer, ProcessValue &value,
+                     bool keepValueOnError)
+    {
+        // The slots of a leaf are found for reading and writing alike; this only reads.
+        leaf.readValue(const_cast<unsigned char *>(buffer), value, keepValueOnError);
+    }
     /// The slot, whether it lies inside the buffer or not; its form is None without a number.
     static NumberSlot slot(const ProcessDataValue &leaf) { return leaf.getNumberSlot(); }
 

@@ -1,0 +1,74 @@
+#include "Access/ProcessDataNotifier.h"
+
+#include <QSocketNotifier>
+
+#include <algorithm>
+
+ProcessDataNotifier::ProcessDataNotifier(ProcessDataManager &manager, QObject *parent)
+    : QObject(parent)
+    , m_watcher(manager)
+    , m_interval(this)
+{
+    m_interval.setSingleShot(true);
+    m_interval.setTimerType(Qt::PreciseTimer);
+    connect(&m_interval, &QTimer::timeout, this, &ProcessDataNotifier::tell);
+    const int descriptor = m_watcher.getDescriptor();
+    if (descriptor < 0) {
+        return;
+    }
+    m_readable = new QSocketNotifier(descriptor, QSocketNotifier::Read, this);
+    connect(m_readable, &QSocketNotifier::activated, this, &ProcessDataNotifier::onReadable);
+}
+
+ProcessDataNotifier::~ProcessDataNotifier()
+{
+    // Before the descriptor, which the watcher closes.
+    delete m_readable;
+}
+
+bool ProcessDataNotifier::isActive() const
+{
+    return m_readable != nullptr;
+}
+
+void ProcessDataNotifier::setLeastInterval(int milliseconds)
+{
+    m_leastInterval = std::max(milliseconds, 0);
+}
+
+void ProcessDataNotifier::onReadable()
+{
+    const qint64 left = m_sinceLast.isValid() ? m_leastInterval - m_sinceLast.elapsed() : 0;
+    if (left <= 0) {
+        tell();
+        return;
+    }
+    // Not acknowledged before its time, so that the publisher has nobody to wake.
+    m_readable->setEnabled(false);
+    m_interval.start(static_cast<int>(left));
+}
+
+void ProcessDataNotifier::tell()
+{
+    const auto result = m_watcher.acknowledge(m_seen);
+    if (result == ProcessDataWatcher::Result::NewSet) {
+        m_readable->setEnabled(true);
+        m_sinceLast.start();
+        Q_EMIT published(m_seen);
+    } else if (result == ProcessDataWatcher::Result::TimedOut) {
+        m_readable->setEnabled(true);
+    } else {
+        end();
+        if (result == ProcessDataWatcher::Result::RegionGone) {
+            Q_EMIT regionGone();
+        }
+    }
+}
+
+void ProcessDataNotifier::end()
+{
+    m_readable->setEnabled(false);
+    // It may be the sender of the signal that led here.
+    m_readable->deleteLater();
+    m_readable = nullptr;
+}

@@ -1,0 +1,192 @@
+#include "Access/ProcessDataNotifier.h"
+#include "Access/WatchedRegion.h"
+#include "support/LogCapture.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+namespace {
+
+constexpr int longWait = 60000; // milliseconds
+
+quint64 lastGeneration(const QSignalSpy &spy)
+{
+    return spy.isEmpty() ? 0 : spy.last().first().toULongLong();
+}
+
+bool isAsleep()
+{
+    return waitFor([] { return FutexCalls::sleepers() == 1; });
+}
+
+} // namespace
+
+class tst_ProcessDataNotifier : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void tellsOfTheSetThatIsThere();
+    void tellsOfEachSetThatTheLoopHasTimeFor();
+    void tellsOfSeveralSetsOnce();
+    void leastIntervalKeepsSignalsApart();
+    void publisherIsNotWokenWithinTheInterval();
+    void negativeIntervalIsNone();
+    void goneRegionIsToldOnce();
+    void singleBufferIsSilent();
+    void mayBeDeletedByItsSignal();
+};
+
+void tst_ProcessDataNotifier::tellsOfTheSetThatIsThere()
+{
+    WatchedRegion region;
+    QVERIFY(region.publish());
+    ProcessDataNotifier notifier(region.manager());
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+
+    QVERIFY(notifier.isActive());
+    QVERIFY(published.isEmpty());
+    QVERIFY(published.wait(longWait));
+
+    QCOMPARE(published.size(), 1);
+    QCOMPARE(lastGeneration(published), ProcessDataWatcher(region.manager()).getGeneration());
+}
+
+void tst_ProcessDataNotifier::tellsOfEachSetThatTheLoopHasTimeFor()
+{
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+    QVERIFY(published.wait(longWait));
+    const quint64 begin = lastGeneration(published);
+
+    for (int i = 1; i <= 20; ++i) {
+        QVERIFY(region.publish(i));
+        QVERIFY(published.wait(longWait));
+        QCOMPARE(lastGeneration(published), begin + static_cast<quint64>(i));
+    }
+
+    QCOMPARE(published.size(), 21);
+}
+
+void tst_ProcessDataNotifier::tellsOfSeveralSetsOnce()
+{
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+    QVERIFY(published.wait(longWait));
+    const quint64 begin = lastGeneration(published);
+    QVERIFY(isAsleep());
+
+    for (int i = 0; i < 5; ++i) {
+        QVERIFY(region.publish(i)); // outside the loop
+    }
+    QVERIFY(published.wait(longWait));
+
+    QCOMPARE(published.size(), 2);
+    QCOMPARE(lastGeneration(published), begin + 5);
+}
+
+void tst_ProcessDataNotifier::leastIntervalKeepsSignalsApart()
+{
+    constexpr int interval = 40;
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+    notifier.setLeastInterval(interval);
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+    QElapsedTimer sinceLast;
+    QList<qint64> distances;
+    connect(&notifier, &ProcessDataNotifier::published, this, [&] {
+        if (sinceLast.isValid()) {
+            distances.append(sinceLast.elapsed());
+        }
+        sinceLast.start();
+        region.publish(); // at once, so that there is always another set
+    });
+
+    while (distances.size() < 5) {
+        QVERIFY(published.wait(longWait));
+    }
+
+    QCOMPARE(notifier.getLeastInterval(), interval);
+    QVERIFY(*std::min_element(distances.cbegin(), distances.cend()) >= interval - 1);
+}
+
+void tst_ProcessDataNotifier::publisherIsNotWokenWithinTheInterval()
+{
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+    QVERIFY(published.wait(longWait));
+    QVERIFY(isAsleep());
+    notifier.setLeastInterval(longWait);
+    const int wakes = FutexCalls::wakes();
+
+    for (int i = 0; i < 100; ++i) {
+        QVERIFY(region.publish(i));
+        QCoreApplication::processEvents();
+    }
+
+    QCOMPARE(FutexCalls::wakes(), wakes + 1);
+    QCOMPARE(published.size(), 1);
+}
+
+void tst_ProcessDataNotifier::negativeIntervalIsNone()
+{
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+
+    notifier.setLeastInterval(-5);
+
+    QCOMPARE(notifier.getLeastInterval(), 0);
+}
+
+void tst_ProcessDataNotifier::goneRegionIsToldOnce()
+{
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+    QSignalSpy gone(&notifier, &ProcessDataNotifier::regionGone);
+    QVERIFY(published.wait(longWait));
+
+    QVERIFY(region.description.segment.remove());
+    QVERIFY(gone.wait(longWait));
+    QVERIFY(!notifier.isActive());
+    QVERIFY(region.publish());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+
+    QCOMPARE(gone.size(), 1);
+    QCOMPARE(published.size(), 1);
+}
+
+void tst_ProcessDataNotifier::singleBufferIsSilent()
+{
+    WatchedRegion region(false);
+    LogCapture log;
+    const ProcessDataNotifier notifier(region.manager());
+    COMPARE_LOG(log,
+                warning(QStringLiteral(
+                    "Waiting for sets needs a double buffer, and a watcher of this process.")));
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+
+    QVERIFY(!notifier.isActive());
+    QVERIFY(region.publish());
+    QCoreApplication::processEvents();
+
+    QVERIFY(published.isEmpty());
+}
+
+void tst_ProcessDataNotifier::mayBeDeletedByItsSignal()
+{
+    WatchedRegion region;
+    auto *const notifier = new ProcessDataNotifier(region.manager());
+    QSignalSpy destroyed(notifier, &QObject::destroyed);
+    connect(notifier, &ProcessDataNotifier::published, notifier, &QObject::deleteLater);
+
+    QVERIFY(destroyed.wait(longWait));
+    QVERIFY(region.publish());
+}
+
+QTEST_GUILESS_MAIN(tst_ProcessDataNotifier)
+#include "tst_ProcessDataNotifier.moc"
