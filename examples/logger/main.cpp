@@ -1,4 +1,5 @@
 #include "Access/ProcessBulkReader.h"
+#include "Access/ProcessDataWatcher.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
 #include <QCoreApplication>
@@ -18,10 +19,14 @@ QString cellOf(double value, ErrorTypes state)
                                                    : getProcessValueStateTypeAsString(state);
 }
 
+/// How long a line waits for a new set at most.
+constexpr std::chrono::milliseconds longestInterval{100};
+
 } // namespace
 
 /// logger FILE LINES URL...: attaches to the region of a description and writes a table of values, a
-/// set each 100 milliseconds. An erroneous value is written as the name of its state.
+/// line as soon as a set is published, and at least one each 100 milliseconds. An erroneous value is
+/// written as the name of its state.
 int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
@@ -44,6 +49,10 @@ int main(int argc, char *argv[])
     std::vector<double> values(static_cast<std::size_t>(urls.size()));
     std::vector<ErrorTypes> states(values.size());
     //! [reader]
+    //! [watcher]
+    ProcessDataWatcher watcher(manager);
+    quint64 seen = watcher.getGeneration();
+    //! [watcher]
     QTextStream output(stdout);
     output << urls.join(QLatin1Char(',')) << '\n';
     for (int line = arguments[2].toInt(); line > 0; --line) {
@@ -56,8 +65,15 @@ int main(int argc, char *argv[])
         }
         output << cells.join(QLatin1Char(',')) << '\n';
         output.flush();
-        if (line > 1) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        if (line == 1) {
+            break;
+        }
+        //! [wait]
+        const auto result = watcher.wait(seen, longestInterval);
+        //! [wait]
+        using Result = ProcessDataWatcher::Result;
+        if (result == Result::NotSupported || result == Result::RegionGone) {
+            std::this_thread::sleep_for(longestInterval); // nobody to wait for
         }
     }
     return 0;
