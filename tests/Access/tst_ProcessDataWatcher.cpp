@@ -3,7 +3,6 @@
 #include "support/LogCapture.h"
 #include "support/RunTogether.h"
 
-#include <QDir>
 #include <QtTest>
 
 #include <algorithm>
@@ -74,7 +73,6 @@ private Q_SLOTS:
     void removedNameIsNoticed();
     void replacedRegionIsNoticed();
     void lastSetComesBeforeTheEndOfTheRegion();
-    void forkedChildMakesAWatcherOfItsOwn();
 };
 
 void tst_ProcessDataWatcher::singleBufferIsNotSupported()
@@ -379,34 +377,6 @@ void tst_ProcessDataWatcher::lastSetComesBeforeTheEndOfTheRegion()
 
     QCOMPARE(watcher.wait(seen, longBound), Result::NewSet);
     QCOMPARE(watcher.wait(seen, longBound), Result::RegionGone);
-}
-
-void tst_ProcessDataWatcher::forkedChildMakesAWatcherOfItsOwn()
-{
-    WatchedRegion region;
-    auto watcher = std::make_unique<ProcessDataWatcher>(region.manager());
-    QVERIFY(watcher->getDescriptor() >= 0);
-    WaitingThread waiting(*watcher, longBound);
-    QVERIFY(isAsleep());
-
-    ChildProcess child([&](const ChildSide &) {
-        quint64 seen = 0;
-        CHILD_VERIFY(watcher->getGeneration() == 0);
-        CHILD_VERIFY(watcher->wait(seen, endless) == Result::NotSupported);
-        CHILD_VERIFY(watcher->acknowledge(seen) == Result::NotSupported);
-        watcher->stop();
-        watcher.reset();
-        ProcessDataWatcher own(region.manager());
-        CHILD_VERIFY(own.wait(seen, longBound) == Result::NewSet);
-        CHILD_VERIFY(own.wait(seen, 10ms) == Result::TimedOut);
-        CHILD_VERIFY(own.getDescriptor() >= 0);
-        return 0;
-    });
-
-    QCOMPARE(child.waitForExit(), 0);
-    QVERIFY(region.publish());
-    waiting.join();
-    QCOMPARE(waiting.result, Result::NewSet);
 }
 
 QTEST_GUILESS_MAIN(tst_ProcessDataWatcher)

@@ -1,0 +1,119 @@
+#include "Access/WatchedRegion.h"
+#include "support/ChildProcess.h"
+
+#include <QtTest>
+
+#include <fcntl.h>
+
+using namespace std::chrono_literals;
+using Result = ProcessDataWatcher::Result;
+
+namespace {
+
+constexpr auto endless = std::chrono::milliseconds(-1);
+
+} // namespace
+
+/// What a child finds that was forked while its parent waits for sets.
+class tst_WatcherForks : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void inheritedWatcherWaitsForNothing();
+    void inheritedWatcherMayBeDestroyed();
+    void childMakesAWatcherOfItsOwn();
+    void parentGoesOnBesideItsChild();
+
+private:
+    /// With a thread that sleeps in the kernel.
+    std::unique_ptr<ProcessDataWatcher> busyWatcher(WatchedRegion &region)
+    {
+        auto watcher = std::make_unique<ProcessDataWatcher>(region.manager());
+        m_seen = 0;
+        if (watcher->getDescriptor() < 0 || watcher->acknowledge(m_seen) != Result::NewSet
+            || !waitFor([] { return FutexCalls::sleepers() == 1; })) {
+            return {};
+        }
+        return watcher;
+    }
+
+    quint64 m_seen = 0;
+};
+
+void tst_WatcherForks::inheritedWatcherWaitsForNothing()
+{
+    WatchedRegion region;
+    const auto watcher = busyWatcher(region);
+    QVERIFY(watcher);
+
+    ChildProcess child([&](const ChildSide &) {
+        quint64 seen = 0;
+        CHILD_VERIFY(watcher->getGeneration() == 0);
+        CHILD_VERIFY(watcher->wait(seen, endless) == Result::NotSupported);
+        CHILD_VERIFY(watcher->acknowledge(seen) == Result::NotSupported);
+        CHILD_VERIFY(watcher->getDescriptor() == -1);
+        CHILD_VERIFY(seen == 0);
+        watcher->stop();
+        return 0;
+    });
+
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+void tst_WatcherForks::inheritedWatcherMayBeDestroyed()
+{
+    WatchedRegion region;
+    auto watcher = busyWatcher(region);
+    QVERIFY(watcher);
+    const int descriptor = watcher->getDescriptor();
+
+    ChildProcess child([&](const ChildSide &) {
+        watcher.reset();
+        CHILD_VERIFY(fcntl(descriptor, F_GETFD) == -1);
+        return 0;
+    });
+
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+void tst_WatcherForks::childMakesAWatcherOfItsOwn()
+{
+    WatchedRegion region;
+    const auto watcher = busyWatcher(region);
+    QVERIFY(watcher);
+
+    ChildProcess child([&](const ChildSide &) {
+        quint64 seen = 0;
+        ProcessDataWatcher own(region.manager());
+        CHILD_VERIFY(own.wait(seen, longBound) == Result::NewSet);
+        CHILD_VERIFY(own.wait(seen, 10ms) == Result::TimedOut);
+        CHILD_VERIFY(own.getDescriptor() >= 0);
+        return 0;
+    });
+
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+void tst_WatcherForks::parentGoesOnBesideItsChild()
+{
+    WatchedRegion region;
+    const auto watcher = busyWatcher(region);
+    QVERIFY(watcher);
+    ChildProcess child([&](const ChildSide &parent) {
+        watcher->stop();
+        parent.say();
+        parent.waitForWord();
+        return 0;
+    });
+    QVERIFY(child.waitUntilReady());
+
+    QVERIFY(region.publish());
+
+    QCOMPARE(watcher->wait(m_seen, longBound), Result::NewSet);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_WatcherForks)
+#include "tst_WatcherForks.moc"
