@@ -234,8 +234,9 @@ bool PingPongBufferHandler::swapBuffers()
                             || (!isTakenBack(note, epoch)
                                 && (!isUnfinished() || takeBackUnfinishedSet(epoch)));
     if (isComplete) {
-        SetWaiting::noteTime(*m_management);
         m_management->swapCount.store(epoch + 1, std::memory_order_release);
+        // Now that readers have the set, which is what is in a hurry.
+        SetWaiting::noteTime(*m_management);
         m_hasSwapped.store(true, std::memory_order_relaxed);
     } else {
         noteNothingToPublish();

@@ -31,7 +31,7 @@ public:
     /// Wakes whoever sleeps in the kernel, though nothing was published. They look and sleep on.
     static void wakeAll(Management &management);
 
-    /// For a publisher that is about to swap.
+    /// For a publisher that has just swapped, inside its lock.
     static void noteTime(Management &management);
 
     /// The words of a handler; null if its locks cannot be had.
