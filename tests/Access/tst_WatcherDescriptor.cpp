@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <poll.h>
+#include <unistd.h>
 
 using Result = ProcessDataWatcher::Result;
 
@@ -103,6 +104,9 @@ void tst_WatcherDescriptor::stillDescriptorCostsThePublisherNothing()
     }
 
     QCOMPARE(FutexCalls::wakes(), wakes);
+    quint64 signalCount = 0;
+    QCOMPARE(read(descriptor, &signalCount, sizeof signalCount), ssize_t{sizeof signalCount});
+    QCOMPARE(signalCount, quint64{1}); // and the thread behind it was idle
 }
 
 void tst_WatcherDescriptor::acknowledgingTooOftenIsHarmless()
