@@ -35,7 +35,9 @@ public:
     ///       | copiedEpoch    | finishedCount  | writerPid | reserved | lease ...  only under the lock
     ///     192              200              208
     ///       | fingerprint    | creatorStart   | creatorPid | reserved ...   written at creation
-    ///     256 ... 511
+    ///     256 ... 383
+    ///       | layoutParts[0] ... [31]                                       written at creation
+    ///     384 ... 511
     ///       | reserved, zero
     ///
     /// An epoch is the time between two swaps, numbered by swapCount. In epoch e readers use buffer
@@ -95,8 +97,11 @@ public:
         std::atomic<quint32> creatorPid;
         /// Zero.
         unsigned char reservedForCreation[44];
+        /// Of the leaves that begin in each of 32 equal parts of a buffer, so that whoever has another
+        /// layout finds where. Only together with `fingerprint`.
+        std::atomic<quint32> layoutParts[32];
         /// Zero, for words to come.
-        unsigned char reserved[256];
+        unsigned char reserved[128];
     };
 
     /// Takes addresses into a mapping that must outlive every lock. From null addresses the handler
@@ -171,6 +176,7 @@ static_assert(sizeof(PingPongBufferHandler::ManagementBuffer::LeaseWords) == 24)
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, fingerprint) == 192);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorStart) == 200);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorPid) == 208);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 256);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, layoutParts) == 256);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 384);
 static_assert(std::atomic<quint64>::is_always_lock_free,
               "words between processes must not hide a lock");

@@ -6,6 +6,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessData/Linux/SegmentWord_p.h"
+#include "ProcessDataManagement/LayoutNote_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 
@@ -91,6 +92,26 @@ bool attachSegment(SharedMemory &memory, const QString &key, int size)
     }
     qDebug() << "Attach: Key for shared memory (" << key << ")!";
     return true;
+}
+
+/// What the management block says of creator and layout. A single buffer has none.
+void exchangeLayout(SharedMemory &memory, const ProcessDataManager::BaseClassSharedPointer &root,
+                    ProcessDataManager::InitTypeSharedMemory type, const QString &key)
+{
+    const quint32 blockSize = PingPongBufferHandler::getSizeManagementBuffer();
+    auto *management = static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data());
+    if (management == nullptr
+        || management->format.load(std::memory_order_acquire)
+               != PingPongBufferHandler::formatWord()) {
+        return;
+    }
+    // Of the region as it is: the creator's parts are those of its own buffer.
+    const quint32 bufferSize = (static_cast<quint32>(memory.size()) - blockSize) / 2;
+    if (type == ProcessDataManager::InitTypeSharedMemoryCreate) {
+        LayoutNote::write(*management, root, bufferSize);
+    } else {
+        LayoutNote::compare(*management, root, bufferSize, key);
+    }
 }
 
 } // namespace
@@ -184,6 +205,9 @@ bool ProcessDataManager::createProcessDataMemory(const BaseClassSharedPointer &r
     }
     // A leaf that cannot be bound or filled has said so in the log and does not stop the others.
     setPointerToBufferHandler(root, type);
+    if (doubleBuffer) {
+        exchangeLayout(m_sharedMemory, root, type, key);
+    }
     initSharedMemoryValues(root, type);
     return true;
 }

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Configuration/ConfigurationAndProcessDataBase.h"
+
+#include <QByteArray>
+
+#include <vector>
+
+/// What the layout of a region says of one process value. Offsets and sizes in bytes.
+struct LayoutLeaf
+{
+    QByteArray url; ///< in UTF-8
+    QByteArray type;
+    quint32 offset;
+    quint32 sizeValue;
+    quint32 relativeOffsetMetadata;
+    quint32 sizeMetadata;
+    quint32 bitmask;
+};
+
+/// The process values below @p root, which may be null, in ascending order of the bytes of their URLs.
+std::vector<LayoutLeaf> layoutLeavesOf(
+    const ConfigurationAndProcessDataBase::BaseClassSharedPointer &root);

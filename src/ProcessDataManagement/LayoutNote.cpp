@@ -1,0 +1,48 @@
+#include "Companion/Exchange/Identity_p.h"
+#include "ProcessDataManagement/LayoutFingerprint.h"
+#include "ProcessDataManagement/LayoutNote_p.h"
+#include "ProcessDataManagement/ProcessStart_p.h"
+
+#include <QDebug>
+
+#include <algorithm>
+
+#include <unistd.h>
+
+namespace LayoutNote {
+
+void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassSharedPointer &root,
+           quint32 bufferSize)
+{
+    const LayoutFingerprint layout(root);
+    const LayoutFingerprint::Parts parts = layout.getParts(bufferSize);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        management.layoutParts[i].store(parts[i], std::memory_order_relaxed);
+    }
+    management.creatorStart.store(ProcessStart::of(getpid()).ticks, std::memory_order_relaxed);
+    management.creatorPid.store(Identity::processId(), std::memory_order_release);
+    management.fingerprint.store(layout.getValue(), std::memory_order_release);
+}
+
+void compare(const PingPongBufferHandler::ManagementBuffer &management,
+             const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key)
+{
+    const quint64 others = management.fingerprint.load(std::memory_order_acquire);
+    if (others == 0) {
+        return; // The creator knew nothing of it, or is not that far.
+    }
+    const LayoutFingerprint layout(root);
+    if (layout.getValue() == others) {
+        return;
+    }
+    LayoutFingerprint::Parts parts{};
+    std::transform(
+        std::cbegin(management.layoutParts), std::cend(management.layoutParts), parts.begin(),
+        [](const std::atomic<quint32> &part) { return part.load(std::memory_order_relaxed); });
+    const QString first = layout.findFirstDifference(parts, bufferSize);
+    qWarning() << "The region of" << key << "has another layout than this process description, from"
+               << (first.isEmpty() ? QStringLiteral("a leaf that is missing here") : first)
+               << "on: values may be wrong. Start all processes with the same description.";
+}
+
+} // namespace LayoutNote

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Companion/PingPongBufferHandler.h"
+#include "Configuration/ConfigurationAndProcessDataBase.h"
+
+/// What a creator leaves in the management block about itself and its layout, and what becomes of it
+/// in an attacher. @p bufferSize is in bytes.
+namespace LayoutNote {
+
+using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+
+/// Before anybody can see a set of the region.
+void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassSharedPointer &root,
+           quint32 bufferSize);
+/// A warning if the creator of the region @p key had another layout than @p root. Whatever it had, the
+/// slots lie inside the buffer, so that the process may go on.
+void compare(const PingPongBufferHandler::ManagementBuffer &management,
+             const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key);
+
+} // namespace LayoutNote

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <sys/types.h>
+
+/// When a process was started. With its id it names a process for good: ids come back, but not at the
+/// same time.
+struct ProcessStart
+{
+    quint64 ticks = 0; ///< since the boot, field 22 of /proc/PID/stat; 0: not to be had
+    char state = 0;    ///< field 3, such as 'S'; 0: not to be had
+
+    /// Of @p process as this process sees it.
+    static ProcessStart of(pid_t process);
+    /// An ended process that nobody has waited for yet has a number and a start, but no memory.
+    bool isRunning() const { return ticks != 0 && state != 'Z' && state != 'X'; }
+};
