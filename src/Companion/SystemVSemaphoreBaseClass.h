@@ -92,6 +92,7 @@ protected:
     bool joinAgain(const QString &key, const std::function<bool()> &isWanted);
 
 private:
+    friend class RegionLockReading; // for those who look at a set without using it
     Q_DISABLE_COPY(SystemVSemaphoreBaseClass)
 
     static constexpr int sm_fingerprintCount = SemaphoreCount - SemaphoreFingerprint;

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <sys/types.h>
+
+/// Which memory it is, whatever its name.
+struct FileIdentity
+{
+    dev_t device;
+    ino_t inode;
+
+    bool operator==(const FileIdentity &other) const
+    {
+        return device == other.device && inode == other.inode;
+    }
+};
+
+/// A shared-memory object that is open for reading. Nothing is mapped: the first look into a page whose
+/// memory was never taken would take it, and one behind an end that somebody moves would end the
+/// process.
+class RegionFile
+{
+public:
+    /// @p name as it goes to shm_open(). Refuses, with an error, what is no file of at least one byte
+    /// or more than a region can have.
+    explicit RegionFile(const QString &name);
+    ~RegionFile();
+
+    RegionFile(const RegionFile &) = delete;
+    RegionFile &operator=(const RegionFile &) = delete;
+
+    /// 0, or errno of what hindered opening it.
+    int error() const { return m_error; }
+    bool isOpen() const { return m_fd >= 0; }
+    const FileIdentity &identity() const { return m_identity; }
+    /// In bytes, as it is now.
+    qint64 size() const;
+    /// False if not all bytes are there.
+    bool read(void *target, std::size_t size, qint64 offset) const;
+    /// All bytes or none.
+    QByteArray read(qint64 offset, quint32 size) const;
+
+    /// To which memory a name leads now. False if to none.
+    static bool find(const QString &name, FileIdentity &identity);
+    /// The device on which all shared-memory objects of this process's world lie; 0 if there is none.
+    static dev_t deviceOfAll();
+
+private:
+    int m_fd = -1;
+    int m_error = 0;
+    FileIdentity m_identity{};
+};

@@ -1,0 +1,309 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/Exchange/WriteLease_p.h"
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
+#include "Inspection/CreatorSearch_p.h"
+#include "Inspection/RegionInspectionPrivate_p.h"
+#include "Inspection/RegionLockReading_p.h"
+#include "Inspection/RegionUsers.h"
+#include "ProcessDataManagement/ProcessDataBufferHandler.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+using BaseClassSharedPointer = RegionInspection::BaseClassSharedPointer;
+
+const QLatin1String memoryEnding("SharedMemory");
+const QLatin1String semaphoreEnding("Semaphore");
+
+QString keyOf(const BaseClassSharedPointer &root)
+{
+    return root.isNull() ? QString()
+                         : root->getProperty(Definitions::getStrKeyProcessDataMemory()).toString();
+}
+
+/// An empty name is none, whatever lies under the ending alone.
+QString nameOf(const QString &key)
+{
+    return key.isEmpty() ? QString() : key + memoryEnding;
+}
+
+} // namespace
+
+RegionInspection::Private::Description::Description(const BaseClassSharedPointer &root)
+    : bufferSize(0)
+    , isDoubleBuffer(root->getProperty(Definitions::getKeyDataPropertyDoubleBuffer()).toBool())
+    , layout(root)
+    , leaves(layoutLeavesOf(root))
+{
+    const QVariant size = root->getProperty(Definitions::getKeyDataPropertySizeOfSharedMemory());
+    bufferSize = size.toInt() < 1 ? 0 : size.toUInt();
+}
+
+RegionInspection::Private::Private(const QString &memoryKey)
+    : key(memoryKey)
+    , name(nameOf(memoryKey))
+    , semaphoreKey(memoryKey + semaphoreEnding)
+    , file(name)
+{
+}
+
+RegionInspection::Private::Private(const BaseClassSharedPointer &root) : Private(keyOf(root))
+{
+    if (!root.isNull()) {
+        description.emplace(root);
+    }
+}
+
+bool RegionInspection::Private::readBlock(Block &block) const
+{
+    return file.isOpen() && file.read(&block, sizeof block, 0)
+           && block.format == PingPongBufferHandler::formatWord();
+}
+
+std::optional<qint64> RegionInspection::Private::offsetOf(Buffer buffer) const
+{
+    const qint64 blockSize = PingPongBufferHandler::getSizeManagementBuffer();
+    Block block{};
+    if (!readBlock(block)) {
+        return buffer == Buffer::First && file.isOpen() ? std::optional<qint64>(0) : std::nullopt;
+    }
+    const qint64 bufferSize = (file.size() - blockSize) / 2;
+    return buffer == Buffer::First ? blockSize : blockSize + bufferSize;
+}
+
+const LayoutLeaf *RegionInspection::Private::findLeaf(const QString &url) const
+{
+    if (!description) {
+        return nullptr;
+    }
+    const QByteArray wanted = url.toUtf8();
+    const auto &leaves = description->leaves;
+    const auto found = std::lower_bound(
+        leaves.cbegin(), leaves.cend(), wanted,
+        [](const LayoutLeaf &leaf, const QByteArray &other) { return leaf.url < other; });
+    return found != leaves.cend() && found->url == wanted ? &*found : nullptr;
+}
+
+QByteArray RegionInspection::Private::bytes(Buffer buffer, quint64 offset, quint32 size) const
+{
+    const std::optional<qint64> begin = offsetOf(buffer);
+    const quint64 bufferSize = description ? description->bufferSize : 0;
+    return begin && offset + size <= bufferSize
+               ? file.read(*begin + static_cast<qint64>(offset), size)
+               : QByteArray();
+}
+
+RegionInspection::RegionInspection(const QString &key)
+    : m_private(std::make_shared<const Private>(key))
+{
+}
+
+RegionInspection::RegionInspection(const BaseClassSharedPointer &root)
+    : m_private(std::make_shared<const Private>(root))
+{
+}
+
+RegionInspection::~RegionInspection() = default;
+RegionInspection::RegionInspection(const RegionInspection &other) = default;
+RegionInspection &RegionInspection::operator=(const RegionInspection &other) = default;
+
+RegionInspection RegionInspection::fromFile(const QString &fileName)
+{
+    return RegionInspection(ConfigurationAndProcessDataParser().parseFromFile(fileName));
+}
+
+RegionInspection RegionInspection::fromDirectory(const QString &processDir)
+{
+    BaseClassSharedPointer root;
+    ConfigurationDataAndProcessDescriptionAccess::parseProcessDir(root, QFileInfo(processDir));
+    return RegionInspection(root);
+}
+
+QStringList RegionInspection::findKeys()
+{
+    QStringList keys;
+    const QDir folder(QStringLiteral("/dev/shm"));
+    for (const auto &name : folder.entryList(QDir::Files | QDir::Hidden)) {
+        if (name.endsWith(memoryEnding) && name.size() > memoryEnding.size()) {
+            keys.append(name.chopped(memoryEnding.size()));
+        }
+    }
+    std::sort(keys.begin(), keys.end());
+    return keys;
+}
+
+QString RegionInspection::getKey() const
+{
+    return m_private->key;
+}
+
+bool RegionInspection::exists() const
+{
+    return !m_private->key.isEmpty() && getError() != ENOENT;
+}
+
+bool RegionInspection::isReadable() const
+{
+    return m_private->file.isOpen();
+}
+
+int RegionInspection::getError() const
+{
+    return m_private->file.error();
+}
+
+QString RegionInspection::getErrorString() const
+{
+    return getError() == 0 ? QString()
+                           : QString::fromStdString(std::generic_category().message(getError()));
+}
+
+qint64 RegionInspection::getSize() const
+{
+    return m_private->file.size();
+}
+
+std::optional<bool> RegionInspection::isDoubleBuffer() const
+{
+    Private::Block block{};
+    if (m_private->readBlock(block)) {
+        return true;
+    }
+    if (m_private->description) {
+        return m_private->description->isDoubleBuffer;
+    }
+    // The creator of a double buffer says so as soon as there are semaphores.
+    return isReadable() && RegionLockReading::hasSet(m_private->semaphoreKey)
+               ? std::optional<bool>(false)
+               : std::nullopt;
+}
+
+std::optional<quint32> RegionInspection::getBufferSize() const
+{
+    const std::optional<bool> isDouble = isDoubleBuffer();
+    const qint64 blockSize = PingPongBufferHandler::getSizeManagementBuffer();
+    if (!isReadable() || !isDouble || (*isDouble && getSize() < blockSize)) {
+        return {};
+    }
+    return static_cast<quint32>(*isDouble ? (getSize() - blockSize) / 2 : getSize());
+}
+
+std::optional<quint64> RegionInspection::getSwapCount() const
+{
+    Private::Block block{};
+    return m_private->readBlock(block) ? std::optional<quint64>(block.swapCount) : std::nullopt;
+}
+
+std::optional<QDateTime> RegionInspection::getLastSwap() const
+{
+    Private::Block block{};
+    constexpr qint64 perMillisecond = 1000000;
+    if (!m_private->readBlock(block) || block.lastSwap <= 0) {
+        return {};
+    }
+    return QDateTime::fromMSecsSinceEpoch(block.lastSwap / perMillisecond, Qt::UTC);
+}
+
+RegionCreator RegionInspection::getCreator() const
+{
+    Private::Block block{};
+    if (!m_private->readBlock(block) || block.creatorPid == 0) {
+        return {};
+    }
+    const auto pid = static_cast<pid_t>(block.creatorPid.load());
+    return {pid, CreatorSearch::isAlive(pid, block.creatorStart)};
+}
+
+RegionLock RegionInspection::getLock() const
+{
+    Private::Block block{};
+    const bool isOwnerInside = m_private->readBlock(block)
+                               && WriteLease::isOwnerInside(block.lease);
+    return RegionLockReading::read(m_private->semaphoreKey, isOwnerInside);
+}
+
+QVector<RegionUser> RegionInspection::getUsers() const
+{
+    return RegionUsers().getUsersOf(*this);
+}
+
+RegionInspection::Name RegionInspection::getName() const
+{
+    FileIdentity now{};
+    if (!RegionFile::find(m_private->name, now)) {
+        return Name::Removed;
+    }
+    return isReadable() && now == m_private->file.identity() ? Name::Current : Name::Replaced;
+}
+
+std::optional<quint64> RegionInspection::getFingerprint() const
+{
+    Private::Block block{};
+    return m_private->readBlock(block) && block.fingerprint != 0
+               ? std::optional<quint64>(block.fingerprint)
+               : std::nullopt;
+}
+
+std::optional<bool> RegionInspection::hasLayoutOfDescription() const
+{
+    if (!m_private->description || !isReadable()) {
+        return {};
+    }
+    const Private::Description &described = *m_private->description;
+    const ProcessDataBufferHandler layout(described.isDoubleBuffer);
+    if (getSize() != qint64{layout.calculateSizeSharedMemory(described.bufferSize)}
+        || isDoubleBuffer() != described.isDoubleBuffer) {
+        return false;
+    }
+    const std::optional<quint64> fingerprint = getFingerprint();
+    return fingerprint ? std::optional<bool>(*fingerprint == described.layout.getValue())
+                       : std::nullopt;
+}
+
+QString RegionInspection::findFirstDifference() const
+{
+    Private::Block block{};
+    const std::optional<quint32> bufferSize = getBufferSize();
+    if (!m_private->description || !bufferSize || !m_private->readBlock(block)
+        || block.fingerprint == 0) {
+        return {};
+    }
+    LayoutFingerprint::Parts parts{};
+    std::transform(std::cbegin(block.layoutParts), std::cend(block.layoutParts), parts.begin(),
+                   [](const std::atomic<quint32> &part) { return part.load(); });
+    return m_private->description->layout.findFirstDifference(parts, *bufferSize);
+}
+
+std::optional<RegionInspection::Buffer> RegionInspection::getReadBuffer() const
+{
+    const std::optional<quint64> swapCount = getSwapCount();
+    if (swapCount) {
+        return *swapCount % 2 == 0 ? Buffer::First : Buffer::Second;
+    }
+    return isDoubleBuffer() == false ? std::optional<Buffer>(Buffer::First) : std::nullopt;
+}
+
+QByteArray RegionInspection::getValueBytes(const QString &url,
+                                           RegionInspection::Buffer buffer) const
+{
+    const LayoutLeaf *leaf = m_private->findLeaf(url);
+    return leaf == nullptr ? QByteArray() : m_private->bytes(buffer, leaf->offset, leaf->sizeValue);
+}
+
+QByteArray RegionInspection::getErrorStateBytes(const QString &url,
+                                                RegionInspection::Buffer buffer) const
+{
+    const LayoutLeaf *leaf = m_private->findLeaf(url);
+    return leaf == nullptr || leaf->sizeMetadata == 0
+               ? QByteArray()
+               : m_private->bytes(buffer, quint64{leaf->offset} + leaf->relativeOffsetMetadata,
+                                  sizeof(quint32));
+}

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "Companion/TesselExport.h"
+#include "Configuration/ConfigurationAndProcessDataBase.h"
+#include "Inspection/RegionCreator.h"
+#include "Inspection/RegionLock.h"
+#include "Inspection/RegionUser.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <memory>
+#include <optional>
+
+/// What is to be known about a region, without taking part in it.
+///
+/// Takes no lock, changes nothing, and never waits. It holds the shared memory open for reading alone and
+/// maps nothing of it, so that nobody who shortens or empties it can end the looking process. The memory
+/// is that of the moment of the construction; make another object to see a later one of that name. Each
+/// operation tells how things stand when it is called.
+///
+/// What is unknown is an empty optional: whatever the management block says of a region with a single
+/// buffer, which has no such block, or of one whose creator had an older library. Copies look at the same
+/// memory. Any thread may use an object.
+class TESSEL_EXPORT RegionInspection
+{
+public:
+    /// In which trees travel.
+    using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+
+    /// Of the memory key @p key alone: what only a description says stays unknown.
+    explicit RegionInspection(const QString &key);
+    /// Of the description below @p root, which may be bound or not and is not kept. A null root, or
+    /// one without a memory key, is a region that is not there.
+    explicit RegionInspection(const BaseClassSharedPointer &root);
+    ~RegionInspection();
+    RegionInspection(const RegionInspection &other);
+    RegionInspection &operator=(const RegionInspection &other);
+
+    /// Of the description in a file, whose name ends in `.process.json`.
+    static RegionInspection fromFile(const QString &fileName);
+    /// Of a directory of process descriptions, as it was laid out last.
+    static RegionInspection fromDirectory(const QString &processDir);
+    /// The memory keys of all regions of this machine, in alphabetical order. A file of somebody else
+    /// whose name ends as theirs is among them.
+    static QStringList findKeys();
+
+    /// The memory key; empty if the description has none.
+    QString getKey() const;
+    /// Whether there was something of that name, be it a region or not.
+    bool exists() const;
+    /// Whether it could be opened. If not, all that follows is unknown, 0 or empty.
+    bool isReadable() const;
+    /// errno of what hindered that, and the system's words for it; 0 and empty without.
+    int getError() const;
+    /// See getError().
+    QString getErrorString() const;
+
+    /// Bytes of the whole region.
+    qint64 getSize() const;
+    /// Whether it has two buffers: by the management block, or else by the description.
+    std::optional<bool> isDoubleBuffer() const;
+    /// Bytes of one buffer.
+    std::optional<quint32> getBufferSize() const;
+    /// How often a set was published so far. The creator publishes the first one, without values.
+    std::optional<quint64> getSwapCount() const;
+    /// When that was done last, to some milliseconds, in UTC.
+    std::optional<QDateTime> getLastSwap() const;
+    /// Who made it.
+    RegionCreator getCreator() const;
+    /// How it stands with the write lock.
+    RegionLock getLock() const;
+    /// Who has it mapped. Use RegionUsers for many regions at once.
+    QVector<RegionUser> getUsers() const;
+
+    /// What became of the name.
+    enum class Name {
+        Current,  ///< It leads to the memory that is looked at.
+        Replaced, ///< It leads to another one by now.
+        Removed   ///< It is no more, or was not there from the beginning.
+    };
+    /// What became of the name since the construction.
+    RegionInspection::Name getName() const;
+
+    /// LayoutFingerprint of the creator's description.
+    std::optional<quint64> getFingerprint() const;
+    /// Whether the creator laid its leaves out as the description does. False also if the size is
+    /// another one. Unknown without a description or fingerprint.
+    std::optional<bool> hasLayoutOfDescription() const;
+    /// URL of the first leaf of the description at which the layouts differ, as far as it can be told;
+    /// empty if they do not, or if it cannot.
+    QString findFirstDifference() const;
+
+    /// The two buffers of a region; a single one is First.
+    enum class Buffer { First = 0, Second = 1 };
+    /// The buffer that readers see now.
+    std::optional<RegionInspection::Buffer> getReadBuffer() const;
+    /// The bytes of the value at the URL of the description, as they lie in @p buffer at this moment:
+    /// of a buffer that is being written they may be half of two values. Empty if there is no such leaf
+    /// or buffer, or if the slot reaches outside.
+    QByteArray getValueBytes(const QString &url, RegionInspection::Buffer buffer) const;
+    /// The bytes of its error state; empty if the slot has none. See getValueBytes().
+    QByteArray getErrorStateBytes(const QString &url, RegionInspection::Buffer buffer) const;
+
+private:
+    friend class RegionUsers; // needs to know the memory
+
+    class Private;
+    std::shared_ptr<const Private> m_private;
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Companion/PingPongBufferHandler.h"
+#include "Inspection/RegionFile_p.h"
+#include "Inspection/RegionInspection.h"
+#include "ProcessDataManagement/LayoutFingerprint.h"
+#include "ProcessDataManagement/LayoutLeaf_p.h"
+
+/// What an inspection keeps of its description, and the memory.
+class RegionInspection::Private
+{
+public:
+    using Block = PingPongBufferHandler::ManagementBuffer;
+
+    /// What a description says of the region.
+    struct Description
+    {
+        explicit Description(const BaseClassSharedPointer &root);
+
+        quint32 bufferSize;
+        bool isDoubleBuffer;
+        LayoutFingerprint layout;
+        std::vector<LayoutLeaf> leaves;
+    };
+
+    explicit Private(const QString &memoryKey);
+    explicit Private(const BaseClassSharedPointer &root);
+
+    /// False without a management block of this format.
+    bool readBlock(Block &block) const;
+    /// Where a buffer begins; none if there is no such buffer.
+    std::optional<qint64> offsetOf(Buffer buffer) const;
+    const LayoutLeaf *findLeaf(const QString &url) const;
+    /// The bytes of a slot, if they lie inside the buffer.
+    QByteArray bytes(Buffer buffer, quint64 offset, quint32 size) const;
+
+    QString key;
+    QString name;         ///< of the memory
+    QString semaphoreKey; ///< text from which the key of the semaphores is made
+    RegionFile file;
+    std::optional<Description> description;
+};

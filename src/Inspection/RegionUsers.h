@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Companion/TesselExport.h"
+#include "Inspection/RegionUser.h"
+
+#include <QVector>
+
+#include <memory>
+
+class RegionInspection;
+
+/// Who has which region mapped, by one look at all processes of the machine.
+///
+/// The look is taken at the construction and costs a few milliseconds for a hundred processes. Processes of
+/// other users are only seen by root, and of other containers only by their host.
+class TESSEL_EXPORT RegionUsers
+{
+public:
+    RegionUsers();
+    ~RegionUsers();
+
+    RegionUsers(const RegionUsers &) = delete;
+    RegionUsers &operator=(const RegionUsers &) = delete;
+
+    /// In ascending order of their ids. A process with two memories of the name is there twice. The
+    /// looking process counts as any other; an inspection alone maps nothing.
+    QVector<RegionUser> getUsersOf(const RegionInspection &region) const;
+    /// Whether all processes could be looked at. If not, others may have the region mapped as well.
+    bool isComplete() const;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> m_private;
+};

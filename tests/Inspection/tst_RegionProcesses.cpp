@@ -1,0 +1,225 @@
+#include "InspectedRegion.h"
+#include "Inspection/RegionUsers.h"
+#include "support/ChildProcess.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace {
+
+/// Holds a region until it is told to end.
+ChildProcess::Body holding(const ProcessDescription &description,
+                           ProcessDataManager::InitTypeSharedMemory type)
+{
+    return [&description, type](const ChildSide &side) {
+        const QuietManager manager(description, type);
+        CHILD_VERIFY(manager.isValid());
+        side.say();
+        side.waitForWord();
+        return 0;
+    };
+}
+
+/// Of this process, or of others.
+QVector<RegionUser> usersBeside(const RegionInspection &region, qint64 process)
+{
+    QVector<RegionUser> users = region.getUsers();
+    users.erase(std::remove_if(users.begin(), users.end(),
+                               [process](const RegionUser &user) { return user.pid == process; }),
+                users.end());
+    return users;
+}
+
+QString ownProgram()
+{
+    return QFileInfo(QCoreApplication::applicationFilePath()).fileName();
+}
+
+} // namespace
+
+/// What an inspection says of the processes that hang on a region.
+class tst_RegionProcesses : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void runningCreatorIsAlive();
+    void killedCreatorIsDead();
+    void creatorThatNobodyHasWaitedForIsDead();
+    void idThatCameBackIsNoCreator();
+    void creatorWithoutStartIsUnknown();
+    void usersAreThoseWhoHaveItMapped();
+    void inspectionIsNoUser();
+    void readerOfAReplacedRegionIsMarked();
+    void readerOfARemovedRegionIsMarked();
+    void otherRegionsDoNotCount();
+    void oneLookServesManyRegions();
+};
+
+void tst_RegionProcesses::runningCreatorIsAlive()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+
+    const RegionCreator found = description.inspect().getCreator();
+
+    QVERIFY(found.pid == qint64{getpid()});
+    QVERIFY(found.isAlive == true);
+}
+
+void tst_RegionProcesses::killedCreatorIsDead()
+{
+    const TwoNumbers description;
+    ChildProcess child(holding(description, create));
+    QVERIFY(child.waitUntilReady());
+    const RegionCreator before = description.inspect().getCreator();
+    QVERIFY(before.isAlive == true);
+
+    QVERIFY(child.kill());
+
+    const RegionCreator after = description.inspect().getCreator();
+    QVERIFY(after.pid == before.pid);
+    QVERIFY(after.isAlive == false);
+}
+
+void tst_RegionProcesses::creatorThatNobodyHasWaitedForIsDead()
+{
+    const TwoNumbers description;
+    ChildProcess child(holding(description, create));
+    QVERIFY(child.waitUntilReady());
+    const RegionInspection region = description.inspect();
+    QVERIFY(region.getCreator().isAlive == true);
+
+    child.send(SIGKILL);
+
+    // Its number stays taken until waitForExit().
+    QTRY_VERIFY_WITH_TIMEOUT(region.getCreator().isAlive == false, 60000);
+    QVERIFY(QFile::exists(QStringLiteral("/proc/%1").arg(*region.getCreator().pid)));
+    QCOMPARE(child.waitForExit(), -SIGKILL);
+}
+
+void tst_RegionProcesses::idThatCameBackIsNoCreator()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    block.management()->creatorStart.fetch_sub(1);
+
+    QVERIFY(description.inspect().getCreator().pid == qint64{getpid()});
+    QVERIFY(description.inspect().getCreator().isAlive == false);
+}
+
+void tst_RegionProcesses::creatorWithoutStartIsUnknown()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    block.management()->creatorStart = 0;
+
+    QVERIFY(description.inspect().getCreator().pid == qint64{getpid()});
+    QVERIFY(!description.inspect().getCreator().isAlive);
+}
+
+void tst_RegionProcesses::usersAreThoseWhoHaveItMapped()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    ChildProcess child(holding(description, attach));
+    QVERIFY(child.waitUntilReady());
+
+    const QVector<RegionUser> users = description.inspect().getUsers();
+
+    QCOMPARE(users.size(), 2);
+    QVERIFY(users[0].pid == getpid() || users[1].pid == getpid());
+    QVERIFY(users[0].pid < users[1].pid);
+    for (const auto &user : users) {
+        QCOMPARE(user.program, ownProgram());
+        QVERIFY(!user.isReplaced);
+    }
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+    QCOMPARE(usersBeside(description.inspect(), getpid()).size(), 0);
+}
+
+void tst_RegionProcesses::inspectionIsNoUser()
+{
+    const TwoNumbers description;
+    QVERIFY(description.segment.make(QByteArray(1000, '\0')));
+
+    const RegionInspection region = description.inspect();
+    region.getSwapCount();
+
+    QCOMPARE(region.getUsers().size(), 0);
+}
+
+void tst_RegionProcesses::readerOfAReplacedRegionIsMarked()
+{
+    const TwoNumbers description;
+    ChildProcess former(holding(description, create));
+    QVERIFY(former.waitUntilReady());
+    ChildProcess reader(holding(description, attach));
+    QVERIFY(reader.waitUntilReady());
+    QVERIFY(former.kill());
+    const RegionInspection before = description.inspect();
+    const QuietManager later(description, create);
+
+    const QVector<RegionUser> users = usersBeside(description.inspect(), getpid());
+
+    QCOMPARE(users.size(), 1);
+    QVERIFY(users[0].isReplaced);
+    QCOMPARE(users[0].program, ownProgram());
+    // Whoever looks at the former memory sees the same.
+    QCOMPARE(usersBeside(before, getpid()).size(), 1);
+    QVERIFY(usersBeside(before, getpid())[0].isReplaced);
+    const QVector<RegionUser> own = usersBeside(before, users[0].pid);
+    QCOMPARE(own.size(), 1);
+    QVERIFY(!own[0].isReplaced);
+}
+
+void tst_RegionProcesses::readerOfARemovedRegionIsMarked()
+{
+    const TwoNumbers description;
+    auto creator = std::make_unique<QuietManager>(description, create);
+    ChildProcess reader(holding(description, attach));
+    QVERIFY(reader.waitUntilReady());
+    creator.reset();
+
+    const QVector<RegionUser> users = description.inspect().getUsers();
+
+    QCOMPARE(users.size(), 1);
+    QVERIFY(users[0].isReplaced);
+}
+
+void tst_RegionProcesses::otherRegionsDoNotCount()
+{
+    TwoNumbers description;
+    TwoNumbers longer;
+    // Ends in the same way.
+    longer.key = QStringLiteral("x") + description.key;
+    const SegmentFile segment(longer.key + QStringLiteral("SharedMemory"));
+    const SemaphoreSet semaphores(longer.key + QStringLiteral("Semaphore"));
+    const QuietManager creator(longer, create);
+
+    QCOMPARE(description.inspect().getUsers().size(), 0);
+    QCOMPARE(longer.inspect().getUsers().size(), 1);
+}
+
+void tst_RegionProcesses::oneLookServesManyRegions()
+{
+    const TwoNumbers first;
+    const TwoNumbers second(false);
+    const QuietManager firstCreator(first, create);
+    const QuietManager secondCreator(second, create);
+
+    const RegionUsers users;
+
+    QCOMPARE(users.getUsersOf(first.inspect()).size(), 1);
+    QCOMPARE(users.getUsersOf(second.inspect()).size(), 1);
+}
+
+QTEST_GUILESS_MAIN(tst_RegionProcesses)
+
+#include "tst_RegionProcesses.moc"
