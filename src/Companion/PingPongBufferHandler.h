@@ -37,7 +37,9 @@ public:
     ///       | fingerprint    | creatorStart   | creatorPid | reserved ...   written at creation
     ///     256 ... 383
     ///       | layoutParts[0] ... [31]                                       written at creation
-    ///     384 ... 511
+    ///     384 ... 447
+    ///       | otherLayouts[0] ... [7]                                       by attachers
+    ///     448 ... 511
     ///       | reserved, zero
     ///
     /// An epoch is the time between two swaps, numbered by swapCount. In epoch e readers use buffer
@@ -100,8 +102,11 @@ public:
         /// Of the leaves that begin in each of 32 equal parts of a buffer, so that whoever has another
         /// layout finds where. Only together with `fingerprint`.
         std::atomic<quint32> layoutParts[32];
+        /// Processes that attached with another layout than the creator's: the process id in the upper half,
+        /// the lower half of its start in the lower one. 0: free, and so is that of a process that has ended.
+        std::atomic<quint64> otherLayouts[8];
         /// Zero, for words to come.
-        unsigned char reserved[128];
+        unsigned char reserved[64];
     };
 
     /// Takes addresses into a mapping that must outlive every lock. From null addresses the handler
@@ -177,6 +182,7 @@ static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, fingerprint) == 
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorStart) == 200);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorPid) == 208);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, layoutParts) == 256);
-static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 384);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, otherLayouts) == 384);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 448);
 static_assert(std::atomic<quint64>::is_always_lock_free,
               "words between processes must not hide a lock");

@@ -2,28 +2,12 @@
 #include "ProcessDataManagement/ProcessStart_p.h"
 
 #include <QDir>
-#include <QFile>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 
 namespace {
-
-/// The id that a process has in the innermost namespace: the last number of "NSpid:\t4711\t12".
-pid_t innermostPid(const QString &process)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(process));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return 0;
-    }
-    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
-        if (line.startsWith("NSpid:")) {
-            return static_cast<pid_t>(line.simplified().split(' ').constLast().toInt());
-        }
-    }
-    return 0;
-}
 
 bool runsInOtherNamespace(pid_t pid, quint64 start)
 {
@@ -35,7 +19,7 @@ bool runsInOtherNamespace(pid_t pid, quint64 start)
             return false;
         }
         const ProcessStart found = ProcessStart::of(number);
-        return found.ticks == start && found.isRunning() && innermostPid(entry) == pid;
+        return found.ticks == start && found.isRunning() && ProcessStart::ownPid(number) == pid;
     });
 }
 

@@ -79,6 +79,17 @@ std::optional<qint64> RegionInspection::Private::offsetOf(Buffer buffer) const
     return buffer == Buffer::First ? blockSize : blockSize + bufferSize;
 }
 
+std::vector<quint64> RegionInspection::Private::otherLayouts() const
+{
+    Block block{};
+    std::vector<quint64> words;
+    if (readBlock(block)) {
+        std::copy_if(std::cbegin(block.otherLayouts), std::cend(block.otherLayouts),
+                     std::back_inserter(words), [](quint64 word) { return word != 0; });
+    }
+    return words;
+}
+
 const LayoutLeaf *RegionInspection::Private::findLeaf(const QString &url) const
 {
     if (!description) {

@@ -30,6 +30,8 @@ public:
     bool readBlock(Block &block) const;
     /// Where a buffer begins; none if there is no such buffer.
     std::optional<qint64> offsetOf(Buffer buffer) const;
+    /// The words of the processes that have attached with another layout.
+    std::vector<quint64> otherLayouts() const;
     const LayoutLeaf *findLeaf(const QString &url) const;
     /// The bytes of a slot, if they lie inside the buffer.
     QByteArray bytes(Buffer buffer, quint64 offset, quint32 size) const;

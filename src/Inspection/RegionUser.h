@@ -13,4 +13,6 @@ struct RegionUser
     /// It has another memory than the one to which the name leads now: that was replaced or removed
     /// since, and nobody who attaches today sees what this process writes.
     bool isReplaced;
+    /// It has attached with another layout of the leaves than the creator's, at least once.
+    bool hasOtherLayout;
 };

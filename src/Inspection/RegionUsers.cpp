@@ -1,6 +1,7 @@
 #include "Inspection/RegionUsers.h"
 
 #include "Inspection/RegionInspectionPrivate_p.h"
+#include "ProcessDataManagement/ProcessStart_p.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <fcntl.h>
 #include <sys/sysmacros.h>
 
 namespace {
@@ -56,6 +58,18 @@ bool readMapping(const QByteArray &line, Mapping &mapping)
     return true;
 }
 
+/// By the words that such processes leave in the block.
+bool isAmong(const std::vector<quint64> &words, qint64 process)
+{
+    const auto pid = static_cast<pid_t>(process);
+    const ProcessStart start = words.empty() ? ProcessStart() : ProcessStart::of(pid);
+    return std::any_of(words.cbegin(), words.cend(), [&](quint64 word) {
+        const pid_t noted = ProcessStart::pidOf(word);
+        return ProcessStart::wordOf(noted, start) == word
+               && (noted == pid || noted == ProcessStart::ownPid(pid));
+    });
+}
+
 QString programOf(qint64 pid)
 {
     QString path = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid));
@@ -89,10 +103,12 @@ struct RegionUsers::Private
 
 void RegionUsers::Private::look(qint64 pid)
 {
-    QFile table(QStringLiteral("/proc/%1/maps").arg(pid));
-    if (!table.open(QIODevice::ReadOnly)) {
-        // A process that has ended meanwhile has nothing mapped.
-        isComplete = isComplete && !QFile::exists(QStringLiteral("/proc/%1").arg(pid));
+    const QByteArray path = QByteArrayLiteral("/proc/") + QByteArray::number(pid) + "/maps";
+    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
+    QFile table;
+    if (fd < 0 || !table.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        // A process that has ended, or that the kernel runs for itself, has nothing mapped.
+        isComplete = isComplete && errno != EACCES && errno != EPERM;
         return;
     }
     // Such a file has no size: it ends where nothing more comes.
@@ -132,6 +148,7 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
     FileIdentity current{};
     const bool isThere = RegionFile::find(name, current);
     const QByteArray path = pathInTable(name);
+    const std::vector<quint64> otherLayouts = region.m_private->otherLayouts();
     QVector<RegionUser> users;
     for (const auto &mapping : m_private->mappings) {
         const bool isCurrent = isThere && mapping.memory == current;
@@ -140,7 +157,8 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
         const bool isFormer = mapping.path == path
                               && mapping.memory.device == RegionFile::deviceOfAll();
         if (isCurrent || isInspected || isFormer) {
-            users.append({mapping.pid, programOf(mapping.pid), !isCurrent});
+            users.append({mapping.pid, programOf(mapping.pid), !isCurrent,
+                          isInspected && isAmong(otherLayouts, mapping.pid)});
         }
     }
     return users;

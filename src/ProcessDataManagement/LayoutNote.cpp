@@ -9,6 +9,29 @@
 
 #include <unistd.h>
 
+namespace {
+
+bool isRunning(quint64 word)
+{
+    const ProcessStart start = ProcessStart::of(ProcessStart::pidOf(word));
+    return start.isRunning() && ProcessStart::wordOf(ProcessStart::pidOf(word), start) == word;
+}
+
+/// For whoever asks which processes to start again. Where all places are taken there are enough names.
+void noteOtherLayout(PingPongBufferHandler::ManagementBuffer &management)
+{
+    const quint64 own = ProcessStart::wordOf(getpid(), ProcessStart::of(getpid()));
+    for (auto &place : management.otherLayouts) {
+        quint64 found = place.load(std::memory_order_relaxed);
+        if (found == own
+            || ((found == 0 || !isRunning(found)) && place.compare_exchange_strong(found, own))) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
 namespace LayoutNote {
 
 void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassSharedPointer &root,
@@ -24,7 +47,7 @@ void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassS
     management.fingerprint.store(layout.getValue(), std::memory_order_release);
 }
 
-void compare(const PingPongBufferHandler::ManagementBuffer &management,
+void compare(PingPongBufferHandler::ManagementBuffer &management,
              const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key)
 {
     const quint64 others = management.fingerprint.load(std::memory_order_acquire);
@@ -39,6 +62,7 @@ void compare(const PingPongBufferHandler::ManagementBuffer &management,
     std::transform(
         std::cbegin(management.layoutParts), std::cend(management.layoutParts), parts.begin(),
         [](const std::atomic<quint32> &part) { return part.load(std::memory_order_relaxed); });
+    noteOtherLayout(management);
     const QString first = layout.findFirstDifference(parts, bufferSize);
     qWarning() << "The region of" << key << "has another layout than this process description, from"
                << (first.isEmpty() ? QStringLiteral("a leaf that is missing here") : first)

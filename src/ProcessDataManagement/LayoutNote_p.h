@@ -12,9 +12,9 @@ using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedP
 /// Before anybody can see a set of the region.
 void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassSharedPointer &root,
            quint32 bufferSize);
-/// A warning if the creator of the region @p key had another layout than @p root. Whatever it had, the
-/// slots lie inside the buffer, so that the process may go on.
-void compare(const PingPongBufferHandler::ManagementBuffer &management,
+/// A warning if the creator of the region @p key had another layout than @p root, and a note in the region
+/// that this process has. Whatever it had, the slots lie inside the buffer, so that the process may go on.
+void compare(PingPongBufferHandler::ManagementBuffer &management,
              const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key);
 
 } // namespace LayoutNote

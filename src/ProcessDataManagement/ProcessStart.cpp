@@ -22,3 +22,18 @@ ProcessStart ProcessStart::of(pid_t process)
     return {fields[startField - stateField].toULongLong(),
             fields[0].isEmpty() ? '\0' : fields[0][0]};
 }
+
+pid_t ProcessStart::ownPid(pid_t process)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(process));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    // The last number of "NSpid:\t4711\t12" is that of the innermost namespace.
+    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
+        if (line.startsWith("NSpid:")) {
+            return static_cast<pid_t>(line.simplified().split(' ').constLast().toInt());
+        }
+    }
+    return 0;
+}

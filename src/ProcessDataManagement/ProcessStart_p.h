@@ -13,6 +13,16 @@ struct ProcessStart
 
     /// Of @p process as this process sees it.
     static ProcessStart of(pid_t process);
+    /// The id that @p process, as this process sees it, has in its own namespace; 0: not to be had.
+    static pid_t ownPid(pid_t process);
+
+    // Id and start in one word, which changes at once.
+    static quint64 wordOf(pid_t process, const ProcessStart &start)
+    {
+        return quint64{static_cast<quint32>(process)} << 32 | (start.ticks & 0xFFFFFFFF);
+    }
+    static pid_t pidOf(quint64 word) { return static_cast<pid_t>(word >> 32); }
+
     /// An ended process that nobody has waited for yet has a number and a start, but no memory.
     bool isRunning() const { return ticks != 0 && state != 'Z' && state != 'X'; }
 };

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void inspectionIsNoUser();
     void readerOfAReplacedRegionIsMarked();
     void readerOfARemovedRegionIsMarked();
+    void processWithAnotherLayoutIsMarked();
     void otherRegionsDoNotCount();
     void oneLookServesManyRegions();
 };
@@ -191,6 +192,25 @@ void tst_RegionProcesses::readerOfARemovedRegionIsMarked()
 
     QCOMPARE(users.size(), 1);
     QVERIFY(users[0].isReplaced);
+}
+
+void tst_RegionProcesses::processWithAnotherLayoutIsMarked()
+{
+    const TwoNumbers description;
+    TwoNumbers other;
+    other.key = description.key;
+    other.leaves[QStringLiteral("b")].type = QStringLiteral("uint32");
+    const QuietManager creator(description, create);
+    ChildProcess child(holding(other, attach));
+    QVERIFY(child.waitUntilReady());
+
+    const QVector<RegionUser> users = usersBeside(description.inspect(), getpid());
+
+    QCOMPARE(users.size(), 1);
+    QVERIFY(users[0].hasOtherLayout);
+    const QVector<RegionUser> own = usersBeside(description.inspect(), users[0].pid);
+    QCOMPARE(own.size(), 1);
+    QVERIFY(!own[0].hasOtherLayout);
 }
 
 void tst_RegionProcesses::otherRegionsDoNotCount()

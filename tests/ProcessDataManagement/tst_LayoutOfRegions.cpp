@@ -25,6 +25,16 @@ struct TwoNumbers : ProcessDescription
     }
 };
 
+/// Of the same region, with `b` as another type.
+struct OtherNumbers : TwoNumbers
+{
+    explicit OtherNumbers(const TwoNumbers &description)
+    {
+        key = description.key;
+        leaves[QStringLiteral("b")].type = QStringLiteral("uint32");
+    }
+};
+
 /// The region of a description as everybody sees it.
 class SeenBlock
 {
@@ -47,6 +57,12 @@ quint64 ownStart()
 {
     QFile file(QStringLiteral("/proc/self/stat"));
     return file.open(QIODevice::ReadOnly) ? file.readAll().split(' ').value(21).toULongLong() : 0;
+}
+
+/// Of this process, as it stands in a place for those with another layout.
+quint64 ownWord()
+{
+    return quint64{static_cast<quint32>(getpid())} << 32 | (ownStart() & 0xFFFFFFFF);
 }
 
 LogLine mismatch(const ProcessDescription &description, const char *where)
@@ -72,7 +88,10 @@ class tst_LayoutOfRegions : public QObject
 
 private Q_SLOTS:
     void creatorLeavesLayoutAndItself();
-    void attacherLeavesWhatStandsThere();
+    void attacherWithTheLayoutChangesNothing();
+    void attacherWithAnotherLayoutNotesItself();
+    void placesOfEndedProcessesAreTakenAgain();
+    void fullPlacesStayAsTheyAre();
     void childThatCreatesIsTheCreator();
     void otherLayoutIsOneWarningAndNoHindrance();
     void leafThatIsMissingHereIsTold();
@@ -99,20 +118,76 @@ void tst_LayoutOfRegions::creatorLeavesLayoutAndItself()
     }
 }
 
-void tst_LayoutOfRegions::attacherLeavesWhatStandsThere()
+void tst_LayoutOfRegions::attacherWithTheLayoutChangesNothing()
 {
     const TwoNumbers description;
-    TwoNumbers other;
-    other.key = description.key;
-    other.leaves.remove(QStringLiteral("b"));
     ProcessDataManager creator;
     ProcessDataManager attacher;
     const LogCapture log;
     QVERIFY(creator.createProcessData(description.parse(), create));
     const QByteArray before = description.segment.content();
 
+    QVERIFY(attacher.createProcessData(description.parse(), attach));
+
+    QCOMPARE(description.segment.content(), before);
+}
+
+void tst_LayoutOfRegions::attacherWithAnotherLayoutNotesItself()
+{
+    const TwoNumbers description;
+    const OtherNumbers other(description);
+    ProcessDataManager creator;
+    ProcessDataManager attacher;
+    const LogCapture log;
+    QVERIFY(creator.createProcessData(description.parse(), create));
+    QByteArray expected = description.segment.content();
+    const quint64 own = ownWord();
+    expected.replace(384, sizeof own, reinterpret_cast<const char *>(&own), sizeof own);
+
+    QVERIFY(attacher.createProcessData(other.parse(), attach));
+    QCOMPARE(description.segment.content(), expected);
+
+    // Once is enough.
+    QVERIFY(attacher.createProcessData(other.parse(), attach));
+    QCOMPARE(description.segment.content(), expected);
+}
+
+void tst_LayoutOfRegions::placesOfEndedProcessesAreTakenAgain()
+{
+    const TwoNumbers description;
+    const OtherNumbers other(description);
+    ProcessDataManager creator;
+    ProcessDataManager attacher;
+    const LogCapture log;
+    QVERIFY(creator.createProcessData(description.parse(), create));
+    SeenBlock block(description);
+    // Of this id, but started at another time.
+    block->otherLayouts[0] = ownWord() - 1;
+
     QVERIFY(attacher.createProcessData(other.parse(), attach));
 
+    QCOMPARE(block->otherLayouts[0].load(), ownWord());
+    QCOMPARE(block->otherLayouts[1].load(), quint64{0});
+}
+
+void tst_LayoutOfRegions::fullPlacesStayAsTheyAre()
+{
+    const TwoNumbers description;
+    const OtherNumbers other(description);
+    ProcessDataManager creator;
+    const LogCapture log;
+    QVERIFY(creator.createProcessData(description.parse(), create));
+    SeenBlock block(description);
+    for (auto &place : block->otherLayouts) {
+        place = ownWord();
+    }
+    const QByteArray before = description.segment.content();
+    ChildProcess child([&](const ChildSide &) {
+        ProcessDataManager attacher;
+        return attacher.createProcessData(other.parse(), attach) ? 0 : 1;
+    });
+
+    QCOMPARE(child.waitForExit(), 0);
     QCOMPARE(description.segment.content(), before);
 }
 
@@ -141,9 +216,7 @@ void tst_LayoutOfRegions::childThatCreatesIsTheCreator()
 void tst_LayoutOfRegions::otherLayoutIsOneWarningAndNoHindrance()
 {
     const TwoNumbers description;
-    TwoNumbers other;
-    other.key = description.key;
-    other.leaves[QStringLiteral("b")].type = QStringLiteral("uint32");
+    const OtherNumbers other(description);
     ProcessDataManager creator;
     ProcessDataManager attacher;
     LogCapture log;
