@@ -31,6 +31,8 @@ public:
     ToolProcess(const ToolProcess &) = delete;
     ToolProcess &operator=(const ToolProcess &) = delete;
 
+    /// 0 if it has ended.
+    qint64 pid() const { return m_process.processId(); }
     /// The next line on standard output; empty if the tool ended before.
     QString nextLine();
     void signal(int number);

@@ -74,7 +74,7 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info", "hold", "get", "set", "watch", "build", "merge", "config"}) {
+         {"info", "hold", "get", "set", "watch", "wait", "regions", "build", "merge", "config"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -106,7 +106,7 @@ void tst_ToolComplete::wordsFit_data()
         list.removeAll(QString());
         QTest::newRow(words) << wordsOf(words) << list;
     };
-    add("wa", "watch");
+    add("wa", "watch wait");
     add("--ver", "--verbose --version");
     add("-v in", "info");
     add("complete ", "");
@@ -117,6 +117,10 @@ void tst_ToolComplete::wordsFit_data()
     add("watch --count ", "");
     add("watch --count 5 --int", "--interval");
     add("watch -- --int", "");
+    add("wait --ti", "--timeout");
+    add("wait --timeout ", "");
+    add("regions ", "");
+    add("regions --js", "--json");
     add("config ", "get set show table");
     add("config set --no", "--no-input");
     add("config get --no", "");

@@ -4,8 +4,9 @@
 
 namespace {
 
-const QStringList subcommands{QStringLiteral("info"), QStringLiteral("hold"), QStringLiteral("get"),
-                              QStringLiteral("set"), QStringLiteral("watch")};
+const QStringList subcommands{QStringLiteral("info"),  QStringLiteral("hold"),
+                              QStringLiteral("get"),   QStringLiteral("set"),
+                              QStringLiteral("watch"), QStringLiteral("wait")};
 
 } // namespace
 
@@ -19,6 +20,7 @@ private Q_SLOTS:
     void helpNamesEverySubcommandAndExitCode();
     void everySubcommandHasHelpWithExamples_data();
     void everySubcommandHasHelpWithExamples();
+    void subcommandWithoutArgumentsHasHelpWithoutThem();
     void helpNeedsNoOtherArgument();
     void wrongUseIsOneLineWithExitCode2_data();
     void wrongUseIsOneLineWithExitCode2();
@@ -79,6 +81,16 @@ void tst_ToolUse::everySubcommandHasHelpWithExamples()
     for (const auto &line : lines) {
         QVERIFY2(line.size() <= 100, qPrintable(line));
     }
+}
+
+void tst_ToolUse::subcommandWithoutArgumentsHasHelpWithoutThem()
+{
+    const ToolResult result = runTool({QStringLiteral("regions"), QStringLiteral("--help")});
+
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.output.startsWith(QStringLiteral("Usage: tessel regions [OPTION...]\n")));
+    QVERIFY(!result.output.contains(QStringLiteral("Arguments:")));
+    QVERIFY(result.output.contains(QStringLiteral("\nExamples:\n  tessel regions ")));
 }
 
 void tst_ToolUse::helpNeedsNoOtherArgument()
@@ -147,6 +159,29 @@ void tst_ToolUse::wrongUseIsOneLineWithExitCode2_data()
                        QStringLiteral("f")}
         << QStringLiteral("watch: --interval takes a whole number from 1 to 3600000, not '-5'; see "
                           "'tessel watch --help'");
+    QTest::newRow("file for all regions")
+        << QStringList{QStringLiteral("regions"), QStringLiteral("f")}
+        << QStringLiteral("regions: 'f' is one argument too many; see 'tessel regions --help'");
+    QTest::newRow("option of regions")
+        << QStringList{QStringLiteral("regions"), QStringLiteral("--jsn")}
+        << QStringLiteral("regions: unknown option '--jsn' (did you mean '--json'?); see 'tessel "
+                          "regions --help'");
+    QTest::newRow("wait for nothing")
+        << QStringList{QStringLiteral("wait")}
+        << QStringLiteral("wait: FILE is missing; see 'tessel wait --help'");
+    QTest::newRow("wait for two")
+        << QStringList{QStringLiteral("wait"), QStringLiteral("f"), QStringLiteral("g")}
+        << QStringLiteral("wait: 'g' is one argument too many; see 'tessel wait --help'");
+    QTest::newRow("time below zero")
+        << QStringList{QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("-1"),
+                       QStringLiteral("f")}
+        << QStringLiteral("wait: --timeout takes a whole number from 0 to 86400, not '-1'; see "
+                          "'tessel wait --help'");
+    QTest::newRow("time without a number")
+        << QStringList{QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("soon"),
+                       QStringLiteral("f")}
+        << QStringLiteral("wait: --timeout takes a whole number from 0 to 86400, not 'soon'; see "
+                          "'tessel wait --help'");
     QTest::newRow("option without its value")
         << QStringList{QStringLiteral("watch"), QStringLiteral("f"), QStringLiteral("--count")}
         << QStringLiteral("watch: Missing value after '--count'; see 'tessel watch --help'");

@@ -176,6 +176,9 @@ QString helpText(const CommandSyntax &syntax)
     for (const auto &option : allOptions(syntax)) {
         options += helpLine(spelled(option), option.description());
     }
-    return QStringLiteral("%1\n\n%2\n\nArguments:\n%3\nOptions:\n%4\nExamples:\n%5")
+    if (!positionals.isEmpty()) {
+        positionals = QStringLiteral("Arguments:\n%1\n").arg(positionals);
+    }
+    return QStringLiteral("%1\n\n%2\n\n%3Options:\n%4\nExamples:\n%5")
         .arg(usage, syntax.summary, positionals, options, syntax.examples);
 }

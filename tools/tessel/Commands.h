@@ -15,6 +15,8 @@ Command holdCommand();
 Command getCommand();
 Command setCommand();
 Command watchCommand();
+Command waitCommand();
+Command regionsCommand();
 Command buildCommand();
 Command mergeCommand();
 Command configCommand();

@@ -49,7 +49,7 @@ ExitCode run(const CommandLine &line)
     const DescriptionSource description(line.positional(0));
     description.requireMemory();
     SignalWait signals(SignalWait::Signals::Ending);
-    const bool wasThere = findRegion(description).exists;
+    const bool wasThere = RegionInspection(description.key()).exists();
     const LiveRegion region(description, LiveRegion::Opening::Create);
     if (wasThere) {
         noteReplacement(description);

@@ -4,8 +4,8 @@
 #include "Companion/SystemVSemaphoreBaseClass.h"
 #include "DescriptionSource.h"
 #include "Failure.h"
+#include "Inspection/RegionInspection.h"
 #include "JsonText.h"
-#include "LiveRegion.h"
 #include "Output.h"
 #include "Table.h"
 
@@ -63,16 +63,19 @@ QString semaphoreKeyText(const DescriptionSource &description)
 
 QString regionText(const DescriptionSource &description)
 {
-    const RegionState region = findRegion(description);
-    if (!region.exists) {
+    const RegionInspection region(description.root());
+    if (!region.exists()) {
         return QStringLiteral("does not exist now");
     }
-    if (region.size == 0) {
-        return QStringLiteral("exists, cannot be opened: %1").arg(region.reason);
+    if (!region.isReadable()) {
+        return QStringLiteral("exists, cannot be opened: %1").arg(region.getErrorString());
     }
-    if (quint32(region.size) != description.regionSize()) {
+    if (region.getSize() != description.regionSize()) {
         return QStringLiteral("exists with %1 bytes: made from another description")
-            .arg(region.size);
+            .arg(region.getSize());
+    }
+    if (region.hasLayoutOfDescription() == false) {
+        return QStringLiteral("exists: made from another description");
     }
     return QStringLiteral("exists");
 }
@@ -163,8 +166,7 @@ void printJson(const DescriptionSource &description)
         {QStringLiteral("bufferSize"), QString::number(description.bufferSize())},
         {QStringLiteral("doubleBuffer"), jsonBool(description.isDoubleBuffered())},
         {QStringLiteral("regionSize"), QString::number(description.regionSize())},
-        {QStringLiteral("regionExists"),
-         jsonBool(!description.key().isEmpty() && findRegion(description).exists)},
+        {QStringLiteral("regionExists"), jsonBool(RegionInspection(description.key()).exists())},
         {QStringLiteral("segment"), jsonString(description.segmentName())},
         {QStringLiteral("semaphoreKey"), jsonString(semaphoreKeyText(description))},
         {QStringLiteral("leaves"), jsonArray(leaves)},

@@ -5,20 +5,10 @@
 #include "Failure.h"
 #include "LogCollector.h"
 #include "Output.h"
-#include "ProcessData/Linux/SharedMemory.h"
 
 #include <QElapsedTimer>
-#include <QFile>
-
-#include <cerrno>
 
 namespace {
-
-/// The message's fixed beginning says which call failed; only the system's words are of use here.
-QString withoutCallNames(const QString &errorString)
-{
-    return errorString.mid(errorString.lastIndexOf(QStringLiteral(": ")) + 2);
-}
 
 QString withReasons(const QString &text)
 {
@@ -26,43 +16,22 @@ QString withReasons(const QString &text)
     return reasons.isEmpty() ? text : QStringLiteral("%1: %2").arg(text, reasons);
 }
 
-/// Whether this process maps a memory object that no longer has this name.
-bool isMappingOrphaned(const QString &segmentName)
+QString fromFirstLeaf(const RegionInspection &region)
 {
-    QFile maps(QStringLiteral("/proc/self/maps"));
-    if (!maps.open(QIODevice::ReadOnly)) {
-        return false;
-    }
-    const QByteArray ending = QFile::encodeName(segmentName) + " (deleted)";
-    const auto lines = maps.readAll().split('\n');
-    for (const auto &line : lines) {
-        if (line.endsWith(ending)) {
-            return true;
-        }
-    }
-    return false;
+    const QString first = region.findFirstDifference();
+    return first.isEmpty() ? QString() : QStringLiteral(", from '%1' on").arg(first);
 }
 
 } // namespace
-
-RegionState findRegion(const DescriptionSource &description)
-{
-    SharedMemory memory;
-    memory.setKey(description.segmentName());
-    // For writing first: opened for reading alone, a pipe under that name would wait for a writer.
-    if (memory.attach(SharedMemory::ReadWrite)
-        || (memory.error() == EACCES && memory.attach(SharedMemory::ReadOnly))) {
-        return {true, memory.size(), 0, {}};
-    }
-    return {memory.error() != ENOENT, 0, memory.error(), withoutCallNames(memory.errorString())};
-}
 
 LiveRegion::LiveRegion(const DescriptionSource &description, Opening opening)
     : m_description(description)
 {
     m_description.requireMemory();
     if (opening == Opening::Attach) {
-        requireMatchingRegion();
+        // Before the manager attaches: of a region that is replaced in between, requireCurrent() hears.
+        m_region.emplace(description.root());
+        requireMatchingRegion(*m_region, description);
     }
     LogCollector::takeReasons();
     const auto root = m_manager.createProcessData(
@@ -164,41 +133,17 @@ void LiveRegion::write(const Leaf &leaf, const ProcessValue &value)
 
 void LiveRegion::requireCurrent() const
 {
-    if (!isMappingOrphaned(m_description.segmentName())) {
-        return;
-    }
-    if (findRegion(m_description).exists) {
+    switch (m_region ? m_region->getName() : RegionInspection::Name::Current) {
+    case RegionInspection::Name::Current: return;
+    case RegionInspection::Name::Replaced:
         throw Failure{ExitCode::LayoutMismatch,
                       QStringLiteral("%1: the region '%2' was replaced by a new one; start again")
                           .arg(m_description.path(), m_description.key())};
+    case RegionInspection::Name::Removed: break;
     }
     throw Failure{ExitCode::NotFound,
                   QStringLiteral("%1: the region '%2' has gone, its creator has ended")
                       .arg(m_description.path(), m_description.key())};
-}
-
-void LiveRegion::requireMatchingRegion() const
-{
-    const RegionState region = findRegion(m_description);
-    if (!region.exists) {
-        throw Failure{ExitCode::NotFound,
-                      QStringLiteral("%1: no region '%2'; start the process that creates it, or "
-                                     "'tessel hold'")
-                          .arg(m_description.path(), m_description.key())};
-    }
-    if (region.size == 0) {
-        throw Failure{ExitCode::NoAccess,
-                      QStringLiteral("%1: cannot attach to region '%2': %3")
-                          .arg(m_description.path(), m_description.key(), region.reason)};
-    }
-    if (quint32(region.size) != m_description.regionSize()) {
-        throw Failure{ExitCode::LayoutMismatch,
-                      QStringLiteral("%1: region '%2' has %3 bytes where the description asks for "
-                                     "%4; its creator uses another description")
-                          .arg(m_description.path(), m_description.key())
-                          .arg(region.size)
-                          .arg(m_description.regionSize())};
-    }
 }
 
 void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
@@ -213,4 +158,34 @@ void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
     throw Failure{ExitCode::NoAccess,
                   withReasons(QStringLiteral("%1: no lock on region '%2'")
                                   .arg(m_description.path(), m_description.key()))};
+}
+
+void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description)
+{
+    if (!region.exists()) {
+        throw Failure{ExitCode::NotFound,
+                      QStringLiteral("%1: no region '%2'; start the process that creates it, or "
+                                     "'tessel hold'")
+                          .arg(description.path(), description.key())};
+    }
+    if (!region.isReadable()) {
+        throw Failure{ExitCode::NoAccess,
+                      QStringLiteral("%1: cannot attach to region '%2': %3")
+                          .arg(description.path(), description.key(), region.getErrorString())};
+    }
+    if (region.getSize() != description.regionSize()) {
+        throw Failure{ExitCode::LayoutMismatch,
+                      QStringLiteral("%1: region '%2' has %3 bytes where the description asks for "
+                                     "%4; its creator uses another description")
+                          .arg(description.path(), description.key())
+                          .arg(region.getSize())
+                          .arg(description.regionSize())};
+    }
+    if (region.hasLayoutOfDescription() == false) {
+        throw Failure{
+            ExitCode::LayoutMismatch,
+            QStringLiteral("%1: region '%2' has another layout%3; its creator uses another "
+                           "description")
+                .arg(description.path(), description.key(), fromFirstLeaf(region))};
+    }
 }

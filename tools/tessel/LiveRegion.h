@@ -1,23 +1,16 @@
 #pragma once
 
 #include "DescriptionSource.h"
+#include "Inspection/RegionInspection.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
 #include <QVector>
 
-/// The region of a description as it is found on this machine.
-struct RegionState
-{
-    bool exists;
-    /// Bytes; 0 if it does not exist or cannot be opened.
-    int size;
-    /// errno of what hindered opening it, and the system's words for it.
-    int error;
-    QString reason;
-};
+#include <optional>
 
-/// Looks without attaching.
-RegionState findRegion(const DescriptionSource &description);
+/// Refuses, by a Failure, a region that is not there, cannot be opened, or was made from another
+/// description.
+void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description);
 
 /// A description bound to its region in shared memory.
 ///
@@ -50,9 +43,9 @@ public:
     void requireCurrent() const;
 
 private:
-    void requireMatchingRegion() const;
     [[noreturn]] void refuseLock(qint64 waitedMilliseconds) const;
 
     const DescriptionSource &m_description;
+    std::optional<RegionInspection> m_region; ///< of an attachment
     ProcessDataManager m_manager;
 };

@@ -123,8 +123,9 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {infoCommand(),  holdCommand(),  getCommand(),    setCommand(),     watchCommand(),
-            buildCommand(), mergeCommand(), configCommand(), completeCommand()};
+    return {infoCommand(),  holdCommand(),   getCommand(),     setCommand(),
+            watchCommand(), waitCommand(),   regionsCommand(), buildCommand(),
+            mergeCommand(), configCommand(), completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

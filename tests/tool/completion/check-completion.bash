@@ -45,7 +45,7 @@ expect()
     fi
 }
 
-expect 'watch' wa
+expect 'wait watch' wa
 expect '--verbose --version' --ver
 expect '--json' get --j
 expect 'sensor-breakage sensor-short-circuit' set f u --error sensor

@@ -24,7 +24,7 @@ function expect --argument-names expected line
     end
 end
 
-expect watch 'tessel wa'
+expect 'wait watch' 'tessel wa'
 expect '--verbose --version' 'tessel --ver'
 expect '--json' 'tessel get --j'
 expect 'sensor-breakage sensor-short-circuit' 'tessel set f u --error sensor'

@@ -74,7 +74,7 @@ export HOME=$folder ZDOTDIR=$folder TERM=dumb
 zpty shell zsh -d -i
 read_up_to '<READY>' || exit 1
 
-expect 'watch' 'tessel wa'
+expect 'watch' 'tessel wat'
 expect '--verbose --version' 'tessel --ver'
 expect '--json' 'tessel get --j'
 expect 'sensor-breakage sensor-short-circuit' 'tessel set f u --error sensor'

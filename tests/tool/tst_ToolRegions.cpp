@@ -1,0 +1,334 @@
+#include "Companion/PingPongBufferHandler.h"
+#include "HeldRegion.h"
+#include "ProcessData/Linux/SharedMemory.h"
+#include "ToolProcess.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/SegmentFile.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <csignal>
+
+#include <sys/stat.h>
+
+using Metadata = ToolDescription::Metadata;
+
+namespace {
+
+/// A description of one number, and what its processes leave behind.
+class Plant
+{
+public:
+    Plant()
+        : m_segment(m_description.key() + QStringLiteral("SharedMemory"))
+        , m_semaphores(m_description.key() + QStringLiteral("Semaphore"))
+    {
+        m_description.add(QStringLiteral("n/a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    }
+
+    ToolDescription &description() { return m_description; }
+    const SegmentFile &segment() const { return m_segment; }
+    QString key() const { return m_description.key(); }
+    QString write() { return m_description.write(); }
+    /// Of the same region, with the number as another type.
+    QString writeOther()
+    {
+        m_description.add(QStringLiteral("n/b"), QStringLiteral("uint32"), Metadata::None, 4,
+                          {{QStringLiteral("offsetSharedMemory"), 0}});
+        m_description.setRoot(QStringLiteral("sizeOfSharedMemory"), 8);
+        return m_description.write();
+    }
+
+private:
+    ToolDescription m_description;
+    SegmentFile m_segment;
+    SemaphoreSet m_semaphores;
+};
+
+QJsonArray allRegions()
+{
+    const ToolResult result = runTool({QStringLiteral("regions"), QStringLiteral("--json")});
+    QJsonParseError error;
+    const QJsonArray regions = QJsonDocument::fromJson(result.output.toUtf8(), &error).array();
+    if (result.exitCode != 0 || error.error != QJsonParseError::NoError) {
+        qWarning() << result.exitCode << result.error << error.errorString();
+    }
+    return regions;
+}
+
+/// What the tool says of the region; empty if it does not name it just once.
+QJsonObject regionOf(const QString &key)
+{
+    QJsonObject found;
+    const QJsonArray regions = allRegions();
+    for (const auto &region : regions) {
+        if (region.toObject().value(QStringLiteral("key")) == key) {
+            if (!found.isEmpty()) {
+                return {};
+            }
+            found = region.toObject();
+        }
+    }
+    return found;
+}
+
+/// What it says of one process there.
+QJsonObject userOf(const QString &key, qint64 pid)
+{
+    const QJsonArray users = regionOf(key).value(QStringLiteral("attached")).toArray();
+    for (const auto &user : users) {
+        if (user.toObject().value(QStringLiteral("pid")).toDouble() == double(pid)) {
+            return user.toObject();
+        }
+    }
+    return {};
+}
+
+QJsonObject expectedUser(qint64 pid, const char *program, bool isReplaced, bool hasOtherLayout)
+{
+    return {{QStringLiteral("pid"), pid},
+            {QStringLiteral("program"), QString::fromLatin1(program)},
+            {QStringLiteral("isReplaced"), isReplaced},
+            {QStringLiteral("hasOtherLayout"), hasOtherLayout}};
+}
+
+/// The fields of the table's line for a region.
+QStringList lineOf(const QString &key)
+{
+    const QStringList lines = runTool({QStringLiteral("regions")}).output.split(QLatin1Char('\n'));
+    for (const auto &line : lines) {
+        if (line.startsWith(key + QLatin1Char(' '))) {
+            return line.split(QRegularExpression(QStringLiteral("  +")));
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+/// `tessel regions`, with real processes.
+class tst_ToolRegions : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void jsonHasAnObjectARegion();
+    void singleBufferIsUnknownInMuch();
+    void whatIsNoRegionIsUnknown();
+    void deadCreatorIsNamed();
+    void readerOfAReplacedRegionIsNamed();
+    void processWithAnotherLayoutIsNamed();
+    void lastSetHasItsAge_data();
+    void lastSetHasItsAge();
+    void setsAreCountedForASecond();
+    void tableHasTitles();
+    void nothingIsLeft();
+};
+
+void tst_ToolRegions::jsonHasAnObjectARegion()
+{
+    Plant plant;
+    const LogCapture log;
+    HeldRegion region(plant.write());
+    QVERIFY(region.publish(QStringLiteral("n/a"), validValue(5)));
+    SharedMemory memory;
+    memory.setKey(plant.segment().name());
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->lastSwap =
+        1767604364031000000;
+
+    QCOMPARE(regionOf(plant.key()),
+             (QJsonObject{{QStringLiteral("key"), plant.key()},
+                          {QStringLiteral("size"), 528},
+                          {QStringLiteral("doubleBuffer"), true},
+                          {QStringLiteral("swapCount"), 2},
+                          {QStringLiteral("lastSwap"), QStringLiteral("2026-01-05T09:12:44.031Z")},
+                          {QStringLiteral("creatorPid"), qint64{getpid()}},
+                          {QStringLiteral("creatorAlive"), true},
+                          {QStringLiteral("attached"),
+                           QJsonArray{expectedUser(getpid(), "tst_ToolRegions", false, false)}}}));
+}
+
+void tst_ToolRegions::singleBufferIsUnknownInMuch()
+{
+    Plant plant;
+    plant.description().setRoot(QStringLiteral("doubleBuffer"), false);
+    const LogCapture log;
+    const HeldRegion region(plant.write());
+
+    const QJsonObject found = regionOf(plant.key());
+
+    QCOMPARE(found.value(QStringLiteral("size")), QJsonValue(8));
+    QCOMPARE(found.value(QStringLiteral("doubleBuffer")), QJsonValue(false));
+    for (const char *name : {"swapCount", "lastSwap", "creatorPid", "creatorAlive"}) {
+        QCOMPARE(found.value(QLatin1String(name)), QJsonValue(QJsonValue::Null));
+    }
+    QCOMPARE(found.value(QStringLiteral("attached")).toArray().size(), 1);
+    QCOMPARE(lineOf(plant.key()).mid(1, 4),
+             (QStringList{QStringLiteral("8"), QStringLiteral("-"), QStringLiteral("-"),
+                          QStringLiteral("-")}));
+}
+
+void tst_ToolRegions::whatIsNoRegionIsUnknown()
+{
+    const Plant plant;
+    QCOMPARE(mknod(qPrintable(plant.segment().path()), S_IFREG | 0600, 0), 0);
+
+    const QJsonObject found = regionOf(plant.key());
+
+    QCOMPARE(found.value(QStringLiteral("size")), QJsonValue(QJsonValue::Null));
+    QCOMPARE(found.value(QStringLiteral("doubleBuffer")), QJsonValue(QJsonValue::Null));
+    QCOMPARE(lineOf(plant.key()).value(1), QStringLiteral("-"));
+}
+
+void tst_ToolRegions::deadCreatorIsNamed()
+{
+    Plant plant;
+    ToolProcess hold({QStringLiteral("hold"), plant.write()});
+    QVERIFY(hold.nextLine().startsWith(QStringLiteral("holding")));
+    const QJsonValue creator = regionOf(plant.key()).value(QStringLiteral("creatorPid"));
+    QVERIFY(creator.toInt() > 0);
+    QCOMPARE(regionOf(plant.key()).value(QStringLiteral("creatorAlive")), QJsonValue(true));
+
+    hold.signal(SIGKILL);
+    QCOMPARE(hold.finish().exitCode, -1);
+
+    QCOMPARE(regionOf(plant.key()).value(QStringLiteral("creatorPid")), creator);
+    QCOMPARE(regionOf(plant.key()).value(QStringLiteral("creatorAlive")), QJsonValue(false));
+    // Null where this process may not look at all others.
+    QCOMPARE(regionOf(plant.key()).value(QStringLiteral("attached")).toArray(), QJsonArray());
+    QCOMPARE(lineOf(plant.key()).value(4), QStringLiteral("%1 dead").arg(creator.toInt()));
+}
+
+void tst_ToolRegions::readerOfAReplacedRegionIsNamed()
+{
+    Plant plant;
+    const QString file = plant.write();
+    ToolProcess former({QStringLiteral("hold"), file});
+    QVERIFY(former.nextLine().startsWith(QStringLiteral("holding")));
+    ToolProcess reader(
+        {QStringLiteral("watch"), QStringLiteral("--interval"), QStringLiteral("3600000"), file});
+    QVERIFY(reader.nextLine().contains(QStringLiteral("\tn/a\t")));
+    QCOMPARE(userOf(plant.key(), reader.pid()), expectedUser(reader.pid(), "tessel", false, false));
+    former.signal(SIGKILL);
+    QCOMPARE(former.finish().exitCode, -1);
+    ToolProcess later({QStringLiteral("hold"), file});
+    QVERIFY(later.nextLine().startsWith(QStringLiteral("holding")));
+
+    QCOMPARE(userOf(plant.key(), reader.pid()), expectedUser(reader.pid(), "tessel", true, false));
+    QCOMPARE(userOf(plant.key(), later.pid()), expectedUser(later.pid(), "tessel", false, false));
+    QVERIFY(lineOf(plant.key())
+                .value(5)
+                .contains(QStringLiteral("tessel %1 (replaced)").arg(reader.pid())));
+
+    later.signal(SIGTERM);
+    QCOMPARE(later.finish().exitCode, 0);
+    reader.signal(SIGTERM);
+    QCOMPARE(reader.finish().exitCode, 0);
+}
+
+void tst_ToolRegions::processWithAnotherLayoutIsNamed()
+{
+    Plant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.write());
+    const QString other = plant.writeOther();
+    ChildProcess child([&](const ChildSide &side) {
+        ProcessDataManager manager;
+        CHILD_VERIFY(manager.createProcessDataFromFile(
+            other, ProcessDataManager::InitTypeSharedMemoryAttach));
+        side.say();
+        side.waitForWord();
+        return 0;
+    });
+    QVERIFY(child.waitUntilReady());
+
+    const QJsonArray users = regionOf(plant.key()).value(QStringLiteral("attached")).toArray();
+    QCOMPARE(users.size(), 2);
+    for (const auto &user : users) {
+        const bool isOwn = user.toObject().value(QStringLiteral("pid")).toInt() == getpid();
+        QCOMPARE(user.toObject().value(QStringLiteral("hasOtherLayout")), QJsonValue(!isOwn));
+    }
+    QCOMPARE(lineOf(plant.key()).value(5).count(QStringLiteral("(other layout)")), 1);
+}
+
+void tst_ToolRegions::lastSetHasItsAge_data()
+{
+    QTest::addColumn<qint64>("seconds");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("minutes") << qint64{150} << QStringLiteral("2 min");
+    QTest::newRow("hours") << qint64{3 * 3600 + 1800} << QStringLiteral("3 h");
+    QTest::newRow("days") << qint64{50 * 3600} << QStringLiteral("2 d");
+    QTest::newRow("future") << qint64{-600} << QStringLiteral("0.0 s");
+}
+
+void tst_ToolRegions::lastSetHasItsAge()
+{
+    QFETCH(qint64, seconds);
+    QFETCH(QString, text);
+    Plant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.write());
+    SharedMemory memory;
+    memory.setKey(plant.segment().name());
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->lastSwap =
+        (QDateTime::currentSecsSinceEpoch() - seconds) * 1000000000;
+
+    QCOMPARE(lineOf(plant.key()).value(3), text);
+}
+
+void tst_ToolRegions::setsAreCountedForASecond()
+{
+    Plant plant;
+    const LogCapture log;
+    HeldRegion region(plant.write());
+    QCOMPARE(lineOf(plant.key()).value(2), QStringLiteral("0.0"));
+    ChildProcess child([&](const ChildSide &side) {
+        ProcessDataManager manager;
+        CHILD_VERIFY(manager.createProcessDataFromFile(
+            plant.description().path(QStringLiteral("plant.process.json")),
+            ProcessDataManager::InitTypeSharedMemoryAttach));
+        side.say();
+        while (!side.hasWord()) {
+            CHILD_VERIFY(manager.lockWriteBuffer() && manager.unlockWriteBuffer());
+            CHILD_VERIFY(manager.swapReadAndWriteBuffer());
+        }
+        return 0;
+    });
+    QVERIFY(child.waitUntilReady());
+
+    const double rate = lineOf(plant.key()).value(2).toDouble();
+
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+    QVERIFY2(rate > 1, qPrintable(QString::number(rate)));
+}
+
+void tst_ToolRegions::tableHasTitles()
+{
+    const ToolResult result = runTool({QStringLiteral("regions")});
+
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output.section(QLatin1Char('\n'), 0, 0).simplified(),
+             QStringLiteral("KEY BYTES SETS/S LAST SET CREATOR ATTACHED"));
+}
+
+void tst_ToolRegions::nothingIsLeft()
+{
+    Plant plant;
+    {
+        const LogCapture log;
+        const HeldRegion region(plant.write());
+        QVERIFY(!regionOf(plant.key()).isEmpty());
+    }
+    QVERIFY(regionOf(plant.key()).isEmpty());
+    QVERIFY(!plant.description().hasSegment());
+    QVERIFY(!plant.description().hasSemaphores());
+}
+
+QTEST_GUILESS_MAIN(tst_ToolRegions)
+#include "tst_ToolRegions.moc"

@@ -1,0 +1,215 @@
+#include "Companion/PingPongBufferHandler.h"
+#include "HeldRegion.h"
+#include "ProcessData/Linux/SharedMemory.h"
+#include "ToolProcess.h"
+#include "support/LogCapture.h"
+#include "support/SegmentFile.h"
+
+#include <csignal>
+
+#include <sys/stat.h>
+
+using Metadata = ToolDescription::Metadata;
+
+namespace {
+
+QString oneNumber(ToolDescription &description)
+{
+    description.add(QStringLiteral("n/a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    return description.write();
+}
+
+/// `tessel wait --timeout S FILE`
+ToolResult waitFor(const QString &file, int seconds)
+{
+    return runTool(
+        {QStringLiteral("wait"), QStringLiteral("--timeout"), QString::number(seconds), file});
+}
+
+} // namespace
+
+/// `tessel wait`: until there is something to read.
+class tst_ToolWait : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void publishedRegionEndsItAtOnce_data();
+    void publishedRegionEndsItAtOnce();
+    void creatorThatComesLaterEndsIt();
+    void missingRegionTakesTheWholeTime();
+    void regionThatIsJustBeingMadeIsNotThereYet();
+    void regionWithoutASetIsWaitedFor();
+    void otherLayoutIsRefused();
+    void otherSizeIsRefused();
+    void descriptionWithoutMemoryIsRefused();
+    void folderIsWaitedForAsWell();
+};
+
+void tst_ToolWait::publishedRegionEndsItAtOnce_data()
+{
+    QTest::addColumn<bool>("doubleBuffer");
+    QTest::newRow("double buffer") << true;
+    QTest::newRow("single buffer") << false;
+}
+
+void tst_ToolWait::publishedRegionEndsItAtOnce()
+{
+    QFETCH(bool, doubleBuffer);
+    ToolDescription description;
+    description.setRoot(QStringLiteral("doubleBuffer"), doubleBuffer);
+    const QString file = oneNumber(description);
+    const LogCapture log;
+    const HeldRegion region(file);
+
+    const ToolResult result = waitFor(file, 0);
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolWait::creatorThatComesLaterEndsIt()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    ToolProcess wait({QStringLiteral("wait"), file});
+    ToolProcess hold({QStringLiteral("hold"), file});
+    QVERIFY(hold.nextLine().startsWith(QStringLiteral("holding")));
+
+    const ToolResult result = wait.finish();
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    hold.signal(SIGTERM);
+    QCOMPARE(hold.finish().exitCode, 0);
+}
+
+void tst_ToolWait::missingRegionTakesTheWholeTime()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    QElapsedTimer timer;
+    timer.start();
+
+    const ToolResult result = waitFor(file, 1);
+
+    QVERIFY(timer.elapsed() >= 1000);
+    QCOMPARE(result.exitCode, 6);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(
+        result.error,
+        QStringLiteral("tessel: %1: no region '%2' within 1 s\n").arg(file, description.key()));
+}
+
+void tst_ToolWait::regionThatIsJustBeingMadeIsNotThereYet()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    const SegmentFile segment(description.key() + QStringLiteral("SharedMemory"));
+    QVERIFY(segment.make(QByteArray()));
+
+    const ToolResult result = waitFor(file, 0);
+
+    QCOMPARE(result.exitCode, 6);
+    QCOMPARE(
+        result.error,
+        QStringLiteral("tessel: %1: no region '%2' within 0 s\n").arg(file, description.key()));
+}
+
+void tst_ToolWait::regionWithoutASetIsWaitedFor()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    const LogCapture log;
+    HeldRegion region(file);
+    SharedMemory memory;
+    memory.setKey(description.key() + QStringLiteral("SharedMemory"));
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->swapCount = 0;
+
+    const ToolResult result = waitFor(file, 0);
+
+    QCOMPARE(result.exitCode, 6);
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: %1: nothing was published in region '%2' within 0 s\n")
+                 .arg(file, description.key()));
+    ToolProcess wait({QStringLiteral("wait"), file});
+    QVERIFY(region.publish(QStringLiteral("n/a"), validValue(1)));
+    QCOMPARE(wait.finish().exitCode, 0);
+}
+
+void tst_ToolWait::otherLayoutIsRefused()
+{
+    ToolDescription description;
+    const LogCapture log;
+    const HeldRegion region(oneNumber(description));
+    description.add(QStringLiteral("n/a"), QStringLiteral("uint32"), Metadata::ErrorState, 4,
+                    {{QStringLiteral("offsetSharedMemory"), 0}});
+    description.setRoot(QStringLiteral("sizeOfSharedMemory"), 8);
+    const QString changed = description.write();
+
+    for (const auto &subcommand :
+         {QStringLiteral("wait"), QStringLiteral("get"), QStringLiteral("watch")}) {
+        const ToolResult result = runTool({subcommand, changed});
+
+        QCOMPARE(result.exitCode, 8);
+        QCOMPARE(result.output, QString());
+        QCOMPARE(result.error,
+                 QStringLiteral("tessel: %1: region '%2' has another layout, from 'n/a' on; its "
+                                "creator uses another description\n")
+                     .arg(changed, description.key()));
+    }
+    QVERIFY(runTool({QStringLiteral("info"), changed})
+                .output.contains(QStringLiteral("; exists: made from another description\n")));
+}
+
+void tst_ToolWait::otherSizeIsRefused()
+{
+    ToolDescription description;
+    const LogCapture log;
+    const HeldRegion region(oneNumber(description));
+    description.add(QStringLiteral("n/b"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    const QString changed = description.write();
+
+    const ToolResult result = waitFor(changed, 0);
+
+    QCOMPARE(result.exitCode, 8);
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: %1: region '%2' has 528 bytes where the description asks for "
+                            "544; its creator uses another description\n")
+                 .arg(changed, description.key()));
+}
+
+void tst_ToolWait::descriptionWithoutMemoryIsRefused()
+{
+    ToolDescription description;
+    oneNumber(description);
+    description.setRoot(QStringLiteral("sizeOfSharedMemory"), 0);
+    const QString file = description.write();
+
+    const ToolResult result = waitFor(file, 0);
+
+    QCOMPARE(result.exitCode, 9);
+    QCOMPARE(result.error, QStringLiteral("tessel: %1: describes no memory; its top level needs "
+                                          "'sizeOfSharedMemory'\n")
+                               .arg(file));
+}
+
+void tst_ToolWait::folderIsWaitedForAsWell()
+{
+    ToolDescription description;
+    const QString folder = QFileInfo(oneNumber(description)).absolutePath();
+    ToolProcess hold({QStringLiteral("hold"), folder});
+    QVERIFY(hold.nextLine().startsWith(QStringLiteral("holding")));
+
+    const ToolResult result = waitFor(folder, 0);
+
+    hold.signal(SIGTERM);
+    QCOMPARE(hold.finish().exitCode, 0);
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+QTEST_GUILESS_MAIN(tst_ToolWait)
+#include "tst_ToolWait.moc"
