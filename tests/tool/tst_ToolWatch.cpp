@@ -37,6 +37,10 @@ private Q_SLOTS:
     void pipeGetsALineAValue();
     void countLimitsTheSets();
     void pipeGetsNoControlSequences();
+    void onChangeShowsEachPublishedSet();
+    void onChangeKeepsTheLeastDistance();
+    void onChangeEndsWithTheCreator();
+    void onChangeNeedsADoubleBuffer();
     void signalEndsIt();
     void endOfTheCreatorEndsIt();
     void newRegionEndsIt();
@@ -108,6 +112,74 @@ void tst_ToolWatch::pipeGetsNoControlSequences()
                                       {QStringLiteral("TERM=xterm")});
 
     QVERIFY(!result.output.contains(QLatin1Char('\033')));
+}
+
+void tst_ToolWatch::onChangeShowsEachPublishedSet()
+{
+    ToolProcess watch({QStringLiteral("watch"), QStringLiteral("--on-change"),
+                       QStringLiteral("--interval"), QStringLiteral("1"), QStringLiteral("--count"),
+                       QStringLiteral("4"), m_file, QStringLiteral("n/level")});
+    QVERIFY(watch.nextLine().contains(QStringLiteral("\t0.333")));
+
+    // Whoever looked every millisecond would show the former one in between.
+    for (int value = 2; value < 5; ++value) {
+        QVERIFY(m_region->publish(QStringLiteral("n/level"), validValue(double(value))));
+        QCOMPARE(watch.nextLine().section(QLatin1Char('\t'), 1),
+                 QStringLiteral("n/level\t%1\tm\tvalid\n").arg(value));
+    }
+    const ToolResult result = watch.finish();
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolWatch::onChangeKeepsTheLeastDistance()
+{
+    ToolProcess watch({QStringLiteral("watch"), QStringLiteral("--on-change"),
+                       QStringLiteral("--interval"), QStringLiteral("1000"),
+                       QStringLiteral("--count"), QStringLiteral("2"), m_file,
+                       QStringLiteral("n/level")});
+    watch.nextLine();
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(m_region->publish(QStringLiteral("n/level"), validValue(2.0)));
+
+    QVERIFY(watch.nextLine().contains(QStringLiteral("\t2\t")));
+
+    // The line before was read a little later than it was shown.
+    QVERIFY2(timer.elapsed() > 500, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(watch.finish().exitCode, 0);
+}
+
+void tst_ToolWatch::onChangeEndsWithTheCreator()
+{
+    ToolProcess watch({QStringLiteral("watch"), QStringLiteral("--on-change"), m_file,
+                       QStringLiteral("n/level")});
+    watch.nextLine();
+
+    m_region.reset();
+
+    const ToolResult result = watch.finish();
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: %1: the region '%2' has gone, its creator has ended\n")
+                 .arg(m_file, m_description->key()));
+    QCOMPARE(result.exitCode, 3);
+}
+
+void tst_ToolWatch::onChangeNeedsADoubleBuffer()
+{
+    m_region.reset();
+    m_description->setRoot(QStringLiteral("doubleBuffer"), false);
+    m_file = m_description->write();
+
+    const ToolResult result = runTool(
+        {QStringLiteral("watch"), QStringLiteral("--on-change"), m_file});
+
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: watch: --on-change needs a double buffer, '%1' describes a "
+                            "single one; see 'tessel watch --help'\n")
+                 .arg(m_file));
+    QCOMPARE(result.exitCode, 2);
 }
 
 void tst_ToolWatch::signalEndsIt()

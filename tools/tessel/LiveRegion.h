@@ -39,6 +39,9 @@ public:
     /// Writes one value and publishes it.
     void write(const Leaf &leaf, const ProcessValue &value);
 
+    /// For what the library offers beside this class; not for its locks.
+    ProcessDataManager &manager() { return m_manager; }
+
     /// Refuses to go on when the region's name has been removed or stands for another region now.
     void requireCurrent() const;
 

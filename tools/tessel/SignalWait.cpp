@@ -77,6 +77,17 @@ SignalWait::Event SignalWait::waitUntil(Clock::time_point deadline)
     }
 }
 
+SignalWait::Event SignalWait::waitUntilReadable(int descriptor)
+{
+    pollfd waited[] = {{m_fd, POLLIN, 0}, {descriptor, POLLIN, 0}};
+    while (poll(waited, 2, -1) < 0) {
+        if (errno != EINTR) {
+            failInternally("poll");
+        }
+    }
+    return waited[0].revents != 0 ? fetch() : Event::Readable;
+}
+
 SignalWait::Event SignalWait::fetch() const
 {
     signalfd_siginfo signal{};

@@ -14,7 +14,8 @@ public:
         TimePassed,
         End,     ///< SIGINT, SIGTERM or SIGHUP.
         Resized, ///< SIGWINCH.
-        Stop     ///< SIGTSTP: the terminal asks this process to stop.
+        Stop,    ///< SIGTSTP: the terminal asks this process to stop.
+        Readable ///< What waitUntilReadable() was given.
     };
 
     enum class Signals {
@@ -31,6 +32,8 @@ public:
     Event wait();
     /// At the latest returns when @p deadline is reached.
     Event waitUntil(std::chrono::steady_clock::time_point deadline);
+    /// Returns when there is something to read from @p descriptor as well. Signals come first.
+    Event waitUntilReadable(int descriptor);
 
 private:
     Event fetch() const;

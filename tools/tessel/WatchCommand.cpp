@@ -1,5 +1,7 @@
+#include "Access/ProcessDataWatcher.h"
 #include "Commands.h"
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Failure.h"
 #include "LiveRegion.h"
 #include "Output.h"
 #include "SignalWait.h"
@@ -14,6 +16,7 @@
 #include <csignal>
 #include <limits>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -153,14 +156,13 @@ bool TableView::isErroneous(int row) const
 }
 
 std::unique_ptr<SetView> makeView(const DescriptionSource &description, const QVector<Leaf> &leaves,
-                                  int interval)
+                                  const QString &pace)
 {
     if (!isOutputTerminal()) {
         return std::make_unique<LineView>(leaves);
     }
-    const QString title = QStringLiteral("%1, every %2 ms, Ctrl-C ends")
-                              .arg(printable(description.key()))
-                              .arg(interval);
+    const QString title =
+        QStringLiteral("%1, %2, Ctrl-C ends").arg(printable(description.key()), pace);
     return std::make_unique<TableView>(leaves, title);
 }
 
@@ -179,24 +181,102 @@ bool waitForNext(SignalWait &signals, SetView &view, Clock::time_point next)
     }
 }
 
+/// Sleeps until a set is published.
+class SetArrival
+{
+public:
+    explicit SetArrival(LiveRegion &region)
+        : m_region(region)
+        , m_watcher(region.manager())
+        , m_seen(m_watcher.getGeneration())
+        , m_descriptor(m_watcher.getDescriptor())
+    {
+        if (m_descriptor < 0) {
+            throw Failure{ExitCode::Internal, QStringLiteral("watch: cannot wait for sets")};
+        }
+    }
+
+    /// False if the program is to end.
+    bool wait(SignalWait &signals, SetView &view)
+    {
+        while (true) {
+            const SignalWait::Event event = signals.waitUntilReadable(m_descriptor);
+            if (event == SignalWait::Event::End) {
+                return false;
+            }
+            if (event != SignalWait::Event::Readable) {
+                view.handle(event);
+                continue;
+            }
+            switch (m_watcher.acknowledge(m_seen)) {
+            case ProcessDataWatcher::Result::NewSet: return true;
+            case ProcessDataWatcher::Result::TimedOut: break; // It was told with the set before.
+            default: m_region.requireCurrent(); return true;
+            }
+        }
+    }
+
+private:
+    LiveRegion &m_region;
+    ProcessDataWatcher m_watcher;
+    quint64 m_seen;
+    int m_descriptor;
+};
+
+/// At which moments sets are shown.
+struct Pace
+{
+    explicit Pace(const CommandLine &line)
+        : isOnChange(line.isSet(QStringLiteral("on-change")))
+        , interval(line.number(QStringLiteral("interval"), shortestInterval, longestInterval,
+                               isOnChange ? 0 : usualInterval))
+    {
+    }
+
+    QString text() const
+    {
+        return isOnChange ? QStringLiteral("on change")
+                          : QStringLiteral("every %1 ms").arg(interval);
+    }
+    /// Counted from when the last one was due; of sets that come by themselves, from when it was shown.
+    Clock::time_point next(Clock::time_point last) const
+    {
+        const std::chrono::milliseconds distance(interval);
+        return isOnChange ? Clock::now() + distance : std::max(last + distance, Clock::now());
+    }
+
+    bool isOnChange;
+    int interval;
+};
+
 ExitCode run(const CommandLine &line)
 {
-    const int interval = line.number(QStringLiteral("interval"), shortestInterval, longestInterval,
-                                     usualInterval);
+    const Pace pace(line);
     const int count = line.number(QStringLiteral("count"), 1, std::numeric_limits<int>::max(), 0);
     const DescriptionSource description(line.positional(0));
+    if (pace.isOnChange && description.bufferSize() != 0 && !description.isDoubleBuffered()) {
+        throw Failure{ExitCode::WrongUse,
+                      QStringLiteral("watch: --on-change needs a double buffer, '%1' describes a "
+                                     "single one; see 'tessel watch --help'")
+                          .arg(description.path())};
+    }
     const QStringList urls = line.positionalsFrom(1);
     QVector<Leaf> leaves = description.leavesAt(urls);
     SignalWait signals(SignalWait::Signals::EndingAndTerminal);
     LiveRegion region(description, LiveRegion::Opening::Attach);
     leaves = region.readable(leaves, urls);
 
-    const auto view = makeView(description, leaves, interval);
+    const auto view = makeView(description, leaves, pace.text());
+    std::optional<SetArrival> arrival;
+    if (pace.isOnChange) {
+        arrival.emplace(region);
+    }
     Clock::time_point next = Clock::now();
     for (int shown = 1;; ++shown) {
         view->show(region.read(leaves));
-        next = std::max(next + std::chrono::milliseconds(interval), Clock::now());
-        if (shown == count || !waitForNext(signals, *view, next)) {
+        next = pace.next(next);
+        if (shown == count || !waitForNext(signals, *view, next)
+            || (arrival && !arrival->wait(signals, *view))) {
             return ExitCode::Done;
         }
         region.requireCurrent();
@@ -216,12 +296,15 @@ Command watchCommand()
     syntax.options = {{QStringLiteral("interval"),
                        QStringLiteral("Milliseconds from one set to the next (1000)."),
                        QStringLiteral("MS")},
+                      {QStringLiteral("on-change"),
+                       QStringLiteral("Each set when it is published, --interval at least apart.")},
                       {QStringLiteral("count"),
                        QStringLiteral("End after so many sets; without it SIGINT or SIGTERM ends."),
                        QStringLiteral("N")}};
     syntax.examples = QStringLiteral(
         "  tessel watch host.process.json                           a table in place\n"
         "  tessel watch --interval 200 host.process.json cpu load   two nodes, quickly\n"
+        "  tessel watch --on-change host.process.json               each set that is published\n"
         "  tessel watch --count 60 host.process.json > minute.tsv   time, URL, value, unit, state\n"
         "On a terminal a table is shown in place, in colour unless NO_COLOR is set; otherwise "
         "each\n"
