@@ -37,7 +37,9 @@ public:
     /// one without a memory key, is a region that is not there.
     explicit RegionInspection(const BaseClassSharedPointer &root);
     ~RegionInspection();
+    /// Looks at the same memory as @p other.
     RegionInspection(const RegionInspection &other);
+    /// The same.
     RegionInspection &operator=(const RegionInspection &other);
 
     /// Of the description in a file, whose name ends in `.process.json`.

@@ -15,6 +15,7 @@ struct RegionLock
         Held  ///< A writer is inside, or a reader who holds writers off.
     };
 
+    /// See State.
     State state = State::Unknown;
     /// Who holds or keeps the lock, as the looking process sees it; none: nobody, or not to be seen.
     std::optional<qint64> holder;
