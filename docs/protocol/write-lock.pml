@@ -246,12 +246,12 @@ inline waitForOwner()
                   looksAnew = true;
 #if DEATHS == 0 && STOPS == 0
                   promise(aWishIsSeen, !(wordState == IDLE && wanted));
+                  promise(nobodyWaitsForNobody,
+                          !(wordState == INSIDE && lease && inside == 0));
 #endif
                   promise(nobodyWaitsForTheDead,
                           !(wordState == INSIDE && lease
-                            && (killed & bit(ownerOf[wordNumber]))));
-                  promise(nobodyWaitsForNobody,
-                          !(wordState == INSIDE && lease && inside == 0))
+                            && (killed & bit(ownerOf[wordNumber]))))
               }
            :: atomic { stops > 0 && lease -> stops--; looksAnew = true }
            :: atomic { runOuts > 0 && lease -> runOuts--; hasFailed = true }
