@@ -130,17 +130,19 @@ ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProces
     }
     const auto node = QSharedPointer<ConfigurationAndProcessDataTreeNode>::create(json, nullptr);
     const QJsonObject childs = childsInformation.toObject();
+    DescriptionTexts::Children children(*DescriptionTexts::current());
     for (auto member = childs.constBegin(); member != childs.constEnd(); ++member) {
         if (!member.value().isObject()) {
             qWarning() << "non object child element in tree node found" << member.key();
             return {};
         }
+        const QString key = children.next(member.key());
         const BaseClassSharedPointer child = createNode(member.value().toObject(), postfix);
         if (child.isNull()) {
             qWarning() << "object is invalid" << member.key();
             return {};
         }
-        node->addElement(member.key(), child);
+        node->addElement(key, child);
         DescriptionTree::forwardPropertyChanged(*child, *node);
     }
     return node;

@@ -45,6 +45,50 @@ DescriptionTexts *DescriptionTexts::current()
     return currentTexts;
 }
 
+QString DescriptionTexts::Children::next(const JsonText::Value &key)
+{
+    if (key.isPlainText() && m_texts.m_childKeys.size() > m_depth) {
+        const std::vector<QString> &former = m_texts.m_childKeys[m_depth];
+        if (m_number < former.size() && former[m_number] == key.plainText()) {
+            m_texts.m_number = m_number++;
+            return former[m_texts.m_number];
+        }
+    }
+    return next(key.toString());
+}
+
+QString DescriptionTexts::Children::next(const QString &key)
+{
+    if (m_texts.m_childKeys.size() <= m_depth) {
+        m_texts.m_childKeys.resize(m_depth + 1);
+    }
+    m_texts.m_number = m_number++;
+    return sharedAt(m_texts.m_childKeys[m_depth], m_texts.m_number, key);
+}
+
+QString DescriptionTexts::sharedAt(std::vector<QString> &texts, std::size_t number,
+                                   const QString &text)
+{
+    // A key that few of many children have gets no place for each of the others.
+    constexpr std::size_t mostWithout = 16;
+    if (number >= texts.size() + mostWithout) {
+        return text;
+    }
+    if (number >= texts.size()) {
+        texts.resize(number + 1);
+    }
+    if (texts[number] != text) {
+        texts[number] = text;
+    }
+    return texts[number];
+}
+
+DescriptionTexts::Property DescriptionTexts::propertyUnder(const QString &key)
+{
+    const QString &text = *m_texts.insert(key);
+    return {PropertyKey(text), {}, &m_textsOfChildren[text]};
+}
+
 void DescriptionTexts::beginElement()
 {
     m_index = 0;
@@ -55,10 +99,10 @@ const PropertyKey &DescriptionTexts::nextKey(const QString &key)
 {
     const std::size_t index = m_index++;
     if (index == m_properties.size()) {
-        m_properties.push_back({PropertyKey(*m_texts.insert(key)), {}});
+        m_properties.push_back(propertyUnder(key));
         m_shape.reset();
     } else if (m_properties[index].key.text != key) {
-        m_properties[index] = {PropertyKey(*m_texts.insert(key)), {}};
+        m_properties[index] = propertyUnder(key);
         m_shape.reset();
     }
     return m_properties[index].key;
@@ -88,10 +132,9 @@ void DescriptionTexts::shareValue(QVariant &value)
         value = property.lastText;
         return;
     }
-    property.lastText = property.key.isType ? *m_texts.insert(text) : text;
-    if (property.key.isType) {
-        value = property.lastText;
-    }
+    property.lastText = property.key.isType ? *m_texts.insert(text)
+                                            : sharedAt(*property.textsOfChildren, m_number, text);
+    value = property.lastText;
 }
 
 QVariant DescriptionTexts::valueOf(const QJsonValue &value)
@@ -104,9 +147,17 @@ QVariant DescriptionTexts::valueOf(const QJsonValue &value)
 QVariant DescriptionTexts::valueOf(const JsonText::Value &value)
 {
     if (value.isText() && value.isPlainText()) {
-        const QString &lastText = m_properties[m_index - 1].lastText;
-        if (!lastText.isEmpty() && lastText == value.plainText()) {
-            return lastText;
+        Property &property = m_properties[m_index - 1];
+        const auto isThis = [&value](const QString &text) {
+            return !text.isEmpty() && text == value.plainText();
+        };
+        if (isThis(property.lastText)) {
+            return property.lastText;
+        }
+        const std::vector<QString> &formers = *property.textsOfChildren;
+        if (m_number < formers.size() && isThis(formers[m_number])) {
+            property.lastText = formers[m_number];
+            return property.lastText;
         }
     }
     QVariant held = value.toVariant();

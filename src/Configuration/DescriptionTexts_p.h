@@ -24,12 +24,15 @@ struct PropertyKey
     bool isHeldInDataType;
 };
 
-/// The texts that the elements of one description have in common.
+/// The texts that the elements of one description, or of the files of one directory, have in common.
 ///
-/// Ten thousand leaves have the same dozen keys, and mostly the same unit and type. While one of
-/// these is alive on a thread, the elements made there share the characters of such texts instead
-/// of holding copies. It ends with the outermost call that makes elements of a description, so
-/// nothing is kept from one description to the next.
+/// Ten thousand leaves have the same dozen keys, and mostly the same unit and type. The next file of a
+/// device has the same leaves once more. While one of these is alive on a thread, the elements made
+/// there share the characters of such texts instead of holding copies. It ends with the outermost call
+/// that makes elements, so nothing is kept from one to the next.
+///
+/// A text is compared with the ones that stood at its place before, and not looked for among all: that
+/// would take longer than to make it.
 class DescriptionTexts
 {
 public:
@@ -39,6 +42,26 @@ public:
 
     /// Null outside of any description.
     static DescriptionTexts *current();
+
+    /// The children of one node, as long as they are made.
+    class Children
+    {
+    public:
+        explicit Children(DescriptionTexts &texts) : m_texts(texts), m_depth(texts.m_depth++) { }
+        ~Children() { --m_texts.m_depth; }
+
+        /// Begins with the next child. Gives its key.
+        QString next(const JsonText::Value &key);
+        /// The same for a key of a JSON object.
+        QString next(const QString &key);
+
+    private:
+        Q_DISABLE_COPY(Children)
+
+        DescriptionTexts &m_texts;
+        std::size_t m_depth;
+        std::size_t m_number = 0;
+    };
 
     /// Begins with the properties of another element.
     void beginElement();
@@ -64,9 +87,14 @@ private:
     {
         PropertyKey key;
         QString lastText;
+        /// Those under this key in the children with the same number.
+        std::vector<QString> *textsOfChildren;
     };
 
     void shareValue(QVariant &value);
+    Property propertyUnder(const QString &key);
+    /// Lets @p text share the characters of an equal one at place @p number, else puts it there.
+    static QString sharedAt(std::vector<QString> &texts, std::size_t number, const QString &text);
     QStringList keysOfElement() const;
 
     std::vector<Property> m_properties;
@@ -79,4 +107,11 @@ private:
     std::vector<std::size_t> m_shapeLeftOut;
     QHash<QStringList, PropertyRecord::Shape> m_shapes;
     QSet<QString> m_texts;
+    /// By key. A hash of this kind never moves what it holds.
+    QHash<QString, std::vector<QString>> m_textsOfChildren;
+    /// The keys in the nodes of each depth.
+    std::vector<std::vector<QString>> m_childKeys;
+    std::size_t m_depth = 0;
+    /// Of the element in its node.
+    std::size_t m_number = 0;
 };

@@ -83,8 +83,9 @@ DescriptionTree::Tree DescriptionTree::createTreeNode(const Value &object) const
 bool DescriptionTree::addChilds(ConfigurationAndProcessDataTreeNode &node,
                                 const Value &childs) const
 {
+    DescriptionTexts::Children children(*DescriptionTexts::current());
     for (JsonText::Members member(childs); member.isValid(); member.next()) {
-        const QString key = member.key().toString();
+        const QString key = children.next(member.key());
         if (!member.value().isObject()) {
             qWarning() << "non object child element in tree node found" << key;
             return false;

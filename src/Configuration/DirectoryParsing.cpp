@@ -6,6 +6,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
+#include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/DirectoryWalk_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
 
@@ -112,6 +113,7 @@ bool parseEntry(BaseClassSharedPointer &root, const QFileInfo &entry, const QStr
 bool Access::parseDir(QSharedPointer<ConfigurationAndProcessDataBase> &root, const QFileInfo &entry,
                       const QString &extension)
 {
+    const DescriptionTexts texts;
     DirectoryVisits visits;
     return parseEntry(root, entry, extension, visits);
 }
@@ -126,6 +128,8 @@ bool Access::parseProcessDir(QSharedPointer<ConfigurationAndProcessDataBase> &ro
                              const QFileInfo &entry)
 {
     const ParsedDescriptions parsed;
+    // The files are parsed by the first walk over them already.
+    const DescriptionTexts texts;
     bool doubleBuffer = false;
     int size = -1;
     QString key;

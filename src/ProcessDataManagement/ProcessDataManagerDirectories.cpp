@@ -1,4 +1,5 @@
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
+#include "Configuration/DescriptionTexts_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
@@ -24,6 +25,7 @@ ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData
     ProcessDataManager::InitTypeSharedMemory type)
 {
     const ParsedDescriptions parsed;
+    const DescriptionTexts texts;
     // Who attaches finds the files as the creating process left them.
     if (type == InitTypeSharedMemoryCreate
         && !buildDirectory(keyPrefix, processDir, m_sharedMemoryDirKeyName)) {

@@ -1,4 +1,5 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/ConfigurationDataValue.h"
 #include "RandomConfiguration.h"
 #include "support/LogCapture.h"
@@ -58,6 +59,8 @@ private Q_SLOTS:
 
     void elementsOfADescriptionAreAsIfMadeAlone();
     void keysAndRepeatedTextsAreSharedWithinADescription();
+    void keysOfChildrenAreSharedBetweenNodes();
+    void textsAreSharedBetweenTheFilesOfADirectory();
     void nothingIsKeptForTheNextDescription();
     void anElementMadeAloneSharesNothing();
     void aChangeStaysWithItsElement();
@@ -109,6 +112,43 @@ void tst_ParserSharing::keysAndRepeatedTextsAreSharedWithinADescription()
     QCOMPARE(keyCharacters(a, "type"), keyCharacters(root->getLeaf("b"), "type"));
     QCOMPARE(textCharacters(a, "type"), textCharacters(c, "type"));
     QCOMPARE(textCharacters(c, "ownKey"), textCharacters(d, "ownKey"));
+}
+
+void tst_ParserSharing::keysOfChildrenAreSharedBetweenNodes()
+{
+    const QJsonObject group = m_description;
+    const QJsonObject description{{"type", "treenode"},
+                                  {"value", QJsonObject{{"first", group}, {"second", group}}}};
+    const QByteArray text = QJsonDocument(description).toJson();
+
+    for (const Element &root : {Parser().createNode(description, "config.json"),
+                                Parser().parseFromByteArray(text, "config.json")}) {
+        const Base::ChildMap &first = root->getLeaf("first")->getChildMap();
+        const Base::ChildMap &second = root->getLeaf("second")->getChildMap();
+        QCOMPARE(first.constFind("c").key().constData(), second.constFind("c").key().constData());
+    }
+}
+
+void tst_ParserSharing::textsAreSharedBetweenTheFilesOfADirectory()
+{
+    const QTemporaryDir directory;
+    for (const char *const name : {"x.config.json", "y.config.json"}) {
+        QFile file(directory.filePath(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"({"type":"treenode","value":{"a":{"type":"string","labelTextId":"l.a"},)"
+                   R"("b":{"type":"string","labelTextId":"l.b"}}})");
+    }
+
+    Element root;
+    QVERIFY(ConfigurationDataAndProcessDescriptionAccess::parseConfigDir(
+        root, QFileInfo(directory.path())));
+
+    QCOMPARE(textCharacters(root->getLeaf("x/b"), "labelTextId"),
+             textCharacters(root->getLeaf("y/b"), "labelTextId"));
+    QCOMPARE(keyCharacters(root->getLeaf("x/b"), "labelTextId"),
+             keyCharacters(root->getLeaf("y/b"), "labelTextId"));
+    QCOMPARE(root->getLeaf("x/a")->getProperty("labelTextId"), QVariant("l.a"));
+    QCOMPARE(root->getLeaf("y/b")->getProperty("labelTextId"), QVariant("l.b"));
 }
 
 void tst_ParserSharing::nothingIsKeptForTheNextDescription()
