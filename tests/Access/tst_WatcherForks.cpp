@@ -4,6 +4,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <sched.h>
 
 using namespace std::chrono_literals;
 using Result = ProcessDataWatcher::Result;
@@ -11,6 +12,17 @@ using Result = ProcessDataWatcher::Result;
 namespace {
 
 constexpr auto endless = std::chrono::milliseconds(-1);
+
+int waitAsFirstProcess(const WatchedRegion &region, const ChildSide &parent)
+{
+    LiveRegion own(region.description, ProcessDataManager::InitTypeSharedMemoryAttach);
+    ProcessDataWatcher watcher(own.manager);
+    quint64 seen = watcher.getGeneration();
+    FutexCalls::beforeWait = [&parent] { parent.say(); };
+    CHILD_VERIFY(watcher.wait(seen, longBound) == Result::NewSet);
+    CHILD_VERIFY(getpid() == 1);
+    return 0;
+}
 
 } // namespace
 
@@ -24,6 +36,7 @@ private Q_SLOTS:
     void inheritedWatcherMayBeDestroyed();
     void childMakesAWatcherOfItsOwn();
     void parentGoesOnBesideItsChild();
+    void waiterInOtherNamespacesIsWoken();
 
 private:
     /// With a thread that sleeps in the kernel.
@@ -112,6 +125,31 @@ void tst_WatcherForks::parentGoesOnBesideItsChild()
 
     QCOMPARE(watcher->wait(m_seen, longBound), Result::NewSet);
     child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+void tst_WatcherForks::waiterInOtherNamespacesIsWoken()
+{
+    WatchedRegion region;
+    ChildProcess child([&](const ChildSide &parent) {
+        if (unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        const pid_t waiter = fork();
+        if (waiter == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            _exit(waitAsFirstProcess(region, parent));
+        }
+        int status = 0;
+        CHILD_VERIFY(waitpid(waiter, &status, 0) == waiter && WIFEXITED(status));
+        return WEXITSTATUS(status);
+    });
+    if (!child.waitUntilReady()) {
+        COMPARE_EXIT(child.waitForExit(), "namespaces of its own");
+    }
+
+    QVERIFY(region.publish());
+
     QCOMPARE(child.waitForExit(), 0);
 }
 

@@ -17,10 +17,15 @@ public:
     /// its swap and its look, and words that somebody has written over.
     static constexpr std::chrono::milliseconds sm_slice{1000};
 
-    /// For a publisher, behind its swap and outside its lock.
+    /// For a publisher, behind its swap and right behind its unlock.
     static void wakeAfterSwap(Management &management)
     {
+#if defined(__x86_64__) || defined(__i386__)
+        // The unlock is an exchange or a system call: either is a full fence on these processors.
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+#else
         std::atomic_thread_fence(std::memory_order_seq_cst);
+#endif
         const quint64 armed = management.armed.load(std::memory_order_acquire);
         if (__builtin_expect(static_cast<long>(armed != 0), 0L) != 0) {
             wakeWaiters(management, armed);
