@@ -25,6 +25,7 @@ public:
     /// Whether there is something to be told: a double buffer whose region is not gone.
     bool isActive() const;
 
+    /// See setLeastInterval().
     int getLeastInterval() const { return m_leastInterval; }
     /// Milliseconds from one published() to the next at least; of the sets in between only the newest
     /// is told. The publisher is not woken meanwhile. 0, the default: as often as the loop comes to

@@ -34,6 +34,7 @@ public:
     quint64 getGeneration() const { return m_generation; }
     /// The buffer as it was, getSize() bytes. Null without one.
     const unsigned char *getBytes() const { return m_bytes.data(); }
+    /// Bytes of the buffer.
     unsigned int getSize() const { return static_cast<unsigned int>(m_bytes.size()); }
 
     /// What getValueNoLock() of the leaf would have given. False, with a warning and @p value as it

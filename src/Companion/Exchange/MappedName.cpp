@@ -81,6 +81,9 @@ MappedName::MappedName(const void *address)
 
 bool MappedName::isCurrent() const
 {
+    if (!m_isKnown) {
+        return true;
+    }
     struct stat status = {};
     return !m_path.isEmpty() && stat(m_path.constData(), &status) == 0 && status.st_dev == m_device
            && status.st_ino == m_inode;
