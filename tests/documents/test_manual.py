@@ -56,7 +56,7 @@ def options_in_help(*arguments):
 
 
 def exit_codes():
-    return re.findall(r"= (\d+)", sources.code_of(sources.PROJECT / "tools/tessel/ExitCode.h"))
+    return re.findall(r"= (\d+)", sources.code_of(sources.PROJECT / "tools/tessel/text/ExitCode.h"))
 
 
 class Manual(unittest.TestCase):
@@ -94,7 +94,7 @@ class Manual(unittest.TestCase):
 
     def test_error_states_are_those_of_the_library_and_the_tool(self):
         states = enumerators("src/ProcessData/ProcessValueErrorTypes.h", "ErrorTypes")
-        code = sources.code_of(sources.PROJECT / "tools/tessel/StateName.cpp")
+        code = sources.code_of(sources.PROJECT / "tools/tessel/values/StateName.cpp")
         names = re.findall(r'QStringLiteral\("([a-z-]+)"\)', code)
         expected = [
             (number, name, state.replace("PROCESS_VALUE_ERROR_TYPE_", ""))
@@ -120,7 +120,7 @@ class Manual(unittest.TestCase):
         self.assertGreater(len(listed), 25)
         types = words(section(text, "TYPES"))
         self.assertEqual(keys - listed - FOLDER_KEYS - inside - types, set())
-        tool = sources.read("tools/tessel/ConfigurationValueText.cpp")
+        tool = sources.read("tools/tessel/configuration/ConfigurationValueText.cpp")
         read_by_tool = set(re.findall(r'QLatin1String\("(\w+)"\)|QStringLiteral\("(\w+)"\)', tool))
         read_by_tool = {"".join(pair) for pair in read_by_tool}
         self.assertEqual(listed - keys - read_by_tool, set())

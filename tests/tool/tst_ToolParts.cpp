@@ -1,11 +1,11 @@
-#include "ConsistentRead.h"
-#include "Failure.h"
-#include "JsonText.h"
-#include "Output.h"
-#include "StateName.h"
-#include "Suggestion.h"
-#include "Table.h"
-#include "ValueText.h"
+#include "live/ConsistentRead.h"
+#include "text/Failure.h"
+#include "text/JsonText.h"
+#include "text/Output.h"
+#include "text/Suggestion.h"
+#include "text/Table.h"
+#include "values/StateName.h"
+#include "values/ValueText.h"
 
 #include <QtTest>
 

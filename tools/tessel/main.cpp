@@ -1,9 +1,9 @@
-#include "Commands.h"
 #include "Companion/FormatVersions.h"
-#include "Failure.h"
-#include "LogCollector.h"
-#include "Output.h"
-#include "Suggestion.h"
+#include "commands/Commands.h"
+#include "text/Failure.h"
+#include "text/LogCollector.h"
+#include "text/Output.h"
+#include "text/Suggestion.h"
 
 #include <QCoreApplication>
 #include <QTextCodec>

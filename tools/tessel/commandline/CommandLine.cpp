@@ -1,0 +1,206 @@
+#include "commandline/CommandLine.h"
+
+#include "text/Failure.h"
+#include "text/Suggestion.h"
+
+#include <QRegularExpression>
+
+namespace {
+
+/// Stands before a negative number while Qt's parser sees it, which would take it for an option.
+constexpr QChar numberMark(0xE000);
+
+QStringList withMarkedNumbers(const QStringList &arguments)
+{
+    QStringList marked;
+    for (const auto &argument : arguments) {
+        marked.append(isNegativeNumber(argument) ? numberMark + argument : argument);
+    }
+    return marked;
+}
+
+QString withoutMark(const QString &argument)
+{
+    return argument.startsWith(numberMark) ? argument.mid(1) : argument;
+}
+
+QCommandLineOption helpOption()
+{
+    return {{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help.")};
+}
+
+QCommandLineOption verboseOption()
+{
+    return {{QStringLiteral("v"), QStringLiteral("verbose")},
+            QStringLiteral("Show the library's messages on standard error.")};
+}
+
+QString spelled(const QString &name)
+{
+    return (name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + name;
+}
+
+QString spelled(const QCommandLineOption &option)
+{
+    QStringList names;
+    for (const auto &name : option.names()) {
+        names.append(spelled(name));
+    }
+    const QString all = names.join(QStringLiteral(", "));
+    return option.valueName().isEmpty() ? all : all + QLatin1Char(' ') + option.valueName();
+}
+
+QString helpLine(const QString &left, const QString &right)
+{
+    return QStringLiteral("  %1  %2\n").arg(left, -18).arg(right);
+}
+
+} // namespace
+
+CommandLine::CommandLine(const CommandSyntax &syntax, const QStringList &arguments)
+    : m_syntax(syntax)
+{
+    m_parser.addOptions(allOptions(syntax));
+    if (m_parser.parse(QStringList(syntax.name) + withMarkedNumbers(arguments))) {
+        return;
+    }
+    refuseUnknownOption();
+    QString reason = m_parser.errorText();
+    while (reason.endsWith(QLatin1Char('.'))) {
+        reason.chop(1);
+    }
+    refuse(reason);
+}
+
+bool CommandLine::isHelpAsked() const
+{
+    return isSet(QStringLiteral("help"));
+}
+
+bool CommandLine::isVerbose() const
+{
+    return isSet(QStringLiteral("verbose"));
+}
+
+void CommandLine::checkPositionals() const
+{
+    const int count = m_parser.positionalArguments().size();
+    if (count < m_syntax.leastPositionals) {
+        refuse(QStringLiteral("%1 is missing").arg(m_syntax.positionals[count].placeholder));
+    }
+    if (m_syntax.mostPositionals >= 0 && count > m_syntax.mostPositionals) {
+        refuse(QStringLiteral("'%1' is one argument too many")
+                   .arg(positional(m_syntax.mostPositionals)));
+    }
+}
+
+QString CommandLine::positional(int index) const
+{
+    return withoutMark(m_parser.positionalArguments().value(index));
+}
+
+QStringList CommandLine::positionalsFrom(int index) const
+{
+    QStringList positionals;
+    for (int i = index; i < m_parser.positionalArguments().size(); ++i) {
+        positionals.append(positional(i));
+    }
+    return positionals;
+}
+
+QString CommandLine::value(const QString &option) const
+{
+    return withoutMark(m_parser.value(option));
+}
+
+int CommandLine::number(const QString &option, int least, int most, int whenMissing) const
+{
+    if (!isSet(option)) {
+        return whenMissing;
+    }
+    bool ok = false;
+    const int number = value(option).toInt(&ok);
+    if (!ok || number < least || number > most) {
+        refuse(QStringLiteral("--%1 takes a whole number from %2 to %3, not '%4'")
+                   .arg(option)
+                   .arg(least)
+                   .arg(most)
+                   .arg(value(option)));
+    }
+    return number;
+}
+
+void CommandLine::refuse(const QString &reason) const
+{
+    throw Failure{ExitCode::WrongUse,
+                  QStringLiteral("%1: %2; see 'tessel %1 --help'").arg(m_syntax.name, reason)};
+}
+
+void CommandLine::refuseUnknownOption() const
+{
+    if (m_parser.unknownOptionNames().isEmpty()) {
+        return;
+    }
+    QStringList known{QStringLiteral("verbose"), QStringLiteral("help")};
+    for (const auto &option : m_syntax.options) {
+        known += option.names();
+    }
+    for (auto &name : known) {
+        name = spelled(name);
+    }
+    const QString unknown = spelled(m_parser.unknownOptionNames().constFirst());
+    refuse(QStringLiteral("unknown option '%1'%2").arg(unknown, suggestion(unknown, known)));
+}
+
+bool isNegativeNumber(const QString &argument)
+{
+    static const QRegularExpression negativeNumber(QStringLiteral("^-(\\.?[0-9]|inf|nan)"),
+                                                   QRegularExpression::CaseInsensitiveOption);
+    return negativeNumber.match(argument).hasMatch();
+}
+
+QList<QCommandLineOption> allOptions(const CommandSyntax &syntax)
+{
+    return syntax.options + QList<QCommandLineOption>{verboseOption(), helpOption()};
+}
+
+QStringList actionNames(const CommandSyntax &syntax)
+{
+    QStringList names;
+    for (const auto &action : syntax.actions) {
+        names.append(action.name);
+    }
+    return names;
+}
+
+bool mayTakeOption(const CommandSyntax &syntax, const QString &action, const QString &option)
+{
+    bool isOfAnother = false;
+    for (const auto &candidate : syntax.actions) {
+        const bool takes = candidate.options.contains(option);
+        if (takes && action == candidate.name) {
+            return true;
+        }
+        isOfAnother = isOfAnother || takes;
+    }
+    return !isOfAnother;
+}
+
+QString helpText(const CommandSyntax &syntax)
+{
+    QString usage = QStringLiteral("Usage: tessel %1 [OPTION...]").arg(syntax.name);
+    QString positionals;
+    for (const auto &positional : syntax.positionals) {
+        usage += QLatin1Char(' ') + positional.placeholder;
+        positionals += helpLine(positional.placeholder, positional.description);
+    }
+    QString options;
+    for (const auto &option : allOptions(syntax)) {
+        options += helpLine(spelled(option), option.description());
+    }
+    if (!positionals.isEmpty()) {
+        positionals = QStringLiteral("Arguments:\n%1\n").arg(positionals);
+    }
+    return QStringLiteral("%1\n\n%2\n\n%3Options:\n%4\nExamples:\n%5")
+        .arg(usage, syntax.summary, positionals, options, syntax.examples);
+}

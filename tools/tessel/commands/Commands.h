@@ -1,0 +1,37 @@
+#pragma once
+
+#include "commandline/CommandLine.h"
+#include "text/ExitCode.h"
+
+/// A subcommand: what it takes and what it does. Each stands in a file of its own.
+struct Command
+{
+    CommandSyntax syntax;
+    ExitCode (*run)(const CommandLine &line);
+};
+
+Command infoCommand();
+Command holdCommand();
+Command getCommand();
+Command setCommand();
+Command watchCommand();
+Command waitCommand();
+Command regionsCommand();
+Command buildCommand();
+Command mergeCommand();
+Command configCommand();
+/// For the completion of shells.
+Command completeCommand();
+
+/// All of them, in the order of the help.
+QVector<Command> allCommands();
+
+/// The FILE argument of those that read a description, which may be a folder of files.
+CommandSyntax::Positional fileArgument();
+/// The [URL...] argument of those that read.
+CommandSyntax::Positional urlsArgument();
+
+/// The --prefix option of those that build a folder.
+QCommandLineOption prefixOption();
+/// What it says, or the usual prefix.
+QString keyPrefixFrom(const CommandLine &line);

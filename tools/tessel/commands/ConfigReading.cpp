@@ -1,0 +1,66 @@
+// tessel config get and show.
+
+#include "commands/ConfigActions.h"
+#include "configuration/ConfigurationTarget.h"
+#include "text/JsonText.h"
+#include "text/Output.h"
+#include "text/Table.h"
+
+namespace {
+
+using ConfigOption::isSet;
+
+QString jsonOf(const ConfigurationTarget &target)
+{
+    QVector<QPair<QString, QString>> members{
+        {QStringLiteral("url"), jsonString(target.url)},
+        {QStringLiteral("value"), configurationJson(target.value)},
+        {QStringLiteral("type"), jsonString(target.rules.type)},
+        {QStringLiteral("unit"), jsonString(target.unit)},
+        {QStringLiteral("readOnly"), jsonBool(target.rules.isReadOnly)},
+    };
+    if (target.rules.isSelector()) {
+        members.append({QStringLiteral("selection"),
+                        jsonString(configurationText(target.value, target.rules))});
+    }
+    return jsonObject(members);
+}
+
+QString shownValue(const ConfigurationTarget &target)
+{
+    if (!target.leaf.isArray()) {
+        return configurationText(target.value, target.rules);
+    }
+    const QVariantList rows = target.value.toList();
+    return QStringLiteral("%1 rows").arg(rows.size());
+}
+
+} // namespace
+
+ExitCode getConfiguration(const CommandLine &line, const ConfigurationSource &source)
+{
+    const ConfigurationTarget target = targetAt(source, line.positional(2));
+    writeOutput((isSet(line, ConfigOption::json)
+                     ? jsonOf(target)
+                     : printable(configurationText(target.value, target.rules)))
+                + QLatin1Char('\n'));
+    return ExitCode::Done;
+}
+
+ExitCode showConfiguration(const CommandLine &line, const ConfigurationSource &source)
+{
+    Table table({{QStringLiteral("URL"), Table::Alignment::Left},
+                 {QStringLiteral("VALUE"), Table::Alignment::Right},
+                 {QStringLiteral("UNIT"), Table::Alignment::Left},
+                 {QStringLiteral("TYPE"), Table::Alignment::Left}});
+    QStringList objects;
+    for (const auto &leaf : source.leavesAt(line.positional(2))) {
+        const ConfigurationTarget target = targetOf(leaf);
+        objects.append(jsonOf(target));
+        table.addRow({target.url, shownValue(target), target.unit, target.rules.type});
+    }
+    const QString text = isSet(line, ConfigOption::json) ? jsonArray(objects)
+                                                         : table.lines().join(QLatin1Char('\n'));
+    writeOutput(text + QLatin1Char('\n'));
+    return ExitCode::Done;
+}

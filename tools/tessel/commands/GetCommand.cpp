@@ -1,0 +1,84 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "commands/Commands.h"
+#include "live/LiveRegion.h"
+#include "text/JsonText.h"
+#include "text/Output.h"
+#include "text/Table.h"
+#include "values/StateName.h"
+#include "values/ValueText.h"
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+QString jsonOf(const Leaf &leaf, const ProcessValue &value)
+{
+    const ProcessDataDefinitions::ErrorTypes state = value.getErrorType();
+    return jsonObject({
+        {QStringLiteral("url"), jsonString(leaf.url)},
+        {QStringLiteral("value"), valueJson(value)},
+        {QStringLiteral("state"), QString::number(static_cast<int>(state))},
+        {QStringLiteral("stateName"), jsonString(stateName(state))},
+        {QStringLiteral("unit"),
+         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyUnit()))},
+        {QStringLiteral("type"),
+         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyType()))},
+    });
+}
+
+void printJson(const QVector<Leaf> &leaves, const QVector<ProcessValue> &values)
+{
+    QStringList objects;
+    for (int i = 0; i < leaves.size(); ++i) {
+        objects.append(jsonOf(leaves[i], values[i]));
+    }
+    writeOutput(jsonArray(objects) + QLatin1Char('\n'));
+}
+
+void printTable(const QVector<Leaf> &leaves, const QVector<ProcessValue> &values)
+{
+    Table table({{QStringLiteral("URL"), Table::Alignment::Left},
+                 {QStringLiteral("VALUE"), Table::Alignment::Right},
+                 {QStringLiteral("UNIT"), Table::Alignment::Left},
+                 {QStringLiteral("STATE"), Table::Alignment::Left}});
+    for (int i = 0; i < leaves.size(); ++i) {
+        table.addRow({leaves[i].url, valueText(values[i]),
+                      textProperty(leaves[i], Definitions::getKeyDataPropertyUnit()),
+                      stateName(values[i].getErrorType())});
+    }
+    writeOutput(table.lines().join(QLatin1Char('\n')) + QLatin1Char('\n'));
+}
+
+ExitCode run(const CommandLine &line)
+{
+    const DescriptionSource description(line.positional(0));
+    const QStringList urls = line.positionalsFrom(1);
+    QVector<Leaf> leaves = description.leavesAt(urls);
+    LiveRegion region(description, LiveRegion::Opening::Attach);
+    leaves = region.readable(leaves, urls);
+    const QVector<ProcessValue> values = region.read(leaves);
+    if (line.isSet(QStringLiteral("json"))) {
+        printJson(leaves, values);
+    } else {
+        printTable(leaves, values);
+    }
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command getCommand()
+{
+    CommandSyntax syntax;
+    syntax.name = QStringLiteral("get");
+    syntax.summary = QStringLiteral("Print values with their error states, as one consistent set.");
+    syntax.positionals = {fileArgument(), urlsArgument()};
+    syntax.leastPositionals = 1;
+    syntax.mostPositionals = -1;
+    syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON array.")}};
+    syntax.examples = QStringLiteral(
+        "  tessel get host.process.json                       all values\n"
+        "  tessel get host.process.json cpu load/average1     a node and a leaf\n"
+        "  tessel get --json host.process.json cpu/usage      for programs\n");
+    return {syntax, run};
+}

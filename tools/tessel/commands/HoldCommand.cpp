@@ -1,0 +1,79 @@
+#include "commands/Commands.h"
+#include "descriptions/DirectoryBuild.h"
+#include "live/LiveRegion.h"
+#include "text/Output.h"
+#include "text/SignalWait.h"
+
+#include <QFileInfo>
+
+namespace {
+
+/// A folder's files need not agree yet on one memory.
+void buildIfFolder(const QString &path, const CommandLine &line)
+{
+    const QString keyPrefix = keyPrefixFrom(line);
+    const QFileInfo file(path);
+    if (file.isFile() && line.isSet(QStringLiteral("prefix"))) {
+        throw Failure{ExitCode::WrongUse,
+                      QStringLiteral("hold: --prefix goes with a folder, a file has its key; see "
+                                     "'tessel hold --help'")};
+    }
+    if (!file.isDir()) {
+        return;
+    }
+    const DirectoryBuild build = buildFolder(DescriptionFolder(path), keyPrefix);
+    if (build.failure) {
+        throw Failure(*build.failure);
+    }
+}
+
+void noteReplacement(const DescriptionSource &description)
+{
+    writeErrorLine(QStringLiteral("tessel: note: replaced the region '%1' that was there; who was "
+                                  "attached to it must attach again")
+                       .arg(description.key()));
+}
+
+QString readyLine(const DescriptionSource &description)
+{
+    return QStringLiteral("holding %1: %2 leaves, %3 buffer, %4 bytes; SIGINT or SIGTERM ends it\n")
+        .arg(printable(description.key()))
+        .arg(description.leaves().size())
+        .arg(description.isDoubleBuffered() ? QStringLiteral("double") : QStringLiteral("single"))
+        .arg(description.regionSize());
+}
+
+ExitCode run(const CommandLine &line)
+{
+    buildIfFolder(line.positional(0), line);
+    const DescriptionSource description(line.positional(0));
+    description.requireMemory();
+    SignalWait signals(SignalWait::Signals::Ending);
+    const bool wasThere = RegionInspection(description.key()).exists();
+    const LiveRegion region(description, LiveRegion::Opening::Create);
+    if (wasThere) {
+        noteReplacement(description);
+    }
+    region.usable(description.leaves());
+    writeOutput(readyLine(description));
+    while (signals.wait() != SignalWait::Event::End) { }
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command holdCommand()
+{
+    CommandSyntax syntax;
+    syntax.name = QStringLiteral("hold");
+    syntax.summary = QStringLiteral("Create the region and keep it until SIGINT or SIGTERM.");
+    syntax.positionals = {fileArgument()};
+    syntax.leastPositionals = 1;
+    syntax.mostPositionals = 1;
+    syntax.options = {prefixOption()};
+    syntax.examples = QStringLiteral(
+        "  tessel hold plant.process.json       until Ctrl-C; then nothing of it is left\n"
+        "  tessel hold plant.process.json &     beside other work; end it by kill %1\n"
+        "  tessel hold device                   builds the folder first, see tessel build\n");
+    return {syntax, run};
+}

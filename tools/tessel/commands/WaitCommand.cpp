@@ -1,0 +1,51 @@
+#include "commands/Commands.h"
+#include "descriptions/DescriptionSource.h"
+#include "live/RegionWait.h"
+#include "text/Failure.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int longestTimeout = 24 * 3600;
+
+ExitCode run(const CommandLine &line)
+{
+    const int timeout = line.number(QStringLiteral("timeout"), 0, longestTimeout, -1);
+    const DescriptionSource description(line.positional(0));
+    description.requireMemory();
+    const Clock::time_point deadline = timeout < 0 ? Clock::time_point::max()
+                                                   : Clock::now() + std::chrono::seconds(timeout);
+    switch (waitUntilPublished(description, deadline)) {
+    case RegionProgress::Published: return ExitCode::Done;
+    case RegionProgress::Silent:
+        throw Failure{ExitCode::TimedOut,
+                      QStringLiteral("%1: nothing was published in region '%2' within %3 s")
+                          .arg(description.path(), description.key())
+                          .arg(timeout)};
+    case RegionProgress::Missing: break;
+    }
+    throw Failure{ExitCode::TimedOut, QStringLiteral("%1: no region '%2' within %3 s")
+                                          .arg(description.path(), description.key())
+                                          .arg(timeout)};
+}
+
+} // namespace
+
+Command waitCommand()
+{
+    CommandSyntax syntax;
+    syntax.name = QStringLiteral("wait");
+    syntax.summary = QStringLiteral("Wait until the region is there and a set was published.");
+    syntax.positionals = {fileArgument()};
+    syntax.leastPositionals = 1;
+    syntax.mostPositionals = 1;
+    syntax.options = {{QStringLiteral("timeout"),
+                       QStringLiteral("Give up after so many seconds, 0 to 86400."),
+                       QStringLiteral("S")}};
+    syntax.examples = QStringLiteral(
+        "  tessel wait plant.process.json                 before a program that attaches\n"
+        "  tessel wait --timeout 30 plant.process.json    exit code 6 if it takes longer\n"
+        "  tessel wait --timeout 0 host.process.json      only look\n");
+    return {syntax, run};
+}

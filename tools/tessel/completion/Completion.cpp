@@ -1,0 +1,159 @@
+#include "completion/Completion.h"
+
+#include "commandline/TypedLine.h"
+#include "completion/UrlCompletion.h"
+#include "values/StateName.h"
+
+namespace {
+
+using Candidate = Completion::Candidate;
+
+/// Which files fit an argument, by what the help calls it.
+QString fileEndingFor(const QString &placeholder)
+{
+    if (placeholder == QLatin1String("DIR")) {
+        return QStringLiteral("/");
+    }
+    if (placeholder == QLatin1String("DIR|FILE")) {
+        return QStringLiteral(".config.json");
+    }
+    return placeholder.endsWith(QLatin1String("FILE")) ? QStringLiteral(".process.json")
+                                                       : QString();
+}
+
+Completion fromWords(const QStringList &words)
+{
+    Completion completion;
+    for (const auto &word : words) {
+        completion.candidates.append({word, {}});
+    }
+    return completion;
+}
+
+Completion names(const QVector<CommandSyntax> &subcommands)
+{
+    Completion completion;
+    for (const auto &subcommand : subcommands) {
+        if (!subcommand.isHidden) {
+            completion.candidates.append({subcommand.name, subcommand.summary});
+        }
+    }
+    return completion;
+}
+
+Completion options(const CommandSyntax &syntax, const TypedLine &line)
+{
+    const QString action = line.positionals().value(0);
+    Completion completion;
+    for (const auto &option : allOptions(syntax)) {
+        const QString name = option.names().constLast();
+        if (!action.isEmpty() && !mayTakeOption(syntax, action, name)) {
+            continue;
+        }
+        completion.candidates.append({QLatin1String("--") + name, option.description()});
+    }
+    return completion;
+}
+
+Completion optionValues(const TypedLine &line)
+{
+    if (line.valueName() == QLatin1String("STATE")) {
+        return fromWords(errorStateNames());
+    }
+    Completion completion;
+    if (line.valueName() == QLatin1String("FILE")) {
+        completion.fileEnding = QStringLiteral(".csv");
+    }
+    return completion;
+}
+
+/// What the help calls the argument under the cursor; empty if there is none too many.
+QString placeholderOf(const CommandSyntax &syntax, const TypedLine &line)
+{
+    const int index = line.positionals().size();
+    if (index < syntax.positionals.size()) {
+        return syntax.positionals[index].placeholder;
+    }
+    return syntax.mostPositionals < 0 ? syntax.positionals.constLast().placeholder : QString();
+}
+
+Completion configArguments(const CommandSyntax &syntax, const TypedLine &line)
+{
+    const QString action = line.positionals().value(0);
+    switch (line.positionals().size()) {
+    case 0: return fromWords(actionNames(syntax));
+    case 2: return {configurationUrls(action, line.positionals()[1], line.current()), {}};
+    case 3:
+        return action == QLatin1String("set")
+                   ? fromWords(configurationValues(line.positionals()[1], line.positionals()[2]))
+                   : Completion();
+    default: return {{}, fileEndingFor(placeholderOf(syntax, line))};
+    }
+}
+
+Completion arguments(const CommandSyntax &syntax, const TypedLine &line)
+{
+    if (syntax.name == QLatin1String("config")) {
+        return configArguments(syntax, line);
+    }
+    const QString placeholder = placeholderOf(syntax, line);
+    const QString path = line.positionals().value(0);
+    if (placeholder == QLatin1String("[URL...]")) {
+        return {processUrls(path, line.current(), UrlsOf::Everything), {}};
+    }
+    if (placeholder == QLatin1String("URL")) {
+        return {processUrls(path, line.current(), UrlsOf::WhatCanBeWritten), {}};
+    }
+    if (placeholder == QLatin1String("[VALUE]")) {
+        return fromWords(processValues(path, line.positionals()[1]));
+    }
+    return {{}, fileEndingFor(placeholder)};
+}
+
+/// What fits, whatever the word under the cursor begins with.
+Completion everythingAt(const CommandSyntax &syntax, const TypedLine &line)
+{
+    if (!line.valueName().isEmpty()) {
+        return optionValues(line);
+    }
+    return line.isOption() ? options(syntax, line) : arguments(syntax, line);
+}
+
+Completion beginningWith(const QString &begin, const Completion &completion, const QString &prefix)
+{
+    Completion selected{{}, completion.fileEnding};
+    for (const auto &candidate : completion.candidates) {
+        if (candidate.word.startsWith(begin)) {
+            selected.candidates.append({prefix + candidate.word, candidate.description});
+        }
+    }
+    return selected;
+}
+
+} // namespace
+
+Completion completionOf(const QStringList &words, const QVector<CommandSyntax> &subcommands)
+{
+    int index = 0;
+    while (index + 1 < words.size() && words[index].startsWith(QLatin1Char('-'))) {
+        ++index;
+    }
+    const QString name = words.value(index);
+    if (index + 1 >= words.size()) {
+        const bool isOption = name.startsWith(QLatin1Char('-'));
+        return beginningWith(name,
+                             isOption
+                                 ? fromWords({QStringLiteral("--help"), QStringLiteral("--verbose"),
+                                              QStringLiteral("--version")})
+                                 : names(subcommands),
+                             {});
+    }
+    for (const auto &subcommand : subcommands) {
+        if (subcommand.name == name && !subcommand.isHidden) {
+            const TypedLine line(subcommand, words.mid(index + 1));
+            return beginningWith(line.current(), everythingAt(subcommand, line),
+                                 line.currentPrefix());
+        }
+    }
+    return {};
+}

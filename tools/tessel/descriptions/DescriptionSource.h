@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Configuration/ConfigurationAndProcessDataBase.h"
+#include "values/LeafSlot.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+/// A process description as the command line names it, a file or a folder of files, parsed and not
+/// bound yet.
+///
+/// Every operation throws a Failure that names the path and the reason.
+class DescriptionSource
+{
+public:
+    explicit DescriptionSource(const QString &path);
+
+    const QString &path() const { return m_path; }
+    const ConfigurationAndProcessDataBase::BaseClassSharedPointer &root() const { return m_root; }
+
+    // The memory of the description. All of it is empty or 0 if the description has none.
+    QString key() const;
+    /// Bytes of one buffer.
+    quint32 bufferSize() const;
+    bool isDoubleBuffered() const;
+    /// Bytes of the whole region.
+    quint32 regionSize() const;
+    /// Name of the shared-memory object.
+    QString segmentName() const;
+    /// Text from which the key of the semaphores is made.
+    QString semaphoreName() const;
+    /// Refuses a description without memory.
+    void requireMemory() const;
+
+    /// All leaves, in the order of their display positions.
+    const QVector<Leaf> &leaves() const { return m_leaves; }
+    /// The leaves at the URLs, and below those that are tree nodes; all of them if there is no URL.
+    QVector<Leaf> leavesAt(const QStringList &urls) const;
+    /// The one leaf at a URL.
+    Leaf leafAt(const QString &url) const;
+
+private:
+    [[noreturn]] void refuseUrl(const QString &url) const;
+
+    QString m_path;
+    ConfigurationAndProcessDataBase::BaseClassSharedPointer m_root;
+    QVector<Leaf> m_leaves;
+};

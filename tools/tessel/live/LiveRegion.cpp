@@ -1,0 +1,191 @@
+#include "live/LiveRegion.h"
+
+#include "Companion/SystemVSemaphoreBaseClass.h"
+#include "live/ConsistentRead.h"
+#include "text/Failure.h"
+#include "text/LogCollector.h"
+#include "text/Output.h"
+
+#include <QElapsedTimer>
+
+namespace {
+
+QString withReasons(const QString &text)
+{
+    const QString reasons = LogCollector::takeReasons();
+    return reasons.isEmpty() ? text : QStringLiteral("%1: %2").arg(text, reasons);
+}
+
+QString fromFirstLeaf(const RegionInspection &region)
+{
+    const QString first = region.findFirstDifference();
+    return first.isEmpty() ? QString() : QStringLiteral(", from '%1' on").arg(first);
+}
+
+} // namespace
+
+LiveRegion::LiveRegion(const DescriptionSource &description, Opening opening)
+    : m_description(description)
+{
+    m_description.requireMemory();
+    if (opening == Opening::Attach) {
+        // Before the manager attaches: of a region that is replaced in between, requireCurrent() hears.
+        m_region.emplace(description.root());
+        requireMatchingRegion(*m_region, description);
+    }
+    LogCollector::takeReasons();
+    const auto root = m_manager.createProcessData(
+        m_description.root(), opening == Opening::Create
+                                  ? ProcessDataManager::InitTypeSharedMemoryCreate
+                                  : ProcessDataManager::InitTypeSharedMemoryAttach);
+    if (!root) {
+        throw Failure{ExitCode::NoAccess,
+                      withReasons(QStringLiteral("%1: no region for key '%2'")
+                                      .arg(m_description.path(), m_description.key()))};
+    }
+}
+
+QVector<Leaf> LiveRegion::readable(const QVector<Leaf> &leaves, const QStringList &urls) const
+{
+    if (urls.isEmpty()) {
+        return usable(leaves);
+    }
+    requireUsable(leaves);
+    return leaves;
+}
+
+QVector<Leaf> LiveRegion::usable(const QVector<Leaf> &leaves) const
+{
+    QVector<Leaf> usable;
+    for (const auto &leaf : leaves) {
+        const QString problem = slotProblem(leaf, m_manager.getSizeBuffer());
+        if (problem.isEmpty()) {
+            usable.append(leaf);
+        } else {
+            writeErrorLine(QStringLiteral("tessel: note: '%1' of %2 is left out: %3")
+                               .arg(leaf.url, m_description.path(), problem));
+        }
+    }
+    return usable;
+}
+
+void LiveRegion::requireUsable(const QVector<Leaf> &leaves) const
+{
+    for (const auto &leaf : leaves) {
+        const QString problem = slotProblem(leaf, m_manager.getSizeBuffer());
+        if (!problem.isEmpty()) {
+            throw Failure{ExitCode::InputOutputFile,
+                          QStringLiteral("%1: '%2' has no usable slot: %3")
+                              .arg(m_description.path(), leaf.url, problem)};
+        }
+    }
+}
+
+QVector<ProcessValue> LiveRegion::read(const QVector<Leaf> &leaves)
+{
+    LogCollector::takeReasons();
+    QVector<ProcessValue> values;
+    values.reserve(leaves.size());
+    QElapsedTimer timer;
+    timer.start();
+    const ReadOutcome outcome = readConsistently(m_manager, [&] {
+        values.clear();
+        for (const auto &leaf : leaves) {
+            ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
+            leaf.element->getValueNoLock(value);
+            values.append(value);
+        }
+    });
+    if (outcome == ReadOutcome::NotLocked) {
+        refuseLock(timer.elapsed());
+    }
+    if (outcome == ReadOutcome::Overtaken) {
+        throw Failure{ExitCode::NotReliable,
+                      QStringLiteral("%1: no consistent set in %2 attempts, writers are too fast")
+                          .arg(m_description.path())
+                          .arg(mostReadAttempts)};
+    }
+    return values;
+}
+
+void LiveRegion::write(const Leaf &leaf, const ProcessValue &value)
+{
+    LogCollector::takeReasons();
+    QElapsedTimer timer;
+    timer.start();
+    m_manager.lockWriteBuffer();
+    const bool isLocked = m_manager.getPointerWriteBuffer() != nullptr;
+    const bool isWritten = isLocked && leaf.element->setValueNoLock(value);
+    m_manager.unlockWriteBuffer();
+    if (!isLocked) {
+        refuseLock(timer.elapsed());
+    }
+    if (!isWritten) {
+        throw Failure{
+            ExitCode::Refused,
+            withReasons(
+                QStringLiteral("%1: '%2' was not written").arg(m_description.path(), leaf.url))};
+    }
+    if (!m_manager.swapReadAndWriteBuffer()) {
+        refuseLock(timer.elapsed());
+    }
+}
+
+void LiveRegion::requireCurrent() const
+{
+    switch (m_region ? m_region->getName() : RegionInspection::Name::Current) {
+    case RegionInspection::Name::Current: return;
+    case RegionInspection::Name::Replaced:
+        throw Failure{ExitCode::LayoutMismatch,
+                      QStringLiteral("%1: the region '%2' was replaced by a new one; start again")
+                          .arg(m_description.path(), m_description.key())};
+    case RegionInspection::Name::Removed: break;
+    }
+    throw Failure{ExitCode::NotFound,
+                  QStringLiteral("%1: the region '%2' has gone, its creator has ended")
+                      .arg(m_description.path(), m_description.key())};
+}
+
+void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
+{
+    if (waitedMilliseconds >= SystemVSemaphoreBaseClass::sm_lockWaitBound.count()) {
+        throw Failure{ExitCode::TimedOut,
+                      QStringLiteral("%1: another process has held the lock of region '%2' for "
+                                     "more than %3 s")
+                          .arg(m_description.path(), m_description.key())
+                          .arg(waitedMilliseconds / 1000)};
+    }
+    throw Failure{ExitCode::NoAccess,
+                  withReasons(QStringLiteral("%1: no lock on region '%2'")
+                                  .arg(m_description.path(), m_description.key()))};
+}
+
+void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description)
+{
+    if (!region.exists()) {
+        throw Failure{ExitCode::NotFound,
+                      QStringLiteral("%1: no region '%2'; start the process that creates it, or "
+                                     "'tessel hold'")
+                          .arg(description.path(), description.key())};
+    }
+    if (!region.isReadable()) {
+        throw Failure{ExitCode::NoAccess,
+                      QStringLiteral("%1: cannot attach to region '%2': %3")
+                          .arg(description.path(), description.key(), region.getErrorString())};
+    }
+    if (region.getSize() != description.regionSize()) {
+        throw Failure{ExitCode::LayoutMismatch,
+                      QStringLiteral("%1: region '%2' has %3 bytes where the description asks for "
+                                     "%4; its creator uses another description")
+                          .arg(description.path(), description.key())
+                          .arg(region.getSize())
+                          .arg(description.regionSize())};
+    }
+    if (region.hasLayoutOfDescription() == false) {
+        throw Failure{
+            ExitCode::LayoutMismatch,
+            QStringLiteral("%1: region '%2' has another layout%3; its creator uses another "
+                           "description")
+                .arg(description.path(), description.key(), fromFirstLeaf(region))};
+    }
+}

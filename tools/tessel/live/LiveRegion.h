@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Inspection/RegionInspection.h"
+#include "ProcessDataManagement/ProcessDataManager.h"
+#include "descriptions/DescriptionSource.h"
+
+#include <QVector>
+
+#include <optional>
+
+/// Refuses, by a Failure, a region that is not there, cannot be opened, or was made from another
+/// description.
+void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description);
+
+/// A description bound to its region in shared memory.
+///
+/// The leaves of the description read and write through this object and must not be used after it.
+/// Every operation throws a Failure.
+class LiveRegion
+{
+public:
+    enum class Opening {
+        Create, ///< Makes the region; it is removed with this object.
+        Attach  ///< Joins a region that another process has made.
+    };
+
+    LiveRegion(const DescriptionSource &description, Opening opening);
+
+    /// The leaves of @p leaves to read, which were found at @p urls. Refuses one that was asked for
+    /// and cannot be used; if everything was asked for, leaves it out with a note.
+    QVector<Leaf> readable(const QVector<Leaf> &leaves, const QStringList &urls) const;
+    /// Those of the leaves that can be used. A note on standard error names each of the others.
+    QVector<Leaf> usable(const QVector<Leaf> &leaves) const;
+    /// Refuses leaves of which one cannot be used.
+    void requireUsable(const QVector<Leaf> &leaves) const;
+
+    /// The values of one consistent set, in the order of the leaves.
+    QVector<ProcessValue> read(const QVector<Leaf> &leaves);
+    /// Writes one value and publishes it.
+    void write(const Leaf &leaf, const ProcessValue &value);
+
+    /// For what the library offers beside this class; not for its locks.
+    ProcessDataManager &manager() { return m_manager; }
+
+    /// Refuses to go on when the region's name has been removed or stands for another region now.
+    void requireCurrent() const;
+
+private:
+    [[noreturn]] void refuseLock(qint64 waitedMilliseconds) const;
+
+    const DescriptionSource &m_description;
+    std::optional<RegionInspection> m_region; ///< of an attachment
+    ProcessDataManager m_manager;
+};

@@ -1,0 +1,104 @@
+#include "text/SignalWait.h"
+
+#include "text/Failure.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+sigset_t setOf(SignalWait::Signals signals)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaddset(&set, signal);
+    }
+    if (signals == SignalWait::Signals::EndingAndTerminal) {
+        sigaddset(&set, SIGWINCH);
+        sigaddset(&set, SIGTSTP);
+    }
+    return set;
+}
+
+[[noreturn]] void failInternally(const char *call)
+{
+    throw Failure{ExitCode::Internal,
+                  QStringLiteral("%1: %2").arg(QString::fromLatin1(call), qt_error_string(errno))};
+}
+
+} // namespace
+
+SignalWait::SignalWait(Signals signals) : m_signals(signals)
+{
+    const sigset_t set = setOf(signals);
+    m_fd = signalfd(-1, &set, SFD_CLOEXEC);
+    if (m_fd < 0) {
+        failInternally("signalfd");
+    }
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+SignalWait::~SignalWait()
+{
+    const sigset_t set = setOf(m_signals);
+    ::close(m_fd);
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+SignalWait::Event SignalWait::wait()
+{
+    return fetch();
+}
+
+SignalWait::Event SignalWait::waitUntil(Clock::time_point deadline)
+{
+    using std::chrono::milliseconds;
+    while (true) {
+        const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+        pollfd waited{m_fd, POLLIN, 0};
+        const int count = poll(&waited, 1, static_cast<int>(std::max<qint64>(left.count(), 0)));
+        if (count > 0) {
+            return fetch();
+        }
+        if (count == 0) {
+            return Event::TimePassed;
+        }
+        if (errno != EINTR) {
+            failInternally("poll");
+        }
+    }
+}
+
+SignalWait::Event SignalWait::waitUntilReadable(int descriptor)
+{
+    pollfd waited[] = {{m_fd, POLLIN, 0}, {descriptor, POLLIN, 0}};
+    while (poll(waited, 2, -1) < 0) {
+        if (errno != EINTR) {
+            failInternally("poll");
+        }
+    }
+    return waited[0].revents != 0 ? fetch() : Event::Readable;
+}
+
+SignalWait::Event SignalWait::fetch() const
+{
+    signalfd_siginfo signal{};
+    while (::read(m_fd, &signal, sizeof signal) < 0) {
+        if (errno != EINTR) {
+            failInternally("read");
+        }
+    }
+    switch (signal.ssi_signo) {
+    case SIGWINCH: return Event::Resized;
+    case SIGTSTP: return Event::Stop;
+    default: return Event::End;
+    }
+}
