@@ -19,6 +19,10 @@ private Q_SLOTS:
     void allLeavesComeInDisplayOrder();
     void nodesStandForTheLeavesBelow();
     void urlsComeInTheOrderOfTheCommandLine();
+    void starsStandForNames();
+    void patternThatNamesNothingIsRefused();
+    void terseOutputIsAValueALine();
+    void terseAndJsonDoNotGoTogether();
     void jsonHasOneObjectALeaf();
     void jsonKeeps64Bits();
     void controlCharactersAreShownAsEscapes();
@@ -70,6 +74,67 @@ void tst_ToolGet::nodesStandForTheLeavesBelow()
     QCOMPARE(result.output, QStringLiteral("URL  VALUE  UNIT  STATE\n"
                                            "n/a               no-input\n"
                                            "n/b               no-input\n"));
+}
+
+void tst_ToolGet::starsStandForNames()
+{
+    ToolDescription description;
+    for (const auto &url : {"n/speed", "n/power", "m/speed", "speed"}) {
+        description.add(QLatin1String(url), QStringLiteral("int8"), Metadata::None, 1);
+    }
+    const QString file = description.write();
+    const HeldRegion region(file);
+
+    const QString oneLevel = runTool({QStringLiteral("get"), file, QStringLiteral("*/sp*")}).output;
+    const QString anyDepth =
+        runTool({QStringLiteral("get"), file, QStringLiteral("**/speed")}).output;
+
+    QCOMPARE(oneLevel, QStringLiteral("URL      VALUE  UNIT  STATE\n"
+                                      "m/speed      0        valid\n"
+                                      "n/speed      0        valid\n"));
+    QCOMPARE(anyDepth, QStringLiteral("URL      VALUE  UNIT  STATE\n"
+                                      "speed        0        valid\n"
+                                      "m/speed      0        valid\n"
+                                      "n/speed      0        valid\n"));
+}
+
+void tst_ToolGet::patternThatNamesNothingIsRefused()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("n/a"), QStringLiteral("int8"), Metadata::None, 1);
+    const QString file = description.write();
+
+    const ToolResult result = runTool({QStringLiteral("get"), file, QStringLiteral("**/z*")});
+
+    QCOMPARE(result.error, QStringLiteral("tessel: %1: no element at '**/z*'\n").arg(file));
+    QCOMPARE(result.exitCode, 3);
+}
+
+void tst_ToolGet::terseOutputIsAValueALine()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("float"), Metadata::ErrorState, 4);
+    description.add(QStringLiteral("b"), QStringLiteral("int8"), Metadata::ErrorState, 1);
+    description.add(QStringLiteral("c"), QStringLiteral("string"), Metadata::ErrorState, 32);
+    const QString file = description.write();
+    HeldRegion region(file);
+    region.publish(QStringLiteral("a"), validValue(-12.5F));
+    region.publish(QStringLiteral("c"), validValue(QStringLiteral("two\nlines")));
+
+    const ToolResult result = runTool({QStringLiteral("get"), QStringLiteral("-t"), file});
+
+    QCOMPARE(result.output, QStringLiteral("-12.5\n\ntwo\\nlines\n"));
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolGet::terseAndJsonDoNotGoTogether()
+{
+    const ToolResult result = runTool({QStringLiteral("get"), QStringLiteral("--terse"),
+                                       QStringLiteral("--json"), QStringLiteral("x.process.json")});
+
+    QCOMPARE(result.error, QStringLiteral("tessel: get: --json does not go with --terse; "
+                                          "see 'tessel get --help'\n"));
+    QCOMPARE(result.exitCode, 2);
 }
 
 void tst_ToolGet::urlsComeInTheOrderOfTheCommandLine()

@@ -1,4 +1,5 @@
 #include "Companion/FormatVersions.h"
+#include "commandline/OtherPrograms.h"
 #include "commands/Commands.h"
 #include "text/Failure.h"
 #include "text/LogCollector.h"
@@ -15,6 +16,18 @@ namespace {
 
 const QLatin1String usualKeyPrefix("tessel");
 
+/// The programs of others, if there are any.
+QString otherSubcommands()
+{
+    QString lines;
+    for (const auto &name : OtherPrograms::names()) {
+        lines += QStringLiteral("  %1\n").arg(name);
+    }
+    return lines.isEmpty()
+               ? lines
+               : QStringLiteral("Subcommands that are programs of their own:\n%1\n").arg(lines);
+}
+
 QString generalHelp()
 {
     QString commands;
@@ -28,7 +41,7 @@ QString generalHelp()
     return QStringLiteral(
                "Usage: tessel SUBCOMMAND [OPTION...] FILE [ARGUMENT...]\n\n"
                "Shows and changes the live process values behind a process description.\n\n"
-               "Subcommands:\n%1\n"
+               "Subcommands:\n%1\n%2"
                "Options:\n"
                "  -v, --verbose  Show the library's messages on standard error.\n"
                "  --version      Show the versions of tool, Qt and formats.\n"
@@ -38,7 +51,7 @@ QString generalHelp()
                "  4 no permission, cannot attach    5 refused: type, range, read-only\n"
                "  6 time ran out    7 no consistent set    8 layout differs, region replaced\n"
                "  9 input or output file    10 internal\n")
-        .arg(commands);
+        .arg(commands, otherSubcommands());
 }
 
 QString versionText()
@@ -78,6 +91,8 @@ ExitCode runCommand(const QString &name, const QStringList &arguments)
         line.checkPositionals();
         return command.run(line);
     }
+    OtherPrograms::runIfThere(name, arguments);
+    names += OtherPrograms::names();
     refuseUse(QStringLiteral("unknown subcommand '%1'%2").arg(name, suggestion(name, names)));
 }
 
@@ -131,13 +146,13 @@ QVector<Command> allCommands()
 CommandSyntax::Positional fileArgument()
 {
     return {QStringLiteral("FILE"),
-            QStringLiteral("A process description, NAME.process.json, or a folder of them.")};
+            QStringLiteral("A process description, NAME.process.json, or a folder of them."), true};
 }
 
 CommandSyntax::Positional urlsArgument()
 {
     return {QStringLiteral("[URL...]"),
-            QStringLiteral("Leaves, or tree nodes for all leaves below; everything without one.")};
+            QStringLiteral("Leaves, or nodes for all leaves below; * and ** stand for any names.")};
 }
 
 QCommandLineOption prefixOption()

@@ -3,7 +3,11 @@
 #include "text/Failure.h"
 #include "text/Suggestion.h"
 
+#include <QFileInfo>
 #include <QRegularExpression>
+#include <QtGlobal>
+
+#include <algorithm>
 
 namespace {
 
@@ -62,6 +66,10 @@ CommandLine::CommandLine(const CommandSyntax &syntax, const QStringList &argumen
 {
     m_parser.addOptions(allOptions(syntax));
     if (m_parser.parse(QStringList(syntax.name) + withMarkedNumbers(arguments))) {
+        for (const auto &positional : m_parser.positionalArguments()) {
+            m_positionals.append(withoutMark(positional));
+        }
+        m_positionals = withDescription(syntax, m_positionals);
         return;
     }
     refuseUnknownOption();
@@ -84,7 +92,7 @@ bool CommandLine::isVerbose() const
 
 void CommandLine::checkPositionals() const
 {
-    const int count = m_parser.positionalArguments().size();
+    const int count = m_positionals.size();
     if (count < m_syntax.leastPositionals) {
         refuse(QStringLiteral("%1 is missing").arg(m_syntax.positionals[count].placeholder));
     }
@@ -96,16 +104,12 @@ void CommandLine::checkPositionals() const
 
 QString CommandLine::positional(int index) const
 {
-    return withoutMark(m_parser.positionalArguments().value(index));
+    return m_positionals.value(index);
 }
 
 QStringList CommandLine::positionalsFrom(int index) const
 {
-    QStringList positionals;
-    for (int i = index; i < m_parser.positionalArguments().size(); ++i) {
-        positionals.append(positional(i));
-    }
-    return positionals;
+    return m_positionals.mid(index);
 }
 
 QString CommandLine::value(const QString &option) const
@@ -150,6 +154,38 @@ void CommandLine::refuseUnknownOption() const
     }
     const QString unknown = spelled(m_parser.unknownOptionNames().constFirst());
     refuse(QStringLiteral("unknown option '%1'%2").arg(unknown, suggestion(unknown, known)));
+}
+
+QString defaultDescription()
+{
+    return QString::fromUtf8(qgetenv("TESSEL_DIR"));
+}
+
+bool isDescriptionPath(const QString &word)
+{
+    return word.endsWith(QLatin1String(".json")) || QFileInfo::exists(word);
+}
+
+int descriptionPosition(const CommandSyntax &syntax)
+{
+    const auto *const found = std::find_if(
+        syntax.positionals.cbegin(), syntax.positionals.cend(),
+        [](const CommandSyntax::Positional &positional) { return positional.isDescription; });
+    return found == syntax.positionals.cend()
+               ? -1
+               : static_cast<int>(found - syntax.positionals.cbegin());
+}
+
+QStringList withDescription(const CommandSyntax &syntax, const QStringList &positionals)
+{
+    const int position = descriptionPosition(syntax);
+    const QString description = defaultDescription();
+    QStringList complete = positionals;
+    if (position >= 0 && position <= complete.size() && !description.isEmpty()
+        && !isDescriptionPath(complete.value(position))) {
+        complete.insert(position, description);
+    }
+    return complete;
 }
 
 bool isNegativeNumber(const QString &argument)

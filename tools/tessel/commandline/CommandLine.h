@@ -14,6 +14,8 @@ struct CommandSyntax
         /// As it stands in the usage line: FILE, or [URL...].
         QString placeholder;
         QString description;
+        /// Where it is left out, the environment may name it: see defaultDescription().
+        bool isDescription = false;
     };
 
     /// What the first argument may name, and the options that are not for every action.
@@ -27,9 +29,9 @@ struct CommandSyntax
     /// One line, for the list of subcommands.
     QString summary;
     QVector<Positional> positionals;
-    int leastPositionals;
+    int leastPositionals = 0;
     /// -1: any number.
-    int mostPositionals;
+    int mostPositionals = 0;
     QList<QCommandLineOption> options;
     /// Whole lines, each a call and what it is for.
     QString examples;
@@ -67,7 +69,18 @@ private:
 
     const CommandSyntax &m_syntax;
     QCommandLineParser m_parser;
+    QStringList m_positionals;
 };
+
+/// The file or folder that stands for a description which is left out, from TESSEL_DIR in the
+/// environment; empty if there is none.
+QString defaultDescription();
+/// Whether a word is meant as the path of a description: it exists, or ends as the names of files do.
+bool isDescriptionPath(const QString &word);
+/// The position of the description among the arguments; -1 if it cannot be left out.
+int descriptionPosition(const CommandSyntax &syntax);
+/// The arguments of the subcommand with the default description in its place, where it was left out.
+QStringList withDescription(const CommandSyntax &syntax, const QStringList &positionals);
 
 /// Whether an argument such as -5 is meant as a value.
 bool isNegativeNumber(const QString &argument);

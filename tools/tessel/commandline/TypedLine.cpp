@@ -17,6 +17,10 @@ TypedLine::TypedLine(const CommandSyntax &syntax, const QStringList &words) : m_
     for (int i = 0; i + 1 < words.size(); ++i) {
         take(words[i]);
     }
+    // What stands under the cursor may yet become its path.
+    if (m_positionals.size() > descriptionPosition(syntax)) {
+        m_positionals = withDescription(syntax, m_positionals);
+    }
     m_current = words.isEmpty() ? QString() : words.constLast();
     const int equalSign = m_current.indexOf(QLatin1Char('='));
     if (!isOption() || equalSign < 0) {
@@ -31,6 +35,15 @@ bool TypedLine::isOption() const
 {
     return m_valueName.isEmpty() && !m_optionsEnded && m_currentPrefix.isEmpty()
            && looksLikeOption(m_current);
+}
+
+TypedLine TypedLine::behindDescription() const
+{
+    TypedLine line = *this;
+    if (m_positionals.size() == descriptionPosition(m_syntax)) {
+        line.m_positionals = withDescription(m_syntax, m_positionals);
+    }
+    return line;
 }
 
 void TypedLine::take(const QString &word)

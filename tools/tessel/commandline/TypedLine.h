@@ -13,7 +13,8 @@ public:
     /// @p words stand behind the name of the subcommand.
     TypedLine(const CommandSyntax &syntax, const QStringList &words);
 
-    /// The positional arguments that are complete.
+    /// The positional arguments that are complete, with the description that the environment names
+    /// where it was left out.
     const QStringList &positionals() const { return m_positionals; }
     /// The word under the cursor, or that part of --option=VALUE which is the value.
     const QString &current() const { return m_current; }
@@ -22,6 +23,8 @@ public:
     /// What the option, of which current() is the value, calls it: STATE. Empty if it is none.
     const QString &valueName() const { return m_valueName; }
     bool isOption() const;
+    /// The same line as if the description were left out here; the line itself where it cannot be.
+    TypedLine behindDescription() const;
 
 private:
     void take(const QString &word);

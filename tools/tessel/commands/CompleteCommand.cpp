@@ -1,3 +1,4 @@
+#include "commandline/OtherPrograms.h"
 #include "commands/Commands.h"
 #include "completion/Completion.h"
 #include "text/Output.h"
@@ -20,6 +21,12 @@ ExitCode run(const CommandLine &line)
     QVector<CommandSyntax> subcommands;
     for (const auto &command : allCommands()) {
         subcommands.append(command.syntax);
+    }
+    for (const auto &name : OtherPrograms::names()) {
+        CommandSyntax other;
+        other.name = name;
+        other.summary = QStringLiteral("A program of its own.");
+        subcommands.append(other);
     }
     const Completion completion = completionOf(line.positionalsFrom(0), subcommands);
     QString lines;

@@ -93,7 +93,8 @@ QVector<CommandSyntax::Positional> positionals()
 {
     return {{QStringLiteral("ACTION"), QStringLiteral("get, set, show or table.")},
             {QStringLiteral("DIR|FILE"),
-             QStringLiteral("An instance directory, or a configuration file, NAME.config.json.")},
+             QStringLiteral("An instance directory, or a configuration file, NAME.config.json."),
+             true},
             {QStringLiteral("[URL]"),
              QStringLiteral("A leaf or a cell, URL#ROW,COLUMN; for show a node as well.")},
             {QStringLiteral("[VALUE]"),

@@ -1,6 +1,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "commands/Commands.h"
 #include "live/LiveRegion.h"
+#include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Table.h"
@@ -49,16 +50,34 @@ void printTable(const QVector<Leaf> &leaves, const QVector<ProcessValue> &values
     writeOutput(table.lines().join(QLatin1Char('\n')) + QLatin1Char('\n'));
 }
 
+void printValues(const QVector<ProcessValue> &values)
+{
+    QString lines;
+    for (const auto &value : values) {
+        lines += printable(valueText(value)) + QLatin1Char('\n');
+    }
+    writeOutput(lines);
+}
+
 ExitCode run(const CommandLine &line)
 {
+    const bool isJson = line.isSet(QStringLiteral("json"));
+    const bool isTerse = line.isSet(QStringLiteral("terse"));
+    if (isJson && isTerse) {
+        throw Failure{
+            ExitCode::WrongUse,
+            QStringLiteral("get: --json does not go with --terse; see 'tessel get --help'")};
+    }
     const DescriptionSource description(line.positional(0));
     const QStringList urls = line.positionalsFrom(1);
     QVector<Leaf> leaves = description.leavesAt(urls);
     LiveRegion region(description, LiveRegion::Opening::Attach);
     leaves = region.readable(leaves, urls);
     const QVector<ProcessValue> values = region.read(leaves);
-    if (line.isSet(QStringLiteral("json"))) {
+    if (isJson) {
         printJson(leaves, values);
+    } else if (isTerse) {
+        printValues(values);
     } else {
         printTable(leaves, values);
     }
@@ -75,10 +94,14 @@ Command getCommand()
     syntax.positionals = {fileArgument(), urlsArgument()};
     syntax.leastPositionals = 1;
     syntax.mostPositionals = -1;
-    syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON array.")}};
+    syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON array.")},
+                      {{QStringLiteral("t"), QStringLiteral("terse")},
+                       QStringLiteral("Print the values alone, a line each.")}};
     syntax.examples = QStringLiteral(
         "  tessel get host.process.json                       all values\n"
         "  tessel get host.process.json cpu load/average1     a node and a leaf\n"
-        "  tessel get --json host.process.json cpu/usage      for programs\n");
+        "  tessel get host.process.json '**/average*'         whatever its name begins with\n"
+        "  tessel get --json host.process.json cpu/usage      for programs\n"
+        "  tessel get -t host.process.json cpu/usage          for scripts: the value alone\n");
     return {syntax, run};
 }

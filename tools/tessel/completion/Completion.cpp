@@ -2,6 +2,7 @@
 
 #include "commandline/TypedLine.h"
 #include "completion/UrlCompletion.h"
+#include "text/Failure.h"
 #include "values/StateName.h"
 
 namespace {
@@ -110,13 +111,29 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line)
     return {{}, fileEndingFor(placeholder)};
 }
 
+/// Where the description may be left out, what stands behind it fits as well.
+Completion argumentsWithDefault(const CommandSyntax &syntax, const TypedLine &line)
+{
+    Completion completion = arguments(syntax, line);
+    const TypedLine behind = line.behindDescription();
+    if (behind.positionals().size() == line.positionals().size()) {
+        return completion;
+    }
+    try {
+        completion.candidates += arguments(syntax, behind).candidates;
+    } catch (const Failure &) {
+        // Another path may still be typed here.
+    }
+    return completion;
+}
+
 /// What fits, whatever the word under the cursor begins with.
 Completion everythingAt(const CommandSyntax &syntax, const TypedLine &line)
 {
     if (!line.valueName().isEmpty()) {
         return optionValues(line);
     }
-    return line.isOption() ? options(syntax, line) : arguments(syntax, line);
+    return line.isOption() ? options(syntax, line) : argumentsWithDefault(syntax, line);
 }
 
 Completion beginningWith(const QString &begin, const Completion &completion, const QString &prefix)

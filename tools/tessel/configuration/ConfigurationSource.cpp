@@ -7,6 +7,7 @@
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "descriptions/DescriptionFile.h"
 #include "descriptions/TreeUrl.h"
+#include "descriptions/UrlPattern.h"
 #include "text/LogCollector.h"
 #include "text/Suggestion.h"
 
@@ -141,12 +142,12 @@ ConfigurationSource::ConfigurationSource(const QString &path) : m_path(path)
 
 QVector<ConfigurationLeaf> ConfigurationSource::leavesAt(const QString &url) const
 {
-    const QString wanted = TreeUrl::normalized(url);
+    const bool isEverything = TreeUrl::normalized(url).isEmpty();
+    const UrlPattern wanted(url);
     QVector<ConfigurationLeaf> selected;
-    std::copy_if(m_leaves.cbegin(), m_leaves.cend(), std::back_inserter(selected),
-                 [&wanted](const ConfigurationLeaf &leaf) {
-                     return TreeUrl::isAtOrBelow(leaf.url, wanted);
-                 });
+    std::copy_if(
+        m_leaves.cbegin(), m_leaves.cend(), std::back_inserter(selected),
+        [&](const ConfigurationLeaf &leaf) { return isEverything || wanted.leadsTo(leaf.url); });
     if (selected.isEmpty()) {
         refuseUrl(url);
     }

@@ -6,6 +6,7 @@
 #include "descriptions/DescriptionFile.h"
 #include "descriptions/DescriptionFolder.h"
 #include "descriptions/TreeUrl.h"
+#include "descriptions/UrlPattern.h"
 #include "text/Output.h"
 #include "text/Suggestion.h"
 
@@ -125,12 +126,10 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
     }
     QVector<Leaf> selected;
     for (const auto &url : urls) {
-        const QString wanted = TreeUrl::normalized(url);
+        const UrlPattern wanted(url);
         const int before = selected.size();
         std::copy_if(m_leaves.cbegin(), m_leaves.cend(), std::back_inserter(selected),
-                     [&wanted](const Leaf &leaf) {
-                         return !wanted.isEmpty() && TreeUrl::isAtOrBelow(leaf.url, wanted);
-                     });
+                     [&wanted](const Leaf &leaf) { return wanted.leadsTo(leaf.url); });
         if (selected.size() == before) {
             refuseUrl(url);
         }

@@ -35,7 +35,8 @@ public:
 
     /// All leaves, in the order of their display positions.
     const QVector<Leaf> &leaves() const { return m_leaves; }
-    /// The leaves at the URLs, and below those that are tree nodes; all of them if there is no URL.
+    /// The leaves at the URLs, which may be patterns, and below those that are tree nodes; all of them
+    /// if there is no URL.
     QVector<Leaf> leavesAt(const QStringList &urls) const;
     /// The one leaf at a URL.
     Leaf leafAt(const QString &url) const;
