@@ -8,7 +8,7 @@ enum class ExitCode {
     NotFound = 3,        ///< No such URL, file or region.
     NoAccess = 4,        ///< No permission, or the region cannot be attached.
     Refused = 5,         ///< A check refused: type, range, read-only.
-    TimedOut = 6,        ///< Another process held a lock for too long.
+    TimedOut = 6,        ///< Another process held a lock for too long, or a wait ran out.
     NotReliable = 7,     ///< No attempt to read gave one consistent set.
     LayoutMismatch = 8,  ///< Region and description do not match, or the region was replaced.
     InputOutputFile = 9, ///< A file that is read or written, standard output included.
