@@ -1,12 +1,17 @@
 #include "Access/WatchedRegion.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
+#include "support/ProcessState.h"
 #include "support/RunTogether.h"
 
 #include <QtTest>
 
 #include <algorithm>
+#include <atomic>
+#include <memory>
 #include <vector>
+
+#include <unistd.h>
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
@@ -22,7 +27,10 @@ class WaitingThread
 public:
     explicit WaitingThread(ProcessDataWatcher &watcher, std::chrono::milliseconds bound = endless)
         : seen(watcher.getGeneration())
-        , m_thread([this, &watcher, bound] { result = watcher.wait(seen, bound); })
+        , m_thread([this, &watcher, bound] {
+            m_number = static_cast<pid_t>(gettid());
+            result = watcher.wait(seen, bound);
+        })
     {
     }
     ~WaitingThread() { join(); }
@@ -34,10 +42,14 @@ public:
         }
     }
 
+    /// Whether it sleeps, in the kernel or behind another thread.
+    bool isAsleep() const { return m_number != 0 && processState(m_number) == 'S'; }
+
     quint64 seen;
     Result result = Result::NotSupported;
 
 private:
+    std::atomic<pid_t> m_number{0};
     std::thread m_thread;
 };
 
@@ -217,12 +229,17 @@ void tst_ProcessDataWatcher::idleWaiterSleepsASecondAtATime()
 
     QCOMPARE(watcher.wait(seen, 2500ms), Result::TimedOut);
 
-    QCOMPARE(FutexCalls::waits() - waits, 3);
+    // Fewer on a busy machine, where a sleep lasts longer than its bound.
+    const int made = FutexCalls::waits() - waits;
+    QVERIFY2(made <= 3, qPrintable(QString::number(made)));
+    QVERIFY(FutexCalls::longestBound() == 1s);
 }
 
 void tst_ProcessDataWatcher::stopEndsAWaitSoon()
 {
     WatchedRegion region;
+    FutexCalls::boundOfAll = longBound;
+    const int runOuts = FutexCalls::runOuts();
     std::vector<Clock::duration> times;
     for (int i = 0; i < 11; ++i) {
         ProcessDataWatcher watcher(region.manager());
@@ -233,16 +250,18 @@ void tst_ProcessDataWatcher::stopEndsAWaitSoon()
         waiting.join();
         times.push_back(Clock::now() - begin);
         QCOMPARE(waiting.result, Result::Stopped);
+        QCOMPARE(FutexCalls::runOuts(), runOuts);
     }
 
-    std::sort(times.begin(), times.end());
-    QVERIFY(times[5] < 50ms); // one of them may have met a busy machine
+    QVERIFY(*std::min_element(times.begin(), times.end()) < 50ms); // others may meet a busy machine
 }
 
 void tst_ProcessDataWatcher::stopReachesAThreadOnItsWayToSleep()
 {
     WatchedRegion region;
     ProcessDataWatcher watcher(region.manager());
+    FutexCalls::boundOfAll = longBound;
+    const int runOuts = FutexCalls::runOuts();
     std::thread stopping;
     FutexCalls::beforeWait = [&] {
         if (stopping.joinable()) {
@@ -253,14 +272,12 @@ void tst_ProcessDataWatcher::stopReachesAThreadOnItsWayToSleep()
         waitFor([&] { return FutexCalls::wakes() > wakes; }); // which has woken nobody
     };
     quint64 seen = watcher.getGeneration();
-    const auto begin = Clock::now();
 
     const Result result = watcher.wait(seen, endless);
-    const auto taken = Clock::now() - begin;
     stopping.join();
 
     QCOMPARE(result, Result::Stopped);
-    QVERIFY(taken < 900ms); // less than a sleep in the kernel
+    QCOMPARE(FutexCalls::runOuts(), runOuts);
 }
 
 void tst_ProcessDataWatcher::stopEndsLaterWaitsToo()
@@ -327,17 +344,25 @@ void tst_ProcessDataWatcher::threadWhoseBoundEndsHandsOver()
 {
     WatchedRegion region;
     ProcessDataWatcher watcher(region.manager());
-    WaitingThread first(watcher, 50ms);
-    QVERIFY(isAsleep());
-    WaitingThread second(watcher, longBound);
-    first.join();
-    QCOMPARE(first.result, Result::TimedOut);
-    QVERIFY(isAsleep());
+    const int waits = FutexCalls::waits();
+    std::unique_ptr<WaitingThread> second;
+    bool isBehind = false;
+    FutexCalls::beforeWait = [&] {
+        // From the first thread, which is about to sleep for all.
+        if (!second) {
+            second = std::make_unique<WaitingThread>(watcher, longBound);
+            isBehind = waitFor([&] { return second->isAsleep(); });
+        }
+    };
+    quint64 seen = watcher.getGeneration();
 
+    QCOMPARE(watcher.wait(seen, 50ms), Result::TimedOut);
+
+    QVERIFY(isBehind);
+    QVERIFY(waitFor([&] { return FutexCalls::waits() > waits + 1; }));
     QVERIFY(region.publish());
-    second.join();
-
-    QCOMPARE(second.result, Result::NewSet);
+    second->join();
+    QCOMPARE(second->result, Result::NewSet);
 }
 
 void tst_ProcessDataWatcher::removedNameIsNoticed()

@@ -1,5 +1,6 @@
 #include "Access/WatchedRegion.h"
 #include "support/ChildProcess.h"
+#include "support/ProcessState.h"
 
 #include <QtTest>
 
@@ -13,13 +14,18 @@ namespace {
 
 constexpr auto endless = std::chrono::milliseconds(-1);
 
-int waitAsFirstProcess(const WatchedRegion &region, const ChildSide &parent)
+/// Says so in @p toOuter when it is about to sleep. Nothing but a wake ends that.
+int waitAsFirstProcess(const WatchedRegion &region, int toOuter)
 {
     LiveRegion own(region.description, ProcessDataManager::InitTypeSharedMemoryAttach);
     ProcessDataWatcher watcher(own.manager);
     quint64 seen = watcher.getGeneration();
-    FutexCalls::beforeWait = [&parent] { parent.say(); };
+    FutexCalls::boundOfAll = longBound;
+    FutexCalls::beforeWait = [toOuter] {
+        [[maybe_unused]] const ssize_t written = write(toOuter, "w", 1);
+    };
     CHILD_VERIFY(watcher.wait(seen, longBound) == Result::NewSet);
+    CHILD_VERIFY(FutexCalls::runOuts() == 0);
     CHILD_VERIFY(getpid() == 1);
     return 0;
 }
@@ -135,11 +141,18 @@ void tst_WatcherForks::waiterInOtherNamespacesIsWoken()
         if (unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) {
             return ChildProcess::sm_cannotTry;
         }
+        int fromInner[2] = {-1, -1};
+        CHILD_VERIFY(pipe(fromInner) == 0);
         const pid_t waiter = fork();
         if (waiter == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            _exit(waitAsFirstProcess(region, parent));
+            _exit(waitAsFirstProcess(region, fromInner[1]));
         }
+        close(fromInner[1]);
+        char word = 0;
+        CHILD_VERIFY(read(fromInner[0], &word, 1) == 1);
+        CHILD_VERIFY(waitFor([&] { return processState(waiter) == 'S'; }));
+        parent.say();
         int status = 0;
         CHILD_VERIFY(waitpid(waiter, &status, 0) == waiter && WIFEXITED(status));
         return WEXITSTATUS(status);

@@ -1,14 +1,16 @@
 #pragma once
 
+#include "support/ProcessState.h"
+
 #include <QtTest>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <fstream>
 #include <functional>
-#include <string>
 
 #include <poll.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -126,15 +128,13 @@ public:
     /// Until the child has nothing to do but wait for something. False if it does not come to that.
     bool waitUntilAsleep() const
     {
-        for (int i = 0; i < sm_bound && !hasEnded(); ++i) {
-            std::ifstream status("/proc/" + std::to_string(m_pid) + "/stat");
-            std::string text;
-            std::getline(status, text);
-            // The state stands behind the name, which may hold anything.
-            const std::size_t nameEnd = text.rfind(')');
-            if (nameEnd != std::string::npos && text.compare(nameEnd, 3, ") S") == 0) {
+        const auto deadline = std::chrono::steady_clock::now()
+                              + std::chrono::milliseconds(sm_bound);
+        while (!hasEnded() && std::chrono::steady_clock::now() < deadline) {
+            if (processState(m_pid) == 'S') {
                 return true;
             }
+            sched_yield();
         }
         return false;
     }

@@ -3,7 +3,9 @@
 #include <QtGlobal>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
+#include <ctime>
 
 #include <dlfcn.h>
 #include <linux/futex.h>
@@ -14,6 +16,8 @@ namespace {
 std::atomic<int> waitCount{0};
 std::atomic<int> wakeCount{0};
 std::atomic<int> sleeperCount{0};
+std::atomic<int> runOutCount{0};
+std::atomic<qint64> longestNanoseconds{0};
 
 using SystemCall = long (*)(long, long, long, long, long, long, long);
 
@@ -33,6 +37,49 @@ bool isFutex(long number)
     return number == SYS_futex;
 }
 
+/// The bound of a wait. The older call has one of two longs, which is another one than that of the C library
+/// where a time is longer than a long.
+class Bound
+{
+public:
+    Bound(long number, long given) : m_isOfLongs(isOfLongs(number))
+    {
+        if (m_isOfLongs) {
+            const auto *const bound = reinterpret_cast<const long *>(given);
+            m_bound = {bound[0], bound[1]};
+        } else {
+            m_bound = *reinterpret_cast<const timespec *>(given);
+        }
+        const qint64 nanoseconds = qint64{m_bound.tv_sec} * 1000000000 + m_bound.tv_nsec;
+        qint64 longest = longestNanoseconds;
+        while (longest < nanoseconds
+               && !longestNanoseconds.compare_exchange_weak(longest, nanoseconds)) { }
+        if (FutexCalls::boundOfAll.count() > 0) {
+            m_bound = {static_cast<time_t>(FutexCalls::boundOfAll.count()), 0};
+        }
+        m_longs[0] = static_cast<long>(m_bound.tv_sec);
+        m_longs[1] = static_cast<long>(m_bound.tv_nsec);
+    }
+    long argument() const
+    {
+        return m_isOfLongs ? reinterpret_cast<long>(m_longs) : reinterpret_cast<long>(&m_bound);
+    }
+
+private:
+    static bool isOfLongs([[maybe_unused]] long number)
+    {
+#ifdef SYS_futex_time64
+        return number != SYS_futex_time64;
+#else
+        return true;
+#endif
+    }
+
+    bool m_isOfLongs;
+    timespec m_bound{};
+    long m_longs[2]{};
+};
+
 void tell(std::atomic<int> &counter, const std::function<void()> &listener)
 {
     ++counter;
@@ -43,6 +90,7 @@ void tell(std::atomic<int> &counter, const std::function<void()> &listener)
 
 } // namespace
 
+std::chrono::seconds FutexCalls::boundOfAll{0};
 std::function<void()> FutexCalls::beforeWake;
 std::function<void()> FutexCalls::beforeWait;
 
@@ -61,8 +109,19 @@ int FutexCalls::sleepers()
     return sleeperCount;
 }
 
+std::chrono::nanoseconds FutexCalls::longestBound()
+{
+    return std::chrono::nanoseconds(longestNanoseconds);
+}
+
+int FutexCalls::runOuts()
+{
+    return runOutCount;
+}
+
 void FutexCalls::tellNobody()
 {
+    boundOfAll = {};
     beforeWake = nullptr;
     beforeWait = nullptr;
 }
@@ -83,9 +142,14 @@ extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
     // Those of a process alone have a flag beside the operation.
     if (isFutex(number) && static_cast<int>(arguments[1]) == FUTEX_WAIT) {
         tell(waitCount, FutexCalls::beforeWait);
+        const Bound bound(number, arguments[3]);
+        arguments[3] = bound.argument();
         ++sleeperCount;
         const long result = call();
+        const int reason = errno;
+        runOutCount += result != 0 && reason == ETIMEDOUT ? 1 : 0;
         --sleeperCount;
+        errno = reason;
         return result;
     }
     if (isFutex(number) && static_cast<int>(arguments[1]) == FUTEX_WAKE) {

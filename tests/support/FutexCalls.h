@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 
 /// The futex calls of this program, its library included, that reach beyond the process. The program
@@ -11,10 +12,17 @@ int waits();
 int wakes();
 /// Threads that are inside such a wait now.
 int sleepers();
+/// The longest bound that a wait was given so far, and the waits that ran into theirs.
+std::chrono::nanoseconds longestBound();
+int runOuts();
 
+/// Instead of the bound that a wait is given, so that nothing but a wake ends it in the time of a test;
+/// 0: as it is given. Not set while other threads call.
+extern std::chrono::seconds boundOfAll;
 /// Called from the calling thread before each wake or wait. Not set while other threads call.
 extern std::function<void()> beforeWake;
 extern std::function<void()> beforeWait;
+/// Everything as without this file from now on.
 void tellNobody();
 
 } // namespace FutexCalls
