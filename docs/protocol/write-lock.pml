@@ -309,7 +309,8 @@ inline giveLeaseBack()
     atomic { barrier(); lease = false; leaseUndo = NOBODY }
 }
 
-inline unlockLeased()
+/* The exchange comes before the look, and the owner of an idle word takes it back first. */
+inline goOut()
 {
 #ifdef STORED_IDLE
     leave();
@@ -343,6 +344,21 @@ inline unlockLeased()
     fi
 #else
     skip
+#endif
+}
+
+/* A wish that is seen at once needs no exchange. */
+inline unlockLeased()
+{
+#ifdef NO_GIVING_BACK
+    goOut()
+#else
+    if
+    :: wanted ->
+           ownLease[processOf(id)] = 0;
+           atomic { barrier(); leave(); lease = false; leaseUndo = NOBODY }
+    :: !wanted -> goOut()
+    fi
 #endif
 }
 
