@@ -1,11 +1,14 @@
 #include "HeldRegion.h"
 #include "PseudoTerminal.h"
 #include "ToolProcess.h"
+#include "support/ChildProcess.h"
 
 #include <QtTest>
 
 #include <csignal>
 #include <memory>
+
+#include <sched.h>
 
 using namespace ProcessDataDefinitions;
 using Metadata = ToolDescription::Metadata;
@@ -44,6 +47,7 @@ private Q_SLOTS:
     void countLimitsTheSets();
     void pipeGetsNoControlSequences();
     void onChangeShowsEachPublishedSet();
+    void onChangeShowsNoSetTwice();
     void onChangeKeepsTheLeastDistance();
     void onChangeEndsWithTheCreator();
     void onChangeNeedsADoubleBuffer();
@@ -137,6 +141,41 @@ void tst_ToolWatch::onChangeShowsEachPublishedSet()
     QCOMPARE(result.output, QString());
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolWatch::onChangeShowsNoSetTwice()
+{
+    ToolProcess watch({QStringLiteral("watch"), QStringLiteral("--on-change"),
+                       QStringLiteral("--count"), QStringLiteral("500"), m_file,
+                       QStringLiteral("n/level")});
+    QString former = watch.nextLine().section(QLatin1Char('\t'), 2, 2);
+    ChildProcess publisher([this](const ChildSide &side) {
+        ProcessDataManager manager;
+        const auto root = manager.createProcessDataFromFile(
+            m_file, ProcessDataManager::InitTypeSharedMemoryAttach);
+        CHILD_VERIFY(root);
+        const auto leaf = root->getLeafProcessDataValue(QStringLiteral("n/level"));
+        for (int value = 1; !side.hasWord(); ++value) {
+            CHILD_VERIFY(leaf->setValue(validValue(double(value))));
+            CHILD_VERIFY(manager.swapReadAndWriteBuffer());
+            sched_yield();
+        }
+        return 0;
+    });
+
+    int shownTwice = 0;
+    int shown = 1;
+    for (QString line = watch.nextLine(); !line.isEmpty(); line = watch.nextLine()) {
+        const QString value = line.section(QLatin1Char('\t'), 2, 2);
+        shownTwice += value == former ? 1 : 0;
+        former = value;
+        ++shown;
+    }
+    publisher.tell();
+
+    QCOMPARE(publisher.waitForExit(), 0);
+    QCOMPARE(shown, 500);
+    QCOMPARE(shownTwice, 0);
 }
 
 void tst_ToolWatch::onChangeKeepsTheLeastDistance()

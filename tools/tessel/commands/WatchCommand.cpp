@@ -188,7 +188,6 @@ public:
     explicit SetArrival(LiveRegion &region)
         : m_region(region)
         , m_watcher(region.manager())
-        , m_seen(m_watcher.getGeneration())
         , m_descriptor(m_watcher.getDescriptor())
     {
         if (m_descriptor < 0) {
@@ -196,6 +195,11 @@ public:
         }
     }
 
+    /// The newest set, which is then no reason to come back from wait().
+    QVector<ProcessValue> read(const QVector<Leaf> &leaves)
+    {
+        return m_region.read(leaves, m_seen);
+    }
     /// False if the program is to end.
     bool wait(SignalWait &signals, SetView &view)
     {
@@ -219,7 +223,7 @@ public:
 private:
     LiveRegion &m_region;
     ProcessDataWatcher m_watcher;
-    quint64 m_seen;
+    quint64 m_seen = 0;
     int m_descriptor;
 };
 
@@ -273,7 +277,7 @@ ExitCode run(const CommandLine &line)
     }
     Clock::time_point next = Clock::now();
     for (int shown = 1;; ++shown) {
-        view->show(region.read(leaves));
+        view->show(arrival ? arrival->read(leaves) : region.read(leaves));
         next = pace.next(next);
         if (shown == count || !waitForNext(signals, *view, next)
             || (arrival && !arrival->wait(signals, *view))) {

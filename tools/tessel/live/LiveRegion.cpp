@@ -1,5 +1,6 @@
 #include "live/LiveRegion.h"
 
+#include "Access/ProcessDataSnapshot.h"
 #include "Companion/SystemVSemaphoreBaseClass.h"
 #include "live/ConsistentRead.h"
 #include "text/Failure.h"
@@ -83,12 +84,9 @@ void LiveRegion::requireUsable(const QVector<Leaf> &leaves) const
 
 QVector<ProcessValue> LiveRegion::read(const QVector<Leaf> &leaves)
 {
-    LogCollector::takeReasons();
     QVector<ProcessValue> values;
     values.reserve(leaves.size());
-    QElapsedTimer timer;
-    timer.start();
-    const ReadOutcome outcome = readConsistently(m_manager, [&] {
+    readInLock([&] {
         values.clear();
         for (const auto &leaf : leaves) {
             ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
@@ -96,16 +94,40 @@ QVector<ProcessValue> LiveRegion::read(const QVector<Leaf> &leaves)
             values.append(value);
         }
     });
+    return values;
+}
+
+QVector<ProcessValue> LiveRegion::read(const QVector<Leaf> &leaves, quint64 &generation)
+{
+    ProcessDataSnapshot set;
+    readInLock([&] { set.take(m_manager); });
+    if (set.isEmpty()) {
+        refuseOvertaken();
+    }
+    generation = set.getGeneration();
+    QVector<ProcessValue> values;
+    values.reserve(leaves.size());
+    for (const auto &leaf : leaves) {
+        ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
+        set.getValue(*leaf.element, value);
+        values.append(value);
+    }
+    return values;
+}
+
+/// Until @p take has run without a writer in between.
+void LiveRegion::readInLock(const std::function<void()> &take)
+{
+    LogCollector::takeReasons();
+    QElapsedTimer timer;
+    timer.start();
+    const ReadOutcome outcome = readConsistently(m_manager, take);
     if (outcome == ReadOutcome::NotLocked) {
         refuseLock(timer.elapsed());
     }
     if (outcome == ReadOutcome::Overtaken) {
-        throw Failure{ExitCode::NotReliable,
-                      QStringLiteral("%1: no consistent set in %2 attempts, writers are too fast")
-                          .arg(m_description.path())
-                          .arg(mostReadAttempts)};
+        refuseOvertaken();
     }
-    return values;
 }
 
 void LiveRegion::write(const Leaf &leaf, const ProcessValue &value)
@@ -144,6 +166,14 @@ void LiveRegion::requireCurrent() const
     throw Failure{ExitCode::NotFound,
                   QStringLiteral("%1: the region '%2' has gone, its creator has ended")
                       .arg(m_description.path(), m_description.key())};
+}
+
+void LiveRegion::refuseOvertaken() const
+{
+    throw Failure{ExitCode::NotReliable,
+                  QStringLiteral("%1: no consistent set in %2 attempts, writers are too fast")
+                      .arg(m_description.path())
+                      .arg(mostReadAttempts)};
 }
 
 void LiveRegion::refuseLock(qint64 waitedMilliseconds) const

@@ -6,6 +6,7 @@
 
 #include <QVector>
 
+#include <functional>
 #include <optional>
 
 /// Refuses, by a Failure, a region that is not there, cannot be opened, or was made from another
@@ -36,6 +37,8 @@ public:
 
     /// The values of one consistent set, in the order of the leaves.
     QVector<ProcessValue> read(const QVector<Leaf> &leaves);
+    /// The same of a double buffer, and how often it was swapped when the set was published.
+    QVector<ProcessValue> read(const QVector<Leaf> &leaves, quint64 &generation);
     /// Writes one value and publishes it.
     void write(const Leaf &leaf, const ProcessValue &value);
 
@@ -46,6 +49,8 @@ public:
     void requireCurrent() const;
 
 private:
+    void readInLock(const std::function<void()> &take);
+    [[noreturn]] void refuseOvertaken() const;
     [[noreturn]] void refuseLock(qint64 waitedMilliseconds) const;
 
     const DescriptionSource &m_description;
