@@ -4,6 +4,21 @@
 
 #include <algorithm>
 
+namespace {
+
+/// Milliseconds. While a signal is held back, nobody but the notifier looks whether the region is there.
+constexpr qint64 regionLookInterval = 1000;
+
+bool isRegionGone(ProcessDataWatcher &watcher)
+{
+    // Leaves the descriptor as it is, so that the publisher still has nobody to wake.
+    quint64 newest = watcher.getGeneration();
+    return watcher.wait(newest, std::chrono::milliseconds::zero())
+           == ProcessDataWatcher::Result::RegionGone;
+}
+
+} // namespace
+
 ProcessDataNotifier::ProcessDataNotifier(ProcessDataManager &manager, QObject *parent)
     : QObject(parent)
     , m_watcher(manager)
@@ -11,7 +26,7 @@ ProcessDataNotifier::ProcessDataNotifier(ProcessDataManager &manager, QObject *p
 {
     m_interval.setSingleShot(true);
     m_interval.setTimerType(Qt::PreciseTimer);
-    connect(&m_interval, &QTimer::timeout, this, &ProcessDataNotifier::tell);
+    connect(&m_interval, &QTimer::timeout, this, &ProcessDataNotifier::onReadable);
     const int descriptor = m_watcher.getDescriptor();
     if (descriptor < 0) {
         return;
@@ -39,13 +54,13 @@ void ProcessDataNotifier::setLeastInterval(int milliseconds)
 void ProcessDataNotifier::onReadable()
 {
     const qint64 left = m_sinceLast.isValid() ? m_leastInterval - m_sinceLast.elapsed() : 0;
-    if (left <= 0) {
+    if (left <= 0 || isRegionGone(m_watcher)) {
         tell();
         return;
     }
     // Not acknowledged before its time, so that the publisher has nobody to wake.
     m_readable->setEnabled(false);
-    m_interval.start(static_cast<int>(left));
+    m_interval.start(static_cast<int>(std::min(left, regionLookInterval)));
 }
 
 void ProcessDataNotifier::tell()

@@ -37,7 +37,8 @@ Q_SIGNALS:
     /// is how often the region was swapped so far.
     void published(quint64 generation);
     /// The name of the memory was removed or leads to a later region: nothing more is told. Found out
-    /// within a second or two.
+    /// within a second or two, whatever the least interval: a set that is held back then comes before
+    /// it.
     void regionGone();
 
 private:

@@ -33,6 +33,8 @@ private Q_SLOTS:
     void publisherIsNotWokenWithinTheInterval();
     void negativeIntervalIsNone();
     void goneRegionIsToldOnce();
+    void goneRegionIsToldWithinTheInterval_data();
+    void goneRegionIsToldWithinTheInterval();
     void singleBufferIsSilent();
     void mayBeDeletedByItsSignal();
 };
@@ -155,6 +157,36 @@ void tst_ProcessDataNotifier::goneRegionIsToldOnce()
 
     QCOMPARE(gone.size(), 1);
     QCOMPARE(published.size(), 1);
+}
+
+void tst_ProcessDataNotifier::goneRegionIsToldWithinTheInterval_data()
+{
+    QTest::addColumn<bool>("isSetHeldBack");
+
+    QTest::newRow("told is everything") << false;
+    QTest::newRow("a set is held back") << true;
+}
+
+/// Nobody has to wait for an hour because he wants a set an hour.
+void tst_ProcessDataNotifier::goneRegionIsToldWithinTheInterval()
+{
+    QFETCH(bool, isSetHeldBack);
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+    notifier.setLeastInterval(10 * longWait);
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+    QSignalSpy gone(&notifier, &ProcessDataNotifier::regionGone);
+    QVERIFY(published.wait(longWait));
+    QVERIFY(isAsleep());
+    if (isSetHeldBack) {
+        QVERIFY(region.publish());
+    }
+
+    QVERIFY(region.description.segment.remove());
+    QVERIFY(gone.wait(longWait));
+
+    QVERIFY(!notifier.isActive());
+    QCOMPARE(lastGeneration(published), ProcessDataWatcher(region.manager()).getGeneration());
 }
 
 void tst_ProcessDataNotifier::singleBufferIsSilent()
