@@ -108,7 +108,7 @@ void RegionUsers::Private::look(qint64 pid)
     QFile table;
     if (fd < 0 || !table.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
         // A process that has ended, or that the kernel runs for itself, has nothing mapped.
-        isComplete = isComplete && errno != EACCES && errno != EPERM;
+        isComplete = isComplete && (errno == ENOENT || errno == ESRCH);
         return;
     }
     // Such a file has no size: it ends where nothing more comes.
