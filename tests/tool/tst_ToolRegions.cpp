@@ -4,12 +4,16 @@
 #include "ToolProcess.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
+#include "support/ResourceLimit.h"
 #include "support/SegmentFile.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <csignal>
+#include <memory>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -124,6 +128,7 @@ private Q_SLOTS:
     void lastSetHasItsAge();
     void setsAreCountedForASecond();
     void tableHasTitles();
+    void moreRegionsThanUsualDescriptorsAreShown();
     void nothingIsLeft();
 };
 
@@ -315,6 +320,27 @@ void tst_ToolRegions::tableHasTitles()
     QCOMPARE(result.error, QString());
     QCOMPARE(result.output.section(QLatin1Char('\n'), 0, 0).simplified(),
              QStringLiteral("KEY BYTES SETS/S LAST SET CREATOR ATTACHED"));
+}
+
+void tst_ToolRegions::moreRegionsThanUsualDescriptorsAreShown()
+{
+    constexpr int usualDescriptors = 64;
+    std::vector<std::unique_ptr<SegmentFile>> segments;
+    for (int i = 0; i < 2 * usualDescriptors; ++i) {
+        segments.push_back(std::make_unique<SegmentFile>(
+            SemaphoreSet::uniqueKey(QStringLiteral("many")) + QStringLiteral("SharedMemory")));
+        QVERIFY(segments.back()->make("seven b"));
+    }
+    const QString ownKeys = segments.front()->name().section(QLatin1Char('-'), 0, -2);
+    const ResourceLimit limit(RLIMIT_NOFILE, usualDescriptors);
+
+    const QJsonArray regions = allRegions();
+
+    const auto shown = std::count_if(regions.begin(), regions.end(), [&](const QJsonValue &region) {
+        return region.toObject().value(QStringLiteral("key")).toString().startsWith(ownKeys)
+               && region.toObject().value(QStringLiteral("size")) == 7;
+    });
+    QCOMPARE(shown, static_cast<std::ptrdiff_t>(segments.size()));
 }
 
 void tst_ToolRegions::nothingIsLeft()

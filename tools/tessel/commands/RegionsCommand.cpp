@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include <sys/resource.h>
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -28,8 +30,21 @@ struct Seen
     Clock::time_point time;
 };
 
+/// Each region is held open while its sets are counted, and a machine may have more of them than a
+/// program usually opens files.
+void allowManyDescriptors()
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        // Refused, it leaves what is beyond unknown.
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 std::vector<Seen> lookAtAll()
 {
+    allowManyDescriptors();
     std::vector<Seen> all;
     const QStringList keys = RegionInspection::findKeys();
     for (const auto &key : keys) {
