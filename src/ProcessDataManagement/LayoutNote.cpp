@@ -20,7 +20,7 @@ bool isRunning(quint64 word)
 /// For whoever asks which processes to start again. Where all places are taken there are enough names.
 void noteOtherLayout(PingPongBufferHandler::ManagementBuffer &management)
 {
-    const quint64 own = ProcessStart::wordOf(getpid(), ProcessStart::of(getpid()));
+    const quint64 own = ProcessStart::wordOf(getpid(), ProcessStart::own());
     for (auto &place : management.otherLayouts) {
         quint64 found = place.load(std::memory_order_relaxed);
         if (found == own
@@ -42,7 +42,7 @@ void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassS
     for (std::size_t i = 0; i < parts.size(); ++i) {
         management.layoutParts[i].store(parts[i], std::memory_order_relaxed);
     }
-    management.creatorStart.store(ProcessStart::of(getpid()).ticks, std::memory_order_relaxed);
+    management.creatorStart.store(ProcessStart::own().ticks, std::memory_order_relaxed);
     management.creatorPid.store(Identity::processId(), std::memory_order_release);
     management.fingerprint.store(layout.getValue(), std::memory_order_release);
 }

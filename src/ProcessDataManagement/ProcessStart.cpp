@@ -4,9 +4,12 @@
 #include <QFile>
 #include <QList>
 
-ProcessStart ProcessStart::of(pid_t process)
+namespace {
+
+/// @p entry is the name of a folder in /proc.
+ProcessStart read(const QString &entry)
 {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(process));
+    QFile file(QStringLiteral("/proc/%1/stat").arg(entry));
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }
@@ -21,6 +24,18 @@ ProcessStart ProcessStart::of(pid_t process)
     }
     return {fields[startField - stateField].toULongLong(),
             fields[0].isEmpty() ? '\0' : fields[0][0]};
+}
+
+} // namespace
+
+ProcessStart ProcessStart::of(pid_t process)
+{
+    return read(QString::number(process));
+}
+
+ProcessStart ProcessStart::own()
+{
+    return read(QStringLiteral("self"));
 }
 
 pid_t ProcessStart::ownPid(pid_t process)

@@ -13,6 +13,8 @@ struct ProcessStart
 
     /// Of @p process as this process sees it.
     static ProcessStart of(pid_t process);
+    /// Of this process, also where /proc shows those of another namespace, in which its id is another's.
+    static ProcessStart own();
     /// The id that @p process, as this process sees it, has in its own namespace; 0: not to be had.
     static pid_t ownPid(pid_t process);
 

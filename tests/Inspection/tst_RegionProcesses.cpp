@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include <sched.h>
+
 namespace {
 
 /// Holds a region until it is told to end.
@@ -18,6 +20,30 @@ ChildProcess::Body holding(const ProcessDescription &description,
         side.say();
         side.waitForWord();
         return 0;
+    };
+}
+
+/// The same as the first process of a namespace of its own, which sees the processes of the parent in
+/// /proc. Ends without a word to the region.
+ChildProcess::Body holdingAsFirstProcess(const ProcessDescription &description,
+                                         ProcessDataManager::InitTypeSharedMemory type)
+{
+    return [&description, type](const ChildSide &side) {
+        // Not with users of its own, which would keep the parent from looking at it.
+        if (unshare(CLONE_NEWPID) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        const pid_t holder = fork();
+        if (holder == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            const QuietManager manager(description, type);
+            side.say();
+            side.waitForWord();
+            _exit(manager.isValid() && getpid() == 1 ? 0 : 1);
+        }
+        int status = 0;
+        CHILD_VERIFY(waitpid(holder, &status, 0) == holder && WIFEXITED(status));
+        return WEXITSTATUS(status);
     };
 }
 
@@ -47,6 +73,7 @@ private Q_SLOTS:
     void runningCreatorIsAlive();
     void killedCreatorIsDead();
     void creatorThatNobodyHasWaitedForIsDead();
+    void creatorInANamespaceOfItsOwnLivesAndDies();
     void idThatCameBackIsNoCreator();
     void creatorWithoutStartIsUnknown();
     void usersAreThoseWhoHaveItMapped();
@@ -54,6 +81,7 @@ private Q_SLOTS:
     void readerOfAReplacedRegionIsMarked();
     void readerOfARemovedRegionIsMarked();
     void processWithAnotherLayoutIsMarked();
+    void processOfAnotherNamespaceIsMarked();
     void otherRegionsDoNotCount();
     void oneLookServesManyRegions();
 };
@@ -98,6 +126,25 @@ void tst_RegionProcesses::creatorThatNobodyHasWaitedForIsDead()
     QTRY_VERIFY_WITH_TIMEOUT(region.getCreator().isAlive == false, 60000);
     QVERIFY(QFile::exists(QStringLiteral("/proc/%1").arg(*region.getCreator().pid)));
     QCOMPARE(child.waitForExit(), -SIGKILL);
+}
+
+void tst_RegionProcesses::creatorInANamespaceOfItsOwnLivesAndDies()
+{
+    const TwoNumbers description;
+    ChildProcess child(holdingAsFirstProcess(description, create));
+    if (!child.waitUntilReady()) {
+        COMPARE_EXIT(child.waitForExit(), "the right to make a namespace");
+    }
+    const RegionCreator before = description.inspect().getCreator();
+    QVERIFY(before.pid == qint64{1});
+    QVERIFY(before.isAlive == true);
+
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+
+    const RegionCreator after = description.inspect().getCreator();
+    QVERIFY(after.pid == before.pid);
+    QVERIFY(after.isAlive == false);
 }
 
 void tst_RegionProcesses::idThatCameBackIsNoCreator()
@@ -211,6 +258,27 @@ void tst_RegionProcesses::processWithAnotherLayoutIsMarked()
     const QVector<RegionUser> own = usersBeside(description.inspect(), users[0].pid);
     QCOMPARE(own.size(), 1);
     QVERIFY(!own[0].hasOtherLayout);
+}
+
+void tst_RegionProcesses::processOfAnotherNamespaceIsMarked()
+{
+    const TwoNumbers description;
+    TwoNumbers other;
+    other.key = description.key;
+    other.leaves[QStringLiteral("b")].type = QStringLiteral("uint32");
+    const QuietManager creator(description, create);
+    ChildProcess child(holdingAsFirstProcess(other, attach));
+    if (!child.waitUntilReady()) {
+        COMPARE_EXIT(child.waitForExit(), "the right to make a namespace");
+    }
+
+    const QVector<RegionUser> users = usersBeside(description.inspect(), getpid());
+
+    // The one in between has inherited the memory.
+    QCOMPARE(users.size(), 2);
+    QVERIFY(users[0].hasOtherLayout != users[1].hasOtherLayout);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
 }
 
 void tst_RegionProcesses::otherRegionsDoNotCount()
