@@ -17,16 +17,27 @@ bool isRunning(quint64 word)
     return start.isRunning() && ProcessStart::wordOf(ProcessStart::pidOf(word), start) == word;
 }
 
+/// False if no place is free, or others were quicker.
+template <class IsFree>
+bool takePlace(PingPongBufferHandler::ManagementBuffer &management, quint64 own,
+               const IsFree &isFree)
+{
+    return std::any_of(std::begin(management.otherLayouts), std::end(management.otherLayouts),
+                       [&](auto &place) {
+                           quint64 found = place.load(std::memory_order_relaxed);
+                           return isFree(found) && place.compare_exchange_strong(found, own);
+                       });
+}
+
 /// For whoever asks which processes to start again. Where all places are taken there are enough names.
 void noteOtherLayout(PingPongBufferHandler::ManagementBuffer &management)
 {
     const quint64 own = ProcessStart::wordOf(getpid(), ProcessStart::own());
-    for (auto &place : management.otherLayouts) {
-        quint64 found = place.load(std::memory_order_relaxed);
-        if (found == own
-            || ((found == 0 || !isRunning(found)) && place.compare_exchange_strong(found, own))) {
-            return;
-        }
+    // A process of another namespace cannot be told from one that has ended: their places come last.
+    const bool isNoted = takePlace(management, own, [own](quint64 word) { return word == own; })
+                         || takePlace(management, own, [](quint64 word) { return word == 0; });
+    if (!isNoted) {
+        takePlace(management, own, [](quint64 word) { return !isRunning(word); });
     }
 }
 

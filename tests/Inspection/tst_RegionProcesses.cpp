@@ -82,6 +82,7 @@ private Q_SLOTS:
     void readerOfARemovedRegionIsMarked();
     void processWithAnotherLayoutIsMarked();
     void processOfAnotherNamespaceIsMarked();
+    void processesOfSeveralNamespacesAreMarked();
     void otherRegionsDoNotCount();
     void oneLookServesManyRegions();
 };
@@ -277,6 +278,30 @@ void tst_RegionProcesses::processOfAnotherNamespaceIsMarked()
     // The one in between has inherited the memory.
     QCOMPARE(users.size(), 2);
     QVERIFY(users[0].hasOtherLayout != users[1].hasOtherLayout);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+/// None of them can tell whether the other one still runs.
+void tst_RegionProcesses::processesOfSeveralNamespacesAreMarked()
+{
+    const TwoNumbers description;
+    TwoNumbers other;
+    other.key = description.key;
+    other.leaves[QStringLiteral("b")].type = QStringLiteral("uint32");
+    const QuietManager creator(description, create);
+    ChildProcess child(holdingAsFirstProcess(other, attach));
+    if (!child.waitUntilReady()) {
+        COMPARE_EXIT(child.waitForExit(), "the right to make a namespace");
+    }
+    const QuietManager own(other, attach);
+    QVERIFY(own.isValid());
+
+    const QVector<RegionUser> users = description.inspect().getUsers();
+
+    QCOMPARE(std::count_if(users.cbegin(), users.cend(),
+                           [](const RegionUser &user) { return user.hasOtherLayout; }),
+             std::ptrdiff_t{2});
     child.tell();
     QCOMPARE(child.waitForExit(), 0);
 }

@@ -91,6 +91,7 @@ private Q_SLOTS:
     void attacherWithTheLayoutChangesNothing();
     void attacherWithAnotherLayoutNotesItself();
     void placesOfEndedProcessesAreTakenAgain();
+    void freePlacesAreTakenFirst();
     void fullPlacesStayAsTheyAre();
     void childThatCreatesIsTheCreator();
     void otherLayoutIsOneWarningAndNoHindrance();
@@ -162,12 +163,32 @@ void tst_LayoutOfRegions::placesOfEndedProcessesAreTakenAgain()
     QVERIFY(creator.createProcessData(description.parse(), create));
     SeenBlock block(description);
     // Of this id, but started at another time.
-    block->otherLayouts[0] = ownWord() - 1;
+    for (auto &place : block->otherLayouts) {
+        place = ownWord() - 1;
+    }
 
     QVERIFY(attacher.createProcessData(other.parse(), attach));
 
     QCOMPARE(block->otherLayouts[0].load(), ownWord());
-    QCOMPARE(block->otherLayouts[1].load(), quint64{0});
+    QCOMPARE(block->otherLayouts[1].load(), ownWord() - 1);
+}
+
+/// A process that is not seen may run in another namespace.
+void tst_LayoutOfRegions::freePlacesAreTakenFirst()
+{
+    const TwoNumbers description;
+    const OtherNumbers other(description);
+    ProcessDataManager creator;
+    ProcessDataManager attacher;
+    const LogCapture log;
+    QVERIFY(creator.createProcessData(description.parse(), create));
+    SeenBlock block(description);
+    block->otherLayouts[0] = ownWord() - 1;
+
+    QVERIFY(attacher.createProcessData(other.parse(), attach));
+
+    QCOMPARE(block->otherLayouts[0].load(), ownWord() - 1);
+    QCOMPARE(block->otherLayouts[1].load(), ownWord());
 }
 
 void tst_LayoutOfRegions::fullPlacesStayAsTheyAre()
