@@ -111,65 +111,102 @@ void sortChildren(QList<BaseClassSharedPointer> &children)
     children = sorted;
 }
 
-/// A child whose position is its own among the children.
-struct OwnPlace
+/// Children whose positions are their own among them.
+struct OwnPlaces
 {
-    int position = 0;
-    bool isNode = false;
-    const BaseClassSharedPointer *child = nullptr;
-    const ConfigurationAndProcessDataBase *element = nullptr;
+    /// By their positions.
+    std::vector<Place> order;
+    /// At the indices that the places have.
+    std::vector<BaseClassSharedPointer> children;
 };
+
+/// As sortByPosition(), with a room for every position of @p range positions from @p first on: each
+/// place goes into its own at once.
+bool putIntoRooms(std::vector<Place> &places, int first, std::size_t range)
+{
+    std::vector<Place> rooms(range);
+    for (const Place &place : places) {
+        Place &room = rooms[static_cast<std::size_t>(qint64{place.position} - first)];
+        if (room.hasPosition) {
+            return false;
+        }
+        room = place;
+    }
+    std::copy_if(rooms.cbegin(), rooms.cend(), places.begin(),
+                 [](const Place &place) { return place.hasPosition; });
+    return true;
+}
+
+/// Of at least one place. False if two of them have the same position.
+bool sortByPosition(std::vector<Place> &places)
+{
+    const auto isBefore = [](const Place &left, const Place &right) {
+        return left.position < right.position;
+    };
+    const auto [first, last] = std::minmax_element(places.cbegin(), places.cend(), isBefore);
+    const auto range = static_cast<std::size_t>(qint64{last->position} - first->position + 1);
+    // The positions of a description mostly lie as close together as that.
+    if (range / 2 <= places.size()) {
+        return putIntoRooms(places, first->position, range);
+    }
+    std::sort(places.begin(), places.end(), isBefore);
+    return std::adjacent_find(places.cbegin(), places.cend(),
+                              [](const Place &left, const Place &right) {
+                                  return left.position == right.position;
+                              })
+           == places.cend();
+}
+
+/// In the order in which they lie in memory, each with its element behind it. In that of the hash, or of
+/// their positions, nearly every one of many children would be a miss of the caches.
+std::vector<const BaseClassSharedPointer *> childrenByMemory(
+    const ConfigurationAndProcessDataBase::ChildMap &childs)
+{
+    std::vector<const BaseClassSharedPointer *> children;
+    children.reserve(static_cast<std::size_t>(childs.size()));
+    for (const BaseClassSharedPointer &child : childs) {
+        children.push_back(&child);
+    }
+    std::sort(children.begin(), children.end(), std::less<>());
+    return children;
+}
 
 /// The children by their positions, which have to be read once and never compared with care: all
 /// are of the library's own classes, have a position, and no two have the same. Nothing for any
 /// others, whose order depends on the one before, and whose comparison may say something.
-std::optional<std::vector<OwnPlace>> ownPlaces(
-    const ConfigurationAndProcessDataBase::ChildMap &childs)
+std::optional<OwnPlaces> ownPlaces(const ConfigurationAndProcessDataBase::ChildMap &childs)
 {
-    std::vector<OwnPlace> places;
-    places.reserve(static_cast<std::size_t>(childs.size()));
-    for (const BaseClassSharedPointer &child : childs) {
-        if (child.isNull() || !ElementRegistration::isOfOwnClass(*child)) {
+    OwnPlaces places;
+    places.order.reserve(static_cast<std::size_t>(childs.size()));
+    places.children.reserve(static_cast<std::size_t>(childs.size()));
+    for (const BaseClassSharedPointer *const child : childrenByMemory(childs)) {
+        if (child->isNull() || !ElementRegistration::isOfOwnClass(**child)) {
             return std::nullopt;
         }
-        places.push_back({0, false, &child, child.data()});
-    }
-    // In the order in which they lie in memory: in that of the hash nearly every one of many
-    // children would be a miss of the caches.
-    std::sort(places.begin(), places.end(), [](const OwnPlace &left, const OwnPlace &right) {
-        return std::less<>()(left.element, right.element);
-    });
-    for (OwnPlace &own : places) {
-        const Place place = readPlace(0, *own.element);
+        const Place place = readPlace(static_cast<int>(places.order.size()), **child);
         if (!place.hasPosition) {
             return std::nullopt;
         }
-        own.position = place.position;
-        own.isNode = place.isNode;
+        places.order.push_back(place);
+        places.children.push_back(*child);
     }
-    std::sort(places.begin(), places.end(), [](const OwnPlace &left, const OwnPlace &right) {
-        return left.position < right.position;
-    });
-    const auto shared = std::adjacent_find(places.cbegin(), places.cend(),
-                                           [](const OwnPlace &left, const OwnPlace &right) {
-                                               return left.position == right.position;
-                                           });
-    return shared == places.cend() ? std::make_optional(std::move(places)) : std::nullopt;
+    return sortByPosition(places.order) ? std::make_optional(std::move(places)) : std::nullopt;
 }
 
-/// In the order in which @p places has them.
-void collectPlaces(const std::vector<OwnPlace> &places,
-                   ConfigurationAndProcessDataBase::ListElements &elements)
+/// Moves the leaves out of @p places, in the order that these have.
+void collectPlaces(OwnPlaces places, ConfigurationAndProcessDataBase::ListElements &elements)
 {
     bool isNodePassed = false;
-    for (const OwnPlace &place : places) {
-        const BaseClassSharedPointer &child = *place.child;
+    for (const Place &place : places.order) {
+        BaseClassSharedPointer &child = places.children[static_cast<std::size_t>(place.index)];
         // Below a node may lie elements of any class, which may change what comes after it.
         if (isNodePassed ? isTreeNode(*child) : place.isNode) {
             isNodePassed = true;
             child->collectElements(elements, true);
         } else {
-            elements.append(child);
+            // A copy would count its owners, which lie beside the element, once more.
+            elements.append(BaseClassSharedPointer());
+            elements.last().swap(child);
         }
     }
 }
@@ -280,10 +317,8 @@ void ConfigurationAndProcessDataTreeNode::collectElements(ListElements &elements
         return;
     }
     if (sorted) {
-        // A copy, which the places point into, whatever becomes of the node meanwhile.
-        const ChildMap childs = m_childs;
-        if (const auto places = ownPlaces(childs)) {
-            collectPlaces(*places, elements);
+        if (auto places = ownPlaces(m_childs)) {
+            collectPlaces(std::move(*places), elements);
             return;
         }
     }

@@ -85,8 +85,10 @@ public:
         QJsonObject json = properties("treenode");
         const auto node = QSharedPointer<TreeNode>::create(json, nullptr);
         const bool havePlacesOfTheirOwn = below(2) == 0;
+        // Beside each other, or far apart.
+        const int numbers = below(2) == 0 ? 60 : 1000;
         for (int i = below(depth > 1 ? 20 : 60); i > 0; --i) {
-            const int number = below(1000);
+            const int number = below(numbers);
             const Element element = child(depth, isStrange, questions);
             if (havePlacesOfTheirOwn) {
                 // Not in the order of the keys, and now and then one without, or one twice.
