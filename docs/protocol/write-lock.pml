@@ -5,6 +5,9 @@
  * The steps are those of BufferLock and WriteLease, one for each system call and each access to a
  * word that processes share.
  *
+ * Left out are the looks with which a comer passes the time before he waits, at a semaphore that is taken or
+ * at an owner who is inside: they change nothing, and the last of them is as good as a later first one.
+ *
  * Memory. Every thread has a store buffer: a plain store goes there and comes out later, one behind
  * the other, with steps of others in between; the thread itself sees it at once. A compare and
  * exchange, a full fence and a system call let all of it out first. What is still inside when a

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <thread>
 
+#include <unistd.h>
+
 namespace {
 
 using Names = SemaphoreSet::Names;
@@ -101,6 +103,8 @@ private Q_SLOTS:
     void ownerStoppedBehindItsUnlockHoldsNobodyUp();
     void stoppedWaiterHoldsNobodyUp();
     void severalWaitersGetInOneBehindTheOther();
+    void lockThatEndsSoonNeedsNoSleep_data();
+    void lockThatEndsSoonNeedsNoSleep();
 };
 
 void tst_WriteLeaseWaits::stoppedOwnerOutsideDelaysNobody()
@@ -243,6 +247,43 @@ void tst_WriteLeaseWaits::severalWaitersGetInOneBehindTheOther()
     QCOMPARE(second.m_child.waitForExit(), 0);
     QVERIFY(lease.isNone());
     QVERIFY(!buffer.semaphores.isWriteLocked());
+}
+
+void tst_WriteLeaseWaits::lockThatEndsSoonNeedsNoSleep_data()
+{
+    QTest::addColumn<int>("attempt");
+
+    QTest::newRow("behind one look") << 2;
+    QTest::newRow("behind several") << 8;
+}
+
+void tst_WriteLeaseWaits::lockThatEndsSoonNeedsNoSleep()
+{
+    QFETCH(int, attempt);
+    const DoubleBuffer buffer;
+    const auto holder = buffer.create();
+    const auto comer = buffer.attach();
+    unsigned char *const held = holder->lockForWrite();
+    QVERIFY(held != nullptr);
+    int attempts = 0;
+    bool isUnlocked = false;
+    SemaphoreCalls::before = [&](const SemaphoreCalls::Call &call) {
+        attempts += call.changes(Names::SemaphoreWriteLock, 1) ? 1 : 0;
+        if ((attempts == attempt || call.mayWait) && !isUnlocked) {
+            isUnlocked = holder->unlockForWrite(held);
+        }
+    };
+    const int before = SemaphoreCalls::waits();
+
+    unsigned char *const locked = comer->lockForWrite();
+
+    SemaphoreCalls::tellNobody();
+    QVERIFY(isUnlocked);
+    QVERIFY(locked != nullptr);
+    // A processor alone is left to whoever holds the lock.
+    QCOMPARE(SemaphoreCalls::waits() - before,
+             attempt > 2 && sysconf(_SC_NPROCESSORS_ONLN) == 1 ? 1 : 0);
+    QVERIFY(comer->unlockForWrite(locked));
 }
 
 QTEST_GUILESS_MAIN(tst_WriteLeaseWaits)

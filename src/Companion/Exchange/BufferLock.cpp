@@ -1,6 +1,7 @@
 #include "Companion/Exchange/BufferLock_p.h"
 #include "Companion/Exchange/Identity_p.h"
 #include "Companion/Exchange/MappedName_p.h"
+#include "Companion/Exchange/ShortWait_p.h"
 
 #include <QDebug>
 
@@ -17,6 +18,11 @@ using Clock = std::chrono::steady_clock;
 /// A process that waits for the owner of a lease looks so often whether he was stopped between leaving
 /// and seeing that somebody waits.
 constexpr Milliseconds waitingSlice{20};
+
+/// As long as it takes to be woken. Each look is a system call, for which the holder may have to wait.
+constexpr std::chrono::nanoseconds shortestPause{250};
+constexpr std::chrono::nanoseconds longestPause{2000};
+constexpr std::chrono::nanoseconds pausesBeforeSleep{16000};
 
 /// An owner does not hear of a set that somebody removes by hand. It looks so often, while it locks.
 constexpr qint64 setLookInterval = 100;
@@ -266,13 +272,28 @@ BufferLock::Outcome BufferLock::enterAfterWait(int set, sembuf *operations, std:
                                                Milliseconds bound, OwnReading own)
 {
     const Clock::time_point deadline = Clock::now() + bound;
-    const Outcome outcome = operate(operations, count, bound);
+    const Outcome outcome = bound > Milliseconds::zero() ? operateSoon(operations, count, bound)
+                                                         : operate(operations, count, bound);
     if (outcome != Outcome::Gone || own == OwnReading::WithoutPlace || !followRegion(set)) {
         return outcome;
     }
     // Both waits together keep the bound.
     const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now());
     return operate(operations, count, std::max(left, Milliseconds::zero()));
+}
+
+/// Without a sleep if the others leave in the time that one would take.
+BufferLock::Outcome BufferLock::operateSoon(sembuf *operations, std::size_t count,
+                                            Milliseconds bound)
+{
+    ShortWait wait(shortestPause, longestPause, pausesBeforeSleep);
+    while (wait.passOn()) {
+        const Outcome outcome = operate(operations, count, Milliseconds::zero());
+        if (outcome != Outcome::WouldWait) {
+            return outcome;
+        }
+    }
+    return operate(operations, count, bound);
 }
 
 bool BufferLock::followRegion(int removedSet)

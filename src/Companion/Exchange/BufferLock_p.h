@@ -82,6 +82,7 @@ private:
                   OwnReading own = OwnReading::None);
     Outcome enterAfterWait(int set, sembuf *operations, std::size_t count,
                            std::chrono::milliseconds bound, OwnReading own);
+    Outcome operateSoon(sembuf *operations, std::size_t count, std::chrono::milliseconds bound);
     bool followRegion(int removedSet);
     Outcome takeWriteLock(std::chrono::milliseconds bound);
     bool isFreeOfLeases();

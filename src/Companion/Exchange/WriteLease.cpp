@@ -1,4 +1,5 @@
 #include "Companion/Exchange/Identity_p.h"
+#include "Companion/Exchange/ShortWait_p.h"
 #include "Companion/Exchange/WriteLease_p.h"
 
 // Owner and comer each leave a word and then look at the other's: the owner's exchange of the lease word
@@ -21,6 +22,11 @@ constexpr quint64 stateMask = 3;
 /// A lease saves its owner two system calls a lock, and costs whoever comes next two more. So many
 /// locks in a row make it likely that nobody comes.
 constexpr int locksInARow = 16;
+
+/// An owner that writes a single value is outside again before it could be told of a wish. Not longer:
+/// whoever looks has the write semaphore.
+constexpr std::chrono::nanoseconds lookInterval{50};
+constexpr std::chrono::nanoseconds timeOfLooking{1000};
 
 quint64 idleWord(int setId, quint32 number)
 {
@@ -84,6 +90,7 @@ WriteLease::Finding WriteLease::look(int setId)
         return Finding::Free;
     }
     quint64 word = m_words->word.load(std::memory_order_acquire);
+    ShortWait wait(lookInterval, lookInterval, timeOfLooking);
     while (isLease(word)) {
         if (!isOfSet(word, setId)) {
             return Finding::OfOtherSet;
@@ -92,6 +99,10 @@ WriteLease::Finding WriteLease::look(int setId)
             if (m_words->word.compare_exchange_strong(word, 0)) {
                 return Finding::Revoked;
             }
+            continue;
+        }
+        if (wait.passOn()) {
+            word = m_words->word.load(std::memory_order_acquire);
             continue;
         }
         quint32 none = Lease::nobodyWaits;

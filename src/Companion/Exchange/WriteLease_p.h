@@ -89,6 +89,7 @@ public:
         OfOtherSet, ///< Of a removed set, if that of the asking process is still there.
         OwnerInside ///< Wait until write and lease semaphore are free. The owner knows of the wish.
     };
+    /// Looks for a moment before it takes an owner for one that stays inside.
     Finding look(int setId);
     /// With the write semaphore of a set that is there: a lease of any other keeps nobody out.
     void clearOfOtherSet(int setId);
