@@ -1,17 +1,14 @@
 #include "Access/ProcessDataWatcher.h"
 
+#include "Access/SleepingPlace_p.h"
 #include "Companion/Exchange/Identity_p.h"
-#include "Companion/Exchange/MappedName_p.h"
-#include "Companion/Exchange/SetWaiting_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
 
 #include <QDebug>
 
 #include <cerrno>
-#include <condition_variable>
 #include <csignal>
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -65,13 +62,14 @@ private:
 
 } // namespace
 
-/// Of all threads that wait one sleeps in the kernel, which costs the publisher as much as a single
-/// waiter. The others sleep until it tells them what it has found, or that its own bound is over
-/// and another one has to go there.
 class ProcessDataWatcher::Private
 {
 public:
-    explicit Private(SetWaiting::Management *words) : m_words(words), m_name(words) { }
+    explicit Private(SetWaiting::Management *words)
+        : m_words(words)
+        , m_place(words != nullptr ? SleepingPlace::of(words) : nullptr)
+    {
+    }
     ~Private();
     /// In a forked child, in place of the destructor.
     void leaveToParent() const;
@@ -90,30 +88,29 @@ private:
     Q_DISABLE_COPY(Private)
 
     std::optional<Result> look(quint64 &seen);
-    bool isGone();
+    Result wait(Lock &lock, quint64 &seen, const Deadline &deadline);
     void sleepInKernel(Lock &lock, quint64 seen, const Deadline &deadline);
-    void sleepBehindOther(Lock &lock, const Deadline &deadline);
+    void sleepBehindOther(Lock &lock, quint64 seen, const Deadline &deadline);
 
     void tellDescriptor();
+    void restUntilAcknowledged(Lock &lock);
+    void callTeller();
     void signal() const;
     void drain() const;
 
     SetWaiting::Management *const m_words;
-    const MappedName m_name;
+    const std::shared_ptr<SleepingPlace> m_place;
     const quint16 m_process = Identity::generation();
 
-    std::mutex m_mutex; ///< of all that follows
-    std::condition_variable m_changed;
+    // Under the mutex of the place.
     bool m_isStopped = false;
-    bool m_isRegionGone = false;
-    bool m_isInKernel = false;                   ///< a thread sleeps there for all
-    int m_waiting = 0;                           ///< threads inside wait()
-    Clock::time_point m_nextLook = Clock::now(); ///< at the name of the region
+    int m_waiting = 0; ///< threads inside wait()
 
     int m_descriptor = -1;
     std::thread m_teller;
-    bool m_isArmed = true; ///< the descriptor is to tell of the next set
-    quint64 m_told = 0;    ///< the generation that acknowledge() told last
+    bool m_isArmed = true;    ///< the descriptor is to tell of the next set
+    bool m_isResting = false; ///< its thread is in the kernel, though nobody wants to hear of it
+    quint64 m_told = 0;       ///< the generation that acknowledge() told last
 };
 
 ProcessDataWatcher::Private::~Private()
@@ -126,8 +123,10 @@ ProcessDataWatcher::Private::~Private()
         m_teller.join();
     }
     // A thread that has just been woken is still inside.
-    Lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_waiting == 0; });
+    {
+        Lock lock(m_place->mutex);
+        m_place->changed.wait(lock, [this] { return m_waiting == 0; });
+    }
     if (m_descriptor >= 0) {
         close(m_descriptor);
     }
@@ -150,57 +149,60 @@ std::optional<ProcessDataWatcher::Result> ProcessDataWatcher::Private::look(quin
         seen = generation();
         return Result::NewSet;
     }
-    return isGone() ? std::make_optional(Result::RegionGone) : std::nullopt;
-}
-
-bool ProcessDataWatcher::Private::isGone()
-{
-    const auto now = Clock::now();
-    if (!m_isRegionGone && now >= m_nextLook) {
-        m_isRegionGone = !m_name.isCurrent();
-        m_nextLook = now + SetWaiting::sm_slice;
-    }
-    return m_isRegionGone;
+    return m_place->isRegionGone() ? std::make_optional(Result::RegionGone) : std::nullopt;
 }
 
 ProcessDataWatcher::Result ProcessDataWatcher::Private::wait(quint64 &seen,
                                                              const Deadline &deadline)
 {
-    Lock lock(m_mutex);
+    Lock lock(m_place->mutex);
+    return wait(lock, seen, deadline);
+}
+
+ProcessDataWatcher::Result ProcessDataWatcher::Private::wait(Lock &lock, quint64 &seen,
+                                                             const Deadline &deadline)
+{
     ++m_waiting;
+    bool isSleeper = false;
     auto result = look(seen);
     while (!result && (!deadline || Clock::now() < *deadline)) {
-        if (m_isInKernel) {
-            sleepBehindOther(lock, deadline);
-        } else {
+        isSleeper = isSleeper || m_place->enterKernel(this);
+        if (isSleeper) {
             sleepInKernel(lock, seen, deadline);
+        } else {
+            sleepBehindOther(lock, seen, deadline);
         }
         result = look(seen);
     }
     --m_waiting;
-    // Whoever sleeps behind this thread hears what it has found, or takes its place.
-    m_changed.notify_all();
+    if (isSleeper) {
+        m_place->leaveKernel();
+    } else if (m_isStopped) {
+        m_place->changed.notify_all();
+    }
     return result.value_or(Result::TimedOut);
 }
 
-/// All that sleep have seen the same generation, which is the present one.
 void ProcessDataWatcher::Private::sleepInKernel(Lock &lock, quint64 seen, const Deadline &deadline)
 {
     const std::chrono::nanoseconds left = deadline ? *deadline - Clock::now()
                                                    : SetWaiting::sm_slice;
-    m_isInKernel = true;
     lock.unlock();
     SetWaiting::sleepThrough(*m_words, seen, left);
     lock.lock();
-    m_isInKernel = false;
 }
 
-void ProcessDataWatcher::Private::sleepBehindOther(Lock &lock, const Deadline &deadline)
+void ProcessDataWatcher::Private::sleepBehindOther(Lock &lock, quint64 seen,
+                                                   const Deadline &deadline)
 {
+    // The other one may only be resting.
+    if (!SetWaiting::arm(*m_words, seen)) {
+        return;
+    }
     if (deadline) {
-        m_changed.wait_until(lock, *deadline);
+        m_place->changed.wait_until(lock, *deadline);
     } else {
-        m_changed.wait(lock);
+        m_place->changed.wait(lock);
     }
 }
 
@@ -209,18 +211,18 @@ void ProcessDataWatcher::Private::stop()
     // The thread in the kernel may not have fallen asleep yet when it is woken.
     constexpr std::chrono::milliseconds wakingInterval{1};
 
-    Lock lock(m_mutex);
+    Lock lock(m_place->mutex);
     m_isStopped = true;
-    m_changed.notify_all();
-    while (m_isInKernel) {
+    m_place->changed.notify_all();
+    while (m_place->isInKernel(this)) {
         SetWaiting::wakeAll(*m_words);
-        m_changed.wait_for(lock, wakingInterval);
+        m_place->changed.wait_for(lock, wakingInterval);
     }
 }
 
 int ProcessDataWatcher::Private::descriptor()
 {
-    const Lock lock(m_mutex);
+    const Lock lock(m_place->mutex);
     if (m_descriptor >= 0) {
         return m_descriptor;
     }
@@ -244,40 +246,72 @@ int ProcessDataWatcher::Private::descriptor()
 /// The thread behind the descriptor.
 void ProcessDataWatcher::Private::tellDescriptor()
 {
-    Lock lock(m_mutex);
+    Lock lock(m_place->mutex);
     auto result = Result::NewSet;
     while (result == Result::NewSet) {
-        m_changed.wait(lock, [this] { return m_isArmed || m_isStopped; });
+        restUntilAcknowledged(lock);
         quint64 seen = m_told;
-        lock.unlock();
-        result = wait(seen, {});
-        lock.lock();
+        result = wait(lock, seen, {});
         // It may have been acknowledged in between already.
-        if (result != Result::NewSet || generation() != m_told) {
-            m_isArmed = false;
-            signal();
+        if (result == Result::NewSet && generation() == m_told) {
+            continue;
+        }
+        m_isArmed = false;
+        // Without the lock, which is the first that whoever wakes now asks for.
+        lock.unlock();
+        signal();
+        lock.lock();
+        // Acknowledged already, perhaps before the signal: nobody is to come for that again.
+        if (result == Result::NewSet && m_isArmed) {
+            drain();
         }
     }
 }
 
+/// Stays in the kernel at first: from there it hears of a set as soon as acknowledge() has armed, and
+/// nobody has to wake it for that. Whoever else waits for sets drives it out, once.
+void ProcessDataWatcher::Private::restUntilAcknowledged(Lock &lock)
+{
+    if (!m_isArmed && !m_isStopped && m_place->enterKernel(this)) {
+        m_isResting = true;
+        const quint64 epoch = generation();
+        lock.unlock();
+        SetWaiting::sleepUnarmed(*m_words, epoch, SetWaiting::sm_slice);
+        lock.lock();
+        m_isResting = false;
+        m_place->leaveKernel();
+    }
+    m_place->changed.wait(lock, [this] { return m_isArmed || m_isStopped; });
+}
+
 ProcessDataWatcher::Result ProcessDataWatcher::Private::acknowledge(quint64 &seen)
 {
-    const Lock lock(m_mutex);
+    const Lock lock(m_place->mutex);
     if (m_isStopped) {
         return Result::Stopped;
     }
-    if (!m_isRegionGone) {
+    const bool isGone = m_place->wasRegionGone();
+    if (!isGone) {
         drain();
     }
-    const quint64 current = generation();
-    m_told = current;
+    m_told = generation();
     m_isArmed = true;
-    m_changed.notify_all();
-    if (current != seen) {
-        seen = current;
+    callTeller();
+    if (m_told != seen) {
+        seen = m_told;
         return Result::NewSet;
     }
-    return m_isRegionGone ? Result::RegionGone : Result::TimedOut;
+    return isGone ? Result::RegionGone : Result::TimedOut;
+}
+
+/// To wait for what comes behind m_told.
+void ProcessDataWatcher::Private::callTeller()
+{
+    if (!m_isResting) {
+        m_place->changed.notify_all();
+    } else if (!SetWaiting::arm(*m_words, m_told)) {
+        SetWaiting::wakeAll(*m_words);
+    }
 }
 
 void ProcessDataWatcher::Private::signal() const

@@ -9,7 +9,8 @@
 
 /// Sleeps until a set of a region is published.
 ///
-/// Costs the publisher nothing while nobody waits, and one system call a set while somebody does. A
+/// Costs the publisher nothing while nobody waits, and one system call a set while somebody does, which
+/// wakes one thread a process: all watchers of a region share the one that sleeps in the kernel. A
 /// generation is the number of swaps of the region so far: a program asks for it once, and hands
 /// wait() the one that it has seen, so that a set that was published before the call ends it at
 /// once. The newest set counts: of several that were published meanwhile a waiter hears once.

@@ -1,7 +1,6 @@
-#include "Access/WatchedRegion.h"
+#include "Access/WaitingThread.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
-#include "support/ProcessState.h"
 #include "support/RunTogether.h"
 
 #include <QtTest>
@@ -11,54 +10,9 @@
 #include <memory>
 #include <vector>
 
-#include <unistd.h>
-
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Result = ProcessDataWatcher::Result;
-
-namespace {
-
-constexpr auto endless = std::chrono::milliseconds(-1);
-
-/// A thread that waits, and what came of it.
-class WaitingThread
-{
-public:
-    explicit WaitingThread(ProcessDataWatcher &watcher, std::chrono::milliseconds bound = endless)
-        : seen(watcher.getGeneration())
-        , m_thread([this, &watcher, bound] {
-            m_number = static_cast<pid_t>(gettid());
-            result = watcher.wait(seen, bound);
-        })
-    {
-    }
-    ~WaitingThread() { join(); }
-
-    void join()
-    {
-        if (m_thread.joinable()) {
-            m_thread.join();
-        }
-    }
-
-    /// Whether it sleeps, in the kernel or behind another thread.
-    bool isAsleep() const { return m_number != 0 && processState(m_number) == 'S'; }
-
-    quint64 seen;
-    Result result = Result::NotSupported;
-
-private:
-    std::atomic<pid_t> m_number{0};
-    std::thread m_thread;
-};
-
-bool isAsleep()
-{
-    return waitFor([] { return FutexCalls::sleepers() == 1; });
-}
-
-} // namespace
 
 class tst_ProcessDataWatcher : public QObject
 {

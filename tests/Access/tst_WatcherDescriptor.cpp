@@ -1,10 +1,13 @@
 #include "Access/WatchedRegion.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
+#include "support/MappedRegion.h"
 #include "support/ResourceLimit.h"
 
 #include <QDir>
 #include <QtTest>
+
+#include <list>
 
 #include <poll.h>
 #include <unistd.h>
@@ -38,9 +41,13 @@ class tst_WatcherDescriptor : public QObject
 
 private Q_SLOTS:
     void initTestCase() { m_ownThreads = countOf("/proc/self/task"); }
+    void cleanup() { FutexCalls::tellNobody(); }
     void tellsOfTheSetThatIsThere();
     void tellsOfASetOnce();
     void stillDescriptorCostsThePublisherNothing();
+    void threadInTheKernelIsArmedByTheAcknowledgement();
+    void otherWaitersDriveTheThreadOutOnce();
+    void descriptorsOfOneRegionShareASleeper();
     void acknowledgingTooOftenIsHarmless();
     void tellsOfEverySetInTheEnd();
     void isReadableForGoodWhenTheRegionIsGone();
@@ -111,6 +118,84 @@ void tst_WatcherDescriptor::stillDescriptorCostsThePublisherNothing()
     quint64 signalCount = 0;
     QCOMPARE(read(descriptor, &signalCount, sizeof signalCount), ssize_t{sizeof signalCount});
     QCOMPARE(signalCount, quint64{1}); // and the thread behind it was idle
+}
+
+void tst_WatcherDescriptor::threadInTheKernelIsArmedByTheAcknowledgement()
+{
+    WatchedRegion region;
+    MappedRegion block(region.description.segment);
+    QVERIFY(block.attach());
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptor = watcher.getDescriptor();
+    quint64 seen = 0;
+    QVERIFY(isReadable(descriptor));
+    QVERIFY(waitFor([] { return FutexCalls::sleepers() == 1; }));
+    QVERIFY(block.management()->armed != watcher.getGeneration() + 1);
+    const int waits = FutexCalls::waits();
+
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+
+    QCOMPARE(block.management()->armed.load(), seen + 1);
+    QCOMPARE(FutexCalls::waits(), waits);
+    QVERIFY(region.publish());
+    QVERIFY(isReadable(descriptor));
+}
+
+void tst_WatcherDescriptor::otherWaitersDriveTheThreadOutOnce()
+{
+    WatchedRegion region;
+    MappedRegion block(region.description.segment);
+    QVERIFY(block.attach());
+    const auto publishArmed = [&] {
+        block.management()->armed = block.management()->swapCount + 1;
+        return region.publish();
+    };
+    std::atomic<bool> isDrivenOut{false};
+    std::atomic<int> laterWaits{0};
+    FutexCalls::beforeWait = [&] { laterWaits += isDrivenOut ? 1 : 0; };
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptor = watcher.getDescriptor();
+    QVERIFY(isReadable(descriptor));
+    QVERIFY(waitFor([] { return FutexCalls::sleepers() == 1; }));
+
+    isDrivenOut = true;
+    for (int i = 0; i < 1000; ++i) {
+        QVERIFY(publishArmed());
+    }
+
+    QVERIFY(waitFor([] { return FutexCalls::sleepers() == 0; }));
+    QCOMPARE(laterWaits.load(), 0);
+    quint64 seen = 0;
+    QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+    QVERIFY(waitFor([] { return FutexCalls::sleepers() == 1; }));
+    QVERIFY(region.publish());
+    QVERIFY(isReadable(descriptor));
+}
+
+void tst_WatcherDescriptor::descriptorsOfOneRegionShareASleeper()
+{
+    WatchedRegion region;
+    std::atomic<bool> isAlone{true};
+    FutexCalls::beforeWait = [&] {
+        if (FutexCalls::sleepers() > 0) {
+            isAlone = false;
+        }
+    };
+    std::list<ProcessDataWatcher> watchers;
+    for (int i = 0; i < 10; ++i) {
+        QVERIFY(watchers.emplace_back(region.manager()).getDescriptor() >= 0);
+    }
+
+    for (int i = 0; i < 100; ++i) {
+        QVERIFY(region.publish());
+        for (ProcessDataWatcher &watcher : watchers) {
+            QVERIFY(isReadable(watcher.getDescriptor()));
+            quint64 seen = watcher.getGeneration() - 1;
+            QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+        }
+    }
+
+    QVERIFY(isAlone);
 }
 
 void tst_WatcherDescriptor::acknowledgingTooOftenIsHarmless()

@@ -41,6 +41,7 @@ private Q_SLOTS:
     void inheritedWatcherWaitsForNothing();
     void inheritedWatcherMayBeDestroyed();
     void childMakesAWatcherOfItsOwn();
+    void childSleepsForItself();
     void parentGoesOnBesideItsChild();
     void waiterInOtherNamespacesIsWoken();
 
@@ -112,6 +113,27 @@ void tst_WatcherForks::childMakesAWatcherOfItsOwn()
     });
 
     QCOMPARE(child.waitForExit(), 0);
+}
+
+/// Though a thread of its parent sleeps in the kernel for all of the parent's.
+void tst_WatcherForks::childSleepsForItself()
+{
+    WatchedRegion region;
+    const auto watcher = busyWatcher(region);
+    QVERIFY(watcher);
+    ChildProcess child([&](const ChildSide &parent) {
+        ProcessDataWatcher own(region.manager());
+        quint64 seen = own.getGeneration();
+        FutexCalls::beforeWait = [&parent] { parent.say(); };
+        CHILD_VERIFY(own.wait(seen, longBound) == Result::NewSet);
+        return 0;
+    });
+    QVERIFY(child.waitUntilReady());
+
+    QVERIFY(region.publish());
+
+    QCOMPARE(child.waitForExit(), 0);
+    QCOMPARE(watcher->wait(m_seen, longBound), Result::NewSet);
 }
 
 void tst_WatcherForks::parentGoesOnBesideItsChild()

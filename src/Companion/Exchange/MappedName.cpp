@@ -11,6 +11,7 @@ namespace {
 
 // A line reads "start-end rwxs offset device inode   path", with " (deleted)" behind the path of a
 // file whose name was removed or given to another file.
+constexpr int deviceField = 3;
 constexpr int inodeField = 4;
 
 bool holdsAddress(const QByteArray &line, std::uintptr_t address)
@@ -45,6 +46,13 @@ quint64 inodeOf(const QByteArray &line)
     return line.simplified().split(' ').value(inodeField, "0").toULongLong();
 }
 
+MappedMemory memoryOf(const QByteArray &line, const void *address)
+{
+    const quint64 inode = inodeOf(line);
+    return inode != 0 ? MappedMemory(line.simplified().split(' ').value(deviceField), inode)
+                      : MappedMemory({}, reinterpret_cast<std::uintptr_t>(address));
+}
+
 bool isNamed(const QByteArray &line)
 {
     return inodeOf(line) != 0 && !line.endsWith(" (deleted)\n");
@@ -61,6 +69,7 @@ MappedName::MappedName(const void *address)
 {
     const QByteArray line = findLine(address);
     m_isKnown = !line.isEmpty();
+    m_memory = memoryOf(line, address);
     // No field in front of the path has a slash.
     const int pathBegin = line.indexOf('/');
     if (!isNamed(line) || pathBegin < 0) {

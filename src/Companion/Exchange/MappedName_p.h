@@ -2,12 +2,18 @@
 
 #include <QByteArray>
 
+#include <utility>
+
 #include <sys/types.h>
 
 /// Whether the file that is mapped at @p address still has its name, so that whoever opens that name
 /// gets the same memory. False where nothing is mapped, and for memory without a file. Reads
 /// /proc/self/maps: not for the ordinary way through a lock.
 bool hasMappedName(const void *address);
+
+/// Which memory is mapped at an address, wherever else it is mapped as well: device and inode of its file
+/// as the table of mappings has them. Without such a table the address itself.
+using MappedMemory = std::pair<QByteArray, quint64>;
 
 /// The same question for who asks it again and again about one mapping: a single system call each time.
 class MappedName
@@ -18,8 +24,10 @@ public:
 
     /// True as well where there is no such table to look in.
     bool isCurrent() const;
+    const MappedMemory &memory() const { return m_memory; }
 
 private:
+    MappedMemory m_memory;
     bool m_isKnown = false;
     QByteArray m_path; ///< empty: there was no name any more
     dev_t m_device = 0;

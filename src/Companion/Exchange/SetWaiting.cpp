@@ -69,8 +69,9 @@ void futexWait(quint32 *word, quint32 expected, const timespec &bound)
 #endif
 }
 
-/// False if the epoch is over.
-bool arm(SetWaiting::Management &management, quint64 epoch)
+} // namespace
+
+bool SetWaiting::arm(Management &management, quint64 epoch)
 {
     for (int attempt = 0; attempt < armingAttempts; ++attempt) {
         quint64 armed = management.armed.load(std::memory_order_acquire);
@@ -85,14 +86,16 @@ bool arm(SetWaiting::Management &management, quint64 epoch)
     return true;
 }
 
-} // namespace
-
 void SetWaiting::sleepThrough(Management &management, quint64 epoch, std::chrono::nanoseconds bound)
 {
-    const std::chrono::nanoseconds slice = std::min<std::chrono::nanoseconds>(bound, sm_slice);
-    if (slice.count() <= 0 || !arm(management, epoch)) {
-        return;
+    if (bound.count() > 0 && arm(management, epoch)) {
+        sleepUnarmed(management, epoch, bound);
     }
+}
+
+void SetWaiting::sleepUnarmed(Management &management, quint64 epoch, std::chrono::nanoseconds bound)
+{
+    const std::chrono::nanoseconds slice = std::min<std::chrono::nanoseconds>(bound, sm_slice);
     constexpr qint64 second = 1000000000;
     const timespec kernelBound{static_cast<time_t>(slice.count() / second),
                                static_cast<long>(slice.count() % second)};

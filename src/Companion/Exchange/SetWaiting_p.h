@@ -33,6 +33,10 @@ public:
     }
     /// Sleeps at most @p bound, and at most sm_slice, while @p epoch lasts. May come back before.
     static void sleepThrough(Management &management, quint64 epoch, std::chrono::nanoseconds bound);
+    /// Tells the publishers that somebody sleeps until the end of @p epoch. False if it is over.
+    static bool arm(Management &management, quint64 epoch);
+    /// As sleepThrough(), but wakes only if somebody else arms.
+    static void sleepUnarmed(Management &management, quint64 epoch, std::chrono::nanoseconds bound);
     /// Wakes whoever sleeps in the kernel, though nothing was published. They look and sleep on.
     static void wakeAll(Management &management);
 

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Companion/Exchange/MappedName_p.h"
+#include "Companion/Exchange/SetWaiting_p.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+/// Where all threads of this process sleep that wait for the sets of one region, whatever watcher they
+/// use and however often the region is mapped.
+///
+/// One of them sleeps in the kernel, which costs the publisher as much as a single waiter. The others
+/// sleep until it tells them what it has found, or that another one has to go there.
+class SleepingPlace
+{
+public:
+    /// That of the region behind @p words. A forked child has places of its own.
+    static std::shared_ptr<SleepingPlace> of(const SetWaiting::Management *words);
+
+    explicit SleepingPlace(MappedName name) : m_name(std::move(name)) { }
+
+    /// Of all that follows, and of the words of the watchers here.
+    std::mutex mutex;
+    /// Somebody has left the kernel, or a watcher has changed.
+    std::condition_variable changed;
+
+    /// False if somebody is in the kernel already. @p watcher is the one of the calling thread.
+    bool enterKernel(const void *watcher);
+    void leaveKernel();
+    bool isInKernel(const void *watcher) const { return m_sleeper == watcher; }
+
+    /// Whether the name of the memory was removed or leads elsewhere. Looks once a second.
+    bool isRegionGone();
+    /// What was found out last.
+    bool wasRegionGone() const { return m_isRegionGone; }
+
+private:
+    Q_DISABLE_COPY(SleepingPlace)
+
+    using Clock = std::chrono::steady_clock;
+
+    const MappedName m_name;
+    const void *m_sleeper = nullptr; ///< whose thread sleeps in the kernel for all
+    bool m_isRegionGone = false;
+    Clock::time_point m_nextLook = Clock::now(); ///< at the name
+};
