@@ -9,9 +9,11 @@
 #include <climits>
 #include <memory>
 #include <random>
+#include <thread>
 
 #include <linux/futex.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -162,6 +164,51 @@ void wakeByFutex(benchmark::State &state)
         });
 }
 
+/// The same word with a thread between, which tells a descriptor: the two hops of a reader whose loop
+/// cannot sleep on the word itself.
+class TwoHopReader
+{
+public:
+    explicit TwoHopReader(std::atomic<quint32> &word) : m_word(word)
+    {
+        std::thread([&word, descriptor = m_descriptor] {
+            for (quint32 seen = 0;;) {
+                futex(word, FUTEX_WAIT, seen, nullptr);
+                const quint32 found = word.load(std::memory_order_acquire);
+                if (found != seen) {
+                    seen = found;
+                    eventfd_write(descriptor, 1);
+                }
+            }
+        }).detach();
+    }
+    quint64 operator()()
+    {
+        pollfd request{m_descriptor, POLLIN, 0};
+        ::poll(&request, 1, static_cast<int>(longestSleep.count()));
+        eventfd_t count = 0;
+        eventfd_read(m_descriptor, &count);
+        return m_word.load(std::memory_order_acquire);
+    }
+
+private:
+    std::atomic<quint32> &m_word;
+    int m_descriptor = eventfd(0, EFD_NONBLOCK);
+};
+
+void wakeByTwoHops(benchmark::State &state)
+{
+    const SharedMapping memory(64);
+    auto &word = *new (memory.start()) std::atomic<quint32>(0);
+    HandOver handOver([&word] { return TwoHopReader(word); });
+    measureHandOver(
+        state, handOver, [](quint64) { rest(untilAsleep); },
+        [&word](quint64 number) {
+            word.store(static_cast<quint32>(number), std::memory_order_release);
+            futex(word, FUTEX_WAKE, INT_MAX, nullptr);
+        });
+}
+
 } // namespace
 
 BENCHMARK(wakeWaiter)->Name("exchange/wakeReader/tessel")->UseManualTime()->Iterations(20);
@@ -172,3 +219,7 @@ BENCHMARK(pollEachMillisecond)
     ->Iterations(2);
 BENCHMARK(wakeDescriptor)->Name("exchange/wakeDescriptor/tessel")->UseManualTime()->Iterations(20);
 BENCHMARK(wakeByFutex)->Name("exchange/wakeDescriptor/floor")->UseManualTime()->Iterations(20);
+BENCHMARK(wakeByTwoHops)
+    ->Name("exchange/wakeDescriptor/floor-two-hops")
+    ->UseManualTime()
+    ->Iterations(20);
