@@ -33,8 +33,9 @@ public:
     ///       | writeEpoch[0]  | writeEpoch[1]  | reserved ...   changed by the first lock of an epoch
     ///     128               136              144          148        152
     ///       | copiedEpoch    | finishedCount  | writerPid | reserved | lease ...  only under the lock
-    ///     192              200              208
-    ///       | fingerprint    | creatorStart   | creatorPid | reserved ...   written at creation
+    ///     192              200              208          212        216
+    ///       | fingerprint    | creatorStart   | creatorPid | reserved | creatorNamespace | reserved ...
+    ///                                                                     written at creation
     ///     256 ... 383
     ///       | layoutParts[0] ... [31]                                       written at creation
     ///     384 ... 447
@@ -98,7 +99,11 @@ public:
         /// The creator's process id in its own namespace; 0: unknown.
         std::atomic<quint32> creatorPid;
         /// Zero.
-        unsigned char reservedForCreation[44];
+        unsigned char reservedForId[4];
+        /// That namespace: the inode of /proc/PID/ns/pid; 0: unknown.
+        std::atomic<quint64> creatorNamespace;
+        /// Zero.
+        unsigned char reservedForCreation[32];
         /// Of the leaves that begin in each of 32 equal parts of a buffer, so that whoever has another
         /// layout finds where. Only together with `fingerprint`.
         std::atomic<quint32> layoutParts[32];
@@ -181,6 +186,7 @@ static_assert(sizeof(PingPongBufferHandler::ManagementBuffer::LeaseWords) == 24)
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, fingerprint) == 192);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorStart) == 200);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorPid) == 208);
+static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, creatorNamespace) == 216);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, layoutParts) == 256);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, otherLayouts) == 384);
 static_assert(offsetof(PingPongBufferHandler::ManagementBuffer, reserved) == 448);

@@ -230,7 +230,7 @@ RegionCreator RegionInspection::getCreator() const
         return {};
     }
     const auto pid = static_cast<pid_t>(block.creatorPid.load());
-    return {pid, CreatorSearch::isAlive(pid, block.creatorStart)};
+    return {pid, CreatorSearch::isAlive({pid, block.creatorStart, block.creatorNamespace})};
 }
 
 RegionLock RegionInspection::getLock() const

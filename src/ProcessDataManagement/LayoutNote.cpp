@@ -54,6 +54,7 @@ void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassS
         management.layoutParts[i].store(parts[i], std::memory_order_relaxed);
     }
     management.creatorStart.store(ProcessStart::own().ticks, std::memory_order_relaxed);
+    management.creatorNamespace.store(ProcessStart::ownNamespace(), std::memory_order_relaxed);
     management.creatorPid.store(Identity::processId(), std::memory_order_release);
     management.fingerprint.store(layout.getValue(), std::memory_order_release);
 }

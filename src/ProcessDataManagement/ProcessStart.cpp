@@ -4,12 +4,13 @@
 #include <QFile>
 #include <QList>
 
+#include <sys/stat.h>
+
 namespace {
 
-/// @p entry is the name of a folder in /proc.
-ProcessStart read(const QString &entry)
+ProcessStart startIn(const QString &folder)
 {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(entry));
+    QFile file(QStringLiteral("/proc/%1/stat").arg(folder));
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }
@@ -26,16 +27,33 @@ ProcessStart read(const QString &entry)
             fields[0].isEmpty() ? '\0' : fields[0][0]};
 }
 
+quint64 namespaceIn(const QByteArray &folder)
+{
+    struct stat status = {};
+    const QByteArray path = "/proc/" + folder + "/ns/pid";
+    return stat(path.constData(), &status) == 0 ? status.st_ino : 0;
+}
+
 } // namespace
 
 ProcessStart ProcessStart::of(pid_t process)
 {
-    return read(QString::number(process));
+    return startIn(QString::number(process));
 }
 
 ProcessStart ProcessStart::own()
 {
-    return read(QStringLiteral("self"));
+    return startIn(QStringLiteral("self"));
+}
+
+quint64 ProcessStart::namespaceOf(pid_t process)
+{
+    return namespaceIn(QByteArray::number(process));
+}
+
+quint64 ProcessStart::ownNamespace()
+{
+    return namespaceIn(QByteArrayLiteral("self"));
 }
 
 pid_t ProcessStart::ownPid(pid_t process)

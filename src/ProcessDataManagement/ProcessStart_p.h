@@ -17,6 +17,9 @@ struct ProcessStart
     static ProcessStart own();
     /// The id that @p process, as this process sees it, has in its own namespace; 0: not to be had.
     static pid_t ownPid(pid_t process);
+    /// The namespace of that id, by its inode; 0: not to be had.
+    static quint64 namespaceOf(pid_t process);
+    static quint64 ownNamespace();
 
     // Id and start in one word, which changes at once.
     static quint64 wordOf(pid_t process, const ProcessStart &start)

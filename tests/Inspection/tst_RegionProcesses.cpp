@@ -7,6 +7,8 @@
 #include <algorithm>
 
 #include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -47,6 +49,32 @@ ChildProcess::Body holdingAsFirstProcess(const ProcessDescription &description,
     };
 }
 
+quint64 ownNamespace()
+{
+    struct stat status = {};
+    return stat("/proc/self/ns/pid", &status) == 0 ? status.st_ino : 0;
+}
+
+/// Runs @p body as the first process of a namespace, with a /proc that shows no other.
+ChildProcess::Body inOwnNamespace(const ChildProcess::Body &body)
+{
+    return [body](const ChildSide &side) {
+        if (unshare(CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNS) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        const pid_t first = fork();
+        if (first == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            const bool isAlone = mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0
+                                 && mount("proc", "/proc", "proc", 0, nullptr) == 0;
+            _exit(isAlone ? body(side) : ChildProcess::sm_cannotTry);
+        }
+        int status = 0;
+        CHILD_VERIFY(waitpid(first, &status, 0) == first && WIFEXITED(status));
+        return WEXITSTATUS(status);
+    };
+}
+
 /// Of this process, or of others.
 QVector<RegionUser> usersBeside(const RegionInspection &region, qint64 process)
 {
@@ -76,6 +104,9 @@ private Q_SLOTS:
     void creatorInANamespaceOfItsOwnLivesAndDies();
     void idThatCameBackIsNoCreator();
     void creatorWithoutStartIsUnknown();
+    void creatorOutsideOfTheOwnNamespaceIsUnknown();
+    void creatorOfTheOwnNamespaceIsJudgedThere();
+    void creatorInANamespaceBelowIsSeen();
     void usersAreThoseWhoHaveItMapped();
     void inspectionIsNoUser();
     void readerOfAReplacedRegionIsMarked();
@@ -170,6 +201,58 @@ void tst_RegionProcesses::creatorWithoutStartIsUnknown()
 
     QVERIFY(description.inspect().getCreator().pid == qint64{getpid()});
     QVERIFY(!description.inspect().getCreator().isAlive);
+}
+
+void tst_RegionProcesses::creatorOutsideOfTheOwnNamespaceIsUnknown()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    QCOMPARE(block.management()->creatorNamespace.load(), ownNamespace());
+
+    ChildProcess child(inOwnNamespace([&](const ChildSide &) {
+        CHILD_VERIFY(description.inspect().getCreator().pid.has_value());
+        CHILD_VERIFY(!description.inspect().getCreator().isAlive);
+        block.management()->creatorNamespace = 0;
+        CHILD_VERIFY(!description.inspect().getCreator().isAlive);
+        return 0;
+    }));
+
+    COMPARE_EXIT(child.waitForExit(), "namespaces of its own");
+}
+
+void tst_RegionProcesses::creatorOfTheOwnNamespaceIsJudgedThere()
+{
+    const TwoNumbers description;
+    ChildProcess child(inOwnNamespace([&](const ChildSide &) {
+        const QuietManager creator(description, create);
+        CHILD_VERIFY(description.inspect().getCreator().pid == qint64{1});
+        CHILD_VERIFY(description.inspect().getCreator().isAlive == true);
+        MappedRegion block(description.segment);
+        CHILD_VERIFY(block.attach());
+        block.management()->creatorStart.fetch_sub(1);
+        CHILD_VERIFY(description.inspect().getCreator().isAlive == false);
+        return 0;
+    }));
+
+    COMPARE_EXIT(child.waitForExit(), "namespaces of its own");
+}
+
+void tst_RegionProcesses::creatorInANamespaceBelowIsSeen()
+{
+    const TwoNumbers description;
+    ChildProcess child(inOwnNamespace(holding(description, create)));
+    if (!child.waitUntilReady()) {
+        COMPARE_EXIT(child.waitForExit(), "namespaces of its own");
+    }
+    const RegionInspection region = description.inspect();
+
+    QVERIFY(region.getCreator().pid == qint64{1});
+    QVERIFY(region.getCreator().isAlive == true);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+    QVERIFY(region.getCreator().isAlive != true);
 }
 
 void tst_RegionProcesses::usersAreThoseWhoHaveItMapped()

@@ -113,6 +113,8 @@ void tst_LayoutOfRegions::creatorLeavesLayoutAndItself()
     QCOMPARE(block->creatorPid.load(), quint32(getpid()));
     QVERIFY(ownStart() != 0);
     QCOMPARE(block->creatorStart.load(), ownStart());
+    const QString pidNamespace = QFile::symLinkTarget(QStringLiteral("/proc/self/ns/pid"));
+    QVERIFY(pidNamespace.endsWith(QStringLiteral("pid:[%1]").arg(block->creatorNamespace.load())));
     const LayoutFingerprint::Parts parts = layout.getParts(16);
     for (std::size_t i = 0; i < parts.size(); ++i) {
         QCOMPARE(block->layoutParts[i].load(), parts[i]);
