@@ -40,6 +40,8 @@ private Q_SLOTS:
     void missingRegionTakesTheWholeTime();
     void regionThatIsJustBeingMadeIsNotThereYet();
     void regionWithoutASetIsWaitedFor();
+    void regionWithoutASetIsSleptOn();
+    void replacedRegionIsNotWaitedForAnyLonger();
     void otherLayoutIsRefused();
     void otherSizeIsRefused();
     void descriptionWithoutMemoryIsRefused();
@@ -137,6 +139,50 @@ void tst_ToolWait::regionWithoutASetIsWaitedFor()
     ToolProcess wait({QStringLiteral("wait"), file});
     QVERIFY(region.publish(QStringLiteral("n/a"), validValue(1)));
     QCOMPARE(wait.finish().exitCode, 0);
+}
+
+void tst_ToolWait::regionWithoutASetIsSleptOn()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    const LogCapture log;
+    HeldRegion region(file);
+    SharedMemory memory;
+    memory.setKey(description.key() + QStringLiteral("SharedMemory"));
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    auto &block = *static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data());
+    block.swapCount = 0;
+
+    ToolProcess wait(
+        {QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("60"), file});
+    QTRY_COMPARE_WITH_TIMEOUT(block.armed.load(), quint64{1}, 60000);
+    QVERIFY(region.publish(QStringLiteral("n/a"), validValue(1)));
+
+    const ToolResult result = wait.finish();
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolWait::replacedRegionIsNotWaitedForAnyLonger()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    const LogCapture log;
+    const HeldRegion region(file);
+    SharedMemory memory;
+    memory.setKey(description.key() + QStringLiteral("SharedMemory"));
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    auto &block = *static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data());
+    block.swapCount = 0;
+    ToolProcess wait(
+        {QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("60"), file});
+    QTRY_COMPARE_WITH_TIMEOUT(block.armed.load(), quint64{1}, 60000);
+
+    const HeldRegion later(file);
+
+    const ToolResult result = wait.finish();
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolWait::otherLayoutIsRefused()

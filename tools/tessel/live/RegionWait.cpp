@@ -1,5 +1,6 @@
 #include "live/RegionWait.h"
 
+#include "Access/ProcessDataWatcher.h"
 #include "live/LiveRegion.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// What is not there yet has no word to sleep on.
+/// What is not there yet has no word to sleep on, and a single buffer has none at all.
 constexpr std::chrono::milliseconds pollInterval{20};
 
 /// A single buffer has no count of sets: what is written there is seen at once.
@@ -31,6 +32,22 @@ RegionProgress look(const DescriptionSource &description)
     return isPublished(region, description) ? RegionProgress::Published : RegionProgress::Silent;
 }
 
+/// Whether its management block is complete, so that there is somebody to hear from.
+bool tellsOfSets(const DescriptionSource &description)
+{
+    return description.isDoubleBuffered()
+           && RegionInspection(description.root()).getSwapCount().has_value();
+}
+
+/// Until the first set, or until the region is replaced.
+void sleepUntilTold(const DescriptionSource &description, Clock::duration bound)
+{
+    LiveRegion region(description, LiveRegion::Opening::Attach);
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = 0;
+    watcher.wait(seen, std::chrono::ceil<std::chrono::milliseconds>(bound));
+}
+
 } // namespace
 
 RegionProgress waitUntilPublished(const DescriptionSource &description, Clock::time_point deadline)
@@ -41,6 +58,10 @@ RegionProgress waitUntilPublished(const DescriptionSource &description, Clock::t
         if (progress == RegionProgress::Published || left <= Clock::duration::zero()) {
             return progress;
         }
-        std::this_thread::sleep_for(std::min<Clock::duration>(left, pollInterval));
+        if (progress == RegionProgress::Silent && tellsOfSets(description)) {
+            sleepUntilTold(description, left);
+        } else {
+            std::this_thread::sleep_for(std::min<Clock::duration>(left, pollInterval));
+        }
     }
 }
