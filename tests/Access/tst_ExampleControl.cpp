@@ -19,6 +19,7 @@ private Q_SLOTS:
     void fullTankIsLetDown();
     void otherTankIsLeftAlone_data();
     void otherTankIsLeftAlone();
+    void everySetIsLookedAt();
     void regionHasToBeThere();
 
 private:
@@ -107,6 +108,33 @@ void tst_ExampleControl::otherTankIsLeftAlone()
     publish(ProcessValue(level, state));
 
     QCOMPARE(runControl(0), shown + "temperature PROCESS_VALUE_ERROR_TYPE_VALID\n");
+}
+
+/// Without looking from time to time: it is asleep until somebody publishes, itself included.
+void tst_ExampleControl::everySetIsLookedAt()
+{
+    publish({0.5, PROCESS_VALUE_ERROR_TYPE_VALID});
+    QProcess control;
+    control.start(QStringLiteral(EXAMPLE_CONTROL), {m_file, QStringLiteral("3")});
+    const auto output = [&control](int lines) {
+        QByteArray text;
+        while (lines > 0 && (control.canReadLine() || control.waitForReadyRead(60000))) {
+            for (; lines > 0 && control.canReadLine(); --lines) {
+                text += control.readLine();
+            }
+        }
+        return text;
+    };
+    QCOMPARE(output(2), QByteArrayLiteral("level 0.5 PROCESS_VALUE_ERROR_TYPE_VALID\n"
+                                          "temperature PROCESS_VALUE_ERROR_TYPE_VALID\n"));
+
+    publish({3.0, PROCESS_VALUE_ERROR_TYPE_VALID});
+
+    const QByteArray letDown = QByteArrayLiteral("temperature PROCESS_VALUE_ERROR_TYPE_TIMEOUT\n");
+    QCOMPARE(output(4), "level 1.5 PROCESS_VALUE_ERROR_TYPE_VALID\n" + letDown
+                            + "level 0.75 PROCESS_VALUE_ERROR_TYPE_VALID\n" + letDown);
+    QVERIFY(control.state() == QProcess::NotRunning || control.waitForFinished(60000));
+    QCOMPARE(control.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_ExampleControl)
