@@ -71,6 +71,9 @@ void tst_SharedWaiting::aHundredWatchersAreOneSleeper()
         threads.emplace_back(watchers.emplace_back(region.manager()));
     }
     QVERIFY(isAsleep());
+    for (const WaitingThread &thread : threads) {
+        QVERIFY(waitFor([&] { return thread.isAsleep(); }));
+    }
     const int wakes = FutexCalls::wakes();
 
     const bool isPublished = region.publish();
@@ -163,6 +166,7 @@ void tst_SharedWaiting::stopOfOneBehindTheSleeperWakesNobodyInTheKernel()
     WaitingThread waiting(watcher);
     QVERIFY(isAsleep());
     WaitingThread waitingBehind(behind);
+    QVERIFY(waitFor([&] { return waitingBehind.isAsleep(); }));
     const int wakes = FutexCalls::wakes();
 
     behind.stop();
@@ -183,6 +187,7 @@ void tst_SharedWaiting::stopOfTheSleeperHandsOver()
     WaitingThread waiting(watcher);
     QVERIFY(isAsleep());
     WaitingThread waitingBehind(behind);
+    QVERIFY(waitFor([&] { return waitingBehind.isAsleep(); }));
 
     watcher.stop();
     waiting.join();
@@ -202,6 +207,7 @@ void tst_SharedWaiting::destructionOfTheSleeperHandsOver()
     WaitingThread waiting(*watcher);
     QVERIFY(isAsleep());
     WaitingThread waitingBehind(behind);
+    QVERIFY(waitFor([&] { return waitingBehind.isAsleep(); }));
 
     watcher.reset();
     waiting.join();
@@ -221,6 +227,7 @@ void tst_SharedWaiting::boundOfTheSleeperHandsOver()
     WaitingThread waiting(watcher, 50ms);
     QVERIFY(isAsleep());
     WaitingThread waitingBehind(behind);
+    QVERIFY(waitFor([&] { return waitingBehind.isAsleep(); }));
 
     waiting.join();
 
@@ -239,6 +246,7 @@ void tst_SharedWaiting::removedNameReachesAllWatchers()
     WaitingThread waiting(watcher, longBound);
     QVERIFY(isAsleep());
     WaitingThread waitingBehind(other.watcher, longBound);
+    QVERIFY(waitFor([&] { return waitingBehind.isAsleep(); }));
 
     QVERIFY(region.description.segment.remove());
     waiting.join();
