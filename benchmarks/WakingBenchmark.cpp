@@ -220,6 +220,6 @@ BENCHMARK(pollEachMillisecond)
 BENCHMARK(wakeDescriptor)->Name("exchange/wakeDescriptor/tessel")->UseManualTime()->Iterations(20);
 BENCHMARK(wakeByFutex)->Name("exchange/wakeDescriptor/floor")->UseManualTime()->Iterations(20);
 BENCHMARK(wakeByTwoHops)
-    ->Name("exchange/wakeDescriptor/floor-two-hops")
+    ->Name("exchange/wakeDescriptor/floor-hops")
     ->UseManualTime()
     ->Iterations(20);
