@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <ctime>
 
@@ -18,6 +19,7 @@ std::atomic<int> wakeCount{0};
 std::atomic<int> sleeperCount{0};
 std::atomic<int> runOutCount{0};
 std::atomic<qint64> longestNanoseconds{0};
+std::atomic<long> lostWord{0}; // the address
 
 using SystemCall = long (*)(long, long, long, long, long, long, long);
 
@@ -37,6 +39,15 @@ bool isFutex(long number)
     return number == SYS_futex;
 }
 
+constexpr qint64 second = 1000000000;
+
+qint64 steadyNow()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return qint64{now.tv_sec} * second + now.tv_nsec;
+}
+
 /// The bound of a wait. The older call has one of two longs, which is another one than that of the C library
 /// where a time is longer than a long.
 class Bound
@@ -50,7 +61,7 @@ public:
         } else {
             m_bound = *reinterpret_cast<const timespec *>(given);
         }
-        const qint64 nanoseconds = qint64{m_bound.tv_sec} * 1000000000 + m_bound.tv_nsec;
+        const qint64 nanoseconds = qint64{m_bound.tv_sec} * second + m_bound.tv_nsec;
         qint64 longest = longestNanoseconds;
         while (longest < nanoseconds
                && !longestNanoseconds.compare_exchange_weak(longest, nanoseconds)) { }
@@ -60,6 +71,7 @@ public:
         m_longs[0] = static_cast<long>(m_bound.tv_sec);
         m_longs[1] = static_cast<long>(m_bound.tv_nsec);
     }
+    qint64 nanoseconds() const { return qint64{m_bound.tv_sec} * second + m_bound.tv_nsec; }
     long argument() const
     {
         return m_isOfLongs ? reinterpret_cast<long>(m_longs) : reinterpret_cast<long>(&m_bound);
@@ -80,6 +92,15 @@ private:
     long m_longs[2]{};
 };
 
+long wake(long number, long word)
+{
+    const long woken = original()(number, word, FUTEX_WAKE, INT_MAX, 0, 0, 0);
+    if (FutexCalls::afterWake) {
+        FutexCalls::afterWake(woken);
+    }
+    return woken;
+}
+
 void tell(std::atomic<int> &counter, const std::function<void()> &listener)
 {
     ++counter;
@@ -93,6 +114,9 @@ void tell(std::atomic<int> &counter, const std::function<void()> &listener)
 std::chrono::seconds FutexCalls::boundOfAll{0};
 std::function<void()> FutexCalls::beforeWake;
 std::function<void()> FutexCalls::beforeWait;
+std::function<void(const FutexCalls::EndedWait &)> FutexCalls::afterWait;
+std::function<void(long)> FutexCalls::afterWake;
+std::atomic<bool> FutexCalls::areWakesLost{false};
 
 int FutexCalls::waits()
 {
@@ -119,11 +143,22 @@ int FutexCalls::runOuts()
     return runOutCount;
 }
 
+void FutexCalls::wakeBelatedly()
+{
+    const long word = lostWord.exchange(0);
+    if (word != 0) {
+        tell(wakeCount, beforeWake);
+        wake(SYS_futex, word);
+    }
+}
+
 void FutexCalls::tellNobody()
 {
     boundOfAll = {};
     beforeWake = nullptr;
     beforeWait = nullptr;
+    afterWait = nullptr;
+    afterWake = nullptr;
 }
 
 extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
@@ -145,15 +180,27 @@ extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
         const Bound bound(number, arguments[3]);
         arguments[3] = bound.argument();
         ++sleeperCount;
+        const qint64 begin = steadyNow();
         const long result = call();
         const int reason = errno;
-        runOutCount += result != 0 && reason == ETIMEDOUT ? 1 : 0;
+        const bool isTimedOut = result != 0 && reason == ETIMEDOUT;
+        runOutCount += isTimedOut ? 1 : 0;
         --sleeperCount;
+        if (FutexCalls::afterWait) {
+            const auto *const word = reinterpret_cast<std::atomic<quint32> *>(arguments[0]);
+            FutexCalls::afterWait({begin, bound.nanoseconds(), isTimedOut,
+                                   word->load() != static_cast<quint32>(arguments[2])});
+        }
         errno = reason;
         return result;
     }
     if (isFutex(number) && static_cast<int>(arguments[1]) == FUTEX_WAKE) {
         tell(wakeCount, FutexCalls::beforeWake);
+        if (FutexCalls::areWakesLost) {
+            lostWord = arguments[0];
+            return 0;
+        }
+        return wake(number, arguments[0]);
     }
     return call();
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QtGlobal>
+
+#include <atomic>
 #include <chrono>
 #include <functional>
 
@@ -22,6 +25,24 @@ extern std::chrono::seconds boundOfAll;
 /// Called from the calling thread before each wake or wait. Not set while other threads call.
 extern std::function<void()> beforeWake;
 extern std::function<void()> beforeWait;
+
+/// A wait that is over. Times in nanoseconds of the steady clock.
+struct EndedWait
+{
+    qint64 begin; ///< before the call
+    qint64 bound; ///< of the call
+    bool isTimedOut;
+    bool isMoved; ///< the word is another one than was waited on
+};
+/// Called from the calling thread, which sees `errno` as the call left it.
+extern std::function<void(const EndedWait &)> afterWait;
+/// Called from the calling thread with the number of threads that a wake has found asleep.
+extern std::function<void(long)> afterWake;
+/// Wakes do not reach the kernel.
+extern std::atomic<bool> areWakesLost;
+/// Makes the last wake that was lost, if there was one since the last call.
+void wakeBelatedly();
+
 /// Everything as without this file from now on.
 void tellNobody();
 

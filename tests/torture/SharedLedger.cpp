@@ -57,6 +57,7 @@ const char *roleName(Role role)
     case Role::SingleWriter: return "single writer";
     case Role::BulkReader: return "bulk reader";
     case Role::SingleReader: return "single reader";
+    case Role::Waiter: return "waiter";
     }
     return "";
 }

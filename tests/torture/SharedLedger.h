@@ -7,13 +7,15 @@
 
 namespace Torture {
 
-constexpr int maximumPeers = 8;
+constexpr int maximumPeers = 8; ///< that write and read
+constexpr int maximumWaiters = 4;
+constexpr int maximumSlots = maximumPeers + maximumWaiters;
 constexpr int textCapacity = 400;
 constexpr quint32 callCapacity = 64;
 constexpr quint64 regionCapacity = 16;
 
 /// What a process is there for.
-enum class Role : quint32 { Creator, BulkWriter, SingleWriter, BulkReader, SingleReader };
+enum class Role : quint32 { Creator, BulkWriter, SingleWriter, BulkReader, SingleReader, Waiter };
 
 /// Where a process is, for whoever has to judge its sleep or its death.
 enum class Phase : quint32 {
@@ -40,6 +42,9 @@ enum class Plant : quint32 {
     Segment,    ///< the creator ends without removing anything
     Semaphores, ///< a set of semaphores stays
     Stubborn,   ///< a process does not end when it is asked
+    Unwoken,    ///< publishers wake nobody
+    Belated,    ///< publishers wake when they are done long since
+    Late,       ///< a waiter goes on sleeping beside a new set
     // Of the modes.
     Halved,    ///< a value of eight bytes is written in two halves
     Locked,    ///< a lock outlives its process
@@ -58,6 +63,33 @@ struct LongCall
     qint64 begin;
     qint64 end;
     quint32 phase; ///< reading or writing
+};
+
+/// A wait for a set that was long. Times in nanoseconds of the steady clock.
+struct LongWait
+{
+    qint64 begin;
+    qint64 end;
+    quint64 region; ///< generation in the ledger
+    quint64 seen;   ///< the number of swaps that the waiter had seen
+};
+
+/// What a waiter tells, and what those who publish meanwhile tell it.
+struct WaitEntry
+{
+    std::atomic<qint64> begin; ///< 0 outside waits; what follows belongs to this wait
+    std::atomic<quint64> region;
+    std::atomic<quint64> seen;
+    /// The number of a sleep in the kernel, and when the first set was published to the end since it
+    /// began: see SleepNote.
+    std::atomic<quint64> sleep;
+
+    std::atomic<quint32> waitCount;
+    LongWait waits[callCapacity]; ///< a ring
+
+    std::atomic<quint64> setsAwaited;
+    std::atomic<quint64> sleeps;
+    std::atomic<quint64> slices; ///< sleeps that ran out beside a new set
 };
 
 /// What one process tells about itself. Only that process writes it while it lives.
@@ -79,17 +111,24 @@ struct PeerEntry
     std::atomic<quint64> refusedSwaps;
     std::atomic<quint64> regions; ///< attached or made
     std::atomic<quint64> phasesAlone;
+    /// The region in which it may have swapped and not woken yet; 0: none.
+    std::atomic<quint64> publishing;
+    WaitEntry wait;
 
     std::atomic<bool> hasFailed;
     char failure[textCapacity];
     char lastMessage[textCapacity]; ///< of the library
 };
 
-/// Single buffers only: groups whose writer has begun and not ended. Changed and read under the
-/// locks of the region that they belong to.
 struct RegionEntry
 {
+    /// Single buffers only: groups whose writer has begun and not ended. Changed and read under the
+    /// locks of the region that they belong to.
     std::atomic<bool> isIncomplete[2];
+    /// Of its memory, for whoever knows the name only.
+    std::atomic<quint64> inode;
+    /// So many swaps at least were there when somebody last died who may not have woken for his own.
+    std::atomic<quint64> brokenThrough;
 };
 
 /// Memory between the driver and all its processes, which outlives each of them. All zero at first.
@@ -109,10 +148,11 @@ struct Ledger
     /// For Plant::Beyond: somebody stands still inside the lock.
     std::atomic<bool> isHolderCaught;
     Plant plant;
-    Role roles[maximumPeers];
-    int peerCount;
+    Role roles[maximumSlots];
+    int peerCount; ///< without waiters
+    int slotCount; ///< waiters have the last ones
     RegionEntry regions[regionCapacity];
-    PeerEntry peers[maximumPeers];
+    PeerEntry peers[maximumSlots];
 
     RegionEntry &region(quint64 number) { return regions[number / 2 % regionCapacity]; }
 };

@@ -35,7 +35,7 @@ void TortureDriver::disturb()
         }
     } else if (choice < 500) {
         askToEnd(slot);
-    } else if (choice < 600) {
+    } else if (choice < 600 && m_options.isKilling) {
         killHolder();
     } else if (choice < 615) {
         stopHolder();
@@ -52,6 +52,10 @@ void TortureDriver::kill(int slot)
     if (!child.process.isAlive()) {
         return;
     }
+    if (!m_options.isKilling) {
+        askToEnd(slot);
+        return;
+    }
     const bool isInside = m_ledger->peers[slot].phase == Phase::Writing
                           || (child.process.isStopped() && findHolder() == slot);
     // Before: whoever is refused something from then on must know that somebody died.
@@ -59,6 +63,7 @@ void TortureDriver::kill(int slot)
     if (!child.process.kill()) {
         return;
     }
+    noteDeathOfPublisher(slot);
     ++m_figures.kills;
     m_figures.killsInside += isInside ? 1 : 0;
     child.askedToEndAt = 0;
@@ -67,7 +72,7 @@ void TortureDriver::kill(int slot)
 
 void TortureDriver::killAll()
 {
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         kill(slot);
     }
 }
@@ -141,7 +146,7 @@ void TortureDriver::askToEnd(int slot)
 
 int TortureDriver::randomSlot()
 {
-    const auto slot = static_cast<int>(m_random() % static_cast<quint64>(m_options.processes));
+    const auto slot = static_cast<int>(m_random() % static_cast<quint64>(slotCount()));
     // A new creator begins a new region and ends all waits in the old one. With too many of them no
     // wait would ever come to its bound.
     return slot == 0 ? (m_random() % 12 == 0 ? 0 : 1) : slot;

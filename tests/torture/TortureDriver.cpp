@@ -37,6 +37,7 @@ TortureDriver::TortureDriver(const Options &options)
     , m_semaphores(m_key + QLatin1String("Semaphore"))
     , m_segment(m_key + QLatin1String("SharedMemory"))
     , m_random(options.seed)
+    , m_swaps(*m_ledger, m_segment.path())
     , m_begin(steadyNow())
 {
     const Role others[] = {Role::BulkWriter,   Role::BulkReader, Role::SingleWriter,
@@ -44,14 +45,16 @@ TortureDriver::TortureDriver(const Options &options)
                            Role::BulkWriter};
     m_ledger->plant = options.plant;
     m_ledger->peerCount = options.processes;
+    m_ledger->slotCount = options.slotCount();
     m_ledger->roles[0] = Role::Creator;
     std::copy(std::begin(others), std::end(others), m_ledger->roles + 1);
+    std::fill(m_ledger->roles + options.processes, std::end(m_ledger->roles), Role::Waiter);
 }
 
 int TortureDriver::run()
 {
     catchSignals();
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         start(slot);
     }
     runUntil(m_begin + m_options.seconds * second);
@@ -86,8 +89,9 @@ bool TortureDriver::isTimeLeft(qint64 deadline) const
     if (now < deadline || m_options.plant != Plant::None) {
         return now < deadline;
     }
-    const bool isIdle = m_figures.kills == 0 || m_figures.stops == 0 || m_figures.restarts == 0
-                        || sum(&PeerEntry::setsWritten) == 0;
+    const bool isIdle = (m_options.isKilling && m_figures.kills == 0) || m_figures.stops == 0
+                        || m_figures.restarts == 0 || sum(&PeerEntry::setsWritten) == 0
+                        || (slotCount() > m_options.processes && sum(&WaitEntry::sleeps) == 0);
     return isIdle && now < deadline + longestExtension;
 }
 
@@ -114,6 +118,7 @@ void TortureDriver::tick()
     collectEnds();
     takeSample(std::max(steadyNow() - before - tickLength, qint64{0}));
     judgeCalls();
+    judgeWaits();
     showProgress();
 }
 
@@ -123,6 +128,7 @@ void TortureDriver::start(int slot)
     entry.isAskedToEnd = false;
     entry.phase = Phase::Outside;
     entry.callBegin = 0;
+    entry.wait.begin = 0;
     Child &child = m_children[slot];
     child.startAt = 0;
     child.resumeAt = 0;
@@ -136,7 +142,7 @@ void TortureDriver::start(int slot)
 void TortureDriver::startDue()
 {
     const qint64 now = steadyNow();
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         const Child &child = m_children[slot];
         if (!child.process.isAlive() && child.startAt != 0 && child.startAt <= now) {
             start(slot);
@@ -149,7 +155,7 @@ void TortureDriver::startDue()
 
 void TortureDriver::collectEnds()
 {
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         if (const std::optional<int> end = m_children[slot].process.collectEnd()) {
             judgeEnd(slot, *end);
         }
@@ -179,11 +185,13 @@ void TortureDriver::judgeEnd(int slot, int status)
 
 void TortureDriver::takeSample(qint64 overslept)
 {
+    m_swaps.look();
     Sample sample;
     sample.time = steadyNow();
+    m_lastSample = sample.time;
     sample.overslept = overslept;
     sample.holder = findHolder();
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         PeerProcess &process = m_children[slot].process;
         sample.starved[slot] = process.starved();
         sample.isStopped[slot] = process.isStopped();
@@ -216,7 +224,7 @@ int TortureDriver::findHolder() const
 int TortureDriver::findLastUser(int set, int semaphore) const
 {
     const pid_t user = semctl(set, semaphore, GETPID);
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         if (m_children[slot].process.pid() == user) {
             return slot;
         }
@@ -230,7 +238,7 @@ bool TortureDriver::isReaderStopped() const
     if (m_semaphores.readers() <= 0) {
         return false;
     }
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         const Phase phase = m_ledger->peers[slot].phase;
         if (m_children[slot].process.isStopped()
             && (phase == Phase::Reading || phase == Phase::Calling)) {
@@ -242,7 +250,7 @@ bool TortureDriver::isReaderStopped() const
 
 void TortureDriver::judgeCalls()
 {
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         const PeerEntry &entry = m_ledger->peers[slot];
         Child &child = m_children[slot];
         const quint32 count = entry.callCount;
@@ -323,7 +331,7 @@ void TortureDriver::awaitCreator()
 
 void TortureDriver::endAll()
 {
-    for (int slot = 0; slot < m_options.processes; ++slot) {
+    for (int slot = 0; slot < slotCount(); ++slot) {
         if (m_children[slot].process.isStopped()) {
             resume(slot);
         }

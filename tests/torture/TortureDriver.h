@@ -4,6 +4,7 @@
 #include "support/SemaphoreSet.h"
 #include "torture/PeerProcess.h"
 #include "torture/SharedLedger.h"
+#include "torture/SwapWatch.h"
 #include "torture/TortureOptions.h"
 #include "torture/WaitJudge.h"
 
@@ -24,6 +25,7 @@ struct Figures
     quint64 cleanEnds = 0;
     qint64 longestWait = 0;
     qint64 longestUnexplained = 0;
+    qint64 latestWaiter = 0; ///< behind a set, without what explains it
 };
 
 /// Starts the processes, disturbs them, judges what they tell, and ends them.
@@ -45,6 +47,7 @@ private:
         qint64 resumeAt = 0;
         qint64 askedToEndAt = 0; ///< 0: not asked
         quint32 seenCalls = 0;
+        quint32 seenWaits = 0;
         quint64 regionsAtStart = 0; ///< made or attached by those that ran in its place before
     };
 
@@ -62,8 +65,16 @@ private:
     qint64 randomTime(qint64 bound);
     void scheduleStart(int slot);
 
+    // Those who wait for sets (TortureWaiters.cpp).
+    void judgeWaits();
+    void judgeWait(int slot, const LongWait &wait);
+    void judgeOpenWait(int slot);
+    qint64 lateness(int slot, const LongWait &wait) const;
+    void noteDeathOfPublisher(int slot);
+
     void plant();
     void tick();
+    int slotCount() const { return m_ledger->slotCount; }
     void start(int slot);
     void startDue();
     void collectEnds();
@@ -92,6 +103,7 @@ private:
     void showProgress();
     QString figuresLine() const;
     quint64 sum(std::atomic<quint64> PeerEntry::*counter) const;
+    quint64 sum(std::atomic<quint64> WaitEntry::*counter) const;
     void report() const;
 
     const Options m_options;
@@ -100,8 +112,10 @@ private:
     SemaphoreSet m_semaphores;
     SegmentFile m_segment;
     std::mt19937_64 m_random;
-    Child m_children[maximumPeers];
+    Child m_children[maximumSlots];
     WaitJudge m_judge;
+    SwapWatch m_swaps;
+    qint64 m_lastSample = 0;
     Figures m_figures;
     qint64 m_begin;
     qint64 m_nextDisturbance = 0;

@@ -18,7 +18,9 @@ const char *const usage =
     "\n"
     "Without a mode several processes share one region and are disturbed at random moments:\n"
     "  --processes N              from 2 to 8 (8)\n"
-    "  --single                   a single buffer instead of a double one\n"
+    "  --waiters N                from 0 to 4 that sleep until a set is published (2)\n"
+    "  --single                   a single buffer instead of a double one, without waiters\n"
+    "  --no-kills                 processes are stopped and asked to end, and none is killed\n"
     "\n"
     "Modes:\n"
     "  --steps      writers, owners of the lock, readers, creators and leaving users die or stand\n"
@@ -47,6 +49,9 @@ const QHash<QString, Plant> &plants()
         {QStringLiteral("exit"), Plant::Exit},
         {QStringLiteral("segment"), Plant::Segment},
         {QStringLiteral("stubborn"), Plant::Stubborn},
+        {QStringLiteral("unwoken"), Plant::Unwoken},
+        {QStringLiteral("belated"), Plant::Belated},
+        {QStringLiteral("late"), Plant::Late},
         {QStringLiteral("semaphores"), Plant::Semaphores},
         {QStringLiteral("beyond"), Plant::Beyond},
         {QStringLiteral("halved"), Plant::Halved},
@@ -101,6 +106,10 @@ bool applyNumber(Options &options, const QString &name, const QString &text)
         options.regions = static_cast<int>(number);
         return number >= 2 && number <= mostRegions;
     }
+    if (name == QLatin1String("--waiters")) {
+        options.waiters = static_cast<int>(number);
+        return number <= maximumWaiters;
+    }
     options.processes = static_cast<int>(number);
     return number >= 2 && number <= maximumPeers;
 }
@@ -111,7 +120,7 @@ QString Options::toText() const
 {
     QString text = QStringLiteral("--seconds %1 --seed %2").arg(seconds).arg(seed);
     if (mode == Mode::Crowd) {
-        text += QStringLiteral(" --processes %1").arg(processes);
+        text += QStringLiteral(" --processes %1 --waiters %2").arg(processes).arg(waiters);
     } else if (mode == Mode::Regions) {
         text += QStringLiteral(" --regions %1").arg(regions);
     } else {
@@ -119,6 +128,9 @@ QString Options::toText() const
     }
     if (!isDoubleBuffer) {
         text += QLatin1String(" --single");
+    }
+    if (!isKilling) {
+        text += QLatin1String(" --no-kills");
     }
     if (plant != Plant::None) {
         text += QLatin1String(" --plant ") + plants().key(plant);
@@ -128,15 +140,19 @@ QString Options::toText() const
 
 std::optional<Options> parseOptions(const QStringList &arguments, QString &error)
 {
-    const QStringList numbers{QStringLiteral("--seed"), QStringLiteral("--minutes"),
+    const QStringList numbers{QStringLiteral("--seed"),    QStringLiteral("--minutes"),
                               QStringLiteral("--seconds"), QStringLiteral("--processes"),
-                              QStringLiteral("--regions")};
+                              QStringLiteral("--waiters"), QStringLiteral("--regions")};
     Options options;
     options.seed = std::random_device()();
     for (int i = 0; i < arguments.size(); ++i) {
         const QString &name = arguments.at(i);
         if (name == QLatin1String("--single")) {
             options.isDoubleBuffer = false;
+            continue;
+        }
+        if (name == QLatin1String("--no-kills")) {
+            options.isKilling = false;
             continue;
         }
         if (modes().contains(name)) {

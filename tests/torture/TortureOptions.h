@@ -26,9 +26,13 @@ struct Options
     qint64 seconds = 10;
     quint64 seed = 0;
     int processes = maximumPeers;
+    int waiters = 2; ///< beside them; a single buffer has none
+    bool isKilling = true;
     bool isDoubleBuffer = true;
     Plant plant = Plant::None;
 
+    /// Those who wait can do so with a double buffer only.
+    int slotCount() const { return processes + (isDoubleBuffer ? waiters : 0); }
     /// The command line that repeats such a run.
     QString toText() const;
 };

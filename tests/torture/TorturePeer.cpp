@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Torture {
@@ -52,6 +53,7 @@ TorturePeer::TorturePeer(Ledger &ledger, const Start &start)
 
 int TorturePeer::run()
 {
+    prepareWaiting();
     while (!isAskedToEnd()) {
         if (m_role == Role::Creator) {
             createRegion();
@@ -100,6 +102,7 @@ void TorturePeer::createRegion()
     RegionEntry &entry = m_ledger.region(creating + 1);
     entry.isIncomplete[0] = false;
     entry.isIncomplete[1] = false;
+    entry.brokenThrough = 0;
     m_ledger.generation = creating;
 
     auto region = std::make_unique<Region>();
@@ -113,10 +116,9 @@ void TorturePeer::createRegion()
     if (!region->codec->isComplete()) {
         fail(QStringLiteral("a region lacks leaves"));
     }
-    region->generation = creating + 1;
-    m_region = std::move(region);
+    entry.inode = memoryNumber();
+    join(std::move(region), creating + 1);
     m_ledger.generation = creating + 1;
-    increase(m_entry.regions);
 }
 
 void TorturePeer::attachToRegion()
@@ -142,9 +144,25 @@ void TorturePeer::attachToRegion()
         fail(QStringLiteral("attaching fails although the region is whole"));
     }
     region->codec = std::make_unique<SetCodec>(region->root);
+    join(std::move(region), generation);
+}
+
+void TorturePeer::join(std::unique_ptr<Region> region, quint64 generation)
+{
     region->generation = generation;
+    region->watcher = std::make_unique<ProcessDataWatcher>(region->manager);
     m_region = std::move(region);
     increase(m_entry.regions);
+}
+
+/// Of what the name of the region leads to.
+quint64 TorturePeer::memoryNumber() const
+{
+    struct stat status
+    {
+    };
+    const QString path = QStringLiteral("/dev/shm/%1SharedMemory").arg(m_start.key);
+    return stat(qPrintable(path), &status) == 0 ? status.st_ino : 0;
 }
 
 void TorturePeer::work()
@@ -205,6 +223,7 @@ void TorturePeer::workOnce()
     case Role::SingleWriter: writeSingleValue(); return;
     case Role::BulkReader: readSet(); return;
     case Role::SingleReader: readSingleValue(); return;
+    case Role::Waiter: waitForSet(); return;
     }
 }
 

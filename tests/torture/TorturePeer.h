@@ -1,6 +1,8 @@
 #pragma once
 
+#include "Access/ProcessDataWatcher.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
+#include "support/FutexCalls.h"
 #include "torture/SetCodec.h"
 #include "torture/SharedLedger.h"
 
@@ -36,6 +38,8 @@ private:
         ProcessDataManager manager;
         ProcessDataManager::BaseClassSharedPointer root;
         std::unique_ptr<SetCodec> codec;
+        std::unique_ptr<ProcessDataWatcher> watcher;
+        quint64 awaited = 0; ///< the newest set that a wait has told of
         quint64 generation = 0;
         quint64 newestGroup[2] = {0, 0};
         quint64 newestNumber[maximumPeers] = {};
@@ -51,6 +55,8 @@ private:
 
     void createRegion();
     void attachToRegion();
+    void join(std::unique_ptr<Region> region, quint64 generation);
+    quint64 memoryNumber() const;
     void work();
     void workOnce();
     bool isWriter() const;
@@ -70,7 +76,20 @@ private:
     bool fillSet();
     bool fillGroup(Group group, quint64 number);
     void writeSingleValue();
+    void publish();
     void swap();
+
+    // Waiting, and what publishers tell those who wait (TorturePeerWaiting.cpp).
+    void prepareWaiting();
+    void waitForSet();
+    ProcessDataWatcher::Result waitInLedger(quint64 &seen);
+    void noteSleep(const FutexCalls::EndedWait &wait);
+    void beginPublishing();
+    void endPublishing();
+    bool isAnybodyPublishing() const;
+    void noteSleepers();
+    void judgeWake(long woken);
+    static void tellWaiter(WaitEntry &waiter, quint64 region, quint64 published);
 
     // Reading.
     void readSet();
@@ -93,6 +112,7 @@ private:
     quint64 plantedNumber(quint64 number) const;
     void plantInsideLock();
     void plantOutside();
+    void plantLateness() const;
 
     Ledger &m_ledger;
     PeerEntry &m_entry;
@@ -101,6 +121,7 @@ private:
     std::mt19937_64 m_random;
     std::unique_ptr<Region> m_region;
     quint64 m_rounds = 0;
+    quint64 m_sleepers[maximumWaiters] = {}; ///< what stood in their words before a wake
     bool m_isReadingSlowly = false;
 };
 

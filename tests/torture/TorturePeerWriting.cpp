@@ -39,19 +39,21 @@ void TorturePeer::writeSet()
     m_entry.phase = Phase::Writing;
     bool isWritten = fillSet();
     if (random(8) == 0) {
-        // Publishes what is written so far and goes on in the other buffer.
+        // Publishes what is written so far and goes on in the other buffer. It wakes behind the unlock.
+        beginPublishing();
         swap();
         isWritten = fillSet() && isWritten;
     }
     timed(Phase::Writing, [&manager] { return manager.unlockWriteBuffer(); });
     m_entry.phase = Phase::Outside;
+    endPublishing();
     if (!isWritten) {
         fail(QStringLiteral("refused without a reason: a value inside a write lock"));
     }
     increase(m_entry.setsWritten);
     // Now and then the swap of somebody else has to publish this set.
     if (random(8) != 0) {
-        swap();
+        publish();
     }
 }
 
@@ -114,7 +116,14 @@ void TorturePeer::writeSingleValue()
         return;
     }
     increase(m_entry.valuesWritten);
+    publish();
+}
+
+void TorturePeer::publish()
+{
+    beginPublishing();
     swap();
+    endPublishing();
 }
 
 void TorturePeer::swap()
@@ -176,6 +185,13 @@ void TorturePeer::plantOutside()
                 return true;
             });
         }
+    }
+}
+
+void TorturePeer::plantLateness() const
+{
+    if (isPlanted(Plant::Late) && m_rounds % roundsBeforePlant == 0) {
+        sleepFor(3 * second);
     }
 }
 

@@ -26,6 +26,15 @@ quint64 TortureDriver::sum(std::atomic<quint64> PeerEntry::*counter) const
     return total;
 }
 
+quint64 TortureDriver::sum(std::atomic<quint64> WaitEntry::*counter) const
+{
+    quint64 total = 0;
+    for (const PeerEntry &entry : m_ledger->peers) {
+        total += entry.wait.*counter;
+    }
+    return total;
+}
+
 QString TortureDriver::figuresLine() const
 {
     return QStringLiteral("%1 s: %2 kills, %3 stops, %4 restarts, %5 sets written, %6 read, "
@@ -79,6 +88,13 @@ void TortureDriver::report() const
                 sum(&PeerEntry::refusedLocks), sum(&PeerEntry::refusedSwaps));
     std::printf("  of the waits at most %s s without a reason\n",
                 qPrintable(asSeconds(m_figures.longestUnexplained)));
+    if (slotCount() > m_options.processes) {
+        std::printf(
+            "  sets awaited %llu, sleeps %llu, of them run out beside a new set %llu, waiters at "
+            "most %s s late\n",
+            sum(&WaitEntry::setsAwaited), sum(&WaitEntry::sleeps), sum(&WaitEntry::slices),
+            qPrintable(asSeconds(m_figures.latestWaiter)));
+    }
     if (!hasFailed()) {
         std::printf("nothing found\n");
         return;

@@ -11,8 +11,8 @@ struct Sample
 {
     qint64 time = 0;
     /// Since the start, in nanoseconds: how long each process was ready to run and got no processor.
-    qint64 starved[maximumPeers] = {};
-    bool isStopped[maximumPeers] = {};
+    qint64 starved[maximumSlots] = {};
+    bool isStopped[maximumSlots] = {};
     int holder = -1; ///< the process inside the exclusive lock, -1 if none is known
     bool isHolderStopped = false;
     qint64 overslept = 0; ///< since the sample before, by which the watchdog itself woke up late

@@ -33,6 +33,7 @@ private Q_SLOTS:
     void initTestCase();
     void nothingIsFound_data();
     void nothingIsFound();
+    void nobodyIsKilledWhereThatIsAsked();
     void everyPlantedFaultIsFound_data();
     void everyPlantedFaultIsFound();
     void aSignalEndsItCleanly_data();
@@ -49,31 +50,52 @@ private:
 void tst_Torture::initTestCase()
 {
     m_slowRuns["hang"] = std::make_unique<Run>(
-        arguments("--seconds 30 --seed 1 --processes 5 --plant hang"));
+        arguments("--seconds 30 --seed 1 --processes 5 --waiters 0 --plant hang"));
     m_slowRuns["stubborn"] = std::make_unique<Run>(
-        arguments("--seconds 1 --seed 1 --processes 5 --plant stubborn"));
+        arguments("--seconds 1 --seed 1 --processes 5 --waiters 0 --plant stubborn"));
 }
 
 void tst_Torture::nothingIsFound_data()
 {
     QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("hasWaiters");
 
-    QTest::newRow("double buffer") << arguments("--seconds 4");
-    QTest::newRow("single buffer") << arguments("--seconds 3 --single");
-    QTest::newRow("two processes") << arguments("--seconds 1 --processes 2");
+    QTest::newRow("double buffer") << arguments("--seconds 4") << true;
+    QTest::newRow("single buffer") << arguments("--seconds 3 --single") << false;
+    QTest::newRow("two processes") << arguments("--seconds 1 --processes 2 --waiters 0") << false;
+    QTest::newRow("one publisher, many waiters")
+        << arguments("--seconds 2 --processes 2 --waiters 4") << true;
 }
 
 void tst_Torture::nothingIsFound()
 {
     QFETCH(QStringList, arguments);
+    QFETCH(bool, hasWaiters);
 
     Run run(arguments);
 
     const int exitCode = run.wait();
     QVERIFY2(exitCode == 0, qPrintable(run.output()));
     QVERIFY(run.output().endsWith(QLatin1String("nothing found\n")));
+    const QRegularExpression waiting(
+        QStringLiteral("\n  sets awaited ([1-9]\\d*), sleeps ([1-9]\\d*), of them run out beside a "
+                       "new set \\d+, waiters at most [01]\\.\\d+ s late\n"));
+    QVERIFY2(waiting.match(run.output()).hasMatch() == hasWaiters, qPrintable(run.output()));
     const QRegularExpression figures(
         QStringLiteral(": ([1-9]\\d*) kills, ([1-9]\\d*) stops, ([1-9]\\d*) restarts, "
+                       "([1-9]\\d*) sets written"));
+    QVERIFY2(figures.match(run.output()).hasMatch(), qPrintable(run.output()));
+}
+
+void tst_Torture::nobodyIsKilledWhereThatIsAsked()
+{
+    Run run(arguments("--seconds 2 --no-kills"));
+
+    const int exitCode = run.wait();
+    QVERIFY2(exitCode == 0, qPrintable(run.output()));
+    QVERIFY(run.output().endsWith(QLatin1String("nothing found\n")));
+    const QRegularExpression figures(
+        QStringLiteral(": 0 kills, ([1-9]\\d*) stops, ([1-9]\\d*) restarts, "
                        "([1-9]\\d*) sets written"));
     QVERIFY2(figures.match(run.output()).hasMatch(), qPrintable(run.output()));
 }
@@ -81,10 +103,11 @@ void tst_Torture::nothingIsFound()
 void tst_Torture::everyPlantedFaultIsFound_data()
 {
     QTest::addColumn<int>("seconds");
+    QTest::addColumn<int>("waiters");
     QTest::addColumn<QString>("message");
 
-    const auto row = [](const char *plant, int seconds, const char *message) {
-        QTest::newRow(plant) << seconds << QString::fromLatin1(message);
+    const auto row = [](const char *plant, int seconds, const char *message, int waiters = 0) {
+        QTest::newRow(plant) << seconds << waiters << QString::fromLatin1(message);
     };
     row("mixed", 30, "FAILED: mixed set: ");
     row("backward", 30, "FAILED: back in time: ");
@@ -100,15 +123,21 @@ void tst_Torture::everyPlantedFaultIsFound_data()
     row("semaphores", 1, "FAILED: left behind: a set of semaphores with key ");
     row("hang", 30, "FAILED: hangs: a call has not come back for 9");
     row("stubborn", 1, "FAILED: does not end although it was asked to 10");
+    row("unwoken", 30, "FAILED: a wake-up is lost: a sleep behind swap ", 2);
+    row("belated", 30, "FAILED: a wake-up is lost: of ", 2);
+    row("late", 30, "FAILED: late: a waiter came ", 2);
 }
 
 void tst_Torture::everyPlantedFaultIsFound()
 {
     QFETCH(int, seconds);
+    QFETCH(int, waiters);
     QFETCH(QString, message);
 
     const QByteArray plant = QTest::currentDataTag();
-    const QString common = QStringLiteral("--seconds %1 --seed 1 --processes 5").arg(seconds);
+    const QString common = QStringLiteral("--seconds %1 --seed 1 --processes 5 --waiters %2")
+                               .arg(seconds)
+                               .arg(waiters);
     std::unique_ptr<Run> run = std::move(m_slowRuns[plant]);
     if (!run) {
         run = std::make_unique<Run>(
@@ -189,6 +218,8 @@ void tst_Torture::wrongArgumentsAreRefused_data()
     row("--regions 1", "--regions does not take '1'");
     row("--regions 101", "--regions does not take '101'");
     row("--processes 9", "--processes does not take '9'");
+    row("--waiters 5", "--waiters does not take '5'");
+    row("--waiters -1", "--waiters does not take '-1'");
 }
 
 void tst_Torture::wrongArgumentsAreRefused()
