@@ -41,6 +41,7 @@
  * More that may happen:
  *   SHARED=n    the threads from n on are threads of one process, which share a lease
  *   ONE_LONG    only the first thread takes all its locks, the others one each; it does not die
+ *   FORKED=n    the last thread is a child that the process n forks at any moment, and has its words
  *
  * Faults, each of which breaks one promise:
  *   STORED_IDLE          the owner's unlock stores instead of exchanging
@@ -54,6 +55,7 @@
  *   NO_LEASE_UNDO        the kernel does not give a lease back
  *   SAME_NUMBER          all leases have one number
  *   CLEARED_UNSEEN       a stale word is cleared by who has not seen the lease gone
+ *   CHILD_OWNS           a forked child takes the lease of its parent for its own
  *   LATE_FORGETTING      an owner that is too late to give a lease back forgets whatever its process owns
  */
 
@@ -89,6 +91,9 @@ byte content; /* stands for all that is written inside the lock */
 
 /* Words of a process. */
 byte ownLease[THREADS + 2]; /* number of the lease that it believes to own; 0: none */
+#ifdef FORKED
+bool isInherited; /* by the child: the lease is noted with the number of another process */
+#endif
 
 byte killed;
 byte runOuts = RUN_OUTS;
@@ -289,11 +294,17 @@ inline lockPlainly()
     od
 }
 
+#if defined(FORKED) && !defined(CHILD_OWNS)
+#define ownsLease() (ownLease[processOf(id)] != 0 && !(id == THREADS && isInherited))
+#else
+#define ownsLease() (ownLease[processOf(id)] != 0)
+#endif
+
 inline lock()
 {
     isLeased = false; isHeld = false; hasFailed = false;
     if
-    :: ownLease[processOf(id)] != 0 ->
+    :: ownsLease() ->
            number = ownLease[processOf(id)];
            compareAndExchange(IDLE, INSIDE, isLeased)
     :: else
@@ -396,7 +407,17 @@ inline makeLease()
 #ifdef LATE_CLEARING
     clearLease();
 #endif
+#ifdef FORKED
+    atomic {
+        if
+        :: id == THREADS -> isInherited = false
+        :: else
+        fi;
+        ownLease[processOf(id)] = number
+    }
+#else
     ownLease[processOf(id)] = number;
+#endif
     atomic {
         barrier();
         if
@@ -443,6 +464,12 @@ active [THREADS] proctype Thread()
     bool isLeased, isHeld, hasFailed, isStillInside, looksAnew, done;
     id = _pid + 1;
     {
+#ifdef FORKED
+        if
+        :: atomic { id == THREADS -> ownLease[id] = ownLease[FORKED]; isInherited = true }
+        :: id != THREADS
+        fi;
+#endif
         do
         :: round < roundsOf(id) ->
                round++;
