@@ -54,7 +54,10 @@ enum class Plant : quint32 {
     Shared,    ///< a writer comes in beside a reader
     Inherited, ///< a child sees the lock of its parent
     Unlinked,  ///< a child removes the name of its parent's memory
-    Kept       ///< a lock stays with a process that has died
+    Kept,      ///< a lock stays with a process that has died
+    Twice,     ///< the same with the second one that dies
+    Uncleared, ///< a lease lives on in the semaphores when it was taken away
+    LeftOver   ///< a lease begins while the semaphores still have another one
 };
 
 /// A call that took long. Times in nanoseconds of the steady clock.

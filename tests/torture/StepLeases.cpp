@@ -1,6 +1,9 @@
 #include "support/LeaseWords.h"
 #include "torture/StepMode.h"
 
+#include <sys/sem.h>
+#include <unistd.h>
+
 // A write lock that stays with its writer: who keeps it, who takes it away, and who waits.
 
 namespace Torture {
@@ -93,7 +96,14 @@ void StepMode::performGivingBack(BufferHandlerInterface &handler)
 /// What others do while the process is led.
 void StepMode::beginBeside(Scene scene)
 {
-    if (scene != Scene::GivingBack || hasFailed()) {
+    if (hasFailed()) {
+        return;
+    }
+    m_isLeaseLeftOver = scene == Scene::LeaseMaker && random(2) == 0;
+    if (m_isLeaseLeftOver) {
+        leaveLeaseOver();
+    }
+    if (scene != Scene::GivingBack) {
         return;
     }
     m_first.begin(Act::Rescue, m_current, 5);
@@ -101,9 +111,37 @@ void StepMode::beginBeside(Scene scene)
            "let in: a writer beside the owner");
 }
 
+/// What a process leaves that dies over taking a lease away: the word is cleared, and the former owner
+/// does not know of it.
+void StepMode::leaveLeaseOver()
+{
+    region().semaphores().setValue(SemaphoreSet::Names::SemaphoreLease, 1);
+    if (isPlanted(Plant::LeftOver)) {
+        LeaseWords lease(region().management());
+        lease.words.word = LeaseWords::make(region().semaphores().id(), 1, LeaseWords::Inside);
+    }
+}
+
+/// Whether nobody has changed it since.
+bool StepMode::isLeaseLeftOver() const
+{
+    const int set = region().semaphores().id();
+    return region().semaphores().isKept()
+           && semctl(set, SemaphoreSet::Names::SemaphoreLease, GETPID) == getpid();
+}
+
 /// Before each instruction.
 void StepMode::lookBeside()
 {
+    if (m_isLeaseLeftOver && isWordIn(LeaseWords::Inside)) {
+        expect(!isLeaseLeftOver(), "left over: a lease begins beside the semaphore of another one");
+        m_isLeaseLeftOver = false;
+        if (isPlanted(Plant::LeftOver)) {
+            // Nobody shall wait for what is only told.
+            LeaseWords(region().management()).words.word = 0;
+            region().semaphores().setValue(SemaphoreSet::Names::SemaphoreLease, 0);
+        }
+    }
     if (m_isFirstLocked && m_stepsToUnlock-- == 0) {
         endBeside(Scene::LeaseWaiter);
     }
@@ -168,7 +206,19 @@ void StepMode::dieAgain(Scene scene)
     process.kill();
     const bool hasDied = m_stage->step != Step::Ended;
     m_secondDeaths += hasDied ? 1 : 0;
+    if (isPlanted(Plant::Twice) && hasDied) {
+        plantOwnerWithoutLife();
+    }
     noteSets(next, hasDied);
+}
+
+/// The lock is free, and its former owner goes on without hearing of that.
+void StepMode::checkRevocation()
+{
+    if (isPlanted(Plant::Uncleared)) {
+        region().semaphores().setValue(SemaphoreSet::Names::SemaphoreLease, 1);
+    }
+    expect(!region().semaphores().isKept(), "left behind: a lease that was taken away");
 }
 
 /// What a death without undo would leave.

@@ -51,9 +51,21 @@ StepMode::StepMode(const Options &options)
     }
 }
 
+/// All in turn; of the faults that need one scene and luck in it, that scene.
+Scene StepMode::nextScene() const
+{
+    if (isPlanted(Plant::Twice)) {
+        return Scene::LeaseOwner;
+    }
+    if (isPlanted(Plant::LeftOver)) {
+        return Scene::LeaseMaker;
+    }
+    return isPlanted(Plant::Uncleared) ? Scene::Revoker : static_cast<Scene>(m_rounds % sceneCount);
+}
+
 void StepMode::playRound()
 {
-    const auto scene = static_cast<Scene>(m_rounds % sceneCount);
+    const Scene scene = nextScene();
     m_scene = scene;
     if (!isPossible(scene)) {
         return;
@@ -80,6 +92,9 @@ void StepMode::playRound()
     endBeside(scene);
     const bool hasDied = m_stage->step != Step::Ended;
     noteSets(scene, hasDied);
+    if (scene == Scene::Revoker && !hasDied) {
+        checkRevocation();
+    }
     if (isLeaseScene(scene) && hasDied && random(2) == 0) {
         dieAgain(scene);
     }

@@ -62,6 +62,7 @@ private:
     };
 
     void playRound() override;
+    Scene nextScene() const;
     QString figures() const override;
     void tellMore() const override;
     quint64 leastRounds() const override { return 2 * sceneCount; }
@@ -94,7 +95,10 @@ private:
     void checkLeaseBesideStopped(Scene scene);
     void endBeside(Scene scene);
     void dieAgain(Scene scene);
+    void checkRevocation();
     bool isWordIn(quint64 state) const;
+    void leaveLeaseOver();
+    bool isLeaseLeftOver() const;
 
     // What the others find (StepChecks.cpp).
     void checkBesideStopped(Scene scene, SteppedProcess &process);
@@ -120,9 +124,10 @@ private:
     Sets m_sets;
     Scene m_scene = Scene::Writer;
     bool m_isFirstInside = false;
-    bool m_isFirstLocked = false; ///< the first actor is inside as the owner of a lease
-    quint64 m_stepsToUnlock = 0;  ///< until it goes out
-    int m_number = 4;             ///< of the set that the process writes which is led
+    bool m_isFirstLocked = false;   ///< the first actor is inside as the owner of a lease
+    bool m_isLeaseLeftOver = false; ///< in the semaphores, of nobody
+    quint64 m_stepsToUnlock = 0;    ///< until it goes out
+    int m_number = 4;               ///< of the set that the process writes which is led
     quint64 m_secondDeaths = 0;
 };
 

@@ -63,6 +63,9 @@ const QHash<QString, Plant> &plants()
         {QStringLiteral("inherited"), Plant::Inherited},
         {QStringLiteral("unlinked"), Plant::Unlinked},
         {QStringLiteral("kept"), Plant::Kept},
+        {QStringLiteral("twice"), Plant::Twice},
+        {QStringLiteral("uncleared"), Plant::Uncleared},
+        {QStringLiteral("leftover"), Plant::LeftOver},
     };
     return byName;
 }
