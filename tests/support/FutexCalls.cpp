@@ -159,6 +159,7 @@ void FutexCalls::tellNobody()
     beforeWait = nullptr;
     afterWait = nullptr;
     afterWake = nullptr;
+    areWakesLost = false;
 }
 
 extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
