@@ -6,7 +6,7 @@ thread_local ParsedDescriptions *currentDescriptions = nullptr;
 
 } // namespace
 
-ParsedDescriptions::ParsedDescriptions()
+ParsedDescriptions::ParsedDescriptions(Texts texts) : m_texts(texts)
 {
     if (currentDescriptions == nullptr) {
         currentDescriptions = this;
@@ -37,21 +37,31 @@ void ParsedDescriptions::putBack(const Tree &tree)
     if (currentDescriptions == nullptr) {
         return;
     }
-    if (const auto source = currentDescriptions->sourceOf(tree)) {
-        currentDescriptions->m_sources.remove(tree.data());
-        currentDescriptions->m_returned.insert(*source, tree);
+    if (const Origin *origin = currentDescriptions->originOf(tree)) {
+        const Mark mark = origin->mark;
+        currentDescriptions->m_origins.remove(tree.data());
+        currentDescriptions->m_returned.insert(mark, tree);
     }
 }
 
 std::optional<ParsedDescriptions::Source> ParsedDescriptions::sourceOf(const Tree &tree) const
 {
-    const auto found = m_sources.constFind(tree.data());
-    const bool isKnown = found != m_sources.constEnd() && !tree.isNull()
-                         && found.value().first.toStrongRef() == tree;
-    return isKnown ? std::make_optional(found.value().second) : std::nullopt;
+    const Origin *const origin = originOf(tree);
+    if (origin == nullptr || m_texts == Texts::Dropped) {
+        return std::nullopt;
+    }
+    return Source{origin->mark.first, origin->text};
 }
 
-void ParsedDescriptions::noteSource(const Tree &tree, const Source &source)
+const ParsedDescriptions::Origin *ParsedDescriptions::originOf(const Tree &tree) const
 {
-    m_sources.insert(tree.data(), {tree.toWeakRef(), source});
+    const auto found = m_origins.constFind(tree.data());
+    const bool isKnown = found != m_origins.constEnd() && !tree.isNull()
+                         && found.value().first.toStrongRef() == tree;
+    return isKnown ? &found.value().second : nullptr;
+}
+
+void ParsedDescriptions::noteOrigin(const Tree &tree, const Origin &origin)
+{
+    m_origins.insert(tree.data(), {tree.toWeakRef(), origin});
 }

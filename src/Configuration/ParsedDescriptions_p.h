@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Configuration/ConfigurationAndProcessDataBase.h"
+#include "Configuration/TextDigest_p.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -19,15 +20,23 @@
 /// gets the tree back that was made of it, instead of a second one like it. Only whole trees of the
 /// library's own classes come back, whose parsing said nothing in the log: nobody can tell them from
 /// new ones. It ends with the outermost operation, so that nothing is kept from one to the next.
+///
+/// Of a text its digest is kept: the texts of a large device take a quarter of what its tree does.
 class ParsedDescriptions
 {
 public:
     using Tree = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
-    /// Postfix and text of a document.
-    using Source = QPair<QString, QByteArray>;
+    /// What a document is made of.
+    struct Source
+    {
+        QString postfix;
+        QByteArray text;
+    };
+    /// Whether sourceOf() is asked.
+    enum class Texts : quint8 { Dropped, Kept };
 
     /// Becomes the current one of this thread, unless there is one already.
-    ParsedDescriptions();
+    explicit ParsedDescriptions(Texts texts = Texts::Dropped);
     ~ParsedDescriptions();
 
     /// Null outside of any such operation.
@@ -37,8 +46,8 @@ public:
     template <class Parse>
     Tree treeOf(const QByteArray &text, const QString &postfix, const Parse &parse)
     {
-        const Source source(postfix, text);
-        Tree tree = m_returned.take(source);
+        const Mark mark(postfix, TextDigest::of(text));
+        Tree tree = m_returned.take(mark);
         if (tree.isNull()) {
             m_isRepeatable = true;
             tree = parse();
@@ -47,7 +56,7 @@ public:
                 return tree;
             }
         }
-        noteSource(tree, source);
+        noteOrigin(tree, {mark, m_texts == Texts::Kept ? text : QByteArray()});
         return tree;
     }
 
@@ -59,18 +68,29 @@ public:
     static void putBack(const Tree &tree);
 
     /// What @p tree, which was parsed meanwhile, can be made of once more without anybody seeing it.
-    /// Nothing for any other.
+    /// Nothing for any other, or where texts are dropped.
     std::optional<Source> sourceOf(const Tree &tree) const;
 
 private:
     Q_DISABLE_COPY(ParsedDescriptions)
 
-    void noteSource(const Tree &tree, const Source &source);
+    /// Postfix and text of a document.
+    using Mark = QPair<QString, TextDigest>;
+    struct Origin
+    {
+        Mark mark;
+        QByteArray text; ///< null where texts are dropped
+    };
+
+    /// Null if @p tree was not parsed meanwhile.
+    const Origin *originOf(const Tree &tree) const;
+    void noteOrigin(const Tree &tree, const Origin &origin);
 
     /// Of the trees in use. Weak, as an element may lie where one that is gone lay before.
     QHash<const ConfigurationAndProcessDataBase *,
-          QPair<QWeakPointer<ConfigurationAndProcessDataBase>, Source>>
-        m_sources;
-    QMultiHash<Source, Tree> m_returned;
+          QPair<QWeakPointer<ConfigurationAndProcessDataBase>, Origin>>
+        m_origins;
+    QMultiHash<Mark, Tree> m_returned;
+    Texts m_texts;
     bool m_isRepeatable = false;
 };

@@ -41,7 +41,11 @@ QString firstPath(const QVector<Record> &records)
 class UnchangedTrees
 {
 public:
-    UnchangedTrees() : m_areKept(ParsedDescriptions::current() != nullptr) { }
+    UnchangedTrees()
+        : m_areKept(ParsedDescriptions::current() != nullptr)
+        , m_parsed(ParsedDescriptions::Texts::Kept)
+    {
+    }
 
     /// @p record has its offsets.
     void dismissLeaves(const Record &record)
@@ -64,7 +68,7 @@ public:
         if (source == m_sources.constEnd()) {
             return false;
         }
-        record.root = record.parser.parseFromByteArray(source.value().second, source.value().first);
+        record.root = record.parser.parseFromByteArray(source.value().text, source.value().postfix);
         return true;
     }
 
