@@ -2,43 +2,85 @@
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessDataManagement/LayoutLeaf_p.h"
 
+#include <QHash>
+
 #include <algorithm>
+#include <utility>
 
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
-LayoutLeaf leafOf(const QByteArray &url, const ProcessDataValue &element)
+std::size_t countLeaves(const ConfigurationAndProcessDataBase &node)
 {
-    const auto number = [&element](const QString &key) {
-        return element.getProperty(key).toUInt();
-    };
-    return {url,
-            element.getProperty(Definitions::getKeyDataPropertyType()).toString().toUtf8(),
-            number(Definitions::getKeyDataPropertyOffsetSharedMemory()),
-            number(Definitions::getKeyDataPropertySizeValue()),
-            number(Definitions::getKeyDataPropertyRelativeOffsetMetadata()),
-            number(Definitions::getKeyDataPropertySizeMetadata()),
-            number(Definitions::getKeyDataPropertyBitmask())};
-}
-
-void collect(const ConfigurationAndProcessDataBase &node, const QByteArray &prefix,
-             std::vector<LayoutLeaf> &leaves)
-{
-    const auto &children = node.getChildMap();
-    for (auto child = children.cbegin(); child != children.cend(); ++child) {
-        // What a folder holds but cannot be parsed.
-        if (child.value().isNull()) {
-            continue;
-        }
-        const QByteArray url = prefix + child.key().toUtf8();
-        if (const auto *leaf = dynamic_cast<const ProcessDataValue *>(child.value().data())) {
-            leaves.push_back(leafOf(url, *leaf));
-        } else {
-            collect(*child.value(), url + '/', leaves);
+    std::size_t count = 0;
+    for (const auto &child : node.getChildMap()) {
+        if (!child.isNull()) {
+            const bool isLeaf = dynamic_cast<const ProcessDataValue *>(child.data()) != nullptr;
+            count += isLeaf ? 1 : countLeaves(*child);
         }
     }
+    return count;
 }
+
+class Collection
+{
+public:
+    explicit Collection(const ConfigurationAndProcessDataBase &root)
+    {
+        // A table that grows is there twice for a moment, which is much for a million leaves.
+        m_leaves.reserve(countLeaves(root));
+        addBelow(root, {});
+    }
+
+    std::vector<LayoutLeaf> take() { return std::move(m_leaves); }
+
+private:
+    void addBelow(const ConfigurationAndProcessDataBase &node, const QByteArray &prefix)
+    {
+        const auto &children = node.getChildMap();
+        for (auto child = children.cbegin(); child != children.cend(); ++child) {
+            // What a folder holds but cannot be parsed.
+            if (child.value().isNull()) {
+                continue;
+            }
+            const QByteArray url = prefix + child.key().toUtf8();
+            if (const auto *leaf = dynamic_cast<const ProcessDataValue *>(child.value().data())) {
+                m_leaves.push_back(leafOf(url, *leaf));
+            } else {
+                addBelow(*child.value(), url + '/');
+            }
+        }
+    }
+
+    LayoutLeaf leafOf(const QByteArray &url, const ProcessDataValue &element)
+    {
+        const auto number = [&element](const QString &key) {
+            return element.getProperty(key).toUInt();
+        };
+        return {url,
+                typeOf(element),
+                number(Definitions::getKeyDataPropertyOffsetSharedMemory()),
+                number(Definitions::getKeyDataPropertySizeValue()),
+                number(Definitions::getKeyDataPropertyRelativeOffsetMetadata()),
+                number(Definitions::getKeyDataPropertySizeMetadata()),
+                number(Definitions::getKeyDataPropertyBitmask())};
+    }
+
+    /// Shared by the leaves of one type.
+    QByteArray typeOf(const ProcessDataValue &element)
+    {
+        const QString type = element.getProperty(Definitions::getKeyDataPropertyType()).toString();
+        QByteArray &text = m_types[type];
+        if (text.isNull()) {
+            text = type.toUtf8();
+        }
+        return text;
+    }
+
+    std::vector<LayoutLeaf> m_leaves;
+    QHash<QString, QByteArray> m_types;
+};
 
 } // namespace
 
@@ -47,7 +89,7 @@ std::vector<LayoutLeaf> layoutLeavesOf(
 {
     std::vector<LayoutLeaf> leaves;
     if (!root.isNull()) {
-        collect(*root, {}, leaves);
+        leaves = Collection(*root).take();
     }
     std::sort(leaves.begin(), leaves.end(),
               [](const LayoutLeaf &left, const LayoutLeaf &right) { return left.url < right.url; });
