@@ -23,9 +23,15 @@ std::atomic<long> lostWord{0}; // the address
 
 using SystemCall = long (*)(long, long, long, long, long, long, long);
 
+/// Without a static object, whose guard makes system calls of its own where two threads meet.
 SystemCall original()
 {
-    static const auto function = reinterpret_cast<SystemCall>(dlsym(RTLD_NEXT, "syscall"));
+    static std::atomic<SystemCall> known{nullptr};
+    SystemCall function = known.load(std::memory_order_relaxed);
+    if (function == nullptr) {
+        function = reinterpret_cast<SystemCall>(dlsym(RTLD_NEXT, "syscall"));
+        known.store(function, std::memory_order_relaxed);
+    }
     return function;
 }
 
@@ -37,6 +43,14 @@ bool isFutex(long number)
     }
 #endif
     return number == SYS_futex;
+}
+
+/// Whether the word lies in a program or library: the guards of static objects are no less than the words
+/// of a region without the flag of those that reach no other process.
+bool isStatic(long word)
+{
+    Dl_info information;
+    return dladdr(reinterpret_cast<const void *>(word), &information) != 0;
 }
 
 constexpr qint64 second = 1000000000;
@@ -175,8 +189,9 @@ extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
         return original()(number, arguments[0], arguments[1], arguments[2], arguments[3],
                           arguments[4], arguments[5]);
     };
-    // Those of a process alone have a flag beside the operation.
-    if (isFutex(number) && static_cast<int>(arguments[1]) == FUTEX_WAIT) {
+    // Those of a process alone mostly have a flag beside the operation.
+    const int operation = isFutex(number) ? static_cast<int>(arguments[1]) : -1;
+    if (operation == FUTEX_WAIT && !isStatic(arguments[0])) {
         tell(waitCount, FutexCalls::beforeWait);
         const Bound bound(number, arguments[3]);
         arguments[3] = bound.argument();
@@ -195,7 +210,7 @@ extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
         errno = reason;
         return result;
     }
-    if (isFutex(number) && static_cast<int>(arguments[1]) == FUTEX_WAKE) {
+    if (operation == FUTEX_WAKE && !isStatic(arguments[0])) {
         tell(wakeCount, FutexCalls::beforeWake);
         if (FutexCalls::areWakesLost) {
             lostWord = arguments[0];
