@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include <sanitizer/lsan_interface.h>
 
@@ -87,6 +88,25 @@ void checkSearch(const Value &object, QLatin1String key, const QJsonObject &expe
             "a key leads to its last value");
 }
 
+/// Those that are written are those that are kept, and some with a key that is there as well.
+void checkWrittenMembers(const Value &object)
+{
+    std::vector<int> kept;
+    for (JsonText::Members member(object); member.isValid(); member.next()) {
+        kept.push_back(member.key().offset());
+    }
+    std::sort(kept.begin(), kept.end());
+    int previous = object.offset();
+    std::size_t found = 0;
+    for (JsonText::WrittenMembers member(object); member.isValid(); member.next()) {
+        require(member.key().offset() > previous, "written members come in the order of the text");
+        previous = member.value().offset();
+        require(previous > member.key().offset(), "a value stands behind its key");
+        found += std::binary_search(kept.begin(), kept.end(), member.key().offset()) ? 1 : 0;
+    }
+    require(found == kept.size(), "what is kept is written");
+}
+
 void checkMembers(const Value &object, const QJsonObject &expected)
 {
     auto place = expected.constBegin();
@@ -101,6 +121,7 @@ void checkMembers(const Value &object, const QJsonObject &expected)
         }
     }
     require(place == expected.constEnd(), "no member is lost");
+    checkWrittenMembers(object);
     checkSearch(object, QLatin1String("a"), expected);
     checkSearch(object, QLatin1String(""), expected);
 }

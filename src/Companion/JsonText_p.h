@@ -28,6 +28,7 @@ public:
     class Value;
     class Elements;
     class Members;
+    class WrittenMembers;
 
     /// Takes in @p text, which is shared and not copied, in place of the one before. False if it is
     /// refused, and error() tells why. No value of the text before may be used any more.
@@ -120,6 +121,7 @@ private:
     friend class JsonText;
     friend class JsonText::Elements;
     friend class JsonText::Members;
+    friend class JsonText::WrittenMembers;
 
     Value(const JsonText *text, quint32 index) : m_text(text), m_index(index) { }
 
@@ -184,6 +186,28 @@ private:
     /// Of the keys, if their order had to be made.
     QVarLengthArray<quint32, 32> m_order;
     int m_next = 0;
+};
+
+/// Goes through the members of an object as they are written: in the order of the text, and each of those
+/// with the same key.
+class JsonText::WrittenMembers
+{
+public:
+    explicit WrittenMembers(const Value &object)
+        : m_key(object.at(object.m_index + 1))
+        , m_end(object.nextIndex())
+    {
+    }
+
+    bool isValid() const { return m_key.m_index != m_end; }
+    void next() { m_key.m_index = value().nextIndex(); }
+    /// A text, whose toString() is the key.
+    const Value &key() const { return m_key; }
+    Value value() const { return m_key.at(m_key.m_index + 1); }
+
+private:
+    Value m_key;
+    quint32 m_end;
 };
 
 inline JsonText::Value JsonText::root() const

@@ -61,6 +61,8 @@ private Q_SLOTS:
     void membersComeInTheOrderOfTheToolkit_data();
     void membersComeInTheOrderOfTheToolkit();
     void keyTwiceAmongManyHasTheValueOfTheToolkit();
+    void writtenMembersAreAllThere_data();
+    void writtenMembersAreAllThere();
     void wordsAreValues();
     void wholeTreeIsTheSameVariant_data();
     void wholeTreeIsTheSameVariant();
@@ -242,6 +244,34 @@ void tst_JsonText::keyTwiceAmongManyHasTheValueOfTheToolkit()
         QCOMPARE(text.root().member(QLatin1String("a")).toInteger(),
                  toolkitDocument(json).object().value(QLatin1String("a")).toInt());
     }
+}
+
+void tst_JsonText::writtenMembersAreAllThere_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QStringList>("expected");
+    const auto row = [](const char *name, const QByteArray &json, const QStringList &expected) {
+        QTest::newRow(name) << json << expected;
+    };
+    row("none", "{}", {});
+    row("out of order", R"({"b":1,"a":2})", {"b=1", "a=2"});
+    row("twice", R"({"b":1,"a":2,"b":3})", {"b=1", "a=2", "b=3"});
+    row("twice, once escaped", R"({"a":1,"\u0061":2})", {"a=1", "a=2"});
+    row("over what is nested", R"({"b":{"x":1,"x":2},"a":[3,{"y":4}],"c":5})", {"b=", "a=", "c=5"});
+}
+
+void tst_JsonText::writtenMembersAreAllThere()
+{
+    QFETCH(QByteArray, json);
+    JsonText text;
+    QVERIFY(text.read(json));
+
+    QStringList members;
+    for (JsonText::WrittenMembers member(text.root()); member.isValid(); member.next()) {
+        members << member.key().toString() + '=' + member.value().toVariant().toString();
+    }
+
+    QTEST(members, "expected");
 }
 
 void tst_JsonText::wordsAreValues()
