@@ -73,8 +73,8 @@ void tst_ToolComplete::subcommandsAreThoseOfTheHelp()
 void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
-    for (const char *subcommand :
-         {"info", "hold", "get", "set", "watch", "wait", "regions", "build", "merge", "config"}) {
+    for (const char *subcommand : {"info", "hold", "get", "set", "watch", "wait", "regions",
+                                   "build", "merge", "config", "validate", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -121,6 +121,8 @@ void tst_ToolComplete::wordsFit_data()
     add("wait --timeout ", "");
     add("regions ", "");
     add("regions --js", "--json");
+    add("help mask-", "mask-beyond-byte mask-empty");
+    add("help wa", "watch wait");
     add("config ", "get set show table");
     add("config set --no", "--no-input");
     add("config get --no", "");
@@ -171,6 +173,8 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("config table device url --import ", "\t.csv\n");
     add("config table device url --import=po", "\t.csv\n");
     add("info a.process.json ", "");
+    add("validate ", "\t.json\n");
+    add("validate a.process.json ", "\t.json\n");
 }
 
 void tst_ToolComplete::namesOfFilesFit()

@@ -16,44 +16,6 @@ namespace {
 
 const QLatin1String usualKeyPrefix("tessel");
 
-/// The programs of others, if there are any.
-QString otherSubcommands()
-{
-    QString lines;
-    for (const auto &name : OtherPrograms::names()) {
-        lines += QStringLiteral("  %1\n").arg(name);
-    }
-    return lines.isEmpty()
-               ? lines
-               : QStringLiteral("Subcommands that are programs of their own:\n%1\n").arg(lines);
-}
-
-QString generalHelp()
-{
-    QString commands;
-    for (const auto &command : allCommands()) {
-        if (!command.syntax.isHidden) {
-            commands += QStringLiteral("  %1  %2\n")
-                            .arg(command.syntax.name, -8)
-                            .arg(command.syntax.summary);
-        }
-    }
-    return QStringLiteral(
-               "Usage: tessel SUBCOMMAND [OPTION...] FILE [ARGUMENT...]\n\n"
-               "Shows and changes the live process values behind a process description.\n\n"
-               "Subcommands:\n%1\n%2"
-               "Options:\n"
-               "  -v, --verbose  Show the library's messages on standard error.\n"
-               "  --version      Show the versions of tool, Qt and formats.\n"
-               "  -h, --help     Show this help; after a subcommand, that of the subcommand.\n\n"
-               "Exit codes:\n"
-               "  0 done    1 answer is no    2 wrong use    3 URL, file or region not found\n"
-               "  4 no permission, cannot attach    5 refused: type, range, read-only\n"
-               "  6 time ran out    7 no consistent set    8 layout differs, region replaced\n"
-               "  9 input or output file    10 internal\n")
-        .arg(commands, otherSubcommands());
-}
-
 QString versionText()
 {
     return QStringLiteral("tessel " TESSEL_VERSION "\n"
@@ -138,9 +100,9 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {infoCommand(),  holdCommand(),   getCommand(),     setCommand(),
-            watchCommand(), waitCommand(),   regionsCommand(), buildCommand(),
-            mergeCommand(), configCommand(), completeCommand()};
+    return {infoCommand(),     holdCommand(),    getCommand(),     setCommand(),   watchCommand(),
+            waitCommand(),     regionsCommand(), buildCommand(),   mergeCommand(), configCommand(),
+            validateCommand(), helpCommand(),    completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

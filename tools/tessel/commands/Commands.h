@@ -20,11 +20,16 @@ Command regionsCommand();
 Command buildCommand();
 Command mergeCommand();
 Command configCommand();
+Command validateCommand();
+Command helpCommand();
 /// For the completion of shells.
 Command completeCommand();
 
 /// All of them, in the order of the help.
 QVector<Command> allCommands();
+
+/// What the tool is, and all subcommands.
+QString generalHelp();
 
 /// The FILE argument of those that read a description, which may be a folder of files.
 CommandSyntax::Positional fileArgument();

@@ -1,5 +1,6 @@
 #include "completion/Completion.h"
 
+#include "Validation/DescriptionCheck.h"
 #include "commandline/TypedLine.h"
 #include "completion/UrlCompletion.h"
 #include "text/Failure.h"
@@ -17,6 +18,9 @@ QString fileEndingFor(const QString &placeholder)
     }
     if (placeholder == QLatin1String("DIR|FILE")) {
         return QStringLiteral(".config.json");
+    }
+    if (placeholder == QLatin1String("FILE|DIR...")) {
+        return QStringLiteral(".json");
     }
     return placeholder.endsWith(QLatin1String("FILE")) ? QStringLiteral(".process.json")
                                                        : QString();
@@ -38,6 +42,16 @@ Completion names(const QVector<CommandSyntax> &subcommands)
         if (!subcommand.isHidden) {
             completion.candidates.append({subcommand.name, subcommand.summary});
         }
+    }
+    return completion;
+}
+
+/// What can be explained: the subcommands, and the rules for descriptions.
+Completion topics(const QVector<CommandSyntax> &subcommands)
+{
+    Completion completion = names(subcommands);
+    for (const auto &rule : DescriptionCheck::getRules()) {
+        completion.candidates.append({rule.name, rule.cause});
     }
     return completion;
 }
@@ -92,13 +106,17 @@ Completion configArguments(const CommandSyntax &syntax, const TypedLine &line)
     }
 }
 
-Completion arguments(const CommandSyntax &syntax, const TypedLine &line)
+Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
+                     const QVector<CommandSyntax> &subcommands)
 {
     if (syntax.name == QLatin1String("config")) {
         return configArguments(syntax, line);
     }
     const QString placeholder = placeholderOf(syntax, line);
     const QString path = line.positionals().value(0);
+    if (placeholder == QLatin1String("[TOPIC]")) {
+        return topics(subcommands);
+    }
     if (placeholder == QLatin1String("[URL...]")) {
         return {processUrls(path, line.current(), UrlsOf::Everything), {}};
     }
@@ -112,15 +130,16 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line)
 }
 
 /// Where the description may be left out, what stands behind it fits as well.
-Completion argumentsWithDefault(const CommandSyntax &syntax, const TypedLine &line)
+Completion argumentsWithDefault(const CommandSyntax &syntax, const TypedLine &line,
+                                const QVector<CommandSyntax> &subcommands)
 {
-    Completion completion = arguments(syntax, line);
+    Completion completion = arguments(syntax, line, subcommands);
     const TypedLine behind = line.behindDescription();
     if (behind.positionals().size() == line.positionals().size()) {
         return completion;
     }
     try {
-        completion.candidates += arguments(syntax, behind).candidates;
+        completion.candidates += arguments(syntax, behind, subcommands).candidates;
     } catch (const Failure &) {
         // Another path may still be typed here.
     }
@@ -128,12 +147,14 @@ Completion argumentsWithDefault(const CommandSyntax &syntax, const TypedLine &li
 }
 
 /// What fits, whatever the word under the cursor begins with.
-Completion everythingAt(const CommandSyntax &syntax, const TypedLine &line)
+Completion everythingAt(const CommandSyntax &syntax, const TypedLine &line,
+                        const QVector<CommandSyntax> &subcommands)
 {
     if (!line.valueName().isEmpty()) {
         return optionValues(line);
     }
-    return line.isOption() ? options(syntax, line) : argumentsWithDefault(syntax, line);
+    return line.isOption() ? options(syntax, line)
+                           : argumentsWithDefault(syntax, line, subcommands);
 }
 
 Completion beginningWith(const QString &begin, const Completion &completion, const QString &prefix)
@@ -168,7 +189,7 @@ Completion completionOf(const QStringList &words, const QVector<CommandSyntax> &
     for (const auto &subcommand : subcommands) {
         if (subcommand.name == name && !subcommand.isHidden) {
             const TypedLine line(subcommand, words.mid(index + 1));
-            return beginningWith(line.current(), everythingAt(subcommand, line),
+            return beginningWith(line.current(), everythingAt(subcommand, line, subcommands),
                                  line.currentPrefix());
         }
     }

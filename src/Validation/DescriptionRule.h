@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Validation/DescriptionProblem.h"
+
+#include <QString>
+
+/// One thing that a description is looked over for.
+struct DescriptionRule
+{
+    QString name; ///< short and lasting, such as `slots-overlap`
+    DescriptionProblem::Level level = DescriptionProblem::Level::Error;
+    QString cause; ///< what it means, and what comes of it
+    QString cure;  ///< what to do
+};

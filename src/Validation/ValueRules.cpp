@@ -1,0 +1,279 @@
+#include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "Configuration/ConfigurationDataValue.h"
+#include "Validation/DocumentRules_p.h"
+#include "Validation/ValueRules_p.h"
+#include "Validation/ValueShown_p.h"
+
+#include <QJsonObject>
+#include <QRegExp>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+using Held = ValueRules::Held;
+using Key = DescribedKey;
+using Kind = JsonText::Kind;
+using Tools = ConfigurationAndProcessDataTools;
+using Value = JsonText::Value;
+
+/// How well what a leaf holds says what is written.
+enum class Likeness {
+    Same,
+    OtherType, ///< the same in another JSON type
+    Other
+};
+
+bool isSigned(int metaType)
+{
+    return metaType == QMetaType::Int || metaType == QMetaType::LongLong;
+}
+
+bool isWhole(int metaType)
+{
+    return isSigned(metaType) || metaType == QMetaType::UInt || metaType == QMetaType::ULongLong;
+}
+
+bool isWide(int metaType)
+{
+    return metaType == QMetaType::LongLong || metaType == QMetaType::ULongLong;
+}
+
+Likeness likenessOfText(const DescribedType &type, const Value &written, const QVariant &value)
+{
+    if (type.isText) {
+        return Likeness::Same;
+    }
+    const QString text = written.toString();
+    if (type.metaType == QMetaType::Bool) {
+        const QString lower = text.toLower();
+        const bool isWord = lower == QLatin1String("true") || lower == QLatin1String("false")
+                            || lower == QLatin1String("1") || lower == QLatin1String("0");
+        return isWord ? Likeness::OtherType : Likeness::Other;
+    }
+    // The written form of numbers that JSON's own cannot hold.
+    return isWide(type.metaType) && text == value.toString() ? Likeness::Same : Likeness::OtherType;
+}
+
+Likeness likenessOfInteger(const DescribedType &type, qint64 written, const QVariant &value)
+{
+    if (type.isText) {
+        return Likeness::OtherType;
+    }
+    if (type.metaType == QMetaType::Bool) {
+        return written == 0 || written == 1 ? Likeness::OtherType : Likeness::Other;
+    }
+    if (!isWhole(type.metaType)) {
+        return Likeness::Same; // A float rounds as everybody expects.
+    }
+    const bool isSame = isSigned(type.metaType)
+                            ? value.toLongLong() == written
+                            : written >= 0 && value.toULongLong() == quint64(written);
+    return isSame ? Likeness::Same : Likeness::Other;
+}
+
+Likeness likenessOfDouble(const DescribedType &type, const QVariant &value)
+{
+    if (type.isText) {
+        return Likeness::OtherType;
+    }
+    if (type.metaType == QMetaType::Float) {
+        return std::isinf(value.toFloat()) ? Likeness::Other : Likeness::Same;
+    }
+    return type.metaType == QMetaType::Double ? Likeness::Same : Likeness::Other;
+}
+
+Likeness likeness(const DescribedType &type, const Value &written, const QVariant &value)
+{
+    switch (written.kind()) {
+    case Kind::Text: return likenessOfText(type, written, value);
+    case Kind::Integer: return likenessOfInteger(type, written.toInteger(), value);
+    case Kind::Double: return likenessOfDouble(type, value);
+    case Kind::Bool: return type.metaType == QMetaType::Bool ? Likeness::Same : Likeness::OtherType;
+    default: return Likeness::Same;
+    }
+}
+
+/// Whether a whole number fits the bytes of its type, which may be fewer than those in which it is held.
+bool isInRange(const DescribedType &type, const QVariant &value)
+{
+    const int bits = type.slotSize * 8;
+    if (!isWhole(type.metaType) || type.isSelector || bits == 0 || bits > 16) {
+        return true;
+    }
+    const qint64 number = value.toLongLong();
+    const qint64 most = (qint64(1) << (isSigned(type.metaType) ? bits - 1 : bits)) - 1;
+    return number <= most && number >= (isSigned(type.metaType) ? -most - 1 : 0);
+}
+
+bool isBelow(const DescribedType &type, const QVariant &left, const QVariant &right)
+{
+    if (type.metaType == QMetaType::ULongLong) {
+        return left.toULongLong() < right.toULongLong();
+    }
+    return isWhole(type.metaType) ? left.toLongLong() < right.toLongLong()
+                                  : left.toDouble() < right.toDouble();
+}
+
+/// The value or limit under @p key, if it is one that can be compared.
+Held checkedValue(const CheckedElement &leaf, Key key)
+{
+    const Value &written = leaf.value(key);
+    if (!written.isValid()) {
+        return {};
+    }
+    const QString what = QLatin1Char('\'') + textOf(key) + QLatin1Char('\'');
+    if (!ValueRules::checkHeld(leaf.file(), leaf.url(), leaf.typeName(), leaf.type(), written,
+                               what)) {
+        return {};
+    }
+    const Held held = ValueRules::held(leaf.type(), written);
+    return held.isNoInput ? Held() : held;
+}
+
+void checkLimits(const CheckedElement &leaf, const Held &value)
+{
+    if ((leaf.places() & KeyPlace::Number) == 0) {
+        return;
+    }
+    const Held least = checkedValue(leaf, Key::MinLimit);
+    const Held most = checkedValue(leaf, Key::MaxLimit);
+    const DescribedType &type = leaf.type();
+    const auto limit = [&leaf](Key key) { return shown(leaf.file(), leaf.value(key)); };
+    if (least.isValid && most.isValid && isBelow(type, most.value, least.value)) {
+        leaf.report(Rule::LimitsOrder, Key::MinLimit,
+                    QStringLiteral("the lower limit %1 is above the upper one, %2")
+                        .arg(limit(Key::MinLimit), limit(Key::MaxLimit)));
+        return;
+    }
+    if (!value.isValid) {
+        return;
+    }
+    if (least.isValid && isBelow(type, value.value, least.value)) {
+        leaf.report(Rule::ValueOutsideLimits, Key::Value,
+                    QStringLiteral("%1 is below the lower limit, %2")
+                        .arg(limit(Key::Value), limit(Key::MinLimit)));
+    } else if (most.isValid && isBelow(type, most.value, value.value)) {
+        leaf.report(Rule::ValueOutsideLimits, Key::Value,
+                    QStringLiteral("%1 is above the upper limit, %2")
+                        .arg(limit(Key::Value), limit(Key::MaxLimit)));
+    }
+}
+
+void checkView(const CheckedElement &leaf)
+{
+    const auto isNumber = [](const Value &value) {
+        return value.isValid() && (value.kind() == Kind::Integer || value.kind() == Kind::Double);
+    };
+    const Value &start = leaf.value(Key::ViewStart);
+    const Value &end = leaf.value(Key::ViewEnd);
+    if (isNumber(start) && isNumber(end) && !(start.toDouble() < end.toDouble())) {
+        leaf.report(Rule::ViewOrder, Key::ViewStart,
+                    QStringLiteral("the view range does not rise from %1 to %2")
+                        .arg(shown(leaf.file(), start), shown(leaf.file(), end)));
+    }
+}
+
+/// By the check of a write itself, which compiles the pattern as it does.
+void checkPattern(const CheckedElement &leaf)
+{
+    const Value &written = leaf.value(Key::RegularExpression);
+    if (!written.isValid() || !written.isText() || !leaf.type().isText) {
+        return;
+    }
+    const QString pattern = written.toString();
+    const QRegExp compiled(pattern, Qt::CaseSensitive, QRegExp::RegExp);
+    if (!compiled.isValid()) {
+        leaf.report(Rule::PatternInvalid, Key::RegularExpression,
+                    QStringLiteral("%1: %2").arg(quoted(pattern), compiled.errorString()));
+        return;
+    }
+    const Value &value = leaf.value(Key::Value);
+    if (!value.isValid() || !value.isText()) {
+        return;
+    }
+    const QJsonObject described{{textOf(Key::Type), leaf.typeName()},
+                                {textOf(Key::RegularExpression), pattern}};
+    const auto element = QSharedPointer<ConfigurationDataValue>::create(described, nullptr);
+    if (!Tools::checkRegularExpression(element, value.toString())) {
+        leaf.report(
+            Rule::PatternRefusesValue, Key::Value,
+            QStringLiteral("%1 does not match %2").arg(quoted(value.toString()), quoted(pattern)));
+    }
+}
+
+} // namespace
+
+Held ValueRules::held(const DescribedType &type, const Value &written)
+{
+    if (written.kind() == Kind::Null && (type.isNumber || type.isSelector)) {
+        return {true, true, {}};
+    }
+    QVariant value = written.toVariant();
+    const bool isConverted = value.convert(type.metaType);
+    return {isConverted, false, value};
+}
+
+bool ValueRules::fits(const DescribedType &type, const Value &written)
+{
+    const Held held = ValueRules::held(type, written);
+    return held.isNoInput
+           || (held.isValid && likeness(type, written, held.value) == Likeness::Same
+               && isInRange(type, held.value));
+}
+
+bool ValueRules::checkHeld(CheckedFile &file, const QString &url, const QString &name,
+                           const DescribedType &type, const Value &written, const QString &what)
+{
+    const Held held = ValueRules::held(type, written);
+    if (held.isNoInput) {
+        return true;
+    }
+    if (!held.isValid) {
+        file.report(
+            Rule::ValueOfType, written, url,
+            QStringLiteral("%1 is %2, which is no %3").arg(what, shown(file, written), name));
+        return false;
+    }
+    const bool isNumber = written.kind() == Kind::Integer || written.kind() == Kind::Double;
+    if (isNumber && isWhole(type.metaType) && !DocumentRules::isReadAsWritten(file, written)) {
+        file.report(Rule::NumberMisread, written, url,
+                    QStringLiteral("%1 is %2, and is read as %3")
+                        .arg(what, shown(file, written), held.value.toString()));
+        return false;
+    }
+    switch (likeness(type, written, held.value)) {
+    case Likeness::Other:
+        file.report(Rule::ValueChanged, written, url,
+                    QStringLiteral("%1 is %2, which becomes %3 as %4")
+                        .arg(what, shown(file, written), held.value.toString(), name));
+        return false;
+    case Likeness::OtherType:
+        file.report(Rule::UnexpectedType, written, url,
+                    QStringLiteral("%1 is %2, which is converted to %3")
+                        .arg(what, shown(file, written), name));
+        return true;
+    case Likeness::Same: break;
+    }
+    if (!isInRange(type, held.value)) {
+        file.report(
+            Rule::ValueOutsideType, written, url,
+            QStringLiteral("%1 is %2, which no %3 can hold").arg(what, shown(file, written), name));
+    }
+    return true;
+}
+
+void ValueRules::check(const CheckedElement &leaf)
+{
+    const Held value = checkedValue(leaf, Key::Value);
+    checkLimits(leaf, value);
+    checkView(leaf);
+    if (leaf.file().isProcess()) {
+        return;
+    }
+    if (!leaf.has(Key::Value)) {
+        leaf.report(Rule::ValueMissing, Key::Value, QStringLiteral("the leaf has no 'value'"));
+    }
+    checkPattern(leaf);
+}

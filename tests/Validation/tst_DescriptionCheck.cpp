@@ -1,0 +1,235 @@
+#include "ProblemText.h"
+#include "support/LogCapture.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <algorithm>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+/// What no file of the corpus can show, and the list of the rules.
+class tst_DescriptionCheck : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void missingFileIsAProblem();
+    void fileWithoutPermissionIsAProblem();
+    void otherNameIsAProblem();
+    void pipeUnderAFittingNameIsAProblem();
+    void foldersWithOneKeyAreAProblem();
+    void partsOfOneFolderMayHaveItsKey();
+    void folderThatWasNeverBuiltHasOnlyWarnings();
+    void folderGivenTwiceIsLookedOverOnce();
+    void problemsStandInOrder();
+    void checkOfAFileIsSilent();
+    void nothingIsWritten();
+    void rulesAreSortedAndExplained();
+};
+
+namespace {
+
+QByteArray processText(const QByteArray &key, int size, int offset)
+{
+    return "{\"type\": \"treenode\", \"keyProcessDataMemory\": \"" + key
+           + "\", \"sizeOfSharedMemory\": " + QByteArray::number(size)
+           + ", \"doubleBuffer\": true,\n \"value\": {\"level\": {\"type\": \"double\", "
+             "\"displayPosition\": 1, \"sizeValue\": 8, \"relativeOffsetMetadata\": 8, "
+             "\"sizeMetadata\": 4,\n  \"offsetSharedMemory\": "
+           + QByteArray::number(offset) + "}}}\n";
+}
+
+/// Files of a test's own.
+class Folder
+{
+public:
+    QString path(const QString &name = {}) const
+    {
+        return name.isEmpty() ? m_dir.path() : m_dir.filePath(name);
+    }
+
+    QString write(const QString &name, const QByteArray &text) const
+    {
+        QDir(m_dir.path()).mkpath(QFileInfo(name).path());
+        QFile file(path(name));
+        return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() ? path(name)
+                                                                                  : QString();
+    }
+
+    QStringList problems(const QStringList &names) const
+    {
+        QStringList paths;
+        for (const QString &name : names) {
+            paths.append(path(name));
+        }
+        return problemsOf(paths, m_dir.path());
+    }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+} // namespace
+
+void tst_DescriptionCheck::missingFileIsAProblem()
+{
+    const Folder folder;
+
+    QCOMPARE(folder.problems({QStringLiteral("a.process.json"), QStringLiteral("b")}),
+             (QStringList{QStringLiteral("a.process.json:1:1: error unreadable"),
+                          QStringLiteral("b:1:1: error unreadable")}));
+}
+
+void tst_DescriptionCheck::fileWithoutPermissionIsAProblem()
+{
+    if (::geteuid() == 0) {
+        QSKIP("Root reads every file");
+    }
+    const Folder folder;
+    const QString path = folder.write(QStringLiteral("a.process.json"), "{}");
+    QVERIFY(QFile::setPermissions(path, QFile::WriteOwner));
+
+    QCOMPARE(folder.problems({QStringLiteral("a.process.json")}),
+             QStringList(QStringLiteral("a.process.json:1:1: error unreadable")));
+}
+
+void tst_DescriptionCheck::otherNameIsAProblem()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("plant.json"), "{}");
+    folder.write(QStringLiteral("process.json"), "{}");
+
+    QCOMPARE(folder.problems({QStringLiteral("plant.json"), QStringLiteral("process.json")}),
+             (QStringList{QStringLiteral("plant.json:1:1: error file-name"),
+                          QStringLiteral("process.json:1:1: error file-name")}));
+}
+
+void tst_DescriptionCheck::pipeUnderAFittingNameIsAProblem()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("device/a.config.json"), R"({"type": "treenode", "value": {}})");
+    const QString path = folder.path(QStringLiteral("device/b.config.json"));
+    QCOMPARE(::mkfifo(qPrintable(path), 0600), 0);
+    const QString expected = QStringLiteral("device/b.config.json:1:1: error not-regular");
+
+    QCOMPARE(folder.problems({QStringLiteral("device")}), QStringList(expected));
+    QCOMPARE(folder.problems({QStringLiteral("device/b.config.json")}), QStringList(expected));
+}
+
+void tst_DescriptionCheck::foldersWithOneKeyAreAProblem()
+{
+    const Folder folder;
+    const QByteArray text = processText("plantFoldera1b2c3", 12, 0);
+    folder.write(QStringLiteral("one/a/x.process.json"), text);
+    folder.write(QStringLiteral("two/a/y.process.json"), text);
+
+    QCOMPARE(folder.problems({QStringLiteral("one/a"), QStringLiteral("two/a")}),
+             QStringList(QStringLiteral("two/a/y.process.json:1:46: error same-key y")));
+}
+
+void tst_DescriptionCheck::partsOfOneFolderMayHaveItsKey()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("a/a/x.process.json"), processText("plantFoldera1b2c3", 12, 0));
+
+    QCOMPARE(folder.problems({QStringLiteral("a"), QStringLiteral("a/a")}), QStringList());
+}
+
+void tst_DescriptionCheck::folderThatWasNeverBuiltHasOnlyWarnings()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("a/x.process.json"), processText("", 0, 0));
+    folder.write(QStringLiteral("a/y.process.json"), processText("", 0, 0));
+
+    QCOMPARE(folder.problems({QStringLiteral("a")}),
+             (QStringList{
+                 QStringLiteral("a/x.process.json:1:46: warning build-changes-key x"),
+                 QStringLiteral("a/x.process.json:1:72: warning build-changes-size x"),
+                 QStringLiteral("a/y.process.json:1:72: warning build-changes-size y"),
+                 QStringLiteral("a/y.process.json:3:25: warning build-changes-offset y/level"),
+             }));
+}
+
+void tst_DescriptionCheck::folderGivenTwiceIsLookedOverOnce()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("a/x.config.json"), "[]");
+
+    QCOMPARE(folder
+                 .problems({QStringLiteral("a"), QStringLiteral("a/../a"),
+                            QStringLiteral("a/x.config.json")})
+                 .size(),
+             2);
+}
+
+void tst_DescriptionCheck::problemsStandInOrder()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("b.config.json"), "[]");
+    folder.write(QStringLiteral("a.config.json"),
+                 "{\"type\": \"treenode\", \"value\": {\n\"y\": {\"type\": \"odd\", \"hint\": 1},"
+                 "\n\"x\": {\"type\": \"odd\"}}}\n");
+
+    QCOMPARE(folder.problems({QStringLiteral("b.config.json"), QStringLiteral("a.config.json")}),
+             (QStringList{QStringLiteral("a.config.json:2:15: error unknown-type y"),
+                          QStringLiteral("a.config.json:2:22: warning unknown-key y"),
+                          QStringLiteral("a.config.json:3:15: error unknown-type x"),
+                          QStringLiteral("b.config.json:1:1: error not-an-object")}));
+}
+
+void tst_DescriptionCheck::checkOfAFileIsSilent()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("a.process.json"),
+                 "{\"type\": \"treenode\", \"value\": {\"a\": 5}}");
+    folder.write(QStringLiteral("b.process.json"), "{\"type\"");
+    LogCapture log;
+
+    folder.problems({QStringLiteral("a.process.json"), QStringLiteral("b.process.json"),
+                     QStringLiteral("c.process.json")});
+
+    COMPARE_LOG(log);
+}
+
+void tst_DescriptionCheck::nothingIsWritten()
+{
+    const Folder folder;
+    const QByteArray text = processText("", 0, 4);
+    const QString path = folder.write(QStringLiteral("a/x.process.json"), text);
+    const QDateTime modified = QFileInfo(path).lastModified();
+
+    QVERIFY(!folder.problems({QStringLiteral("a")}).isEmpty());
+
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), text);
+    QCOMPARE(QFileInfo(path).lastModified(), modified);
+    QCOMPARE(QDir(folder.path(QStringLiteral("a"))).entryList(QDir::Files).size(), 1);
+}
+
+void tst_DescriptionCheck::rulesAreSortedAndExplained()
+{
+    const QVector<DescriptionRule> rules = DescriptionCheck::getRules();
+    QStringList names;
+    for (const DescriptionRule &rule : rules) {
+        QVERIFY2(QRegularExpression(QStringLiteral("^[a-z0-9]+(-[a-z0-9]+)*$"))
+                     .match(rule.name)
+                     .hasMatch(),
+                 qPrintable(rule.name));
+        QVERIFY2(rule.cause.endsWith(QLatin1Char('.')), qPrintable(rule.name));
+        QVERIFY2(rule.cure.endsWith(QLatin1Char('.')), qPrintable(rule.name));
+        names.append(rule.name);
+    }
+    QStringList sorted = names;
+    std::sort(sorted.begin(), sorted.end());
+    sorted.removeDuplicates();
+
+    QVERIFY(rules.size() > 60);
+    QCOMPARE(names, sorted);
+}
+
+QTEST_GUILESS_MAIN(tst_DescriptionCheck)
+#include "tst_DescriptionCheck.moc"

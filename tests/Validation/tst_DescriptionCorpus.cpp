@@ -1,0 +1,183 @@
+#include "ProblemText.h"
+#include "support/LogCapture.h"
+
+#include <QDirIterator>
+#include <QFile>
+#include <QProcess>
+#include <QSet>
+#include <QTemporaryDir>
+
+/// The corpus: broken descriptions with one fault each, and beside each what is found in it. Besides, what
+/// has no error.
+class tst_DescriptionCorpus : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void faultIsFoundAndNothingElse_data();
+    void faultIsFoundAndNothingElse();
+    void corpusIsLarge();
+    void everyRuleThatFilesCanShowHasACase();
+    void examplesHaveNoError_data();
+    void examplesHaveNoError();
+    void largeFolderHasNoError();
+};
+
+namespace {
+
+const QString corpus = QStringLiteral(CORPUS);
+
+QStringList caseNames()
+{
+    QStringList names;
+    const auto files = QDir(corpus).entryInfoList({QStringLiteral("*.expected")}, QDir::Files);
+    for (const QFileInfo &file : files) {
+        names.append(file.completeBaseName());
+    }
+    return names;
+}
+
+QStringList linesOf(const QString &name, const char *ending)
+{
+    QFile file(corpus + QLatin1Char('/') + name + QLatin1String(ending));
+    return file.open(QIODevice::ReadOnly)
+               ? QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts)
+               : QStringList();
+}
+
+QStringList expectedOf(const QString &name)
+{
+    return linesOf(name, ".expected");
+}
+
+/// The file or folder of a case.
+QString pathOf(const QString &name)
+{
+    for (const char *ending : {"", ".process.json", ".config.json"}) {
+        const QString path = corpus + QLatin1Char('/') + name + QLatin1String(ending);
+        if (QFileInfo::exists(path)) {
+            return path;
+        }
+    }
+    return {};
+}
+
+void copyFolder(const QString &from, const QString &to)
+{
+    QDirIterator walk(from, QDir::Files, QDirIterator::Subdirectories);
+    while (walk.hasNext()) {
+        const QString path = walk.next();
+        const QString copy = to + path.mid(from.size());
+        QDir().mkpath(QFileInfo(copy).path());
+        QVERIFY(QFile::copy(path, copy));
+    }
+}
+
+/// The files of a case where they may get links, which are not kept as such: LINK TARGET, a line each.
+QString folderWithLinks(const QString &name, const QString &parent)
+{
+    copyFolder(corpus + QLatin1Char('/') + name, parent + QLatin1Char('/') + name);
+    for (const QString &line : linesOf(name, ".links")) {
+        const QString link = parent + QLatin1Char('/') + name + QLatin1Char('/')
+                             + line.section(QLatin1Char(' '), 0, 0);
+        if (!QFile::link(line.section(QLatin1Char(' '), 1), link)) {
+            return {};
+        }
+    }
+    return parent + QLatin1Char('/') + name;
+}
+
+QStringList errorsOf(const QString &path)
+{
+    QStringList errors;
+    const auto problems = DescriptionCheck::check({path});
+    for (const DescriptionProblem &problem : problems) {
+        if (problem.level == DescriptionProblem::Level::Error) {
+            errors.append(problemText(problem, {}) + QStringLiteral(": ") + problem.text);
+        }
+    }
+    return errors;
+}
+
+} // namespace
+
+void tst_DescriptionCorpus::faultIsFoundAndNothingElse_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const QString &name : caseNames()) {
+        QTest::newRow(qPrintable(name)) << name;
+    }
+}
+
+void tst_DescriptionCorpus::faultIsFoundAndNothingElse()
+{
+    QFETCH(QString, name);
+    LogCapture log;
+    QVERIFY(!pathOf(name).isEmpty());
+    QVERIFY(!expectedOf(name).isEmpty());
+    const QTemporaryDir copies;
+    const bool hasLinks = !linesOf(name, ".links").isEmpty();
+    const QString folder = hasLinks ? copies.path() : corpus;
+    const QString path = hasLinks ? folderWithLinks(name, folder) : pathOf(name);
+
+    QCOMPARE(problemsOf({path}, folder), expectedOf(name));
+}
+
+void tst_DescriptionCorpus::corpusIsLarge()
+{
+    QVERIFY(caseNames().size() >= 170);
+}
+
+void tst_DescriptionCorpus::everyRuleThatFilesCanShowHasACase()
+{
+    QSet<QString> shown;
+    for (const QString &name : caseNames()) {
+        for (const QString &line : expectedOf(name)) {
+            shown.insert(line.section(QLatin1Char(' '), 2, 2));
+        }
+    }
+    // These need a file without permission, a FIFO, two folders, or a folder that was never built.
+    const QSet<QString> others{QStringLiteral("unreadable"), QStringLiteral("not-regular"),
+                               QStringLiteral("same-key"), QStringLiteral("build-changes-size")};
+    QSet<QString> all;
+    for (const DescriptionRule &rule : DescriptionCheck::getRules()) {
+        all.insert(rule.name);
+    }
+
+    QCOMPARE(all - others, shown);
+}
+
+void tst_DescriptionCorpus::examplesHaveNoError_data()
+{
+    QTest::addColumn<QString>("path");
+    QDirIterator walk(QStringLiteral(EXAMPLES), {QStringLiteral("*.process.json")}, QDir::Files,
+                      QDirIterator::Subdirectories);
+    while (walk.hasNext()) {
+        const QString path = walk.next();
+        QTest::newRow(qPrintable(path.mid(int(sizeof EXAMPLES)))) << path;
+    }
+    QTest::newRow("device") << QStringLiteral(EXAMPLES "/device");
+}
+
+void tst_DescriptionCorpus::examplesHaveNoError()
+{
+    QFETCH(QString, path);
+    LogCapture log;
+
+    QCOMPARE(errorsOf(path), QStringList());
+}
+
+void tst_DescriptionCorpus::largeFolderHasNoError()
+{
+    const QTemporaryDir parent;
+    const QString path = parent.filePath(QStringLiteral("device"));
+    QCOMPARE(QProcess::execute(QStringLiteral(MAKE_DIRECTORY),
+                               {path, QStringLiteral("200"), QStringLiteral("10")}),
+             0);
+    LogCapture log;
+
+    QCOMPARE(errorsOf(path), QStringList());
+}
+
+QTEST_GUILESS_MAIN(tst_DescriptionCorpus)
+#include "tst_DescriptionCorpus.moc"
