@@ -93,8 +93,8 @@ void CheckedDescription::checkProcessLeaf(const CheckedElement &leaf)
         m_canBeBuilt = SlotRules::checkLeafForBuild(leaf) && m_canBeBuilt;
     }
     if (leaf.type().hasSlot()) {
-        SlotRules::checkLeaf(leaf);
         m_slots.append(ProcessSlot(leaf));
+        SlotRules::checkLeaf(leaf, m_slots.constLast());
     }
 }
 

@@ -1,13 +1,17 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/Lasting_p.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "Validation/DescribedType_p.h"
 
+#include <QHash>
 #include <QMetaType>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using Tools = ConfigurationAndProcessDataTools;
 
-DescribedType DescribedType::of(const QString &name)
+namespace {
+
+DescribedType make(const QString &name)
 {
     DescribedType type;
     type.metaType = Definitions::getBasicDataTypeMapForProcessData().value(name,
@@ -20,6 +24,23 @@ DescribedType DescribedType::of(const QString &name)
     type.isNumber = Tools::isNumberType(name);
     type.isBit = type.metaType == QMetaType::Bool && name != Definitions::getKeyDataTypeBoolean();
     return type;
+}
+
+QHash<QString, DescribedType> makeAll()
+{
+    QHash<QString, DescribedType> types;
+    for (const QString &name : DescribedType::names()) {
+        types.insert(name, make(name));
+    }
+    return types;
+}
+
+} // namespace
+
+DescribedType DescribedType::of(const QString &name)
+{
+    static const Lasting<QHash<QString, DescribedType>> types(makeAll());
+    return types.get().value(name);
 }
 
 QStringList DescribedType::names()

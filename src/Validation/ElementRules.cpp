@@ -28,25 +28,28 @@ void checkTypeName(const CheckedElement &element)
 /// A child with the order that it asks for, if it does.
 struct Sibling
 {
-    QString key;
+    Value key;
     Value object;
     Value position;
-    bool isLeaf;
+
+    /// What has no type is none, and was reported.
+    bool isLeaf() const
+    {
+        const Value type = object.member(QLatin1String(textOf(Key::Type).toLatin1()));
+        return type.isValid() && type.isText() && !DescribedType::of(type.toString()).isNode;
+    }
 };
 
+/// In the order of the text.
 std::vector<Sibling> siblingsOf(const Value &children)
 {
-    const QLatin1String positionKey("displayPosition");
+    const QByteArray positionKey = textOf(Key::DisplayPosition).toLatin1();
     std::vector<Sibling> siblings;
     for (JsonText::Members member(children); member.isValid(); member.next()) {
         const Value child = member.value();
-        if (!child.isObject()) {
-            continue;
+        if (child.isObject()) {
+            siblings.push_back({member.key(), child, child.member(QLatin1String(positionKey))});
         }
-        const Value type = child.member(QLatin1String(textOf(Key::Type).toLatin1()));
-        const bool isNode = type.isValid() && type.isText()
-                            && DescribedType::of(type.toString()).isNode;
-        siblings.push_back({member.key().toString(), child, child.member(positionKey), !isNode});
     }
     std::sort(siblings.begin(), siblings.end(), [](const Sibling &left, const Sibling &right) {
         return left.object.offset() < right.object.offset();
@@ -107,23 +110,26 @@ void ElementRules::checkPositions(const CheckedElement &node)
     const std::vector<Sibling> siblings = siblingsOf(node.value(Key::Value));
     const bool areOrdered = std::any_of(siblings.begin(), siblings.end(),
                                         [](const Sibling &one) { return one.position.isValid(); });
-    QHash<int, QString> taken;
+    QHash<int, Value> taken;
     for (const Sibling &sibling : siblings) {
-        const QString url = CheckedFile::childUrl(node.url(), sibling.key);
+        const auto report = [&](Rule rule, const Value &at, const QString &text) {
+            node.file().report(rule, at, CheckedFile::childUrl(node.url(), sibling.key.toString()),
+                               text);
+        };
         if (!sibling.position.isValid()) {
-            if (areOrdered && sibling.isLeaf) {
-                node.file().report(Rule::DisplayPositionMissing, sibling.object, url,
-                                   QStringLiteral("no 'displayPosition', while siblings have one"));
+            if (areOrdered && sibling.isLeaf()) {
+                report(Rule::DisplayPositionMissing, sibling.object,
+                       QStringLiteral("no 'displayPosition', while siblings have one"));
             }
             continue;
         }
         const int position = sibling.position.toVariant().toInt();
         const auto other = taken.constFind(position);
         if (other != taken.cend()) {
-            node.file().report(Rule::DisplayPositionClash, sibling.position, url,
-                               QStringLiteral("%1 has the display position %2 as well")
-                                   .arg(quoted(*other))
-                                   .arg(position));
+            report(Rule::DisplayPositionClash, sibling.position,
+                   QStringLiteral("%1 has the display position %2 as well")
+                       .arg(quoted(other->toString()))
+                       .arg(position));
         } else {
             taken.insert(position, sibling.key);
         }

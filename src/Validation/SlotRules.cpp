@@ -104,9 +104,8 @@ void checkBufferSize(const CheckedElement &root)
 
 } // namespace
 
-void SlotRules::checkLeaf(const CheckedElement &leaf)
+void SlotRules::checkLeaf(const CheckedElement &leaf, const ProcessSlot &slot)
 {
-    const ProcessSlot slot(leaf);
     checkSize(leaf, slot);
     checkMetadata(leaf, slot);
     checkMask(leaf, slot);

@@ -8,7 +8,7 @@
 namespace SlotRules {
 
 /// Of one leaf of a type that has a slot, wherever it lies.
-void checkLeaf(const CheckedElement &leaf);
+void checkLeaf(const CheckedElement &leaf, const ProcessSlot &slot);
 /// The region of a description that is used as it is written.
 void checkRegion(const CheckedElement &root, const QVector<ProcessSlot> &leaves);
 /// The slots of a file that is laid out together with others.
