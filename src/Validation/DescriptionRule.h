@@ -8,7 +8,7 @@
 struct DescriptionRule
 {
     QString name; ///< short and lasting, such as `slots-overlap`
-    DescriptionProblem::Level level = DescriptionProblem::Level::Error;
+    DescriptionProblem::Level level = DescriptionProblem::Level::Error; ///< of its problems
     QString cause; ///< what it means, and what comes of it
     QString cure;  ///< what to do
 };

@@ -1,3 +1,4 @@
+#include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProblemText.h"
 #include "support/LogCapture.h"
 
@@ -16,6 +17,8 @@ class tst_DescriptionCorpus : public QObject
 private Q_SLOTS:
     void faultIsFoundAndNothingElse_data();
     void faultIsFoundAndNothingElse();
+    void parserAgrees_data();
+    void parserAgrees();
     void corpusIsLarge();
     void everyRuleThatFilesCanShowHasACase();
     void examplesHaveNoError_data();
@@ -121,6 +124,36 @@ void tst_DescriptionCorpus::faultIsFoundAndNothingElse()
     const QString path = hasLinks ? folderWithLinks(name, folder) : pathOf(name);
 
     QCOMPARE(problemsOf({path}, folder), expectedOf(name));
+}
+
+void tst_DescriptionCorpus::parserAgrees_data()
+{
+    faultIsFoundAndNothingElse_data();
+}
+
+/// What the check calls refused or lost in parsing is what the parser refuses and speaks of.
+void tst_DescriptionCorpus::parserAgrees()
+{
+    QFETCH(QString, name);
+    const QString path = pathOf(name);
+    if (QFileInfo(path).isDir()) {
+        return;
+    }
+    const QString rule = expectedOf(name).constFirst().section(QLatin1Char(' '), 2, 2);
+    const QStringList refusing{QStringLiteral("not-json"), QStringLiteral("not-an-object"),
+                               QStringLiteral("missing-key"), QStringLiteral("child-not-object")};
+    // Its file is parsed, and its region cannot be made.
+    const bool isRefused = refusing.contains(rule) && name != QLatin1String("region-without-key");
+    LogCapture log;
+
+    const auto root = ConfigurationAndProcessDataParser().parseFromFile(path);
+
+    QCOMPARE(root.isNull(), isRefused);
+    const QString messages = toText(log.take());
+    QCOMPARE(messages.contains(QStringLiteral("Wrong value type in config")),
+             rule == QLatin1String("value-of-type"));
+    QCOMPARE(messages.contains(QStringLiteral("incompatible scheme version")),
+             rule == QLatin1String("scheme-version"));
 }
 
 void tst_DescriptionCorpus::corpusIsLarge()
