@@ -1,5 +1,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProblemText.h"
+#include "ProcessData/Linux/ProcessDataValue.h"
+#include "support/FakeBufferHandler.h"
 #include "support/LogCapture.h"
 
 #include <QDirIterator>
@@ -19,6 +21,8 @@ private Q_SLOTS:
     void faultIsFoundAndNothingElse();
     void parserAgrees_data();
     void parserAgrees();
+    void bindingAgrees_data();
+    void bindingAgrees();
     void corpusIsLarge();
     void everyRuleThatFilesCanShowHasACase();
     void examplesHaveNoError_data();
@@ -90,6 +94,32 @@ QString folderWithLinks(const QString &name, const QString &parent)
     return parent + QLatin1Char('/') + name;
 }
 
+/// Binds all leaves, and counts those that read as valid after an error was written.
+int countLostStates(const ConfigurationAndProcessDataBase &root)
+{
+    const QVariant size = root.getProperty(QStringLiteral("sizeOfSharedMemory"));
+    // Without a size, and with one that no test takes, any that is large enough will do.
+    const quint32 usual = 100;
+    const quint32 given = size.isValid() ? size.toUInt() : usual;
+    FakeBufferHandler handler(given > 1000 ? usual : given);
+    handler.useSingleBuffer();
+    ConfigurationAndProcessDataBase::ListElements leaves;
+    root.collectElements(leaves, true);
+    int lost = 0;
+    for (const auto &leaf : std::as_const(leaves)) {
+        const auto element = leaf.dynamicCast<ProcessDataValue>();
+        element->setBufferHandlerInterface(&handler, true);
+        const ProcessValue written(
+            QVariant(), ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_SENSOR_BREAKAGE);
+        ProcessValue read(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
+        if (element->setValue(written)) {
+            element->getValue(read, false);
+            lost += read.getErrorType() == written.getErrorType() ? 0 : 1;
+        }
+    }
+    return lost;
+}
+
 QStringList errorsOf(const QString &path)
 {
     QStringList errors;
@@ -154,6 +184,42 @@ void tst_DescriptionCorpus::parserAgrees()
              rule == QLatin1String("value-of-type"));
     QCOMPARE(messages.contains(QStringLiteral("incompatible scheme version")),
              rule == QLatin1String("scheme-version"));
+}
+
+void tst_DescriptionCorpus::bindingAgrees_data()
+{
+    faultIsFoundAndNothingElse_data();
+}
+
+/// What the check says of a slot is what the bound leaf says and does.
+void tst_DescriptionCorpus::bindingAgrees()
+{
+    QFETCH(QString, name);
+    const QString rule = expectedOf(name).constFirst().section(QLatin1Char(' '), 2, 2);
+    LogCapture log;
+    const auto root = ConfigurationAndProcessDataParser().parseFromFile(pathOf(name));
+    if (root.isNull() || !pathOf(name).endsWith(QLatin1String(".process.json"))
+        || rule == QLatin1String("root-is-leaf")) {
+        return;
+    }
+    log.take();
+
+    const int lostStates = countLostStates(*root);
+
+    const QString messages = toText(log.take());
+    QCOMPARE(messages.contains(QStringLiteral("Wrong size of data type")),
+             rule == QLatin1String("size-of-type"));
+    QCOMPARE(messages.contains(QStringLiteral("Data type not OK")),
+             rule == QLatin1String("unknown-type"));
+    const QStringList refused{QStringLiteral("slot-outside-buffer"),
+                              QStringLiteral("metadata-outside-buffer")};
+    QCOMPARE(messages.contains(QStringLiteral("End of memory reached"))
+                 || messages.contains(QStringLiteral("lies outside the buffer")),
+             refused.contains(rule));
+    // A state that lies in its own value is lost or not as the two are written one after the other.
+    if (rule != QLatin1String("distance-into-slot")) {
+        QCOMPARE(lostStates, rule == QLatin1String("no-error-state") ? 1 : 0);
+    }
 }
 
 void tst_DescriptionCorpus::corpusIsLarge()
