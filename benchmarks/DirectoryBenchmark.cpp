@@ -4,6 +4,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "DeviceDirectory.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
+#include "Validation/DescriptionCheck.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -155,6 +156,18 @@ void attachingStart(benchmark::State &state)
     }
 }
 
+/// Everything in order, so that nothing is written down but that.
+void validateDirectory(benchmark::State &state)
+{
+    const QStringList paths{builtDirectory().path()};
+    for (auto _ : state) {
+        if (!DescriptionCheck::check(paths).isEmpty()) {
+            state.SkipWithError("the directory has problems");
+            return;
+        }
+    }
+}
+
 } // namespace
 
 BENCHMARK(firstBuild)->Name("directory/firstBuild/tessel")->Unit(benchmark::kMillisecond);
@@ -168,3 +181,5 @@ BENCHMARK(creatingStart)->Name("directory/creatingStart/tessel")->Unit(benchmark
 BENCHMARK(parseFilesTwice)->Name("directory/creatingStart/floor")->Unit(benchmark::kMillisecond);
 BENCHMARK(attachingStart)->Name("directory/attachingStart/tessel")->Unit(benchmark::kMillisecond);
 BENCHMARK(parseFilesOnce)->Name("directory/attachingStart/floor")->Unit(benchmark::kMillisecond);
+BENCHMARK(validateDirectory)->Name("directory/validate/tessel")->Unit(benchmark::kMillisecond);
+BENCHMARK(parseFilesOnce)->Name("directory/validate/floor")->Unit(benchmark::kMillisecond);

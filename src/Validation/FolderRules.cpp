@@ -67,26 +67,27 @@ public:
         : m_folder(folder)
         , m_path(QFileInfo(folder.path()).canonicalFilePath())
     {
-        QList<QFileInfo> files;
-        for (const auto &description : folder.processDescriptions()) {
-            files.append(QFileInfo(description->file().path()));
-        }
-        m_isLaidOut = m_builder.updateOffsetFromDir(files, m_size, m_records);
     }
 
+    /// One file after the other, as a build goes on where the one before ended: no tree stays for long.
     void check(const CheckedDescription &reference)
     {
-        const auto &descriptions = m_folder.processDescriptions();
-        if (!m_isLaidOut || static_cast<std::size_t>(m_records.size()) != descriptions.size()) {
-            return;
+        for (const auto &description : m_folder.processDescriptions()) {
+            QVector<Record> records;
+            const QFileInfo file(description->file().path());
+            if (!m_builder.updateOffsetFromDir({file}, m_size, records) || records.isEmpty()) {
+                return;
+            }
+            if (records.constFirst().modified) {
+                checkOffsets(*description, records.constFirst());
+            }
+            if (m_first.isEmpty()) {
+                m_first = records;
+            }
         }
         checkMemoryKey(reference.root());
-        for (int i = 0; i < m_records.size(); ++i) {
-            const CheckedDescription &description = *descriptions[static_cast<std::size_t>(i)];
-            checkSize(reference.root(), description.root());
-            if (m_records.at(i).modified) {
-                checkOffsets(description, m_records.at(i));
-            }
+        for (const auto &description : m_folder.processDescriptions()) {
+            checkSize(reference.root(), description->root());
         }
     }
 
@@ -95,7 +96,7 @@ private:
     {
         QString key;
         const QString former = memoryKey(root);
-        const bool isMade = m_builder.getSharedMemoryKeyForDir({}, m_path, m_records, key);
+        const bool isMade = m_builder.getSharedMemoryKeyForDir({}, m_path, m_first, key);
         if (isMade && key != former) {
             root.report(Rule::BuildChangesKey, Key::KeyProcessDataMemory,
                         QStringLiteral("a build does not keep %1").arg(quoted(former)));
@@ -145,9 +146,9 @@ private:
     const CheckedFolder &m_folder;
     QString m_path;
     ProcessDataBuilder m_builder;
-    QVector<Record> m_records;
+    /// Of the first file, whose key counts.
+    QVector<Record> m_first;
     int m_size = 0;
-    bool m_isLaidOut = false;
 };
 
 bool isWithin(const QString &path, const QString &folder)
