@@ -48,8 +48,9 @@ public:
     QList<QByteArray> children() const
     {
         QFile file(QStringLiteral("/proc/%1/task/%1/children").arg(m_process.processId()));
-        return file.open(QIODevice::ReadOnly) ? file.readAll().simplified().split(' ')
-                                              : QList<QByteArray>();
+        const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll().simplified()
+                                                               : QByteArray();
+        return text.isEmpty() ? QList<QByteArray>() : text.split(' ');
     }
 
 private:
