@@ -104,10 +104,12 @@ private:
 
     // Under the mutex of the place.
     bool m_isStopped = false;
-    int m_waiting = 0; ///< threads inside wait()
+    int m_inside = 0; ///< threads inside wait() or stop()
 
     int m_descriptor = -1;
     std::thread m_teller;
+    /// Only the teller sleeps here: of many it is one that acknowledge() concerns.
+    std::condition_variable m_acknowledged;
     bool m_isArmed = true;    ///< the descriptor is to tell of the next set
     bool m_isResting = false; ///< its thread is in the kernel, though nobody wants to hear of it
     quint64 m_told = 0;       ///< the generation that acknowledge() told last
@@ -122,10 +124,10 @@ ProcessDataWatcher::Private::~Private()
     if (m_teller.joinable()) {
         m_teller.join();
     }
-    // A thread that has just been woken is still inside.
+    // A thread that has just been woken is still inside, and so is who woke it.
     {
         Lock lock(m_place->mutex);
-        m_place->changed.wait(lock, [this] { return m_waiting == 0; });
+        m_place->changed.wait(lock, [this] { return m_inside == 0; });
     }
     if (m_descriptor >= 0) {
         close(m_descriptor);
@@ -162,7 +164,7 @@ ProcessDataWatcher::Result ProcessDataWatcher::Private::wait(quint64 &seen,
 ProcessDataWatcher::Result ProcessDataWatcher::Private::wait(Lock &lock, quint64 &seen,
                                                              const Deadline &deadline)
 {
-    ++m_waiting;
+    ++m_inside;
     bool isSleeper = false;
     auto result = look(seen);
     while (!result && (!deadline || Clock::now() < *deadline)) {
@@ -174,7 +176,7 @@ ProcessDataWatcher::Result ProcessDataWatcher::Private::wait(Lock &lock, quint64
         }
         result = look(seen);
     }
-    --m_waiting;
+    --m_inside;
     if (isSleeper) {
         m_place->leaveKernel();
     } else if (m_isStopped) {
@@ -212,12 +214,17 @@ void ProcessDataWatcher::Private::stop()
     constexpr std::chrono::milliseconds wakingInterval{1};
 
     Lock lock(m_place->mutex);
+    // The thread that this ends may own the watcher, whose end waits for this one then.
+    ++m_inside;
     m_isStopped = true;
     m_place->changed.notify_all();
+    m_acknowledged.notify_all();
     while (m_place->isInKernel(this)) {
         SetWaiting::wakeAll(*m_words);
         m_place->changed.wait_for(lock, wakingInterval);
     }
+    --m_inside;
+    m_place->changed.notify_all();
 }
 
 int ProcessDataWatcher::Private::descriptor()
@@ -281,7 +288,7 @@ void ProcessDataWatcher::Private::restUntilAcknowledged(Lock &lock)
         m_isResting = false;
         m_place->leaveKernel();
     }
-    m_place->changed.wait(lock, [this] { return m_isArmed || m_isStopped; });
+    m_acknowledged.wait(lock, [this] { return m_isArmed || m_isStopped; });
 }
 
 ProcessDataWatcher::Result ProcessDataWatcher::Private::acknowledge(quint64 &seen)
@@ -308,7 +315,7 @@ ProcessDataWatcher::Result ProcessDataWatcher::Private::acknowledge(quint64 &see
 void ProcessDataWatcher::Private::callTeller()
 {
     if (!m_isResting) {
-        m_place->changed.notify_all();
+        m_acknowledged.notify_one();
     } else if (!SetWaiting::arm(*m_words, m_told)) {
         SetWaiting::wakeAll(*m_words);
     }

@@ -31,6 +31,7 @@ private Q_SLOTS:
     void boundThatNoClockHoldsIsNone();
     void idleWaiterSleepsASecondAtATime();
     void stopEndsAWaitSoon();
+    void stopMayEndTheOwnerOfTheWatcher();
     void stopReachesAThreadOnItsWayToSleep();
     void stopEndsLaterWaitsToo();
     void destructionEndsTheWait();
@@ -208,6 +209,28 @@ void tst_ProcessDataWatcher::stopEndsAWaitSoon()
     }
 
     QVERIFY(*std::min_element(times.begin(), times.end()) < 50ms); // others may meet a busy machine
+}
+
+/// The thread that waits takes the watcher with it, while the one that stops it is still inside.
+void tst_ProcessDataWatcher::stopMayEndTheOwnerOfTheWatcher()
+{
+    WatchedRegion region;
+    for (int i = 0; i < 50; ++i) {
+        auto watcher = std::make_unique<ProcessDataWatcher>(region.manager());
+        ProcessDataWatcher &stopped = *watcher;
+        Result result = Result::NotSupported;
+        std::thread owner([&] {
+            quint64 seen = watcher->getGeneration();
+            result = watcher->wait(seen, endless);
+            watcher.reset();
+        });
+        QVERIFY(isAsleep());
+
+        stopped.stop();
+        owner.join();
+
+        QCOMPARE(result, Result::Stopped);
+    }
 }
 
 void tst_ProcessDataWatcher::stopReachesAThreadOnItsWayToSleep()
