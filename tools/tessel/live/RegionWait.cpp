@@ -2,6 +2,7 @@
 
 #include "Access/ProcessDataWatcher.h"
 #include "live/LiveRegion.h"
+#include "text/Failure.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -23,6 +24,10 @@ bool isPublished(const RegionInspection &region, const DescriptionSource &descri
 
 RegionProgress look(const DescriptionSource &description)
 {
+    // What the description says of its leaves is worth a look only where there is something to compare.
+    if (!RegionInspection(description.key()).exists()) {
+        return RegionProgress::Missing;
+    }
     const RegionInspection region(description.root());
     // Between its making and its sizing a region is an empty file.
     if (!region.exists() || region.getError() == EINVAL) {
@@ -36,16 +41,23 @@ RegionProgress look(const DescriptionSource &description)
 bool tellsOfSets(const DescriptionSource &description)
 {
     return description.isDoubleBuffered()
-           && RegionInspection(description.root()).getSwapCount().has_value();
+           && RegionInspection(description.key()).getSwapCount().has_value();
 }
 
 /// Until the first set, or until the region is replaced.
 void sleepUntilTold(const DescriptionSource &description, Clock::duration bound)
 {
-    LiveRegion region(description, LiveRegion::Opening::Attach);
-    ProcessDataWatcher watcher(region.manager());
-    quint64 seen = 0;
-    watcher.wait(seen, std::chrono::ceil<std::chrono::milliseconds>(bound));
+    try {
+        LiveRegion region(description, LiveRegion::Opening::Attach);
+        ProcessDataWatcher watcher(region.manager());
+        quint64 seen = 0;
+        watcher.wait(seen, std::chrono::ceil<std::chrono::milliseconds>(bound));
+    } catch (const Failure &) {
+        // It may have gone since it was looked at, and then it is missing again.
+        if (RegionInspection(description.key()).exists()) {
+            throw;
+        }
+    }
 }
 
 } // namespace
