@@ -170,7 +170,8 @@ void tst_ProcessDataManagerCreation::leftOverSegmentIsReplaced()
     QVERIFY(description.segment.inode() != formerInode);
     const QByteArray region = description.segment.content();
     QCOMPARE(region.size(), int(PingPongBufferHandler::getSizeManagementBuffer()) + 32);
-    QVERIFY(!region.contains('x'));
+    // A single one may stand in the times and numbers of the block.
+    QVERIFY(!region.contains(QByteArray(4, 'x')));
     QCOMPARE(valueOf(root, "a").getErrorType(), PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
     QCOMPARE(valueOf(root, "b").getErrorType(), PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
     QCOMPARE(former.readAll(), QByteArray(100000, 'x'));
