@@ -53,6 +53,7 @@
  *   NO_COPY, NO_TAKE_BACK, NO_PUBLISHED_ALREADY, NO_HELD_READ, NO_SWAP_LOCK   left out
  *   FORGETFUL_SWAP       a swap that took sets back forgets that its thread had finished one
  *   UNMARKED_TAKE_BACK   the mark of the dead writer goes before all is back
+ *   EARLY_FINISHED_COUNT a set counts as finished while the mark of its writer still stands
  *   NO_UNDO              the kernel does not give the semaphore back
  */
 
@@ -104,6 +105,7 @@ bool onlyOneIsInside = true;
 bool nothingOldComesBack = true;
 bool leftOutValueIsKept = true;
 bool publishedSetIsFinished = true;
+bool onlyFinishedSetsAreLost = true;
 
 #define promise(name, condition) name = (condition); assert(name)
 
@@ -266,7 +268,8 @@ inline takeBackUnfinishedSet()
     markWriteEpoch();
     atomic {
         pending = pending | COPY_FIRST | COPY_SECOND | COPIED_EPOCH | NO_FINISHED_COUNT;
-        isComplete = (m_management.finishedCount != epoch + 1)
+        isComplete = (m_management.finishedCount != epoch + 1);
+        promise(onlyFinishedSetsAreLost, isComplete || isDrafted)
     }
 #ifndef UNMARKED_TAKE_BACK
     storesComeOut();
@@ -321,13 +324,17 @@ inline writeValues()
 
 inline unlockForWrite()
 {
+#ifdef EARLY_FINISHED_COUNT
     pending = pending | FINISHED_COUNT;
+#endif
     storesComeOut();
     atomic {
         m_management.writerPid = NOBODY;
         finishedSet = epoch;
-        addToDraft()
+        addToDraft();
+        pending = pending | FINISHED_COUNT
     }
+    storesComeOut();
     unlock()
 }
 

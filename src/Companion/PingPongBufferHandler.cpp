@@ -194,9 +194,11 @@ bool PingPongBufferHandler::unlockForWrite(BufferPointer buffer)
     m_writeDepth.store(writeDepth - 1, std::memory_order_relaxed);
     if (writeDepth == 1) {
         const quint64 epoch = m_management->swapCount.load(std::memory_order_relaxed);
-        m_management->finishedCount.store(epoch + 1, std::memory_order_relaxed);
         // After all that was written: a process that dies before this point has not finished.
         m_management->writerPid.store(0, std::memory_order_release);
+        // Not before that: a death in between would look like half a set on top of a finished one, and
+        // a swap would report the loss of a set that nobody had finished.
+        m_management->finishedCount.store(epoch + 1, std::memory_order_release);
         LockNotes::noteSet(m_number, {SetNote::Kind::Finished, epoch});
     }
     return unlock();
