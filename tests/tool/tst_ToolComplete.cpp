@@ -74,7 +74,7 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand : {"info", "hold", "get", "set", "watch", "wait", "regions",
-                                   "build", "merge", "config", "validate", "help"}) {
+                                   "build", "merge", "config", "validate", "schema", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -123,6 +123,8 @@ void tst_ToolComplete::wordsFit_data()
     add("regions --js", "--json");
     add("help mask-", "mask-beyond-byte mask-empty");
     add("help wa", "watch wait");
+    add("schema ", "process config folder");
+    add("schema process ", "");
     add("config ", "get set show table");
     add("config set --no", "--no-input");
     add("config get --no", "");

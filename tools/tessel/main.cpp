@@ -100,9 +100,9 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {infoCommand(),     holdCommand(),    getCommand(),     setCommand(),   watchCommand(),
-            waitCommand(),     regionsCommand(), buildCommand(),   mergeCommand(), configCommand(),
-            validateCommand(), helpCommand(),    completeCommand()};
+    return {infoCommand(),     holdCommand(),    getCommand(),   setCommand(),     watchCommand(),
+            waitCommand(),     regionsCommand(), buildCommand(), mergeCommand(),   configCommand(),
+            validateCommand(), schemaCommand(),  helpCommand(),  completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

@@ -21,6 +21,7 @@ Command buildCommand();
 Command mergeCommand();
 Command configCommand();
 Command validateCommand();
+Command schemaCommand();
 Command helpCommand();
 /// For the completion of shells.
 Command completeCommand();

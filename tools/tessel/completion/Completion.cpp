@@ -3,6 +3,7 @@
 #include "Validation/DescriptionCheck.h"
 #include "commandline/TypedLine.h"
 #include "completion/UrlCompletion.h"
+#include "descriptions/DescriptionSchema.h"
 #include "text/Failure.h"
 #include "values/StateName.h"
 
@@ -116,6 +117,9 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
     const QString path = line.positionals().value(0);
     if (placeholder == QLatin1String("[TOPIC]")) {
         return topics(subcommands);
+    }
+    if (placeholder == QLatin1String("KIND")) {
+        return fromWords(DescriptionSchema::names());
     }
     if (placeholder == QLatin1String("[URL...]")) {
         return {processUrls(path, line.current(), UrlsOf::Everything), {}};
