@@ -2,6 +2,7 @@
 #include "Companion/Exchange/Identity_p.h"
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 
 namespace {
@@ -46,7 +47,7 @@ std::shared_ptr<SleepingPlace> SleepingPlace::of(const SetWaiting::Management *w
     std::weak_ptr<SleepingPlace> &known = places.byMemory[name.memory()];
     auto place = known.lock();
     if (!place) {
-        place = std::make_shared<SleepingPlace>(std::move(name));
+        place = std::make_shared<SleepingPlace>(words, std::move(name));
         known = place;
         return place;
     }
@@ -75,8 +76,18 @@ bool SleepingPlace::isRegionGone()
 {
     const auto now = Clock::now();
     if (!m_isRegionGone && now >= m_nextLook) {
+        if (!isNameKnown()) {
+            m_name = MappedName(m_words);
+        }
         m_isRegionGone = !m_name.isCurrent();
         m_nextLook = now + SetWaiting::sm_slice;
     }
     return m_isRegionGone;
+}
+
+/// A place that was found by the address alone is that of one mapping, which its watchers keep: what is
+/// mapped there is the same at each look.
+bool SleepingPlace::isNameKnown() const
+{
+    return m_name.memory() != MappedMemory({}, reinterpret_cast<std::uintptr_t>(m_words));
 }

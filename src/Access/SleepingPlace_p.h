@@ -19,7 +19,11 @@ public:
     /// That of the region behind @p words. A forked child has places of its own.
     static std::shared_ptr<SleepingPlace> of(const SetWaiting::Management *words);
 
-    explicit SleepingPlace(MappedName name) : m_name(std::move(name)) { }
+    SleepingPlace(const SetWaiting::Management *words, MappedName name)
+        : m_words(words)
+        , m_name(std::move(name))
+    {
+    }
 
     /// Of all that follows, and of the words of the watchers here.
     std::mutex mutex;
@@ -31,7 +35,8 @@ public:
     void leaveKernel();
     bool isInKernel(const void *watcher) const { return m_sleeper == watcher; }
 
-    /// Whether the name of the memory was removed or leads elsewhere. Looks once a second.
+    /// Whether the name of the memory was removed or leads elsewhere. Looks once a second, and as long as
+    /// the name could not be found out, for want of a descriptor, for that first.
     bool isRegionGone();
     /// What was found out last.
     bool wasRegionGone() const { return m_isRegionGone; }
@@ -41,7 +46,10 @@ private:
 
     using Clock = std::chrono::steady_clock;
 
-    const MappedName m_name;
+    bool isNameKnown() const;
+
+    const SetWaiting::Management *const m_words; ///< in the mapping of the first watcher
+    MappedName m_name;
     const void *m_sleeper = nullptr; ///< whose thread sleeps in the kernel for all
     bool m_isRegionGone = false;
     Clock::time_point m_nextLook = Clock::now(); ///< at the name
