@@ -118,6 +118,12 @@ void PingPongBufferHandler::closeFormerRegion(PingPongBufferHandler::ManagementB
 PingPongBufferHandler::~PingPongBufferHandler()
 {
     LockNotes::forget(m_number);
+    const bool mustWake = SetWaiting::hasSwappedInside(*this) && m_lock->wakesAtEnd();
+    m_lock.reset();
+    if (mustWake) {
+        // The memory may be gone: the kernel, unlike this thread, may be asked for a word in it.
+        SetWaiting::wakeAll(*m_management);
+    }
 }
 
 unsigned int PingPongBufferHandler::getSizeManagementBuffer()
@@ -238,8 +244,7 @@ bool PingPongBufferHandler::swapBuffers()
     if (isComplete) {
         m_management->swapCount.store(epoch + 1, std::memory_order_release);
         // Now that readers have the set, which is what is in a hurry.
-        SetWaiting::noteTime(*m_management);
-        m_hasSwapped.store(true, std::memory_order_relaxed);
+        SetWaiting::noteSwap(*this);
     } else {
         noteNothingToPublish();
     }

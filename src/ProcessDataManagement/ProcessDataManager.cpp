@@ -1,6 +1,7 @@
 #include "ProcessDataManagement/ProcessDataManager.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/Exchange/SetWaiting_p.h"
 #include "Companion/PingPongBufferHandler.h"
 #include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
@@ -125,6 +126,11 @@ ProcessDataManager::~ProcessDataManager()
 {
     // What a child has inherited may be locked.
     ManagerAccess::beginInThisProcess(*this);
+    // The handler ends behind the memory, and finds nobody there any more whom it could wake.
+    if (const auto *const handler = dynamic_cast<const PingPongBufferHandler *>(
+            m_bufferHandler.data())) {
+        SetWaiting::wakeBeforeTheEnd(*handler);
+    }
 }
 
 ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData(

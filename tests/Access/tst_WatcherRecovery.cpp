@@ -1,4 +1,5 @@
 #include "Access/WaitingThread.h"
+#include "support/LogCapture.h"
 #include "support/ResourceLimit.h"
 
 #include <QtTest>
@@ -21,18 +22,40 @@ std::optional<ResourceLimit> withoutDescriptors()
 
 } // namespace
 
-/// Watchers that the system lets down for a while.
+/// Watchers beside publishers and a system that let them down for a while.
 class tst_WatcherRecovery : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void cleanup() { FutexCalls::tellNobody(); }
+    void managerThatEndsInsideItsLockWakes();
     void nameIsFoundAsSoonAsThereAreDescriptors();
     void nameThatWentMeanwhileIsGone();
     void nameThatWasReplacedMeanwhileIsGone();
     void regionWhoseNameIsNotKnownIsNotGone();
 };
+
+void tst_WatcherRecovery::managerThatEndsInsideItsLockWakes()
+{
+    WatchedRegion region;
+    auto publisher = std::make_unique<LiveRegion>(region.description,
+                                                  ProcessDataManager::InitTypeSharedMemoryAttach);
+    ProcessDataWatcher watcher(region.manager());
+    const LogCapture log; // of a mutex that is destroyed while it is locked
+    FutexCalls::boundOfAll = 10s;
+    const int runOuts = FutexCalls::runOuts();
+    WaitingThread waiting(watcher, longBound);
+    QVERIFY(isAsleep());
+    QVERIFY(publisher->manager.lockWriteBuffer());
+    QVERIFY(publisher->manager.swapReadAndWriteBuffer());
+
+    publisher.reset();
+    waiting.join();
+
+    QCOMPARE(waiting.result, Result::NewSet);
+    QCOMPARE(FutexCalls::runOuts(), runOuts);
+}
 
 void tst_WatcherRecovery::nameIsFoundAsSoonAsThereAreDescriptors()
 {

@@ -56,6 +56,17 @@ public:
     /// Whether the exclusive lock that the calling thread is inside was taken just once.
     bool isOutermost() const { return m_depth.load(std::memory_order_relaxed) == 1; }
 
+    /// Whether a thread of this process is inside the exclusive lock.
+    bool isHeldInThisProcess() const
+    {
+        return isHeldHere()
+               || (belongsToThisProcess() && m_depth.load(std::memory_order_relaxed) > 0);
+    }
+    /// Whether somebody is to be woken if this object ends inside the lock. For whoever wakes: this class
+    /// keeps the answer alone, and it means nothing behind the lock.
+    void setWakesAtEnd(bool wakes) { m_wakesAtEnd.store(wakes, std::memory_order_relaxed); }
+    bool wakesAtEnd() const { return m_wakesAtEnd.load(std::memory_order_relaxed); }
+
     enum class Sharing {
         Shared,   ///< Writers are kept out until unlockShared().
         Unneeded, ///< The semaphores were removed: no writer can come in any more.
@@ -104,6 +115,7 @@ private:
     std::atomic<int> m_depth{0};
     std::atomic<int> m_sharedCount{0};
     std::atomic<bool> m_removalReported{false};
+    std::atomic<bool> m_wakesAtEnd{false};
     WriteLease m_lease;
     std::atomic<int> m_leaseSet{-1};        ///< set in which the last lease was made
     std::atomic<bool> m_isByLease{false};   ///< how the holder is inside

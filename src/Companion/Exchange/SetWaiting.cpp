@@ -115,11 +115,3 @@ void SetWaiting::wakeWaiters(Management &management, quint64 armed)
         management.armed.compare_exchange_strong(armed, 0);
     }
 }
-
-void SetWaiting::noteTime(Management &management)
-{
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME_COARSE, &now);
-    management.lastSwap.store(qint64{now.tv_sec} * 1000000000 + now.tv_nsec,
-                              std::memory_order_relaxed);
-}

@@ -37,11 +37,16 @@ public:
     static bool arm(Management &management, quint64 epoch);
     /// As sleepThrough(), but wakes only if somebody else arms.
     static void sleepUnarmed(Management &management, quint64 epoch, std::chrono::nanoseconds bound);
+    /// Whether a handler that is about to end is inside its write lock, behind a swap, so that nobody has
+    /// been woken for that yet.
+    static bool hasSwappedInside(const PingPongBufferHandler &handler);
+    /// For such a handler, as long as it has its region.
+    static void wakeBeforeTheEnd(const PingPongBufferHandler &handler);
     /// Wakes whoever sleeps in the kernel, though nothing was published. They look and sleep on.
     static void wakeAll(Management &management);
 
-    /// For a publisher that has just swapped, inside its lock.
-    static void noteTime(Management &management);
+    /// For a publisher that has just swapped, inside its lock: the time, and that somebody is to be woken.
+    static void noteSwap(PingPongBufferHandler &handler);
 
     /// The words of a handler; null if its locks cannot be had.
     static Management *words(const PingPongBufferHandler &handler)
@@ -50,5 +55,7 @@ public:
     }
 
 private:
+    static void noteTime(Management &management);
+    static bool isAwaited(const Management &management);
     static void wakeWaiters(Management &management, quint64 armed);
 };
