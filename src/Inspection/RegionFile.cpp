@@ -1,5 +1,6 @@
 #include "Inspection/RegionFile_p.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 
@@ -16,14 +17,46 @@ int openForReading(const QString &name)
     return ::shm_open(name.toLocal8Bit().constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0);
 }
 
+/// As shm_open() has it: slashes in front do not count. Empty for a name that it refuses.
+QByteArray pathOf(const QString &name)
+{
+    const QByteArray text = name.toLocal8Bit().constData(); // ends at a zero
+    const auto begin = std::find_if(text.cbegin(), text.cend(), [](char c) { return c != '/'; });
+    const bool isRefused = begin == text.cend()
+                           || std::find(begin, text.cend(), '/') != text.cend();
+    return isRefused ? QByteArray() : "/dev/shm/" + QByteArray(begin);
+}
+
+/// Without a descriptor, of which there may be none left. A link stands for itself, as it is not followed.
+bool findStatus(const QString &name, struct stat &status)
+{
+    const QByteArray path = pathOf(name);
+    if (path.isEmpty()) {
+        errno = EINVAL;
+        return false;
+    }
+    return ::lstat(path.constData(), &status) == 0;
+}
+
+/// Whether something has the name though it could not be opened, for the reason @p error. Where even that
+/// is not to be had it may.
+bool isThere(const QString &name, int error)
+{
+    struct stat status = {};
+    return error != EINVAL && error != ENAMETOOLONG
+           && (findStatus(name, status) || errno != ENOENT);
+}
+
 } // namespace
 
 RegionFile::RegionFile(const QString &name) : m_fd(openForReading(name))
 {
     if (m_fd < 0) {
         m_error = errno;
+        m_isFound = isThere(name, m_error);
         return;
     }
+    m_isFound = true;
     struct stat status = {};
     if (::fstat(m_fd, &status) != 0) {
         m_error = errno;
@@ -73,13 +106,9 @@ QByteArray RegionFile::read(qint64 offset, quint32 count) const
 
 bool RegionFile::find(const QString &name, FileIdentity &identity)
 {
-    const int fd = openForReading(name);
     struct stat status = {};
-    const bool isFound = fd >= 0 && ::fstat(fd, &status) == 0;
+    const bool isFound = findStatus(name, status);
     identity = {status.st_dev, status.st_ino};
-    if (fd >= 0) {
-        ::close(fd);
-    }
     return isFound;
 }
 

@@ -34,6 +34,9 @@ public:
     /// 0, or errno of what hindered opening it.
     int error() const { return m_error; }
     bool isOpen() const { return m_fd >= 0; }
+    /// Whether the name stood for something, be it to be opened or not. Never for a name that no
+    /// shared-memory object can have.
+    bool isFound() const { return m_isFound; }
     const FileIdentity &identity() const { return m_identity; }
     /// In bytes, as it is now.
     qint64 size() const;
@@ -42,7 +45,7 @@ public:
     /// All bytes or none.
     QByteArray read(qint64 offset, quint32 size) const;
 
-    /// To which memory a name leads now. False if to none.
+    /// To which memory a name leads now, without opening it. False if to none.
     static bool find(const QString &name, FileIdentity &identity);
     /// The device on which all shared-memory objects of this process's world lie; 0 if there is none.
     static dev_t deviceOfAll();
@@ -50,5 +53,6 @@ public:
 private:
     int m_fd = -1;
     int m_error = 0;
+    bool m_isFound = false;
     FileIdentity m_identity{};
 };

@@ -12,7 +12,6 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <cerrno>
 #include <system_error>
 
 namespace {
@@ -158,7 +157,7 @@ QString RegionInspection::getKey() const
 
 bool RegionInspection::exists() const
 {
-    return !m_private->key.isEmpty() && getError() != ENOENT;
+    return m_private->file.isFound();
 }
 
 bool RegionInspection::isReadable() const

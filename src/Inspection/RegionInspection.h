@@ -52,7 +52,8 @@ public:
 
     /// The memory key; empty if the description has none.
     QString getKey() const;
-    /// Whether there was something of that name, be it a region or not.
+    /// Whether there was something of that name, be it a region or not. Never for a key that no memory can
+    /// have, such as one with a slash inside.
     bool exists() const;
     /// Whether it could be opened. If not, all that follows is unknown, 0 or empty.
     bool isReadable() const;

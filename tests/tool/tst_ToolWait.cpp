@@ -45,6 +45,7 @@ private Q_SLOTS:
     void otherLayoutIsRefused();
     void otherSizeIsRefused();
     void descriptionWithoutMemoryIsRefused();
+    void keyThatNoMemoryCanHaveIsRefusedAtOnce();
     void folderIsWaitedForAsWell();
 };
 
@@ -240,6 +241,29 @@ void tst_ToolWait::descriptionWithoutMemoryIsRefused()
     QCOMPARE(result.error, QStringLiteral("tessel: %1: describes no memory; its top level needs "
                                           "'sizeOfSharedMemory'\n")
                                .arg(file));
+}
+
+/// Nobody will ever create such a region.
+void tst_ToolWait::keyThatNoMemoryCanHaveIsRefusedAtOnce()
+{
+    ToolDescription description;
+    description.setRoot(QStringLiteral("keyProcessDataMemory"), QStringLiteral("plant/tank"));
+    const QString file = oneNumber(description);
+
+    for (const auto &subcommand :
+         {QStringLiteral("wait"), QStringLiteral("get"), QStringLiteral("watch")}) {
+        const QStringList timeout = subcommand == QLatin1String("wait")
+                                        ? QStringList{QStringLiteral("--timeout=60")}
+                                        : QStringList();
+
+        const ToolResult result = runTool(QStringList{subcommand} + timeout + QStringList{file});
+
+        QCOMPARE(result.exitCode, 4);
+        QCOMPARE(result.output, QString());
+        QCOMPARE(result.error, QStringLiteral("tessel: %1: cannot attach to region 'plant/tank': "
+                                              "Invalid argument\n")
+                                   .arg(file));
+    }
 }
 
 void tst_ToolWait::folderIsWaitedForAsWell()

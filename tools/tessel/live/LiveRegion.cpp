@@ -9,6 +9,8 @@
 
 #include <QElapsedTimer>
 
+#include <cerrno>
+
 namespace {
 
 QString withReasons(const QString &text)
@@ -192,7 +194,8 @@ void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
 
 void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description)
 {
-    if (!region.exists()) {
+    // A name that no region can have is not there either, but no creator would help.
+    if (!region.exists() && region.getError() == ENOENT) {
         throw Failure{ExitCode::NotFound,
                       QStringLiteral("%1: no region '%2'; start the process that creates it, or "
                                      "'tessel hold'")

@@ -22,15 +22,21 @@ bool isPublished(const RegionInspection &region, const DescriptionSource &descri
                                           : region.getLock().state != RegionLock::State::Unknown;
 }
 
+/// A name that no region can have is not missing: nobody will ever make it.
+bool isMissing(const RegionInspection &region)
+{
+    // Between its making and its sizing a region is an empty file.
+    return region.getError() == (region.exists() ? EINVAL : ENOENT);
+}
+
 RegionProgress look(const DescriptionSource &description)
 {
     // What the description says of its leaves is worth a look only where there is something to compare.
-    if (!RegionInspection(description.key()).exists()) {
+    if (isMissing(RegionInspection(description.key()))) {
         return RegionProgress::Missing;
     }
     const RegionInspection region(description.root());
-    // Between its making and its sizing a region is an empty file.
-    if (!region.exists() || region.getError() == EINVAL) {
+    if (isMissing(region)) {
         return RegionProgress::Missing;
     }
     requireMatchingRegion(region, description);
