@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Inspection/ProcessList_p.h"
+
 #include <QtGlobal>
 
 #include <optional>
@@ -15,9 +17,15 @@ struct Creator
     pid_t pid;            ///< in its own namespace
     quint64 start;        ///< as /proc/PID/stat says it; 0: unknown
     quint64 pidNamespace; ///< inode of /proc/PID/ns/pid; 0: unknown
+
+    bool operator==(const Creator &other) const
+    {
+        return pid == other.pid && start == other.start && pidNamespace == other.pidNamespace;
+    }
 };
 
-/// Whether that process runs. None if it may run where this process cannot see it.
-std::optional<bool> isAlive(const Creator &creator);
+/// Whether that process, which ran at @p time or before, still does. None if it may run where this process
+/// cannot see it.
+std::optional<bool> isAlive(const Creator &creator, ProcessList::Clock::time_point time);
 
 } // namespace CreatorSearch

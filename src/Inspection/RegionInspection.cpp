@@ -2,7 +2,6 @@
 #include "Companion/Exchange/WriteLease_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
-#include "Inspection/CreatorSearch_p.h"
 #include "Inspection/RegionInspectionPrivate_p.h"
 #include "Inspection/RegionLockReading_p.h"
 #include "Inspection/RegionUsers.h"
@@ -52,6 +51,9 @@ RegionInspection::Private::Private(const QString &memoryKey)
     , semaphoreKey(memoryKey + semaphoreEnding)
     , file(name)
 {
+    Block block{};
+    firstCreator = readBlock(block) ? creatorIn(block) : CreatorSearch::Creator{0, 0, 0};
+    timeOfFirstCreator = ProcessList::Clock::now();
 }
 
 RegionInspection::Private::Private(const BaseClassSharedPointer &root) : Private(keyOf(root))
@@ -65,6 +67,13 @@ bool RegionInspection::Private::readBlock(Block &block) const
 {
     return file.isOpen() && file.read(&block, sizeof block, 0)
            && block.format == PingPongBufferHandler::formatWord();
+}
+
+/// An id that none can have, such as one that would be a group of processes, is 0.
+CreatorSearch::Creator RegionInspection::Private::creatorIn(const Block &block)
+{
+    const auto pid = static_cast<pid_t>(block.creatorPid.load());
+    return {std::max(pid, 0), block.creatorStart, block.creatorNamespace};
 }
 
 std::optional<qint64> RegionInspection::Private::offsetOf(Buffer buffer) const
@@ -225,11 +234,16 @@ std::optional<QDateTime> RegionInspection::getLastSwap() const
 RegionCreator RegionInspection::getCreator() const
 {
     Private::Block block{};
-    if (!m_private->readBlock(block) || block.creatorPid == 0) {
+    const CreatorSearch::Creator creator = m_private->readBlock(block)
+                                               ? Private::creatorIn(block)
+                                               : CreatorSearch::Creator{0, 0, 0};
+    if (creator.pid == 0) {
         return {};
     }
-    const auto pid = static_cast<pid_t>(block.creatorPid.load());
-    return {pid, CreatorSearch::isAlive({pid, block.creatorStart, block.creatorNamespace})};
+    // One that was not noted before may be younger than the last list of all processes.
+    const bool isFirst = creator == m_private->firstCreator;
+    return {creator.pid, CreatorSearch::isAlive(creator, isFirst ? m_private->timeOfFirstCreator
+                                                                 : ProcessList::Clock::now())};
 }
 
 RegionLock RegionInspection::getLock() const

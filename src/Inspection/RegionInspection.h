@@ -72,7 +72,8 @@ public:
     std::optional<quint64> getSwapCount() const;
     /// When that was done last, to some milliseconds, in UTC.
     std::optional<QDateTime> getLastSwap() const;
-    /// Who made it.
+    /// Who made it. A creator of another container is looked for among all processes: whoever asks of many
+    /// regions makes all inspections first, and one search will do.
     RegionCreator getCreator() const;
     /// How it stands with the write lock.
     RegionLock getLock() const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Companion/PingPongBufferHandler.h"
+#include "Inspection/CreatorSearch_p.h"
 #include "Inspection/RegionFile_p.h"
 #include "Inspection/RegionInspection.h"
 #include "ProcessDataManagement/LayoutFingerprint.h"
@@ -32,6 +33,7 @@ public:
     std::optional<qint64> offsetOf(Buffer buffer) const;
     /// The words of the processes that have attached with another layout.
     std::vector<quint64> otherLayouts() const;
+    static CreatorSearch::Creator creatorIn(const Block &block);
     const LayoutLeaf *findLeaf(const QString &url) const;
     /// The bytes of a slot, if they lie inside the buffer.
     QByteArray bytes(Buffer buffer, quint64 offset, quint32 size) const;
@@ -41,4 +43,6 @@ public:
     QString semaphoreKey; ///< text from which the key of the semaphores is made
     RegionFile file;
     std::optional<Description> description;
+    CreatorSearch::Creator firstCreator;               ///< at the construction
+    ProcessList::Clock::time_point timeOfFirstCreator; ///< It ran then, or before.
 };

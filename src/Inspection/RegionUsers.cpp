@@ -1,9 +1,9 @@
 #include "Inspection/RegionUsers.h"
 
+#include "Inspection/ProcessList_p.h"
 #include "Inspection/RegionInspectionPrivate_p.h"
 #include "ProcessDataManagement/ProcessStart_p.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -125,18 +125,11 @@ void RegionUsers::Private::look(qint64 pid)
 
 RegionUsers::RegionUsers() : m_private(std::make_unique<Private>())
 {
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
-    m_private->isComplete = !entries.isEmpty();
-    for (const auto &entry : entries) {
-        bool isProcess = false;
-        const qint64 pid = entry.toLongLong(&isProcess);
-        if (isProcess) {
-            m_private->look(pid);
-        }
+    const std::vector<pid_t> numbers = ProcessList::findNumbers();
+    m_private->isComplete = !numbers.empty() && ProcessList::areAllNamed();
+    for (const pid_t number : numbers) {
+        m_private->look(number);
     }
-    std::stable_sort(
-        m_private->mappings.begin(), m_private->mappings.end(),
-        [](const Mapping &left, const Mapping &right) { return left.pid < right.pid; });
 }
 
 RegionUsers::~RegionUsers() = default;

@@ -25,7 +25,8 @@ public:
     /// In ascending order of their ids. A process with two memories of the name is there twice. The
     /// looking process counts as any other; an inspection alone maps nothing.
     QVector<RegionUser> getUsersOf(const RegionInspection &region) const;
-    /// Whether all processes could be looked at. If not, others may have the region mapped as well.
+    /// Whether all processes could be looked at. If not, others may have the region mapped as well. Where
+    /// /proc hides processes (`hidepid`) they could only for the group that is told of all.
     bool isComplete() const;
 
 private:

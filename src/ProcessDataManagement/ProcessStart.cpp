@@ -34,6 +34,22 @@ quint64 namespaceIn(const QByteArray &folder)
     return stat(path.constData(), &status) == 0 ? status.st_ino : 0;
 }
 
+/// Of a process, in each namespace from that of /proc down to its own; empty: not to be had.
+QList<QByteArray> numbersIn(const QString &folder)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(folder));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    // "NSpid:\t4711\t12"
+    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
+        if (line.startsWith("NSpid:")) {
+            return line.simplified().split(' ').mid(1);
+        }
+    }
+    return {};
+}
+
 } // namespace
 
 ProcessStart ProcessStart::of(pid_t process)
@@ -58,15 +74,11 @@ quint64 ProcessStart::ownNamespace()
 
 pid_t ProcessStart::ownPid(pid_t process)
 {
-    QFile status(QStringLiteral("/proc/%1/status").arg(process));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return 0;
-    }
-    // The last number of "NSpid:\t4711\t12" is that of the innermost namespace.
-    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
-        if (line.startsWith("NSpid:")) {
-            return static_cast<pid_t>(line.simplified().split(' ').constLast().toInt());
-        }
-    }
-    return 0;
+    const QList<QByteArray> numbers = numbersIn(QString::number(process));
+    return numbers.isEmpty() ? 0 : static_cast<pid_t>(numbers.constLast().toInt());
+}
+
+bool ProcessStart::areOwnNumbers()
+{
+    return numbersIn(QStringLiteral("self")).size() == 1;
 }

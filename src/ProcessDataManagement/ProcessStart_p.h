@@ -20,6 +20,8 @@ struct ProcessStart
     /// The namespace of that id, by its inode; 0: not to be had.
     static quint64 namespaceOf(pid_t process);
     static quint64 ownNamespace();
+    /// Whether the numbers in /proc are those of this process's namespace, and not of one above.
+    static bool areOwnNumbers();
 
     // Id and start in one word, which changes at once.
     static quint64 wordOf(pid_t process, const ProcessStart &start)

@@ -122,6 +122,7 @@ private Q_SLOTS:
     void singleBufferIsUnknownInMuch();
     void whatIsNoRegionIsUnknown();
     void deadCreatorIsNamed();
+    void creatorThatNoProcessCanBeIsUnknown();
     void readerOfAReplacedRegionIsNamed();
     void processWithAnotherLayoutIsNamed();
     void lastSetHasItsAge_data();
@@ -205,6 +206,23 @@ void tst_ToolRegions::deadCreatorIsNamed()
     // Null where this process may not look at all others.
     QCOMPARE(regionOf(plant.key()).value(QStringLiteral("attached")).toArray(), QJsonArray());
     QCOMPARE(lineOf(plant.key()).value(4), QStringLiteral("%1 dead").arg(creator.toInt()));
+}
+
+void tst_ToolRegions::creatorThatNoProcessCanBeIsUnknown()
+{
+    Plant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.write());
+    SharedMemory memory;
+    memory.setKey(plant.segment().name());
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->creatorPid = 0xFFFFFFFF;
+
+    QCOMPARE(regionOf(plant.key()).value(QStringLiteral("creatorPid")),
+             QJsonValue(QJsonValue::Null));
+    QCOMPARE(regionOf(plant.key()).value(QStringLiteral("creatorAlive")),
+             QJsonValue(QJsonValue::Null));
+    QCOMPARE(lineOf(plant.key()).value(4), QStringLiteral("-"));
 }
 
 void tst_ToolRegions::readerOfAReplacedRegionIsNamed()

@@ -1,0 +1,219 @@
+#include "InspectedRegion.h"
+#include "Inspection/RegionUsers.h"
+#include "support/ChildProcess.h"
+
+#include <grp.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+namespace {
+
+constexpr uid_t somebody = 65534;
+
+/// This process alone gets a /proc with the option.
+bool mountProcesses(const char *option)
+{
+    return unshare(CLONE_NEWNS) == 0
+           && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0
+           && mount("proc", "/proc", "proc", 0, option) == 0;
+}
+
+/// From here on the process may look at its own alone.
+bool becomeSomebody()
+{
+    return setgroups(0, nullptr) == 0 && setresgid(somebody, somebody, somebody) == 0
+           && setresuid(somebody, somebody, somebody) == 0 && prctl(PR_SET_DUMPABLE, 1) == 0;
+}
+
+template <class Body>
+int inFork(const Body &body)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        _exit(body());
+    }
+    int status = 0;
+    CHILD_VERIFY(waitpid(child, &status, 0) == child && WIFEXITED(status));
+    return WEXITSTATUS(status);
+}
+
+/// As its first process.
+template <class Body>
+ChildProcess::Body inNamespace(const Body &body)
+{
+    return [body](const ChildSide & /*side*/) {
+        return unshare(CLONE_NEWPID) == 0 ? inFork(body) : ChildProcess::sm_cannotTry;
+    };
+}
+
+/// What a look at all processes is told by its exit code.
+int look(bool isComplete)
+{
+    CHILD_VERIFY(RegionUsers().isComplete() == isComplete);
+    return 0;
+}
+
+/// Two processes alone in a namespace, of which the second looks at both.
+ChildProcess::Body lookingIs(bool isComplete, const QByteArray &option, bool isFirstRoot,
+                             bool isLookerRoot)
+{
+    return inNamespace([=] {
+        if (!mountProcesses(option.constData())) {
+            return ChildProcess::sm_cannotTry;
+        }
+        CHILD_VERIFY(isFirstRoot || becomeSomebody());
+        return inFork([=] {
+            CHILD_VERIFY(isLookerRoot || !isFirstRoot || becomeSomebody());
+            return look(isComplete);
+        });
+    });
+}
+
+} // namespace
+
+/// What an inspection says where /proc does not show all processes to everybody.
+class tst_RegionHiding : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void lookThatIsShownAPartIsNotComplete_data();
+    void lookThatIsShownAPartIsNotComplete();
+    void creatorThatIsNotShownIsUnknown();
+    void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown_data();
+    void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown();
+    void creatorThatHasEndedIsDeadAllTheSame();
+};
+
+void tst_RegionHiding::lookThatIsShownAPartIsNotComplete_data()
+{
+    QTest::addColumn<QByteArray>("option");
+    QTest::addColumn<bool>("isFirstRoot");
+    QTest::addColumn<bool>("isLookerRoot");
+    QTest::addColumn<bool>("isComplete");
+    const auto row = [](const char *name, const char *option, bool isFirstRoot, bool isLookerRoot,
+                        bool isComplete) {
+        QTest::newRow(name) << QByteArray(option) << isFirstRoot << isLookerRoot << isComplete;
+    };
+    row("root, all are named", "hidepid=0", true, true, true);
+    row("root, all are named without access", "hidepid=1", true, true, true);
+    row("root is in the group that is told", "hidepid=2", true, true, true);
+    row("root is not in the group", "hidepid=2,gid=65534", true, true, false);
+    row("root, by what may be traced", "hidepid=4", true, true, false);
+    row("somebody beside root", "hidepid=0", true, false, false);
+    row("somebody beside root, without access", "hidepid=1", true, false, false);
+    row("somebody beside root, who is not told", "hidepid=2", true, false, false);
+    row("somebody beside root, in the group", "hidepid=2,gid=65534", true, false, false);
+    row("somebody beside root, by what may be traced", "hidepid=4", true, false, false);
+    row("somebody alone, all are named", "hidepid=0", false, false, true);
+    row("somebody alone, who is not told", "hidepid=2", false, false, false);
+    row("somebody alone, in the group", "hidepid=2,gid=65534", false, false, true);
+}
+
+void tst_RegionHiding::lookThatIsShownAPartIsNotComplete()
+{
+    QFETCH(QByteArray, option);
+    QFETCH(bool, isFirstRoot);
+    QFETCH(bool, isLookerRoot);
+    QFETCH(bool, isComplete);
+
+    ChildProcess child(lookingIs(isComplete, option, isFirstRoot, isLookerRoot));
+
+    COMPARE_EXIT(child.waitForExit(), "the right to mount /proc with that option");
+}
+
+/// It may be told a signal and is not to be seen all the same.
+void tst_RegionHiding::creatorThatIsNotShownIsUnknown()
+{
+    const TwoNumbers description;
+    ChildProcess creator([&description](const ChildSide &side) {
+        if (!becomeSomebody()) {
+            return ChildProcess::sm_cannotTry;
+        }
+        const QuietManager manager(description, create);
+        CHILD_VERIFY(manager.isValid() && prctl(PR_SET_DUMPABLE, 0) == 0);
+        side.say();
+        side.waitForWord();
+        return 0;
+    });
+    if (!creator.waitUntilReady()) {
+        COMPARE_EXIT(creator.waitForExit(), "the right to become somebody else");
+    }
+    QVERIFY(description.inspect().getCreator().isAlive == true);
+
+    ChildProcess child([&description](const ChildSide & /*side*/) {
+        if (!mountProcesses("hidepid=2")) {
+            return ChildProcess::sm_cannotTry;
+        }
+        CHILD_VERIFY(description.inspect().getCreator().isAlive == true);
+        CHILD_VERIFY(becomeSomebody());
+        CHILD_VERIFY(description.inspect().getCreator().pid.has_value());
+        CHILD_VERIFY(!description.inspect().getCreator().isAlive);
+        return 0;
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to mount /proc");
+    creator.tell();
+    QCOMPARE(creator.waitForExit(), 0);
+}
+
+void tst_RegionHiding::creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown_data()
+{
+    QTest::addColumn<QByteArray>("option");
+    QTest::newRow("numbers are not readable") << QByteArray("hidepid=1");
+    QTest::newRow("numbers are not named") << QByteArray("hidepid=2");
+}
+
+void tst_RegionHiding::creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown()
+{
+    QFETCH(QByteArray, option);
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    // No namespace and no process has these numbers.
+    block.management()->creatorNamespace = 12345;
+    block.management()->creatorPid = 0x7FFFFFFF;
+
+    ChildProcess child([&](const ChildSide & /*side*/) {
+        const bool wouldBeSeen = description.inspect().getCreator().isAlive == false;
+        if (!mountProcesses(option.constData()) || !wouldBeSeen) {
+            return ChildProcess::sm_cannotTry;
+        }
+        CHILD_VERIFY(description.inspect().getCreator().isAlive == false);
+        CHILD_VERIFY(becomeSomebody());
+        CHILD_VERIFY(!description.inspect().getCreator().isAlive);
+        return 0;
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to mount /proc, outside of containers");
+}
+
+void tst_RegionHiding::creatorThatHasEndedIsDeadAllTheSame()
+{
+    const TwoNumbers description;
+    ChildProcess creator([&description](const ChildSide &side) {
+        const QuietManager manager(description, create);
+        side.say();
+        side.waitForWord();
+        return manager.isValid() ? 0 : 1;
+    });
+    QVERIFY(creator.waitUntilReady());
+    QVERIFY(creator.kill());
+
+    ChildProcess child([&description](const ChildSide & /*side*/) {
+        if (!mountProcesses("hidepid=2")) {
+            return ChildProcess::sm_cannotTry;
+        }
+        CHILD_VERIFY(becomeSomebody());
+        CHILD_VERIFY(description.inspect().getCreator().isAlive == false);
+        return 0;
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to mount /proc");
+}
+
+QTEST_GUILESS_MAIN(tst_RegionHiding)
+
+#include "tst_RegionHiding.moc"
