@@ -29,7 +29,8 @@ bool holdsAddress(const QByteArray &line, std::uintptr_t address)
 /// The line of the mapping at @p address; empty if there is none.
 QByteArray findLine(const void *address)
 {
-    QFile table(QStringLiteral("/proc/self/maps"));
+    // That of the process is empty once its main thread has ended.
+    QFile table(QStringLiteral("/proc/thread-self/maps"));
     if (!table.open(QIODevice::ReadOnly)) {
         return {};
     }

@@ -8,7 +8,7 @@
 
 /// Whether the file that is mapped at @p address still has its name, so that whoever opens that name
 /// gets the same memory. False where nothing is mapped, and for memory without a file. Reads
-/// /proc/self/maps: not for the ordinary way through a lock.
+/// /proc/thread-self/maps: not for the ordinary way through a lock.
 bool hasMappedName(const void *address);
 
 /// Which memory is mapped at an address, wherever else it is mapped as well: device and inode of its file
@@ -19,7 +19,7 @@ using MappedMemory = std::pair<QByteArray, quint64>;
 class MappedName
 {
 public:
-    /// Looks in /proc/self/maps.
+    /// Looks in /proc/thread-self/maps.
     explicit MappedName(const void *address);
 
     /// True as well where there is no such table to look in.
