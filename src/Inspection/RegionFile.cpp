@@ -112,6 +112,12 @@ bool RegionFile::find(const QString &name, FileIdentity &identity)
     return isFound;
 }
 
+QByteArray RegionFile::pathInTable(const QString &name)
+{
+    // A line break would end the line.
+    return pathOf(name).replace('\n', "\\012");
+}
+
 dev_t RegionFile::deviceOfAll()
 {
     struct stat status = {};

@@ -47,6 +47,8 @@ public:
 
     /// To which memory a name leads now, without opening it. False if to none.
     static bool find(const QString &name, FileIdentity &identity);
+    /// The path of a name as the kernel writes it into the tables of mappings.
+    static QByteArray pathInTable(const QString &name);
     /// The device on which all shared-memory objects of this process's world lie; 0 if there is none.
     static dev_t deviceOfAll();
 

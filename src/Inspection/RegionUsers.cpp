@@ -1,6 +1,7 @@
 #include "Inspection/RegionUsers.h"
 
 #include "Inspection/ProcessList_p.h"
+#include "Inspection/ProcessMappings_p.h"
 #include "Inspection/RegionInspectionPrivate_p.h"
 #include "ProcessDataManagement/ProcessStart_p.h"
 
@@ -8,71 +9,22 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <cerrno>
-
-#include <fcntl.h>
-#include <sys/sysmacros.h>
 
 namespace {
 
-/// One memory in /dev/shm that a process has mapped.
-struct Mapping
+/// A process that has memory in /dev/shm mapped, as it was at the look: later its id may be another's.
+struct User
 {
-    qint64 pid;
-    FileIdentity memory;
-    QByteArray path; ///< that it had when it was mapped
-
-    bool isOf(qint64 process, const FileIdentity &other) const
-    {
-        return pid == process && memory == other;
-    }
+    pid_t pid;
+    pid_t ownPid; ///< in its own namespace
+    ProcessStart start;
+    QString program;
+    std::vector<ProcessMappings::Mapping> mappings;
 };
 
-const QByteArray folder = QByteArrayLiteral("/dev/shm/");
-
-/// A line reads "start-end rwxs offset device inode   path", with " (deleted)" behind the path of a file
-/// whose name was removed or given to another file. False for memory that is no shared file.
-bool readMapping(const QByteArray &line, Mapping &mapping)
+QString programIn(const QString &folder)
 {
-    const int path = line.indexOf(folder);
-    if (path < 0) {
-        return false;
-    }
-    constexpr int deviceField = 3;
-    constexpr int inodeField = 4;
-    const QList<QByteArray> fields = line.left(path).simplified().split(' ');
-    const QList<QByteArray> device = fields.value(deviceField).split(':');
-    if (device.size() != 2 || fields.size() <= inodeField) {
-        return false;
-    }
-    mapping.memory = {makedev(device[0].toUInt(nullptr, 16), device[1].toUInt(nullptr, 16)),
-                      static_cast<ino_t>(fields[inodeField].toULongLong())};
-    mapping.path = line.mid(path);
-    if (mapping.path.endsWith('\n')) {
-        mapping.path.chop(1);
-    }
-    const QByteArray mark = QByteArrayLiteral(" (deleted)");
-    if (mapping.path.endsWith(mark)) {
-        mapping.path.chop(mark.size());
-    }
-    return true;
-}
-
-/// By the words that such processes leave in the block.
-bool isAmong(const std::vector<quint64> &words, qint64 process)
-{
-    const auto pid = static_cast<pid_t>(process);
-    const ProcessStart start = words.empty() ? ProcessStart() : ProcessStart::of(pid);
-    return std::any_of(words.cbegin(), words.cend(), [&](quint64 word) {
-        const pid_t noted = ProcessStart::pidOf(word);
-        return ProcessStart::wordOf(noted, start) == word
-               && (noted == pid || noted == ProcessStart::ownPid(pid));
-    });
-}
-
-QString programOf(qint64 pid)
-{
-    QString path = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid));
+    QString path = QFile::symLinkTarget(folder + QStringLiteral("/exe"));
     const QString mark = QStringLiteral(" (deleted)");
     if (path.endsWith(mark)) {
         path.chop(mark.size());
@@ -80,46 +32,48 @@ QString programOf(qint64 pid)
     if (!path.isEmpty()) {
         return QFileInfo(path).fileName();
     }
-    QFile name(QStringLiteral("/proc/%1/comm").arg(pid));
+    QFile name(folder + QStringLiteral("/comm"));
     return name.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(name.readAll()).trimmed()
                                           : QString();
 }
 
-/// As the kernel writes a path into the table: a line break would end the line.
-QByteArray pathInTable(const QString &name)
+/// By the words that such processes leave in the block.
+bool isAmong(const std::vector<quint64> &words, const User &user)
 {
-    return folder + name.toLocal8Bit().replace('\n', "\\012");
+    return std::any_of(words.cbegin(), words.cend(), [&](quint64 word) {
+        const pid_t noted = ProcessStart::pidOf(word);
+        return ProcessStart::wordOf(noted, user.start) == word
+               && (noted == user.pid || noted == user.ownPid);
+    });
 }
 
 } // namespace
 
 struct RegionUsers::Private
 {
-    std::vector<Mapping> mappings;
+    std::vector<User> users;
+    dev_t device = RegionFile::deviceOfAll();
     bool isComplete = true;
 
-    void look(qint64 pid);
+    void look(pid_t process);
 };
 
-void RegionUsers::Private::look(qint64 pid)
+void RegionUsers::Private::look(pid_t process)
 {
-    const QByteArray path = QByteArrayLiteral("/proc/") + QByteArray::number(pid) + "/maps";
-    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
-    QFile table;
-    if (fd < 0 || !table.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        // A process that has ended, or that the kernel runs for itself, has nothing mapped.
-        isComplete = isComplete && (errno == ENOENT || errno == ESRCH);
+    const ProcessStart start = ProcessStart::of(process);
+    const auto found = ProcessMappings::of(process, device);
+    if (!found) {
+        isComplete = false;
         return;
     }
-    // Such a file has no size: it ends where nothing more comes.
-    for (QByteArray line = table.readLine(); !line.isEmpty(); line = table.readLine()) {
-        Mapping mapping{pid, {}, {}};
-        if (readMapping(line, mapping)
-            && std::none_of(mappings.cbegin(), mappings.cend(), [&](const Mapping &known) {
-                   return known.isOf(pid, mapping.memory);
-               })) {
-            mappings.push_back(mapping);
-        }
+    if (found->mappings.empty()) {
+        return;
+    }
+    const User user{process, ProcessStart::ownPid(process), start,
+                    programIn(QString::fromLatin1(found->folder)), found->mappings};
+    // Otherwise it has ended, and part of this is of the next one with its id.
+    if (ProcessStart::of(process).ticks == start.ticks) {
+        users.push_back(user);
     }
 }
 
@@ -140,18 +94,18 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
     const FileIdentity &inspected = region.m_private->file.identity();
     FileIdentity current{};
     const bool isThere = RegionFile::find(name, current);
-    const QByteArray path = pathInTable(name);
+    const QByteArray path = RegionFile::pathInTable(name);
     const std::vector<quint64> otherLayouts = region.m_private->otherLayouts();
     QVector<RegionUser> users;
-    for (const auto &mapping : m_private->mappings) {
-        const bool isCurrent = isThere && mapping.memory == current;
-        const bool isInspected = region.isReadable() && mapping.memory == inspected;
-        // The same path on another device is the name of another container.
-        const bool isFormer = mapping.path == path
-                              && mapping.memory.device == RegionFile::deviceOfAll();
-        if (isCurrent || isInspected || isFormer) {
-            users.append({mapping.pid, programOf(mapping.pid), !isCurrent,
-                          isInspected && isAmong(otherLayouts, mapping.pid)});
+    for (const auto &user : m_private->users) {
+        for (const auto &mapping : user.mappings) {
+            const bool isCurrent = isThere && mapping.memory == current;
+            const bool isInspected = region.isReadable() && mapping.memory == inspected;
+            // The same path on another device would be the name of another container.
+            if (isCurrent || isInspected || mapping.path == path) {
+                users.append({user.pid, user.program, !isCurrent,
+                              isInspected && isAmong(otherLayouts, user)});
+            }
         }
     }
     return users;

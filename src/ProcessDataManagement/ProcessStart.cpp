@@ -19,12 +19,13 @@ ProcessStart startIn(const QString &folder)
     const int nameEnd = line.lastIndexOf(')');
     const QList<QByteArray> fields = line.mid(nameEnd + 2).split(' ');
     constexpr int stateField = 3;
+    constexpr int threadsField = 20;
     constexpr int startField = 22;
     if (nameEnd < 0 || fields.size() <= startField - stateField) {
         return {};
     }
     return {fields[startField - stateField].toULongLong(),
-            fields[0].isEmpty() ? '\0' : fields[0][0]};
+            fields[0].isEmpty() ? '\0' : fields[0][0], fields[threadsField - stateField].toInt()};
 }
 
 quint64 namespaceIn(const QByteArray &folder)

@@ -9,7 +9,8 @@
 struct ProcessStart
 {
     quint64 ticks = 0; ///< since the boot, field 22 of /proc/PID/stat; 0: not to be had
-    char state = 0;    ///< field 3, such as 'S'; 0: not to be had
+    char state = 0;    ///< of the main thread, field 3, such as 'S'; 0: not to be had
+    int threads = 0;   ///< field 20; 0: not to be had
 
     /// Of @p process as this process sees it.
     static ProcessStart of(pid_t process);
@@ -30,6 +31,7 @@ struct ProcessStart
     }
     static pid_t pidOf(quint64 word) { return static_cast<pid_t>(word >> 32); }
 
-    /// An ended process that nobody has waited for yet has a number and a start, but no memory.
-    bool isRunning() const { return ticks != 0 && state != 'Z' && state != 'X'; }
+    /// An ended process that nobody has waited for yet has a number and a start, but no memory. One whose
+    /// main thread alone has ended looks like it, and has other threads.
+    bool isRunning() const { return ticks != 0 && ((state != 'Z' && state != 'X') || threads > 1); }
 };

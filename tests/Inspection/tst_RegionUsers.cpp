@@ -1,0 +1,117 @@
+#include "InspectedRegion.h"
+#include "Inspection/RegionUsers.h"
+#include "support/ChildProcess.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+
+namespace {
+
+/// Holds a region until it is told to end.
+ChildProcess::Body holding(const ProcessDescription &description,
+                           ProcessDataManager::InitTypeSharedMemory type)
+{
+    return [&description, type](const ChildSide &side) {
+        const QuietManager manager(description, type);
+        CHILD_VERIFY(manager.isValid());
+        side.say();
+        side.waitForWord();
+        return 0;
+    };
+}
+
+/// Has a region mapped that it knows by another folder.
+ChildProcess::Body mappingIn(const QString &folder, const SegmentFile &segment)
+{
+    return [folder, &segment](const ChildSide &side) {
+        if (unshare(CLONE_NEWNS) != 0
+            || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+            || mount("/dev/shm", qPrintable(folder), nullptr, MS_BIND, nullptr) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        const int fd = open(qPrintable(folder + QLatin1Char('/') + segment.name()), O_RDONLY);
+        CHILD_VERIFY(fd >= 0 && mmap(nullptr, 1, PROT_READ, MAP_SHARED, fd, 0) != MAP_FAILED);
+        side.say();
+        side.waitForWord();
+        return 0;
+    };
+}
+
+} // namespace
+
+/// Who is said to have a region mapped, whenever and by whatever name.
+class tst_RegionUsers : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void usersAreThoseOfTheLook();
+    void userOfARemovedRegionWithASlashInFrontIsSeen();
+    void userByAnotherPathIsSeen();
+};
+
+/// Their ids may be those of other processes since.
+void tst_RegionUsers::usersAreThoseOfTheLook()
+{
+    const TwoNumbers description;
+    TwoNumbers other;
+    other.key = description.key;
+    other.leaves[QStringLiteral("b")].type = QStringLiteral("uint32");
+    ChildProcess creator(holding(description, create));
+    QVERIFY(creator.waitUntilReady());
+    ChildProcess child(holding(other, attach));
+    QVERIFY(child.waitUntilReady());
+    const RegionUsers look;
+    QVERIFY(child.kill() && creator.kill());
+
+    const QVector<RegionUser> users = look.getUsersOf(description.inspect());
+
+    QCOMPARE(users.size(), 2);
+    QVERIFY(users[0].hasOtherLayout != users[1].hasOtherLayout);
+    const QString program = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
+    QCOMPARE(users[0].program, program);
+    QCOMPARE(users[1].program, program);
+    QCOMPARE(RegionUsers().getUsersOf(description.inspect()).size(), 0);
+}
+
+void tst_RegionUsers::userOfARemovedRegionWithASlashInFrontIsSeen()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    const RegionInspection before(QLatin1Char('/') + description.key);
+    QCOMPARE(before.getUsers().size(), 1);
+
+    QVERIFY(description.segment.remove());
+
+    const QVector<RegionUser> users =
+        RegionInspection(QLatin1Char('/') + description.key).getUsers();
+    QCOMPARE(users.size(), 1);
+    QVERIFY(users[0].isReplaced);
+}
+
+void tst_RegionUsers::userByAnotherPathIsSeen()
+{
+    const TwoNumbers description;
+    QVERIFY(description.segment.make(QByteArray(1000, '\0')));
+    const QTemporaryDir folder;
+    ChildProcess child(mappingIn(folder.path(), description.segment));
+    if (!child.waitUntilReady()) {
+        COMPARE_EXIT(child.waitForExit(), "the right to mount a folder");
+    }
+
+    const QVector<RegionUser> users = description.inspect().getUsers();
+
+    QCOMPARE(users.size(), 1);
+    QVERIFY(!users[0].isReplaced);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_RegionUsers)
+
+#include "tst_RegionUsers.moc"
