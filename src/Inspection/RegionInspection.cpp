@@ -11,6 +11,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <limits>
 #include <system_error>
 
 namespace {
@@ -76,15 +77,25 @@ CreatorSearch::Creator RegionInspection::Private::creatorIn(const Block &block)
     return {std::max(pid, 0), block.creatorStart, block.creatorNamespace};
 }
 
+bool RegionInspection::Private::hasSizeOfDescription() const
+{
+    const ProcessDataBufferHandler layout(description && description->isDoubleBuffer);
+    return description
+           && file.size() == qint64{layout.calculateSizeSharedMemory(description->bufferSize)};
+}
+
 std::optional<qint64> RegionInspection::Private::offsetOf(Buffer buffer) const
 {
-    const qint64 blockSize = PingPongBufferHandler::getSizeManagementBuffer();
     Block block{};
-    if (!readBlock(block)) {
-        return buffer == Buffer::First && file.isOpen() ? std::optional<qint64>(0) : std::nullopt;
+    // In a region of another kind or size the leaves lie elsewhere, or are not there at all.
+    if (!hasSizeOfDescription() || readBlock(block) != description->isDoubleBuffer) {
+        return {};
     }
-    const qint64 bufferSize = (file.size() - blockSize) / 2;
-    return buffer == Buffer::First ? blockSize : blockSize + bufferSize;
+    if (!description->isDoubleBuffer) {
+        return buffer == Buffer::First ? std::optional<qint64>(0) : std::nullopt;
+    }
+    const qint64 first = PingPongBufferHandler::getSizeManagementBuffer();
+    return buffer == Buffer::First ? first : first + description->bufferSize;
 }
 
 std::vector<quint64> RegionInspection::Private::otherLayouts() const
@@ -114,8 +125,7 @@ const LayoutLeaf *RegionInspection::Private::findLeaf(const QString &url) const
 QByteArray RegionInspection::Private::bytes(Buffer buffer, quint64 offset, quint32 size) const
 {
     const std::optional<qint64> begin = offsetOf(buffer);
-    const quint64 bufferSize = description ? description->bufferSize : 0;
-    return begin && offset + size <= bufferSize
+    return begin && offset + size <= description->bufferSize
                ? file.read(*begin + static_cast<qint64>(offset), size)
                : QByteArray();
 }
@@ -209,10 +219,13 @@ std::optional<quint32> RegionInspection::getBufferSize() const
 {
     const std::optional<bool> isDouble = isDoubleBuffer();
     const qint64 blockSize = PingPongBufferHandler::getSizeManagementBuffer();
-    if (!isReadable() || !isDouble || (*isDouble && getSize() < blockSize)) {
+    // Once: somebody may change it in between.
+    const qint64 size = getSize();
+    if (!isReadable() || !isDouble || (*isDouble && size < blockSize)
+        || size > std::numeric_limits<qint32>::max()) {
         return {};
     }
-    return static_cast<quint32>(*isDouble ? (getSize() - blockSize) / 2 : getSize());
+    return static_cast<quint32>(*isDouble ? (size - blockSize) / 2 : size);
 }
 
 std::optional<quint64> RegionInspection::getSwapCount() const
@@ -282,9 +295,7 @@ std::optional<bool> RegionInspection::hasLayoutOfDescription() const
         return {};
     }
     const Private::Description &described = *m_private->description;
-    const ProcessDataBufferHandler layout(described.isDoubleBuffer);
-    if (getSize() != qint64{layout.calculateSizeSharedMemory(described.bufferSize)}
-        || isDoubleBuffer() != described.isDoubleBuffer) {
+    if (!m_private->hasSizeOfDescription() || isDoubleBuffer() != described.isDoubleBuffer) {
         return false;
     }
     const std::optional<quint64> fingerprint = getFingerprint();
@@ -312,7 +323,8 @@ std::optional<RegionInspection::Buffer> RegionInspection::getReadBuffer() const
     if (swapCount) {
         return *swapCount % 2 == 0 ? Buffer::First : Buffer::Second;
     }
-    return isDoubleBuffer() == false ? std::optional<Buffer>(Buffer::First) : std::nullopt;
+    return isReadable() && isDoubleBuffer() == false ? std::optional<Buffer>(Buffer::First)
+                                                     : std::nullopt;
 }
 
 QByteArray RegionInspection::getValueBytes(const QString &url,

@@ -104,7 +104,10 @@ public:
     std::optional<RegionInspection::Buffer> getReadBuffer() const;
     /// The bytes of the value at the URL of the description, as they lie in @p buffer at this moment:
     /// of a buffer that is being written they may be half of two values. Empty if there is no such leaf
-    /// or buffer, or if the slot reaches outside.
+    /// or buffer, if the slot reaches outside, or if the region has another size than the description asks
+    /// for, or a management block where it asks for none, or the other way round: then the leaf lies
+    /// elsewhere. Of a region of the same size whose leaves lie in another order, which
+    /// hasLayoutOfDescription() tells, they are the bytes of that place.
     QByteArray getValueBytes(const QString &url, RegionInspection::Buffer buffer) const;
     /// The bytes of its error state; empty if the slot has none. See getValueBytes().
     QByteArray getErrorStateBytes(const QString &url, RegionInspection::Buffer buffer) const;

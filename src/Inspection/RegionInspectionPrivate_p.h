@@ -29,13 +29,15 @@ public:
 
     /// False without a management block of this format.
     bool readBlock(Block &block) const;
-    /// Where a buffer begins; none if there is no such buffer.
+    /// Whether the region has the size of the description.
+    bool hasSizeOfDescription() const;
+    /// Where a buffer of the description begins; none if the region has no such buffer.
     std::optional<qint64> offsetOf(Buffer buffer) const;
     /// The words of the processes that have attached with another layout.
     std::vector<quint64> otherLayouts() const;
     static CreatorSearch::Creator creatorIn(const Block &block);
     const LayoutLeaf *findLeaf(const QString &url) const;
-    /// The bytes of a slot, if they lie inside the buffer.
+    /// The bytes of a slot, if they lie inside a buffer of the description.
     QByteArray bytes(Buffer buffer, quint64 offset, quint32 size) const;
 
     QString key;
