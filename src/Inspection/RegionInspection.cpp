@@ -264,7 +264,9 @@ RegionLock RegionInspection::getLock() const
     Private::Block block{};
     const bool isOwnerInside = m_private->readBlock(block)
                                && WriteLease::isOwnerInside(block.lease);
-    return RegionLockReading::read(m_private->semaphoreKey, isOwnerInside);
+    const RegionLock lock = RegionLockReading::read(m_private->semaphoreKey, isOwnerInside);
+    // A later creator takes the name before it makes semaphores: these may be its own.
+    return isReadable() && getName() == Name::Replaced ? RegionLock() : lock;
 }
 
 QVector<RegionUser> RegionInspection::getUsers() const

@@ -9,8 +9,10 @@ struct RegionLock
 {
     /// What keeps writers out.
     enum class State {
-        Unknown, ///< There are no semaphores for the region, or they may not be looked at.
-        Free,    ///< Nobody is inside.
+        /// There are no semaphores for the region, they may not be looked at, or they are those of another
+        /// region, which has replaced it.
+        Unknown,
+        Free, ///< Nobody is inside.
         Kept, ///< A process that writes often keeps the lock, but is outside: nobody waits for it.
         Held  ///< A writer is inside, or a reader who holds writers off.
     };

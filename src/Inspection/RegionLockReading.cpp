@@ -28,54 +28,53 @@ int sleepers(int set, unsigned short semaphore)
 
 } // namespace
 
-/// Negative if there is none, or one that belongs to another text.
-int RegionLockReading::findOwnSet(const QString &semaphoreKey)
+std::optional<RegionLockReading::OwnSet> RegionLockReading::findOwnSet(const QString &semaphoreKey)
 {
     const int set = findSet(semaphoreKey);
     const auto expected = initialValues(semaphoreKey);
-    auto values = expected;
+    OwnSet found{set, expected};
     semid_ds status{};
     SemaphoreArgument argument{};
     argument.status = &status;
-    if (set < 0 || semctl(set, 0, IPC_STAT, argument) != 0 || status.sem_nsems != values.size()) {
-        return -1;
+    if (set < 0 || semctl(set, 0, IPC_STAT, argument) != 0 || status.sem_nsems != expected.size()) {
+        return {};
     }
-    argument.values = values.data();
+    argument.values = found.values.data();
     const bool isRead = semctl(set, 0, GETALL, argument) == 0;
     return isRead
-                   && std::equal(values.cbegin() + SemaphoreFingerprint, values.cend(),
+                   && std::equal(found.values.cbegin() + SemaphoreFingerprint, found.values.cend(),
                                  expected.cbegin() + SemaphoreFingerprint)
-               ? set
-               : -1;
+               ? std::optional<OwnSet>(found)
+               : std::nullopt;
 }
 
 bool RegionLockReading::hasSet(const QString &semaphoreKey)
 {
-    return findOwnSet(semaphoreKey) >= 0;
+    return findOwnSet(semaphoreKey).has_value();
 }
 
 RegionLock RegionLockReading::read(const QString &semaphoreKey, bool isOwnerInside)
 {
     RegionLock lock;
-    const int set = findOwnSet(semaphoreKey);
-    if (set < 0) {
+    const std::optional<OwnSet> own = findOwnSet(semaphoreKey);
+    if (!own) {
         return lock;
     }
+    const auto isTaken = [&own](unsigned short semaphore) { return own->values[semaphore] == 1; };
     lock.state = RegionLock::State::Free;
     // A lease counts only as long as its semaphore is taken: the kernel gives that back at a death.
-    const bool isKept = semctl(set, SemaphoreLease, GETVAL) == 1;
-    if (isKept && isOwnerInside) {
+    if (isTaken(SemaphoreLease) && isOwnerInside) {
         lock.state = RegionLock::State::Held;
-        lock.holder = lastProcess(set, SemaphoreLease);
-    } else if (semctl(set, SemaphoreWriteLock, GETVAL) == 1) {
+        lock.holder = lastProcess(own->id, SemaphoreLease);
+    } else if (isTaken(SemaphoreWriteLock)) {
         lock.state = RegionLock::State::Held;
-        lock.holder = lastProcess(set, SemaphoreWriteLock);
-    } else if (isKept) {
+        lock.holder = lastProcess(own->id, SemaphoreWriteLock);
+    } else if (isTaken(SemaphoreLease)) {
         lock.state = RegionLock::State::Kept;
-        lock.holder = lastProcess(set, SemaphoreLease);
+        lock.holder = lastProcess(own->id, SemaphoreLease);
     }
-    lock.readers = std::max(semctl(set, SemaphoreReaders, GETVAL), 0);
-    lock.waiters = sleepers(set, SemaphoreWriteLock) + sleepers(set, SemaphoreReaders)
-                   + sleepers(set, SemaphoreLease);
+    lock.readers = own->values[SemaphoreReaders];
+    lock.waiters = sleepers(own->id, SemaphoreWriteLock) + sleepers(own->id, SemaphoreReaders)
+                   + sleepers(own->id, SemaphoreLease);
     return lock;
 }

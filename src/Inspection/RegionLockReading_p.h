@@ -3,6 +3,9 @@
 #include "Companion/SystemVSemaphoreBaseClass.h"
 #include "Inspection/RegionLock.h"
 
+#include <array>
+#include <optional>
+
 /// Looks at the semaphores of a region without using them.
 class RegionLockReading : private SystemVSemaphoreBaseClass
 {
@@ -14,5 +17,13 @@ public:
     static bool hasSet(const QString &semaphoreKey);
 
 private:
-    static int findOwnSet(const QString &semaphoreKey);
+    /// A set as it was at one moment: it may be changed or removed behind each look.
+    struct OwnSet
+    {
+        int id;
+        std::array<unsigned short, SemaphoreCount> values;
+    };
+
+    /// None if there is none, or one that belongs to another text.
+    static std::optional<OwnSet> findOwnSet(const QString &semaphoreKey);
 };

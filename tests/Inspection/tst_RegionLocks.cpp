@@ -1,5 +1,6 @@
 #include "InspectedRegion.h"
 #include "support/ChildProcess.h"
+#include "support/SemaphoreCalls.h"
 
 #include <thread>
 
@@ -36,6 +37,9 @@ private Q_SLOTS:
     void readersOfASingleBufferAreCounted();
     void removedSemaphoresAreUnknown();
     void semaphoresOfOthersAreUnknown();
+    void lockOfAReplacedRegionIsUnknown_data();
+    void lockOfAReplacedRegionIsUnknown();
+    void lockIsThatOfOneMoment();
 };
 
 void tst_RegionLocks::lockIsFreeWhileNobodyIsInside()
@@ -187,6 +191,57 @@ void tst_RegionLocks::semaphoresOfOthersAreUnknown()
 
     QVERIFY(lock.state == State::Unknown);
     QCOMPARE(lock.readers, 0);
+}
+
+void tst_RegionLocks::lockOfAReplacedRegionIsUnknown_data()
+{
+    QTest::addColumn<bool>("doubleBuffer");
+    QTest::newRow("single buffer") << false;
+    QTest::newRow("double buffer") << true;
+}
+
+/// The semaphores are those of the later one.
+void tst_RegionLocks::lockOfAReplacedRegionIsUnknown()
+{
+    QFETCH(bool, doubleBuffer);
+    const TwoNumbers description(doubleBuffer);
+    const QuietManager former(description, create);
+    const RegionInspection region = description.inspect();
+    QVERIFY(region.getLock().state == State::Free);
+    QuietManager later(description, create);
+    QVERIFY(later.manager().lockWriteBuffer());
+
+    const RegionLock lock = region.getLock();
+
+    QVERIFY(lock.state == State::Unknown);
+    QVERIFY(!lock.holder);
+    QVERIFY(description.inspect().getLock().state == State::Held);
+    QVERIFY(later.manager().unlockWriteBuffer());
+}
+
+/// The semaphores may be removed behind the first look at them.
+void tst_RegionLocks::lockIsThatOfOneMoment()
+{
+    const TwoNumbers description;
+    QuietManager creator(description, create);
+    QVERIFY(creator.manager().lockWriteBuffer());
+    const RegionInspection region = description.inspect();
+    const int set = description.semaphores.id();
+    SemaphoreCalls::after = [&](const SemaphoreCalls::Call &call) {
+        if (call.command == GETALL && call.set == set) {
+            description.semaphores.remove();
+        }
+    };
+
+    const RegionLock lock = region.getLock();
+    SemaphoreCalls::tellNobody();
+
+    QVERIFY(!description.semaphores.exists());
+    QVERIFY(lock.state == State::Held);
+    QCOMPARE(lock.waiters, 0);
+    QVERIFY(region.getLock().state == State::Unknown);
+    const LogCapture log;
+    creator.manager().unlockWriteBuffer();
 }
 
 QTEST_GUILESS_MAIN(tst_RegionLocks)
