@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <new>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -40,9 +41,8 @@ bool findStatus(const QString &name, struct stat &status)
 
 /// Whether something has the name though it could not be opened, for the reason @p error. Where even that
 /// is not to be had it may.
-bool isThere(const QString &name, int error)
+bool isThere(const QString &name, int error, struct stat &status)
 {
-    struct stat status = {};
     return error != EINVAL && error != ENAMETOOLONG
            && (findStatus(name, status) || errno != ENOENT);
 }
@@ -53,7 +53,9 @@ RegionFile::RegionFile(const QString &name) : m_fd(openForReading(name))
 {
     if (m_fd < 0) {
         m_error = errno;
-        m_isFound = isThere(name, m_error);
+        struct stat status = {};
+        m_isFound = isThere(name, m_error, status);
+        m_identity = {status.st_dev, status.st_ino};
         return;
     }
     m_isFound = true;
@@ -100,8 +102,12 @@ QByteArray RegionFile::read(qint64 offset, quint32 count) const
     if (offset + count > size()) {
         return {};
     }
-    QByteArray bytes(static_cast<int>(count), Qt::Uninitialized);
-    return read(bytes.data(), count, offset) ? bytes : QByteArray();
+    try {
+        QByteArray bytes(static_cast<int>(count), Qt::Uninitialized);
+        return read(bytes.data(), count, offset) ? bytes : QByteArray();
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }
 
 bool RegionFile::find(const QString &name, FileIdentity &identity)

@@ -37,6 +37,7 @@ public:
     /// Whether the name stood for something, be it to be opened or not. Never for a name that no
     /// shared-memory object can have.
     bool isFound() const { return m_isFound; }
+    /// Also of what is found, but not open.
     const FileIdentity &identity() const { return m_identity; }
     /// In bytes, as it is now.
     qint64 size() const;

@@ -266,7 +266,7 @@ RegionLock RegionInspection::getLock() const
                                && WriteLease::isOwnerInside(block.lease);
     const RegionLock lock = RegionLockReading::read(m_private->semaphoreKey, isOwnerInside);
     // A later creator takes the name before it makes semaphores: these may be its own.
-    return isReadable() && getName() == Name::Replaced ? RegionLock() : lock;
+    return getName() == Name::Replaced ? RegionLock() : lock;
 }
 
 QVector<RegionUser> RegionInspection::getUsers() const
@@ -280,7 +280,7 @@ RegionInspection::Name RegionInspection::getName() const
     if (!RegionFile::find(m_private->name, now)) {
         return Name::Removed;
     }
-    return isReadable() && now == m_private->file.identity() ? Name::Current : Name::Replaced;
+    return now == m_private->file.identity() ? Name::Current : Name::Replaced;
 }
 
 std::optional<quint64> RegionInspection::getFingerprint() const

@@ -51,6 +51,7 @@ private Q_SLOTS:
     void bufferOfMoreThanARegionCanHaveIsUnknown();
     void bufferSizeIsThatOfOneMoment();
     void descriptionWithoutLeavesShowsNothing();
+    void valueThatNoMemoryCanHoldIsNotShown();
 };
 
 void tst_RegionBytes::regionOfAnotherKindOrSizeShowsNoBytes_data()
@@ -176,6 +177,23 @@ void tst_RegionBytes::descriptionWithoutLeavesShowsNothing()
     QCOMPARE(region.getValueBytes(QString(), Buffer::First), QByteArray());
     QVERIFY(region.hasLayoutOfDescription() == false);
     QCOMPARE(region.findFirstDifference(), QString());
+}
+
+void tst_RegionBytes::valueThatNoMemoryCanHoldIsNotShown()
+{
+    constexpr int most = std::numeric_limits<int>::max();
+    TwoNumbers description(false);
+    description.size = most;
+    SlotDescription huge = int32Slot(0);
+    huge.sizeValue = most;
+    description.leaves.insert(QStringLiteral("a"), huge);
+    QVERIFY(description.segment.makeSparse(most));
+
+    const RegionInspection region = description.inspectDescribed();
+
+    QVERIFY(region.getBufferSize() == quint32{most});
+    QCOMPARE(region.getValueBytes(QStringLiteral("a"), Buffer::First), QByteArray());
+    QCOMPARE(region.getValueBytes(QStringLiteral("b"), Buffer::First), QByteArray(4, '\0'));
 }
 
 QTEST_GUILESS_MAIN(tst_RegionBytes)

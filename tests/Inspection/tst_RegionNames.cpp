@@ -26,6 +26,7 @@ private Q_SLOTS:
     void regionIsThereWithoutDescriptors();
     void nameIsCurrentWithoutDescriptors();
     void linkIsThereButNoRegion();
+    void nameOfWhatIsNotReadableIsKnown();
 };
 
 void tst_RegionNames::keyThatNoMemoryCanHaveIsNotThere_data()
@@ -134,6 +135,24 @@ void tst_RegionNames::linkIsThereButNoRegion()
     QVERIFY(region.exists());
     QVERIFY(!region.isReadable());
     QCOMPARE(region.getError(), ELOOP);
+    QVERIFY(region.getName() == Name::Current);
+}
+
+/// Such as one that is just being made, or that somebody else may look at alone.
+void tst_RegionNames::nameOfWhatIsNotReadableIsKnown()
+{
+    const TwoNumbers description;
+    QVERIFY(description.segment.make(QByteArray()));
+    const RegionInspection region = description.inspect();
+    QVERIFY(!region.isReadable());
+    QVERIFY(region.getName() == Name::Current);
+
+    QVERIFY(
+        QFile::rename(description.segment.path(), description.segment.path() + QLatin1Char('x')));
+    const SegmentFile renamed(description.segment.name() + QLatin1Char('x'));
+    QVERIFY(region.getName() == Name::Removed);
+
+    QVERIFY(description.segment.make(QByteArray()));
     QVERIFY(region.getName() == Name::Replaced);
 }
 
