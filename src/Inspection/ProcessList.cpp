@@ -29,7 +29,8 @@ dev_t deviceOfProc()
 /// The options of what is mounted on @p device, if that is a /proc; empty if it is none.
 QList<QByteArray> optionsOfProc(dev_t device)
 {
-    QFile table(QStringLiteral("/proc/self/mountinfo"));
+    // A process whose main thread has ended has none.
+    QFile table(QStringLiteral("/proc/thread-self/mountinfo"));
     if (!table.open(QIODevice::ReadOnly)) {
         return {};
     }
@@ -64,7 +65,7 @@ bool isInGroup(const QByteArray &number)
     struct stat status = {};
     bool isNumber = false;
     const gid_t group = number.toUInt(&isNumber);
-    if (!isNumber || ::stat("/proc/self/ns/user", &status) != 0
+    if (!isNumber || ::stat("/proc/thread-self/ns/user", &status) != 0
         || status.st_ino != firstUserNamespace) {
         return false;
     }

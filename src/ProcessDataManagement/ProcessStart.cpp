@@ -70,7 +70,7 @@ quint64 ProcessStart::namespaceOf(pid_t process)
 
 quint64 ProcessStart::ownNamespace()
 {
-    return namespaceIn(QByteArrayLiteral("self"));
+    return namespaceIn(QByteArrayLiteral("thread-self"));
 }
 
 pid_t ProcessStart::ownPid(pid_t process)

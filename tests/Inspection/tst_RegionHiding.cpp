@@ -1,6 +1,6 @@
 #include "InspectedRegion.h"
 #include "Inspection/RegionUsers.h"
-#include "support/ChildProcess.h"
+#include "support/WithoutMainThread.h"
 
 #include <grp.h>
 #include <sched.h>
@@ -80,6 +80,7 @@ class tst_RegionHiding : public QObject
 private Q_SLOTS:
     void lookThatIsShownAPartIsNotComplete_data();
     void lookThatIsShownAPartIsNotComplete();
+    void lookWithoutMainThreadIsComplete();
     void creatorThatIsNotShownIsUnknown();
     void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown_data();
     void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown();
@@ -121,6 +122,21 @@ void tst_RegionHiding::lookThatIsShownAPartIsNotComplete()
     ChildProcess child(lookingIs(isComplete, option, isFirstRoot, isLookerRoot));
 
     COMPARE_EXIT(child.waitForExit(), "the right to mount /proc with that option");
+}
+
+/// Which is no zombie, though the kernel tells it so.
+void tst_RegionHiding::lookWithoutMainThreadIsComplete()
+{
+    ChildProcess child([](const ChildSide &side) {
+        const auto alone = [&side] {
+            return mountProcesses("hidepid=2")
+                       ? withoutMainThread([](const ChildSide &) { return look(true); })(side)
+                       : ChildProcess::sm_cannotTry;
+        };
+        return inNamespace(alone)(side);
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to mount /proc");
 }
 
 /// It may be told a signal and is not to be seen all the same.

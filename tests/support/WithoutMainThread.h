@@ -7,7 +7,8 @@
 #include <sys/syscall.h>
 
 /// The body of a child whose main thread has ended before, as by pthread_exit(). The kernel takes such a
-/// process for a zombie in many of its answers.
+/// process for a zombie in many of its answers. Not for the sanitizer for threads, which ends a child that
+/// starts one.
 inline ChildProcess::Body withoutMainThread(const ChildProcess::Body &body)
 {
     return [body](const ChildSide &side) {
