@@ -28,10 +28,10 @@ QString keyOf(const BaseClassSharedPointer &root)
                          : root->getProperty(Definitions::getStrKeyProcessDataMemory()).toString();
 }
 
-/// An empty name is none, whatever lies under the ending alone.
-QString nameOf(const QString &key)
+/// An empty key is none, whatever lies under the ending alone.
+QString nameOf(const QString &key, QLatin1String ending)
 {
-    return key.isEmpty() ? QString() : key + memoryEnding;
+    return key.isEmpty() ? QString() : key + ending;
 }
 
 } // namespace
@@ -48,8 +48,8 @@ RegionInspection::Private::Description::Description(const BaseClassSharedPointer
 
 RegionInspection::Private::Private(const QString &memoryKey)
     : key(memoryKey)
-    , name(nameOf(memoryKey))
-    , semaphoreKey(memoryKey + semaphoreEnding)
+    , name(nameOf(memoryKey, memoryEnding))
+    , semaphoreKey(nameOf(memoryKey, semaphoreEnding))
     , file(name)
 {
     Block block{};

@@ -30,7 +30,7 @@ int sleepers(int set, unsigned short semaphore)
 
 std::optional<RegionLockReading::OwnSet> RegionLockReading::findOwnSet(const QString &semaphoreKey)
 {
-    const int set = findSet(semaphoreKey);
+    const int set = semaphoreKey.isEmpty() ? -1 : findSet(semaphoreKey);
     const auto expected = initialValues(semaphoreKey);
     OwnSet found{set, expected};
     semid_ds status{};

@@ -13,7 +13,7 @@ public:
     /// Of the set with the text @p semaphoreKey. @p isOwnerInside: what the lease in the management
     /// block says of its owner.
     static RegionLock read(const QString &semaphoreKey, bool isOwnerInside);
-    /// Whether there is a set of semaphores with that text.
+    /// Whether there is a set of semaphores with that text; never for an empty one.
     static bool hasSet(const QString &semaphoreKey);
 
 private:

@@ -11,9 +11,9 @@ class RegionInspection;
 
 /// Who has which region mapped, by one look at all processes of the machine.
 ///
-/// The look is taken at the construction, and all that is told of a process is of that moment. It costs a few
-/// milliseconds for a hundred processes. Processes of
-/// other users are only seen by root, and of other containers only by their host.
+/// The look is taken at the construction, and all that is told of a process is of that moment. It costs a
+/// few milliseconds for a hundred processes. Processes of other users are only seen by root, and of other
+/// containers only by their host.
 class TESSEL_EXPORT RegionUsers
 {
 public:

@@ -1,6 +1,8 @@
 #include "InspectedRegion.h"
+#include "support/ChildProcess.h"
 #include "support/ResourceLimit.h"
 
+#include <sched.h>
 #include <sys/stat.h>
 
 namespace {
@@ -20,6 +22,7 @@ class tst_RegionNames : public QObject
 private Q_SLOTS:
     void keyThatNoMemoryCanHaveIsNotThere_data();
     void keyThatNoMemoryCanHaveIsNotThere();
+    void emptyKeyHasNoLock();
     void fileInAFolderIsNoRegion();
     void slashInFrontLeadsToTheSameRegion();
     void missingRegionIsMissingWithoutDescriptors();
@@ -51,6 +54,26 @@ void tst_RegionNames::keyThatNoMemoryCanHaveIsNotThere()
         QVERIFY(!region.getErrorString().isEmpty());
         QVERIFY(region.getName() == Name::Removed);
     }
+}
+
+/// Whatever has made semaphores by the ending alone.
+void tst_RegionNames::emptyKeyHasNoLock()
+{
+    ChildProcess child([](const ChildSide & /*side*/) {
+        if (unshare(CLONE_NEWIPC) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        unsigned char buffer[16]{};
+        SingleBufferHandler handler(buffer, SystemVSemaphoreBaseClass::CreationTypeCreate,
+                                    sizeof buffer, QStringLiteral("Semaphore"));
+        CHILD_VERIFY(handler.lockForWrite() != nullptr);
+        const RegionLock lock = RegionInspection(QString()).getLock();
+        CHILD_VERIFY(handler.unlockForWrite(buffer));
+        CHILD_VERIFY(lock.state == RegionLock::State::Unknown);
+        return 0;
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "semaphores of its own");
 }
 
 /// Whoever creates and attaches cannot have it as a memory.
