@@ -34,10 +34,12 @@ def leaf(offset):
     }
 
 
-def description(key, node, name):
+def description(key, node, names):
     return {
-        "type": "treenode", "keyProcessDataMemory": key, "sizeOfSharedMemory": 12,
-        "displayPosition": 1, "value": {node: {"type": "treenode", "value": {name: leaf(0)}}},
+        "type": "treenode", "keyProcessDataMemory": key, "sizeOfSharedMemory": 12 * len(names),
+        "displayPosition": 1,
+        "value": {node: {"type": "treenode", "value": {
+            name: leaf(12 * index) for index, name in enumerate(names)}}},
     }
 
 
@@ -56,8 +58,10 @@ class Help(unittest.TestCase):
             host.replace(key, f"{UNIQUE}Host"), encoding="utf-8"
         )
         for name in ("plant", "pump"):
-            text = json.dumps(description(f"{UNIQUE}{name}", "pump", "speed"))
+            text = json.dumps(description(f"{UNIQUE}{name}", "pump", ["speed", "level"]))
             (self.folder / f"{name}.process.json").write_text(text, encoding="utf-8")
+        values = {"pump/speed": 12.5, "pump/level": {"state": "timeout"}}
+        (self.folder / "pump.json").write_text(json.dumps(values), encoding="utf-8")
         (self.folder / "points.csv").write_text("4,0,used\n20,100,used\n", encoding="utf-8")
 
     def start(self, command):
@@ -98,7 +102,7 @@ class Help(unittest.TestCase):
         # Sixty seconds are too long here; the option itself is what is tried.
         command = command.replace("--count 60", "--count 2 --interval 1").removesuffix(" &")
         holders = []
-        if command.split()[1] in ("get", "set", "watch", "wait"):
+        if command.split()[1] in ("get", "set", "apply", "watch", "wait"):
             holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
         process = self.start(command)
         if lasts:

@@ -73,8 +73,9 @@ void tst_ToolComplete::subcommandsAreThoseOfTheHelp()
 void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
-    for (const char *subcommand : {"info", "hold", "get", "set", "watch", "wait", "regions",
-                                   "build", "merge", "config", "validate", "schema", "help"}) {
+    for (const char *subcommand :
+         {"info", "hold", "get", "set", "apply", "watch", "wait", "regions", "build", "merge",
+          "config", "validate", "schema", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -169,6 +170,7 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("get pl", "\t.process.json\n");
     add("hold --prefix acme ", "\t.process.json\n");
     add("build ", "\t/\n");
+    add("apply a.process.json ", "\t.json\n");
     add("merge a.process.json ", "\t.process.json\n");
     add("merge a.process.json b.process.json ", "");
     add("config get ", "\t.config.json\n");

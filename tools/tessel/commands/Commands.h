@@ -14,6 +14,7 @@ Command infoCommand();
 Command holdCommand();
 Command getCommand();
 Command setCommand();
+Command applyCommand();
 Command watchCommand();
 Command waitCommand();
 Command regionsCommand();

@@ -1,5 +1,5 @@
 #include "commands/Commands.h"
-#include "live/LiveRegion.h"
+#include "commands/WrittenValues.h"
 #include "text/Failure.h"
 #include "values/StateName.h"
 #include "values/ValueText.h"
@@ -17,15 +17,27 @@ constexpr auto errorOption = "error";
                   QStringLiteral("set: %1; see 'tessel set --help'").arg(reason)};
 }
 
+/// The pairs of a URL and a value, in the order in which they were given.
+QVector<QPair<QString, QString>> pairsOf(const CommandLine &line)
+{
+    const QStringList words = line.positionalsFrom(1);
+    QVector<QPair<QString, QString>> pairs;
+    for (int i = 0; i + 1 < words.size(); i += 2) {
+        pairs.append({words[i], words[i + 1]});
+    }
+    return pairs;
+}
+
 void checkUse(const CommandLine &line)
 {
-    const bool hasValue = line.positionalsFrom(2).size() == 1;
+    const QStringList words = line.positionalsFrom(1);
     const bool hasState = line.isSet(QLatin1String(errorOption));
-    if (hasValue && hasState) {
+    if (hasState && words.size() > 1) {
         refuseUse(QStringLiteral("give VALUE or --error STATE, not both"));
     }
-    if (!hasValue && !hasState) {
-        refuseUse(QStringLiteral("VALUE is missing"));
+    if (!hasState && words.size() % 2 != 0) {
+        refuseUse(words.size() == 1 ? QStringLiteral("VALUE is missing")
+                                    : QStringLiteral("VALUE of '%1' is missing").arg(words.last()));
     }
 }
 
@@ -38,25 +50,36 @@ ErrorTypes askedState(const CommandLine &line)
     return state;
 }
 
-/// A state that the slot cannot hold would be lost, and the value would read as a valid one.
-void checkCarriesState(const Leaf &leaf, const LeafSlot &slot)
+LeafWrite askedWrite(const CommandLine &line, const DescriptionSource &description)
 {
-    if (!slot.carriesErrorState()) {
-        throw Failure{ExitCode::Refused,
-                      QStringLiteral("'%1': a %2 without metadata cannot carry an error state")
-                          .arg(leaf.url, slot.type)};
+    const Leaf leaf = writableLeafAt(description, line.positional(1));
+    if (line.isSet(QLatin1String(errorOption))) {
+        return {leaf, stateFor(leaf, askedState(line))};
     }
+    return {leaf,
+            {valueFromText(line.positional(2), slotOf(leaf), leaf.url),
+             PROCESS_VALUE_ERROR_TYPE_VALID}};
 }
 
-ProcessValue askedValue(const CommandLine &line, const Leaf &leaf)
+void writeOne(const CommandLine &line, const DescriptionSource &description)
 {
-    const LeafSlot slot = slotOf(leaf);
-    if (line.isSet(QLatin1String(errorOption))) {
-        const ErrorTypes state = askedState(line);
-        checkCarriesState(leaf, slot);
-        return {state};
+    const LeafWrite write = askedWrite(line, description);
+    if (line.isSet(QStringLiteral("dry-run")) || line.isSet(QStringLiteral("json"))) {
+        writeAndPrint(line, description, {write});
+        return;
     }
-    return {valueFromText(line.positional(2), slot, leaf.url), PROCESS_VALUE_ERROR_TYPE_VALID};
+    LiveRegion region(description, LiveRegion::Opening::Attach);
+    region.requireUsable({write.leaf});
+    region.write({write});
+}
+
+void writeSeveral(const CommandLine &line, const DescriptionSource &description)
+{
+    AskedValues values(description, limitsFrom(line));
+    for (const auto &pair : pairsOf(line)) {
+        values.add(pair.first, pair.second);
+    }
+    writeAndPrint(line, description, values.takeAll());
 }
 
 ExitCode run(const CommandLine &line)
@@ -66,17 +89,11 @@ ExitCode run(const CommandLine &line)
         askedState(line);
     }
     const DescriptionSource description(line.positional(0));
-    const Leaf leaf = description.leafAt(line.positional(1));
-    if (slotOf(leaf).isReadOnly) {
-        throw Failure{ExitCode::Refused,
-                      QStringLiteral("'%1' is read-only; only the process that created the region "
-                                     "writes it")
-                          .arg(leaf.url)};
+    if (pairsOf(line).size() > 1) {
+        writeSeveral(line, description);
+    } else {
+        writeOne(line, description);
     }
-    const ProcessValue value = askedValue(line, leaf);
-    LiveRegion region(description, LiveRegion::Opening::Attach);
-    region.requireUsable({leaf});
-    region.write(leaf, value);
     return ExitCode::Done;
 }
 
@@ -86,21 +103,25 @@ Command setCommand()
 {
     CommandSyntax syntax;
     syntax.name = QStringLiteral("set");
-    syntax.summary = QStringLiteral("Write one value or error state and publish it.");
+    syntax.summary = QStringLiteral("Write values or an error state and publish them.");
     syntax.positionals = {
         fileArgument(),
         {QStringLiteral("URL"), QStringLiteral("The leaf to write.")},
         {QStringLiteral("[VALUE]"),
-         QStringLiteral("What to write, fitting the leaf's type; -- before a text with a '-'.")}};
+         QStringLiteral("What to write, fitting the leaf's type; -- before a text with a '-'.")},
+        {QStringLiteral("[URL VALUE...]"),
+         QStringLiteral("More of them: all are written as one set, or none.")}};
     syntax.leastPositionals = 2;
-    syntax.mostPositionals = 3;
+    syntax.mostPositionals = -1;
     syntax.options = {{QLatin1String(errorOption),
                        QStringLiteral("Write an error state instead: 1 to 9, or its name."),
                        QStringLiteral("STATE")}};
+    syntax.options += writingOptions();
     syntax.examples = QStringLiteral(
         "  tessel set plant.process.json pump/speed 12.5             a value\n"
         "  tessel set plant.process.json pump/speed -0.5             a negative one\n"
         "  tessel set plant.process.json pump/speed --error timeout  an error state\n"
+        "  tessel set plant.process.json pump/speed 10 pump/level 2  as one set\n"
         "States: underrange (1), overrange, no-input, division-by-zero, incorrect-mathematic,\n"
         "  invalid-temperature, sensor-short-circuit, sensor-breakage, timeout (9)\n");
     return {syntax, run};

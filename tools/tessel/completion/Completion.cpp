@@ -20,7 +20,7 @@ QString fileEndingFor(const QString &placeholder)
     if (placeholder == QLatin1String("DIR|FILE")) {
         return QStringLiteral(".config.json");
     }
-    if (placeholder == QLatin1String("FILE|DIR...")) {
+    if (placeholder == QLatin1String("FILE|DIR...") || placeholder == QLatin1String("VALUES")) {
         return QStringLiteral(".json");
     }
     return placeholder.endsWith(QLatin1String("FILE")) ? QStringLiteral(".process.json")
@@ -124,11 +124,14 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
     if (placeholder == QLatin1String("[URL...]")) {
         return {processUrls(path, line.current(), UrlsOf::Everything), {}};
     }
-    if (placeholder == QLatin1String("URL")) {
+    const int index = line.positionals().size();
+    // More pairs look like the first one: URLs stand at odd places.
+    const bool isInPairs = placeholder == QLatin1String("[URL VALUE...]");
+    if (placeholder == QLatin1String("URL") || (isInPairs && index % 2 == 1)) {
         return {processUrls(path, line.current(), UrlsOf::WhatCanBeWritten), {}};
     }
-    if (placeholder == QLatin1String("[VALUE]")) {
-        return fromWords(processValues(path, line.positionals()[1]));
+    if (placeholder == QLatin1String("[VALUE]") || isInPairs) {
+        return fromWords(processValues(path, line.positionals()[index - 1]));
     }
     return {{}, fileEndingFor(placeholder)};
 }

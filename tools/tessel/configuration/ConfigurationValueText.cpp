@@ -4,6 +4,7 @@
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
+#include "values/ValueLimits.h"
 #include "values/ValueText.h"
 
 #include <cmath>
@@ -18,11 +19,6 @@ using Tools = ConfigurationAndProcessDataTools;
     throw Failure{ExitCode::Refused, QStringLiteral("'%1': %2").arg(place, reason)};
 }
 
-QVariant converted(QVariant value, int metaType)
-{
-    return !value.isNull() && value.convert(metaType) ? value : QVariant();
-}
-
 /// @p property gives the property under a key, invalid where it is missing.
 template <class Property>
 ConfigurationValueRules rulesFrom(const Property &property)
@@ -34,10 +30,10 @@ ConfigurationValueRules rulesFrom(const Property &property)
     rules.selectionList = property(QStringLiteral("selectionList")).toStringList();
     rules.isReadOnly = property(Definitions::getKeyDataPropertyReadOnly()).toBool();
     if (rules.isNumber()) {
-        rules.minLimit = converted(property(Definitions::getKeyDataPropertyMinLimit()),
-                                   rules.metaType);
-        rules.maxLimit = converted(property(Definitions::getKeyDataPropertyMaxLimit()),
-                                   rules.metaType);
+        rules.minLimit = limitOf(property(Definitions::getKeyDataPropertyMinLimit()),
+                                 rules.metaType);
+        rules.maxLimit = limitOf(property(Definitions::getKeyDataPropertyMaxLimit()),
+                                 rules.metaType);
     }
     return rules;
 }
@@ -120,26 +116,11 @@ QVariant uncheckedValue(const QString &text, const ConfigurationValueRules &rule
     }
 }
 
-/// Both are of the type of the rules.
-bool isLess(const QVariant &left, const QVariant &right)
-{
-    switch (left.userType()) {
-    case QMetaType::ULongLong: return left.toULongLong() < right.toULongLong();
-    case QMetaType::Float:
-    case QMetaType::Double: return left.toDouble() < right.toDouble();
-    default: return left.toLongLong() < right.toLongLong();
-    }
-}
-
 void checkLimits(const QVariant &value, const ConfigurationValueRules &rules, const QString &place)
 {
-    if (rules.minLimit.isValid() && isLess(value, rules.minLimit)) {
-        refuse(place, QStringLiteral("%1 is below the lower limit, %2")
-                          .arg(plainText(value), plainText(rules.minLimit)));
-    }
-    if (rules.maxLimit.isValid() && isLess(rules.maxLimit, value)) {
-        refuse(place, QStringLiteral("%1 is above the upper limit, %2")
-                          .arg(plainText(value), plainText(rules.maxLimit)));
+    const QString problem = limitProblem(value, rules.minLimit, rules.maxLimit);
+    if (!problem.isEmpty()) {
+        refuse(place, problem);
     }
 }
 

@@ -39,18 +39,12 @@ void requireDescriptionFile(const QString &path)
     }
 }
 
-QString parseProblem(const QString &path)
+QString jsonProblem(const QByteArray &text)
 {
-    QString reasons = LogCollector::takeReasons();
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return reasons;
-    }
-    const QByteArray text = file.readAll();
     QJsonParseError error;
     QJsonDocument::fromJson(text, &error);
     if (error.error == QJsonParseError::NoError) {
-        return reasons;
+        return {};
     }
     // The offset counts the character that does not fit.
     const QByteArray before = text.left(std::max(error.offset - 1, 0));
@@ -58,4 +52,15 @@ QString parseProblem(const QString &path)
         .arg(before.count('\n') + 1)
         .arg(before.size() - before.lastIndexOf('\n'))
         .arg(error.errorString());
+}
+
+QString parseProblem(const QString &path)
+{
+    const QString reasons = LogCollector::takeReasons();
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return reasons;
+    }
+    const QString problem = jsonProblem(file.readAll());
+    return problem.isEmpty() ? reasons : problem;
 }

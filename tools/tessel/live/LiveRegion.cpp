@@ -132,27 +132,36 @@ void LiveRegion::readInLock(const std::function<void()> &take)
     }
 }
 
-void LiveRegion::write(const Leaf &leaf, const ProcessValue &value)
+QVector<ProcessValue> LiveRegion::write(const QVector<LeafWrite> &writes)
 {
     LogCollector::takeReasons();
     QElapsedTimer timer;
     timer.start();
     m_manager.lockWriteBuffer();
-    const bool isLocked = m_manager.getPointerWriteBuffer() != nullptr;
-    const bool isWritten = isLocked && leaf.element->setValueNoLock(value);
-    m_manager.unlockWriteBuffer();
-    if (!isLocked) {
+    if (m_manager.getPointerWriteBuffer() == nullptr) {
+        m_manager.unlockWriteBuffer();
         refuseLock(timer.elapsed());
     }
-    if (!isWritten) {
-        throw Failure{
-            ExitCode::Refused,
-            withReasons(
-                QStringLiteral("%1: '%2' was not written").arg(m_description.path(), leaf.url))};
+    QVector<ProcessValue> formerValues;
+    const Leaf *refused = nullptr;
+    for (const auto &write : writes) {
+        // Nobody publishes in between, so it is one set.
+        ProcessValue former(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
+        write.leaf.element->getValueNoLock(former);
+        formerValues.append(former);
+        if (refused == nullptr && !write.leaf.element->setValueNoLock(write.value)) {
+            refused = &write.leaf;
+        }
+    }
+    m_manager.unlockWriteBuffer();
+    if (refused != nullptr) {
+        throw Failure{ExitCode::Refused, withReasons(QStringLiteral("%1: '%2' was not written")
+                                                         .arg(m_description.path(), refused->url))};
     }
     if (!m_manager.swapReadAndWriteBuffer()) {
         refuseLock(timer.elapsed());
     }
+    return formerValues;
 }
 
 void LiveRegion::requireCurrent() const

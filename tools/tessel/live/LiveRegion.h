@@ -13,6 +13,13 @@
 /// description.
 void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description);
 
+/// What is to be written into one leaf.
+struct LeafWrite
+{
+    Leaf leaf;
+    ProcessValue value;
+};
+
 /// A description bound to its region in shared memory.
 ///
 /// The leaves of the description read and write through this object and must not be used after it.
@@ -39,8 +46,9 @@ public:
     QVector<ProcessValue> read(const QVector<Leaf> &leaves);
     /// The same of a double buffer, and how often it was swapped when the set was published.
     QVector<ProcessValue> read(const QVector<Leaf> &leaves, quint64 &generation);
-    /// Writes one value and publishes it.
-    void write(const Leaf &leaf, const ProcessValue &value);
+    /// Writes values under one lock and publishes them by one swap: readers see all of them or none. What
+    /// was published before comes back, in the same order.
+    QVector<ProcessValue> write(const QVector<LeafWrite> &writes);
 
     /// For what the library offers beside this class; not for its locks.
     ProcessDataManager &manager() { return m_manager; }

@@ -1,0 +1,86 @@
+#include "commands/Commands.h"
+#include "commands/WrittenValues.h"
+#include "descriptions/DescriptionFile.h"
+#include "text/Failure.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+/// What a file holds, or standard input for "-".
+QByteArray textOf(const QString &path)
+{
+    QFile file(path);
+    const bool isOpen = path == QLatin1String("-") ? file.open(0, QIODevice::ReadOnly)
+                                                   : file.open(QIODevice::ReadOnly);
+    if (!isOpen) {
+        refusePath(file.exists() ? ExitCode::NoAccess : ExitCode::NotFound, path,
+                   file.errorString());
+    }
+    const QByteArray text = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        refusePath(ExitCode::InputOutputFile, path, file.errorString());
+    }
+    return text;
+}
+
+QJsonDocument documentOf(const QString &path)
+{
+    const QByteArray text = textOf(path);
+    const QString problem = jsonProblem(text);
+    if (!problem.isEmpty()) {
+        refusePath(ExitCode::InputOutputFile, path, problem);
+    }
+    return QJsonDocument::fromJson(text);
+}
+
+/// An object of URLs and values, or what `get --json` prints.
+void addAll(AskedValues &values, const QJsonDocument &document)
+{
+    const QJsonObject object = document.object();
+    for (auto member = object.begin(); member != object.end(); ++member) {
+        values.add(member.key(), member.value());
+    }
+    for (const auto &printed : document.array()) {
+        values.addPrinted(printed);
+    }
+}
+
+ExitCode run(const CommandLine &line)
+{
+    const DescriptionSource description(line.positional(0));
+    const QString path = line.positional(1);
+    const QJsonDocument document = documentOf(path);
+    if (document.object().isEmpty() && document.array().isEmpty()) {
+        refusePath(ExitCode::InputOutputFile, path, QStringLiteral("there is no value in it"));
+    }
+    AskedValues values(description, limitsFrom(line));
+    addAll(values, document);
+    writeAndPrint(line, description, values.takeAll());
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command applyCommand()
+{
+    CommandSyntax syntax;
+    syntax.name = QStringLiteral("apply");
+    syntax.summary = QStringLiteral("Write the values of a JSON file as one set, or none of them.");
+    syntax.positionals = {
+        fileArgument(),
+        {QStringLiteral("VALUES"),
+         QStringLiteral("Values by their URLs, or what get --json printed; - is the input.")}};
+    syntax.leastPositionals = 2;
+    syntax.mostPositionals = 2;
+    syntax.options = writingOptions();
+    syntax.examples = QStringLiteral(
+        "  tessel get --json plant.process.json pump > pump.json    keep what is\n"
+        "  tessel apply plant.process.json pump.json                and bring it back\n"
+        "  tessel apply --dry-run plant.process.json pump.json      only look\n"
+        "VALUES is {\"pump/speed\": 12.5, \"pump/level\": {\"state\": \"timeout\"}}.\n");
+    return {syntax, run};
+}
