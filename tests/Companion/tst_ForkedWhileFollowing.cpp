@@ -20,7 +20,7 @@ private Q_SLOTS:
 void tst_ForkedWhileFollowing::childFailsAtOnceAndDoesNotHang()
 {
     constexpr int childCount = 40;
-    constexpr unsigned int secondsOfAChild = 20;
+    constexpr unsigned int secondsOfAChild = 60;
     LogCapture log;
     const SegmentFile segment;
     const SemaphoreSet semaphores(SemaphoreSet::uniqueKey(QStringLiteral("following")));

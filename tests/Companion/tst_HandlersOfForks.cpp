@@ -21,7 +21,7 @@ std::function<void()> firstBeforeFork;
 std::function<void()> firstInChild;
 
 /// Ends a process in which a handler waits for itself, so that its test fails.
-constexpr unsigned int secondsOfAHandler = 10;
+constexpr unsigned int secondsOfAHandler = 60;
 
 void run(const std::function<void()> &handler)
 {

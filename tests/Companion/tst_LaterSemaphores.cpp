@@ -3,6 +3,7 @@
 #include "support/ExchangeMessages.h"
 #include "support/LogCapture.h"
 #include "support/MappedRegion.h"
+#include "support/SemaphoreCalls.h"
 
 #include <QtTest>
 
@@ -217,6 +218,8 @@ void tst_LaterSemaphores::creatorLetsTheWriterInsideEnd()
     const auto handler = memory.handler(create, m_semaphores.key());
     unsigned char *const locked = handler->lockForWrite();
     ChildProcess creator([&](const ChildSide &parent) {
+        // So that it does not go on before this process has had its turn.
+        SemaphoreCalls::boundOfAll = std::chrono::seconds(60);
         const auto own = memory.handler(create, m_semaphores.key());
         parent.say();
         CHILD_VERIFY(publishSet(*own, 3));

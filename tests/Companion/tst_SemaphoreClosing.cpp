@@ -1,5 +1,5 @@
-// The moment between the last user of a set leaving and the set being gone. The functions of the
-// system library that decide on it are replaced in this program.
+// The moments in which a set is there and is of no use: not filled in yet by its maker, or left by its last
+// user and about to go. The functions of the system library that decide on them are replaced in this program.
 
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
@@ -11,6 +11,7 @@
 #include <cstdarg>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include <dlfcn.h>
 
@@ -70,7 +71,13 @@ private Q_SLOTS:
     void lastUserThatMayNotRemoveTheSetOpensItAgain();
     void openerWaitsForAClosedSetToOpenAgain();
     void setThatStaysClosedIsRefused();
+    void attacherWaitsForTheMakerToFillTheSetIn();
+    void setThatNobodyFillsInIsReplaced();
     void cleanup();
+
+private:
+    /// Makes a set as its maker has it before it fills it in. Gives the values that it would fill in.
+    static std::vector<unsigned short> makeUnfinished(const SemaphoreSet &set);
 };
 
 void tst_SemaphoreClosing::cleanup()
@@ -170,6 +177,60 @@ void tst_SemaphoreClosing::setThatStaysClosedIsRefused()
         warning(
             QStringLiteral("The semaphores are removed again and again: \"%1\"").arg(set.key())));
     QVERIFY(set.setValue(Names::SemaphoreClosed, 0));
+}
+
+std::vector<unsigned short> tst_SemaphoreClosing::makeUnfinished(const SemaphoreSet &set)
+{
+    auto semaphores = std::make_unique<Semaphores>(set.key(), Semaphores::CreationTypeCreate);
+    std::vector<unsigned short> values = set.values();
+    values[Names::SemaphoreUsers] = 0;
+    semaphores.reset();
+    set.make(std::vector<unsigned short>(values.size(), 0));
+    return values;
+}
+
+void tst_SemaphoreClosing::attacherWaitsForTheMakerToFillTheSetIn()
+{
+    const SemaphoreSet set(newKey());
+    LogCapture log;
+    const std::vector<unsigned short> values = makeUnfinished(set);
+    const int id = set.id();
+    QVERIFY(id >= 0);
+    // Long enough for a maker that is at work on a machine that has much else to do.
+    int pauses = 0;
+    insteadOfPause = [&] {
+        if (++pauses == 900) {
+            SemaphoreSet::setValues(id, values);
+        }
+    };
+
+    auto attacher = std::make_unique<Semaphores>(set.key(), Semaphores::CreationTypeAttach);
+
+    cleanup();
+    QVERIFY(attacher->isValid());
+    QCOMPARE(pauses, 900);
+    QCOMPARE(set.id(), id);
+    QCOMPARE(set.users(), 1);
+    attacher.reset();
+    QVERIFY(!set.exists());
+    COMPARE_LOG(log);
+}
+
+/// Its maker died over it.
+void tst_SemaphoreClosing::setThatNobodyFillsInIsReplaced()
+{
+    const SemaphoreSet set(newKey());
+    makeUnfinished(set);
+    const int id = set.id();
+    QVERIFY(id >= 0);
+    insteadOfPause = [] {};
+
+    const Semaphores attacher(set.key(), Semaphores::CreationTypeAttach);
+
+    cleanup();
+    QVERIFY(attacher.isValid());
+    QVERIFY(set.id() != id);
+    QCOMPARE(set.users(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_SemaphoreClosing)

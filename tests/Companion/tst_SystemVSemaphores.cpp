@@ -80,7 +80,6 @@ private Q_SLOTS:
 
     void fullUserCountIsRefusedWithTheReason();
     void missingSetsAreReportedWithTheReason();
-    void attacherWaitsForTheMakerToFillTheSetIn();
     void processesThatStartAtOnceShareOneSet();
     void usersThatComeAndGoNeverMeetARemovedSet();
 
@@ -392,34 +391,6 @@ void tst_SystemVSemaphores::missingSetsAreReportedWithTheReason()
     });
 
     COMPARE_EXIT(child.waitForExit(), "a place without semaphores");
-}
-
-void tst_SystemVSemaphores::attacherWaitsForTheMakerToFillTheSetIn()
-{
-    const SemaphoreSet set(newKey());
-    auto semaphores = std::make_unique<Semaphores>(set.key(), create);
-    std::vector<unsigned short> values = set.values();
-    values[SemaphoreSet::Names::SemaphoreUsers] = 0;
-    semaphores.reset();
-    const int id = set.make(std::vector<unsigned short>(values.size(), 0));
-    QVERIFY(id >= 0);
-    ChildProcess attacher([&set](const ChildSide &parent) {
-        parent.say();
-        return takesPart(set.key(), attach)(parent);
-    });
-    QVERIFY(attacher.waitUntilReady());
-    QVERIFY(attacher.waitUntilAsleep());
-    QVERIFY(!attacher.hasSpoken());
-
-    // It waits long enough for a maker that is at work, and this one is.
-    QVERIFY(SemaphoreSet::setValues(id, values));
-
-    QVERIFY(attacher.waitUntilReady());
-    QCOMPARE(set.id(), id);
-    QCOMPARE(set.users(), 1);
-    attacher.tell();
-    QCOMPARE(attacher.waitForExit(), 0);
-    QVERIFY(!set.exists());
 }
 
 void tst_SystemVSemaphores::processesThatStartAtOnceShareOneSet()

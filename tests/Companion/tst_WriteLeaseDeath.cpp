@@ -69,14 +69,15 @@ ChildProcess::Body revokes(const DoubleBuffer &buffer, const Place &place)
     };
 }
 
-/// In a process of its own, so that no wait of the test program lasts for ever.
+/// In a process of its own, so that no wait of the test program lasts for ever. Soon by what it was ready to
+/// wait: a busy machine may take longer over it.
 bool isSoonLocked(const DoubleBuffer &buffer, unsigned char value)
 {
     ChildProcess writer([&buffer, value](const ChildSide &) {
         const auto handler = buffer.attach();
-        const auto begin = std::chrono::steady_clock::now();
+        const auto before = SemaphoreCalls::sumOfBounds();
         CHILD_VERIFY(publishSet(*handler, value));
-        CHILD_VERIFY(std::chrono::steady_clock::now() - begin
+        CHILD_VERIFY(SemaphoreCalls::sumOfBounds() - before
                      < SystemVSemaphoreBaseClass::sm_lockWaitBound / 2);
         return 0;
     });

@@ -67,11 +67,15 @@ void tst_WriteLeaseSets::ownerNoticesARemovedSetByTime()
     const auto owner = handler(create);
     QVERIFY(becomeOwner(*owner, management()));
     QVERIFY(m_semaphores.remove());
-    const auto begin = Clock::now();
+    const auto removal = Clock::now();
 
-    while (lockOnce(*owner) && Clock::now() - begin < std::chrono::seconds(10)) { }
+    auto begin = removal;
+    while (lockOnce(*owner)) {
+        // By when the lock began: a busy machine may take longer over it.
+        QVERIFY(begin - removal < std::chrono::milliseconds(200));
+        begin = Clock::now();
+    }
 
-    QVERIFY(Clock::now() - begin < std::chrono::seconds(2));
     COMPARE_LOG(log, removedWarning());
     QCOMPARE(owner->lockForWrite(), nullptr);
     QVERIFY(!owner->swapBuffers());

@@ -15,7 +15,7 @@
 namespace {
 
 /// Ends a child that hangs, so that its test fails.
-constexpr unsigned int secondsOfAChild = 10;
+constexpr unsigned int secondsOfAChild = 60;
 constexpr quint32 bufferSize = 16;
 
 /// A region with its manager, in the process that made it.

@@ -5,6 +5,9 @@
 
 namespace {
 
+/// Milliseconds that no honest run takes.
+constexpr int longestWait = 60000;
+
 QVariantMap withValue(const QString &action, const QString &url, const ProcessValue &value)
 {
     // 64-bit numbers and floats would lose digits on the way through JSON numbers.
@@ -68,14 +71,14 @@ void ExchangePeer::kill()
 {
     if (m_process.state() != QProcess::NotRunning) {
         m_process.kill();
-        m_process.waitForFinished();
+        m_process.waitForFinished(longestWait);
     }
 }
 
 bool ExchangePeer::quit()
 {
     m_process.closeWriteChannel();
-    return m_process.waitForFinished() && m_process.exitStatus() == QProcess::NormalExit
+    return m_process.waitForFinished(longestWait) && m_process.exitStatus() == QProcess::NormalExit
            && m_process.exitCode() == 0;
 }
 
@@ -87,7 +90,7 @@ QVariantMap ExchangePeer::command(const QVariantMap &request)
             + '\n');
     }
     while (!m_process.canReadLine()) {
-        if (!m_process.waitForReadyRead()) {
+        if (!m_process.waitForReadyRead(longestWait)) {
             return {};
         }
     }

@@ -13,6 +13,8 @@ namespace {
 
 std::atomic<int> operationCount{0};
 std::atomic<int> waitCount{0};
+std::atomic<qint64> sumOfNanoseconds{0};
+std::atomic<qint64> longestNanoseconds{0};
 thread_local bool isTelling = false;
 
 template <class Function>
@@ -54,8 +56,19 @@ SemaphoreCalls::Call makeCall(int set, const sembuf *operations, std::size_t cou
             mayWait};
 }
 
+void noteBound(const timespec &bound)
+{
+    constexpr qint64 second = 1000000000;
+    const qint64 nanoseconds = qint64{bound.tv_sec} * second + bound.tv_nsec;
+    sumOfNanoseconds += nanoseconds;
+    qint64 longest = longestNanoseconds;
+    while (longest < nanoseconds
+           && !longestNanoseconds.compare_exchange_weak(longest, nanoseconds)) { }
+}
+
 } // namespace
 
+std::chrono::seconds SemaphoreCalls::boundOfAll{0};
 std::function<void(const SemaphoreCalls::Call &)> SemaphoreCalls::before;
 std::function<void(const SemaphoreCalls::Call &)> SemaphoreCalls::after;
 
@@ -79,8 +92,19 @@ int SemaphoreCalls::waits()
     return waitCount;
 }
 
+std::chrono::nanoseconds SemaphoreCalls::sumOfBounds()
+{
+    return std::chrono::nanoseconds(sumOfNanoseconds);
+}
+
+std::chrono::nanoseconds SemaphoreCalls::longestBound()
+{
+    return std::chrono::nanoseconds(longestNanoseconds);
+}
+
 void SemaphoreCalls::tellNobody()
 {
+    boundOfAll = {};
     before = nullptr;
     after = nullptr;
 }
@@ -108,8 +132,16 @@ REPLACED int semop(int id, sembuf *operations, size_t count) noexcept
 
 REPLACED int semtimedop(int id, sembuf *operations, size_t count, const timespec *bound) noexcept
 {
-    return tellOf(makeCall(id, operations, count), [&] {
+    const SemaphoreCalls::Call call = makeCall(id, operations, count);
+    timespec allowed = *bound;
+    if (call.mayWait) {
+        noteBound(allowed);
+    }
+    if (SemaphoreCalls::boundOfAll.count() > 0) {
+        allowed = {static_cast<time_t>(SemaphoreCalls::boundOfAll.count()), 0};
+    }
+    return tellOf(call, [&] {
         return original<int (*)(int, sembuf *, size_t, const timespec *)>("semtimedop")(
-            id, operations, count, bound);
+            id, operations, count, &allowed);
     });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 
@@ -29,6 +30,14 @@ struct Call
 int operations();
 /// The operations among them that were allowed to wait.
 int waits();
+/// How long all waits so far were allowed to last together, and the one that was allowed the most. Says
+/// what has to be waited for, whatever else the machine does meanwhile.
+std::chrono::nanoseconds sumOfBounds();
+std::chrono::nanoseconds longestBound();
+
+/// Instead of the bound that a wait is given, so that nothing but the semaphore ends it in the time of a
+/// test; 0: as it is given. Not set while other threads call.
+extern std::chrono::seconds boundOfAll;
 
 /// Called before each call, and after each one that has succeeded, from its thread. The calls that
 /// they make are not told. For one thread; not set while others call.
