@@ -30,7 +30,7 @@ private Q_SLOTS:
     void boundOfNothingOnlyLooks();
     void boundThatNoClockHoldsIsNone();
     void idleWaiterSleepsASecondAtATime();
-    void stopEndsAWaitSoon();
+    void stopWakesTheSleeper();
     void stopMayEndTheOwnerOfTheWatcher();
     void stopReachesAThreadOnItsWayToSleep();
     void stopEndsLaterWaitsToo();
@@ -190,25 +190,23 @@ void tst_ProcessDataWatcher::idleWaiterSleepsASecondAtATime()
     QVERIFY(FutexCalls::longestBound() == 1s);
 }
 
-void tst_ProcessDataWatcher::stopEndsAWaitSoon()
+void tst_ProcessDataWatcher::stopWakesTheSleeper()
 {
     WatchedRegion region;
     FutexCalls::boundOfAll = longBound;
     const int runOuts = FutexCalls::runOuts();
-    std::vector<Clock::duration> times;
     for (int i = 0; i < 11; ++i) {
         ProcessDataWatcher watcher(region.manager());
         WaitingThread waiting(watcher);
         QVERIFY(isAsleep());
-        const auto begin = Clock::now();
+
         watcher.stop();
         waiting.join();
-        times.push_back(Clock::now() - begin);
+
         QCOMPARE(waiting.result, Result::Stopped);
+        // Not by the end of its sleep, however long this machine took.
         QCOMPARE(FutexCalls::runOuts(), runOuts);
     }
-
-    QVERIFY(*std::min_element(times.begin(), times.end()) < 50ms); // others may meet a busy machine
 }
 
 /// The thread that waits takes the watcher with it, while the one that stops it is still inside.

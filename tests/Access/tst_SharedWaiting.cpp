@@ -4,6 +4,7 @@
 #include <QtTest>
 
 #include <list>
+#include <memory>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -224,18 +225,24 @@ void tst_SharedWaiting::boundOfTheSleeperHandsOver()
     WatchedRegion region;
     ProcessDataWatcher watcher(region.manager());
     ProcessDataWatcher behind(region.manager());
-    WaitingThread waiting(watcher, 50ms);
-    QVERIFY(isAsleep());
-    WaitingThread waitingBehind(behind);
-    QVERIFY(waitFor([&] { return waitingBehind.isAsleep(); }));
+    std::unique_ptr<WaitingThread> waitingBehind;
+    bool isBehind = false;
+    FutexCalls::beforeWait = [&] {
+        // From the first thread, which is about to sleep for all: seen from outside its sleep could be over.
+        if (!waitingBehind) {
+            waitingBehind = std::make_unique<WaitingThread>(behind);
+            isBehind = waitFor([&] { return waitingBehind->isAsleep(); });
+        }
+    };
+    quint64 seen = watcher.getGeneration();
 
-    waiting.join();
+    QCOMPARE(watcher.wait(seen, 250ms), Result::TimedOut);
 
-    QCOMPARE(waiting.result, Result::TimedOut);
+    QVERIFY(isBehind);
     QVERIFY(isAsleep());
     QVERIFY(region.publish());
-    waitingBehind.join();
-    QCOMPARE(waitingBehind.result, Result::NewSet);
+    waitingBehind->join();
+    QCOMPARE(waitingBehind->result, Result::NewSet);
 }
 
 void tst_SharedWaiting::removedNameReachesAllWatchers()

@@ -110,14 +110,17 @@ void tst_WaitingCosts::idleWaiterMakesTwoCallsASecond()
     quint64 seen = watcher.getGeneration();
     const int futexes = futexCalls();
     const int looks = statusCalls;
+    const auto begin = std::chrono::steady_clock::now();
 
     QCOMPARE(watcher.wait(seen, 2500ms), Result::TimedOut);
 
-    // At the beginning and after each whole second.
+    // Longer than asked for on a busy machine.
+    const auto taken = std::chrono::steady_clock::now() - begin;
     QVERIFY(futexCalls() - futexes > 0);
     QVERIFY(futexCalls() - futexes <= 3);
+    // At the beginning and after each whole second.
     QVERIFY(statusCalls - looks > 0);
-    QVERIFY(statusCalls - looks <= 3);
+    QVERIFY(statusCalls - looks <= 1 + taken / 1s);
 }
 
 QTEST_GUILESS_MAIN(tst_WaitingCosts)

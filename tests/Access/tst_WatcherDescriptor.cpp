@@ -123,6 +123,7 @@ void tst_WatcherDescriptor::stillDescriptorCostsThePublisherNothing()
 void tst_WatcherDescriptor::threadInTheKernelIsArmedByTheAcknowledgement()
 {
     WatchedRegion region;
+    FutexCalls::boundOfAll = longBound; // so that it stays there until it is acknowledged
     MappedRegion block(region.description.segment);
     QVERIFY(block.attach());
     ProcessDataWatcher watcher(region.manager());

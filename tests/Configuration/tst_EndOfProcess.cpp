@@ -45,7 +45,7 @@ void tst_EndOfProcess::globalObjectUsesTheLibraryInItsDestructor()
     process.setProcessChannelMode(QProcess::MergedChannels);
 
     process.start(program, {"x.config.json"});
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(60000));
 
     QCOMPARE(process.readAll(), QByteArray());
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);

@@ -172,7 +172,7 @@ void tst_HostMonitor::thisMachineIsPublished()
     QVERIFY(values[QStringLiteral("monitor/round")].value(QStringLiteral("value")).toInt() > 0);
     QCOMPARE(values[QStringLiteral("monitor/note")].value(QStringLiteral("state")).toInt(), 3);
     publisher->terminate();
-    QVERIFY(publisher->waitForFinished());
+    QVERIFY(publisher->waitForFinished(60000));
     QCOMPARE(publisher->exitCode(), 0);
     QCOMPARE(publisher->readAllStandardError(), QByteArray());
 }
@@ -243,7 +243,7 @@ void tst_HostMonitor::machineWithEverythingHasNoError()
         QVERIFY2(leaf.value(QStringLiteral("state")) == 0, qPrintable(value.key()));
     }
     publisher->terminate();
-    QVERIFY(publisher->waitForFinished());
+    QVERIFY(publisher->waitForFinished(60000));
 }
 
 void tst_HostMonitor::machineWithNothingHasNoNumber()
@@ -276,7 +276,7 @@ void tst_HostMonitor::machineWithNothingHasNoNumber()
         }
     }
     publisher->terminate();
-    QVERIFY(publisher->waitForFinished());
+    QVERIFY(publisher->waitForFinished(60000));
     QCOMPARE(publisher->exitCode(), 0);
 }
 
@@ -299,7 +299,7 @@ void tst_HostMonitor::ratesComeWithTheSecondRound()
 
     QVERIFY(!line.isEmpty());
     publisher->terminate();
-    QVERIFY(publisher->waitForFinished());
+    QVERIFY(publisher->waitForFinished(60000));
     QCOMPARE(watch.finish().exitCode, 3);
     QVERIFY(!description.names().hasSemaphores());
 }
@@ -330,7 +330,7 @@ void tst_HostMonitor::limitIsSetFromOutside()
     } while (!line.isEmpty() && !line.contains(QStringLiteral("\ttrue\t")));
     QVERIFY(!line.isEmpty());
     publisher->terminate();
-    QVERIFY(publisher->waitForFinished());
+    QVERIFY(publisher->waitForFinished(60000));
     QCOMPARE(watch.finish().exitCode, 3);
     QVERIFY(!description.names().hasSemaphores());
 }
@@ -352,7 +352,7 @@ void tst_HostMonitor::signalLeavesNothing()
 
     ::kill(static_cast<pid_t>(publisher->processId()), signal);
 
-    QVERIFY(publisher->waitForFinished());
+    QVERIFY(publisher->waitForFinished(60000));
     QCOMPARE(publisher->exitStatus(), QProcess::NormalExit);
     QCOMPARE(publisher->exitCode(), 0);
     QVERIFY(!description.names().hasSegment());
@@ -366,7 +366,7 @@ void tst_HostMonitor::countEndsIt()
                                            QStringLiteral("--count"), QStringLiteral("3"),
                                            description.file()});
 
-    QVERIFY(publisher->state() == QProcess::NotRunning || publisher->waitForFinished());
+    QVERIFY(publisher->state() == QProcess::NotRunning || publisher->waitForFinished(60000));
     QCOMPARE(publisher->exitCode(), 0);
     QVERIFY(!description.names().hasSegment());
 }

@@ -140,14 +140,14 @@ void tst_Readme::whatIsPublishedIsRead()
 
     QProcess read;
     read.start(QStringLiteral(EXAMPLE_READ), {file});
-    QVERIFY(read.waitForFinished());
+    QVERIFY(read.waitForFinished(60000));
 
     QCOMPARE(read.exitCode(), 0);
     QCOMPARE(read.readAllStandardOutput(),
              QByteArrayLiteral("level 1.25 PROCESS_VALUE_ERROR_TYPE_VALID\n"
                                "temperature 0 PROCESS_VALUE_ERROR_TYPE_SENSOR_BREAKAGE\n"));
     publish.closeWriteChannel();
-    QVERIFY(publish.waitForFinished());
+    QVERIFY(publish.waitForFinished(60000));
     QCOMPARE(publish.exitCode(), 0);
     QVERIFY(!names.hasSegment());
     QVERIFY(!names.hasSemaphores());
@@ -163,7 +163,7 @@ void tst_Readme::readerWithoutRegionFails()
 
     QProcess read;
     read.start(QStringLiteral(EXAMPLE_READ), {file});
-    QVERIFY(read.waitForFinished());
+    QVERIFY(read.waitForFinished(60000));
 
     QCOMPARE(read.exitStatus(), QProcess::NormalExit);
     QCOMPARE(read.exitCode(), 1);

@@ -296,7 +296,7 @@ void tst_ToolGet::fullDiskIsReported()
     shell.start(QStringLiteral("/bin/sh"),
                 {QStringLiteral("-c"), QStringLiteral("exec \"$0\" --help >/dev/full"),
                  QStringLiteral(TESSEL_TOOL)});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

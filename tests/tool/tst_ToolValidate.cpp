@@ -275,7 +275,7 @@ void tst_ToolValidate::fullOutputIsAFailure()
                 {QStringLiteral("-c"), QStringLiteral("exec \"$@\" >/dev/full"),
                  QStringLiteral("sh"), QStringLiteral(TESSEL_TOOL), QStringLiteral("validate"),
                  descriptions.bad()});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

@@ -91,7 +91,8 @@ bool TortureDriver::isTimeLeft(qint64 deadline) const
     }
     const bool isIdle = (m_options.isKilling && m_figures.kills == 0) || m_figures.stops == 0
                         || m_figures.restarts == 0 || sum(&PeerEntry::setsWritten) == 0
-                        || (slotCount() > m_options.processes && sum(&WaitEntry::sleeps) == 0);
+                        || (slotCount() > m_options.processes
+                            && (sum(&WaitEntry::sleeps) == 0 || sum(&WaitEntry::setsAwaited) == 0));
     return isIdle && now < deadline + longestExtension;
 }
 
