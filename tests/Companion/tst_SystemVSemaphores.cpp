@@ -38,6 +38,17 @@ ChildProcess::Body takesPart(const QString &key, Semaphores::CreationType type)
     };
 }
 
+/// Waits on, whatever wakes it in between.
+template <std::size_t Count>
+bool operate(int id, sembuf (&operations)[Count])
+{
+    int result = -1;
+    do {
+        result = semop(id, operations, Count);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 bool writeFile(const char *path, const char *text)
 {
     std::ofstream file(path);
@@ -127,12 +138,12 @@ void tst_SystemVSemaphores::lastUserLeavesAndClosesInOneStep()
         sembuf closed[] = {{Names::SemaphoreUsers, 0, 0},
                            {Names::SemaphoreClosed, -1, 0},
                            {Names::SemaphoreClosed, 1, 0}};
-        CHILD_VERIFY(semop(id, closed, 3) == 0);
+        CHILD_VERIFY(operate(id, closed));
         return 0;
     });
     ChildProcess seesItDeserted([id](const ChildSide &) {
         sembuf deserted[] = {{Names::SemaphoreUsers, 0, 0}, {Names::SemaphoreClosed, 0, 0}};
-        CHILD_VERIFY(semop(id, deserted, 2) != 0 && errno == EIDRM);
+        CHILD_VERIFY(!operate(id, deserted) && errno == EIDRM);
         return 0;
     });
     QVERIFY(set.waitUntilBlocked(Names::SemaphoreUsers, 2));

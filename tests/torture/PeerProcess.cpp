@@ -30,12 +30,21 @@ pid_t waitForChange(pid_t pid, int &status, int options)
     return result;
 }
 
-[[noreturn]] void becomePeer(pid_t driver, char *const *arguments)
+/// Until nobody has the other end of the pipe any more.
+void waitForEnd(int pipe)
+{
+    char word = 0;
+    while (read(pipe, &word, 1) < 0 && errno == EINTR) { }
+}
+
+/// Closes @p bound as soon as it cannot outlive the driver.
+[[noreturn]] void becomePeer(pid_t driver, int bound, char *const *arguments)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != driver) {
         _exit(1);
     }
+    close(bound);
     ignoreSignals();
     execv(thisProgram, arguments);
     _exit(1);
@@ -64,13 +73,18 @@ void PeerProcess::start(const QStringList &arguments)
     }
     pointers.push_back(nullptr);
     const pid_t driver = getpid();
-    const pid_t child = fork();
+    int bound[2] = {-1, -1};
+    const pid_t child = pipe2(bound, O_CLOEXEC) == 0 ? fork() : -1;
     if (child < 0) {
         qFatal("no child process");
     }
     if (child == 0) {
-        becomePeer(driver, pointers.data());
+        becomePeer(driver, bound[1], pointers.data());
     }
+    // One that was stopped before that would stand still for ever once the driver is killed.
+    close(bound[1]);
+    waitForEnd(bound[0]);
+    close(bound[0]);
     m_pid = child;
     m_isAlive = true;
     m_isStopped = false;
