@@ -5,6 +5,7 @@
 #include "Inspection/RegionInspectionPrivate_p.h"
 #include "Inspection/RegionLockReading_p.h"
 #include "Inspection/RegionUsers.h"
+#include "ProcessDataManagement/LayoutDigest_p.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 
 #include <QDir>
@@ -39,7 +40,6 @@ QString nameOf(const QString &key, QLatin1String ending)
 RegionInspection::Private::Description::Description(const BaseClassSharedPointer &root)
     : bufferSize(0)
     , isDoubleBuffer(root->getProperty(Definitions::getKeyDataPropertyDoubleBuffer()).toBool())
-    , layout(root)
     , leaves(layoutLeavesOf(root))
 {
     const QVariant size = root->getProperty(Definitions::getKeyDataPropertySizeOfSharedMemory());
@@ -301,8 +301,9 @@ std::optional<bool> RegionInspection::hasLayoutOfDescription() const
         return false;
     }
     const std::optional<quint64> fingerprint = getFingerprint();
-    return fingerprint ? std::optional<bool>(*fingerprint == described.layout.getValue())
-                       : std::nullopt;
+    return fingerprint
+               ? std::optional<bool>(*fingerprint == LayoutDigest::valueOf(described.leaves))
+               : std::nullopt;
 }
 
 QString RegionInspection::findFirstDifference() const
@@ -316,7 +317,7 @@ QString RegionInspection::findFirstDifference() const
     LayoutFingerprint::Parts parts{};
     std::transform(std::cbegin(block.layoutParts), std::cend(block.layoutParts), parts.begin(),
                    [](const std::atomic<quint32> &part) { return part.load(); });
-    return m_private->description->layout.findFirstDifference(parts, *bufferSize);
+    return LayoutDigest::findFirstDifference(m_private->description->leaves, parts, *bufferSize);
 }
 
 std::optional<RegionInspection::Buffer> RegionInspection::getReadBuffer() const

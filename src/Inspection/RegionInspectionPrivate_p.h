@@ -4,7 +4,6 @@
 #include "Inspection/CreatorSearch_p.h"
 #include "Inspection/RegionFile_p.h"
 #include "Inspection/RegionInspection.h"
-#include "ProcessDataManagement/LayoutFingerprint.h"
 #include "ProcessDataManagement/LayoutLeaf_p.h"
 
 /// What an inspection keeps of its description, and the memory.
@@ -20,8 +19,7 @@ public:
 
         quint32 bufferSize;
         bool isDoubleBuffer;
-        LayoutFingerprint layout;
-        std::vector<LayoutLeaf> leaves;
+        std::vector<LayoutLeaf> leaves; ///< in the order of their URLs
     };
 
     explicit Private(const QString &memoryKey);

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 
+#include <functional>
 #include <vector>
 
 /// What the layout of a region says of one process value. Offsets and sizes in bytes.
@@ -21,3 +22,8 @@ struct LayoutLeaf
 /// The process values below @p root, which may be null, in ascending order of the bytes of their URLs.
 std::vector<LayoutLeaf> layoutLeavesOf(
     const ConfigurationAndProcessDataBase::BaseClassSharedPointer &root);
+
+/// Gives @p take the same ones in the same order, and keeps none. False if they cannot be had in that
+/// order one by one: then @p take may have got some of them, which are to be forgotten.
+bool takeLayoutLeavesOf(const ConfigurationAndProcessDataBase::BaseClassSharedPointer &root,
+                        const std::function<void(const LayoutLeaf &leaf)> &take);

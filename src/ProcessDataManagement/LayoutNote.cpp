@@ -1,5 +1,5 @@
 #include "Companion/Exchange/Identity_p.h"
-#include "ProcessDataManagement/LayoutFingerprint.h"
+#include "ProcessDataManagement/LayoutDigest_p.h"
 #include "ProcessDataManagement/LayoutNote_p.h"
 #include "ProcessDataManagement/ProcessStart_p.h"
 
@@ -66,8 +66,7 @@ void compare(PingPongBufferHandler::ManagementBuffer &management,
     if (others == 0) {
         return; // The creator knew nothing of it, or is not that far.
     }
-    const LayoutFingerprint layout(root);
-    if (layout.getValue() == others) {
+    if (LayoutDigest::valueOf(root) == others) {
         return;
     }
     LayoutFingerprint::Parts parts{};
@@ -75,7 +74,8 @@ void compare(PingPongBufferHandler::ManagementBuffer &management,
         std::cbegin(management.layoutParts), std::cend(management.layoutParts), parts.begin(),
         [](const std::atomic<quint32> &part) { return part.load(std::memory_order_relaxed); });
     noteOtherLayout(management);
-    const QString first = layout.findFirstDifference(parts, bufferSize);
+    const QString first = LayoutDigest::findFirstDifference(layoutLeavesOf(root), parts,
+                                                            bufferSize);
     qWarning() << "The region of" << key << "has another layout than this process description, from"
                << (first.isEmpty() ? QStringLiteral("a leaf that is missing here") : first)
                << "on: values may be wrong. Start all processes with the same description.";

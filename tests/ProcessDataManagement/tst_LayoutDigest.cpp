@@ -1,0 +1,179 @@
+#include "Companion/PropertyManagerConst.h"
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "ProcessDataManagement/LayoutDigest_p.h"
+
+#include <QJsonObject>
+#include <QRandomGenerator>
+#include <QtTest>
+
+// The order of leaves in a layout is that of the bytes of their URLs, however the tree is gone through.
+
+using Root = LayoutFingerprint::BaseClassSharedPointer;
+
+namespace {
+
+Root parse(const QJsonObject &children)
+{
+    return ConfigurationAndProcessDataParser().createNode(
+        QJsonObject{{QStringLiteral("type"), QStringLiteral("treenode")},
+                    {QStringLiteral("value"), children}},
+        PropertyManagerConst::getProcessDataDescriptionFileExtension());
+}
+
+QJsonObject leafAt(int offset)
+{
+    return {{QStringLiteral("type"), QStringLiteral("int32")},
+            {QStringLiteral("offsetSharedMemory"), offset},
+            {QStringLiteral("sizeValue"), 4}};
+}
+
+QJsonObject nodeOf(const QJsonObject &children)
+{
+    return {{QStringLiteral("type"), QStringLiteral("treenode")},
+            {QStringLiteral("value"), children}};
+}
+
+QList<QByteArray> urlsOf(const std::vector<LayoutLeaf> &leaves)
+{
+    QList<QByteArray> urls;
+    for (const auto &leaf : leaves) {
+        urls.append(leaf.url);
+    }
+    return urls;
+}
+
+/// Of names whose characters stand before, at and behind the slash, in one byte or several.
+class RandomTree
+{
+public:
+    explicit RandomTree(quint32 seed, bool hasSlashes)
+        : m_random(seed)
+        , m_hasSlashes(hasSlashes) { }
+
+    QJsonObject children(int depth, const QByteArray &prefix)
+    {
+        QJsonObject children;
+        for (int i = m_random.bounded(1, 6); i > 0; --i) {
+            const QString name = this->name();
+            if (children.contains(name)) {
+                continue;
+            }
+            const QByteArray url = prefix + name.toUtf8();
+            const bool isNode = depth > 0 && m_random.bounded(2) == 0;
+            if (!isNode) {
+                m_urls.append(url);
+            }
+            children.insert(name, isNode ? nodeOf(this->children(depth - 1, url + '/'))
+                                         : leafAt(m_urls.size()));
+        }
+        return children;
+    }
+    /// In ascending order.
+    QList<QByteArray> urls() const
+    {
+        QList<QByteArray> sorted = m_urls;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted;
+    }
+
+private:
+    QString name()
+    {
+        static const QString characters = QStringLiteral("a-.0ü€\U0001F600");
+        QString name;
+        for (int i = m_random.bounded(4); i >= 0; --i) {
+            const int at = m_random.bounded(characters.size() - 1);
+            name += characters.at(at).isHighSurrogate() ? characters.mid(at, 2)
+                                                        : QString(characters.at(at));
+        }
+        return m_hasSlashes && m_random.bounded(4) == 0 ? name + QLatin1Char('/') + name : name;
+    }
+
+    QRandomGenerator m_random;
+    bool m_hasSlashes;
+    QList<QByteArray> m_urls;
+};
+
+} // namespace
+
+class tst_LayoutDigest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void nothingIsBelowANullRoot();
+    void nodesStandAmongLeavesByTheirSlash();
+    void leavesComeOneByOneInTheOrderOfTheirUrls();
+    void aSlashInANameIsToldWhenLeavesComeOneByOne();
+    void leavesStandInTheOrderOfTheirUrls_data();
+    void leavesStandInTheOrderOfTheirUrls();
+};
+
+void tst_LayoutDigest::nothingIsBelowANullRoot()
+{
+    QVERIFY(layoutLeavesOf({}).empty());
+    QCOMPARE(LayoutDigest::valueOf(Root()), LayoutFingerprint(Root()).getValue());
+}
+
+void tst_LayoutDigest::nodesStandAmongLeavesByTheirSlash()
+{
+    const Root root = parse({{QStringLiteral("a"), nodeOf({{QStringLiteral("c"), leafAt(0)}})},
+                             {QStringLiteral("a-b"), leafAt(4)},
+                             {QStringLiteral("a0"), leafAt(8)}});
+
+    QCOMPARE(urlsOf(layoutLeavesOf(root)), QList<QByteArray>({"a-b", "a/c", "a0"}));
+}
+
+void tst_LayoutDigest::leavesComeOneByOneInTheOrderOfTheirUrls()
+{
+    const Root root = parse({{QStringLiteral("b"), nodeOf({{QStringLiteral("z"), leafAt(0)},
+                                                           {QStringLiteral("grün"), leafAt(4)}})},
+                             {QStringLiteral("a"), leafAt(8)},
+                             {QStringLiteral("c"), leafAt(12)}});
+    QList<QByteArray> urls;
+    QList<quint32> offsets;
+
+    const bool isTaken = takeLayoutLeavesOf(root, [&](const LayoutLeaf &leaf) {
+        urls.append(QByteArray(leaf.url.constData(), leaf.url.size()));
+        offsets.append(leaf.offset);
+    });
+
+    QVERIFY(isTaken);
+    QCOMPARE(urls, QList<QByteArray>({"a", "b/grün", "b/z", "c"}));
+    QCOMPARE(offsets, QList<quint32>({8, 4, 0, 12}));
+}
+
+void tst_LayoutDigest::aSlashInANameIsToldWhenLeavesComeOneByOne()
+{
+    const Root root = parse({{QStringLiteral("a"), nodeOf({{QStringLiteral("c"), leafAt(0)}})},
+                             {QStringLiteral("a/b"), leafAt(4)}});
+
+    QVERIFY(!takeLayoutLeavesOf(root, [](const LayoutLeaf &) {}));
+    QCOMPARE(urlsOf(layoutLeavesOf(root)), QList<QByteArray>({"a/b", "a/c"}));
+}
+
+void tst_LayoutDigest::leavesStandInTheOrderOfTheirUrls_data()
+{
+    QTest::addColumn<bool>("hasSlashes");
+
+    QTest::newRow("plain names") << false;
+    QTest::newRow("names with slashes") << true;
+}
+
+void tst_LayoutDigest::leavesStandInTheOrderOfTheirUrls()
+{
+    QFETCH(bool, hasSlashes);
+    const quint32 seed = QRandomGenerator::global()->generate();
+    qInfo() << "seed" << seed;
+    for (quint32 i = 0; i < 300; ++i) {
+        RandomTree random(seed + i, hasSlashes);
+        const Root root = parse(random.children(3, {}));
+
+        QCOMPARE(urlsOf(layoutLeavesOf(root)), random.urls());
+        QCOMPARE(LayoutDigest::valueOf(root), LayoutFingerprint(root).getValue());
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_LayoutDigest)
+
+#include "tst_LayoutDigest.moc"
