@@ -1,4 +1,6 @@
+#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "ToolFolder.h"
+#include "support/LogCapture.h"
 #include "support/WorkingDirectory.h"
 
 #include <QJsonArray>
@@ -77,6 +79,7 @@ private Q_SLOTS:
     void folderThatIsNotBuiltIsRefused();
     void fileThatDoesNotParseIsRefusedEverywhere();
     void fileThatTheTreeCannotTakeIsNoted();
+    void readingCommandsParseNoFileForThemselves();
     void missingRegionIsToldByTheFolder();
     void unknownUrlIsToldByTheFolder();
     void regionOfAnotherBuildIsRefused();
@@ -288,6 +291,29 @@ void tst_ToolDirectories::fileThatTheTreeCannotTakeIsNoted()
     QCOMPARE(result.error,
              QStringLiteral("tessel: note: 'plant/oldprocess' is left out: its file does not "
                             "parse\n"));
+}
+
+void tst_ToolDirectories::readingCommandsParseNoFileForThemselves()
+{
+    const Plant plant;
+    QCOMPARE(runBuild(plant.path()).exitCode, 0);
+    QJsonObject tank = plant.json(tankFile);
+    tank.insert(QStringLiteral("schemeVersion"), 99);
+    plant.write(tankFile, compact(tank));
+    // Each parsing of the file tells of its version.
+    const QString told = QStringLiteral("Received incompatible scheme version");
+    LogCapture log;
+    ConfigurationAndProcessDataBase::BaseClassSharedPointer root;
+    QVERIFY(ConfigurationDataAndProcessDescriptionAccess::parseProcessDir(root,
+                                                                          QFileInfo(plant.path())));
+    const int timesOfLibrary = toText(log.take()).count(told);
+
+    const ToolResult result = runTool(
+        {QStringLiteral("info"), QStringLiteral("--verbose"), plant.path()});
+
+    QVERIFY(timesOfLibrary > 0);
+    QCOMPARE(result.error.count(told), timesOfLibrary);
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolDirectories::missingRegionIsToldByTheFolder()

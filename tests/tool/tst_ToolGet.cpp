@@ -1,5 +1,6 @@
 #include "HeldRegion.h"
 #include "ToolProcess.h"
+#include "support/WorkingDirectory.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -18,6 +19,7 @@ class tst_ToolGet : public QObject
 private Q_SLOTS:
     void allLeavesComeInDisplayOrder();
     void nodesStandForTheLeavesBelow();
+    void namesWithASlashAreFoundByTheirUrl();
     void urlsComeInTheOrderOfTheCommandLine();
     void starsStandForNames();
     void patternThatNamesNothingIsRefused();
@@ -96,6 +98,33 @@ void tst_ToolGet::starsStandForNames()
                                       "speed        0        valid\n"
                                       "m/speed      0        valid\n"
                                       "n/speed      0        valid\n"));
+}
+
+void tst_ToolGet::namesWithASlashAreFoundByTheirUrl()
+{
+    // One pressure below the node `a`, the other under a name that holds the slash.
+    const QJsonObject leaf{
+        {"type", "int8"},    {"offsetSharedMemory", 0},     {"sizeValue", 1},
+        {"sizeMetadata", 0}, {"relativeOffsetMetadata", 0}, {"displayPosition", 1}};
+    ToolDescription description;
+    description.add(QStringLiteral("a/low"), QStringLiteral("int8"), Metadata::None, 1);
+    QJsonObject json = QJsonDocument::fromJson(readFile(description.write())).object();
+    QJsonObject children = json.value(QStringLiteral("value")).toObject();
+    children.insert(QStringLiteral("a/high"), leaf);
+    json.insert(QStringLiteral("value"), children);
+    const QString file = description.write(QStringLiteral("slash.process.json"),
+                                           QJsonDocument(json).toJson());
+    const HeldRegion region(file);
+
+    const auto urlsOf = [&](const char *url) {
+        return runTool({QStringLiteral("get"), QStringLiteral("--json"), file, QLatin1String(url)})
+            .output.count(QStringLiteral("\"url\""));
+    };
+
+    QCOMPARE(urlsOf("a/high"), 1);
+    QCOMPARE(urlsOf("a/low"), 1);
+    QCOMPARE(urlsOf("a"), 2);
+    QCOMPARE(urlsOf("a/*"), 2);
 }
 
 void tst_ToolGet::patternThatNamesNothingIsRefused()

@@ -64,6 +64,9 @@ private Q_SLOTS:
     void emptyOneLeadsNowhere();
     void manyStarsComeToAnEnd();
     void agreesWithTryingAllWays();
+    void mayLeadInto_data();
+    void mayLeadInto();
+    void whatIsLedToHasNodesThatMayBeLedInto();
 };
 
 void tst_UrlPattern::leadsTo_data()
@@ -168,6 +171,65 @@ void tst_UrlPattern::agreesWithTryingAllWays()
     }
     QVERIFY(matches > comparisons / 20);
     QVERIFY(matches < comparisons);
+}
+
+void tst_UrlPattern::mayLeadInto_data()
+{
+    QTest::addColumn<QString>("pattern");
+    QTest::addColumn<QString>("node");
+    QTest::addColumn<bool>("expected");
+
+    QTest::newRow("the node") << "a/b"
+                              << "a/b" << true;
+    QTest::newRow("above it") << "a/b/c"
+                              << "a" << true;
+    QTest::newRow("below it") << "a"
+                              << "a/b" << true;
+    QTest::newRow("beside it") << "a/b"
+                               << "a/c" << false;
+    QTest::newRow("with the same beginning") << "ab"
+                                             << "a" << false;
+    QTest::newRow("a star") << "a*/b"
+                            << "ax" << true;
+    QTest::newRow("beside a star") << "a*/b"
+                                   << "x" << false;
+    QTest::newRow("behind two stars") << "a/**/c"
+                                      << "a/x/y" << true;
+    QTest::newRow("beside what is before two stars") << "a/**/c"
+                                                     << "b" << false;
+    QTest::newRow("no pattern") << ""
+                                << "a" << false;
+}
+
+void tst_UrlPattern::mayLeadInto()
+{
+    QFETCH(QString, pattern);
+    QFETCH(QString, node);
+    QFETCH(bool, expected);
+
+    QCOMPARE(UrlPattern(pattern).mayLeadInto(node), expected);
+}
+
+void tst_UrlPattern::whatIsLedToHasNodesThatMayBeLedInto()
+{
+    constexpr int comparisons = 20000;
+    const quint32 seed = QRandomGenerator::global()->generate();
+    QRandomGenerator random(seed);
+    int matches = 0;
+    for (int i = 0; i < comparisons; ++i) {
+        const QString text = randomUrl(random, "ab**", 4);
+        const QString url = randomUrl(random, "ab", 5);
+        const UrlPattern pattern(text);
+        if (!pattern.leadsTo(url)) {
+            continue;
+        }
+        ++matches;
+        for (int slash = url.indexOf('/'); slash >= 0; slash = url.indexOf('/', slash + 1)) {
+            QVERIFY2(pattern.mayLeadInto(url.left(slash)),
+                     qPrintable(QStringLiteral("seed %1: '%2' and '%3'").arg(seed).arg(text, url)));
+        }
+    }
+    QVERIFY(matches > comparisons / 20);
 }
 
 QTEST_GUILESS_MAIN(tst_UrlPattern)

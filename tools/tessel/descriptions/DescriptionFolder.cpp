@@ -150,15 +150,17 @@ QString DescriptionFolder::relativePath(const QString &filePath) const
 
 BaseClassSharedPointer DescriptionFolder::parse() const
 {
+    LogCollector::takeReasons();
+    BaseClassSharedPointer root;
+    if (Access::parseProcessDir(root, QFileInfo(m_absolutePath))) {
+        return root;
+    }
+    const QString reasons = LogCollector::takeReasons();
+    // The files are asked one by one only now, as each of a device that is right would be parsed twice.
     for (const auto &file : filePaths()) {
         requireParsed(file);
     }
-    LogCollector::takeReasons();
-    BaseClassSharedPointer root;
-    if (!Access::parseProcessDir(root, QFileInfo(m_absolutePath))) {
-        refusePath(ExitCode::InputOutputFile, m_path,
-                   QStringLiteral("its files do not describe one memory; try 'tessel build': %1")
-                       .arg(LogCollector::takeReasons()));
-    }
-    return root;
+    refusePath(ExitCode::InputOutputFile, m_path,
+               QStringLiteral("its files do not describe one memory; try 'tessel build': %1")
+                   .arg(reasons));
 }

@@ -12,7 +12,8 @@
 
 #include <QFileInfo>
 
-#include <algorithm>
+#include <functional>
+#include <typeinfo>
 
 namespace {
 
@@ -35,38 +36,109 @@ BaseClassSharedPointer parse(const QString &path)
     return QFileInfo(path).isDir() ? DescriptionFolder(path).parse() : parseFile(path);
 }
 
+/// Taking a large tree apart, element by element, takes longer than to get a value. The process ends with
+/// its last use anyway.
+const BaseClassSharedPointer &keptToTheEnd(const BaseClassSharedPointer &root)
+{
+    static auto &kept = *new QVector<BaseClassSharedPointer>;
+    kept.append(root);
+    return root;
+}
+
 void noteLeftOut(const QString &url)
 {
     writeErrorLine(
         QStringLiteral("tessel: note: '%1' is left out: its file does not parse").arg(url));
 }
 
-void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix, QVector<Leaf> &leaves)
+/// Which part of a tree is gone through, by URLs.
+struct Selection
+{
+    std::function<bool(const QString &url)> isNodeEntered;
+    std::function<bool(const QString &url)> isLeafTaken;
+};
+
+void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix,
+                   const Selection &selection, QVector<Leaf> &leaves)
 {
     const auto &children = node->getChildMap();
     for (const auto &key : TreeUrl::sortedKeys(children)) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
-        // What a folder holds but cannot be parsed, such as a file without a name before its
-        // extension.
+        // What a folder holds but cannot be parsed.
         if (!child) {
-            noteLeftOut(url);
             continue;
         }
         if (const auto element = qSharedPointerDynamicCast<ProcessDataValue>(child)) {
-            leaves.append({url, element});
+            if (selection.isLeafTaken(url)) {
+                leaves.append({url, element});
+            }
+        } else if (selection.isNodeEntered(url)) {
+            collectLeaves(child, url + QLatin1Char('/'), selection, leaves);
+        }
+    }
+}
+
+QVector<Leaf> leavesOf(const BaseClassSharedPointer &root, const Selection &selection)
+{
+    QVector<Leaf> leaves;
+    collectLeaves(root, {}, selection, leaves);
+    return leaves;
+}
+
+bool isLeaf(const ConfigurationAndProcessDataBase &element)
+{
+    // The usual class, without a search through its bases.
+    return typeid(element) == typeid(ProcessDataValue)
+           || dynamic_cast<const ProcessDataValue *>(&element) != nullptr;
+}
+
+/// What is to be known of a tree before anybody asks for its leaves.
+struct Outline
+{
+    bool hasLeaf = false;
+    /// Without a file that could not be parsed, such as one without a name before its extension.
+    bool isWhole = true;
+};
+
+void addOutline(const ConfigurationAndProcessDataBase &node, Outline &outline)
+{
+    for (const auto &child : node.getChildMap()) {
+        if (!child) {
+            outline.isWhole = false;
+        } else if (isLeaf(*child)) {
+            outline.hasLeaf = true;
         } else {
-            collectLeaves(child, url + QLatin1Char('/'), leaves);
+            addOutline(*child, outline);
+        }
+    }
+}
+
+void noteAllLeftOut(const ConfigurationAndProcessDataBase &node, const QString &prefix)
+{
+    const auto &children = node.getChildMap();
+    for (const auto &key : TreeUrl::sortedKeys(children)) {
+        const QString url = prefix + key;
+        if (const BaseClassSharedPointer child = children[key]) {
+            noteAllLeftOut(*child, url + QLatin1Char('/'));
+        } else {
+            noteLeftOut(url);
         }
     }
 }
 
 } // namespace
 
-DescriptionSource::DescriptionSource(const QString &path) : m_path(path), m_root(parse(path))
+DescriptionSource::DescriptionSource(const QString &path)
+    : m_path(path)
+    , m_root(keptToTheEnd(parse(path)))
 {
-    collectLeaves(m_root, {}, m_leaves);
-    if (m_leaves.isEmpty()) {
+    Outline outline;
+    addOutline(*m_root, outline);
+    if (!outline.isWhole) {
+        noteAllLeftOut(*m_root, {});
+    }
+    if (!outline.hasLeaf) {
         refusePath(ExitCode::InputOutputFile, m_path,
                    QStringLiteral("holds no process value; its top level must be a tree node with "
                                   "leaves below"));
@@ -119,20 +191,30 @@ void DescriptionSource::requireMemory() const
     }
 }
 
+const QVector<Leaf> &DescriptionSource::leaves() const
+{
+    if (!m_leaves) {
+        const auto always = [](const QString & /*url*/) { return true; };
+        m_leaves = leavesOf(m_root, {always, always});
+    }
+    return *m_leaves;
+}
+
 QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
 {
     if (urls.isEmpty()) {
-        return m_leaves;
+        return leaves();
     }
     QVector<Leaf> selected;
     for (const auto &url : urls) {
         const UrlPattern wanted(url);
-        const int before = selected.size();
-        std::copy_if(m_leaves.cbegin(), m_leaves.cend(), std::back_inserter(selected),
-                     [&wanted](const Leaf &leaf) { return wanted.leadsTo(leaf.url); });
-        if (selected.size() == before) {
+        const QVector<Leaf> found = leavesOf(
+            m_root, {[&](const QString &node) { return wanted.mayLeadInto(node); },
+                     [&](const QString &leaf) { return wanted.leadsTo(leaf); }});
+        if (found.isEmpty()) {
             refuseUrl(url);
         }
+        selected += found;
     }
     return selected;
 }
@@ -140,13 +222,13 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
 Leaf DescriptionSource::leafAt(const QString &url) const
 {
     const QString wanted = TreeUrl::normalized(url);
-    const auto *const found = std::find_if(
-        m_leaves.cbegin(), m_leaves.cend(),
-        [&wanted](const Leaf &leaf) { return leaf.url == wanted; });
-    if (found == m_leaves.cend()) {
+    const QVector<Leaf> found = leavesOf(
+        m_root, {[&](const QString &node) { return TreeUrl::isAtOrBelow(wanted, node); },
+                 [&](const QString &leaf) { return leaf == wanted; }});
+    if (found.isEmpty()) {
         refuseUrl(url);
     }
-    return *found;
+    return found.first();
 }
 
 void DescriptionSource::refuseUrl(const QString &url) const
@@ -156,7 +238,7 @@ void DescriptionSource::refuseUrl(const QString &url) const
                    QStringLiteral("'%1' is a tree node and has no value").arg(url));
     }
     QStringList known;
-    for (const auto &leaf : m_leaves) {
+    for (const auto &leaf : leaves()) {
         known.append(leaf.url);
     }
     refusePath(ExitCode::NotFound, m_path,

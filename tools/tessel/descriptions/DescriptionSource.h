@@ -7,8 +7,12 @@
 #include <QStringList>
 #include <QVector>
 
+#include <optional>
+
 /// A process description as the command line names it, a file or a folder of files, parsed and not
 /// bound yet.
+///
+/// Of a large device, URLs and leaves are gathered only where they are asked for. Not thread-safe.
 ///
 /// Every operation throws a Failure that names the path and the reason.
 class DescriptionSource
@@ -34,7 +38,7 @@ public:
     void requireMemory() const;
 
     /// All leaves, in the order of their display positions.
-    const QVector<Leaf> &leaves() const { return m_leaves; }
+    const QVector<Leaf> &leaves() const;
     /// The leaves at the URLs, which may be patterns, and below those that are tree nodes; all of them
     /// if there is no URL.
     QVector<Leaf> leavesAt(const QStringList &urls) const;
@@ -46,5 +50,5 @@ private:
 
     QString m_path;
     ConfigurationAndProcessDataBase::BaseClassSharedPointer m_root;
-    QVector<Leaf> m_leaves;
+    mutable std::optional<QVector<Leaf>> m_leaves; ///< once they were all asked for
 };

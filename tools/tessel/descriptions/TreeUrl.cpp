@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -38,10 +40,17 @@ bool TreeUrl::isAtOrBelow(const QString &url, const QString &top)
 
 QStringList TreeUrl::sortedKeys(const ConfigurationAndProcessDataBase::ChildMap &children)
 {
-    QStringList keys = children.keys();
-    std::sort(keys.begin(), keys.end());
-    std::stable_sort(keys.begin(), keys.end(), [&](const QString &left, const QString &right) {
-        return displayPosition(children[left]) < displayPosition(children[right]);
-    });
+    // Read once for each child, not for each comparison.
+    std::vector<std::pair<int, QString>> places;
+    places.reserve(static_cast<std::size_t>(children.size()));
+    for (auto child = children.cbegin(); child != children.cend(); ++child) {
+        places.emplace_back(displayPosition(child.value()), child.key());
+    }
+    std::sort(places.begin(), places.end());
+    QStringList keys;
+    keys.reserve(children.size());
+    for (const auto &place : places) {
+        keys.append(place.second);
+    }
     return keys;
 }

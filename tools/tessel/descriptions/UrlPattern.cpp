@@ -62,3 +62,18 @@ bool UrlPattern::leadsTo(const QString &url) const
     }
     return !m_pieces.isEmpty();
 }
+
+bool UrlPattern::mayLeadInto(const QString &url) const
+{
+    const QStringList pieces = url.split(slash);
+    const int count = std::min(pieces.size(), m_pieces.size());
+    for (int i = 0; i < count; ++i) {
+        if (m_pieces[i] == anyPieces) {
+            return true;
+        }
+        if (!isMatch(pieces[i], m_pieces[i])) {
+            return false;
+        }
+    }
+    return !m_pieces.isEmpty();
+}

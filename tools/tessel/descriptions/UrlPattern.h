@@ -12,6 +12,8 @@ public:
 
     /// Whether a URL of the tree lies at or below what the pattern names. No pattern names the root.
     bool leadsTo(const QString &url) const;
+    /// False only if leadsTo() is false for whatever lies below the node at @p url.
+    bool mayLeadInto(const QString &url) const;
 
 private:
     QStringList m_pieces;

@@ -33,8 +33,9 @@ LiveRegion::LiveRegion(const DescriptionSource &description, Opening opening)
     m_description.requireMemory();
     if (opening == Opening::Attach) {
         // Before the manager attaches: of a region that is replaced in between, requireCurrent() hears.
-        m_region.emplace(description.root());
-        requireMatchingRegion(*m_region, description);
+        m_region.emplace(description.key());
+        // One that knows the description holds the URLs of all leaves, and is needed only here.
+        requireMatchingRegion(RegionInspection(description.root()), description);
     }
     LogCollector::takeReasons();
     const auto root = m_manager.createProcessData(
