@@ -99,12 +99,12 @@ public:
                  const QHash<QString, QMetaType::Type> &dataTypes, ElementProperties &properties)
     {
         // Before anything is said: whoever takes a message may read another description.
-        const PropertyRecord::Shape shape = m_texts.endElement();
+        PropertyKinds &kinds = m_texts.endElement();
         const QMetaType::Type dataType = dataTypes.value(m_typeName, QMetaType::UnknownType);
         for (const int index : m_heldInDataType) {
             m_values[index] = toHeldForm(element, m_typeName, dataType, m_values[index]);
         }
-        PropertyRecord::fill(properties, shape, m_values.data());
+        PropertyRecord::fill(properties, kinds, m_values.data());
     }
 
 private:
@@ -257,7 +257,7 @@ bool ConfigurationAndProcessDataBase::isSelectorNoInput() const
 
 QVariant ConfigurationAndProcessDataBase::getProperty(const QString &key) const
 {
-    QVariant *property = nullptr;
+    const QVariant *property = nullptr;
     if (PropertyRecord::answers(m_properties, key, property)) {
         return property == nullptr ? QVariant() : *property;
     }
@@ -268,7 +268,7 @@ QVariant ConfigurationAndProcessDataBase::getProperty(const QString &key) const
 
 bool ConfigurationAndProcessDataBase::hasProperty(const QString &key) const
 {
-    QVariant *property = nullptr;
+    const QVariant *property = nullptr;
     if (PropertyRecord::answers(m_properties, key, property)) {
         return property != nullptr && property->isValid();
     }

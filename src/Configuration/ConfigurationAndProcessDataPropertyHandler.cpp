@@ -67,20 +67,25 @@ bool isSame(const QVariant &current, const QVariant &value)
                   == Tools::isNoInputValueIndicatorSet(value);
 }
 
-Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
+void replaceValue(QVariant &current, const QVariant &value)
 {
-    if (isSame(current, value)) {
-        return Base::SetValueUnchanged;
-    }
     // A number ends without anybody hearing of it.
     if (typeOf(current) <= QMetaType::Double) {
         current = value;
-        return Base::SetValueChanged;
+        return;
     }
     // What was there ends when nothing looks at this place any more: whoever hears of that may change
     // the element.
     QVariant stored = value;
     current.swap(stored);
+}
+
+Base::SetValueStatus storeValue(QVariant &current, const QVariant &value)
+{
+    if (isSame(current, value)) {
+        return Base::SetValueUnchanged;
+    }
+    replaceValue(current, value);
     return Base::SetValueChanged;
 }
 
@@ -274,11 +279,24 @@ void PropertyPath::readValue(const ElementProperties &properties, const QString 
 Base::SetValueStatus PropertyPath::writeValue(ElementProperties &properties, const QString &path,
                                               const QVariant &value)
 {
-    QVariant *property = nullptr;
+    const QVariant *property = nullptr;
     if (PropertyRecord::answers(properties, path, property) && property != nullptr) {
-        return storeValue(*property, value);
+        if (isSame(*property, value)) {
+            return Base::SetValueUnchanged;
+        }
+        QVariant *const place = PropertyRecord::placeToWrite(properties, property);
+        if (place != nullptr) {
+            replaceValue(*place, value);
+        } else {
+            // A copy, as it may lie among the values that move.
+            const QVariant stored = value;
+            PropertyRecord::ownAll(properties);
+            replaceValue(*properties.get(path), stored);
+        }
+        return Base::SetValueChanged;
     }
-    return writeAlong(properties, path, value);
+    // A value of its own: the new one may lie among those that move when one of them is written.
+    return writeAlong(properties, path, QVariant(value));
 }
 
 void ConfigurationAndProcessDataPropertyHandler::iteratePropertiesForGettingValues(

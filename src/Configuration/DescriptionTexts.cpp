@@ -100,10 +100,10 @@ const PropertyKey &DescriptionTexts::nextKey(const QString &key)
     const std::size_t index = m_index++;
     if (index == m_properties.size()) {
         m_properties.push_back(propertyUnder(key));
-        m_shape.reset();
+        m_kinds = nullptr;
     } else if (m_properties[index].key.text != key) {
         m_properties[index] = propertyUnder(key);
-        m_shape.reset();
+        m_kinds = nullptr;
     }
     return m_properties[index].key;
 }
@@ -181,17 +181,18 @@ QStringList DescriptionTexts::keysOfElement() const
     return keys;
 }
 
-PropertyRecord::Shape DescriptionTexts::endElement()
+PropertyKinds &DescriptionTexts::endElement()
 {
-    if (!m_shape || m_shapeCount != m_index || m_shapeLeftOut != m_leftOut) {
+    if (m_kinds == nullptr || m_kindsCount != m_index || m_kindsLeftOut != m_leftOut) {
         const QStringList keys = keysOfElement();
-        PropertyRecord::Shape &shape = m_shapes[keys];
-        if (!shape) {
-            shape = PropertyRecord::Shape(new PropertyShape(keys));
+        auto kinds = m_kindsOfKeys.find(keys);
+        if (kinds == m_kindsOfKeys.end()) {
+            const PropertyRecord::Shape plain(new PropertyShape(keys));
+            kinds = m_kindsOfKeys.insert(keys, PropertyKinds(plain));
         }
-        m_shape = shape;
-        m_shapeCount = m_index;
-        m_shapeLeftOut = m_leftOut;
+        m_kinds = &kinds.value();
+        m_kindsCount = m_index;
+        m_kindsLeftOut = m_leftOut;
     }
-    return m_shape;
+    return *m_kinds;
 }

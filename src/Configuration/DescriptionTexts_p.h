@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Companion/JsonText_p.h"
-#include "Configuration/PropertyRecord_p.h"
+#include "Configuration/PropertyKinds_p.h"
 
 #include <QSet>
 #include <QString>
@@ -76,9 +76,9 @@ public:
     QVariant valueOf(const JsonText::Value &value);
     /// Tells that the property whose key came last is none of the element.
     void leaveOut();
-    /// All keys of the element since its begin. Another element may begin before this one has its
-    /// properties.
-    PropertyRecord::Shape endElement();
+    /// The shapes for all keys of the element since its begin. Another element may begin before this one
+    /// has its properties.
+    PropertyKinds &endElement();
 
 private:
     Q_DISABLE_COPY(DescriptionTexts)
@@ -102,12 +102,13 @@ private:
     /// The places of the properties that were left out.
     std::vector<std::size_t> m_leftOut;
     /// Of the element before, and how many keys it had. Null if a key has changed since.
-    PropertyRecord::Shape m_shape;
-    std::size_t m_shapeCount = 0;
-    std::vector<std::size_t> m_shapeLeftOut;
-    QHash<QStringList, PropertyRecord::Shape> m_shapes;
+    PropertyKinds *m_kinds = nullptr;
+    std::size_t m_kindsCount = 0;
+    std::vector<std::size_t> m_kindsLeftOut;
+    // A hash of this kind never moves what it holds.
+    QHash<QStringList, PropertyKinds> m_kindsOfKeys;
     QSet<QString> m_texts;
-    /// By key. A hash of this kind never moves what it holds.
+    /// By key.
     QHash<QString, std::vector<QString>> m_textsOfChildren;
     /// The keys in the nodes of each depth.
     std::vector<std::vector<QString>> m_childKeys;

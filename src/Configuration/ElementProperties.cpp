@@ -1,5 +1,6 @@
 #include "Configuration/ElementProperties.h"
 
+#include "Configuration/PropertyKinds_p.h"
 #include "Configuration/PropertyRecord_p.h"
 
 #include <new>
@@ -22,17 +23,37 @@ PropertyShape::PropertyShape(const QStringList &keys) : m_keys(keys), m_hasPlain
     }
 }
 
+PropertyShape::PropertyShape(const Pointer &plain, const QVector<int> &commonPlaces,
+                             const QVariant *values)
+    : PropertyShape(*plain)
+{
+    m_plain = plain;
+    m_commonPlaces = commonPlaces;
+    m_hasCommonValues = !commonPlaces.isEmpty();
+    m_indices.reserve(size());
+    int own = 0;
+    for (int place = 0; place < size(); ++place) {
+        const int common = m_commonValues.size();
+        if (common < commonPlaces.size() && commonPlaces.at(common) == place) {
+            m_commonValues.append(values[place]);
+            m_indices.append(-1 - common);
+        } else {
+            m_indices.append(own++);
+        }
+    }
+}
+
 int PropertyShape::placeInMap(QStringView key) const
 {
     const auto entry = m_places.constFind(LookupKey(key).text());
     return entry == m_places.cend() ? -1 : placeIn(*entry);
 }
 
-Map PropertyShape::withValues(const QVariant *values) const
+Map PropertyShape::withValues(const QVariant *own) const
 {
     Map map = m_places;
     for (QVariant &entry : map) {
-        entry = values[placeIn(entry)];
+        entry = *valueAt(placeIn(entry), own);
     }
     return map;
 }
@@ -41,7 +62,7 @@ Map PropertyShape::withValues(const QVariant *values) const
 
 PropertyRecord *PropertyRecord::makeOfValues(const Shape &shape)
 {
-    const auto count = static_cast<std::size_t>(shape->size());
+    const auto count = static_cast<std::size_t>(shape->ownSize());
     void *const block = ::operator new(sizeof(PropertyRecord) + count * sizeof(QVariant));
     auto *const record = new (block) PropertyRecord;
     record->m_shape = shape;
@@ -51,17 +72,34 @@ PropertyRecord *PropertyRecord::makeOfValues(const Shape &shape)
     return record;
 }
 
-void PropertyRecord::fill(ElementProperties &properties, const Shape &shape, QVariant *values)
+void PropertyRecord::fill(ElementProperties &properties, PropertyKinds &kinds, QVariant *values)
 {
-    if (!shape->isUsable() || !properties.isEmpty()) {
-        for (const QString &key : shape->keys()) {
+    if (!kinds.plain()->isUsable() || !properties.isEmpty()) {
+        for (const QString &key : kinds.plain()->keys()) {
             properties[key].swap(*values++);
         }
         return;
     }
+    const Shape shape = kinds.shapeFor(values);
     PropertyRecord *const record = makeOfValues(shape);
-    for (int i = 0; i < shape->size(); ++i) {
-        record->values()[i].swap(values[i]);
+    for (int place = 0; place < shape->size(); ++place) {
+        const int index = shape->ownIndexOf(place);
+        if (index >= 0) {
+            record->values()[index].swap(values[place]);
+        }
+    }
+    destroy(std::exchange(properties.m_record, record));
+}
+
+void PropertyRecord::ownAll(ElementProperties &properties)
+{
+    PropertyRecord *const former = properties.m_record;
+    if (former == nullptr || former->isMap() || !former->shape().hasCommonValues()) {
+        return;
+    }
+    PropertyRecord *const record = makeOfValues(former->shape().plain());
+    for (int place = 0; place < record->shape().size(); ++place) {
+        record->values()[place] = *former->valueAt(place);
     }
     destroy(std::exchange(properties.m_record, record));
 }
@@ -80,7 +118,7 @@ PropertyRecord *PropertyRecord::copy(const PropertyRecord &record)
         return make(record.map());
     }
     PropertyRecord *const copied = makeOfValues(record.m_shape);
-    for (int i = 0; i < record.shape().size(); ++i) {
+    for (int i = 0; i < record.shape().ownSize(); ++i) {
         copied->values()[i] = record.values()[i];
     }
     return copied;
@@ -94,7 +132,7 @@ void PropertyRecord::destroy(PropertyRecord *record)
     if (record->isMap()) {
         record->map().~Map();
     } else {
-        for (int i = 0; i < record->shape().size(); ++i) {
+        for (int i = 0; i < record->shape().ownSize(); ++i) {
             record->values()[i].~QVariant();
         }
     }
@@ -150,7 +188,7 @@ const QVariant *ElementProperties::get(const QString &key) const
         return entry == m_record->map().cend() ? nullptr : &*entry;
     }
     const int place = m_record->shape().placeOf(key);
-    return place < 0 ? nullptr : m_record->values() + place;
+    return place < 0 ? nullptr : m_record->valueAt(place);
 }
 
 QVariant *ElementProperties::get(const QString &key)
@@ -165,7 +203,12 @@ QVariant *ElementProperties::get(const QString &key)
         return entry == map.end() ? nullptr : &*entry;
     }
     const int place = m_record->shape().placeOf(key);
-    return place < 0 ? nullptr : m_record->values() + place;
+    if (place < 0) {
+        return nullptr;
+    }
+    // All of them: a place that is asked for to be written stays where it is.
+    PropertyRecord::ownAll(*this);
+    return m_record->values() + place;
 }
 
 QVariant ElementProperties::value(const QString &key, const QVariant &missing) const

@@ -9,13 +9,13 @@
 
 /// The properties of one element, used like the QHash<QString, QVariant> that they were made from.
 ///
-/// Elements beside each other mostly have the same keys. As long as an element has the keys with which a
-/// description made it, it keeps its values alone, and shares the keys with its siblings. It gets a
-/// hash of its own when a key is added or removed, or when somebody asks for an iterator: with the
+/// As long as an element has the keys with which a description made it, it shares them with its siblings
+/// and holds values alone; those that several siblings have in common are shared until one is written. It
+/// gets a hash of its own when a key is added or removed, or when somebody asks for an iterator: with the
 /// entries in the order in which they would stand if it had been one from the beginning.
 ///
-/// As with a hash, references and iterators hold until the keys change. Not thread-safe: a hash may be
-/// made by an operation that only reads.
+/// As with a hash, references and iterators hold until the keys change; what was got to be read alone, until
+/// a value is written. Not thread-safe: a hash may be made by an operation that only reads.
 class TESSEL_EXPORT ElementProperties
 {
 public:

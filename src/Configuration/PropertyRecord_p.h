@@ -8,15 +8,22 @@
 #include <QStringList>
 #include <QStringView>
 #include <QVarLengthArray>
+#include <QVector>
 
 #include <cstring>
+#include <functional>
 
-/// The keys that elements have in common, each with the place of its value.
+/// The keys that elements have in common, each with the place of its value, and the values that all of
+/// these elements have under some of the keys.
 class PropertyShape : public QSharedData
 {
 public:
+    using Pointer = QExplicitlySharedDataPointer<const PropertyShape>;
+
     /// Of keys that came in this order.
     explicit PropertyShape(const QStringList &keys);
+    /// With the keys of @p plain, and with the values at @p commonPlaces, which ascend, of @p values.
+    PropertyShape(const Pointer &plain, const QVector<int> &commonPlaces, const QVariant *values);
 
     /// False if a key came twice: then there are fewer places than values.
     bool isUsable() const { return m_isUsable; }
@@ -33,7 +40,27 @@ public:
         return m_marks.isEmpty() ? placeInMap(key) : placeByMarks(key);
     }
     /// What the hash would be that got these keys one after the other, each with its value.
-    ElementProperties::Map withValues(const QVariant *values) const;
+    ElementProperties::Map withValues(const QVariant *own) const;
+
+    /// The shape with the same keys and without common values; null if it is this one.
+    const Pointer &plain() const { return m_plain; }
+    /// The places of the common values.
+    const QVector<int> &commonPlaces() const { return m_commonPlaces; }
+    const QVector<QVariant> &commonValues() const { return m_commonValues; }
+    /// How many values an element holds itself, in the order of their places.
+    int ownSize() const { return size() - m_commonPlaces.size(); }
+    bool hasCommonValues() const { return m_hasCommonValues; }
+    /// Of the value at @p place among those; negative if it is a common one.
+    int ownIndexOf(int place) const { return m_hasCommonValues ? m_indices.at(place) : place; }
+    /// The value at @p place of an element that holds @p own itself.
+    const QVariant *valueAt(int place, const QVariant *own) const
+    {
+        if (!m_hasCommonValues) {
+            return own + place;
+        }
+        const int index = m_indices.constData()[place];
+        return index < 0 ? m_commonValues.constData() + (-1 - index) : own + index;
+    }
 
 private:
     /// Beyond that many keys the hash finds one sooner.
@@ -82,17 +109,28 @@ private:
     ElementProperties::Map m_places;
     bool m_isUsable;
     bool m_hasPlainKeys;
+    bool m_hasCommonValues = false;
+    Pointer m_plain;
+    QVector<int> m_commonPlaces;
+    QVector<QVariant> m_commonValues;
+    /// Where the value of each place is: at this index of the own values, or, from -1 downward, of the
+    /// common ones. Empty if all are own.
+    QVector<int> m_indices;
 };
+
+class PropertyKinds;
 
 /// What an ElementProperties holds: values in the places of a shape, or a hash.
 class PropertyRecord
 {
 public:
-    using Shape = QExplicitlySharedDataPointer<const PropertyShape>;
+    using Shape = PropertyShape::Pointer;
 
-    /// Puts @p values, which are taken, under the keys of @p shape into @p properties. These get the shape
-    /// if there were none.
-    static void fill(ElementProperties &properties, const Shape &shape, QVariant *values);
+    /// Puts @p values, which are taken, under the keys of @p kinds into @p properties. These get a shape if
+    /// there were none.
+    static void fill(ElementProperties &properties, PropertyKinds &kinds, QVariant *values);
+    /// Lets @p properties hold all of their values themselves, if they have a shape.
+    static void ownAll(ElementProperties &properties);
 
     static PropertyRecord *make(const ElementProperties::Map &map);
     static PropertyRecord *copy(const PropertyRecord &record);
@@ -107,24 +145,40 @@ public:
             return properties.get(LookupKey(key).text());
         }
         const int place = record->shape().placeOf(key);
-        return place < 0 ? nullptr : record->values() + place;
+        return place < 0 ? nullptr : record->valueAt(place);
     }
     /// Whether @p path is answered by one look-up in the places of a shape: @p value is then what it leads
     /// to, null for a key that is not there.
-    static bool answers(const ElementProperties &properties, const QString &path, QVariant *&value)
+    static bool answers(const ElementProperties &properties, const QString &path,
+                        const QVariant *&value)
     {
-        PropertyRecord *const record = properties.m_record;
+        const PropertyRecord *const record = properties.m_record;
         if (record == nullptr || record->isMap() || !record->shape().hasPlainKeys()) {
             return false;
         }
         const int place = record->shape().placeOf(path);
-        value = place < 0 ? nullptr : record->values() + place;
+        value = place < 0 ? nullptr : record->valueAt(place);
         return place >= 0 || (!path.isEmpty() && PropertyPath::isPlainKey(path));
+    }
+
+    /// The place of @p value, which answers() has found, to be written; null if it is a common one.
+    static QVariant *placeToWrite(ElementProperties &properties, const QVariant *value)
+    {
+        PropertyRecord *const record = properties.m_record;
+        if (!record->shape().hasCommonValues()) {
+            return const_cast<QVariant *>(value);
+        }
+        const auto isLess = std::less<>();
+        const QVariant *const own = record->values();
+        const bool isOwn = !isLess(value, own) && isLess(value, own + record->shape().ownSize());
+        return isOwn ? const_cast<QVariant *>(value) : nullptr;
     }
 
     bool isMap() const { return !m_shape; }
     const PropertyShape &shape() const { return *m_shape; }
-    /// In the places of the shape.
+    /// At a place of the shape.
+    const QVariant *valueAt(int place) const { return shape().valueAt(place, values()); }
+    /// Those that are no common ones of the shape.
     QVariant *values() { return reinterpret_cast<QVariant *>(this + 1); }
     const QVariant *values() const { return reinterpret_cast<const QVariant *>(this + 1); }
     ElementProperties::Map &map() { return *reinterpret_cast<ElementProperties::Map *>(this + 1); }
