@@ -12,7 +12,9 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 #include <typeinfo>
 
 namespace {
@@ -51,13 +53,7 @@ void noteLeftOut(const QString &url)
         QStringLiteral("tessel: note: '%1' is left out: its file does not parse").arg(url));
 }
 
-/// Which part of a tree is gone through, by URLs.
-struct Selection
-{
-    std::function<bool(const QString &url)> isNodeEntered;
-    std::function<bool(const QString &url)> isLeafTaken;
-};
-
+template <class Selection>
 void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix,
                    const Selection &selection, QVector<Leaf> &leaves)
 {
@@ -77,13 +73,6 @@ void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix,
             collectLeaves(child, url + QLatin1Char('/'), selection, leaves);
         }
     }
-}
-
-QVector<Leaf> leavesOf(const BaseClassSharedPointer &root, const Selection &selection)
-{
-    QVector<Leaf> leaves;
-    collectLeaves(root, {}, selection, leaves);
-    return leaves;
 }
 
 bool isLeaf(const ConfigurationAndProcessDataBase &element)
@@ -128,6 +117,13 @@ void noteAllLeftOut(const ConfigurationAndProcessDataBase &node, const QString &
 }
 
 } // namespace
+
+/// Which part of a tree is gone through, by URLs.
+struct DescriptionSource::Selection
+{
+    std::function<bool(const QString &url)> isNodeEntered;
+    std::function<bool(const QString &url)> isLeafTaken;
+};
 
 DescriptionSource::DescriptionSource(const QString &path)
     : m_path(path)
@@ -195,9 +191,25 @@ const QVector<Leaf> &DescriptionSource::leaves() const
 {
     if (!m_leaves) {
         const auto always = [](const QString & /*url*/) { return true; };
-        m_leaves = leavesOf(m_root, {always, always});
+        QVector<Leaf> all;
+        collectLeaves(m_root, {}, Selection{always, always}, all);
+        m_leaves = all;
     }
     return *m_leaves;
+}
+
+QVector<Leaf> DescriptionSource::leavesIn(const Selection &selection) const
+{
+    QVector<Leaf> selected;
+    // Who asks again may ask many times, and a walk sorts the children of each node on its way.
+    if (m_isWalked) {
+        std::copy_if(leaves().cbegin(), leaves().cend(), std::back_inserter(selected),
+                     [&](const Leaf &leaf) { return selection.isLeafTaken(leaf.url); });
+        return selected;
+    }
+    m_isWalked = true;
+    collectLeaves(m_root, {}, selection, selected);
+    return selected;
 }
 
 QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
@@ -208,9 +220,9 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
     QVector<Leaf> selected;
     for (const auto &url : urls) {
         const UrlPattern wanted(url);
-        const QVector<Leaf> found = leavesOf(
-            m_root, {[&](const QString &node) { return wanted.mayLeadInto(node); },
-                     [&](const QString &leaf) { return wanted.leadsTo(leaf); }});
+        const QVector<Leaf> found = leavesIn(
+            {[&](const QString &node) { return wanted.mayLeadInto(node); },
+             [&](const QString &leaf) { return wanted.leadsTo(leaf); }});
         if (found.isEmpty()) {
             refuseUrl(url);
         }
@@ -222,9 +234,9 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
 Leaf DescriptionSource::leafAt(const QString &url) const
 {
     const QString wanted = TreeUrl::normalized(url);
-    const QVector<Leaf> found = leavesOf(
-        m_root, {[&](const QString &node) { return TreeUrl::isAtOrBelow(wanted, node); },
-                 [&](const QString &leaf) { return leaf == wanted; }});
+    const QVector<Leaf> found = leavesIn(
+        {[&](const QString &node) { return TreeUrl::isAtOrBelow(wanted, node); },
+         [&](const QString &leaf) { return leaf == wanted; }});
     if (found.isEmpty()) {
         refuseUrl(url);
     }

@@ -46,9 +46,15 @@ public:
     Leaf leafAt(const QString &url) const;
 
 private:
+    struct Selection;
+
     [[noreturn]] void refuseUrl(const QString &url) const;
+
+    /// The leaves that a walk over the selected part comes to, or those of all that have been gathered.
+    QVector<Leaf> leavesIn(const Selection &selection) const;
 
     QString m_path;
     ConfigurationAndProcessDataBase::BaseClassSharedPointer m_root;
     mutable std::optional<QVector<Leaf>> m_leaves; ///< once they were all asked for
+    mutable bool m_isWalked = false;               ///< once some were asked for
 };
