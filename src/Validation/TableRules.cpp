@@ -113,6 +113,7 @@ private:
     bool checkInformation();
     bool checkDimension(const Value &dimension, int index);
     void checkColumn(const Value &object);
+    void checkColumnType(const Value &type, const Column &column) const;
     void checkColumnCount();
     void checkCells();
     void checkCell(const Value &cell, const Column &column);
@@ -217,13 +218,10 @@ void Table::checkColumn(const Value &object)
     if (type.isValid() && type.isText()) {
         column.typeName = type.toString();
         column.type = DescribedType::of(column.typeName);
-        if (!column.type.hasSlot()) {
-            report(
-                Rule::UnknownType, type,
-                QStringLiteral("unknown type %1 of a column%2")
-                    .arg(quoted(column.typeName), hintOf(column.typeName, DescribedType::names())));
-        }
+        checkColumnType(type, column);
     }
+    ValueRules::checkColumnLimits(m_file, m_array.url(), column.type,
+                                  memberOf(object, Key::MinLimit), memberOf(object, Key::MaxLimit));
     if (column.selection.isValid()) {
         if (isSelectionList(m_file, m_array.url(), column.selection)) {
             checkEntries(m_file, m_array.url(), column.selection);
@@ -239,6 +237,18 @@ void Table::checkColumn(const Value &object)
                QStringLiteral("the column has no 'value' for a new row"));
     }
     m_columns.push_back(column);
+}
+
+void Table::checkColumnType(const Value &type, const Column &column) const
+{
+    if (!column.type.isKnown()) {
+        report(Rule::UnknownType, type,
+               QStringLiteral("unknown type %1 of a column%2")
+                   .arg(quoted(column.typeName), hintOf(column.typeName, DescribedType::names())));
+    } else if (!column.type.hasSlot()) {
+        report(Rule::UnknownType, type,
+               QStringLiteral("the cells of a column are no %1").arg(column.typeName));
+    }
 }
 
 void Table::checkColumnCount()

@@ -73,13 +73,16 @@ Likeness likenessOfInteger(const DescribedType &type, qint64 written, const QVar
     return isSame ? Likeness::Same : Likeness::Other;
 }
 
-Likeness likenessOfDouble(const DescribedType &type, const QVariant &value)
+Likeness likenessOfDouble(const DescribedType &type, double written, const QVariant &value)
 {
     if (type.isText) {
         return Likeness::OtherType;
     }
     if (type.metaType == QMetaType::Float) {
-        return std::isinf(value.toFloat()) ? Likeness::Other : Likeness::Same;
+        // It rounds, but neither to nothing nor beyond all numbers.
+        const float held = value.toFloat();
+        const bool isLost = std::isinf(held) || (held == 0.0F && written != 0.0);
+        return isLost ? Likeness::Other : Likeness::Same;
     }
     return type.metaType == QMetaType::Double ? Likeness::Same : Likeness::Other;
 }
@@ -89,7 +92,7 @@ Likeness likeness(const DescribedType &type, const Value &written, const QVarian
     switch (written.kind()) {
     case Kind::Text: return likenessOfText(type, written, value);
     case Kind::Integer: return likenessOfInteger(type, written.toInteger(), value);
-    case Kind::Double: return likenessOfDouble(type, value);
+    case Kind::Double: return likenessOfDouble(type, written.toDouble(), value);
     case Kind::Bool: return type.metaType == QMetaType::Bool ? Likeness::Same : Likeness::OtherType;
     default: return Likeness::Same;
     }
@@ -132,6 +135,18 @@ Held checkedValue(const CheckedElement &leaf, Key key)
     return held.isNoInput ? Held() : held;
 }
 
+bool areExchanged(const DescribedType &type, const Held &least, const Held &most)
+{
+    return least.isValid && most.isValid && isBelow(type, most.value, least.value);
+}
+
+void reportOrder(CheckedFile &file, const QString &url, const Value &least, const Value &most)
+{
+    file.report(Rule::LimitsOrder, least, url,
+                QStringLiteral("the lower limit %1 is above the upper one, %2")
+                    .arg(shown(file, least), shown(file, most)));
+}
+
 void checkLimits(const CheckedElement &leaf, const Held &value)
 {
     if ((leaf.places() & KeyPlace::Number) == 0) {
@@ -141,10 +156,8 @@ void checkLimits(const CheckedElement &leaf, const Held &value)
     const Held most = checkedValue(leaf, Key::MaxLimit);
     const DescribedType &type = leaf.type();
     const auto limit = [&leaf](Key key) { return shown(leaf.file(), leaf.value(key)); };
-    if (least.isValid && most.isValid && isBelow(type, most.value, least.value)) {
-        leaf.report(Rule::LimitsOrder, Key::MinLimit,
-                    QStringLiteral("the lower limit %1 is above the upper one, %2")
-                        .arg(limit(Key::MinLimit), limit(Key::MaxLimit)));
+    if (areExchanged(type, least, most)) {
+        reportOrder(leaf.file(), leaf.url(), leaf.value(Key::MinLimit), leaf.value(Key::MaxLimit));
         return;
     }
     if (!value.isValid) {
@@ -276,4 +289,16 @@ void ValueRules::check(const CheckedElement &leaf)
         leaf.report(Rule::ValueMissing, Key::Value, QStringLiteral("the leaf has no 'value'"));
     }
     checkPattern(leaf);
+}
+
+void ValueRules::checkColumnLimits(CheckedFile &file, const QString &url, const DescribedType &type,
+                                   const Value &least, const Value &most)
+{
+    const auto limit = [&type](const Value &written) {
+        const Held held = written.isValid() ? ValueRules::held(type, written) : Held();
+        return held.isNoInput ? Held() : held;
+    };
+    if (type.isNumber && areExchanged(type, limit(least), limit(most))) {
+        reportOrder(file, url, least, most);
+    }
 }

@@ -27,5 +27,8 @@ void check(const CheckedElement &leaf);
 /// another value or none.
 bool checkHeld(CheckedFile &file, const QString &url, const QString &name,
                const DescribedType &type, const JsonText::Value &written, const QString &what);
+/// The limits of a column, of which each may be missing.
+void checkColumnLimits(CheckedFile &file, const QString &url, const DescribedType &type,
+                       const JsonText::Value &least, const JsonText::Value &most);
 
 } // namespace ValueRules

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void partsOfOneFolderMayHaveItsKey();
     void folderThatWasNeverBuiltHasOnlyWarnings();
     void folderGivenTwiceIsLookedOverOnce();
+    void typeOfNoColumnIsNotMistakenForAWord();
     void problemsStandInOrder();
     void checkOfAFileIsSilent();
     void nothingIsWritten();
@@ -163,6 +164,20 @@ void tst_DescriptionCheck::folderGivenTwiceIsLookedOverOnce()
                             QStringLiteral("a/x.config.json")})
                  .size(),
              2);
+}
+
+void tst_DescriptionCheck::typeOfNoColumnIsNotMistakenForAWord()
+{
+    const Folder folder;
+    const QString path = folder.write(
+        QStringLiteral("curve.config.json"),
+        R"({"type": "treenode", "value": {"curve": {"type": "array", "value": [[1]],
+            "arrayInformation": [[], [{"type": "array"}]]}}})");
+
+    const auto problems = DescriptionCheck::check({path});
+
+    QCOMPARE(problems.size(), 1);
+    QCOMPARE(problems.first().text, QStringLiteral("the cells of a column are no array"));
 }
 
 void tst_DescriptionCheck::problemsStandInOrder()
