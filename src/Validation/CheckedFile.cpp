@@ -96,10 +96,15 @@ QByteArray CheckedFile::written(const JsonText::Value &value) const
     return m_text.mid(value.offset(), end - value.offset());
 }
 
+TextPlaces::Place CheckedFile::placeOf(const JsonText::Value &at)
+{
+    return m_places.placeOf(at.offset() - (at.isText() ? 1 : 0));
+}
+
 void CheckedFile::report(Rule rule, const JsonText::Value &at, const QString &url,
                          const QString &text)
 {
-    m_findings.add(rule, m_path, m_places.placeOf(at.offset() - (at.isText() ? 1 : 0)), url, text);
+    m_findings.add(rule, m_path, placeOf(at), url, text);
 }
 
 void CheckedFile::report(Rule rule, const QString &text)

@@ -35,7 +35,9 @@ public:
     /// A number or word as it stands in the text.
     QByteArray written(const JsonText::Value &value) const;
 
-    /// At a key, or at the value under it; a text stands where its quote does.
+    /// Of a key, or of the value under it; a text stands where its quote does.
+    TextPlaces::Place placeOf(const JsonText::Value &at);
+    /// At a place as placeOf() has it.
     void report(Rule rule, const JsonText::Value &at, const QString &url, const QString &text);
     /// Of the whole file.
     void report(Rule rule, const QString &text);

@@ -1,9 +1,9 @@
 #include "Companion/FileSearch.h"
 #include "Companion/PropertyManagerConst.h"
-#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/DirectoryWalk_p.h"
 #include "Validation/CheckedFolder_p.h"
 #include "Validation/KeyRules_p.h"
+#include "Validation/NameInTree_p.h"
 #include "Validation/ValueShown_p.h"
 
 #include <QDir>
@@ -12,18 +12,7 @@
 
 namespace {
 
-using Access = ConfigurationDataAndProcessDescriptionAccess;
 using Constants = PropertyManagerConst;
-
-/// The name of an entry in the tree that a walk for @p extension makes; empty if it is nothing there.
-QString nameInTree(const QFileInfo &entry, const QString &extension)
-{
-    if (!entry.isDir()) {
-        return entry.fileName().endsWith(extension) ? DirectoryWalk::stemOf(entry) : QString();
-    }
-    return Access::containsFileOrDir(DirectoryWalk::entriesOf(entry), extension) ? entry.fileName()
-                                                                                 : QString();
-}
 
 } // namespace
 
