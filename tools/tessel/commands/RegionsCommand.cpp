@@ -1,6 +1,7 @@
 #include "Inspection/RegionInspection.h"
 #include "Inspection/RegionUsers.h"
 #include "commands/Commands.h"
+#include "live/RegionText.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Table.h"
@@ -68,53 +69,6 @@ QString rateText(const Seen &before)
                            'f', 1);
 }
 
-QString ageText(const RegionInspection &region)
-{
-    const std::optional<QDateTime> lastSwap = region.getLastSwap();
-    if (!lastSwap) {
-        return unknown;
-    }
-    // A clock that was set back makes no set come from the future.
-    const qint64 milliseconds = qMax(lastSwap->msecsTo(QDateTime::currentDateTimeUtc()), qint64{0});
-    constexpr qint64 minute = 60 * 1000;
-    constexpr qint64 hour = 60 * minute;
-    constexpr qint64 day = 24 * hour;
-    if (milliseconds < minute) {
-        return QStringLiteral("%1 s").arg(static_cast<double>(milliseconds) / 1000, 0, 'f', 1);
-    }
-    if (milliseconds < hour) {
-        return QStringLiteral("%1 min").arg(milliseconds / minute);
-    }
-    return milliseconds < day ? QStringLiteral("%1 h").arg(milliseconds / hour)
-                              : QStringLiteral("%1 d").arg(milliseconds / day);
-}
-
-QString creatorText(const RegionCreator &creator)
-{
-    if (!creator.pid) {
-        return unknown;
-    }
-    const QString life = !creator.isAlive   ? QStringLiteral("unknown")
-                         : *creator.isAlive ? QStringLiteral("alive")
-                                            : QStringLiteral("dead");
-    return QStringLiteral("%1 %2").arg(*creator.pid).arg(life);
-}
-
-QString usersText(const QVector<RegionUser> &users, bool isComplete)
-{
-    QStringList texts;
-    for (const auto &user : users) {
-        QString text = QStringLiteral("%1 %2").arg(user.program).arg(user.pid);
-        text += user.isReplaced ? QStringLiteral(" (replaced)") : QString();
-        text += user.hasOtherLayout ? QStringLiteral(" (other layout)") : QString();
-        texts.append(text);
-    }
-    if (!isComplete) {
-        texts.append(QStringLiteral("..."));
-    }
-    return texts.isEmpty() ? unknown : texts.join(QStringLiteral(", "));
-}
-
 void printTable()
 {
     const std::vector<Seen> all = lookAtAll();
@@ -130,63 +84,27 @@ void printTable()
                  {QStringLiteral("ATTACHED"), Table::Alignment::Left}});
     for (const auto &seen : all) {
         const RegionInspection &region = seen.region;
-        table.addRow({region.getKey(),
-                      region.isReadable() ? QString::number(region.getSize()) : unknown,
-                      rateText(seen), ageText(region), creatorText(region.getCreator()),
-                      usersText(users.getUsersOf(region), users.isComplete())});
+        table.addRow(
+            {region.getKey(), region.isReadable() ? QString::number(region.getSize()) : unknown,
+             rateText(seen), ageText(region.getLastSwap()), creatorText(region.getCreator()),
+             usersText(users.getUsersOf(region), users.isComplete())});
     }
     writeOutput(table.lines().join(QLatin1Char('\n')) + QLatin1Char('\n'));
 }
 
-QString jsonNull()
-{
-    return QStringLiteral("null");
-}
-
-template <class Number>
-QString jsonNumber(const std::optional<Number> &number)
-{
-    return number ? QString::number(*number) : jsonNull();
-}
-
-QString jsonFlag(const std::optional<bool> &flag)
-{
-    return flag ? jsonBool(*flag) : jsonNull();
-}
-
-QString jsonOf(const RegionUser &user)
-{
-    return jsonObject({
-        {QStringLiteral("pid"), QString::number(user.pid)},
-        {QStringLiteral("program"), user.program.isEmpty() ? jsonNull() : jsonString(user.program)},
-        {QStringLiteral("isReplaced"), jsonBool(user.isReplaced)},
-        {QStringLiteral("hasOtherLayout"), jsonBool(user.hasOtherLayout)},
-    });
-}
-
 QString jsonOf(const RegionInspection &region, const RegionUsers &users)
 {
-    const std::optional<QDateTime> lastSwap = region.getLastSwap();
     const RegionCreator creator = region.getCreator();
-    QStringList attached;
-    for (const auto &user : users.getUsersOf(region)) {
-        attached.append(jsonOf(user));
-    }
-    // A list that names nobody and may lack somebody says nothing.
-    const bool isKnown = !attached.isEmpty() || users.isComplete();
     return jsonObject({
         {QStringLiteral("key"), jsonString(region.getKey())},
         {QStringLiteral("size"),
          region.isReadable() ? QString::number(region.getSize()) : jsonNull()},
         {QStringLiteral("doubleBuffer"), jsonFlag(region.isDoubleBuffer())},
         {QStringLiteral("swapCount"), jsonNumber(region.getSwapCount())},
-        {QStringLiteral("lastSwap"),
-         lastSwap ? jsonString(lastSwap->toString(Qt::ISODateWithMs)) : jsonNull()},
+        {QStringLiteral("lastSwap"), jsonTime(region.getLastSwap())},
         {QStringLiteral("creatorPid"), jsonNumber(creator.pid)},
         {QStringLiteral("creatorAlive"), jsonFlag(creator.isAlive)},
-        {QStringLiteral("attached"),
-         isKnown ? QLatin1Char('[') + attached.join(QStringLiteral(", ")) + QLatin1Char(']')
-                 : jsonNull()},
+        {QStringLiteral("attached"), jsonUsers(users.getUsersOf(region), users.isComplete())},
     });
 }
 
