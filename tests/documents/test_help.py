@@ -102,7 +102,7 @@ class Help(unittest.TestCase):
         # Sixty seconds are too long here; the option itself is what is tried.
         command = command.replace("--count 60", "--count 2 --interval 1").removesuffix(" &")
         holders = []
-        if command.split()[1] in ("get", "set", "apply", "watch", "wait"):
+        if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain"):
             holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
         process = self.start(command)
         if lasts:

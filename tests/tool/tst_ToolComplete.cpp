@@ -74,8 +74,8 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info", "hold", "get", "set", "apply", "watch", "wait", "regions", "build", "merge",
-          "config", "validate", "schema", "help"}) {
+         {"info", "hold", "get", "set", "apply", "watch", "wait", "explain", "regions", "build",
+          "merge", "config", "validate", "schema", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -177,6 +177,7 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("config table device url --import ", "\t.csv\n");
     add("config table device url --import=po", "\t.csv\n");
     add("info a.process.json ", "");
+    add("explain ", "\t.process.json\n");
     add("validate ", "\t.json\n");
     add("validate a.process.json ", "\t.json\n");
 }
@@ -202,6 +203,7 @@ void tst_ToolComplete::urlsAreCompletedPieceByPiece()
     };
 
     QCOMPARE(urls(""), QStringList({QStringLiteral("plant/"), QStringLiteral("pump/")}));
+    QCOMPARE(offered(complete({QStringLiteral("explain"), file, QString()}).output), urls(""));
     QCOMPARE(urls("pump/"),
              QStringList({QStringLiteral("pump/speed"), QStringLiteral("pump/power")}));
     // One node is no choice.

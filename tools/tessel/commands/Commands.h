@@ -17,6 +17,7 @@ Command setCommand();
 Command applyCommand();
 Command watchCommand();
 Command waitCommand();
+Command explainCommand();
 Command regionsCommand();
 Command buildCommand();
 Command mergeCommand();

@@ -1,4 +1,3 @@
-#include "Companion/BufferHandlerInterface.h"
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/SystemVSemaphoreBaseClass.h"
 #include "Inspection/RegionInspection.h"
@@ -8,36 +7,13 @@
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Table.h"
+#include "values/SizeOnlyBuffer.h"
 
 #include <QFileInfo>
 
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
-
-/// Stands for a buffer of a given size without any memory, so that slots can be checked while no
-/// region is there.
-class SizeOnlyBuffer : public BufferHandlerInterface
-{
-public:
-    explicit SizeOnlyBuffer(quint32 size) : m_size(size) { }
-
-    BufferPointer lockForRead() override { return nullptr; }
-    bool unlockForRead(BufferPointer /*buffer*/, bool &repeat) override
-    {
-        repeat = false;
-        return false;
-    }
-    BufferPointer lockForWrite() override { return nullptr; }
-    bool unlockForWrite(BufferPointer /*buffer*/) override { return false; }
-    BufferPointer readBufferPointer() override { return nullptr; }
-    BufferPointer writeBufferPointer() override { return nullptr; }
-    bool swapBuffers() override { return false; }
-    quint32 bufferSize() override { return m_size; }
-
-private:
-    quint32 m_size;
-};
 
 /// What is wrong with the slots, a line each.
 QStringList findProblems(const DescriptionSource &description)

@@ -121,7 +121,7 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
     if (placeholder == QLatin1String("KIND")) {
         return fromWords(DescriptionSchema::names());
     }
-    if (placeholder == QLatin1String("[URL...]")) {
+    if (placeholder == QLatin1String("[URL...]") || placeholder == QLatin1String("URL...")) {
         return {processUrls(path, line.current(), UrlsOf::Everything), {}};
     }
     const int index = line.positionals().size();

@@ -118,3 +118,32 @@ QStringList overlaps(const QVector<Leaf> &leaves)
     }
     return found;
 }
+
+QStringList sharedBytes(const Leaf &leaf, const QVector<Leaf> &leaves)
+{
+    QVector<Range> own;
+    appendRanges(own, leaf);
+    QStringList found;
+    const auto add = [&found](const Range &mine, const Range &other) {
+        found.append(QStringLiteral("byte %1 with '%2'")
+                         .arg(std::max(mine.begin, other.begin))
+                         .arg(other.url));
+    };
+    for (const auto &candidate : leaves) {
+        QVector<Range> others;
+        appendRanges(others, candidate);
+        const bool isOwn = candidate.url == leaf.url;
+        for (const auto &mine : qAsConst(own)) {
+            const auto other = std::find_if(
+                others.cbegin(), others.cend(), [&](const Range &range) {
+                    return isOwn ? range.begin > mine.begin && collide(mine, range)
+                                 : collide(mine, range);
+                });
+            if (other != others.cend()) {
+                add(mine, *other);
+                break;
+            }
+        }
+    }
+    return found;
+}

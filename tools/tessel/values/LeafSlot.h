@@ -42,3 +42,5 @@ QString textProperty(const Leaf &leaf, const QString &key);
 QString slotProblem(const Leaf &leaf, quint32 bufferSize);
 /// One line for each pair of slots that share a byte without being bits with masks of their own.
 QStringList overlaps(const QVector<Leaf> &leaves);
+/// The same of one leaf and all others, whose URLs it names: "byte 4 with 'n/speed'". Each once.
+QStringList sharedBytes(const Leaf &leaf, const QVector<Leaf> &leaves);

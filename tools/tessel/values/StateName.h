@@ -10,6 +10,15 @@
 /// The short name of an error state, such as `overrange`; `state-77` for a number that is no state.
 QString stateName(ProcessDataDefinitions::ErrorTypes state);
 
+/// What the state says about the value, and with which letter NAMUR NE 107 would signal it: 'F' failure,
+/// 'S' out of specification, a blank for nothing.
+struct StateMeaning
+{
+    QString text;
+    ProcessDataDefinitions::NamurStateTypes namurState;
+};
+StateMeaning stateMeaning(ProcessDataDefinitions::ErrorTypes state);
+
 /// The short names of all states but the valid one, by their numbers.
 QStringList errorStateNames();
 

@@ -1,0 +1,261 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "commands/Commands.h"
+#include "commands/Explanation.h"
+#include "live/LiveRegion.h"
+#include "live/RegionText.h"
+#include "text/Failure.h"
+#include "text/JsonText.h"
+#include "text/Output.h"
+#include "text/WrappedText.h"
+#include "values/StateName.h"
+#include "values/ValueText.h"
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+Explanation explanationOf(const Leaf &leaf, const RegionLook &look,
+                          const DescriptionSource &description)
+{
+    const QVector<BufferedSlot> buffers = look.slotsOf(leaf);
+    return {leaf, slotOf(leaf),
+            DescriptionPlaces::find(description.path(), leaf.url, DescriptionPlaces::Kind::Process),
+            buffers,
+            suspicionsOf(look, description) + suspicionsOf(leaf, buffers, look, description)};
+}
+
+QString fact(const QString &name, const QString &text)
+{
+    return wrappedText(QStringLiteral("%1  ").arg(name, -12), text);
+}
+
+QString stateOf(const ProcessValue &value)
+{
+    return stateName(value.getErrorType());
+}
+
+/// An erroneous value has no content, but what lies beside its state may tell something.
+QString contentOf(const ProcessValue &value)
+{
+    return valueText({value.getValue(), ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID});
+}
+
+QString headline(const Explanation &explanation)
+{
+    const auto value = explanation.value();
+    QString text = explanation.leaf.url + QStringLiteral(": ");
+    if (!value) {
+        text += QStringLiteral("no value to be read");
+    } else if (value->getErrorType() != ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID) {
+        text += QStringLiteral("no value, ") + stateOf(*value);
+    } else {
+        text += contentOf(*value) + QLatin1Char(' ') + explanation.unit();
+        text = text.trimmed() + QStringLiteral(", valid");
+    }
+    return wrappedText({}, text);
+}
+
+QString suspicionLines(const QVector<Suspicion> &suspicions)
+{
+    if (suspicions.isEmpty()) {
+        return QStringLiteral("nothing is suspicious\n");
+    }
+    QString lines;
+    for (const auto &suspicion : suspicions) {
+        lines += wrappedText(QStringLiteral("! "), suspicion.text);
+    }
+    return lines;
+}
+
+QString rangeText(const Explanation &explanation, const QString &name, const QString &from,
+                  const QString &to)
+{
+    const QString least = explanation.text(from);
+    const QString most = explanation.text(to);
+    if (least.isEmpty() && most.isEmpty()) {
+        return {};
+    }
+    const QString text = least.isEmpty()  ? QStringLiteral("up to ") + most
+                         : most.isEmpty() ? QStringLiteral("from ") + least
+                                          : QStringLiteral("%1 to %2").arg(least, most);
+    return QStringLiteral("; %1 %2").arg(name, text);
+}
+
+QString typeText(const Explanation &explanation)
+{
+    const LeafSlot &slot = explanation.slot;
+    QString text = slot.type;
+    if (slot.isBit()) {
+        text += QStringLiteral(" 0x%1").arg(slot.bitmask, 2, 16, QLatin1Char('0'));
+    }
+    if (!explanation.unit().isEmpty()) {
+        text += QStringLiteral(" in ") + explanation.unit();
+    }
+    text += rangeText(explanation, QStringLiteral("limits"),
+                      Definitions::getKeyDataPropertyMinLimit(),
+                      Definitions::getKeyDataPropertyMaxLimit());
+    text += rangeText(explanation, QStringLiteral("view"),
+                      Definitions::getKeyDataPropertyViewStart(),
+                      Definitions::getKeyDataPropertyViewEnd());
+    return text
+           + (slot.isReadOnly ? QStringLiteral("; read-only: its creator alone writes it")
+                              : QStringLiteral("; read-write"));
+}
+
+QString bytesText(quint64 begin, quint64 size)
+{
+    return size == 1 ? QStringLiteral("byte %1").arg(begin)
+                     : QStringLiteral("bytes %1 to %2").arg(begin).arg(begin + size - 1);
+}
+
+QString slotText(const LeafSlot &slot, quint32 bufferSize)
+{
+    constexpr quint64 stateSize = 4;
+    const QString state =
+        slot.hasMetadata()
+            ? QStringLiteral("error state in %1")
+                  .arg(bytesText(quint64(slot.offset) + slot.relativeOffsetMetadata, stateSize))
+            : QStringLiteral("no metadata");
+    return QStringLiteral("%1 of %2, %3")
+        .arg(bytesText(slot.offset, slot.isBit() ? 1 : qMax(slot.size, 1U)))
+        .arg(bufferSize)
+        .arg(state);
+}
+
+QString descriptionFacts(const Explanation &explanation, const DescriptionSource &description)
+{
+    const auto &place = explanation.place;
+    const QString label = explanation.text(Definitions::getKeyDataPropertyLabelTextId());
+    QString facts = fact(
+        QStringLiteral("Description"),
+        place ? QStringLiteral("%1:%2:%3").arg(place->file).arg(place->line).arg(place->column)
+              : description.path());
+    facts += fact(QStringLiteral("Type"), typeText(explanation));
+    if (!label.isEmpty()) {
+        facts += fact(QStringLiteral("Label"), label);
+    }
+    return facts
+           + fact(QStringLiteral("Slot"), slotText(explanation.slot, description.bufferSize()));
+}
+
+QString bufferFacts(const Explanation &explanation)
+{
+    QString facts;
+    for (const auto &buffer : explanation.buffers) {
+        const QString name = explanation.buffers.size() == 1 ? QStringLiteral("Buffer")
+                             : buffer.isRead                 ? QStringLiteral("Read buffer")
+                                                             : QStringLiteral("Write buffer");
+        const bool isKnown = buffer.value.getValue().isValid();
+        facts += fact(name, isKnown ? QStringLiteral("%1  %2  %3")
+                                          .arg(hexText(buffer.bytes), contentOf(buffer.value),
+                                               stateOf(buffer.value))
+                                    : QStringLiteral("no bytes of it can be read"));
+    }
+    if (const auto value = explanation.value()) {
+        const StateMeaning meaning = stateMeaning(value->getErrorType());
+        const QString letter = getNamurStateTypeAsString(meaning.namurState).trimmed();
+        facts += fact(QStringLiteral("State"),
+                      QStringLiteral("%1: %2; %3")
+                          .arg(stateOf(*value), meaning.text,
+                               letter.isEmpty() ? QStringLiteral("no NAMUR signal")
+                                                : QStringLiteral("NAMUR signal ") + letter));
+    }
+    return facts;
+}
+
+QString setText(const RegionLook &look)
+{
+    if (!look.swapCount()) {
+        return QStringLiteral("not counted in a single buffer");
+    }
+    QString text = QStringLiteral("number %1").arg(*look.swapCount());
+    if (look.lastSwap()) {
+        text += QStringLiteral(", published %1 ago, at %2")
+                    .arg(ageText(look.lastSwap()), look.lastSwap()->toString(Qt::ISODateWithMs));
+    }
+    return text;
+}
+
+QString lockText(const RegionLook &look)
+{
+    const RegionLock &lock = look.lock();
+    const QString who = lock.holder ? look.nameOf(*lock.holder)
+                                    : QStringLiteral("a process that cannot be seen");
+    QString text;
+    switch (lock.state) {
+    case RegionLock::State::Unknown: return QStringLiteral("-");
+    case RegionLock::State::Free: text = QStringLiteral("free"); break;
+    case RegionLock::State::Kept:
+        text = QStringLiteral("free, kept by %1 for its next write").arg(who);
+        break;
+    case RegionLock::State::Held: text = QStringLiteral("held by %1").arg(who); break;
+    }
+    if (lock.readers > 0) {
+        text += QStringLiteral(", %1 readers inside").arg(lock.readers);
+    }
+    return lock.waiters > 0 ? text + QStringLiteral(", %1 wait").arg(lock.waiters) : text;
+}
+
+QString regionFacts(const RegionLook &look, const DescriptionSource &description)
+{
+    QString text = QStringLiteral("%1, %2 buffer")
+                       .arg(description.segmentName(), description.isDoubleBuffered()
+                                                           ? QStringLiteral("double")
+                                                           : QStringLiteral("single"));
+    if (look.fit() == RegionLook::Fit::Missing) {
+        return fact(QStringLiteral("Region"), text + QStringLiteral("; does not exist now"));
+    }
+    if (look.region().isReadable()) {
+        text += QStringLiteral(", %1 bytes").arg(look.region().getSize());
+    }
+    return fact(QStringLiteral("Region"), text) + fact(QStringLiteral("Set"), setText(look))
+           + fact(QStringLiteral("Creator"), creatorText(look.creator()))
+           + fact(QStringLiteral("Attached"), usersText(look.users(), look.areUsersComplete()))
+           + fact(QStringLiteral("Lock"), lockText(look));
+}
+
+QString screenOf(const Explanation &explanation, const RegionLook &look,
+                 const DescriptionSource &description)
+{
+    return headline(explanation) + suspicionLines(explanation.suspicions) + QLatin1Char('\n')
+           + descriptionFacts(explanation, description) + bufferFacts(explanation)
+           + regionFacts(look, description);
+}
+
+ExitCode run(const CommandLine &line)
+{
+    const bool isJson = line.isSet(QStringLiteral("json"));
+    const DescriptionSource description(line.positional(0));
+    const QVector<Leaf> leaves = description.leavesAt(line.positionalsFrom(1));
+    description.requireMemory();
+    const RegionLook look(description);
+    QStringList texts;
+    for (const auto &leaf : leaves) {
+        const Explanation explanation = explanationOf(leaf, look, description);
+        texts.append(isJson ? explanationJson(explanation, look, description)
+                            : screenOf(explanation, look, description));
+    }
+    writeOutput(isJson ? jsonArray(texts) + QLatin1Char('\n') : texts.join(QLatin1Char('\n')));
+    requireMatchingRegion(look.region(), description);
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command explainCommand()
+{
+    CommandSyntax syntax;
+    syntax.name = QStringLiteral("explain");
+    syntax.summary = QStringLiteral("Tell all about a value, and what is suspicious about it.");
+    syntax.positionals = {
+        fileArgument(),
+        {QStringLiteral("URL..."),
+         QStringLiteral("Leaves, or nodes for all leaves below; * and ** stand for any names.")}};
+    syntax.leastPositionals = 2;
+    syntax.mostPositionals = -1;
+    syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON array.")}};
+    syntax.examples = QStringLiteral(
+        "  tessel explain host.process.json cpu/usage           why is this number wrong?\n"
+        "  tessel explain --json host.process.json cpu/usage    for programs\n");
+    return {syntax, run};
+}
