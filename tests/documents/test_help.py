@@ -93,6 +93,18 @@ class Help(unittest.TestCase):
         self.assertIn("holding", holder.stdout.readline())
         return holder
 
+    def leave_region(self):
+        """The key of a region whose creator was killed; it is removed with the test."""
+        holder = self.hold("plant.process.json")
+        holder.kill()
+        holder.wait(timeout=60)
+        key = f"{UNIQUE}plant"
+        self.addCleanup(
+            subprocess.run, [os.environ["TESSEL_TOOL"], "rm", "--force", key], capture_output=True,
+            check=False,
+        )
+        return key
+
     def check(self, command):
         self.lay_out()
         # What runs until it is ended, or beside other work, is ended when it has said something.
@@ -104,6 +116,8 @@ class Help(unittest.TestCase):
         holders = []
         if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain"):
             holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
+        if command.startswith("tessel rm "):
+            command = command.replace("tesselTank", self.leave_region())
         process = self.start(command)
         if lasts:
             self.assertNotEqual(process.stdout.readline(), "")

@@ -1,5 +1,7 @@
+#include "HeldRegion.h"
 #include "ToolDescription.h"
 #include "ToolProcess.h"
+#include "support/LogCapture.h"
 
 #include <QtTest>
 
@@ -49,6 +51,7 @@ private Q_SLOTS:
     void booleansHaveTwoValues();
     void urlThatWouldBreakALineIsLeftOut();
     void fileThatCannotBeReadIsAnError();
+    void keysOfRegionsFit();
 };
 
 void tst_ToolComplete::subcommandsAreThoseOfTheHelp()
@@ -74,8 +77,8 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info", "hold", "get", "set", "apply", "watch", "wait", "explain", "regions", "build",
-          "merge", "config", "validate", "schema", "help"}) {
+         {"info", "hold", "get", "set", "apply", "watch", "wait", "explain", "regions", "rm",
+          "build", "merge", "config", "validate", "schema", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -274,6 +277,19 @@ void tst_ToolComplete::fileThatCannotBeReadIsAnError()
     QCOMPARE(result.output, QString());
     QCOMPARE(result.exitCode, 3);
     QVERIFY(result.error.startsWith(QStringLiteral("tessel: /no/such.process.json: ")));
+}
+
+void tst_ToolComplete::keysOfRegionsFit()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int8"), ToolDescription::Metadata::None,
+                    1);
+    const LogCapture log;
+    const HeldRegion region(description.write());
+
+    const ToolResult result = complete({QStringLiteral("rm"), description.key()});
+
+    QCOMPARE(offered(result.output), QStringList{description.key()});
 }
 
 QTEST_GUILESS_MAIN(tst_ToolComplete)

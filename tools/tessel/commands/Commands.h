@@ -19,6 +19,7 @@ Command watchCommand();
 Command waitCommand();
 Command explainCommand();
 Command regionsCommand();
+Command removeCommand();
 Command buildCommand();
 Command mergeCommand();
 Command configCommand();

@@ -1,5 +1,6 @@
 #include "completion/Completion.h"
 
+#include "Inspection/RegionInspection.h"
 #include "Validation/DescriptionCheck.h"
 #include "commandline/TypedLine.h"
 #include "completion/UrlCompletion.h"
@@ -117,6 +118,9 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
     const QString path = line.positionals().value(0);
     if (placeholder == QLatin1String("[TOPIC]")) {
         return topics(subcommands);
+    }
+    if (placeholder == QLatin1String("KEY")) {
+        return fromWords(RegionInspection::findKeys());
     }
     if (placeholder == QLatin1String("KIND")) {
         return fromWords(DescriptionSchema::names());
