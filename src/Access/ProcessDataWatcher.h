@@ -57,6 +57,6 @@ public:
     ProcessDataWatcher::Result acknowledge(quint64 &seen);
 
 private:
-    class Private;
+    class Q_DECL_HIDDEN Private;
     std::unique_ptr<Private> m_private;
 };

@@ -115,6 +115,6 @@ public:
 private:
     friend class RegionUsers; // needs to know the memory
 
-    class Private;
+    class Q_DECL_HIDDEN Private;
     std::shared_ptr<const Private> m_private;
 };

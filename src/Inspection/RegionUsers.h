@@ -31,6 +31,6 @@ public:
     bool isComplete() const;
 
 private:
-    struct Private;
+    struct Q_DECL_HIDDEN Private;
     std::unique_ptr<Private> m_private;
 };
