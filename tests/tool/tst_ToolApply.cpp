@@ -3,6 +3,7 @@
 
 #include <QtTest>
 
+#include <cmath>
 #include <memory>
 
 using namespace ProcessDataDefinitions;
@@ -21,6 +22,8 @@ private Q_SLOTS:
     void stateIsWritten();
     void whatWasPrintedIsBroughtBack();
     void largeNumbersKeepTheirDigits();
+    void zeroKeepsItsSign();
+    void descriptionMayBeLeftOut();
     void standardInputIsRead();
     void dryRunWritesNothing();
     void everythingIsRefusedTogether();
@@ -116,16 +119,45 @@ void tst_ToolApply::whatWasPrintedIsBroughtBack()
     QCOMPARE(published("tag").getValue(), QVariant(QString()));
 }
 
-/// JSON's own numbers are read as such up to 9223372036854775807; a text holds the rest.
+/// Beyond 2^53 a double has not each of them.
 void tst_ToolApply::largeNumbersKeepTheirDigits()
 {
-    QCOMPARE(apply(R"({"count": 9223372036854775807})").exitCode, 0);
-    QCOMPARE(published("count").getValue(), QVariant(quint64(9223372036854775807ULL)));
-    QCOMPARE(apply(R"({"count": "18446744073709551615"})").exitCode, 0);
-    QCOMPARE(published("count").getValue(), QVariant(std::numeric_limits<quint64>::max()));
+    for (const quint64 number :
+         {9007199254740993ULL, 9223372036854775807ULL, 9223372036854775809ULL,
+          9223372036854776999ULL, 18446744073709551615ULL}) {
+        const QByteArray digits = QByteArray::number(number);
 
-    QCOMPARE(apply(R"({"count": 18446744073709551615})").exitCode, 5);
-    QCOMPARE(published("count").getValue(), QVariant(std::numeric_limits<quint64>::max()));
+        QCOMPARE(apply("{\"count\": " + digits + "}").exitCode, 0);
+        QCOMPARE(published("count").getValue(), QVariant(number));
+        QCOMPARE(apply("[{\"url\": \"count\", \"value\": " + digits + "}]").exitCode, 0);
+        QCOMPARE(apply("{\"count\": \"" + digits + "\"}").exitCode, 0);
+        QCOMPARE(published("count").getValue(), QVariant(number));
+    }
+
+    const ToolResult result = apply(R"({"count": 18446744073709551616})");
+
+    QCOMPARE(result.error, QStringLiteral("tessel: 'count': '18446744073709551616' is no uint64; a "
+                                          "whole number from 0 to 18446744073709551615 is\n"));
+    QCOMPARE(result.exitCode, 5);
+}
+
+void tst_ToolApply::zeroKeepsItsSign()
+{
+    QCOMPARE(apply(R"({"pump/speed": -0})").exitCode, 0);
+
+    QVERIFY(std::signbit(published("pump/speed").getValue().toDouble()));
+}
+
+void tst_ToolApply::descriptionMayBeLeftOut()
+{
+    const QString values = m_description->write(QStringLiteral("values.json"), R"({"count": 5})");
+
+    const ToolResult result = runTool({QStringLiteral("apply"), values},
+                                      {QStringLiteral("TESSEL_DIR=") + m_file});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(published("count").getValue(), QVariant(quint64(5)));
 }
 
 void tst_ToolApply::standardInputIsRead()
@@ -199,6 +231,18 @@ void tst_ToolApply::valueThatDoesNotFitIsRefused_data()
                           "incorrect-mathematic, invalid-temperature, sensor-short-circuit, "
                           "sensor-breakage, timeout")
         << 2;
+    QTest::newRow("truth value as a state")
+        << QByteArray(R"({"count": {"state": true}})")
+        << QStringLiteral("'count': a state is a number or a name") << 5;
+    QTest::newRow("null as a state")
+        << QByteArray(R"([{"url": "count", "value": 5, "state": null}])")
+        << QStringLiteral("'count': a state is a number or a name") << 5;
+    QTest::newRow("zero character")
+        << QByteArray(R"({"tag": "a\u0000b"})")
+        << QStringLiteral("'tag': a text ends where its first zero character is") << 5;
+    QTest::newRow("entry without a URL")
+        << QByteArray(R"([{"url": "count", "value": 1}, {"value": 2}])")
+        << QStringLiteral("entry 2 of the list is no object with a \"url\"") << 9;
     QTest::newRow("printed twice")
         << QByteArray(R"([{"url": "count", "value": 1}, {"url": "count", "value": 2}])")
         << QStringLiteral("'count' is given twice") << 2;
@@ -226,6 +270,8 @@ void tst_ToolApply::fileIsAtFault_data()
                              << QStringLiteral("line 2, column 3: ");
     QTest::newRow("nothing") << QByteArray() << QStringLiteral("line 1, column ");
     QTest::newRow("no value") << QByteArray("{}") << QStringLiteral("there is no value in it\n");
+    QTest::newRow("key twice") << QByteArray(R"({"count": 1, "tag": "x", "co\u0075nt": 2})")
+                               << QStringLiteral("'count' is given twice\n");
     QTest::newRow("empty list") << QByteArray("[]") << QStringLiteral("there is no value in it\n");
 }
 

@@ -181,8 +181,13 @@ QStringList withDescription(const CommandSyntax &syntax, const QStringList &posi
     const int position = descriptionPosition(syntax);
     const QString description = defaultDescription();
     QStringList complete = positionals;
+    const QString word = complete.value(position);
+    // Too few words are not the description as well, unless they can be nothing else.
+    const bool isOtherFile = complete.size() < syntax.leastPositionals
+                             && !word.endsWith(QLatin1String(".process.json"))
+                             && !QFileInfo(word).isDir();
     if (position >= 0 && position <= complete.size() && !description.isEmpty()
-        && !isDescriptionPath(complete.value(position))) {
+        && (!isDescriptionPath(word) || isOtherFile)) {
         complete.insert(position, description);
     }
     return complete;

@@ -2,6 +2,7 @@
 #include "commands/WrittenValues.h"
 #include "descriptions/DescriptionFile.h"
 #include "text/Failure.h"
+#include "text/WrittenJson.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -34,7 +35,12 @@ QJsonDocument documentOf(const QString &path)
     if (!problem.isEmpty()) {
         refusePath(ExitCode::InputOutputFile, path, problem);
     }
-    return QJsonDocument::fromJson(text);
+    const QStringList repeated = WrittenJson::repeatedKeys(text);
+    if (!repeated.isEmpty()) {
+        refusePath(ExitCode::InputOutputFile, path,
+                   QStringLiteral("'%1' is given twice").arg(repeated.constFirst()));
+    }
+    return QJsonDocument::fromJson(WrittenJson::withLongNumbersAsTexts(text));
 }
 
 /// An object of URLs and values, or what `get --json` prints.

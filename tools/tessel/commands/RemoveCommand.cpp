@@ -8,10 +8,12 @@
 #include "text/Output.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace {
 
@@ -123,8 +125,19 @@ void removeMemory(const Remains &remains)
     }
 }
 
+/// Before anything is changed: only the owner may take the name away.
+void requireOwner(const Remains &remains)
+{
+    const QFileInfo memory(QStringLiteral("/dev/shm/") + remains.memoryName());
+    if (remains.hasMemory && ::geteuid() != 0 && memory.ownerId() != ::geteuid()) {
+        refuseSystem(QStringLiteral("the memory of '%1'").arg(remains.key),
+                     qt_error_string(EACCES));
+    }
+}
+
 void remove(const Remains &remains, bool isForced)
 {
+    requireOwner(remains);
     if (isForced) {
         tellKeeper(remains);
     }

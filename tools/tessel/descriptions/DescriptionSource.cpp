@@ -234,6 +234,13 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
 Leaf DescriptionSource::leafAt(const QString &url) const
 {
     const QString wanted = TreeUrl::normalized(url);
+    if (m_isWalked) {
+        const auto place = placesOfLeaves().constFind(wanted);
+        if (place == placesOfLeaves().cend()) {
+            refuseUrl(url);
+        }
+        return leaves().at(*place);
+    }
     const QVector<Leaf> found = leavesIn(
         {[&](const QString &node) { return TreeUrl::isAtOrBelow(wanted, node); },
          [&](const QString &leaf) { return leaf == wanted; }});
@@ -241,6 +248,15 @@ Leaf DescriptionSource::leafAt(const QString &url) const
         refuseUrl(url);
     }
     return found.first();
+}
+
+const QHash<QString, int> &DescriptionSource::placesOfLeaves() const
+{
+    // The first of those with one URL.
+    for (int i = m_placesOfLeaves.isEmpty() ? leaves().size() - 1 : -1; i >= 0; --i) {
+        m_placesOfLeaves.insert(leaves().at(i).url, i);
+    }
+    return m_placesOfLeaves;
 }
 
 void DescriptionSource::refuseUrl(const QString &url) const

@@ -3,6 +3,7 @@
 #include "Configuration/ConfigurationAndProcessDataBase.h"
 #include "values/LeafSlot.h"
 
+#include <QHash>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -52,9 +53,11 @@ private:
 
     /// The leaves that a walk over the selected part comes to, or those of all that have been gathered.
     QVector<Leaf> leavesIn(const Selection &selection) const;
+    const QHash<QString, int> &placesOfLeaves() const;
 
     QString m_path;
     ConfigurationAndProcessDataBase::BaseClassSharedPointer m_root;
     mutable std::optional<QVector<Leaf>> m_leaves; ///< once they were all asked for
     mutable bool m_isWalked = false;               ///< once some were asked for
+    mutable QHash<QString, int> m_placesOfLeaves;  ///< by URL, once a second one was asked for
 };

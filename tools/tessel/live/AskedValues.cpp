@@ -8,8 +8,6 @@
 
 #include <QJsonObject>
 
-#include <algorithm>
-
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
@@ -38,10 +36,12 @@ void checkLimits(const Leaf &leaf, const LeafSlot &slot, QVariant value)
 }
 
 /// The state that a member of an object names, by its number or its name.
-ErrorTypes namedState(const QJsonValue &state)
+ErrorTypes namedState(const QString &url, const QJsonValue &state)
 {
-    return stateFromText(state.isString() ? state.toString()
-                                          : QString::number(state.toDouble(), 'g', 17));
+    if (!state.isString() && !state.isDouble()) {
+        refuse(url, QStringLiteral("a state is a number or a name"));
+    }
+    return stateFromText(state.toVariant().toString());
 }
 
 /// The text that a person would type for a number, a truth value or a text.
@@ -55,8 +55,11 @@ QString typedText(const Leaf &leaf, const QJsonValue &value)
     if (isText && !value.isString()) {
         refuse(leaf.url, QStringLiteral("a string takes a text in quotation marks"));
     }
-    // Whole numbers keep all their digits.
     const QVariant content = value.toVariant();
+    if (content.toString().contains(QChar::Null)) {
+        refuse(leaf.url, QStringLiteral("a text ends where its first zero character is"));
+    }
+    // Whole numbers keep all their digits.
     return content.userType() == QMetaType::Double
                ? valueText({content, PROCESS_VALUE_ERROR_TYPE_VALID})
                : content.toString();
@@ -84,9 +87,16 @@ void AskedValues::addPrinted(const QJsonValue &object)
 {
     const QJsonObject members = object.toObject();
     const QJsonValue state = members.value(QStringLiteral("state"));
-    tryToAdd(members.value(QStringLiteral("url")).toString(), [&](const Leaf &leaf) {
-        if (!state.isUndefined() && namedState(state) != PROCESS_VALUE_ERROR_TYPE_VALID) {
-            return stateFor(leaf, namedState(state));
+    const QJsonValue url = members.value(QStringLiteral("url"));
+    if (!url.isString()) {
+        m_refusals.append({ExitCode::InputOutputFile,
+                           QStringLiteral("entry %1 of the list is no object with a \"url\"")
+                               .arg(m_refusals.size() + m_writes.size() + 1)});
+        return;
+    }
+    tryToAdd(url.toString(), [&](const Leaf &leaf) {
+        if (!state.isUndefined() && namedState(leaf.url, state) != PROCESS_VALUE_ERROR_TYPE_VALID) {
+            return stateFor(leaf, namedState(leaf.url, state));
         }
         return fromJson(leaf, members.value(QStringLiteral("value")));
     });
@@ -97,13 +107,11 @@ void AskedValues::tryToAdd(const QString &url, const Make &make)
 {
     try {
         const Leaf leaf = writableLeafAt(m_description, url);
-        const bool isThere = std::any_of(
-            m_writes.cbegin(), m_writes.cend(),
-            [&leaf](const LeafWrite &write) { return write.leaf.element == leaf.element; });
-        if (isThere) {
+        if (m_given.contains(leaf.element.data())) {
             throw Failure{ExitCode::WrongUse, QStringLiteral("'%1' is given twice").arg(leaf.url)};
         }
         m_writes.append({leaf, make(leaf)});
+        m_given.insert(leaf.element.data());
     } catch (const Failure &failure) {
         m_refusals.append(failure);
     }
@@ -123,7 +131,7 @@ ProcessValue AskedValues::fromJson(const Leaf &leaf, const QJsonValue &value) co
 {
     const QJsonObject object = value.toObject();
     if (object.keys() == QStringList(QStringLiteral("state"))) {
-        return stateFor(leaf, namedState(object.value(QStringLiteral("state"))));
+        return stateFor(leaf, namedState(leaf.url, object.value(QStringLiteral("state"))));
     }
     return checkedValue(leaf, typedText(leaf, value));
 }

@@ -5,6 +5,7 @@
 #include "text/Failure.h"
 
 #include <QJsonValue>
+#include <QSet>
 #include <QVector>
 
 /// Values that somebody wants to write into one region: all of them are looked over before one is written.
@@ -39,6 +40,7 @@ private:
     const DescriptionSource &m_description;
     Limits m_limits;
     QVector<LeafWrite> m_writes;
+    QSet<const ProcessDataValue *> m_given; ///< the elements of the writes
     QVector<Failure> m_refusals;
 };
 

@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 
 #include <cerrno>
+#include <csignal>
 
 namespace {
 
@@ -24,6 +25,29 @@ QString fromFirstLeaf(const RegionInspection &region)
     const QString first = region.findFirstDifference();
     return first.isEmpty() ? QString() : QStringLiteral(", from '%1' on").arg(first);
 }
+
+/// Ctrl-C and the like come behind a set that is being written: of a single buffer, which readers see at
+/// once, a part would stay.
+class HeldSignals
+{
+public:
+    HeldSignals()
+    {
+        sigset_t held;
+        sigemptyset(&held);
+        for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+            sigaddset(&held, number);
+        }
+        pthread_sigmask(SIG_BLOCK, &held, &m_former);
+    }
+    ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &m_former, nullptr); }
+
+    HeldSignals(const HeldSignals &) = delete;
+    HeldSignals &operator=(const HeldSignals &) = delete;
+
+private:
+    sigset_t m_former;
+};
 
 } // namespace
 
@@ -143,6 +167,7 @@ QVector<ProcessValue> LiveRegion::write(const QVector<LeafWrite> &writes)
         m_manager.unlockWriteBuffer();
         refuseLock(timer.elapsed());
     }
+    const HeldSignals held;
     QVector<ProcessValue> formerValues;
     const Leaf *refused = nullptr;
     for (const auto &write : writes) {

@@ -1,0 +1,98 @@
+#include "text/WrittenJson.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
+
+namespace {
+
+bool isDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+
+/// Behind the text whose quotation mark stands at @p begin.
+int endOfText(const QByteArray &json, int begin)
+{
+    int end = begin + 1;
+    while (json.at(end) != '"') {
+        end += json.at(end) == '\\' ? 2 : 1;
+    }
+    return end + 1;
+}
+
+/// Behind the number that begins at @p begin.
+int endOfNumber(const QByteArray &json, int begin)
+{
+    const auto isPart = [](char character) {
+        return isDigit(character) || character == '-' || character == '+' || character == '.'
+               || character == 'e' || character == 'E';
+    };
+    return static_cast<int>(std::find_if_not(json.cbegin() + begin, json.cend(), isPart)
+                            - json.cbegin());
+}
+
+bool losesDigits(const QByteArray &number)
+{
+    // Each whole number of so many digits has a double of its own.
+    constexpr int exactDigits = 15;
+    const int sign = number.startsWith('-') ? 1 : 0;
+    const bool isWhole = std::all_of(number.cbegin() + sign, number.cend(), isDigit);
+    return isWhole && (number.size() - sign > exactDigits || number == "-0");
+}
+
+QString decoded(const QByteArray &text)
+{
+    return QJsonDocument::fromJson('[' + text + ']').array().at(0).toString();
+}
+
+bool isKey(const QByteArray &json, int endOfText)
+{
+    const auto next = std::find_if_not(json.cbegin() + endOfText, json.cend(), [](char character) {
+        return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+    });
+    return next != json.cend() && *next == ':';
+}
+
+} // namespace
+
+QByteArray WrittenJson::withLongNumbersAsTexts(const QByteArray &json)
+{
+    QByteArray exact;
+    exact.reserve(json.size());
+    for (int i = 0; i < json.size();) {
+        const char character = json.at(i);
+        const bool isText = character == '"';
+        const bool isNumber = isDigit(character) || character == '-';
+        const int end = isText ? endOfText(json, i) : isNumber ? endOfNumber(json, i) : i + 1;
+        const QByteArray piece = json.mid(i, end - i);
+        exact += isNumber && losesDigits(piece) ? '"' + piece + '"' : piece;
+        i = end;
+    }
+    return exact;
+}
+
+QStringList WrittenJson::repeatedKeys(const QByteArray &json)
+{
+    QStringList keys;
+    int depth = 0;
+    for (int i = 0; i < json.size();) {
+        const char character = json.at(i);
+        depth += character == '{' || character == '[' ? 1 : 0;
+        depth -= character == '}' || character == ']' ? 1 : 0;
+        const int end = character == '"' ? endOfText(json, i) : i + 1;
+        if (character == '"' && depth == 1 && isKey(json, end)) {
+            keys.append(decoded(json.mid(i, end - i)));
+        }
+        i = end;
+    }
+    std::sort(keys.begin(), keys.end());
+    QStringList repeated;
+    for (int i = 1; i < keys.size(); ++i) {
+        if (keys[i] == keys[i - 1] && !repeated.contains(keys[i])) {
+            repeated.append(keys[i]);
+        }
+    }
+    return repeated;
+}
