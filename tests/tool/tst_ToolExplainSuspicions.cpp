@@ -42,6 +42,7 @@ private Q_SLOTS:
     void lostStateIsNamed();
     void numberThatIsNoStateIsTold();
     void valueOutsideItsLimitsIsTold();
+    void limitsOfLargeNumbersAreExact();
     void deadCreatorIsTold();
     void readerOfAFormerRegionIsTold();
     void lockThatNobodyLeavesIsTold();
@@ -194,11 +195,32 @@ void tst_ToolExplainSuspicions::valueOutsideItsLimitsIsTold()
 
     QVERIFY(region.publish(boiler.url, validValue(120.5)));
     QCOMPARE(suspicionsOf(file, boiler.url),
-             QStringList{QStringLiteral("outside-limits: above the upper limit, 120")});
+             QStringList{QStringLiteral("outside-limits: 120.5 is above the upper limit, 120")});
 
     QVERIFY(region.publish(boiler.url, validValue(-20.5)));
     QCOMPARE(suspicionsOf(file, boiler.url),
-             QStringList{QStringLiteral("outside-limits: below the lower limit, -20")});
+             QStringList{QStringLiteral("outside-limits: -20.5 is below the lower limit, -20")});
+}
+
+/// Two numbers that are one as doubles.
+void tst_ToolExplainSuspicions::limitsOfLargeNumbersAreExact()
+{
+    constexpr qint64 limit = 9007199254740992;
+    ToolDescription description;
+    description.add(QStringLiteral("count"), QStringLiteral("int64"),
+                    ToolDescription::Metadata::ErrorState, 8,
+                    {{QStringLiteral("maxLimit"), limit}});
+    const QString file = description.write();
+    const LogCapture log;
+    HeldRegion region(file);
+    const QString url = QStringLiteral("count");
+    QVERIFY(region.publish(url, validValue(limit + 1)));
+    QVERIFY(region.publish(url, validValue(limit + 1)));
+
+    QCOMPARE(
+        suspicionsOf(file, url),
+        QStringList{QStringLiteral("outside-limits: 9007199254740993 is above the upper limit, "
+                                   "9007199254740992")});
 }
 
 void tst_ToolExplainSuspicions::deadCreatorIsTold()

@@ -5,6 +5,7 @@
 #include "live/RegionText.h"
 #include "values/SizeOnlyBuffer.h"
 #include "values/StateName.h"
+#include "values/ValueLimits.h"
 #include "values/ValueText.h"
 
 #include <algorithm>
@@ -229,19 +230,17 @@ void addLimits(Suspicions &found, const Leaf &leaf, const ProcessValue &value)
     if (value.getErrorType() != PROCESS_VALUE_ERROR_TYPE_VALID || !isNumber) {
         return;
     }
-    const double number = value.getValue().toDouble();
-    const auto limit = [&leaf](const QString &key) {
-        bool isThere = false;
-        const double read = leaf.element->getProperty(key).toDouble(&isThere);
-        return isThere ? std::make_optional(read) : std::nullopt;
+    QVariant number = value.getValue();
+    const auto limit = [&](const QString &key) {
+        return limitOf(leaf.element->getProperty(key), slot.metaType);
     };
-    const auto least = limit(Definitions::getKeyDataPropertyMinLimit());
-    const auto most = limit(Definitions::getKeyDataPropertyMaxLimit());
-    const bool isBelow = least && number < *least;
-    if (isBelow || (most && number > *most)) {
-        found.append({QStringLiteral("outside-limits"),
-                      isBelow ? QStringLiteral("below the lower limit, %1").arg(*least)
-                              : QStringLiteral("above the upper limit, %1").arg(*most)});
+    const QString problem = number.convert(slot.metaType)
+                                ? limitProblem(number,
+                                               limit(Definitions::getKeyDataPropertyMinLimit()),
+                                               limit(Definitions::getKeyDataPropertyMaxLimit()))
+                                : QString();
+    if (!problem.isEmpty()) {
+        found.append({QStringLiteral("outside-limits"), problem});
     }
 }
 
