@@ -99,7 +99,9 @@ bool RegionFile::read(void *target, std::size_t size, qint64 offset) const
 QByteArray RegionFile::read(qint64 offset, quint32 count) const
 {
     // Before there is room for them: a description may say anything of its sizes.
-    if (offset + count > size()) {
+    // Nor is there a QByteArray of so many: it would ask for all the memory there is.
+    constexpr quint32 largest = std::numeric_limits<int>::max() - 64;
+    if (count > largest || offset + count > size()) {
         return {};
     }
     try {
