@@ -109,7 +109,7 @@ private:
 
     // Faults on purpose.
     bool isPlanted(Plant plant) const { return m_ledger.plant == plant; }
-    quint64 plantedNumber(quint64 number) const;
+    quint64 plantedNumber(quint64 number, Content content) const;
     void plantInsideLock();
     void plantOutside();
     void plantLateness() const;

@@ -61,7 +61,7 @@ void TorturePeer::writeSet()
 bool TorturePeer::fillSet()
 {
     const auto content = static_cast<Content>(random(3));
-    const quint64 number = plantedNumber(takeNumber(content));
+    const quint64 number = plantedNumber(takeNumber(content), content);
     // Both from the start: who dies between them has not finished the second one.
     RegionEntry &region = m_ledger.region(m_region->generation);
     region.isIncomplete[FirstGroup] = region.isIncomplete[FirstGroup] || content != Content::Second;
@@ -141,14 +141,18 @@ void TorturePeer::swap()
     noteRefusal("a swap", begin, m_entry.refusedSwaps);
 }
 
-quint64 TorturePeer::plantedNumber(quint64 number) const
+quint64 TorturePeer::plantedNumber(quint64 number, Content content) const
 {
+    constexpr quint64 setsBack = 20;
     if (m_rounds % roundsBeforePlant != 0) {
         return number;
     }
     // One set is one in the count, which stands above the lowest five bits.
     if (isPlanted(Plant::Backward)) {
-        return number - quint64{20} * 32;
+        // In one group alone it would be a mixed set to whoever never read that group; and before the
+        // first set there is none that somebody could have written.
+        const bool isPossible = content == Content::Both && SetNumber::count(number) > setsBack;
+        return isPossible ? number - setsBack * 32 : number;
     }
     return isPlanted(Plant::Nobody) ? number + quint64{1000000} * 32 : number;
 }
