@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <tuple>
 #include <typeinfo>
 #include <utility>
 
@@ -94,7 +95,8 @@ public:
         m_names.reserve(usualNames);
     }
 
-    /// False if a name with a slash in it, or one that is there twice, upsets that order.
+    /// False if a name with a slash in it, or one that is there twice, upsets that order: without them no
+    /// URL is there twice.
     bool walkBelow(const Base &node)
     {
         const int namesBefore = m_names.size();
@@ -189,6 +191,17 @@ private:
     QByteArray m_names;
 };
 
+/// With a slash in a name two leaves can have one URL, and the children of a node come in an order that
+/// each process has by chance: those two are told apart by their slots. Alike in these, they count alike.
+bool comesBefore(const LayoutLeaf &left, const LayoutLeaf &right)
+{
+    const auto rank = [](const LayoutLeaf &leaf) {
+        return std::tie(leaf.url, leaf.type, leaf.offset, leaf.sizeValue,
+                        leaf.relativeOffsetMetadata, leaf.sizeMetadata, leaf.bitmask);
+    };
+    return rank(left) < rank(right);
+}
+
 class Collection
 {
 public:
@@ -213,9 +226,7 @@ public:
     {
         m_leaves.clear();
         addBelow(root, {});
-        std::sort(
-            m_leaves.begin(), m_leaves.end(),
-            [](const LayoutLeaf &left, const LayoutLeaf &right) { return left.url < right.url; });
+        std::sort(m_leaves.begin(), m_leaves.end(), comesBefore);
     }
 
     std::vector<LayoutLeaf> take() { return std::move(m_leaves); }

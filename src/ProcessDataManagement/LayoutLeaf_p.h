@@ -20,6 +20,7 @@ struct LayoutLeaf
 };
 
 /// The process values below @p root, which may be null, in ascending order of the bytes of their URLs.
+/// Where one URL is there twice, of the bytes of the type and then of the numbers, as they stand above.
 std::vector<LayoutLeaf> layoutLeavesOf(
     const ConfigurationAndProcessDataBase::BaseClassSharedPointer &root);
 

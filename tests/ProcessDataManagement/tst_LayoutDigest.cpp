@@ -33,6 +33,39 @@ QJsonObject nodeOf(const QJsonObject &children)
             {QStringLiteral("value"), children}};
 }
 
+/// In the order in which they tell two leaves of one URL apart.
+const QVector<const char *> slotKeys{
+    "type", "offsetSharedMemory", "sizeValue", "relativeOffsetMetadata", "sizeMetadata", "bitmask"};
+
+/// Of two leaves that are alike before @p first, the one that comes first. Behind @p first it has the
+/// higher words.
+QJsonObject lowerLeaf(int first, bool isLower)
+{
+    QJsonObject leaf;
+    for (int i = 0; i < slotKeys.size(); ++i) {
+        const bool isHigh = i == first ? !isLower : i > first && isLower;
+        leaf.insert(QString::fromLatin1(slotKeys[i]),
+                    i == 0 ? QJsonValue(isHigh ? QStringLiteral("uint32") : QStringLiteral("int32"))
+                           : QJsonValue(isHigh ? 300 : 8));
+    }
+    return leaf;
+}
+
+/// Nodes with a leaf each, and beside each node a leaf of the same URL. Every second one of the latter comes
+/// first; with @p isTurned the others do.
+Root parsePairs(int first, bool isTurned)
+{
+    constexpr int pairs = 24;
+    QJsonObject children;
+    for (int i = 0; i < pairs; ++i) {
+        const QString name = QStringLiteral("node%1").arg(i);
+        const bool isLower = (i % 2 == 0) != isTurned;
+        children.insert(name, nodeOf({{QStringLiteral("b"), lowerLeaf(first, !isLower)}}));
+        children.insert(name + QStringLiteral("/b"), lowerLeaf(first, isLower));
+    }
+    return parse(children);
+}
+
 QList<QByteArray> urlsOf(const std::vector<LayoutLeaf> &leaves)
 {
     QList<QByteArray> urls;
@@ -107,6 +140,8 @@ private Q_SLOTS:
     void aSlashInANameIsToldWhenLeavesComeOneByOne();
     void leavesStandInTheOrderOfTheirUrls_data();
     void leavesStandInTheOrderOfTheirUrls();
+    void leavesOfOneUrlStandInTheOrderOfTheirSlots_data();
+    void leavesOfOneUrlStandInTheOrderOfTheirSlots();
 };
 
 void tst_LayoutDigest::nothingIsBelowANullRoot()
@@ -172,6 +207,39 @@ void tst_LayoutDigest::leavesStandInTheOrderOfTheirUrls()
         QCOMPARE(urlsOf(layoutLeavesOf(root)), random.urls());
         QCOMPARE(LayoutDigest::valueOf(root), LayoutFingerprint(root).getValue());
     }
+}
+
+void tst_LayoutDigest::leavesOfOneUrlStandInTheOrderOfTheirSlots_data()
+{
+    QTest::addColumn<int>("first");
+
+    for (int i = 0; i < slotKeys.size(); ++i) {
+        QTest::newRow(slotKeys[i]) << i;
+    }
+}
+
+/// The children of a node come in an order that each process has by chance.
+void tst_LayoutDigest::leavesOfOneUrlStandInTheOrderOfTheirSlots()
+{
+    QFETCH(int, first);
+    const Root root = parsePairs(first, false);
+
+    const std::vector<LayoutLeaf> leaves = layoutLeavesOf(root);
+
+    for (std::size_t i = 0; i + 1 < leaves.size(); i += 2) {
+        const LayoutLeaf &low = leaves[i];
+        const LayoutLeaf &high = leaves[i + 1];
+        QCOMPARE(low.url, high.url);
+        const QVector<bool> isLower{low.type < high.type,
+                                    low.offset < high.offset,
+                                    low.sizeValue < high.sizeValue,
+                                    low.relativeOffsetMetadata < high.relativeOffsetMetadata,
+                                    low.sizeMetadata < high.sizeMetadata,
+                                    low.bitmask < high.bitmask};
+        QCOMPARE(isLower.indexOf(true), first);
+    }
+    QCOMPARE(leaves.size(), std::size_t{48});
+    QCOMPARE(LayoutDigest::valueOf(root), LayoutDigest::valueOf(parsePairs(first, true)));
 }
 
 QTEST_GUILESS_MAIN(tst_LayoutDigest)
