@@ -18,10 +18,52 @@ bool isInNamespace(pid_t process, quint64 pidNamespace)
     return found == 0 || pidNamespace == 0 || found == pidNamespace;
 }
 
-bool isCreator(const CreatorSearch::Creator &creator, const ProcessStart &found, pid_t process)
+enum class Match {
+    No, ///< It is another one.
+    Maybe,
+    Yes
+};
+
+/// Whether a process is the creator, whose start it has as this process sees it.
+Match matchByStart(const CreatorSearch::Creator &creator, pid_t process)
 {
-    return found.ticks == creator.start && ProcessStart::ownPid(process) == creator.pid
-           && isInNamespace(process, creator.pidNamespace);
+    const pid_t ownPid = ProcessStart::ownPid(process);
+    if (ownPid == 0) {
+        return Match::Maybe;
+    }
+    return ownPid == creator.pid && isInNamespace(process, creator.pidNamespace) ? Match::Yes
+                                                                                 : Match::No;
+}
+
+/// Whether a process with another start may be the creator: one in another time noted another start.
+Match matchInOtherTime(const CreatorSearch::Creator &creator, const ProcessStart &found,
+                       pid_t process)
+{
+    if (!found.isRunning() || ProcessStart::hasOwnTime(process)
+        || !isInNamespace(process, creator.pidNamespace)) {
+        return Match::No;
+    }
+    const pid_t ownPid = ProcessStart::ownPid(process);
+    return ownPid == 0 || ownPid == creator.pid ? Match::Maybe : Match::No;
+}
+
+Match matchOf(const CreatorSearch::Creator &creator, const ProcessStart &found, pid_t process)
+{
+    if (found.ticks == 0) {
+        return ProcessStart::isNamed(process) ? Match::Maybe : Match::No;
+    }
+    return found.ticks == creator.start ? matchByStart(creator, process)
+                                        : matchInOtherTime(creator, found, process);
+}
+
+/// Whether what a list says of a process leaves open that it is the creator.
+bool isCandidate(const CreatorSearch::Creator &creator, const ProcessList::Process &process)
+{
+    const bool isElsewhere = process.pidNamespace != 0 && creator.pidNamespace != 0
+                             && process.pidNamespace != creator.pidNamespace;
+    return process.start == creator.start
+           || (!process.hasOwnTime && !isElsewhere
+               && (process.ownPid == 0 || process.ownPid == creator.pid));
 }
 
 /// Whether there is such a process for this one, be it shown or not.
@@ -52,16 +94,19 @@ std::optional<bool> findAnywhere(const CreatorSearch::Creator &creator,
                                  ProcessList::Clock::time_point time)
 {
     const auto list = ProcessList::takenSince(time);
+    bool isOpen = !wouldBeSeen(creator, *list);
     for (const auto &process : list->processes()) {
-        if (process.start != creator.start) {
+        if (!isCandidate(creator, process)) {
             continue;
         }
         const ProcessStart found = ProcessStart::of(process.pid);
-        if (isCreator(creator, found, process.pid)) {
+        const Match match = matchOf(creator, found, process.pid);
+        if (match == Match::Yes) {
             return found.isRunning();
         }
+        isOpen = isOpen || match == Match::Maybe;
     }
-    return wouldBeSeen(creator, *list) ? std::optional<bool>(false) : std::nullopt;
+    return isOpen ? std::nullopt : std::optional<bool>(false);
 }
 
 } // namespace
@@ -74,7 +119,8 @@ std::optional<bool> CreatorSearch::isAlive(const Creator &creator,
     }
     // Nearly always it is where its id says.
     const ProcessStart likely = ProcessStart::of(creator.pid);
-    if (isCreator(creator, likely, creator.pid)) {
+    const Match match = matchOf(creator, likely, creator.pid);
+    if (match == Match::Yes) {
         return likely.isRunning();
     }
     const quint64 own = ProcessStart::ownNamespace();
@@ -83,7 +129,8 @@ std::optional<bool> CreatorSearch::isAlive(const Creator &creator,
         return false;
     }
     if (isOwnNumber && ProcessStart::areOwnNumbers()) {
-        return likely.ticks == 0 ? std::nullopt : std::optional<bool>(false);
+        const bool isOther = likely.ticks != 0 && match == Match::No;
+        return isOther ? std::optional<bool>(false) : std::nullopt;
     }
     // A process of that number that does not show itself may be the one.
     const bool isHidden = likely.ticks == 0 && isNumberInUse(creator.pid);

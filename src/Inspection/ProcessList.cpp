@@ -78,14 +78,6 @@ bool isInGroup(const QByteArray &number)
     return std::find(groups.cbegin(), groups.cend(), group) != groups.cend();
 }
 
-/// A process that is named, but does not say when it was started.
-bool isHidden(pid_t process)
-{
-    struct stat status = {};
-    const QByteArray path = "/proc/" + QByteArray::number(process) + "/stat";
-    return ::stat(path.constData(), &status) == 0 || (errno != ENOENT && errno != ESRCH);
-}
-
 /// The last list of all, and who may touch it.
 struct LastList
 {
@@ -107,11 +99,16 @@ ProcessList::ProcessList()
     , m_pidNamespace(ProcessStart::ownNamespace())
     , m_isComplete(areAllNamed())
 {
-    for (const pid_t number : findNumbers()) {
+    const std::vector<pid_t> numbers = findNumbers();
+    // There is at least this process.
+    m_isComplete = m_isComplete && !numbers.empty();
+    for (const pid_t number : numbers) {
         const quint64 start = ProcessStart::of(number).ticks;
         if (start != 0) {
-            m_processes.push_back({number, start, ProcessStart::namespaceOf(number)});
-        } else if (isHidden(number)) {
+            const bool hasOwnTime = ProcessStart::hasOwnTime(number);
+            m_processes.push_back({number, start, ProcessStart::namespaceOf(number), hasOwnTime,
+                                   hasOwnTime ? 0 : ProcessStart::ownPid(number)});
+        } else if (ProcessStart::isNamed(number)) {
             m_isComplete = false;
         }
     }

@@ -20,6 +20,8 @@ public:
         pid_t pid; ///< as this process sees it
         quint64 start;
         quint64 pidNamespace; ///< inode of /proc/PID/ns/pid; 0: not to be had
+        bool hasOwnTime;      ///< Otherwise it may itself tell another start.
+        pid_t ownPid;         ///< only then; 0: not to be had
     };
 
     /// A list that was begun at @p time or later. The last one is kept, so that whoever asks for many

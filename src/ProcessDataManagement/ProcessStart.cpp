@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QList>
 
+#include <cerrno>
+
 #include <sys/stat.h>
 
 namespace {
@@ -28,10 +30,11 @@ ProcessStart startIn(const QString &folder)
             fields[0].isEmpty() ? '\0' : fields[0][0], fields[threadsField - stateField].toInt()};
 }
 
-quint64 namespaceIn(const QByteArray &folder)
+/// Of one kind, by its inode; 0: not to be had.
+quint64 namespaceIn(const QByteArray &folder, const char *kind)
 {
     struct stat status = {};
-    const QByteArray path = "/proc/" + folder + "/ns/pid";
+    const QByteArray path = "/proc/" + folder + "/ns/" + kind;
     return stat(path.constData(), &status) == 0 ? status.st_ino : 0;
 }
 
@@ -65,12 +68,31 @@ ProcessStart ProcessStart::own()
 
 quint64 ProcessStart::namespaceOf(pid_t process)
 {
-    return namespaceIn(QByteArray::number(process));
+    const quint64 shown = namespaceIn(QByteArray::number(process), "pid");
+    // Of another user's process it is not shown, but its numbers are: with one alone it lives where /proc
+    // was mounted.
+    const bool isSame = shown == 0 && numbersIn(QString::number(process)).size() == 1
+                        && areOwnNumbers();
+    return isSame ? ownNamespace() : shown;
 }
 
 quint64 ProcessStart::ownNamespace()
 {
-    return namespaceIn(QByteArrayLiteral("thread-self"));
+    return namespaceIn(QByteArrayLiteral("thread-self"), "pid");
+}
+
+bool ProcessStart::hasOwnTime(pid_t process)
+{
+    const quint64 own = namespaceIn(QByteArrayLiteral("thread-self"), "time");
+    // A kernel without such namespaces has one time for all.
+    return own == 0 ? errno == ENOENT : namespaceIn(QByteArray::number(process), "time") == own;
+}
+
+bool ProcessStart::isNamed(pid_t process)
+{
+    struct stat status = {};
+    const QByteArray path = "/proc/" + QByteArray::number(process) + "/stat";
+    return stat(path.constData(), &status) == 0 || (errno != ENOENT && errno != ESRCH);
 }
 
 pid_t ProcessStart::ownPid(pid_t process)

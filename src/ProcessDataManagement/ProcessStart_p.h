@@ -21,6 +21,11 @@ struct ProcessStart
     /// The namespace of that id, by its inode; 0: not to be had.
     static quint64 namespaceOf(pid_t process);
     static quint64 ownNamespace();
+    /// Whether @p process lives in the time of this one: the kernel tells a start in the time namespace of
+    /// whoever asks, so that others note another one of themselves. False as well where it is not to be had.
+    static bool hasOwnTime(pid_t process);
+    /// Whether /proc names @p process, be its start to be had or not.
+    static bool isNamed(pid_t process);
     /// Whether the numbers in /proc are those of this process's namespace, and not of one above.
     static bool areOwnNumbers();
 

@@ -85,6 +85,8 @@ private Q_SLOTS:
     void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown_data();
     void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown();
     void creatorThatHasEndedIsDeadAllTheSame();
+    void creatorWhoseTimeIsNotShownIsUnknown();
+    void processOfTheOwnNamespaceIsNoCreatorOfAnother();
 };
 
 void tst_RegionHiding::lookThatIsShownAPartIsNotComplete_data()
@@ -228,6 +230,51 @@ void tst_RegionHiding::creatorThatHasEndedIsDeadAllTheSame()
     });
 
     COMPARE_EXIT(child.waitForExit(), "the right to mount /proc");
+}
+
+/// In another time it would have noted another start of itself.
+void tst_RegionHiding::creatorWhoseTimeIsNotShownIsUnknown()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    block.management()->creatorStart.fetch_sub(1);
+    QVERIFY(description.inspect().getCreator().isAlive == false);
+
+    ChildProcess child([&description](const ChildSide & /*side*/) {
+        if (!becomeSomebody() || QFile::exists(QStringLiteral("/proc/%1/ns/time").arg(getppid()))) {
+            return ChildProcess::sm_cannotTry;
+        }
+        CHILD_VERIFY(description.inspect().getCreator().pid == qint64{getppid()});
+        CHILD_VERIFY(!description.inspect().getCreator().isAlive);
+        return 0;
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to become somebody else");
+}
+
+/// Though that namespace is not shown of another user's process, as of the first one.
+void tst_RegionHiding::processOfTheOwnNamespaceIsNoCreatorOfAnother()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    // No namespace has this number.
+    block.management()->creatorNamespace = 12345;
+    block.management()->creatorStart.fetch_sub(1);
+
+    ChildProcess child([&description](const ChildSide & /*side*/) {
+        const bool wouldBeSeen = description.inspect().getCreator().isAlive == false;
+        if (!wouldBeSeen || !becomeSomebody()) {
+            return ChildProcess::sm_cannotTry;
+        }
+        CHILD_VERIFY(description.inspect().getCreator().isAlive == false);
+        return 0;
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to become somebody else, outside of containers");
 }
 
 QTEST_GUILESS_MAIN(tst_RegionHiding)
