@@ -70,6 +70,14 @@ bool RegionInspection::Private::readBlock(Block &block) const
            && block.format == PingPongBufferHandler::formatWord();
 }
 
+bool RegionInspection::Private::hasBlock() const
+{
+    Block block{};
+    constexpr int versionBits = 16; // the lowest, below what every version says alike
+    return file.isOpen() && file.read(&block, sizeof block, 0)
+           && block.format >> versionBits == PingPongBufferHandler::formatWord() >> versionBits;
+}
+
 /// An id that none can have, such as one that would be a group of processes, is 0.
 CreatorSearch::Creator RegionInspection::Private::creatorIn(const Block &block)
 {
@@ -88,7 +96,8 @@ std::optional<qint64> RegionInspection::Private::offsetOf(Buffer buffer) const
 {
     Block block{};
     // In a region of another kind or size the leaves lie elsewhere, or are not there at all.
-    if (!hasSizeOfDescription() || readBlock(block) != description->isDoubleBuffer) {
+    if (!hasSizeOfDescription() || readBlock(block) != description->isDoubleBuffer
+        || hasBlock() != description->isDoubleBuffer) {
         return {};
     }
     if (!description->isDoubleBuffer) {
@@ -202,23 +211,28 @@ qint64 RegionInspection::getSize() const
 
 std::optional<bool> RegionInspection::isDoubleBuffer() const
 {
-    Private::Block block{};
-    if (m_private->readBlock(block)) {
+    if (m_private->hasBlock()) {
         return true;
     }
     if (m_private->description) {
         return m_private->description->isDoubleBuffer;
     }
-    // The creator of a double buffer says so as soon as there are semaphores.
-    return isReadable() && RegionLockReading::hasSet(m_private->semaphoreKey)
-               ? std::optional<bool>(false)
-               : std::nullopt;
+    if (!isReadable() || !RegionLockReading::hasSet(m_private->semaphoreKey)) {
+        return {};
+    }
+    // The creator of a double buffer says so as soon as there are semaphores, maybe just now.
+    return m_private->hasBlock();
 }
 
 std::optional<quint32> RegionInspection::getBufferSize() const
 {
     const std::optional<bool> isDouble = isDoubleBuffer();
     const qint64 blockSize = PingPongBufferHandler::getSizeManagementBuffer();
+    Private::Block block{};
+    // That of another version may have another size.
+    if (m_private->hasBlock() && !m_private->readBlock(block)) {
+        return {};
+    }
     // Once: somebody may change it in between.
     const qint64 size = getSize();
     if (!isReadable() || !isDouble || (*isDouble && size < blockSize)

@@ -64,7 +64,8 @@ public:
 
     /// Bytes of the whole region.
     qint64 getSize() const;
-    /// Whether it has two buffers: by the management block, or else by the description.
+    /// Whether it has two buffers: by the management block, also that of another version of the memory format,
+    /// whose other words are unknown; or else by the description.
     std::optional<bool> isDoubleBuffer() const;
     /// Bytes of one buffer.
     std::optional<quint32> getBufferSize() const;

@@ -27,6 +27,8 @@ public:
 
     /// False without a management block of this format.
     bool readBlock(Block &block) const;
+    /// Whether there is such a block, be it of this format or of another version's.
+    bool hasBlock() const;
     /// Whether the region has the size of the description.
     bool hasSizeOfDescription() const;
     /// Where a buffer of the description begins; none if the region has no such buffer.

@@ -37,6 +37,8 @@ private Q_SLOTS:
     void doubleBufferTellsItsFacts();
     void singleBufferHasNoBlock();
     void singleBufferIsKnownByItsSemaphores();
+    void blockOfAnotherVersionIsDoubleAndUnknown();
+    void blockOfAnotherVersionIsNoSingleBuffer();
     void missingRegionIsNotThere();
     void descriptionWithoutKeyIsNoRegion();
     void whatIsNoRegionIsNotReadable_data();
@@ -113,6 +115,45 @@ void tst_RegionInspection::singleBufferIsKnownByItsSemaphores()
     QVERIFY(description.semaphores.remove());
     QVERIFY(!description.inspect().isDoubleBuffer());
     QVERIFY(!description.inspect().getBufferSize());
+}
+
+void tst_RegionInspection::blockOfAnotherVersionIsDoubleAndUnknown()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    block.management()->format += 1;
+
+    for (const auto &region : {description.inspect(), description.inspectDescribed()}) {
+        QVERIFY(region.isDoubleBuffer() == true);
+        QVERIFY(!region.getBufferSize());
+        QVERIFY(!region.getSwapCount());
+        QVERIFY(!region.getReadBuffer());
+        QVERIFY(!region.getCreator().pid);
+        QVERIFY(!region.hasLayoutOfDescription());
+        QCOMPARE(region.getValueBytes(QStringLiteral("a"), Buffer::First), QByteArray());
+    }
+}
+
+/// Though it has the size of one.
+void tst_RegionInspection::blockOfAnotherVersionIsNoSingleBuffer()
+{
+    TwoNumbers description(false);
+    description.size = 544;
+    TwoNumbers other;
+    other.key = description.key;
+    const QuietManager creator(other, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    block.management()->format += 1;
+
+    const RegionInspection region = description.inspectDescribed();
+
+    QCOMPARE(region.getSize(), qint64{544});
+    QVERIFY(region.isDoubleBuffer() == true);
+    QVERIFY(region.hasLayoutOfDescription() == false);
+    QCOMPARE(region.getValueBytes(QStringLiteral("a"), Buffer::First), QByteArray());
 }
 
 void tst_RegionInspection::missingRegionIsNotThere()

@@ -40,6 +40,7 @@ private Q_SLOTS:
     void lockOfAReplacedRegionIsUnknown_data();
     void lockOfAReplacedRegionIsUnknown();
     void lockIsThatOfOneMoment();
+    void doubleBufferThatIsMadeDuringALookIsNoSingleOne();
 };
 
 void tst_RegionLocks::lockIsFreeWhileNobodyIsInside()
@@ -242,6 +243,27 @@ void tst_RegionLocks::lockIsThatOfOneMoment()
     QVERIFY(region.getLock().state == State::Unknown);
     const LogCapture log;
     creator.manager().unlockWriteBuffer();
+}
+
+void tst_RegionLocks::doubleBufferThatIsMadeDuringALookIsNoSingleOne()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    block.management()->format = 0;
+    const RegionInspection region = description.inspect();
+    int calls = 0;
+
+    SemaphoreCalls::before = [&](const SemaphoreCalls::Call & /*call*/) {
+        ++calls;
+        block.management()->format = PingPongBufferHandler::formatWord();
+    };
+    const std::optional<bool> isDouble = region.isDoubleBuffer();
+    SemaphoreCalls::tellNobody();
+
+    QVERIFY(calls > 0);
+    QVERIFY(isDouble == true);
 }
 
 QTEST_GUILESS_MAIN(tst_RegionLocks)

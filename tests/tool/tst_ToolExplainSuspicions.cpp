@@ -50,6 +50,7 @@ private Q_SLOTS:
     void slowPublisherIsNotSilent();
     void clockThatWasSetBackIsTold();
     void regionWithoutSemaphoresIsTold();
+    void otherFormatIsTold();
 };
 
 void tst_ToolExplainSuspicions::suspicionOfASlotIsTold_data()
@@ -352,6 +353,26 @@ void tst_ToolExplainSuspicions::regionWithoutSemaphoresIsTold()
     QCOMPARE(found.value(0), QStringLiteral("no-semaphores: the region has no semaphores that may "
                                             "be looked at: nobody can lock it; its creator has to "
                                             "make it anew"));
+}
+
+void tst_ToolExplainSuspicions::otherFormatIsTold()
+{
+    Boiler boiler;
+    const QString file = boiler.description.write();
+    const LogCapture log;
+    const HeldRegion region(file);
+    SharedMemory memory;
+    memory.setKey(boiler.description.key() + QStringLiteral("SharedMemory"));
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->format += 1;
+
+    QCOMPARE(
+        suspicionsOf(file, boiler.url),
+        QStringList{QStringLiteral("other-format: the region has another version of the memory "
+                                   "format: its creator was built with another version of "
+                                   "the library")});
+    QCOMPARE(explained(file, boiler.url).value(QStringLiteral("buffers")),
+             QJsonValue(QJsonArray()));
 }
 
 QTEST_GUILESS_MAIN(tst_ToolExplainSuspicions)

@@ -44,6 +44,7 @@ private Q_SLOTS:
     void replacedRegionIsNotWaitedForAnyLonger();
     void otherLayoutIsRefused();
     void otherSizeIsRefused();
+    void otherFormatIsRefusedAtOnce();
     void descriptionWithoutMemoryIsRefused();
     void keyThatNoMemoryCanHaveIsRefusedAtOnce();
     void folderIsWaitedForAsWell();
@@ -226,6 +227,31 @@ void tst_ToolWait::otherSizeIsRefused()
              QStringLiteral("tessel: %1: region '%2' has 528 bytes where the description asks for "
                             "544; its creator uses another description\n")
                  .arg(changed, description.key()));
+}
+
+void tst_ToolWait::otherFormatIsRefusedAtOnce()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    const LogCapture log;
+    const HeldRegion region(file);
+    SharedMemory memory;
+    memory.setKey(description.key() + QStringLiteral("SharedMemory"));
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->format += 1;
+
+    const ToolResult result = waitFor(file, 30);
+
+    QCOMPARE(result.exitCode, 4);
+    QCOMPARE(result.output, QString());
+    const QString version = QString::number(PingPongBufferHandler::formatWord() & 0xFFFF);
+    const QString other = QString::number((PingPongBufferHandler::formatWord() & 0xFFFF) + 1);
+    QCOMPARE(result.error,
+             QStringLiteral(
+                 "tessel: %1: cannot attach to region '%2': The memory of \"%2Semaphore\" has "
+                 "format %3 , this program has format %4 . Run all programs with one "
+                 "version of the library.\n")
+                 .arg(file, description.key(), other, version));
 }
 
 void tst_ToolWait::descriptionWithoutMemoryIsRefused()

@@ -227,6 +227,13 @@ void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
                                   .arg(m_description.path(), m_description.key()))};
 }
 
+bool hasOtherFormat(const RegionInspection &region)
+{
+    // A description would answer for a block that is not there yet.
+    const RegionInspection alone(region.getKey());
+    return alone.isDoubleBuffer() == true && !alone.getSwapCount();
+}
+
 void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description)
 {
     // A name that no region can have is not there either, but no creator would help.

@@ -9,6 +9,9 @@
 #include <functional>
 #include <optional>
 
+/// Whether the region of that key is one of another version of the memory format, to which nobody can attach.
+bool hasOtherFormat(const RegionInspection &region);
+
 /// Refuses, by a Failure, a region that is not there, cannot be opened, or was made from another
 /// description.
 void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description);

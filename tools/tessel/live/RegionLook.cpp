@@ -1,6 +1,7 @@
 #include "live/RegionLook.h"
 
 #include "Inspection/RegionUsers.h"
+#include "live/LiveRegion.h"
 
 #include <QFileInfo>
 
@@ -20,6 +21,9 @@ Fit fitOf(const RegionInspection &region, const DescriptionSource &description)
     }
     if (!region.isReadable()) {
         return Fit::Unreadable;
+    }
+    if (hasOtherFormat(region)) {
+        return Fit::OtherFormat;
     }
     if (region.getSize() != description.regionSize()) {
         return Fit::OtherSize;

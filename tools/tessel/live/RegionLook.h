@@ -27,7 +27,7 @@ class RegionLook
 {
 public:
     /// How far it can be used with the description.
-    enum class Fit { Missing, Unreadable, OtherSize, OtherLayout, Fits };
+    enum class Fit { Missing, Unreadable, OtherFormat, OtherSize, OtherLayout, Fits };
 
     explicit RegionLook(const DescriptionSource &description);
 

@@ -3,6 +3,7 @@
 #include "Access/ProcessDataWatcher.h"
 #include "live/LiveRegion.h"
 #include "text/Failure.h"
+#include "text/LogCollector.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -55,6 +56,11 @@ void sleepUntilTold(const DescriptionSource &description, Clock::duration bound)
 {
     try {
         LiveRegion region(description, LiveRegion::Opening::Attach);
+        if (hasOtherFormat(RegionInspection(description.key()))) {
+            throw Failure{ExitCode::NoAccess, QStringLiteral("%1: cannot attach to region '%2': %3")
+                                                  .arg(description.path(), description.key(),
+                                                       LogCollector::takeReasons())};
+        }
         ProcessDataWatcher watcher(region.manager());
         quint64 seen = 0;
         watcher.wait(seen, std::chrono::ceil<std::chrono::milliseconds>(bound));
@@ -76,7 +82,9 @@ RegionProgress waitUntilPublished(const DescriptionSource &description, Clock::t
         if (progress == RegionProgress::Published || left <= Clock::duration::zero()) {
             return progress;
         }
-        if (progress == RegionProgress::Silent && tellsOfSets(description)) {
+        // To attach to a block of another version tells why it cannot be used.
+        if (progress == RegionProgress::Silent
+            && (tellsOfSets(description) || hasOtherFormat(RegionInspection(description.key())))) {
             sleepUntilTold(description, left);
         } else {
             std::this_thread::sleep_for(std::min<Clock::duration>(left, pollInterval));

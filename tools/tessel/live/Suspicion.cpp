@@ -34,6 +34,11 @@ void addFit(Suspicions &found, const RegionLook &look, const DescriptionSource &
             {QStringLiteral("unreadable"),
              QStringLiteral("the region cannot be opened: %1").arg(region.getErrorString())});
         break;
+    case Fit::OtherFormat:
+        found.append({QStringLiteral("other-format"),
+                      QStringLiteral("the region has another version of the memory format: its "
+                                     "creator was built with another version of the library")});
+        break;
     case Fit::OtherSize:
         found.append({QStringLiteral("other-layout"),
                       QStringLiteral("the region has %1 bytes and the description asks for %2: its "
