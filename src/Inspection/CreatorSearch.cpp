@@ -7,10 +7,6 @@
 
 namespace {
 
-/// That of the machine itself, from where all processes are to be seen: the kernel never gives it another
-/// number.
-constexpr quint64 firstNamespace = 0xEFFFFFFC;
-
 /// True as well where a namespace is unknown.
 bool isInNamespace(pid_t process, quint64 pidNamespace)
 {
@@ -79,7 +75,7 @@ bool wouldBeSeen(const CreatorSearch::Creator &creator, const ProcessList &list)
     if (!list.isComplete()) {
         return false;
     }
-    if (own == firstNamespace || (own != 0 && own == creator.pidNamespace)) {
+    if (own == ProcessStart::sm_firstNamespace || (own != 0 && own == creator.pidNamespace)) {
         return true;
     }
     const auto &processes = list.processes();

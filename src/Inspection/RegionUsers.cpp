@@ -80,7 +80,9 @@ void RegionUsers::Private::look(pid_t process)
 RegionUsers::RegionUsers() : m_private(std::make_unique<Private>())
 {
     const std::vector<pid_t> numbers = ProcessList::findNumbers();
-    m_private->isComplete = !numbers.empty() && ProcessList::areAllNamed();
+    // Those outside of another namespace may share its /dev/shm, and none of them is named.
+    m_private->isComplete = !numbers.empty() && ProcessList::areAllNamed()
+                            && ProcessStart::ownNamespace() == ProcessStart::sm_firstNamespace;
     for (const pid_t number : numbers) {
         m_private->look(number);
     }

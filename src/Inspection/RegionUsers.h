@@ -27,7 +27,8 @@ public:
     /// looking process counts as any other; an inspection alone maps nothing.
     QVector<RegionUser> getUsersOf(const RegionInspection &region) const;
     /// Whether all processes could be looked at. If not, others may have the region mapped as well. Where
-    /// /proc hides processes (`hidepid`) they could only for the group that is told of all.
+    /// /proc hides processes (`hidepid`) they could only for the group that is told of all. Never
+    /// inside a container with process ids of its own: who is outside may share the memory.
     bool isComplete() const;
 
 private:

@@ -8,6 +8,10 @@
 /// same time.
 struct ProcessStart
 {
+    /// The namespace of the machine itself, from where all processes are to be seen: the kernel never gives
+    /// it another number.
+    static constexpr quint64 sm_firstNamespace = 0xEFFFFFFC;
+
     quint64 ticks = 0; ///< since the boot, field 22 of /proc/PID/stat; 0: not to be had
     char state = 0;    ///< of the main thread, field 3, such as 'S'; 0: not to be had
     int threads = 0;   ///< field 20; 0: not to be had

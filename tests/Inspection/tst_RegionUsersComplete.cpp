@@ -1,4 +1,6 @@
 #include "Inspection/RegionUsers.h"
+#include "support/ChildProcess.h"
+#include "support/FirstNamespace.h"
 
 #include <QtTest>
 
@@ -7,6 +9,7 @@
 #include <string>
 
 #include <dlfcn.h>
+#include <sys/mount.h>
 
 namespace {
 
@@ -47,6 +50,7 @@ class tst_RegionUsersComplete : public QObject
 private Q_SLOTS:
     void lookIsCompleteWithoutWhatHasEnded_data();
     void lookIsCompleteWithoutWhatHasEnded();
+    void lookFromANamespaceBelowIsNotComplete();
 };
 
 void tst_RegionUsersComplete::lookIsCompleteWithoutWhatHasEnded_data()
@@ -72,7 +76,31 @@ void tst_RegionUsersComplete::lookIsCompleteWithoutWhatHasEnded()
     const RegionUsers users;
 
     tableError = 0;
-    QCOMPARE(users.isComplete(), isComplete);
+    QCOMPARE(users.isComplete(), isComplete && isInFirstNamespace());
+}
+
+/// Processes outside of it can have the same memory mapped, and are not to be seen.
+void tst_RegionUsersComplete::lookFromANamespaceBelowIsNotComplete()
+{
+    ChildProcess child([](const ChildSide & /*side*/) {
+        if (unshare(CLONE_NEWPID | CLONE_NEWNS) != 0) {
+            return ChildProcess::sm_cannotTry;
+        }
+        const pid_t first = fork();
+        if (first == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+                || mount("proc", "/proc", "proc", 0, nullptr) != 0) {
+                _exit(ChildProcess::sm_cannotTry);
+            }
+            _exit(RegionUsers().isComplete() ? 1 : 0);
+        }
+        int status = 0;
+        CHILD_VERIFY(waitpid(first, &status, 0) == first && WIFEXITED(status));
+        return WEXITSTATUS(status);
+    });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to make a namespace");
 }
 
 QTEST_GUILESS_MAIN(tst_RegionUsersComplete)
