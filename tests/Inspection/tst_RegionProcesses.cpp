@@ -1,6 +1,7 @@
 #include "InspectedRegion.h"
 #include "Inspection/RegionUsers.h"
 #include "support/ChildProcess.h"
+#include "support/FirstNamespace.h"
 
 #include <QCoreApplication>
 
@@ -176,7 +177,8 @@ void tst_RegionProcesses::creatorInANamespaceOfItsOwnLivesAndDies()
 
     const RegionCreator after = description.inspect().getCreator();
     QVERIFY(after.pid == before.pid);
-    QVERIFY(after.isAlive == false);
+    // From a container it may as well be in a namespace that is not to be seen there.
+    QVERIFY(isInFirstNamespace() ? after.isAlive == false : !after.isAlive);
 }
 
 void tst_RegionProcesses::idThatCameBackIsNoCreator()
