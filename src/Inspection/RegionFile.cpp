@@ -5,6 +5,7 @@
 #include <limits>
 #include <new>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -45,6 +46,15 @@ bool isThere(const QString &name, int error, struct stat &status)
 {
     return error != EINVAL && error != ENAMETOOLONG
            && (findStatus(name, status) || errno != ENOENT);
+}
+
+/// Whether an entry of the folder of all objects is a file, or may be one that is not shown. A link to one counts.
+bool mayBeFile(const QString &name)
+{
+    struct stat status = {};
+    const QByteArray path = pathOf(name);
+    return ::stat(path.constData(), &status) == 0 ? S_ISREG(status.st_mode)
+                                                  : errno != ENOENT && errno != ELOOP;
 }
 
 } // namespace
@@ -110,6 +120,28 @@ QByteArray RegionFile::read(qint64 offset, quint32 count) const
     } catch (const std::bad_alloc &) {
         return {};
     }
+}
+
+int RegionFile::findNames(QStringList &names)
+{
+    names.clear();
+    // Qt's own walk takes a folder that cannot be read for an empty one.
+    DIR *const folder = ::opendir("/dev/shm");
+    if (folder == nullptr) {
+        return errno;
+    }
+    errno = 0;
+    for (const dirent *entry = ::readdir(folder); entry != nullptr; entry = ::readdir(folder)) {
+        const QString name = QString::fromLocal8Bit(entry->d_name);
+        // One that is no text in this locale leads nowhere.
+        if (mayBeFile(name)) {
+            names.append(name);
+        }
+        errno = 0;
+    }
+    const int error = errno;
+    ::closedir(folder);
+    return error;
 }
 
 bool RegionFile::find(const QString &name, FileIdentity &identity)

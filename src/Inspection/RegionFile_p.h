@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <sys/types.h>
 
@@ -46,6 +47,9 @@ public:
     /// All bytes or none.
     QByteArray read(qint64 offset, quint32 size) const;
 
+    /// The names of all shared-memory objects, in no order. 0, or errno of what kept this process from looking:
+    /// then there may be more of them.
+    static int findNames(QStringList &names);
     /// To which memory a name leads now, without opening it. False if to none.
     static bool find(const QString &name, FileIdentity &identity);
     /// The path of a name as the kernel writes it into the tables of mappings.

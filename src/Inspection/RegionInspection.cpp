@@ -8,12 +8,12 @@
 #include "ProcessDataManagement/LayoutDigest_p.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 
-#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <limits>
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -168,14 +168,22 @@ RegionInspection RegionInspection::fromDirectory(const QString &processDir)
 QStringList RegionInspection::findKeys()
 {
     QStringList keys;
-    const QDir folder(QStringLiteral("/dev/shm"));
-    for (const auto &name : folder.entryList(QDir::Files | QDir::Hidden)) {
+    findKeysWithStatus(keys);
+    return keys;
+}
+
+int RegionInspection::findKeysWithStatus(QStringList &keys)
+{
+    keys.clear();
+    QStringList names;
+    const int error = RegionFile::findNames(names);
+    for (const auto &name : std::as_const(names)) {
         if (name.endsWith(memoryEnding) && name.size() > memoryEnding.size()) {
             keys.append(name.chopped(memoryEnding.size()));
         }
     }
     std::sort(keys.begin(), keys.end());
-    return keys;
+    return error;
 }
 
 QString RegionInspection::getKey() const

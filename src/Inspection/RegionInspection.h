@@ -47,8 +47,12 @@ public:
     /// Of a directory of process descriptions, as it was laid out last.
     static RegionInspection fromDirectory(const QString &processDir);
     /// The memory keys of all regions of this machine, in alphabetical order. A file of somebody else
-    /// whose name ends as theirs is among them.
+    /// whose name ends as theirs is among them. Empty as well where this process could not look for them:
+    /// findKeysWithStatus() tells.
     static QStringList findKeys();
+    /// The same in @p keys. Returns 0, or errno of what kept this process from looking for them, such as EMFILE
+    /// where it has no descriptor left: then there may be more regions than those in @p keys.
+    static int findKeysWithStatus(QStringList &keys);
 
     /// The memory key; empty if the description has none.
     QString getKey() const;

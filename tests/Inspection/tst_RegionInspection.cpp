@@ -52,7 +52,6 @@ private Q_SLOTS:
     void bytesOfBothBuffersAreShown();
     void bytesOutsideTheBufferAreNotShown();
     void shortenedMemoryIsSurvived();
-    void keysOfAllRegionsAreFound();
     void fileAndDirectoryAreDescriptions();
     void nothingChanges();
 };
@@ -355,24 +354,6 @@ void tst_RegionInspection::shortenedMemoryIsSurvived()
     QVERIFY(!region.getFingerprint());
     QVERIFY(region.hasLayoutOfDescription() == false);
     QCOMPARE(region.getSize(), qint64{0});
-}
-
-void tst_RegionInspection::keysOfAllRegionsAreFound()
-{
-    const TwoNumbers first;
-    const TwoNumbers second(false);
-    const TwoNumbers third;
-    const QuietManager firstCreator(first, create);
-    const QuietManager secondCreator(second, create);
-
-    const QStringList keys = RegionInspection::findKeys();
-
-    QCOMPARE(keys.count(first.key), 1);
-    QCOMPARE(keys.count(second.key), 1);
-    QVERIFY(!keys.contains(third.key));
-    QStringList sorted = keys;
-    std::sort(sorted.begin(), sorted.end());
-    QCOMPARE(keys, sorted);
 }
 
 void tst_RegionInspection::fileAndDirectoryAreDescriptions()
