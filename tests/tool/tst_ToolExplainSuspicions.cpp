@@ -50,6 +50,7 @@ private Q_SLOTS:
     void slowPublisherIsNotSilent();
     void clockThatWasSetBackIsTold();
     void regionWithoutSemaphoresIsTold();
+    void otherFormatIsTold_data();
     void otherFormatIsTold();
 };
 
@@ -355,16 +356,30 @@ void tst_ToolExplainSuspicions::regionWithoutSemaphoresIsTold()
                                             "make it anew"));
 }
 
+void tst_ToolExplainSuspicions::otherFormatIsTold_data()
+{
+    QTest::addColumn<bool>("isOtherSize");
+
+    QTest::newRow("the same size") << false;
+    QTest::newRow("another size") << true;
+}
+
 void tst_ToolExplainSuspicions::otherFormatIsTold()
 {
+    QFETCH(bool, isOtherSize);
     Boiler boiler;
-    const QString file = boiler.description.write();
+    QString file = boiler.description.write();
     const LogCapture log;
     const HeldRegion region(file);
     SharedMemory memory;
     memory.setKey(boiler.description.key() + QStringLiteral("SharedMemory"));
     QVERIFY(memory.attach(SharedMemory::ReadWrite));
     static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->format += 1;
+    if (isOtherSize) {
+        boiler.description.add(QStringLiteral("b"), QStringLiteral("int32"),
+                               ToolDescription::Metadata::ErrorState, 4);
+        file = boiler.description.write();
+    }
 
     QCOMPARE(
         suspicionsOf(file, boiler.url),
@@ -373,6 +388,13 @@ void tst_ToolExplainSuspicions::otherFormatIsTold()
                                    "the library")});
     QCOMPARE(explained(file, boiler.url).value(QStringLiteral("buffers")),
              QJsonValue(QJsonArray()));
+    const ToolResult result = explain({file, boiler.url});
+    QCOMPARE(result.exitCode, 4);
+    QCOMPARE(
+        result.error,
+        QStringLiteral("tessel: %1: cannot attach to region '%2': it has another version of the "
+                       "memory format; run all programs with one version of the library\n")
+            .arg(file, boiler.description.key()));
 }
 
 QTEST_GUILESS_MAIN(tst_ToolExplainSuspicions)

@@ -236,6 +236,9 @@ ExitCode run(const CommandLine &line)
                             : screenOf(explanation, look, description));
     }
     writeOutput(isJson ? jsonArray(texts) + QLatin1Char('\n') : texts.join(QLatin1Char('\n')));
+    if (look.fit() == RegionLook::Fit::OtherFormat) {
+        refuseFormat(description);
+    }
     requireMatchingRegion(look.region(), description);
     return ExitCode::Done;
 }

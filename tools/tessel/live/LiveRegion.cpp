@@ -234,6 +234,14 @@ bool hasOtherFormat(const RegionInspection &region)
     return alone.isDoubleBuffer() == true && !alone.getSwapCount();
 }
 
+void refuseFormat(const DescriptionSource &description)
+{
+    throw Failure{ExitCode::NoAccess,
+                  QStringLiteral("%1: cannot attach to region '%2': it has another version of the "
+                                 "memory format; run all programs with one version of the library")
+                      .arg(description.path(), description.key())};
+}
+
 void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description)
 {
     // A name that no region can have is not there either, but no creator would help.
@@ -248,7 +256,13 @@ void requireMatchingRegion(const RegionInspection &region, const DescriptionSour
                       QStringLiteral("%1: cannot attach to region '%2': %3")
                           .arg(description.path(), description.key(), region.getErrorString())};
     }
-    if (region.getSize() != description.regionSize()) {
+    const bool isOtherSize = region.getSize() != description.regionSize();
+    const bool isOtherLayout = isOtherSize || region.hasLayoutOfDescription() == false;
+    // It may differ for that reason alone.
+    if (isOtherLayout && hasOtherFormat(region)) {
+        refuseFormat(description);
+    }
+    if (isOtherSize) {
         throw Failure{ExitCode::LayoutMismatch,
                       QStringLiteral("%1: region '%2' has %3 bytes where the description asks for "
                                      "%4; its creator uses another description")
@@ -256,7 +270,7 @@ void requireMatchingRegion(const RegionInspection &region, const DescriptionSour
                           .arg(region.getSize())
                           .arg(description.regionSize())};
     }
-    if (region.hasLayoutOfDescription() == false) {
+    if (isOtherLayout) {
         throw Failure{
             ExitCode::LayoutMismatch,
             QStringLiteral("%1: region '%2' has another layout%3; its creator uses another "

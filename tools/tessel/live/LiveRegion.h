@@ -11,6 +11,8 @@
 
 /// Whether the region of that key is one of another version of the memory format, to which nobody can attach.
 bool hasOtherFormat(const RegionInspection &region);
+/// Refuses such a region, by a Failure.
+[[noreturn]] void refuseFormat(const DescriptionSource &description);
 
 /// Refuses, by a Failure, a region that is not there, cannot be opened, or was made from another
 /// description.

@@ -3,7 +3,6 @@
 #include "Access/ProcessDataWatcher.h"
 #include "live/LiveRegion.h"
 #include "text/Failure.h"
-#include "text/LogCollector.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -40,6 +39,9 @@ RegionProgress look(const DescriptionSource &description)
     if (isMissing(region)) {
         return RegionProgress::Missing;
     }
+    if (hasOtherFormat(region)) {
+        refuseFormat(description);
+    }
     requireMatchingRegion(region, description);
     return isPublished(region, description) ? RegionProgress::Published : RegionProgress::Silent;
 }
@@ -56,11 +58,6 @@ void sleepUntilTold(const DescriptionSource &description, Clock::duration bound)
 {
     try {
         LiveRegion region(description, LiveRegion::Opening::Attach);
-        if (hasOtherFormat(RegionInspection(description.key()))) {
-            throw Failure{ExitCode::NoAccess, QStringLiteral("%1: cannot attach to region '%2': %3")
-                                                  .arg(description.path(), description.key(),
-                                                       LogCollector::takeReasons())};
-        }
         ProcessDataWatcher watcher(region.manager());
         quint64 seen = 0;
         watcher.wait(seen, std::chrono::ceil<std::chrono::milliseconds>(bound));
@@ -82,9 +79,7 @@ RegionProgress waitUntilPublished(const DescriptionSource &description, Clock::t
         if (progress == RegionProgress::Published || left <= Clock::duration::zero()) {
             return progress;
         }
-        // To attach to a block of another version tells why it cannot be used.
-        if (progress == RegionProgress::Silent
-            && (tellsOfSets(description) || hasOtherFormat(RegionInspection(description.key())))) {
+        if (progress == RegionProgress::Silent && tellsOfSets(description)) {
             sleepUntilTold(description, left);
         } else {
             std::this_thread::sleep_for(std::min<Clock::duration>(left, pollInterval));
