@@ -71,9 +71,11 @@ void RegionUsers::Private::look(pid_t process)
     }
     const User user{process, ProcessStart::ownPid(process), start,
                     programIn(QString::fromLatin1(found->folder)), found->mappings};
-    // Otherwise it has ended, and part of this is of the next one with its id.
+    // Otherwise it has ended, and part of this is of the next one with its id: that one was not looked at.
     if (ProcessStart::of(process).ticks == start.ticks) {
         users.push_back(user);
+    } else if (ProcessStart::isNamed(process)) {
+        isComplete = false;
     }
 }
 

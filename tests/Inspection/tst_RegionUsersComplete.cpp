@@ -1,3 +1,4 @@
+#include "InspectedRegion.h"
 #include "Inspection/RegionUsers.h"
 #include "support/ChildProcess.h"
 #include "support/FirstNamespace.h"
@@ -15,13 +16,42 @@ namespace {
 
 /// errno of every attempt to open a process's table of mappings; 0: as the system says.
 int tableError = 0;
+/// But of this process as the system says in any case.
+bool isOwnTableShown = false;
 
-bool isTable(const char *path)
+constexpr int noStart = -1;
+/// Which attempt to read the start of this process finds no descriptor, and how many there were.
+int refusedStart = noStart;
+int startsBefore = 0;
+
+std::string ownFile(const char *name)
 {
-    const std::string text(path);
+    return "/proc/" + std::to_string(getpid()) + '/' + name;
+}
+
+bool isTable(const std::string &path)
+{
     const std::string ending = "/maps";
-    return text.rfind("/proc/", 0) == 0 && text.size() > ending.size()
-           && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
+    return path.rfind("/proc/", 0) == 0 && path.size() > ending.size()
+           && path.compare(path.size() - ending.size(), ending.size(), ending) == 0
+           && !(isOwnTableShown && path == ownFile("maps"));
+}
+
+/// errno of the attempt to open a file; 0: as the system says.
+int errorOf(const std::string &path)
+{
+    if (isTable(path)) {
+        return tableError;
+    }
+    const bool isStart = refusedStart != noStart && path == ownFile("stat");
+    return isStart && startsBefore++ == refusedStart ? EMFILE : 0;
+}
+
+int openOr(const char *function, const char *path, int flags, mode_t mode)
+{
+    errno = errorOf(path);
+    using Open = int (*)(const char *, int, ...);
+    return errno != 0 ? -1 : reinterpret_cast<Open>(dlsym(RTLD_NEXT, function))(path, flags, mode);
 }
 
 } // namespace
@@ -29,18 +59,25 @@ bool isTable(const char *path)
 /// In the place of the function that the library calls.
 extern "C" Q_DECL_EXPORT int open(const char *path, int flags, ...)
 {
-    using Open = int (*)(const char *, int, ...);
-    static const auto original = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "open"));
-    if (tableError != 0 && isTable(path)) {
-        errno = tableError;
-        return -1;
-    }
     va_list arguments;
     va_start(arguments, flags);
     const int mode = va_arg(arguments, int);
     va_end(arguments);
-    return original(path, flags, mode);
+    return openOr("open", path, flags, static_cast<mode_t>(mode));
 }
+
+// Where files of any size need a function of their own, that is already the one above.
+#ifdef __LP64__
+/// In the place of the function that Qt calls.
+extern "C" Q_DECL_EXPORT int open64(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = va_arg(arguments, int);
+    va_end(arguments);
+    return openOr("open64", path, flags, static_cast<mode_t>(mode));
+}
+#endif
 
 /// Whether a look at all processes says that it has not seen them all.
 class tst_RegionUsersComplete : public QObject
@@ -50,6 +87,8 @@ class tst_RegionUsersComplete : public QObject
 private Q_SLOTS:
     void lookIsCompleteWithoutWhatHasEnded_data();
     void lookIsCompleteWithoutWhatHasEnded();
+    void lookWithoutAUserWhoseStartIsNotToBeHadIsNotComplete_data();
+    void lookWithoutAUserWhoseStartIsNotToBeHadIsNotComplete();
     void lookFromANamespaceBelowIsNotComplete();
 };
 
@@ -77,6 +116,38 @@ void tst_RegionUsersComplete::lookIsCompleteWithoutWhatHasEnded()
 
     tableError = 0;
     QCOMPARE(users.isComplete(), isComplete && isInFirstNamespace());
+}
+
+void tst_RegionUsersComplete::lookWithoutAUserWhoseStartIsNotToBeHadIsNotComplete_data()
+{
+    QTest::addColumn<int>("refused");
+
+    QTest::newRow("before it was looked at") << 0;
+    QTest::newRow("after that") << 1;
+}
+
+/// It may not be taken for one that has ended and left its id to another one.
+void tst_RegionUsersComplete::lookWithoutAUserWhoseStartIsNotToBeHadIsNotComplete()
+{
+    QFETCH(int, refused);
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    const RegionInspection region = description.inspect();
+    isOwnTableShown = true;
+    tableError = ENOENT;
+    QCOMPARE(RegionUsers().getUsersOf(region).size(), 1);
+    QCOMPARE(RegionUsers().isComplete(), isInFirstNamespace());
+    startsBefore = 0;
+    refusedStart = refused;
+
+    const RegionUsers users;
+
+    refusedStart = noStart;
+    tableError = 0;
+    isOwnTableShown = false;
+    QVERIFY(startsBefore > refused);
+    QCOMPARE(users.getUsersOf(region).size(), 0);
+    QVERIFY(!users.isComplete());
 }
 
 /// Processes outside of it can have the same memory mapped, and are not to be seen.
