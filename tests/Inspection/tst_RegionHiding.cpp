@@ -207,9 +207,11 @@ void tst_RegionHiding::creatorThatIsNotShownIsUnknown()
         return 0;
     });
 
-    COMPARE_EXIT(child.waitForExit(), "the right to mount /proc");
+    const int exitCode = child.waitForExit();
+    // Not every root may remove the semaphores that somebody else has made.
     creator.tell();
     QCOMPARE(creator.waitForExit(), 0);
+    COMPARE_EXIT(exitCode, "the right to mount /proc");
 }
 
 void tst_RegionHiding::creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown_data()
