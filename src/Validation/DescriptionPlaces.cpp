@@ -6,9 +6,10 @@
 #include "Validation/CheckedFile_p.h"
 #include "Validation/NameInTree_p.h"
 
-#include <QStringList>
+#include <QHash>
 
 #include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -33,45 +34,102 @@ std::optional<QFileInfo> entryNamed(const QFileInfo &folder, const QString &name
     return found == entries.crend() ? std::nullopt : std::make_optional(*found);
 }
 
-/// A key of an object and what stands under it.
-struct Member
+using Places = QVector<std::optional<DescriptionPlace>>;
+
+/// URLs that are looked for, by the names in them.
+struct Wanted
 {
-    Value key;
-    Value value;
+    QHash<QString, Wanted> below;
+    QVector<int> here; ///< the numbers of the URLs that end here
+
+    void add(const QString &url, int number)
+    {
+        Wanted *wanted = this;
+        for (const QString &name : url.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+            wanted = &wanted->below[name];
+        }
+        wanted->here.append(number);
+    }
 };
 
-std::optional<Member> memberOf(const Value &object, const QString &key)
+/// Goes through the text of one file once, however many elements are looked for.
+class FileSearch
 {
-    for (JsonText::Members member(object); member.isValid(); member.next()) {
-        if (member.key().toString() == key) {
-            return Member{member.key(), member.value()};
+public:
+    explicit FileSearch(CheckedFile &file) : m_file(file) { }
+
+    /// The element whose key is @p place, and those below it.
+    void search(const Value &place, const Value &element, const Wanted &wanted)
+    {
+        for (const int number : wanted.here) {
+            m_hits.push_back({place, number});
+        }
+        const auto children = wanted.below.isEmpty() ? std::nullopt : childrenOf(element);
+        if (!children) {
+            return;
+        }
+        for (JsonText::Members member(*children); member.isValid(); member.next()) {
+            const auto below = wanted.below.constFind(member.key().toString());
+            if (below != wanted.below.cend() && member.value().isObject()) {
+                search(member.key(), member.value(), *below);
+            }
         }
     }
-    return std::nullopt;
-}
 
-/// The key of the element that @p pieces lead to, or the root for none.
-std::optional<Value> elementAt(const Value &root, const QStringList &pieces)
-{
-    const QByteArray type = Definitions::getKeyDataPropertyType().toLatin1();
-    const QByteArray children = Definitions::getKeyDataPropertyValue().toLatin1();
-    Value place = root;
-    Value element = root;
-    for (const QString &piece : pieces) {
-        // An object under the same key is the value of a leaf, and no child.
+    void addTo(Places &found)
+    {
+        // Lines and columns are counted from one place to the next.
+        std::sort(m_hits.begin(), m_hits.end(), [](const Hit &left, const Hit &right) {
+            return left.place.offset() < right.place.offset();
+        });
+        for (const Hit &hit : m_hits) {
+            const TextPlaces::Place at = m_file.placeOf(hit.place);
+            found[hit.number] = DescriptionPlace{m_file.path(), at.line, at.column};
+        }
+    }
+
+private:
+    struct Hit
+    {
+        Value place;
+        int number;
+    };
+
+    /// An object under the same key is the value of a leaf, and has no children.
+    static std::optional<Value> childrenOf(const Value &element)
+    {
+        const QByteArray type = Definitions::getKeyDataPropertyType().toLatin1();
+        const QByteArray value = Definitions::getKeyDataPropertyValue().toLatin1();
         const Value typeName = element.member(QLatin1String(type));
-        const Value below = element.member(QLatin1String(children));
+        const Value below = element.member(QLatin1String(value));
         const bool isNode = typeName.isValid() && typeName.isText()
                             && typeName.toString() == Definitions::getKeyDataTypeTreeNode();
-        const auto child = isNode && below.isValid() && below.isObject() ? memberOf(below, piece)
-                                                                         : std::nullopt;
-        if (!child || !child->value.isObject()) {
-            return std::nullopt;
-        }
-        place = child->key;
-        element = child->value;
+        return isNode && below.isValid() && below.isObject() ? std::make_optional(below)
+                                                             : std::nullopt;
     }
-    return place;
+
+    CheckedFile &m_file;
+    std::vector<Hit> m_hits;
+};
+
+void searchEntry(Places &found, const QFileInfo &entry, const Wanted &wanted,
+                 const QString &extension)
+{
+    if (entry.isDir()) {
+        for (auto name = wanted.below.cbegin(); name != wanted.below.cend(); ++name) {
+            if (const auto next = entryNamed(entry, name.key(), extension)) {
+                searchEntry(found, *next, name.value(), extension);
+            }
+        }
+        return;
+    }
+    Findings unused;
+    CheckedFile file(entry.filePath(), CheckedFile::Kind::Process, {}, unused);
+    if (file.read()) {
+        FileSearch search(file);
+        search.search(file.root(), file.root(), wanted);
+        search.addTo(found);
+    }
 }
 
 } // namespace
@@ -79,23 +137,18 @@ std::optional<Value> elementAt(const Value &root, const QStringList &pieces)
 std::optional<DescriptionPlace> DescriptionPlaces::find(const QString &path, const QString &url,
                                                         DescriptionPlaces::Kind kind)
 {
-    QStringList pieces = url.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    QFileInfo entry(path);
-    while (entry.isDir()) {
-        const auto next = pieces.isEmpty()
-                              ? std::nullopt
-                              : entryNamed(entry, pieces.takeFirst(), extensionOf(kind));
-        if (!next) {
-            return std::nullopt;
-        }
-        entry = *next;
+    return findAll(path, {url}, kind).constFirst();
+}
+
+QVector<std::optional<DescriptionPlace>> DescriptionPlaces::findAll(const QString &path,
+                                                                    const QStringList &urls,
+                                                                    DescriptionPlaces::Kind kind)
+{
+    Wanted wanted;
+    for (int i = 0; i < urls.size(); ++i) {
+        wanted.add(urls.at(i), i);
     }
-    Findings unused;
-    CheckedFile file(entry.filePath(), CheckedFile::Kind::Process, {}, unused);
-    const auto place = file.read() ? elementAt(file.root(), pieces) : std::nullopt;
-    if (!place) {
-        return std::nullopt;
-    }
-    const TextPlaces::Place found = file.placeOf(*place);
-    return DescriptionPlace{file.path(), found.line, found.column};
+    Places found(urls.size());
+    searchEntry(found, QFileInfo(path), wanted, extensionOf(kind));
+    return found;
 }

@@ -4,6 +4,8 @@
 #include "Validation/DescriptionPlace.h"
 
 #include <QString>
+#include <QStringList>
+#include <QVector>
 
 #include <optional>
 
@@ -28,4 +30,8 @@ public:
     /// Nothing if there is no such element or no file that can be read.
     static std::optional<DescriptionPlace> find(const QString &path, const QString &url,
                                                 DescriptionPlaces::Kind kind);
+    /// find() of each of @p urls, in their order. Reads a file once for all of them.
+    static QVector<std::optional<DescriptionPlace>> findAll(const QString &path,
+                                                            const QStringList &urls,
+                                                            DescriptionPlaces::Kind kind);
 };

@@ -37,11 +37,15 @@ private:
 };
 
 /// FILE:LINE:COLUMN; empty for nothing.
-QString found(const QString &path, const char *url, Kind kind = Kind::Process)
+QString textOf(const std::optional<DescriptionPlace> &place)
 {
-    const auto place = DescriptionPlaces::find(path, QString::fromUtf8(url), kind);
     return place ? QStringLiteral("%1:%2:%3").arg(place->file).arg(place->line).arg(place->column)
                  : QString();
+}
+
+QString found(const QString &path, const char *url, Kind kind = Kind::Process)
+{
+    return textOf(DescriptionPlaces::find(path, QString::fromUtf8(url), kind));
 }
 
 } // namespace
@@ -60,6 +64,7 @@ private Q_SLOTS:
     void urlOfAFolderBeginsWithNamesOfFiles();
     void kindChoosesTheFileOfAFolder();
     void fileThatReplacesAnotherIsTheOneThatIsFound();
+    void eachOfManyUrlsHasItsOwnPlace();
 };
 
 void tst_DescriptionPlaces::elementIsFoundAtItsKey_data()
@@ -155,6 +160,32 @@ void tst_DescriptionPlaces::fileThatReplacesAnotherIsTheOneThatIsFound()
     const QString later = folder.write(QStringLiteral("a.two.process.json"));
 
     QCOMPARE(found(folder.path(), "a/pump"), later + QStringLiteral(":3:3"));
+}
+
+void tst_DescriptionPlaces::eachOfManyUrlsHasItsOwnPlace()
+{
+    const Folder folder;
+    const QString a = folder.write(QStringLiteral("a.process.json"));
+    const QString b = folder.write(QStringLiteral("sub/b.process.json"),
+                                   "{\"type\": \"treenode\","
+                                   " \"value\": {\n"
+                                   "\"z\": {\"type\": \"int8\"},\n"
+                                   "\"c\": {\"type\": \"int8\"}}}\n");
+    const QStringList urls = {QStringLiteral("sub/b/z"),    QStringLiteral("a/pump/speed"),
+                              QStringLiteral("sub/b/none"), QStringLiteral("sub/b/c"),
+                              QStringLiteral("a/pump"),     QStringLiteral("sub/b/z")};
+    const QStringList expected = {
+        b + QStringLiteral(":2:1"), a + QStringLiteral(":4:28"), QString(),
+        b + QStringLiteral(":3:1"), a + QStringLiteral(":3:3"),  b + QStringLiteral(":2:1")};
+
+    const auto places = DescriptionPlaces::findAll(folder.path(), urls, Kind::Process);
+
+    QStringList found;
+    for (const auto &place : places) {
+        found.append(textOf(place));
+    }
+    QCOMPARE(found, expected);
+    QVERIFY(DescriptionPlaces::findAll(folder.path(), {}, Kind::Process).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_DescriptionPlaces)

@@ -14,14 +14,26 @@ namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
-Explanation explanationOf(const Leaf &leaf, const RegionLook &look,
-                          const DescriptionSource &description)
+/// Of all @p leaves, in their order.
+QVector<Explanation> explanationsOf(const QVector<Leaf> &leaves, const RegionLook &look,
+                                    const DescriptionSource &description)
 {
-    const QVector<BufferedSlot> buffers = look.slotsOf(leaf);
-    return {leaf, slotOf(leaf),
-            DescriptionPlaces::find(description.path(), leaf.url, DescriptionPlaces::Kind::Process),
-            buffers,
-            suspicionsOf(look, description) + suspicionsOf(leaf, buffers, look, description)};
+    QStringList urls;
+    for (const auto &leaf : leaves) {
+        urls.append(leaf.url);
+    }
+    const auto places = DescriptionPlaces::findAll(description.path(), urls,
+                                                   DescriptionPlaces::Kind::Process);
+    const QVector<Suspicion> ofRegion = suspicionsOf(look, description);
+    const SlotRanges ranges(description.leaves());
+    QVector<Explanation> explanations;
+    for (int i = 0; i < leaves.size(); ++i) {
+        const QVector<BufferedSlot> buffers = look.slotsOf(leaves.at(i));
+        explanations.append(
+            {leaves.at(i), slotOf(leaves.at(i)), places.at(i), buffers,
+             ofRegion + suspicionsOf(leaves.at(i), buffers, look, description, ranges)});
+    }
+    return explanations;
 }
 
 QString fact(const QString &name, const QString &text)
@@ -230,8 +242,7 @@ ExitCode run(const CommandLine &line)
     description.requireMemory();
     const RegionLook look(description);
     QStringList texts;
-    for (const auto &leaf : leaves) {
-        const Explanation explanation = explanationOf(leaf, look, description);
+    for (const auto &explanation : explanationsOf(leaves, look, description)) {
         texts.append(isJson ? explanationJson(explanation, look, description)
                             : screenOf(explanation, look, description));
     }

@@ -8,6 +8,7 @@
 #include "text/Output.h"
 #include "text/Table.h"
 #include "values/SizeOnlyBuffer.h"
+#include "values/SlotRanges.h"
 
 #include <QFileInfo>
 
@@ -27,7 +28,7 @@ QStringList findProblems(const DescriptionSource &description)
             problems.append(QStringLiteral("'%1': %2").arg(leaf.url, problem));
         }
     }
-    return problems + overlaps(description.leaves());
+    return problems + SlotRanges(description.leaves()).overlaps();
 }
 
 QString semaphoreKeyText(const DescriptionSource &description)

@@ -278,7 +278,8 @@ void addCacheLine(Suspicions &found, const LeafSlot &slot, const DescriptionSour
 }
 
 /// False if the slot cannot be used.
-bool addSlot(Suspicions &found, const Leaf &leaf, const DescriptionSource &description)
+bool addSlot(Suspicions &found, const Leaf &leaf, const DescriptionSource &description,
+             const SlotRanges &ranges)
 {
     SizeOnlyBuffer buffer(description.bufferSize());
     leaf.element->setBufferHandlerInterface(&buffer, false);
@@ -287,7 +288,7 @@ bool addSlot(Suspicions &found, const Leaf &leaf, const DescriptionSource &descr
         found.append({QStringLiteral("no-slot"),
                       QStringLiteral("the slot cannot be used: %1").arg(problem)});
     }
-    const QStringList shared = sharedBytes(leaf, description.leaves());
+    const QStringList shared = ranges.sharedBytes(leaf);
     if (!shared.isEmpty()) {
         found.append({QStringLiteral("shared-bytes"),
                       QStringLiteral("shares %1: to write one changes the other")
@@ -319,11 +320,12 @@ QVector<Suspicion> suspicionsOf(const RegionLook &look, const DescriptionSource 
 }
 
 QVector<Suspicion> suspicionsOf(const Leaf &leaf, const QVector<BufferedSlot> &found,
-                                const RegionLook &look, const DescriptionSource &description)
+                                const RegionLook &look, const DescriptionSource &description,
+                                const SlotRanges &ranges)
 {
     const LeafSlot slot = slotOf(leaf);
     Suspicions suspicions;
-    if (!addSlot(suspicions, leaf, description)) {
+    if (!addSlot(suspicions, leaf, description, ranges)) {
         return suspicions;
     }
     if (found.isEmpty()) {

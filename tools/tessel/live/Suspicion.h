@@ -1,6 +1,7 @@
 #pragma once
 
 #include "live/RegionLook.h"
+#include "values/SlotRanges.h"
 
 #include <QString>
 #include <QVector>
@@ -16,5 +17,7 @@ struct Suspicion
 QVector<Suspicion> suspicionsOf(const RegionLook &look, const DescriptionSource &description);
 
 /// What is suspicious about one leaf and its slot, which lies in the buffers as @p found, the worst first.
+/// @p ranges are those of all leaves.
 QVector<Suspicion> suspicionsOf(const Leaf &leaf, const QVector<BufferedSlot> &found,
-                                const RegionLook &look, const DescriptionSource &description);
+                                const RegionLook &look, const DescriptionSource &description,
+                                const SlotRanges &ranges);

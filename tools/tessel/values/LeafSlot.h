@@ -15,6 +15,9 @@ struct Leaf
 /// The slot of a leaf as its description gives it. Offsets and sizes in bytes.
 struct LeafSlot
 {
+    static constexpr quint32 sm_metadataWidth =
+        4; ///< bytes of the error state, whatever the size says
+
     quint32 offset;
     quint32 size;
     quint32 relativeOffsetMetadata;
@@ -40,7 +43,3 @@ QString textProperty(const Leaf &leaf, const QString &key);
 
 /// Why the slot of a bound leaf cannot be used in a buffer of @p bufferSize bytes; empty if it can.
 QString slotProblem(const Leaf &leaf, quint32 bufferSize);
-/// One line for each pair of slots that share a byte without being bits with masks of their own.
-QStringList overlaps(const QVector<Leaf> &leaves);
-/// The same of one leaf and all others, whose URLs it names: "byte 4 with 'n/speed'". Each once.
-QStringList sharedBytes(const Leaf &leaf, const QVector<Leaf> &leaves);
