@@ -80,6 +80,16 @@ bool JsonText::read(const QByteArray &text)
     return isTaken;
 }
 
+void JsonText::clear()
+{
+    constexpr std::size_t mostEntries = 262144; // 4 MB
+    m_text.clear();
+    m_entries.clear();
+    if (m_entries.capacity() > mostEntries) {
+        m_entries = {};
+    }
+}
+
 QString JsonText::Value::toString() const
 {
     if (isPlainText()) {

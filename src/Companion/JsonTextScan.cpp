@@ -36,7 +36,7 @@ JsonTextScan::JsonTextScan(const QByteArray &text, std::vector<JsonText::Entry> 
     , m_end(m_begin + text.size())
     , m_at(m_begin)
     , m_entries(entries)
-    , m_hasZero(text.contains('\0'))
+    , m_hasZero(std::memchr(m_begin, '\0', static_cast<std::size_t>(text.size())) != nullptr)
 {
 }
 

@@ -34,6 +34,10 @@ public:
     /// refused, and error() tells why. No value of the text before may be used any more.
     bool read(const QByteArray &text);
 
+    /// Forgets the text, of which no value may be used any more, and keeps its block for the next one
+    /// unless it is a large one.
+    void clear();
+
     /// As fromJson() sets it: no error at offset 0 for a text that was taken.
     const QJsonParseError &error() const { return m_error; }
 

@@ -3,7 +3,9 @@
 #include <QDebug>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -95,6 +97,18 @@ bool RegularFile::openForReading(const QString &path, QFile &file)
     ::close(fd);
     return isKnown && !S_ISREG(status.st_mode) ? refuseOther(entry, status.st_mode)
                                                : refuse(entry, file.errorString());
+}
+
+QByteArray RegularFile::readText(QFile &file)
+{
+    // In text mode the toolkit looks at one byte after the other.
+    file.setTextModeEnabled(false);
+    QByteArray text = file.readAll();
+    // Few files have one.
+    if (std::memchr(text.constData(), '\r', static_cast<std::size_t>(text.size())) != nullptr) {
+        text.truncate(static_cast<int>(std::remove(text.begin(), text.end(), '\r') - text.begin()));
+    }
+    return text;
 }
 
 bool RegularFile::isSomethingElse(const QString &path)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QFile>
 #include <QString>
 
@@ -13,6 +14,10 @@ namespace RegularFile {
 /// it as long as the system gives him. False with a warning, which has the reason, if it cannot be
 /// opened or is something else. @p file does not know its name.
 bool openForReading(const QString &path, QFile &file);
+
+/// All of a file that was opened so, without the `\r` in it, as QFile::readAll() gives it. Nothing else
+/// was or is read of it.
+QByteArray readText(QFile &file);
 
 /// Whether something is there under @p path that is neither a file nor a directory.
 bool isSomethingElse(const QString &path);

@@ -70,7 +70,7 @@ ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProces
         qWarning() << "No valid file extension found" << postfix;
         return {};
     }
-    const QByteArray text = file.readAll();
+    const QByteArray text = RegularFile::readText(file);
     ParsedDescriptions *parsed = ParsedDescriptions::current();
     // A parser that does not look at the version keeps quiet where another one would speak.
     if (parsed == nullptr || !m_checkVersion) {
@@ -83,7 +83,9 @@ ConfigurationAndProcessDataParser::BaseClassSharedPointer ConfigurationAndProces
     parseFromByteArray(const QByteArray &data, const QString &postfix) const
 {
     const bool hasLeadingDot = postfix.startsWith(QLatin1Char('.'));
-    JsonText text;
+    const DescriptionTexts texts;
+    DescriptionTexts::Reading reading(*DescriptionTexts::current());
+    JsonText &text = reading.text();
     if (!text.read(data)) {
         qWarning() << "Parsing error: " << text.error().errorString();
         return {};

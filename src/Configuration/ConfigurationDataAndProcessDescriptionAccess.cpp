@@ -99,7 +99,7 @@ void ConfigurationDataAndProcessDescriptionAccess::readFolderDescription(const Q
         return;
     }
     JsonText text;
-    if (!text.read(file.readAll())) {
+    if (!text.read(RegularFile::readText(file))) {
         qWarning() << "Can't parse Json! of File" << filePath;
         return;
     }

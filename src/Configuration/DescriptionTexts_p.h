@@ -7,6 +7,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <utility>
 #include <vector>
 
 /// The key of a property, and what an element has to know of it.
@@ -63,6 +64,30 @@ public:
         std::size_t m_number = 0;
     };
 
+    /// A text that is read, in the block of the one before it. Another may be read meanwhile.
+    class Reading
+    {
+    public:
+        explicit Reading(DescriptionTexts &texts)
+            : m_texts(texts)
+            , m_text(std::move(texts.m_formerText))
+        {
+        }
+        ~Reading()
+        {
+            m_text.clear();
+            m_texts.m_formerText = std::move(m_text);
+        }
+
+        JsonText &text() { return m_text; }
+
+    private:
+        Q_DISABLE_COPY(Reading)
+
+        DescriptionTexts &m_texts;
+        JsonText m_text;
+    };
+
     /// Begins with the properties of another element.
     void beginElement();
     /// The next property of the element. Elements beside each other have the same keys in the same
@@ -97,6 +122,7 @@ private:
     static QString sharedAt(std::vector<QString> &texts, std::size_t number, const QString &text);
     QStringList keysOfElement() const;
 
+    JsonText m_formerText;
     std::vector<Property> m_properties;
     std::size_t m_index = 0;
     /// The places of the properties that were left out.

@@ -75,6 +75,7 @@ private Q_SLOTS:
     void offsetsLeadToTheValues();
     void nextTextTakesThePlaceOfTheFormer();
     void brokenTextAfterAGoodOneIsRefused();
+    void clearedTextIsNotHeld();
 };
 
 void tst_JsonText::numberIsAnIntegerOrADouble_data()
@@ -406,6 +407,20 @@ void tst_JsonText::brokenTextAfterAGoodOneIsRefused()
     QVERIFY(text.read("[1]"));
     QCOMPARE(text.error().error, QJsonParseError::NoError);
     QCOMPARE(text.error().offset, 0);
+}
+
+void tst_JsonText::clearedTextIsNotHeld()
+{
+    const QByteArray bytes = "[1,2]" + QByteArray(8, ' ');
+    JsonText text;
+    QVERIFY(text.read(bytes));
+    QVERIFY(!bytes.isDetached());
+
+    text.clear();
+
+    QVERIFY(bytes.isDetached());
+    QVERIFY(text.read("[3]"));
+    QCOMPARE(text.root().toVariant(), QVariant(QVariantList{qint64(3)}));
 }
 
 QTEST_APPLESS_MAIN(tst_JsonText)
