@@ -9,6 +9,7 @@
 #include "Configuration/FramedShape_p.h"
 #include "Configuration/FramedValues_p.h"
 #include "Configuration/FramingSilence_p.h"
+#include "Configuration/HeldContainer_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
 #include "Configuration/PropertyPath_p.h"
 #include "Configuration/PropertyRecord_p.h"
@@ -85,8 +86,8 @@ public:
             return;
         }
         m_values.append(m_texts.valueOf(value));
-        if (property.isType && m_values.last().userType() == QMetaType::QString) {
-            m_typeName = m_values.last().toString();
+        if (property.isType && typeOf(m_values.last()) == QMetaType::QString) {
+            m_typeName = heldBy<QString>(m_values.last());
         }
         if (property.isHeldInDataType) {
             m_heldInDataType.append(m_values.size() - 1);
@@ -100,7 +101,9 @@ public:
     {
         // Before anything is said: whoever takes a message may read another description.
         PropertyKinds &kinds = m_texts.endElement();
-        const QMetaType::Type dataType = dataTypes.value(m_typeName, QMetaType::UnknownType);
+        const QMetaType::Type dataType = m_heldInDataType.isEmpty()
+                                             ? QMetaType::UnknownType
+                                             : dataTypes.value(m_typeName, QMetaType::UnknownType);
         for (const int index : m_heldInDataType) {
             m_values[index] = toHeldForm(element, m_typeName, dataType, m_values[index]);
         }

@@ -58,11 +58,11 @@ struct Place
 Place readPlace(int index, const ConfigurationAndProcessDataBase &element)
 {
     const auto &properties = ownProperties(element);
-    const QVariant *const type = properties.get(Definitions::getKeyDataPropertyType());
+    const QVariant *const type = PropertyRecord::valueUnder(properties, UsualKey::Type);
     const bool isNode = type != nullptr
                         && type->toString() == Definitions::getKeyDataTypeTreeNode();
-    const QVariant *const position = properties.get(
-        Definitions::getKeyDataPropertyDisplayPosition());
+    const QVariant *const position = PropertyRecord::valueUnder(properties,
+                                                                UsualKey::DisplayPosition);
     const bool hasPosition = position != nullptr && position->isValid();
     return {index, isNode, hasPosition, hasPosition ? position->toInt() : 0};
 }

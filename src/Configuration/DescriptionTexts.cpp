@@ -146,7 +146,10 @@ QVariant DescriptionTexts::valueOf(const QJsonValue &value)
 
 QVariant DescriptionTexts::valueOf(const JsonText::Value &value)
 {
-    if (value.isText() && value.isPlainText()) {
+    if (!value.isText()) {
+        return value.toVariant();
+    }
+    if (value.isPlainText()) {
         Property &property = m_properties[m_index - 1];
         const auto isThis = [&value](const QString &text) {
             return !text.isEmpty() && text == value.plainText();

@@ -21,6 +21,14 @@ PropertyShape::PropertyShape(const QStringList &keys) : m_keys(keys), m_hasPlain
             m_marks.append(markOf(key));
         }
     }
+    findUsualPlaces();
+}
+
+void PropertyShape::findUsualPlaces()
+{
+    for (std::size_t key = 0; key < usualKeyCount; ++key) {
+        m_usualPlaces[key] = placeOf(keyText(static_cast<UsualKey>(key)));
+    }
 }
 
 PropertyShape::PropertyShape(const Pointer &plain, const QVector<int> &commonPlaces,

@@ -3,6 +3,7 @@
 #include "Configuration/ElementProperties.h"
 #include "Configuration/LookupKey_p.h"
 #include "Configuration/PropertyPath_p.h"
+#include "Configuration/UsualKey_p.h"
 
 #include <QSharedData>
 #include <QStringList>
@@ -10,6 +11,7 @@
 #include <QVarLengthArray>
 #include <QVector>
 
+#include <array>
 #include <cstring>
 #include <functional>
 
@@ -39,6 +41,8 @@ public:
     {
         return m_marks.isEmpty() ? placeInMap(key) : placeByMarks(key);
     }
+    /// The same for a key that was looked for when the shape was made.
+    int placeOf(UsualKey key) const { return m_usualPlaces[static_cast<std::size_t>(key)]; }
     /// What the hash would be that got these keys one after the other, each with its value.
     ElementProperties::Map withValues(const QVariant *own) const;
 
@@ -101,12 +105,14 @@ private:
         return *static_cast<const int *>(entry.constData());
     }
     int placeInMap(QStringView key) const;
+    void findUsualPlaces();
 
     QStringList m_keys;
     /// Of the keys at the same places; empty if there are many.
     QVarLengthArray<quint64, maximumOfMarks> m_marks;
     /// It has the order of a hash with values, and the seed that such a one got when it was made.
     ElementProperties::Map m_places;
+    std::array<int, usualKeyCount> m_usualPlaces{};
     bool m_isUsable;
     bool m_hasPlainKeys;
     bool m_hasCommonValues = false;
@@ -146,6 +152,21 @@ public:
         }
         const int place = record->shape().placeOf(key);
         return place < 0 ? nullptr : record->valueAt(place);
+    }
+    /// The same for a key whose place is known already.
+    static const QVariant *valueUnder(const ElementProperties &properties, UsualKey key)
+    {
+        const PropertyRecord *const record = properties.m_record;
+        if (record == nullptr || record->isMap()) {
+            return properties.get(keyText(key));
+        }
+        const int place = record->shape().placeOf(key);
+        return place < 0 ? nullptr : record->valueAt(place);
+    }
+    /// Tells the processor that @p properties are about to be read.
+    static void prefetch(const ElementProperties &properties)
+    {
+        __builtin_prefetch(properties.m_record);
     }
     /// Whether @p path is answered by one look-up in the places of a shape: @p value is then what it leads
     /// to, null for a key that is not there.

@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <typeinfo>
 #include <utility>
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
@@ -93,6 +94,15 @@ bool attachSegment(SharedMemory &memory, const QString &key, int size)
     }
     qDebug() << "Attach: Key for shared memory (" << key << ")!";
     return true;
+}
+
+/// Null for any other.
+ProcessDataValue *processValueOf(ConfigurationAndProcessDataBase *leaf)
+{
+    // The usual class, without a search through its bases.
+    return leaf != nullptr && typeid(*leaf) == typeid(ProcessDataValue)
+               ? static_cast<ProcessDataValue *>(leaf)
+               : dynamic_cast<ProcessDataValue *>(leaf);
 }
 
 /// What the management block says of creator and layout. A single buffer has none.
@@ -178,7 +188,7 @@ ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData
         qWarning() << "Cannot parse file:" << fileName;
         return {};
     }
-    return createProcessDataFromJson(QVariant(file.readAll()), typeText, type);
+    return createProcessDataFromJson(QVariant(RegularFile::readText(file)), typeText, type);
 }
 
 bool ProcessDataManager::createProcessDataMemory(const BaseClassSharedPointer &root,
@@ -245,7 +255,7 @@ bool ProcessDataManager::setPointerToBufferHandler(const BaseClassSharedPointer 
     root->collectElements(leaves, true);
     bool anyBound = false;
     for (const auto &leaf : std::as_const(leaves)) {
-        auto *value = dynamic_cast<ProcessDataValue *>(leaf.data());
+        auto *value = processValueOf(leaf.data());
         if (value == nullptr) {
             qWarning() << "Cannot cast to process element.";
             continue;
@@ -273,8 +283,8 @@ void ProcessDataManager::initSharedMemoryValues(const BaseClassSharedPointer &ro
         return;
     }
     for (const auto &leaf : std::as_const(leaves)) {
-        const auto element = qSharedPointerDynamicCast<ProcessDataValue>(leaf);
-        if (element.isNull()) {
+        ProcessDataValue *const element = processValueOf(leaf.data());
+        if (element == nullptr) {
             qWarning() << "Nullpointer access. Can't cast BaseClassSharedPointer to "
                           "ProcessDataValueSharedPointer";
             continue;

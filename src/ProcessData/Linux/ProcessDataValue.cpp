@@ -2,6 +2,7 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/Exchange/OptimisticRead_p.h"
+#include "Configuration/OwnProperties_p.h"
 #include "ProcessData/Linux/NumberSlot_p.h"
 
 #include <QDebug>
@@ -81,14 +82,14 @@ ProcessDataValue::~ProcessDataValue() = default;
 
 void ProcessDataValue::readSlotProperties()
 {
-    m_offsetSharedMemory =
-        getProperty(Definitions::getKeyDataPropertyOffsetSharedMemory()).toUInt();
-    m_relativeOffsetMetadata =
-        getProperty(Definitions::getKeyDataPropertyRelativeOffsetMetadata()).toUInt();
-    m_sizeValue = getProperty(Definitions::getKeyDataPropertySizeValue()).toUInt();
-    m_sizeMetadata = getProperty(Definitions::getKeyDataPropertySizeMetadata()).toUInt();
-    m_dataType = getProperty(Definitions::getKeyDataPropertyType()).toString();
-    m_readOnly = getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool();
+    m_offsetSharedMemory = ownNumber(m_properties, UsualKey::OffsetSharedMemory);
+    m_relativeOffsetMetadata = ownNumber(m_properties, UsualKey::RelativeOffsetMetadata);
+    m_sizeValue = ownNumber(m_properties, UsualKey::SizeValue);
+    m_sizeMetadata = ownNumber(m_properties, UsualKey::SizeMetadata);
+    const QVariant *const type = PropertyRecord::valueUnder(m_properties, UsualKey::Type);
+    m_dataType = type == nullptr ? QString() : type->toString();
+    const QVariant *const readOnly = PropertyRecord::valueUnder(m_properties, UsualKey::ReadOnly);
+    m_readOnly = readOnly != nullptr && readOnly->toBool();
 }
 
 void ProcessDataValue::chooseStorageKind()
@@ -102,7 +103,7 @@ void ProcessDataValue::chooseStorageKind()
             return;
         }
         m_storageKind = StorageBit;
-        m_bitmask = getProperty(Definitions::getKeyDataPropertyBitmask()).toUInt();
+        m_bitmask = ownNumber(m_properties, UsualKey::Bitmask);
         return;
     }
     if (m_metaType != QMetaType::Int && m_metaType != QMetaType::UInt) {
@@ -163,12 +164,11 @@ bool ProcessDataValue::isObjectValid() const
         qWarning() << "End of memory reached" << m_offsetSharedMemory << m_sizeMetadata;
         return false;
     }
-    const auto metaType = m_basicDataTypeMap->constFind(m_dataType);
-    if (metaType == m_basicDataTypeMap->cend()) {
+    if (m_metaType == QMetaType::UnknownType) {
         qWarning() << "Data type not OK " << m_dataType;
         return false;
     }
-    if (*metaType == QMetaType::QString) {
+    if (m_metaType == QMetaType::QString) {
         return true;
     }
     const int dataTypeSize = getDataTypeSize(m_dataType);
