@@ -40,7 +40,7 @@ QString nameOf(const QString &key, QLatin1String ending)
 RegionInspection::Private::Description::Description(const BaseClassSharedPointer &root)
     : bufferSize(0)
     , isDoubleBuffer(root->getProperty(Definitions::getKeyDataPropertyDoubleBuffer()).toBool())
-    , leaves(layoutLeavesOf(root))
+    , leaves(root)
 {
     const QVariant size = root->getProperty(Definitions::getKeyDataPropertySizeOfSharedMemory());
     bufferSize = size.toInt() < 1 ? 0 : size.toUInt();
@@ -118,17 +118,9 @@ std::vector<quint64> RegionInspection::Private::otherLayouts() const
     return words;
 }
 
-const LayoutLeaf *RegionInspection::Private::findLeaf(const QString &url) const
+std::optional<LayoutLeaf> RegionInspection::Private::findLeaf(const QString &url) const
 {
-    if (!description) {
-        return nullptr;
-    }
-    const QByteArray wanted = url.toUtf8();
-    const auto &leaves = description->leaves;
-    const auto found = std::lower_bound(
-        leaves.cbegin(), leaves.cend(), wanted,
-        [](const LayoutLeaf &leaf, const QByteArray &other) { return leaf.url < other; });
-    return found != leaves.cend() && found->url == wanted ? &*found : nullptr;
+    return description ? description->leaves.find(url.toUtf8()) : std::nullopt;
 }
 
 QByteArray RegionInspection::Private::bytes(Buffer buffer, quint64 offset, quint32 size) const
@@ -137,6 +129,11 @@ QByteArray RegionInspection::Private::bytes(Buffer buffer, quint64 offset, quint
     return begin && offset + size <= description->bufferSize
                ? file.read(*begin + static_cast<qint64>(offset), size)
                : QByteArray();
+}
+
+LayoutDigest::Leaves RegionInspection::Private::Description::inOrder() const
+{
+    return [this](const auto &take) { leaves.giveAll(take); };
 }
 
 RegionInspection::RegionInspection(const QString &key)
@@ -324,7 +321,7 @@ std::optional<bool> RegionInspection::hasLayoutOfDescription() const
     }
     const std::optional<quint64> fingerprint = getFingerprint();
     return fingerprint
-               ? std::optional<bool>(*fingerprint == LayoutDigest::valueOf(described.leaves))
+               ? std::optional<bool>(*fingerprint == LayoutDigest::valueOf(described.inOrder()))
                : std::nullopt;
 }
 
@@ -339,7 +336,7 @@ QString RegionInspection::findFirstDifference() const
     LayoutFingerprint::Parts parts{};
     std::transform(std::cbegin(block.layoutParts), std::cend(block.layoutParts), parts.begin(),
                    [](const std::atomic<quint32> &part) { return part.load(); });
-    return LayoutDigest::findFirstDifference(m_private->description->leaves, parts, *bufferSize);
+    return LayoutDigest::findFirstDifference(m_private->description->inOrder(), parts, *bufferSize);
 }
 
 std::optional<RegionInspection::Buffer> RegionInspection::getReadBuffer() const
@@ -355,15 +352,15 @@ std::optional<RegionInspection::Buffer> RegionInspection::getReadBuffer() const
 QByteArray RegionInspection::getValueBytes(const QString &url,
                                            RegionInspection::Buffer buffer) const
 {
-    const LayoutLeaf *leaf = m_private->findLeaf(url);
-    return leaf == nullptr ? QByteArray() : m_private->bytes(buffer, leaf->offset, leaf->sizeValue);
+    const std::optional<LayoutLeaf> leaf = m_private->findLeaf(url);
+    return !leaf ? QByteArray() : m_private->bytes(buffer, leaf->offset, leaf->sizeValue);
 }
 
 QByteArray RegionInspection::getErrorStateBytes(const QString &url,
                                                 RegionInspection::Buffer buffer) const
 {
-    const LayoutLeaf *leaf = m_private->findLeaf(url);
-    return leaf == nullptr || leaf->sizeMetadata == 0
+    const std::optional<LayoutLeaf> leaf = m_private->findLeaf(url);
+    return !leaf || leaf->sizeMetadata == 0
                ? QByteArray()
                : m_private->bytes(buffer, quint64{leaf->offset} + leaf->relativeOffsetMetadata,
                                   sizeof(quint32));

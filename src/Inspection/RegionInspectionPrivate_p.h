@@ -4,7 +4,8 @@
 #include "Inspection/CreatorSearch_p.h"
 #include "Inspection/RegionFile_p.h"
 #include "Inspection/RegionInspection.h"
-#include "ProcessDataManagement/LayoutLeaf_p.h"
+#include "ProcessDataManagement/LayoutDigest_p.h"
+#include "ProcessDataManagement/LayoutTable_p.h"
 
 /// What an inspection keeps of its description, and the memory.
 class RegionInspection::Private
@@ -17,9 +18,12 @@ public:
     {
         explicit Description(const BaseClassSharedPointer &root);
 
+        /// The leaves, as long as this lives.
+        LayoutDigest::Leaves inOrder() const;
+
         quint32 bufferSize;
         bool isDoubleBuffer;
-        std::vector<LayoutLeaf> leaves; ///< in the order of their URLs
+        LayoutTable leaves;
     };
 
     explicit Private(const QString &memoryKey);
@@ -36,7 +40,7 @@ public:
     /// The words of the processes that have attached with another layout.
     std::vector<quint64> otherLayouts() const;
     static CreatorSearch::Creator creatorIn(const Block &block);
-    const LayoutLeaf *findLeaf(const QString &url) const;
+    std::optional<LayoutLeaf> findLeaf(const QString &url) const;
     /// The bytes of a slot, if they lie inside a buffer of the description.
     QByteArray bytes(Buffer buffer, quint64 offset, quint32 size) const;
 

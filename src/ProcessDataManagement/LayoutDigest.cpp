@@ -50,14 +50,42 @@ std::size_t partOf(const LayoutLeaf &leaf, quint32 bufferSize)
                : count - 1;
 }
 
-} // namespace
+class PartHashes
+{
+public:
+    explicit PartHashes(quint32 bufferSize) : m_bufferSize(bufferSize) { }
 
-quint64 LayoutDigest::valueOf(const std::vector<LayoutLeaf> &leaves)
+    void add(const LayoutLeaf &leaf) { m_hashes[partOf(leaf, m_bufferSize)].add(leaf); }
+    LayoutFingerprint::Parts parts() const
+    {
+        LayoutFingerprint::Parts parts{};
+        std::transform(m_hashes.cbegin(), m_hashes.cend(), parts.begin(),
+                       [](const Hash &hash) { return hash.folded(); });
+        return parts;
+    }
+
+private:
+    quint32 m_bufferSize;
+    std::array<Hash, std::tuple_size<LayoutFingerprint::Parts>::value> m_hashes;
+};
+
+LayoutDigest::Numbers numbersOf(const LayoutDigest::Leaves &leaves, quint32 bufferSize)
 {
     Hash hash;
-    for (const auto &leaf : leaves) {
+    PartHashes parts(bufferSize);
+    leaves([&](const LayoutLeaf &leaf) {
         hash.add(leaf);
-    }
+        parts.add(leaf);
+    });
+    return {hash.value(), parts.parts()};
+}
+
+} // namespace
+
+quint64 LayoutDigest::valueOf(const Leaves &leaves)
+{
+    Hash hash;
+    leaves([&hash](const LayoutLeaf &leaf) { hash.add(leaf); });
     return hash.value();
 }
 
@@ -65,33 +93,45 @@ quint64 LayoutDigest::valueOf(const LayoutFingerprint::BaseClassSharedPointer &r
 {
     Hash hash;
     const bool isTaken = takeLayoutLeavesOf(root, [&](const LayoutLeaf &leaf) { hash.add(leaf); });
-    return isTaken ? hash.value() : valueOf(layoutLeavesOf(root));
+    return isTaken ? hash.value() : valueOf(in(layoutLeavesOf(root)));
 }
 
-LayoutFingerprint::Parts LayoutDigest::partsOf(const std::vector<LayoutLeaf> &leaves,
-                                               quint32 bufferSize)
+LayoutFingerprint::Parts LayoutDigest::partsOf(const Leaves &leaves, quint32 bufferSize)
 {
-    std::array<Hash, std::tuple_size<LayoutFingerprint::Parts>::value> hashes;
-    for (const auto &leaf : leaves) {
-        hashes[partOf(leaf, bufferSize)].add(leaf);
-    }
-    LayoutFingerprint::Parts parts{};
-    std::transform(hashes.cbegin(), hashes.cend(), parts.begin(),
-                   [](const Hash &hash) { return hash.folded(); });
-    return parts;
+    PartHashes parts(bufferSize);
+    leaves([&parts](const LayoutLeaf &leaf) { parts.add(leaf); });
+    return parts.parts();
 }
 
-QString LayoutDigest::findFirstDifference(const std::vector<LayoutLeaf> &leaves,
+LayoutDigest::Numbers LayoutDigest::numbersOf(const LayoutFingerprint::BaseClassSharedPointer &root,
+                                              quint32 bufferSize)
+{
+    bool isTaken = true;
+    const Numbers numbers = ::numbersOf(
+        [&](const auto &take) { isTaken = takeLayoutLeavesOf(root, take); }, bufferSize);
+    return isTaken ? numbers : ::numbersOf(in(layoutLeavesOf(root)), bufferSize);
+}
+
+QString LayoutDigest::findFirstDifference(const Leaves &leaves,
                                           const LayoutFingerprint::Parts &others,
                                           quint32 bufferSize)
 {
     const LayoutFingerprint::Parts own = partsOf(leaves, bufferSize);
-    const LayoutLeaf *first = nullptr;
-    for (const auto &leaf : leaves) {
+    bool isFound = false;
+    quint32 offset = 0;
+    QString url;
+    leaves([&](const LayoutLeaf &leaf) {
         const std::size_t part = partOf(leaf, bufferSize);
-        if (own[part] != others[part] && (first == nullptr || leaf.offset < first->offset)) {
-            first = &leaf;
+        if (own[part] != others[part] && (!isFound || leaf.offset < offset)) {
+            isFound = true;
+            offset = leaf.offset;
+            url = QString::fromUtf8(leaf.url);
         }
-    }
-    return first == nullptr ? QString() : QString::fromUtf8(first->url);
+    });
+    return url;
+}
+
+LayoutDigest::Leaves LayoutDigest::in(const std::vector<LayoutLeaf> &leaves)
+{
+    return [&leaves](const auto &take) { std::for_each(leaves.cbegin(), leaves.cend(), take); };
 }

@@ -9,16 +9,16 @@ LayoutFingerprint::LayoutFingerprint(const BaseClassSharedPointer &root)
 
 quint64 LayoutFingerprint::getValue() const
 {
-    return LayoutDigest::valueOf(*m_leaves);
+    return LayoutDigest::valueOf(LayoutDigest::in(*m_leaves));
 }
 
 LayoutFingerprint::Parts LayoutFingerprint::getParts(quint32 bufferSize) const
 {
-    return LayoutDigest::partsOf(*m_leaves, bufferSize);
+    return LayoutDigest::partsOf(LayoutDigest::in(*m_leaves), bufferSize);
 }
 
 QString LayoutFingerprint::findFirstDifference(const LayoutFingerprint::Parts &others,
                                                quint32 bufferSize) const
 {
-    return LayoutDigest::findFirstDifference(*m_leaves, others, bufferSize);
+    return LayoutDigest::findFirstDifference(LayoutDigest::in(*m_leaves), others, bufferSize);
 }

@@ -1,4 +1,3 @@
-#include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/OwnProperties_p.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessDataManagement/LayoutLeaf_p.h"
@@ -14,7 +13,6 @@
 namespace {
 
 using Base = ConfigurationAndProcessDataBase;
-using Definitions = ConfigurationAndProcessDataDefinitions;
 using Take = std::function<void(const LayoutLeaf &leaf)>;
 
 bool isOfUsualClass(const Base &element)
@@ -41,36 +39,45 @@ std::size_t countLeaves(const Base &node)
     return count;
 }
 
-quint32 numberOf(const ProcessDataValue &element, const QString &key)
+quint32 numberOf(const ProcessDataValue &element, UsualKey key)
 {
     // One of a derived class may answer in its own way.
-    if (!isOfUsualClass(element)) {
-        return element.getProperty(key).toUInt();
-    }
-    const QVariant *const number = ownProperties(element).get(key);
-    return number == nullptr ? 0 : number->toUInt();
+    return isOfUsualClass(element) ? ownNumber(ownProperties(element), key)
+                                   : element.getProperty(keyText(key)).toUInt();
 }
 
 class LeafReader
 {
 public:
-    LayoutLeaf read(const QByteArray &url, const ProcessDataValue &element)
+    /// All but the URL.
+    void read(const ProcessDataValue &element, LayoutLeaf &leaf)
     {
-        const auto number = [&element](const QString &key) { return numberOf(element, key); };
-        return {url,
-                typeOf(element),
-                number(Definitions::getKeyDataPropertyOffsetSharedMemory()),
-                number(Definitions::getKeyDataPropertySizeValue()),
-                number(Definitions::getKeyDataPropertyRelativeOffsetMetadata()),
-                number(Definitions::getKeyDataPropertySizeMetadata()),
-                number(Definitions::getKeyDataPropertyBitmask())};
+        leaf.type = typeOf(element);
+        leaf.offset = numberOf(element, UsualKey::OffsetSharedMemory);
+        leaf.sizeValue = numberOf(element, UsualKey::SizeValue);
+        leaf.relativeOffsetMetadata = numberOf(element, UsualKey::RelativeOffsetMetadata);
+        leaf.sizeMetadata = numberOf(element, UsualKey::SizeMetadata);
+        leaf.bitmask = numberOf(element, UsualKey::Bitmask);
     }
 
 private:
-    /// Shared by the leaves of one type.
     QByteArray typeOf(const ProcessDataValue &element)
     {
-        const QString type = element.getProperty(Definitions::getKeyDataPropertyType()).toString();
+        if (!isOfUsualClass(element)) {
+            return shared(element.getProperty(keyText(UsualKey::Type)).toString());
+        }
+        const QVariant *const type = PropertyRecord::valueUnder(ownProperties(element),
+                                                                UsualKey::Type);
+        if (type == nullptr) {
+            return shared(QString());
+        }
+        return ::typeOf(*type) == QMetaType::QString ? shared(heldBy<QString>(*type))
+                                                     : shared(type->toString());
+    }
+
+    /// Shared by the leaves of one type.
+    const QByteArray &shared(const QString &type)
+    {
         QByteArray &text = m_types[type];
         if (text.isNull()) {
             text = type.toUtf8();
@@ -91,7 +98,7 @@ public:
         // What was reserved once stays, however short the text becomes in between.
         constexpr int usualUrl = 256;
         constexpr int usualNames = 16384;
-        m_url.reserve(usualUrl);
+        m_leaf.url.reserve(usualUrl);
         m_names.reserve(usualNames);
     }
 
@@ -100,19 +107,20 @@ public:
     bool walkBelow(const Base &node)
     {
         const int namesBefore = m_names.size();
-        const int size = m_url.size();
+        const int size = m_leaf.url.size();
         std::vector<Child> children;
         if (!sortChildren(node, children)) {
             return false;
         }
         for (const Child &child : children) {
-            m_url.append(m_names.constData() + child.nameBegin, child.nameSize);
+            m_leaf.url.append(m_names.constData() + child.nameBegin, child.nameSize);
             if (child.leaf != nullptr) {
-                m_take(m_reader.read(m_url, *child.leaf));
+                m_reader.read(*child.leaf, m_leaf);
+                m_take(m_leaf);
             } else if (!walkBelow(*child.node)) {
                 return false;
             }
-            m_url.truncate(size);
+            m_leaf.url.truncate(size);
         }
         m_names.truncate(namesBefore);
         return true;
@@ -121,8 +129,8 @@ public:
 private:
     struct Child
     {
-        int nameBegin; ///< in the names
-        int nameSize;
+        int nameBegin; ///< in the names, where a slash is behind each
+        int nameSize;  ///< of a node with the slash
         const Base *node;
         const ProcessDataValue *leaf; ///< null for a node
     };
@@ -141,11 +149,18 @@ private:
             if (m_names.indexOf('/', begin) >= 0) {
                 return false;
             }
-            const auto *const leaf = leafIn(*child.value());
-            if (leaf == nullptr) {
-                m_names += '/';
+            // Each on its way into the caches before any of them is looked at.
+            __builtin_prefetch(child.value().data());
+            children.push_back({begin, m_names.size() - begin, child.value().data(), nullptr});
+            m_names += '/';
+        }
+        for (Child &child : children) {
+            child.leaf = leafIn(*child.node);
+            if (child.leaf != nullptr) {
+                PropertyRecord::prefetch(ownProperties(*child.leaf));
+            } else {
+                ++child.nameSize;
             }
-            children.push_back({begin, m_names.size() - begin, child.value().data(), leaf});
         }
         std::sort(children.begin(), children.end(), [this](const Child &left, const Child &right) {
             return compare(left, right) < 0;
@@ -186,7 +201,8 @@ private:
 
     const Take &m_take;
     LeafReader m_reader;
-    QByteArray m_url;
+    /// With the URL of the place to which the walk has come.
+    LayoutLeaf m_leaf;
     /// Of the children of the nodes on the way, one behind the other.
     QByteArray m_names;
 };
@@ -242,7 +258,9 @@ private:
             }
             const QByteArray url = prefix + child.key().toUtf8();
             if (const auto *leaf = leafIn(*child.value())) {
-                m_leaves.push_back(m_reader.read(url, *leaf));
+                LayoutLeaf &added = m_leaves.emplace_back();
+                added.url = url;
+                m_reader.read(*leaf, added);
             } else {
                 addBelow(*child.value(), url + '/');
             }

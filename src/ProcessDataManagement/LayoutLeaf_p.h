@@ -12,11 +12,11 @@ struct LayoutLeaf
 {
     QByteArray url; ///< in UTF-8
     QByteArray type;
-    quint32 offset;
-    quint32 sizeValue;
-    quint32 relativeOffsetMetadata;
-    quint32 sizeMetadata;
-    quint32 bitmask;
+    quint32 offset = 0;
+    quint32 sizeValue = 0;
+    quint32 relativeOffsetMetadata = 0;
+    quint32 sizeMetadata = 0;
+    quint32 bitmask = 0;
 };
 
 /// The process values below @p root, which may be null, in ascending order of the bytes of their URLs.

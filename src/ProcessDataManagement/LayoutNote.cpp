@@ -1,6 +1,7 @@
 #include "Companion/Exchange/Identity_p.h"
 #include "ProcessDataManagement/LayoutDigest_p.h"
 #include "ProcessDataManagement/LayoutNote_p.h"
+#include "ProcessDataManagement/LayoutTable_p.h"
 #include "ProcessDataManagement/ProcessStart_p.h"
 
 #include <QDebug>
@@ -48,15 +49,14 @@ namespace LayoutNote {
 void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassSharedPointer &root,
            quint32 bufferSize)
 {
-    const LayoutFingerprint layout(root);
-    const LayoutFingerprint::Parts parts = layout.getParts(bufferSize);
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        management.layoutParts[i].store(parts[i], std::memory_order_relaxed);
+    const LayoutDigest::Numbers layout = LayoutDigest::numbersOf(root, bufferSize);
+    for (std::size_t i = 0; i < layout.parts.size(); ++i) {
+        management.layoutParts[i].store(layout.parts[i], std::memory_order_relaxed);
     }
     management.creatorStart.store(ProcessStart::own().ticks, std::memory_order_relaxed);
     management.creatorNamespace.store(ProcessStart::ownNamespace(), std::memory_order_relaxed);
     management.creatorPid.store(Identity::processId(), std::memory_order_release);
-    management.fingerprint.store(layout.getValue(), std::memory_order_release);
+    management.fingerprint.store(layout.value, std::memory_order_release);
 }
 
 void compare(PingPongBufferHandler::ManagementBuffer &management,
@@ -74,8 +74,9 @@ void compare(PingPongBufferHandler::ManagementBuffer &management,
         std::cbegin(management.layoutParts), std::cend(management.layoutParts), parts.begin(),
         [](const std::atomic<quint32> &part) { return part.load(std::memory_order_relaxed); });
     noteOtherLayout(management);
-    const QString first = LayoutDigest::findFirstDifference(layoutLeavesOf(root), parts,
-                                                            bufferSize);
+    const LayoutTable leaves(root);
+    const QString first = LayoutDigest::findFirstDifference(
+        [&leaves](const auto &take) { leaves.giveAll(take); }, parts, bufferSize);
     qWarning() << "The region of" << key << "has another layout than this process description, from"
                << (first.isEmpty() ? QStringLiteral("a leaf that is missing here") : first)
                << "on: values may be wrong. Start all processes with the same description.";

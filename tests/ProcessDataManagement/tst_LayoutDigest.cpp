@@ -1,37 +1,13 @@
-#include "Companion/PropertyManagerConst.h"
-#include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProcessDataManagement/LayoutDigest_p.h"
+#include "ProcessDataManagement/LayoutTrees.h"
 
-#include <QJsonObject>
-#include <QRandomGenerator>
 #include <QtTest>
 
 // The order of leaves in a layout is that of the bytes of their URLs, however the tree is gone through.
 
-using Root = LayoutFingerprint::BaseClassSharedPointer;
+using namespace LayoutTrees;
 
 namespace {
-
-Root parse(const QJsonObject &children)
-{
-    return ConfigurationAndProcessDataParser().createNode(
-        QJsonObject{{QStringLiteral("type"), QStringLiteral("treenode")},
-                    {QStringLiteral("value"), children}},
-        PropertyManagerConst::getProcessDataDescriptionFileExtension());
-}
-
-QJsonObject leafAt(int offset)
-{
-    return {{QStringLiteral("type"), QStringLiteral("int32")},
-            {QStringLiteral("offsetSharedMemory"), offset},
-            {QStringLiteral("sizeValue"), 4}};
-}
-
-QJsonObject nodeOf(const QJsonObject &children)
-{
-    return {{QStringLiteral("type"), QStringLiteral("treenode")},
-            {QStringLiteral("value"), children}};
-}
 
 /// In the order in which they tell two leaves of one URL apart.
 const QVector<const char *> slotKeys{
@@ -74,58 +50,6 @@ QList<QByteArray> urlsOf(const std::vector<LayoutLeaf> &leaves)
     }
     return urls;
 }
-
-/// Of names whose characters stand before, at and behind the slash, in one byte or several.
-class RandomTree
-{
-public:
-    explicit RandomTree(quint32 seed, bool hasSlashes)
-        : m_random(seed)
-        , m_hasSlashes(hasSlashes) { }
-
-    QJsonObject children(int depth, const QByteArray &prefix)
-    {
-        QJsonObject children;
-        for (int i = m_random.bounded(1, 6); i > 0; --i) {
-            const QString name = this->name();
-            if (children.contains(name)) {
-                continue;
-            }
-            const QByteArray url = prefix + name.toUtf8();
-            const bool isNode = depth > 0 && m_random.bounded(2) == 0;
-            if (!isNode) {
-                m_urls.append(url);
-            }
-            children.insert(name, isNode ? nodeOf(this->children(depth - 1, url + '/'))
-                                         : leafAt(m_urls.size()));
-        }
-        return children;
-    }
-    /// In ascending order.
-    QList<QByteArray> urls() const
-    {
-        QList<QByteArray> sorted = m_urls;
-        std::sort(sorted.begin(), sorted.end());
-        return sorted;
-    }
-
-private:
-    QString name()
-    {
-        static const QString characters = QStringLiteral("a-.0ü€\U0001F600");
-        QString name;
-        for (int i = m_random.bounded(4); i >= 0; --i) {
-            const int at = m_random.bounded(characters.size() - 1);
-            name += characters.at(at).isHighSurrogate() ? characters.mid(at, 2)
-                                                        : QString(characters.at(at));
-        }
-        return m_hasSlashes && m_random.bounded(4) == 0 ? name + QLatin1Char('/') + name : name;
-    }
-
-    QRandomGenerator m_random;
-    bool m_hasSlashes;
-    QList<QByteArray> m_urls;
-};
 
 } // namespace
 
@@ -206,6 +130,9 @@ void tst_LayoutDigest::leavesStandInTheOrderOfTheirUrls()
 
         QCOMPARE(urlsOf(layoutLeavesOf(root)), random.urls());
         QCOMPARE(LayoutDigest::valueOf(root), LayoutFingerprint(root).getValue());
+        const LayoutDigest::Numbers numbers = LayoutDigest::numbersOf(root, 64);
+        QCOMPARE(numbers.value, LayoutFingerprint(root).getValue());
+        QVERIFY(numbers.parts == LayoutFingerprint(root).getParts(64));
     }
 }
 
