@@ -5,11 +5,13 @@
 #include "Configuration/ElementType_p.h"
 #include "Configuration/FramingSilence_p.h"
 #include "Configuration/OwnProperties_p.h"
+#include "Configuration/SortedLeaves_p.h"
 #include "Configuration/UrlWalk_p.h"
 
 #include <QDebug>
 
 #include <algorithm>
+#include <deque>
 #include <functional>
 #include <iterator>
 #include <optional>
@@ -165,6 +167,8 @@ std::vector<const BaseClassSharedPointer *> childrenByMemory(
     std::vector<const BaseClassSharedPointer *> children;
     children.reserve(static_cast<std::size_t>(childs.size()));
     for (const BaseClassSharedPointer &child : childs) {
+        // On its way into the caches before it is looked at.
+        __builtin_prefetch(child.data());
         children.push_back(&child);
     }
     std::sort(children.begin(), children.end(), std::less<>());
@@ -193,8 +197,21 @@ std::optional<OwnPlaces> ownPlaces(const ConfigurationAndProcessDataBase::ChildM
     return sortByPosition(places.order) ? std::make_optional(std::move(places)) : std::nullopt;
 }
 
+void collectBelow(const ConfigurationAndProcessDataBase &node,
+                  ConfigurationAndProcessDataBase::ListElements &elements)
+{
+    node.collectElements(elements, true);
+}
+
+void collectBelow(const ConfigurationAndProcessDataBase &node,
+                  std::deque<BaseClassSharedPointer> &elements)
+{
+    addSortedLeaves(node, elements);
+}
+
 /// Moves the leaves out of @p places, in the order that these have.
-void collectPlaces(OwnPlaces places, ConfigurationAndProcessDataBase::ListElements &elements)
+template <class Elements>
+void collectPlaces(OwnPlaces places, Elements &elements)
 {
     bool isNodePassed = false;
     for (const Place &place : places.order) {
@@ -202,11 +219,11 @@ void collectPlaces(OwnPlaces places, ConfigurationAndProcessDataBase::ListElemen
         // Below a node may lie elements of any class, which may change what comes after it.
         if (isNodePassed ? isTreeNode(*child) : place.isNode) {
             isNodePassed = true;
-            child->collectElements(elements, true);
+            collectBelow(*child, elements);
         } else {
             // A copy would count its owners, which lie beside the element, once more.
-            elements.append(BaseClassSharedPointer());
-            elements.last().swap(child);
+            elements.push_back(BaseClassSharedPointer());
+            elements.back().swap(child);
         }
     }
 }
@@ -225,6 +242,21 @@ QJsonObject withMembers(std::vector<std::pair<QString, QJsonObject>> &members)
 }
 
 } // namespace
+
+void addSortedLeaves(const ConfigurationAndProcessDataBase &node,
+                     std::deque<BaseClassSharedPointer> &leaves)
+{
+    // Without children it says so, and one of another class collects in its own way.
+    if (isOfNodeClass(node) && !node.getChildMap().isEmpty()) {
+        if (auto places = ownPlaces(node.getChildMap())) {
+            collectPlaces(std::move(*places), leaves);
+            return;
+        }
+    }
+    ConfigurationAndProcessDataBase::ListElements elements;
+    node.collectElements(elements, true);
+    std::move(elements.begin(), elements.end(), std::back_inserter(leaves));
+}
 
 ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode(const QJsonObject &json,
                                                                          QObject *parent)

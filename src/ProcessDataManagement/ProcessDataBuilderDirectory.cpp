@@ -7,6 +7,7 @@
 #include "Configuration/ElementRegistration_p.h"
 #include "Configuration/OwnProperties_p.h"
 #include "Configuration/ParsedDescriptions_p.h"
+#include "Configuration/SortedLeaves_p.h"
 #include "Configuration/UrlWalk_p.h"
 #include "ProcessDataManagement/ByteCount_p.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
@@ -17,6 +18,7 @@
 #include <QSet>
 #include <QUuid>
 
+#include <deque>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -243,11 +245,11 @@ bool ProcessDataBuilder::setOffsetFromSharedMemory(const BaseClassSharedPointer 
                                                    int startOffset, int &endOffset,
                                                    bool &changed) const
 {
-    ConfigurationAndProcessDataBase::ListElements leaves;
-    root->collectElements(leaves, true);
+    std::deque<BaseClassSharedPointer> leaves;
+    addSortedLeaves(*root, leaves);
     endOffset = startOffset;
     changed = false;
-    for (const BaseClassSharedPointer &leaf : std::as_const(leaves)) {
+    for (const BaseClassSharedPointer &leaf : leaves) {
         if (leaf.isNull()) {
             qWarning() << "Element from collectElements nullpointer access";
             return false;

@@ -5,6 +5,7 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "Companion/RegularFile_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/SortedLeaves_p.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessData/Linux/SegmentWord_p.h"
 #include "ProcessDataManagement/LayoutNote_p.h"
@@ -16,6 +17,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <deque>
 #include <limits>
 #include <typeinfo>
 #include <utility>
@@ -251,10 +253,10 @@ bool ProcessDataManager::initSharedMemory(ProcessDataManager::InitTypeSharedMemo
 bool ProcessDataManager::setPointerToBufferHandler(const BaseClassSharedPointer &root,
                                                    ProcessDataManager::InitTypeSharedMemory type)
 {
-    ConfigurationAndProcessDataBase::ListElements leaves;
-    root->collectElements(leaves, true);
+    std::deque<BaseClassSharedPointer> leaves;
+    addSortedLeaves(*root, leaves);
     bool anyBound = false;
-    for (const auto &leaf : std::as_const(leaves)) {
+    for (const auto &leaf : leaves) {
         auto *value = processValueOf(leaf.data());
         if (value == nullptr) {
             qWarning() << "Cannot cast to process element.";
