@@ -114,7 +114,7 @@ class Help(unittest.TestCase):
         # Sixty seconds are too long here; the option itself is what is tried.
         command = command.replace("--count 60", "--count 2 --interval 1").removesuffix(" &")
         holders = []
-        if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain"):
+        if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain", "expect"):
             holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
         if command.startswith("tessel rm "):
             command = command.replace("tesselTank", self.leave_region())

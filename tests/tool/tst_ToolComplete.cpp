@@ -46,6 +46,7 @@ private Q_SLOTS:
     void namesOfFilesFit_data();
     void namesOfFilesFit();
     void urlsAreCompletedPieceByPiece();
+    void expressionsAreCompletedPieceByPiece();
     void descriptionsStandBehindTheWords();
     void whatCannotBeWrittenIsNotOfferedForIt();
     void booleansHaveTwoValues();
@@ -77,8 +78,8 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info", "hold", "get", "set", "apply", "watch", "wait", "explain", "regions", "rm",
-          "build", "merge", "config", "validate", "schema", "help"}) {
+         {"info", "hold", "get", "set", "apply", "watch", "wait", "expect", "explain", "regions",
+          "rm", "build", "merge", "config", "validate", "schema", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -123,6 +124,8 @@ void tst_ToolComplete::wordsFit_data()
     add("watch -- --int", "");
     add("wait --ti", "--timeout");
     add("wait --timeout ", "");
+    add("expect --f", "--for");
+    add("expect --for ", "");
     add("regions ", "");
     add("regions --js", "--json");
     add("help mask-", "mask-beyond-byte mask-empty");
@@ -212,6 +215,29 @@ void tst_ToolComplete::urlsAreCompletedPieceByPiece()
     // One node is no choice.
     QCOMPARE(urls("pl"), QStringList(QStringLiteral("plant/level")));
     QCOMPARE(urls("pump/x"), QStringList());
+}
+
+void tst_ToolComplete::expressionsAreCompletedPieceByPiece()
+{
+    ToolDescription description;
+    for (const char *url : {"pump/speed", "plant/level"}) {
+        description.add(QString::fromLatin1(url), QStringLiteral("double"),
+                        ToolDescription::Metadata::ErrorState, 8);
+    }
+    const QString file = description.write();
+    const auto pieces = [&file](const char *typed) {
+        return offered(
+            complete({QStringLiteral("expect"), file, QString::fromLatin1(typed)}).output);
+    };
+
+    QCOMPARE(pieces("pu"), QStringList(QStringLiteral("pump/speed")));
+    QCOMPARE(pieces("pump/speed > 2 and pl"),
+             QStringList(QStringLiteral("pump/speed > 2 and plant/level")));
+    QCOMPARE(pieces("not al"), QStringList(QStringLiteral("not all(")));
+    QCOMPARE(pieces("all(pu"), QStringList(QStringLiteral("all(pump/speed")));
+    QCOMPARE(pieces("pump/speed sensor-b"),
+             QStringList(QStringLiteral("pump/speed sensor-breakage")));
+    QCOMPARE(pieces("va"), QStringList());
 }
 
 void tst_ToolComplete::descriptionsStandBehindTheWords()

@@ -100,10 +100,10 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {infoCommand(),  holdCommand(),    getCommand(),     setCommand(),      applyCommand(),
-            watchCommand(), waitCommand(),    explainCommand(), regionsCommand(),  removeCommand(),
-            buildCommand(), mergeCommand(),   configCommand(),  validateCommand(), schemaCommand(),
-            helpCommand(),  completeCommand()};
+    return {infoCommand(),   holdCommand(),  getCommand(),     setCommand(),     applyCommand(),
+            watchCommand(),  waitCommand(),  expectCommand(),  explainCommand(), regionsCommand(),
+            removeCommand(), buildCommand(), mergeCommand(),   configCommand(),  validateCommand(),
+            schemaCommand(), helpCommand(),  completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

@@ -17,6 +17,7 @@ Command setCommand();
 Command applyCommand();
 Command watchCommand();
 Command waitCommand();
+Command expectCommand();
 Command explainCommand();
 Command regionsCommand();
 Command removeCommand();

@@ -8,6 +8,8 @@
 #include "text/Failure.h"
 #include "values/StateName.h"
 
+#include <QRegularExpression>
+
 namespace {
 
 using Candidate = Completion::Candidate;
@@ -84,6 +86,26 @@ Completion optionValues(const TypedLine &line)
     return completion;
 }
 
+/// What may follow in an expression, of which the last piece is being typed.
+Completion expressionPieces(const QString &path, const QString &typed)
+{
+    static const QRegularExpression end(QStringLiteral("[\\s()]"));
+    const int begin = typed.lastIndexOf(end) + 1;
+    Completion pieces{processUrls(path, typed.mid(begin), UrlsOf::Everything), {}};
+    const QStringList words{QStringLiteral("all("), QStringLiteral("any("), QStringLiteral("age"),
+                            QStringLiteral("not")};
+    const QStringList further{QStringLiteral("and"), QStringLiteral("or"), QStringLiteral("is"),
+                              QStringLiteral("valid"), QStringLiteral("erroneous")};
+    pieces.candidates += fromWords(words).candidates;
+    if (begin > 0) {
+        pieces.candidates += fromWords(further + errorStateNames()).candidates;
+    }
+    for (auto &piece : pieces.candidates) {
+        piece.word.prepend(typed.left(begin));
+    }
+    return pieces;
+}
+
 /// What the help calls the argument under the cursor; empty if there is none too many.
 QString placeholderOf(const CommandSyntax &syntax, const TypedLine &line)
 {
@@ -127,6 +149,9 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
     }
     if (placeholder == QLatin1String("[URL...]") || placeholder == QLatin1String("URL...")) {
         return {processUrls(path, line.current(), UrlsOf::Everything), {}};
+    }
+    if (placeholder == QLatin1String("EXPRESSION")) {
+        return expressionPieces(path, line.current());
     }
     const int index = line.positionals().size();
     // More pairs look like the first one: URLs stand at odd places.

@@ -190,6 +190,11 @@ QVector<ProcessValue> LiveRegion::write(const QVector<LeafWrite> &writes)
     return formerValues;
 }
 
+bool LiveRegion::isCurrent() const
+{
+    return !m_region || m_region->getName() == RegionInspection::Name::Current;
+}
+
 void LiveRegion::requireCurrent() const
 {
     switch (m_region ? m_region->getName() : RegionInspection::Name::Current) {

@@ -58,6 +58,10 @@ public:
     /// For what the library offers beside this class; not for its locks.
     ProcessDataManager &manager() { return m_manager; }
 
+    /// For what is to be known of an attachment beside its values.
+    const RegionInspection &inspection() const { return *m_region; }
+    /// Whether the region's name still leads to it.
+    bool isCurrent() const;
     /// Refuses to go on when the region's name has been removed or stands for another region now.
     void requireCurrent() const;
 
