@@ -114,10 +114,14 @@ class Help(unittest.TestCase):
         # Sixty seconds are too long here; the option itself is what is tried.
         command = command.replace("--count 60", "--count 2 --interval 1").removesuffix(" &")
         holders = []
-        if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain", "expect"):
+        if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain", "expect",
+                                  "snapshot", "compare"):
             holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
         if command.startswith("tessel rm "):
             command = command.replace("tesselTank", self.leave_region())
+        if command.startswith("tessel compare "):
+            for name in ("good", "later"):
+                self.check_end(self.start(f"tessel snapshot plant.process.json -o {name}.json"))
         process = self.start(command)
         if lasts:
             self.assertNotEqual(process.stdout.readline(), "")

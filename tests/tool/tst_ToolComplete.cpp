@@ -78,8 +78,8 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info", "hold", "get", "set", "apply", "watch", "wait", "expect", "explain", "regions",
-          "rm", "build", "merge", "config", "validate", "schema", "help"}) {
+         {"info", "hold", "get", "set", "apply", "watch", "wait", "expect", "snapshot", "compare",
+          "explain", "regions", "rm", "build", "merge", "config", "validate", "schema", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -126,6 +126,8 @@ void tst_ToolComplete::wordsFit_data()
     add("wait --timeout ", "");
     add("expect --f", "--for");
     add("expect --for ", "");
+    add("snapshot f -o ", "");
+    add("compare --to", "--tolerance");
     add("regions ", "");
     add("regions --js", "--json");
     add("help mask-", "mask-beyond-byte mask-empty");

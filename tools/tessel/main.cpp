@@ -100,10 +100,11 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {infoCommand(),   holdCommand(),  getCommand(),     setCommand(),     applyCommand(),
-            watchCommand(),  waitCommand(),  expectCommand(),  explainCommand(), regionsCommand(),
-            removeCommand(), buildCommand(), mergeCommand(),   configCommand(),  validateCommand(),
-            schemaCommand(), helpCommand(),  completeCommand()};
+    return {infoCommand(),     holdCommand(),    getCommand(),     setCommand(),
+            applyCommand(),    watchCommand(),   waitCommand(),    expectCommand(),
+            snapshotCommand(), compareCommand(), explainCommand(), regionsCommand(),
+            removeCommand(),   buildCommand(),   mergeCommand(),   configCommand(),
+            validateCommand(), schemaCommand(),  helpCommand(),    completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

@@ -60,6 +60,8 @@ public:
 
     bool isSet(const QString &option) const { return m_parser.isSet(option); }
     QString value(const QString &option) const;
+    /// Of an option that may be given several times.
+    QStringList values(const QString &option) const { return m_parser.values(option); }
     /// A whole number from @p least to @p most.
     int number(const QString &option, int least, int most, int whenMissing) const;
 

@@ -62,11 +62,13 @@ void TypedLine::take(const QString &word)
 
 QString TypedLine::valueNameOf(const QString &word) const
 {
-    if (!word.startsWith(optionMark)) {
+    const bool isShort = word.size() == 2 && word != optionMark;
+    if (!word.startsWith(optionMark) && !(isShort && word.startsWith(QLatin1Char('-')))) {
         return {};
     }
+    const QString name = word.mid(isShort ? 1 : optionMark.size());
     for (const auto &option : m_syntax.options) {
-        if (option.names().contains(word.mid(optionMark.size()))) {
+        if (option.names().contains(name)) {
             return option.valueName();
         }
     }

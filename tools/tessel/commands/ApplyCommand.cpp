@@ -1,47 +1,13 @@
 #include "commands/Commands.h"
 #include "commands/WrittenValues.h"
 #include "descriptions/DescriptionFile.h"
+#include "descriptions/JsonInput.h"
 #include "text/Failure.h"
-#include "text/WrittenJson.h"
 
-#include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 
 namespace {
-
-/// What a file holds, or standard input for "-".
-QByteArray textOf(const QString &path)
-{
-    QFile file(path);
-    const bool isOpen = path == QLatin1String("-") ? file.open(0, QIODevice::ReadOnly)
-                                                   : file.open(QIODevice::ReadOnly);
-    if (!isOpen) {
-        refusePath(file.exists() ? ExitCode::NoAccess : ExitCode::NotFound, path,
-                   file.errorString());
-    }
-    const QByteArray text = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        refusePath(ExitCode::InputOutputFile, path, file.errorString());
-    }
-    return text;
-}
-
-QJsonDocument documentOf(const QString &path)
-{
-    const QByteArray text = textOf(path);
-    const QString problem = jsonProblem(text);
-    if (!problem.isEmpty()) {
-        refusePath(ExitCode::InputOutputFile, path, problem);
-    }
-    const QStringList repeated = WrittenJson::repeatedKeys(text);
-    if (!repeated.isEmpty()) {
-        refusePath(ExitCode::InputOutputFile, path,
-                   QStringLiteral("'%1' is given twice").arg(repeated.constFirst()));
-    }
-    return QJsonDocument::fromJson(WrittenJson::withLongNumbersAsTexts(text));
-}
 
 /// An object of URLs and values, or what `get --json` prints.
 void addAll(AskedValues &values, const QJsonDocument &document)
@@ -59,7 +25,7 @@ ExitCode run(const CommandLine &line)
 {
     const DescriptionSource description(line.positional(0));
     const QString path = line.positional(1);
-    const QJsonDocument document = documentOf(path);
+    const QJsonDocument document = jsonInput(path);
     if (document.object().isEmpty() && document.array().isEmpty()) {
         refusePath(ExitCode::InputOutputFile, path, QStringLiteral("there is no value in it"));
     }

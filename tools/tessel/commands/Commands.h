@@ -18,6 +18,8 @@ Command applyCommand();
 Command watchCommand();
 Command waitCommand();
 Command expectCommand();
+Command snapshotCommand();
+Command compareCommand();
 Command explainCommand();
 Command regionsCommand();
 Command removeCommand();

@@ -79,15 +79,6 @@ QString reasonOf(const ExpectationOutcome &outcome, const ExpectationBounds &bou
                      : QStringLiteral("it did not hold within %1").arg(timeout);
 }
 
-/// A reader that has gone is no reason to answer yes.
-void printBeside(const QString &text)
-{
-    try {
-        writeOutput(text);
-    } catch (const OutputClosed &) {
-    }
-}
-
 ExitCode run(const CommandLine &line)
 {
     const ExpectationBounds bounds = boundsFrom(line);
@@ -98,8 +89,8 @@ ExitCode run(const CommandLine &line)
     const bool isMet = outcome.end == End::Met;
     const bool isJson = line.isSet(QStringLiteral("json"));
     if (isJson || !isMet) {
-        printBeside(isJson ? expectationJson(expectation, outcome)
-                           : expectationTable(expectation, outcome));
+        writeBesideAnswer(isJson ? expectationJson(expectation, outcome)
+                                 : expectationTable(expectation, outcome));
     }
     if (isMet) {
         return ExitCode::Done;

@@ -23,7 +23,8 @@ QString fileEndingFor(const QString &placeholder)
     if (placeholder == QLatin1String("DIR|FILE")) {
         return QStringLiteral(".config.json");
     }
-    if (placeholder == QLatin1String("FILE|DIR...") || placeholder == QLatin1String("VALUES")) {
+    if (placeholder == QLatin1String("FILE|DIR...") || placeholder == QLatin1String("VALUES")
+        || placeholder == QLatin1String("SNAPSHOT")) {
         return QStringLiteral(".json");
     }
     return placeholder.endsWith(QLatin1String("FILE")) ? QStringLiteral(".process.json")
@@ -82,6 +83,9 @@ Completion optionValues(const TypedLine &line)
     Completion completion;
     if (line.valueName() == QLatin1String("FILE")) {
         completion.fileEnding = QStringLiteral(".csv");
+    }
+    if (line.valueName() == QLatin1String("SNAPSHOT")) {
+        completion.fileEnding = QStringLiteral(".json");
     }
     return completion;
 }

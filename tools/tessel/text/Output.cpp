@@ -55,6 +55,15 @@ void writeOutput(const QString &text)
     }
 }
 
+void writeBesideAnswer(const QString &text)
+{
+    try {
+        writeOutput(text);
+    } catch (const OutputClosed &) {
+        // Whoever asked still waits for the exit code.
+    }
+}
+
 void writeErrorLine(const QString &line)
 {
     // There is no place left to report that this line could not be written.

@@ -7,6 +7,8 @@
 /// Data goes to standard output. Throws OutputClosed when its reader has gone, and a Failure when
 /// it cannot be written.
 void writeOutput(const QString &text);
+/// The same beside an answer that the exit code gives: a reader that has gone does not change it.
+void writeBesideAnswer(const QString &text);
 /// One line on standard error. Line breaks and control characters inside become visible escapes.
 void writeErrorLine(const QString &line);
 
