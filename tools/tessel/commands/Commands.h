@@ -26,6 +26,7 @@ Command removeCommand();
 Command buildCommand();
 Command mergeCommand();
 Command configCommand();
+Command layoutCommand();
 Command validateCommand();
 Command schemaCommand();
 Command helpCommand();

@@ -86,13 +86,6 @@ void printFacts(const DescriptionSource &description)
     writeOutput(facts + QLatin1Char('\n'));
 }
 
-QString typeText(const LeafSlot &slot)
-{
-    return slot.isBit()
-               ? QStringLiteral("%1 0x%2").arg(slot.type).arg(slot.bitmask, 2, 16, QLatin1Char('0'))
-               : slot.type;
-}
-
 void printLeaves(const DescriptionSource &description)
 {
     Table table({{QStringLiteral("URL"), Table::Alignment::Left},
@@ -104,10 +97,10 @@ void printLeaves(const DescriptionSource &description)
                  {QStringLiteral("UNIT"), Table::Alignment::Left}});
     for (const auto &leaf : description.leaves()) {
         const LeafSlot slot = slotOf(leaf);
-        const quint64 word = quint64(slot.offset) + slot.relativeOffsetMetadata;
         table.addRow({leaf.url, typeText(slot), QString::number(slot.offset),
                       QString::number(slot.size),
-                      slot.hasMetadata() ? QStringLiteral("at %1").arg(word) : QStringLiteral("-"),
+                      slot.hasMetadata() ? QStringLiteral("at %1").arg(slot.stateBegin())
+                                         : QStringLiteral("-"),
                       slot.isReadOnly ? QStringLiteral("read-only") : QStringLiteral("read-write"),
                       textProperty(leaf, Definitions::getKeyDataPropertyUnit())});
     }

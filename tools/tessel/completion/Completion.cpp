@@ -87,6 +87,9 @@ Completion optionValues(const TypedLine &line)
     if (line.valueName() == QLatin1String("SNAPSHOT")) {
         completion.fileEnding = QStringLiteral(".json");
     }
+    if (line.valueName() == QLatin1String("OUT")) {
+        completion.fileEnding = QStringLiteral(".svg");
+    }
     return completion;
 }
 

@@ -5,6 +5,7 @@
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "descriptions/DescriptionFile.h"
 #include "descriptions/DescriptionFolder.h"
+#include "descriptions/DirectoryBuild.h"
 #include "descriptions/TreeUrl.h"
 #include "descriptions/UrlPattern.h"
 #include "text/Output.h"
@@ -31,11 +32,6 @@ BaseClassSharedPointer parseFile(const QString &path)
                    QStringLiteral("cannot be parsed: %1").arg(parseProblem(path)));
     }
     return root;
-}
-
-BaseClassSharedPointer parse(const QString &path)
-{
-    return QFileInfo(path).isDir() ? DescriptionFolder(path).parse() : parseFile(path);
 }
 
 /// Taking a large tree apart, element by element, takes longer than to get a value. The process ends with
@@ -125,9 +121,9 @@ struct DescriptionSource::Selection
     std::function<bool(const QString &url)> isLeafTaken;
 };
 
-DescriptionSource::DescriptionSource(const QString &path)
+DescriptionSource::DescriptionSource(const QString &path, Layout layout)
     : m_path(path)
-    , m_root(keptToTheEnd(parse(path)))
+    , m_root(keptToTheEnd(parse(layout)))
 {
     Outline outline;
     addOutline(*m_root, outline);
@@ -139,6 +135,20 @@ DescriptionSource::DescriptionSource(const QString &path)
                    QStringLiteral("holds no process value; its top level must be a tree node with "
                                   "leaves below"));
     }
+}
+
+BaseClassSharedPointer DescriptionSource::parse(Layout layout)
+{
+    if (!QFileInfo(m_path).isDir()) {
+        return parseFile(m_path);
+    }
+    const DescriptionFolder folder(m_path);
+    if (layout == Layout::AsWritten) {
+        return folder.parse();
+    }
+    const LaidOutFolder laidOut = layOutFolder(folder);
+    m_isAsWritten = laidOut.isBuilt;
+    return laidOut.root;
 }
 
 QString DescriptionSource::key() const

@@ -19,9 +19,15 @@
 class DescriptionSource
 {
 public:
-    explicit DescriptionSource(const QString &path);
+    /// Which slots the leaves of a folder have: those in its files, or those of a build. In a file they are
+    /// where the file says.
+    enum class Layout { AsWritten, ByBuild };
+
+    explicit DescriptionSource(const QString &path, Layout layout = Layout::AsWritten);
 
     const QString &path() const { return m_path; }
+    /// False of a folder that is laid out by a build which its files have not seen.
+    bool isAsWritten() const { return m_isAsWritten; }
     const ConfigurationAndProcessDataBase::BaseClassSharedPointer &root() const { return m_root; }
 
     // The memory of the description. All of it is empty or 0 if the description has none.
@@ -55,7 +61,10 @@ private:
     QVector<Leaf> leavesIn(const Selection &selection) const;
     const QHash<QString, int> &placesOfLeaves() const;
 
+    ConfigurationAndProcessDataBase::BaseClassSharedPointer parse(Layout layout);
+
     QString m_path;
+    bool m_isAsWritten = true;
     ConfigurationAndProcessDataBase::BaseClassSharedPointer m_root;
     mutable std::optional<QVector<Leaf>> m_leaves; ///< once they were all asked for
     mutable bool m_isWalked = false;               ///< once some were asked for

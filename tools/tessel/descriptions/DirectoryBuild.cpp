@@ -1,6 +1,7 @@
 #include "descriptions/DirectoryBuild.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Configuration/ConfigurationAndProcessDataTreeNode.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
 #include "descriptions/DescriptionFile.h"
 #include "descriptions/FormerTexts.h"
@@ -69,6 +70,39 @@ std::optional<Failure> disagreement(const DescriptionFolder &folder)
     return std::nullopt;
 }
 
+using Node = ConfigurationAndProcessDataTreeNode;
+
+QSharedPointer<Node> newNode(QJsonObject properties)
+{
+    properties.insert(Definitions::getKeyDataPropertyType(), Definitions::getKeyDataTypeTreeNode());
+    return QSharedPointer<Node>::create(properties, nullptr);
+}
+
+/// Hangs the tree of a file where the tree of the folder has it: below the names of the folders on the way, under
+/// the file's name up to its first dot.
+void hangIn(const QSharedPointer<Node> &root, const QString &relativePath,
+            const ConfigurationAndProcessDataBase::BaseClassSharedPointer &tree)
+{
+    QStringList names = relativePath.split(QLatin1Char('/'));
+    const QString name = names.takeLast().section(QLatin1Char('.'), 0, 0);
+    QSharedPointer<Node> node = root;
+    for (const QString &folder : qAsConst(names)) {
+        auto next = qSharedPointerDynamicCast<Node>(node->getChildMap().value(folder));
+        if (!next) {
+            next = newNode({});
+            node->addElement(folder, next);
+        }
+        node = next;
+    }
+    node->addElement(name, tree);
+}
+
+/// Whether a file has the size already that a build gives to all of them.
+bool hasSize(const ProcessDataBuilder::SharedMemoryData &record, int size)
+{
+    return record.root->getProperty(Definitions::getKeyDataPropertySizeOfSharedMemory()) == size;
+}
+
 Failure notUpToDate(const DescriptionFolder &folder, const QStringList &files,
                     const QString &reasons)
 {
@@ -101,6 +135,34 @@ std::optional<Failure> remainingTrouble(const DescriptionFolder &folder, const D
 }
 
 } // namespace
+
+LaidOutFolder layOutFolder(const DescriptionFolder &folder)
+{
+    LogCollector::takeReasons();
+    Records records;
+    int size = 0;
+    if (!ProcessDataBuilder().updateOffsetFromDir(folder.files(), size, records)) {
+        throw failure(folder, ExitCode::InputOutputFile,
+                      withReasons(QStringLiteral("cannot be built"), LogCollector::takeReasons()));
+    }
+    if (records.size() < folder.files().size()) {
+        throw leftOutFailure(folder, records.size());
+    }
+    const auto property = [&records](const QString &key) {
+        return QJsonValue::fromVariant(records.constFirst().root->getProperty(key));
+    };
+    const auto root = newNode({{Definitions::getKeyDataPropertySizeOfSharedMemory(), size},
+                               {Definitions::getStrKeyProcessDataMemory(),
+                                property(Definitions::getStrKeyProcessDataMemory())},
+                               {Definitions::getKeyDataPropertyDoubleBuffer(),
+                                property(Definitions::getKeyDataPropertyDoubleBuffer())}});
+    LaidOutFolder laidOut{root};
+    for (const auto &record : qAsConst(records)) {
+        laidOut.isBuilt = laidOut.isBuilt && !record.modified && hasSize(record, size);
+        hangIn(root, folder.relativePath(record.filePath), record.root);
+    }
+    return laidOut;
+}
 
 DirectoryBuild planFolder(const DescriptionFolder &folder, const QString &keyPrefix)
 {

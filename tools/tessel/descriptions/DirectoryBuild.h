@@ -21,5 +21,17 @@ struct DirectoryBuild
 /// Runs the build. A file that holds a cut-off text afterwards gets back its former one.
 DirectoryBuild buildFolder(const DescriptionFolder &folder, const QString &keyPrefix);
 
+/// The tree of a folder as a build leaves it.
+struct LaidOutFolder
+{
+    /// With the facts of the memory at its top; the key is the one that the files have.
+    ConfigurationAndProcessDataBase::BaseClassSharedPointer root;
+    /// Whether the files have these offsets and this size already.
+    bool isBuilt = true;
+};
+
+/// Lays the folder out without writing anything. Throws a Failure if that cannot be done.
+LaidOutFolder layOutFolder(const DescriptionFolder &folder);
+
 /// Finds out what a build would do, without writing anything.
 DirectoryBuild planFolder(const DescriptionFolder &folder, const QString &keyPrefix);

@@ -1,8 +1,8 @@
 #include "live/Suspicion.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Companion/PingPongBufferHandler.h"
 #include "live/RegionText.h"
+#include "values/CacheLines.h"
 #include "values/SizeOnlyBuffer.h"
 #include "values/StateName.h"
 #include "values/ValueLimits.h"
@@ -249,31 +249,16 @@ void addLimits(Suspicions &found, const Leaf &leaf, const ProcessValue &value)
     }
 }
 
-/// Where the mapped memory begins, a cache line and a page do.
-bool crossesCacheLine(const LeafSlot &slot, quint64 bufferBegin)
-{
-    constexpr quint64 line = 64;
-    const quint64 begin = bufferBegin + slot.offset;
-    return slot.metaType != QMetaType::QString && slot.size > 0 && slot.size <= line
-           && begin / line != (begin + slot.size - 1) / line;
-}
-
 void addCacheLine(Suspicions &found, const LeafSlot &slot, const DescriptionSource &description)
 {
-    const quint64 block = PingPongBufferHandler::getSizeManagementBuffer();
-    const bool isDouble = description.isDoubleBuffered();
-    const bool first = !slot.isBit() && crossesCacheLine(slot, isDouble ? block : 0);
-    const bool second = !slot.isBit() && isDouble
-                        && crossesCacheLine(slot, block + description.bufferSize());
-    if (first || second) {
-        const QString where = !isDouble         ? QString()
-                              : first && second ? QStringLiteral(" in both buffers")
-                              : first           ? QStringLiteral(" in the first buffer")
-                                                : QStringLiteral(" in the second buffer");
-        found.append({QStringLiteral("cache-line"),
-                      QStringLiteral("crosses a cache line%1: who reads it without the library's "
-                                     "locks may get half of two values")
-                          .arg(where)});
+    const CacheLines lines(description.isDoubleBuffered(), description.bufferSize());
+    const QString crossing = lines.text(lines.ofValue(slot));
+    if (!crossing.isEmpty()) {
+        found.append(
+            {QStringLiteral("cache-line"),
+             QStringLiteral("%1: who reads it without the library's locks may get half of two "
+                            "values")
+                 .arg(crossing)});
     }
 }
 

@@ -64,6 +64,21 @@ void writeBesideAnswer(const QString &text)
     }
 }
 
+void LongOutput::add(const QString &piece)
+{
+    constexpr int enough = 64 * 1024;
+    m_waiting += piece;
+    if (m_waiting.size() >= enough) {
+        finish();
+    }
+}
+
+void LongOutput::finish()
+{
+    writeOutput(m_waiting);
+    m_waiting.clear();
+}
+
 void writeErrorLine(const QString &line)
 {
     // There is no place left to report that this line could not be written.

@@ -9,6 +9,18 @@
 void writeOutput(const QString &text);
 /// The same beside an answer that the exit code gives: a reader that has gone does not change it.
 void writeBesideAnswer(const QString &text);
+/// A long text for standard output that is made piece by piece, so that it never lies in memory as a whole.
+class LongOutput
+{
+public:
+    void add(const QString &piece);
+    /// Writes what has not been written yet; to be called once, at the end.
+    void finish();
+
+private:
+    QString m_waiting;
+};
+
 /// One line on standard error. Line breaks and control characters inside become visible escapes.
 void writeErrorLine(const QString &line);
 

@@ -27,25 +27,48 @@ Table::Table(const QVector<Column> &columns) : m_columns(columns)
 
 void Table::addRow(const QStringList &cells)
 {
-    QStringList row;
-    for (int i = 0; i < m_columns.size(); ++i) {
-        row.append(printable(cells.value(i)));
-        m_widths[i] = std::max(m_widths[i], width(row.last()));
-    }
-    m_rows.append(row);
+    makeRoomFor(cells);
+    m_rows.append(shown(cells));
 }
 
-QStringList Table::lines() const
+void Table::makeRoomFor(const QStringList &cells)
+{
+    const QStringList row = shown(cells);
+    for (int i = 0; i < row.size(); ++i) {
+        m_widths[i] = std::max(m_widths[i], width(row[i]));
+    }
+}
+
+QString Table::titleLine() const
 {
     QStringList titles;
     for (const auto &column : m_columns) {
         titles.append(column.title);
     }
-    QStringList lines{line(titles)};
+    return line(titles);
+}
+
+QString Table::lineOf(const QStringList &cells) const
+{
+    return line(shown(cells));
+}
+
+QStringList Table::lines() const
+{
+    QStringList lines{titleLine()};
     for (const auto &row : m_rows) {
         lines.append(line(row));
     }
     return lines;
+}
+
+QStringList Table::shown(const QStringList &cells) const
+{
+    QStringList row;
+    for (int i = 0; i < m_columns.size(); ++i) {
+        row.append(printable(cells.value(i)));
+    }
+    return row;
 }
 
 QString Table::line(const QStringList &cells) const

@@ -23,10 +23,7 @@ bool LeafSlot::carriesErrorState() const
 
 quint64 LeafSlot::end() const
 {
-    // Of a bit only the one byte is touched, whatever size the description gives.
-    const quint64 valueEnd = quint64(offset) + (isBit() ? 1 : size);
-    const quint64 wordEnd = quint64(offset) + relativeOffsetMetadata + sm_metadataWidth;
-    return hasMetadata() ? std::max(valueEnd, wordEnd) : valueEnd;
+    return hasMetadata() ? std::max(valueEnd(), stateBegin() + sm_metadataWidth) : valueEnd();
 }
 
 LeafSlot slotOf(const Leaf &leaf)
@@ -43,6 +40,13 @@ LeafSlot slotOf(const Leaf &leaf)
             type,
             Definitions::getBasicDataTypeMapForProcessData().value(type, QMetaType::UnknownType),
             leaf.element->getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool()};
+}
+
+QString typeText(const LeafSlot &slot)
+{
+    return slot.isBit()
+               ? QStringLiteral("%1 0x%2").arg(slot.type).arg(slot.bitmask, 2, 16, QLatin1Char('0'))
+               : slot.type;
 }
 
 QString textProperty(const Leaf &leaf, const QString &key)

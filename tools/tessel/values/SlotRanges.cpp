@@ -45,12 +45,11 @@ QStringList SlotRanges::sharedBytes(const Leaf &leaf) const
 std::vector<SlotRanges::Range> SlotRanges::rangesOf(const Leaf &leaf, int number)
 {
     const LeafSlot slot = slotOf(leaf);
-    const quint64 width = slot.isBit() ? 1 : slot.size;
     std::vector<Range> ranges{
-        {slot.offset, slot.offset + width, slot.isBit() ? slot.bitmask : 0, number}};
+        {slot.offset, slot.valueEnd(), slot.isBit() ? slot.bitmask : 0, number}};
     if (slot.hasMetadata()) {
-        const quint64 word = quint64(slot.offset) + slot.relativeOffsetMetadata;
-        ranges.push_back({word, word + LeafSlot::sm_metadataWidth, 0, number});
+        ranges.push_back(
+            {slot.stateBegin(), slot.stateBegin() + LeafSlot::sm_metadataWidth, 0, number});
     }
     return ranges;
 }
