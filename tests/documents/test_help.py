@@ -60,6 +60,8 @@ class Help(unittest.TestCase):
         for name in ("plant", "pump"):
             text = json.dumps(description(f"{UNIQUE}{name}", "pump", ["speed", "level"]))
             (self.folder / f"{name}.process.json").write_text(text, encoding="utf-8")
+        shutil.copytree(self.folder / "device", self.folder / "device-new", dirs_exist_ok=True)
+        shutil.copy(self.folder / "plant.process.json", self.folder / "plant-new.process.json")
         values = {"pump/speed": 12.5, "pump/level": {"state": "timeout"}}
         (self.folder / "pump.json").write_text(json.dumps(values), encoding="utf-8")
         (self.folder / "points.csv").write_text("4,0,used\n20,100,used\n", encoding="utf-8")

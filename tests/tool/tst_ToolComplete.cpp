@@ -78,9 +78,9 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info",   "hold",     "get",     "set",      "apply",   "watch", "wait",
-          "expect", "snapshot", "compare", "explain",  "regions", "rm",    "build",
-          "merge",  "config",   "layout",  "validate", "schema",  "help"}) {
+         {"info",   "hold",     "get",     "set",     "apply",    "watch",  "wait",
+          "expect", "snapshot", "compare", "explain", "regions",  "rm",     "build",
+          "merge",  "config",   "layout",  "diff",    "validate", "schema", "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -187,6 +187,7 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("config table device url --import=po", "\t.csv\n");
     add("info a.process.json ", "");
     add("explain ", "\t.process.json\n");
+    add("diff a.process.json ", "\t.json\n");
     add("layout --svg ", "\t.svg\n");
     add("validate ", "\t.json\n");
     add("validate a.process.json ", "\t.json\n");

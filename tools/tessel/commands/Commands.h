@@ -27,6 +27,7 @@ Command buildCommand();
 Command mergeCommand();
 Command configCommand();
 Command layoutCommand();
+Command diffCommand();
 Command validateCommand();
 Command schemaCommand();
 Command helpCommand();

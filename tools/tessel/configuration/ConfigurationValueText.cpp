@@ -3,7 +3,6 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "text/Failure.h"
-#include "text/JsonText.h"
 #include "values/ValueLimits.h"
 #include "values/ValueText.h"
 
@@ -167,26 +166,7 @@ QString configurationText(const QVariant &value, const ConfigurationValueRules &
 
 QString configurationJson(const QVariant &value)
 {
-    if (value.userType() == QMetaType::QVariantList) {
-        QStringList items;
-        for (const QVariant &item : value.toList()) {
-            items.append(configurationJson(item));
-        }
-        return QLatin1Char('[') + items.join(QStringLiteral(", ")) + QLatin1Char(']');
-    }
-    if (value.userType() == QMetaType::QVariantMap) {
-        QVector<QPair<QString, QString>> members;
-        const QVariantMap map = value.toMap();
-        for (auto member = map.cbegin(); member != map.cend(); ++member) {
-            members.append({member.key(), configurationJson(member.value())});
-        }
-        return jsonObject(members);
-    }
-    // The empty text is no missing value.
-    if (value.isNull() && value.userType() != QMetaType::QString) {
-        return QStringLiteral("null");
-    }
-    return valueJson({value, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID});
+    return nestedJson(value);
 }
 
 QVariant configurationValue(const QString &text, const ConfigurationValueRules &rules,

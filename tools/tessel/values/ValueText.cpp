@@ -175,6 +175,30 @@ QString valueJson(const ProcessValue &value)
     return isText ? jsonString(text) : text;
 }
 
+QString nestedJson(const QVariant &value)
+{
+    if (value.userType() == QMetaType::QVariantList) {
+        QStringList items;
+        for (const QVariant &item : value.toList()) {
+            items.append(nestedJson(item));
+        }
+        return QLatin1Char('[') + items.join(QStringLiteral(", ")) + QLatin1Char(']');
+    }
+    if (value.userType() == QMetaType::QVariantMap) {
+        QVector<QPair<QString, QString>> members;
+        const QVariantMap map = value.toMap();
+        for (auto member = map.cbegin(); member != map.cend(); ++member) {
+            members.append({member.key(), nestedJson(member.value())});
+        }
+        return jsonObject(members);
+    }
+    // The empty text is no missing value.
+    if (value.isNull() && value.userType() != QMetaType::QString) {
+        return QStringLiteral("null");
+    }
+    return valueJson({value, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID});
+}
+
 QVariant valueFromText(const QString &text, const LeafSlot &slot, const QString &url)
 {
     switch (slot.metaType) {

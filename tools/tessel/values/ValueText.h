@@ -16,6 +16,9 @@ QString shortValueText(const ProcessValue &value);
 /// infinities, which JSON has no number for, are the texts "nan", "inf" and "-inf".
 QString valueJson(const ProcessValue &value);
 
+/// Any value of a description as JSON, lists and objects included; numbers as valueJson() has them.
+QString nestedJson(const QVariant &value);
+
 /// The value that @p text means in this slot. A Failure of Refused, which names @p url, if it means
 /// none there or would not read back as what was asked for.
 QVariant valueFromText(const QString &text, const LeafSlot &slot, const QString &url);
