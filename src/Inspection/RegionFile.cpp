@@ -13,6 +13,9 @@
 
 namespace {
 
+/// Of all shared-memory objects.
+constexpr char objectFolder[] = "/dev/shm/";
+
 int openForReading(const QString &name)
 {
     // Without waiting, if somebody put a pipe there.
@@ -26,7 +29,7 @@ QByteArray pathOf(const QString &name)
     const auto begin = std::find_if(text.cbegin(), text.cend(), [](char c) { return c != '/'; });
     const bool isRefused = begin == text.cend()
                            || std::find(begin, text.cend(), '/') != text.cend();
-    return isRefused ? QByteArray() : "/dev/shm/" + QByteArray(begin);
+    return isRefused ? QByteArray() : objectFolder + QByteArray(begin);
 }
 
 /// Without a descriptor, of which there may be none left. A link stands for itself, as it is not followed.
@@ -156,6 +159,14 @@ QByteArray RegionFile::pathInTable(const QString &name)
 {
     // A line break would end the line.
     return pathOf(name).replace('\n', "\\012");
+}
+
+QString RegionFile::nameInTable(QByteArray path)
+{
+    constexpr int size = sizeof objectFolder - 1;
+    const bool isObject = path.startsWith(objectFolder) && path.indexOf('/', size) < 0;
+    return isObject ? QString::fromLocal8Bit(path.remove(0, size).replace("\\012", "\n"))
+                    : QString();
 }
 
 dev_t RegionFile::deviceOfAll()

@@ -54,6 +54,8 @@ public:
     static bool find(const QString &name, FileIdentity &identity);
     /// The path of a name as the kernel writes it into the tables of mappings.
     static QByteArray pathInTable(const QString &name);
+    /// The name behind such a path; empty for one that is not of a shared-memory object.
+    static QString nameInTable(QByteArray path);
     /// The device on which all shared-memory objects of this process's world lie; 0 if there is none.
     static dev_t deviceOfAll();
 

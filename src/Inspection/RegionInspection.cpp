@@ -64,6 +64,12 @@ RegionInspection::Private::Private(const BaseClassSharedPointer &root) : Private
     }
 }
 
+QString RegionInspection::Private::keyIn(const QString &nameOfMemory)
+{
+    return nameOfMemory.endsWith(memoryEnding) ? nameOfMemory.chopped(memoryEnding.size())
+                                               : QString();
+}
+
 bool RegionInspection::Private::readBlock(Block &block) const
 {
     return file.isOpen() && file.read(&block, sizeof block, 0)
@@ -175,8 +181,9 @@ int RegionInspection::findKeysWithStatus(QStringList &keys)
     QStringList names;
     const int error = RegionFile::findNames(names);
     for (const auto &name : std::as_const(names)) {
-        if (name.endsWith(memoryEnding) && name.size() > memoryEnding.size()) {
-            keys.append(name.chopped(memoryEnding.size()));
+        const QString key = Private::keyIn(name);
+        if (!key.isEmpty()) {
+            keys.append(key);
         }
     }
     std::sort(keys.begin(), keys.end());

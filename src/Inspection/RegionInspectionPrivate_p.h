@@ -26,6 +26,9 @@ public:
         LayoutTable leaves;
     };
 
+    /// The memory key in the name of a memory; empty if it is not named as a region is.
+    static QString keyIn(const QString &nameOfMemory);
+
     explicit Private(const QString &memoryKey);
     explicit Private(const BaseClassSharedPointer &root);
 

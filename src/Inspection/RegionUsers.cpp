@@ -115,6 +115,20 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
     return users;
 }
 
+QStringList RegionUsers::getKeys() const
+{
+    QStringList keys;
+    for (const auto &user : m_private->users) {
+        for (const auto &mapping : user.mappings) {
+            keys.append(RegionInspection::Private::keyIn(RegionFile::nameInTable(mapping.path)));
+        }
+    }
+    keys.removeAll(QString());
+    keys.removeDuplicates();
+    std::sort(keys.begin(), keys.end());
+    return keys;
+}
+
 bool RegionUsers::isComplete() const
 {
     return m_private->isComplete;

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void usersAreThoseOfTheLook();
     void userOfARemovedRegionWithASlashInFrontIsSeen();
     void userByAnotherPathIsSeen();
+    void keysAreThoseOfAllThatIsMapped();
 };
 
 /// Their ids may be those of other processes since.
@@ -110,6 +111,29 @@ void tst_RegionUsers::userByAnotherPathIsSeen()
     QVERIFY(!users[0].isReplaced);
     child.tell();
     QCOMPARE(child.waitForExit(), 0);
+}
+
+void tst_RegionUsers::keysAreThoseOfAllThatIsMapped()
+{
+    const TwoNumbers current;
+    const TwoNumbers removed;
+    const TwoNumbers unused;
+    const SegmentFile foreign;
+    QVERIFY(unused.segment.make("12345678") && foreign.make("12345678"));
+    const QuietManager creator(current, create);
+    const QuietManager second(removed, create);
+    QVERIFY(removed.segment.remove());
+    const int fd = open(qPrintable(foreign.path()), O_RDONLY);
+    void *mapped = mmap(nullptr, 1, PROT_READ, MAP_SHARED, fd, 0);
+    QVERIFY(close(fd) == 0 && mapped != MAP_FAILED);
+
+    const QStringList keys = RegionUsers().getKeys();
+
+    QCOMPARE(munmap(mapped, 1), 0);
+    QCOMPARE(keys.count(current.key), 1);
+    QCOMPARE(keys.count(removed.key), 1);
+    QVERIFY(!keys.contains(unused.key) && !keys.contains(foreign.name()));
+    QVERIFY(std::is_sorted(keys.cbegin(), keys.cend()));
 }
 
 QTEST_GUILESS_MAIN(tst_RegionUsers)
