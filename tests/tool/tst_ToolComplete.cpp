@@ -78,9 +78,9 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info",   "hold",     "get",     "set",     "apply",    "watch",  "wait",
-          "expect", "snapshot", "compare", "explain", "regions",  "rm",     "build",
-          "merge",  "config",   "layout",  "diff",    "validate", "schema", "help"}) {
+         {"info",     "hold",    "get",     "set",      "apply",   "watch", "wait",  "expect",
+          "snapshot", "compare", "explain", "doctor",   "regions", "rm",    "build", "merge",
+          "config",   "layout",  "diff",    "validate", "schema",  "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -115,6 +115,8 @@ void tst_ToolComplete::wordsFit_data()
     add("wa", "watch wait");
     add("--ver", "--verbose --version");
     add("-v in", "info");
+    add("do", "doctor");
+    add("doctor --j", "--json");
     add("complete ", "");
     add("nothing ", "");
     add("set f u --error sensor-", "sensor-short-circuit sensor-breakage");
@@ -189,6 +191,7 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("explain ", "\t.process.json\n");
     add("diff a.process.json ", "\t.json\n");
     add("layout --svg ", "\t.svg\n");
+    add("doctor a.process.json b", "\t.process.json\n");
     add("validate ", "\t.json\n");
     add("validate a.process.json ", "\t.json\n");
 }

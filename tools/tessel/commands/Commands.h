@@ -21,6 +21,7 @@ Command expectCommand();
 Command snapshotCommand();
 Command compareCommand();
 Command explainCommand();
+Command doctorCommand();
 Command regionsCommand();
 Command removeCommand();
 Command buildCommand();

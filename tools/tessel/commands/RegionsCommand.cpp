@@ -1,15 +1,14 @@
 #include "Inspection/RegionInspection.h"
 #include "Inspection/RegionUsers.h"
 #include "commands/Commands.h"
+#include "live/AllRegions.h"
 #include "live/RegionText.h"
-#include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Table.h"
 
 #include <QElapsedTimer>
 
-#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -45,38 +44,11 @@ void allowManyDescriptors()
     }
 }
 
-QString cureOf(int error)
-{
-    switch (error) {
-    case EMFILE: return QStringLiteral("allow more of them with 'ulimit -n'");
-    case ENFILE:
-        return QStringLiteral("end programs, or allow more of them by 'sysctl fs.file-max'");
-    case EACCES:
-    case EPERM: return QStringLiteral("run it as a user who may read that folder");
-    case ENOENT:
-    case ENOTDIR: return QStringLiteral("mount a tmpfs there");
-    default: return QStringLiteral("look at its mount");
-    }
-}
-
-/// Refuses, by a Failure, where it cannot be told which there are: nobody is to take that for none.
-QStringList findAllKeys()
-{
-    QStringList keys;
-    const int error = RegionInspection::findKeysWithStatus(keys);
-    if (error != 0) {
-        throw Failure{ExitCode::NoAccess,
-                      QStringLiteral("cannot look for regions in /dev/shm: %1; %2")
-                          .arg(qt_error_string(error), cureOf(error))};
-    }
-    return keys;
-}
-
 std::vector<Seen> lookAtAll()
 {
     allowManyDescriptors();
     std::vector<Seen> all;
-    const QStringList keys = findAllKeys();
+    const QStringList keys = keysOfAllRegions();
     for (const auto &key : keys) {
         const RegionInspection region(key);
         // It may have gone since, and what cannot be opened may still be told.

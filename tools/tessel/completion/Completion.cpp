@@ -29,8 +29,9 @@ QString fileEndingFor(const QString &placeholder)
         || placeholder == QLatin1String("OLD") || placeholder == QLatin1String("NEW")) {
         return QStringLiteral(".json");
     }
-    return placeholder.endsWith(QLatin1String("FILE")) ? QStringLiteral(".process.json")
-                                                       : QString();
+    const bool isFile = placeholder.endsWith(QLatin1String("FILE"))
+                        || placeholder == QLatin1String("[FILE...]");
+    return isFile ? QStringLiteral(".process.json") : QString();
 }
 
 Completion fromWords(const QStringList &words)

@@ -14,7 +14,7 @@ namespace {
 using Buffer = RegionInspection::Buffer;
 using Fit = RegionLook::Fit;
 
-Fit fitOf(const RegionInspection &region, const DescriptionSource &description)
+Fit fitOf(const RegionInspection &region)
 {
     if (!region.exists()) {
         return Fit::Missing;
@@ -22,8 +22,14 @@ Fit fitOf(const RegionInspection &region, const DescriptionSource &description)
     if (!region.isReadable()) {
         return Fit::Unreadable;
     }
-    if (hasOtherFormat(region)) {
-        return Fit::OtherFormat;
+    return hasOtherFormat(region) ? Fit::OtherFormat : Fit::Fits;
+}
+
+Fit fitOf(const RegionInspection &region, const DescriptionSource &description)
+{
+    const Fit fit = fitOf(region);
+    if (fit != Fit::Fits) {
+        return fit;
     }
     if (region.getSize() != description.regionSize()) {
         return Fit::OtherSize;
@@ -32,9 +38,9 @@ Fit fitOf(const RegionInspection &region, const DescriptionSource &description)
 }
 
 /// Writes into mapped memory do not count: the memory was changed last when it got its size.
-QDateTime timeOfCreation(const QString &segmentName)
+QDateTime timeOfCreation(const QString &key)
 {
-    return QFileInfo(QStringLiteral("/dev/shm/") + segmentName).lastModified();
+    return QFileInfo(QStringLiteral("/dev/shm/%1SharedMemory").arg(key)).lastModified();
 }
 
 BufferedSlot slotIn(const RegionInspection &region, Buffer buffer, const Leaf &leaf, bool isRead)
@@ -54,6 +60,16 @@ RegionLook::RegionLook(const DescriptionSource &description)
     : m_region(description.root())
     , m_fit(fitOf(m_region, description))
 {
+    look();
+}
+
+RegionLook::RegionLook(const QString &key) : m_region(key), m_fit(fitOf(m_region))
+{
+    look();
+}
+
+void RegionLook::look()
+{
     if (m_fit == Fit::Missing) {
         return;
     }
@@ -62,7 +78,7 @@ RegionLook::RegionLook(const DescriptionSource &description)
     const RegionUsers users;
     m_users = users.getUsersOf(m_region);
     m_areUsersComplete = users.isComplete();
-    m_made = timeOfCreation(description.segmentName());
+    m_made = timeOfCreation(m_region.getKey());
     m_swapCount = m_region.getSwapCount();
     m_lastSwap = m_region.getLastSwap();
     m_time = QDateTime::currentDateTimeUtc();

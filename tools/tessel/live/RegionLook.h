@@ -20,16 +20,18 @@ struct BufferedSlot
     ProcessValue value{ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID};
 };
 
-/// The region of a description as it is at one moment, without taking part in it.
+/// A region as it is at one moment, without taking part in it.
 ///
 /// Waits up to a second, and only if somebody is inside the write lock, to see whether he leaves.
 class RegionLook
 {
 public:
-    /// How far it can be used with the description.
+    /// How far it can be used with the description, if one is known.
     enum class Fit { Missing, Unreadable, OtherFormat, OtherSize, OtherLayout, Fits };
 
     explicit RegionLook(const DescriptionSource &description);
+    /// Of the memory key alone.
+    explicit RegionLook(const QString &key);
 
     const RegionInspection &region() const { return m_region; }
     Fit fit() const { return m_fit; }
@@ -41,6 +43,8 @@ public:
     bool areUsersComplete() const { return m_areUsersComplete; }
     const std::optional<quint64> &swapCount() const { return m_swapCount; }
     const std::optional<QDateTime> &lastSwap() const { return m_lastSwap; }
+    /// When it was made; invalid if that is not to be had.
+    const QDateTime &made() const { return m_made; }
     /// Since the last set, in milliseconds; negative if the clock was set back since.
     std::optional<qint64> silence() const;
     /// From one set to the next on the average since the creation, in milliseconds; none for a few sets.
@@ -52,6 +56,7 @@ public:
     QString nameOf(qint64 pid) const;
 
 private:
+    void look();
     void watchLock();
 
     RegionInspection m_region;

@@ -34,11 +34,7 @@ void addFit(Suspicions &found, const RegionLook &look, const DescriptionSource &
             {QStringLiteral("unreadable"),
              QStringLiteral("the region cannot be opened: %1").arg(region.getErrorString())});
         break;
-    case Fit::OtherFormat:
-        found.append({QStringLiteral("other-format"),
-                      QStringLiteral("the region has another version of the memory format: its "
-                                     "creator was built with another version of the library")});
-        break;
+    case Fit::OtherFormat: break; // That is told whatever the description says.
     case Fit::OtherSize:
         found.append({QStringLiteral("other-layout"),
                       QStringLiteral("the region has %1 bytes and the description asks for %2: its "
@@ -91,7 +87,8 @@ void addLock(Suspicions &found, const RegionLook &look)
              QStringLiteral("%1 has been inside the lock for a second%2: is it stopped, or "
                             "does it dawdle?")
                  .arg(who, lock.waiters > 0 ? QStringLiteral(", and %1 wait").arg(lock.waiters)
-                                            : QString())});
+                                            : QString()),
+             lock.holder});
     }
 }
 
@@ -134,13 +131,15 @@ void addUsers(Suspicions &found, const RegionLook &look)
             found.append({QStringLiteral("former-region"),
                           QStringLiteral("%1 still has a former region of this key: it sees "
                                          "nothing of this one, until it attaches again")
-                              .arg(look.nameOf(user.pid))});
+                              .arg(look.nameOf(user.pid)),
+                          user.pid});
         }
         if (user.hasOtherLayout) {
             found.append({QStringLiteral("other-layout-attached"),
                           QStringLiteral("%1 has attached with another description: it reads and "
                                          "writes other bytes")
-                              .arg(look.nameOf(user.pid))});
+                              .arg(look.nameOf(user.pid)),
+                          user.pid});
         }
     }
 }
@@ -284,12 +283,13 @@ bool addSlot(Suspicions &found, const Leaf &leaf, const DescriptionSource &descr
 
 } // namespace
 
-QVector<Suspicion> suspicionsOf(const RegionLook &look, const DescriptionSource &description)
+QVector<Suspicion> suspicionsOf(const RegionLook &look)
 {
     Suspicions found;
-    addFit(found, look, description);
-    if (look.fit() == Fit::Missing || look.fit() == Fit::Unreadable) {
-        return found;
+    if (look.fit() == Fit::OtherFormat) {
+        found.append({QStringLiteral("other-format"),
+                      QStringLiteral("the region has another version of the memory format: its "
+                                     "creator was built with another version of the library")});
     }
     addName(found, look);
     addLock(found, look);
@@ -297,11 +297,20 @@ QVector<Suspicion> suspicionsOf(const RegionLook &look, const DescriptionSource 
         found.append({QStringLiteral("creator-dead"),
                       QStringLiteral("the creator, process %1, has ended without removing the "
                                      "region")
-                          .arg(*look.creator().pid)});
+                          .arg(*look.creator().pid),
+                      look.creator().pid});
     }
     addSilence(found, look);
     addUsers(found, look);
     return found;
+}
+
+QVector<Suspicion> suspicionsOf(const RegionLook &look, const DescriptionSource &description)
+{
+    Suspicions found;
+    addFit(found, look, description);
+    const bool isOpen = look.fit() != Fit::Missing && look.fit() != Fit::Unreadable;
+    return isOpen ? found + suspicionsOf(look) : found;
 }
 
 QVector<Suspicion> suspicionsOf(const Leaf &leaf, const QVector<BufferedSlot> &found,

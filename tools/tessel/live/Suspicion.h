@@ -9,9 +9,13 @@
 /// Something that a reader of a value should know before he trusts it.
 struct Suspicion
 {
-    QString name; ///< short and lasting, such as `never-written`
-    QString text; ///< a sentence without its full stop
+    QString name;                   ///< short and lasting, such as `never-written`
+    QString text;                   ///< a sentence without its full stop
+    std::optional<qint64> pid = {}; ///< of the process that it is about
 };
+
+/// What is suspicious about a region whatever its description says, the worst first.
+QVector<Suspicion> suspicionsOf(const RegionLook &look);
 
 /// What is suspicious about the region as a whole, the worst first.
 QVector<Suspicion> suspicionsOf(const RegionLook &look, const DescriptionSource &description);
