@@ -78,9 +78,9 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info",     "hold",    "get",     "set",      "apply",   "watch", "wait",  "expect",
-          "snapshot", "compare", "explain", "doctor",   "regions", "rm",    "build", "merge",
-          "config",   "layout",  "diff",    "validate", "schema",  "help"}) {
+         {"info",     "hold",    "get",     "set",    "apply",    "watch",   "wait", "expect",
+          "snapshot", "compare", "explain", "doctor", "stat",     "regions", "rm",   "build",
+          "merge",    "config",  "layout",  "diff",   "validate", "schema",  "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -116,6 +116,7 @@ void tst_ToolComplete::wordsFit_data()
     add("--ver", "--verbose --version");
     add("-v in", "info");
     add("do", "doctor");
+    add("stat --f", "--for");
     add("doctor --j", "--json");
     add("complete ", "");
     add("nothing ", "");

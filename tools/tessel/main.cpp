@@ -103,9 +103,9 @@ QVector<Command> allCommands()
     return {infoCommand(),     holdCommand(),    getCommand(),     setCommand(),
             applyCommand(),    watchCommand(),   waitCommand(),    expectCommand(),
             snapshotCommand(), compareCommand(), explainCommand(), doctorCommand(),
-            regionsCommand(),  removeCommand(),  buildCommand(),   mergeCommand(),
-            configCommand(),   layoutCommand(),  diffCommand(),    validateCommand(),
-            schemaCommand(),   helpCommand(),    completeCommand()};
+            statCommand(),     regionsCommand(), removeCommand(),  buildCommand(),
+            mergeCommand(),    configCommand(),  layoutCommand(),  diffCommand(),
+            validateCommand(), schemaCommand(),  helpCommand(),    completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

@@ -22,6 +22,7 @@ Command snapshotCommand();
 Command compareCommand();
 Command explainCommand();
 Command doctorCommand();
+Command statCommand();
 Command regionsCommand();
 Command removeCommand();
 Command buildCommand();

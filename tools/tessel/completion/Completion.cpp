@@ -24,9 +24,8 @@ QString fileEndingFor(const QString &placeholder)
         return QStringLiteral(".config.json");
     }
     if (placeholder == QLatin1String("FILE|DIR...") || placeholder == QLatin1String("VALUES")
-        || placeholder == QLatin1String("SNAPSHOT")
-
-        || placeholder == QLatin1String("OLD") || placeholder == QLatin1String("NEW")) {
+        || placeholder == QLatin1String("SNAPSHOT") || placeholder == QLatin1String("OLD")
+        || placeholder == QLatin1String("NEW")) {
         return QStringLiteral(".json");
     }
     const bool isFile = placeholder.endsWith(QLatin1String("FILE"))

@@ -60,21 +60,8 @@ SignalWait::Event SignalWait::wait()
 
 SignalWait::Event SignalWait::waitUntil(Clock::time_point deadline)
 {
-    using std::chrono::milliseconds;
-    while (true) {
-        const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-        pollfd waited{m_fd, POLLIN, 0};
-        const int count = poll(&waited, 1, static_cast<int>(std::max<qint64>(left.count(), 0)));
-        if (count > 0) {
-            return fetch();
-        }
-        if (count == 0) {
-            return Event::TimePassed;
-        }
-        if (errno != EINTR) {
-            failInternally("poll");
-        }
-    }
+    // A descriptor below zero is none.
+    return waitUntilReadable(-1, deadline);
 }
 
 SignalWait::Event SignalWait::waitUntilReadable(int descriptor)
@@ -86,6 +73,25 @@ SignalWait::Event SignalWait::waitUntilReadable(int descriptor)
         }
     }
     return waited[0].revents != 0 ? fetch() : Event::Readable;
+}
+
+SignalWait::Event SignalWait::waitUntilReadable(int descriptor, Clock::time_point deadline)
+{
+    using std::chrono::milliseconds;
+    while (true) {
+        const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+        pollfd waited[] = {{m_fd, POLLIN, 0}, {descriptor, POLLIN, 0}};
+        const int count = poll(waited, 2, static_cast<int>(std::max<qint64>(left.count(), 0)));
+        if (count > 0) {
+            return waited[0].revents != 0 ? fetch() : Event::Readable;
+        }
+        if (count == 0) {
+            return Event::TimePassed;
+        }
+        if (errno != EINTR) {
+            failInternally("poll");
+        }
+    }
 }
 
 SignalWait::Event SignalWait::fetch() const

@@ -34,6 +34,8 @@ public:
     Event waitUntil(std::chrono::steady_clock::time_point deadline);
     /// Returns when there is something to read from @p descriptor as well. Signals come first.
     Event waitUntilReadable(int descriptor);
+    /// The same, at the latest when @p deadline is reached.
+    Event waitUntilReadable(int descriptor, std::chrono::steady_clock::time_point deadline);
 
 private:
     Event fetch() const;

@@ -1,0 +1,244 @@
+#include "Access/ProcessDataSnapshot.h"
+#include "Access/ProcessDataWatcher.h"
+#include "commands/Commands.h"
+#include "commands/StatReport.h"
+#include "live/LiveRegion.h"
+#include "text/Failure.h"
+#include "text/Output.h"
+#include "text/SignalWait.h"
+#include "text/Terminal.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <csignal>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds longestTime{24 * 3600 * 1000};
+/// Often enough to see somebody who waits, and too seldom to be felt by whoever locks.
+constexpr milliseconds lookInterval{100};
+constexpr milliseconds drawInterval{500};
+
+[[noreturn]] void refuseUse(const QString &reason)
+{
+    throw Failure{ExitCode::WrongUse,
+                  QStringLiteral("stat: %1; see 'tessel stat --help'").arg(reason)};
+}
+
+milliseconds unitOf(const QString &unit)
+{
+    return unit == QLatin1String("ms")    ? milliseconds(1)
+           : unit == QLatin1String("min") ? milliseconds(std::chrono::minutes(1))
+           : unit == QLatin1String("h")   ? milliseconds(std::chrono::hours(1))
+                                          : milliseconds(std::chrono::seconds(1));
+}
+
+milliseconds timeOf(const CommandLine &line)
+{
+    const QString option = QStringLiteral("for");
+    if (!line.isSet(option)) {
+        return std::chrono::seconds(10);
+    }
+    static const QRegularExpression form(QStringLiteral("^([0-9]{1,9})(ms|s|min|h)?$"));
+    const QRegularExpressionMatch match = form.match(line.value(option));
+    const milliseconds time = match.captured(1).toLongLong() * unitOf(match.captured(2));
+    if (!match.hasMatch() || time <= milliseconds(0) || time > longestTime) {
+        refuseUse(QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to 24h, "
+                                 "not '%1'")
+                      .arg(line.value(option)));
+    }
+    return time;
+}
+
+/// Watches the sets of a region until the time is over or somebody ends it.
+class StatWatch
+{
+public:
+    StatWatch(LiveRegion &region, const QString &key, bool isDrawn)
+        : m_region(region)
+        , m_watcher(region.manager())
+        , m_seen(m_watcher.getGeneration())
+        , m_lock(key)
+        , m_report{key, SetStatistics(m_seen)}
+        , m_isDrawn(isDrawn)
+    {
+        if (m_watcher.getDescriptor() < 0) {
+            throw Failure{ExitCode::Internal, QStringLiteral("stat: cannot wait for sets")};
+        }
+    }
+
+    /// False if the region has gone meanwhile.
+    bool watch(SignalWait &signals, milliseconds time);
+    void print(bool isJson);
+
+private:
+    /// False if the region has gone.
+    bool take();
+    void read();
+    void lookAtLock();
+    void handle(SignalWait::Event event);
+    void doWhatIsDue();
+    void draw();
+
+    LiveRegion &m_region;
+    ProcessDataWatcher m_watcher;
+    quint64 m_seen;
+    RegionInspection m_lock;
+    StatReport m_report;
+    bool m_isDrawn;
+    ProcessDataSnapshot m_set;
+    TerminalPicture m_picture;
+    Clock::time_point m_begin = Clock::now();
+    Clock::time_point m_nextLook = m_begin;
+    Clock::time_point m_nextPicture = m_begin + drawInterval;
+};
+
+bool StatWatch::watch(SignalWait &signals, milliseconds time)
+{
+    const Clock::time_point end = m_begin + time;
+    bool isThere = true;
+    bool isEnded = false;
+    while (isThere && !isEnded && Clock::now() < end) {
+        doWhatIsDue();
+        const SignalWait::Event event = signals.waitUntilReadable(m_watcher.getDescriptor(),
+                                                                  std::min(end, m_nextLook));
+        isEnded = event == SignalWait::Event::End;
+        if (event == SignalWait::Event::Readable) {
+            isThere = take();
+        } else {
+            handle(event);
+        }
+    }
+    m_report.time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - m_begin);
+    return isThere;
+}
+
+bool StatWatch::take()
+{
+    const ProcessDataWatcher::Result result = m_watcher.acknowledge(m_seen);
+    if (result == ProcessDataWatcher::Result::NewSet) {
+        m_report.sets.add(m_seen, Clock::now());
+        read();
+    }
+    return result == ProcessDataWatcher::Result::NewSet
+           || result == ProcessDataWatcher::Result::TimedOut;
+}
+
+/// As a reader does, but never a third time in a row, for which a reader holds writers off.
+void StatWatch::read()
+{
+    ProcessDataManager &manager = m_region.manager();
+    bool isRepeated = false;
+    manager.lockReadBuffer();
+    m_set.take(manager);
+    ++m_report.reads;
+    if (!manager.unlockReadBuffer(isRepeated) || isRepeated) {
+        ++m_report.repeats;
+        // Nothing is so short that somebody would come in between.
+        manager.lockReadBuffer();
+        manager.unlockReadBuffer(isRepeated);
+    }
+}
+
+void StatWatch::lookAtLock()
+{
+    ++m_report.looks;
+    m_report.waits += m_lock.getLock().waiters > 0 ? 1 : 0;
+}
+
+void StatWatch::handle(SignalWait::Event event)
+{
+    if (event == SignalWait::Event::Stop && m_isDrawn) {
+        m_picture.suspend();
+    } else if (event == SignalWait::Event::Stop) {
+        ::raise(SIGSTOP);
+    } else if (event == SignalWait::Event::Resized && m_isDrawn) {
+        m_picture.startAnew();
+        draw();
+    }
+}
+
+void StatWatch::doWhatIsDue()
+{
+    const Clock::time_point now = Clock::now();
+    if (now >= m_nextLook) {
+        lookAtLock();
+        m_nextLook = now + lookInterval;
+    }
+    if (m_isDrawn && now >= m_nextPicture) {
+        draw();
+        m_nextPicture = now + drawInterval;
+    }
+}
+
+void StatWatch::draw()
+{
+    const TerminalSize size = TerminalPicture::size();
+    m_report.time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - m_begin);
+    constexpr ushort fullBlock = 0x2588;
+    QStringList lines;
+    for (const auto &line : linesOf(m_report, size.columns, QChar(fullBlock))) {
+        lines.append(printable(line).left(size.columns));
+    }
+    // The cursor stands on a line of its own below.
+    m_picture.show(lines.mid(0, std::max(size.rows - 1, 1)));
+}
+
+void StatWatch::print(bool isJson)
+{
+    constexpr int columns = 72;
+    if (isJson) {
+        writeOutput(jsonOf(m_report) + QLatin1Char('\n'));
+    } else if (m_isDrawn) {
+        draw();
+    } else {
+        for (const auto &line : linesOf(m_report, columns, QLatin1Char('#'))) {
+            writeOutput(printable(line) + QLatin1Char('\n'));
+        }
+    }
+}
+
+ExitCode run(const CommandLine &line)
+{
+    const milliseconds time = timeOf(line);
+    const bool isJson = line.isSet(QStringLiteral("json"));
+    const DescriptionSource description(line.positional(0));
+    description.requireMemory();
+    if (!description.isDoubleBuffered()) {
+        refuseUse(QStringLiteral("'%1' describes a single buffer, which counts no sets")
+                      .arg(description.path()));
+    }
+    SignalWait signals(SignalWait::Signals::EndingAndTerminal);
+    LiveRegion region(description, LiveRegion::Opening::Attach);
+    StatWatch watch(region, description.key(), !isJson && isOutputTerminal());
+    const bool isThere = watch.watch(signals, time);
+    watch.print(isJson);
+    if (!isThere) {
+        region.requireCurrent();
+    }
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command statCommand()
+{
+    CommandSyntax syntax;
+    syntax.name = QStringLiteral("stat");
+    syntax.summary = QStringLiteral("Measure how regularly sets are published.");
+    syntax.positionals = {fileArgument()};
+    syntax.leastPositionals = 1;
+    syntax.mostPositionals = 1;
+    syntax.options = {{QStringLiteral("for"),
+                       QStringLiteral("How long: 500ms, 10s, 5min, 1h (10s)."),
+                       QStringLiteral("TIME")},
+                      {QStringLiteral("json"), QStringLiteral("Print a JSON object.")}};
+    syntax.examples = QStringLiteral(
+        "  tessel stat host.process.json                     ten seconds; Ctrl-C ends it early\n"
+        "  tessel stat --for 500ms --json host.process.json  for programs\n");
+    return {syntax, run};
+}
