@@ -3,6 +3,7 @@
 #include <QSocketNotifier>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -11,9 +12,10 @@ constexpr qint64 regionLookInterval = 1000;
 
 bool isRegionGone(ProcessDataWatcher &watcher)
 {
-    // Leaves the descriptor as it is, so that the publisher still has nobody to wake.
-    quint64 newest = watcher.getGeneration();
-    return watcher.wait(newest, std::chrono::milliseconds::zero())
+    // Leaves the descriptor as it is, so that the publisher still has nobody to wake. No set comes behind
+    // the last generation that there can be, so that none is told instead, however fast they come.
+    quint64 seen = std::numeric_limits<quint64>::max();
+    return watcher.wait(seen, std::chrono::milliseconds::zero())
            == ProcessDataWatcher::Result::RegionGone;
 }
 

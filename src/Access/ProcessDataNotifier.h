@@ -27,9 +27,9 @@ public:
 
     /// See setLeastInterval().
     int getLeastInterval() const { return m_leastInterval; }
-    /// Milliseconds from one published() to the next at least; of the sets in between only the newest
-    /// is told. The publisher is not woken meanwhile. 0, the default: as often as the loop comes to
-    /// it; a negative number counts as 0. From the next signal on.
+    /// Milliseconds from one published() to the next at least, but for the last one before regionGone();
+    /// of the sets in between only the newest is told. The publisher is not woken meanwhile. 0, the
+    /// default: as often as the loop comes to it; a negative number counts as 0. From the next signal on.
     void setLeastInterval(int milliseconds);
 
 Q_SIGNALS:
@@ -37,8 +37,8 @@ Q_SIGNALS:
     /// is how often the region was swapped so far.
     void published(quint64 generation);
     /// The name of the memory was removed or leads to a later region: nothing more is told. Found out
-    /// within a second or two, whatever the least interval: a set that is held back then comes before
-    /// it.
+    /// within a second or two, whatever the least interval and though somebody may go on publishing:
+    /// a set that is held back then comes before it.
     void regionGone();
 
 private:

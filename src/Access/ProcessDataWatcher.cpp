@@ -147,11 +147,16 @@ std::optional<ProcessDataWatcher::Result> ProcessDataWatcher::Private::look(quin
     if (m_isStopped) {
         return Result::Stopped;
     }
-    if (generation() != seen) {
-        seen = generation();
-        return Result::NewSet;
+    // Before the generation: where each call finds a new set, nobody would ever look at the name.
+    if (m_place->isRegionGone() && m_place->isOverAt(seen)) {
+        return Result::RegionGone;
     }
-    return m_place->isRegionGone() ? std::make_optional(Result::RegionGone) : std::nullopt;
+    const quint64 newest = generation();
+    if (newest == seen) {
+        return std::nullopt;
+    }
+    seen = newest;
+    return Result::NewSet;
 }
 
 ProcessDataWatcher::Result ProcessDataWatcher::Private::wait(quint64 &seen,
@@ -297,18 +302,20 @@ ProcessDataWatcher::Result ProcessDataWatcher::Private::acknowledge(quint64 &see
     if (m_isStopped) {
         return Result::Stopped;
     }
-    const bool isGone = m_place->wasRegionGone();
-    if (!isGone) {
+    if (!m_place->isRegionGone()) {
         drain();
     }
     m_told = generation();
     m_isArmed = true;
     callTeller();
-    if (m_told != seen) {
-        seen = m_told;
-        return Result::NewSet;
+    if (m_place->isOverAt(seen)) {
+        return Result::RegionGone;
     }
-    return isGone ? Result::RegionGone : Result::TimedOut;
+    if (m_told == seen) {
+        return Result::TimedOut;
+    }
+    seen = m_told;
+    return Result::NewSet;
 }
 
 /// To wait for what comes behind m_told.

@@ -41,7 +41,9 @@ public:
     /// How often the region was swapped so far.
     quint64 getGeneration() const;
     /// Sleeps until the generation is another than @p seen, which is then set to it. A negative
-    /// @p bound waits without one. Checks once a second whether the region is still there.
+    /// @p bound waits without one. Checks once a second whether the region is still there, also while
+    /// each call finds a new set. Once it is gone, whoever has not seen the set that was the newest
+    /// when that was found out is told of one first; of what is published into it later nobody is.
     ProcessDataWatcher::Result wait(quint64 &seen, std::chrono::milliseconds bound);
     /// Ends all waits, from now on at once as well.
     void stop();

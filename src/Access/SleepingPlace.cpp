@@ -74,15 +74,23 @@ void SleepingPlace::leaveKernel()
 
 bool SleepingPlace::isRegionGone()
 {
-    const auto now = Clock::now();
-    if (!m_isRegionGone && now >= m_nextLook) {
-        if (!isNameKnown()) {
-            m_name = MappedName(m_words);
-        }
-        m_isRegionGone = !m_name.isCurrent();
-        m_nextLook = now + SetWaiting::sm_slice;
+    if (m_isRegionGone) {
+        return true;
     }
-    return m_isRegionGone;
+    const auto now = Clock::now();
+    if (now < m_nextLook) {
+        return false;
+    }
+    m_nextLook = now + SetWaiting::sm_slice;
+    if (!isNameKnown()) {
+        m_name = MappedName(m_words);
+    }
+    if (m_name.isCurrent()) {
+        return false;
+    }
+    m_isRegionGone = true;
+    m_lastGeneration = m_words->swapCount.load(std::memory_order_acquire);
+    return true;
 }
 
 /// A place that was found by the address alone is that of one mapping, which its watchers keep: what is

@@ -36,10 +36,12 @@ public:
     bool isInKernel(const void *watcher) const { return m_sleeper == watcher; }
 
     /// Whether the name of the memory was removed or leads elsewhere. Looks once a second, and as long as
-    /// the name could not be found out, for want of a descriptor, for that first.
+    /// the name could not be found out, for want of a descriptor, for that first. In between it costs
+    /// a look at the clock.
     bool isRegionGone();
-    /// What was found out last.
-    bool wasRegionGone() const { return m_isRegionGone; }
+    /// Whether that was found out, and whoever has seen generation @p seen has seen all that was published
+    /// until then. A publisher who knows of no end may go on, and nobody is to follow him.
+    bool isOverAt(quint64 seen) const { return m_isRegionGone && seen >= m_lastGeneration; }
 
 private:
     Q_DISABLE_COPY(SleepingPlace)
@@ -52,5 +54,6 @@ private:
     MappedName m_name;
     const void *m_sleeper = nullptr; ///< whose thread sleeps in the kernel for all
     bool m_isRegionGone = false;
+    quint64 m_lastGeneration = 0;                ///< when it was found gone
     Clock::time_point m_nextLook = Clock::now(); ///< at the name
 };

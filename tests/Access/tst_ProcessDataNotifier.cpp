@@ -35,6 +35,8 @@ private Q_SLOTS:
     void goneRegionIsToldOnce();
     void goneRegionIsToldWithinTheInterval_data();
     void goneRegionIsToldWithinTheInterval();
+    void goneRegionIsToldBesideNewSets_data();
+    void goneRegionIsToldBesideNewSets();
     void singleBufferIsSilent();
     void mayBeDeletedByItsSignal();
 };
@@ -187,6 +189,46 @@ void tst_ProcessDataNotifier::goneRegionIsToldWithinTheInterval()
 
     QVERIFY(!notifier.isActive());
     QCOMPARE(lastGeneration(published), ProcessDataWatcher(region.manager()).getGeneration());
+}
+
+void tst_ProcessDataNotifier::goneRegionIsToldBesideNewSets_data()
+{
+    QTest::addColumn<int>("interval");
+
+    QTest::newRow("as often as the loop comes") << 0;
+    QTest::newRow("sets are held back") << 10 * longWait;
+}
+
+void tst_ProcessDataNotifier::goneRegionIsToldBesideNewSets()
+{
+    QFETCH(int, interval);
+    WatchedRegion region;
+    ProcessDataNotifier notifier(region.manager());
+    notifier.setLeastInterval(interval);
+    QSignalSpy published(&notifier, &ProcessDataNotifier::published);
+    QSignalSpy gone(&notifier, &ProcessDataNotifier::regionGone);
+    QVERIFY(published.wait(longWait));
+    QVERIFY(region.description.segment.remove());
+    bool isPublishing = true;
+    const auto publishAndTell = [&] {
+        isPublishing = isPublishing && region.publish();
+        QCoreApplication::processEvents();
+    };
+
+    QVERIFY(waitFor([&] {
+        publishAndTell();
+        return !gone.isEmpty();
+    }));
+    const int told = published.size();
+    publishAndTell();
+
+    QVERIFY(isPublishing);
+    QVERIFY(!notifier.isActive());
+    QCOMPARE(gone.size(), 1);
+    QCOMPARE(published.size(), told);
+    if (interval > 0) {
+        QCOMPARE(told, 2); // the first one, and the one that was held back
+    }
 }
 
 void tst_ProcessDataNotifier::singleBufferIsSilent()

@@ -49,6 +49,7 @@ private Q_SLOTS:
     void setsOfAProcessThatDoesNotKeepTheLockMakeTheCallsOfTheLock();
     void waiterCostsOneWakeAndNoOperation();
     void idleWaiterMakesTwoCallsASecond();
+    void readerBesideNewSetsMakesOneCallASecond();
 };
 
 void tst_WaitingCosts::setsThatNobodyWaitsForMakeNoCall()
@@ -119,6 +120,29 @@ void tst_WaitingCosts::idleWaiterMakesTwoCallsASecond()
     QVERIFY(futexCalls() - futexes > 0);
     QVERIFY(futexCalls() - futexes <= 3);
     // At the beginning and after each whole second.
+    QVERIFY(statusCalls - looks > 0);
+    QVERIFY(statusCalls - looks <= 1 + taken / 1s);
+}
+
+void tst_WaitingCosts::readerBesideNewSetsMakesOneCallASecond()
+{
+    constexpr int sets = 1000;
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+    const int futexes = futexCalls();
+    const int looks = statusCalls;
+    const auto begin = std::chrono::steady_clock::now();
+
+    for (int i = 0; i < sets; ++i) {
+        QVERIFY(region.publish(i));
+        QCOMPARE(watcher.wait(seen, endless), Result::NewSet);
+        QVERIFY(region.publish(i));
+        QCOMPARE(watcher.acknowledge(seen), Result::NewSet);
+    }
+
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    QCOMPARE(futexCalls(), futexes);
     QVERIFY(statusCalls - looks > 0);
     QVERIFY(statusCalls - looks <= 1 + taken / 1s);
 }

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+#include <poll.h>
+
 using namespace std::chrono_literals;
 using Result = ProcessDataWatcher::Result;
 
@@ -13,6 +15,8 @@ namespace {
 
 /// Long enough for two looks at the name, with a second between them.
 constexpr std::chrono::milliseconds severalLooks = 20s;
+
+constexpr int longWait = 60000; // milliseconds
 
 /// So that this process can open nothing.
 std::optional<ResourceLimit> withoutDescriptors()
@@ -34,6 +38,10 @@ private Q_SLOTS:
     void nameThatWentMeanwhileIsGone();
     void nameThatWasReplacedMeanwhileIsGone();
     void regionWhoseNameIsNotKnownIsNotGone();
+    void goneRegionIsToldBesideNewSets();
+    void goneRegionIsToldByTheDescriptorBesideNewSets();
+    void setsOfAGoneRegionAreNotTold();
+    void whoIsBehindHearsOfTheLastSetOnce();
 };
 
 void tst_WatcherRecovery::managerThatEndsInsideItsLockWakes()
@@ -114,6 +122,89 @@ void tst_WatcherRecovery::regionWhoseNameIsNotKnownIsNotGone()
     QVERIFY(hasSlept);
     QVERIFY(isPublished);
     QCOMPARE(waiting.result, Result::NewSet);
+}
+
+/// As for a reader that is slower than a publisher who does not know of the end either.
+void tst_WatcherRecovery::goneRegionIsToldBesideNewSets()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+    const auto publishAndWait = [&] {
+        return region.publish() ? watcher.wait(seen, longBound) : Result::Stopped;
+    };
+    QCOMPARE(publishAndWait(), Result::NewSet);
+    Result result = Result::NewSet;
+
+    QVERIFY(region.description.segment.remove());
+
+    QVERIFY(waitFor([&] {
+        result = publishAndWait();
+        return result != Result::NewSet;
+    }));
+    QCOMPARE(result, Result::RegionGone);
+}
+
+void tst_WatcherRecovery::goneRegionIsToldByTheDescriptorBesideNewSets()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptor = watcher.getDescriptor();
+    quint64 seen = 0;
+    const auto publishAndAcknowledge = [&] {
+        pollfd request{descriptor, POLLIN, 0};
+        const bool isReadable = region.publish() && poll(&request, 1, longWait) == 1;
+        return isReadable ? watcher.acknowledge(seen) : Result::Stopped;
+    };
+    QCOMPARE(publishAndAcknowledge(), Result::NewSet);
+    Result result = Result::NewSet;
+
+    QVERIFY(region.description.segment.remove());
+
+    QVERIFY(waitFor([&] {
+        result = publishAndAcknowledge();
+        return result != Result::NewSet && result != Result::TimedOut;
+    }));
+    QCOMPARE(result, Result::RegionGone);
+    QCOMPARE(publishAndAcknowledge(), Result::RegionGone);
+}
+
+void tst_WatcherRecovery::setsOfAGoneRegionAreNotTold()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 seen = watcher.getGeneration();
+    QVERIFY(region.description.segment.remove());
+    QCOMPARE(watcher.wait(seen, severalLooks), Result::RegionGone);
+    const quint64 last = seen;
+
+    QVERIFY(region.publish());
+
+    QCOMPARE(watcher.wait(seen, endless), Result::RegionGone);
+    QCOMPARE(watcher.acknowledge(seen), Result::RegionGone);
+    QCOMPARE(seen, last);
+    QCOMPARE(watcher.getGeneration(), last + 1); // and it can be read
+}
+
+void tst_WatcherRecovery::whoIsBehindHearsOfTheLastSetOnce()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 behind = watcher.getGeneration();
+    quint64 alsoBehind = behind;
+    QVERIFY(region.publish());
+    quint64 seen = watcher.getGeneration();
+    QVERIFY(region.description.segment.remove());
+    QCOMPARE(watcher.wait(seen, severalLooks), Result::RegionGone);
+
+    QCOMPARE(watcher.wait(behind, endless), Result::NewSet);
+    QCOMPARE(watcher.acknowledge(alsoBehind), Result::NewSet);
+
+    QCOMPARE(behind, seen);
+    QCOMPARE(alsoBehind, seen);
+    QVERIFY(region.publish());
+    QCOMPARE(watcher.wait(behind, endless), Result::RegionGone);
+    QCOMPARE(watcher.acknowledge(alsoBehind), Result::RegionGone);
 }
 
 QTEST_GUILESS_MAIN(tst_WatcherRecovery)
