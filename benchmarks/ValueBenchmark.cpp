@@ -2,6 +2,7 @@
 // the library. The peers of the single accesses stand in peers/ and run in this program as well.
 
 #include "Access/ProcessBulkReader.h"
+#include "Access/ProcessDataSnapshot.h"
 #include "Access/ProcessDoubleHandle.h"
 #include "InTurn.h"
 #include "LiveDoubles.h"
@@ -10,6 +11,7 @@
 #include "SequenceLock.h"
 #include "support/SharedRegion.h"
 
+#include <cstring>
 #include <numeric>
 #include <vector>
 
@@ -23,6 +25,7 @@ namespace {
 using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 
 constexpr int bulkCount = 1000;
+constexpr int snapshotCount = 10000;
 
 LiveDoubles makeLive(int count)
 {
@@ -300,6 +303,41 @@ void bulkWriteBetweenSwaps(benchmark::State &state)
     });
 }
 
+// A whole set as its bytes.
+
+void takeSnapshot(benchmark::State &state)
+{
+    LiveDoubles doubles = makeLive(snapshotCount);
+    if (!skipUnlessLive(state, doubles)) {
+        return;
+    }
+    ProcessDataSnapshot snapshot;
+    for (auto _ : state) {
+        snapshot.take(doubles.manager());
+        benchmark::DoNotOptimize(snapshot.getBytes());
+        benchmark::ClobberMemory();
+    }
+}
+
+void copyBuffer(benchmark::State &state)
+{
+    LiveDoubles doubles = makeLive(snapshotCount);
+    if (!skipUnlessLive(state, doubles)) {
+        return;
+    }
+    doubles.manager().lockReadBuffer();
+    const unsigned char *buffer = doubles.manager().getPointerReadBuffer();
+    std::vector<unsigned char> bytes(doubles.manager().getSizeBuffer());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(buffer);
+        std::memcpy(bytes.data(), buffer, bytes.size());
+        benchmark::DoNotOptimize(bytes.data());
+        benchmark::ClobberMemory();
+    }
+    bool repeat = false;
+    doubles.manager().unlockReadBuffer(repeat);
+}
+
 } // namespace
 
 BENCHMARK(getValueLocked)->Name("value/getValueLocked/tessel");
@@ -316,6 +354,8 @@ BENCHMARK(bulkReadPlain)->Name("access/bulk/tessel");
 BENCHMARK(plainLoopIntoArrays)->Name("access/bulk/floor");
 BENCHMARK(bulkWrite)->Name("value/bulkWrite1000/tessel");
 BENCHMARK(plainWriteLoop)->Name("value/bulkWrite1000/floor");
+BENCHMARK(takeSnapshot)->Name("snapshot/take/tessel");
+BENCHMARK(copyBuffer)->Name("snapshot/take/floor");
 // An iteration holds a hundred samples, so that few are enough.
 BENCHMARK(swapAfterBulk)->Name("value/swapAfterBulk1000/tessel")->UseManualTime()->Iterations(20);
 BENCHMARK(bulkWriteBetweenSwaps)

@@ -31,19 +31,30 @@ bool isSameText(const ProcessValue &left, const ProcessValue &right)
     return left.getErrorType() == right.getErrorType() && left.getValue() == right.getValue();
 }
 
+/// Every byte is about to be written: what a former copy has filled is not filled anew.
+void fit(std::vector<unsigned char> &bytes, std::size_t size)
+{
+    if (bytes.size() != size) {
+        bytes.clear();
+        bytes.resize(size);
+    }
+}
+
 } // namespace
 
 bool ProcessDataSnapshot::take(ProcessDataManager &manager)
 {
-    m_bytes.clear();
     m_generation = 0;
     m_handler = nullptr;
     if (!manager.isBufferValid()) {
+        m_bytes.clear();
         qWarning() << "No process data memory to read from.";
         return false;
     }
+    // Before the lock: the longer a set is read, the more often a writer spoils it.
+    fit(m_bytes, manager.getSizeBuffer());
     const bool isConsistent = ConsistentReading::repeatUntilReliable(manager, [&] {
-        m_bytes.resize(manager.getSizeBuffer());
+        fit(m_bytes, manager.getSizeBuffer());
         copyShared(m_bytes.data(), manager.getPointerReadBuffer(), m_bytes.size());
         m_generation = lockedGeneration(manager);
     });

@@ -94,6 +94,7 @@ private Q_SLOTS:
     void whatLiesBehindATextIsNoDifference();
     void stateAloneIsADifference();
     void withoutMemoryNothingIsTaken();
+    void bytesOfEachMemoryAreAllItsOwn();
     void leafOfAnotherMemoryIsRefused();
     void setsAreWholeBesideAWriter();
 };
@@ -307,6 +308,28 @@ void tst_ProcessDataSnapshot::withoutMemoryNothingIsTaken()
     COMPARE_LOG(log, warning(QStringLiteral("No process data memory to read from.")));
     QVERIFY(snapshot.isEmpty());
     QCOMPARE(snapshot.getGeneration(), quint64{0});
+}
+
+void tst_ProcessDataSnapshot::bytesOfEachMemoryAreAllItsOwn()
+{
+    const ProcessDescription small(8, true);
+    const ProcessDescription large(4096, true);
+    LiveRegion smallRegion(small);
+    LiveRegion largeRegion(large);
+    QRandomGenerator random(7);
+    ProcessDataSnapshot snapshot;
+
+    for (LiveRegion *region : {&smallRegion, &largeRegion, &smallRegion, &largeRegion}) {
+        region->publishBytes(random);
+        QVERIFY(snapshot.take(region->manager));
+
+        ProcessDataReadGuard guard(region->manager);
+        QCOMPARE(snapshot.getSize(), region->manager.getSizeBuffer());
+        QVERIFY(std::memcmp(snapshot.getBytes(), region->manager.getPointerReadBuffer(),
+                            snapshot.getSize())
+                == 0);
+        QVERIFY(guard.unlock());
+    }
 }
 
 void tst_ProcessDataSnapshot::leafOfAnotherMemoryIsRefused()
