@@ -113,15 +113,14 @@ std::optional<qint64> RegionInspection::Private::offsetOf(Buffer buffer) const
     return buffer == Buffer::First ? first : first + description->bufferSize;
 }
 
-std::vector<quint64> RegionInspection::Private::otherLayouts() const
+std::optional<std::vector<quint64>> RegionInspection::Private::otherLayouts() const
 {
     Block block{};
-    std::vector<quint64> words;
-    if (readBlock(block)) {
-        std::copy_if(std::cbegin(block.otherLayouts), std::cend(block.otherLayouts),
-                     std::back_inserter(words), [](quint64 word) { return word != 0; });
+    // Without a fingerprint there was nothing to compare with.
+    if (!readBlock(block) || block.fingerprint == 0) {
+        return {};
     }
-    return words;
+    return std::vector<quint64>(std::cbegin(block.otherLayouts), std::cend(block.otherLayouts));
 }
 
 std::optional<LayoutLeaf> RegionInspection::Private::findLeaf(const QString &url) const

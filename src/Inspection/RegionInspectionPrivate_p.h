@@ -40,8 +40,9 @@ public:
     bool hasSizeOfDescription() const;
     /// Where a buffer of the description begins; none if the region has no such buffer.
     std::optional<qint64> offsetOf(Buffer buffer) const;
-    /// The words of the processes that have attached with another layout.
-    std::vector<quint64> otherLayouts() const;
+    /// The words of the processes that have attached with another layout, 0 in a free place; none where
+    /// nobody could have noted himself.
+    std::optional<std::vector<quint64>> otherLayouts() const;
     static CreatorSearch::Creator creatorIn(const Block &block);
     std::optional<LayoutLeaf> findLeaf(const QString &url) const;
     /// The bytes of a slot, if they lie inside a buffer of the description.

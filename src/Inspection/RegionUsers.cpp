@@ -18,6 +18,7 @@ struct User
     pid_t pid;
     pid_t ownPid; ///< in its own namespace
     ProcessStart start;
+    bool hasOwnTime; ///< Otherwise it may itself tell another start.
     QString program;
     std::vector<ProcessMappings::Mapping> mappings;
 };
@@ -37,14 +38,34 @@ QString programIn(const QString &folder)
                                           : QString();
 }
 
-/// By the words that such processes leave in the block.
-bool isAmong(const std::vector<quint64> &words, const User &user)
+/// Whether a process has left a word of itself in a block; unknown if it may have.
+std::optional<bool> isNoted(quint64 word, const User &user)
 {
-    return std::any_of(words.cbegin(), words.cend(), [&](quint64 word) {
-        const pid_t noted = ProcessStart::pidOf(word);
-        return ProcessStart::wordOf(noted, user.start) == word
-               && (noted == user.pid || noted == user.ownPid);
-    });
+    const pid_t noted = ProcessStart::pidOf(word);
+    if (word == 0 || (user.ownPid != 0 && user.ownPid != noted)) {
+        return false;
+    }
+    const bool hasStarts = user.start.ticks != 0 && word != ProcessStart::wordOf(noted, {});
+    if (!hasStarts || word != ProcessStart::wordOf(noted, user.start)) {
+        // In another time it has noted another start than the one that is told here.
+        return hasStarts && user.hasOwnTime ? std::optional<bool>(false) : std::nullopt;
+    }
+    return user.ownPid != 0 ? std::optional<bool>(true) : std::nullopt;
+}
+
+/// By the words that such processes leave in the block.
+std::optional<bool> isAmong(const std::vector<quint64> &words, const User &user)
+{
+    // Where all places are taken others have found none.
+    bool isOpen = std::find(words.cbegin(), words.cend(), 0U) == words.cend();
+    for (const quint64 word : words) {
+        const std::optional<bool> isThis = isNoted(word, user);
+        if (isThis == true) {
+            return true;
+        }
+        isOpen = isOpen || !isThis;
+    }
+    return isOpen ? std::nullopt : std::optional<bool>(false);
 }
 
 } // namespace
@@ -69,8 +90,12 @@ void RegionUsers::Private::look(pid_t process)
     if (found->mappings.empty()) {
         return;
     }
-    const User user{process, ProcessStart::ownPid(process), start,
-                    programIn(QString::fromLatin1(found->folder)), found->mappings};
+    const User user{process,
+                    ProcessStart::ownPid(process),
+                    start,
+                    ProcessStart::hasOwnTime(process),
+                    programIn(QString::fromLatin1(found->folder)),
+                    found->mappings};
     // Otherwise it has ended, and part of this is of the next one with its id: that one was not looked at.
     if (ProcessStart::of(process).ticks == start.ticks) {
         users.push_back(user);
@@ -99,7 +124,7 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
     FileIdentity current{};
     const bool isThere = RegionFile::find(name, current);
     const QByteArray path = RegionFile::pathInTable(name);
-    const std::vector<quint64> otherLayouts = region.m_private->otherLayouts();
+    const std::optional<std::vector<quint64>> otherLayouts = region.m_private->otherLayouts();
     QVector<RegionUser> users;
     for (const auto &user : m_private->users) {
         for (const auto &mapping : user.mappings) {
@@ -107,8 +132,9 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
             const bool isInspected = region.isReadable() && mapping.memory == inspected;
             // The same path on another device would be the name of another container.
             if (isCurrent || isInspected || mapping.path == path) {
-                users.append({user.pid, user.program, !isCurrent,
-                              isInspected && isAmong(otherLayouts, user)});
+                users.append(
+                    {user.pid, user.program, !isCurrent,
+                     isInspected && otherLayouts ? isAmong(*otherLayouts, user) : std::nullopt});
             }
         }
     }

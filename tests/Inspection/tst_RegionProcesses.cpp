@@ -340,10 +340,10 @@ void tst_RegionProcesses::processWithAnotherLayoutIsMarked()
     const QVector<RegionUser> users = usersBeside(description.inspect(), getpid());
 
     QCOMPARE(users.size(), 1);
-    QVERIFY(users[0].hasOtherLayout);
+    QVERIFY(users[0].hasOtherLayout == true);
     const QVector<RegionUser> own = usersBeside(description.inspect(), users[0].pid);
     QCOMPARE(own.size(), 1);
-    QVERIFY(!own[0].hasOtherLayout);
+    QVERIFY(own[0].hasOtherLayout == false);
 }
 
 void tst_RegionProcesses::processOfAnotherNamespaceIsMarked()
@@ -362,6 +362,7 @@ void tst_RegionProcesses::processOfAnotherNamespaceIsMarked()
 
     // The one in between has inherited the memory.
     QCOMPARE(users.size(), 2);
+    QVERIFY(users[0].hasOtherLayout.has_value() && users[1].hasOtherLayout.has_value());
     QVERIFY(users[0].hasOtherLayout != users[1].hasOtherLayout);
     child.tell();
     QCOMPARE(child.waitForExit(), 0);
@@ -385,7 +386,7 @@ void tst_RegionProcesses::processesOfSeveralNamespacesAreMarked()
     const QVector<RegionUser> users = description.inspect().getUsers();
 
     QCOMPARE(std::count_if(users.cbegin(), users.cend(),
-                           [](const RegionUser &user) { return user.hasOtherLayout; }),
+                           [](const RegionUser &user) { return user.hasOtherLayout == true; }),
              std::ptrdiff_t{2});
     child.tell();
     QCOMPARE(child.waitForExit(), 0);

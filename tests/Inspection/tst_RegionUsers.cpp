@@ -73,6 +73,7 @@ void tst_RegionUsers::usersAreThoseOfTheLook()
     const QVector<RegionUser> users = look.getUsersOf(description.inspect());
 
     QCOMPARE(users.size(), 2);
+    QVERIFY(users[0].hasOtherLayout.has_value() && users[1].hasOtherLayout.has_value());
     QVERIFY(users[0].hasOtherLayout != users[1].hasOtherLayout);
     const QString program = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
     QCOMPARE(users[0].program, program);

@@ -1,4 +1,5 @@
 #include "ExplainedBoiler.h"
+#include "Inspection/RegionUsers.h"
 #include "support/LogCapture.h"
 
 #include <QFile>
@@ -95,6 +96,8 @@ void tst_ToolExplain::jsonHasTheWholeChain()
              QStringLiteral("2026-01-05T09:12:44.031Z").size());
     const QJsonArray attached = object.take(QStringLiteral("attached")).toArray();
     QCOMPARE(attached.first().toObject().value(QStringLiteral("pid")).toInt(), ::getpid());
+    QCOMPARE(object.take(QStringLiteral("attachedComplete")),
+             QJsonValue(RegionUsers().isComplete()));
     QCOMPARE(object.take(QStringLiteral("suspicions")).toArray().size(), 1);
     const QJsonObject read{{QStringLiteral("buffer"), QStringLiteral("first")},
                            {QStringLiteral("isRead"), true},

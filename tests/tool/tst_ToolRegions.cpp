@@ -1,5 +1,6 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "HeldRegion.h"
+#include "Inspection/RegionUsers.h"
 #include "ProcessData/Linux/SharedMemory.h"
 #include "ToolProcess.h"
 #include "support/ChildProcess.h"
@@ -62,11 +63,10 @@ QJsonArray allRegions()
     return regions;
 }
 
-/// What the tool says of the region; empty if it does not name it just once.
-QJsonObject regionOf(const QString &key)
+/// What is said of the region; empty if it is not named just once.
+QJsonObject objectIn(const QJsonArray &regions, const QString &key)
 {
     QJsonObject found;
-    const QJsonArray regions = allRegions();
     for (const auto &region : regions) {
         if (region.toObject().value(QStringLiteral("key")) == key) {
             if (!found.isEmpty()) {
@@ -76,6 +76,12 @@ QJsonObject regionOf(const QString &key)
         }
     }
     return found;
+}
+
+/// What the tool says of it.
+QJsonObject regionOf(const QString &key)
+{
+    return objectIn(allRegions(), key);
 }
 
 /// What it says of one process there.
@@ -90,7 +96,8 @@ QJsonObject userOf(const QString &key, qint64 pid)
     return {};
 }
 
-QJsonObject expectedUser(qint64 pid, const char *program, bool isReplaced, bool hasOtherLayout)
+QJsonObject expectedUser(qint64 pid, const char *program, bool isReplaced,
+                         const QJsonValue &hasOtherLayout)
 {
     return {{QStringLiteral("pid"), pid},
             {QStringLiteral("program"), QString::fromLatin1(program)},
@@ -125,6 +132,8 @@ private Q_SLOTS:
     void creatorThatNoProcessCanBeIsUnknown();
     void readerOfAReplacedRegionIsNamed();
     void processWithAnotherLayoutIsNamed();
+    void processBesideAFullListOfLayoutsIsUnknown();
+    void incompleteListOfProcessesSaysSo();
     void lastSetHasItsAge_data();
     void lastSetHasItsAge();
     void setsAreCountedForASecond();
@@ -154,7 +163,8 @@ void tst_ToolRegions::jsonHasAnObjectARegion()
                           {QStringLiteral("creatorPid"), qint64{getpid()}},
                           {QStringLiteral("creatorAlive"), true},
                           {QStringLiteral("attached"),
-                           QJsonArray{expectedUser(getpid(), "tst_ToolRegions", false, false)}}}));
+                           QJsonArray{expectedUser(getpid(), "tst_ToolRegions", false, false)}},
+                          {QStringLiteral("attachedComplete"), RegionUsers().isComplete()}}));
 }
 
 void tst_ToolRegions::singleBufferIsUnknownInMuch()
@@ -171,7 +181,9 @@ void tst_ToolRegions::singleBufferIsUnknownInMuch()
     for (const char *name : {"swapCount", "lastSwap", "creatorPid", "creatorAlive"}) {
         QCOMPARE(found.value(QLatin1String(name)), QJsonValue(QJsonValue::Null));
     }
-    QCOMPARE(found.value(QStringLiteral("attached")).toArray().size(), 1);
+    QCOMPARE(found.value(QStringLiteral("attached")),
+             QJsonValue(QJsonArray{
+                 expectedUser(getpid(), "tst_ToolRegions", false, QJsonValue(QJsonValue::Null))}));
     QCOMPARE(lineOf(plant.key()).mid(1, 4),
              (QStringList{QStringLiteral("8"), QStringLiteral("-"), QStringLiteral("-"),
                           QStringLiteral("-")}));
@@ -240,7 +252,8 @@ void tst_ToolRegions::readerOfAReplacedRegionIsNamed()
     ToolProcess later({QStringLiteral("hold"), file});
     QVERIFY(later.nextLine().startsWith(QStringLiteral("holding")));
 
-    QCOMPARE(userOf(plant.key(), reader.pid()), expectedUser(reader.pid(), "tessel", true, false));
+    QCOMPARE(userOf(plant.key(), reader.pid()),
+             expectedUser(reader.pid(), "tessel", true, QJsonValue(QJsonValue::Null)));
     QCOMPARE(userOf(plant.key(), later.pid()), expectedUser(later.pid(), "tessel", false, false));
     QVERIFY(lineOf(plant.key())
                 .value(5)
@@ -275,6 +288,56 @@ void tst_ToolRegions::processWithAnotherLayoutIsNamed()
         QCOMPARE(user.toObject().value(QStringLiteral("hasOtherLayout")), QJsonValue(!isOwn));
     }
     QCOMPARE(lineOf(plant.key()).value(5).count(QStringLiteral("(other layout)")), 1);
+}
+
+/// It may have found no place there.
+void tst_ToolRegions::processBesideAFullListOfLayoutsIsUnknown()
+{
+    Plant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.write());
+    SharedMemory memory;
+    memory.setKey(plant.segment().name());
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    auto &places =
+        static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->otherLayouts;
+
+    std::fill(std::begin(places), std::end(places), quint64{1});
+
+    QCOMPARE(userOf(plant.key(), getpid()),
+             expectedUser(getpid(), "tst_ToolRegions", false, QJsonValue(QJsonValue::Null)));
+    QVERIFY(lineOf(plant.key())
+                .value(5)
+                .startsWith(QStringLiteral("tst_ToolRegions %1").arg(getpid())));
+    QVERIFY(!lineOf(plant.key()).value(5).contains(QStringLiteral("(other layout)")));
+}
+
+/// As that of a look from a namespace below, or of one who is not root.
+void tst_ToolRegions::incompleteListOfProcessesSaysSo()
+{
+    Plant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.write());
+    QStringList command{QStringLiteral(TESSEL_TOOL), QStringLiteral("regions"),
+                        QStringLiteral("--json")};
+    if (RegionUsers().isComplete()) {
+        command = QStringList{QStringLiteral("unshare"), QStringLiteral("--pid"),
+                              QStringLiteral("--fork")}
+                  + command;
+    }
+    QProcess look;
+    look.start(command.takeFirst(), command);
+    QVERIFY(look.waitForFinished(60 * 1000));
+    if (look.exitCode() != 0) {
+        QSKIP("needs the right to make a namespace", );
+    }
+
+    const QJsonObject found = objectIn(
+        QJsonDocument::fromJson(look.readAllStandardOutput()).array(), plant.key());
+
+    QCOMPARE(found.value(QStringLiteral("attached")),
+             QJsonValue(QJsonArray{expectedUser(getpid(), "tst_ToolRegions", false, false)}));
+    QCOMPARE(found.value(QStringLiteral("attachedComplete")), QJsonValue(false));
 }
 
 void tst_ToolRegions::lastSetHasItsAge_data()

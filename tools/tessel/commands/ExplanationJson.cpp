@@ -128,6 +128,7 @@ Members regionMembers(const RegionLook &look, const DescriptionSource &descripti
         {QStringLiteral("lockHolder"), jsonNumber(look.lock().holder)},
         {QStringLiteral("lockWaiters"), QString::number(look.lock().waiters)},
         {QStringLiteral("attached"), jsonUsers(look.users(), look.areUsersComplete())},
+        {QStringLiteral("attachedComplete"), jsonBool(look.areUsersComplete())},
     };
 }
 

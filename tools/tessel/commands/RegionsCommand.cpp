@@ -106,6 +106,7 @@ QString jsonOf(const RegionInspection &region, const RegionUsers &users)
         {QStringLiteral("creatorPid"), jsonNumber(creator.pid)},
         {QStringLiteral("creatorAlive"), jsonFlag(creator.isAlive)},
         {QStringLiteral("attached"), jsonUsers(users.getUsersOf(region), users.isComplete())},
+        {QStringLiteral("attachedComplete"), jsonBool(users.isComplete())},
     });
 }
 

@@ -12,7 +12,7 @@ QString jsonOf(const RegionUser &user)
         {QStringLiteral("pid"), QString::number(user.pid)},
         {QStringLiteral("program"), user.program.isEmpty() ? jsonNull() : jsonString(user.program)},
         {QStringLiteral("isReplaced"), jsonBool(user.isReplaced)},
-        {QStringLiteral("hasOtherLayout"), jsonBool(user.hasOtherLayout)},
+        {QStringLiteral("hasOtherLayout"), jsonFlag(user.hasOtherLayout)},
     });
 }
 
@@ -59,7 +59,7 @@ QString usersText(const QVector<RegionUser> &users, bool isComplete)
     for (const auto &user : users) {
         QString text = QStringLiteral("%1 %2").arg(user.program).arg(user.pid);
         text += user.isReplaced ? QStringLiteral(" (replaced)") : QString();
-        text += user.hasOtherLayout ? QStringLiteral(" (other layout)") : QString();
+        text += user.hasOtherLayout == true ? QStringLiteral(" (other layout)") : QString();
         texts.append(text);
     }
     if (!isComplete) {

@@ -134,7 +134,7 @@ void addUsers(Suspicions &found, const RegionLook &look)
                               .arg(look.nameOf(user.pid)),
                           user.pid});
         }
-        if (user.hasOtherLayout) {
+        if (user.hasOtherLayout == true) {
             found.append({QStringLiteral("other-layout-attached"),
                           QStringLiteral("%1 has attached with another description: it reads and "
                                          "writes other bytes")
