@@ -80,6 +80,8 @@ private Q_SLOTS:
     void verdictOfARegion_data();
     void verdictOfARegion();
     void leavesComeAndGo();
+    void newLeafInFreeRoomIsToBeAttached();
+    void anotherFingerprintIsNeverCompatible();
     void newSlotsOnOneByteAreBreaking();
     void verdictOfAConfigurationLeaf_data();
     void verdictOfAConfigurationLeaf();
@@ -200,11 +202,11 @@ void tst_ToolDiff::verdictOfAProcessLeaf_data()
         "attach process n/a relativeOffsetMetadata [4] [8]");
     add("distance of no state", number + R"(, "relativeOffsetMetadata": 4)",
         number + R"(, "relativeOffsetMetadata": 8)",
-        "compatible process n/a relativeOffsetMetadata [4] [8]");
+        "attach process n/a relativeOffsetMetadata [4] [8]");
     add("another bit", bit, R"("type": "bit", "sizeValue": 1, "bitmask": 2)",
         "attach process n/a bitmask [1] [2]");
     add("mask of no bit", number + R"(, "bitmask": 1)", number + R"(, "bitmask": 2)",
-        "compatible process n/a bitmask [1] [2]");
+        "attach process n/a bitmask [1] [2]");
     add("longer list", list,
         R"("type": "selector", "sizeValue": 4, "selectionList": ["a", "b", "c"])",
         "compatible process n/a selectionList [[\"a\",\"b\"]] [[\"a\",\"b\",\"c\"]]");
@@ -279,8 +281,48 @@ void tst_ToolDiff::leavesComeAndGo()
 
     QCOMPARE(changesIn(result.output),
              (QStringList{QStringLiteral("breaking process n/a removed [\"double\"] [null]"),
-                          QStringLiteral("compatible process n/b added [null] [\"double\"]")}));
+                          QStringLiteral("attach process n/b added [null] [\"double\"]")}));
     QCOMPARE(result.exitCode, 1);
+}
+
+void tst_ToolDiff::newLeafInFreeRoomIsToBeAttached()
+{
+    const QByteArray both =
+        QByteArray(leafA) + R"(}, "b": {"type": "int32", "sizeValue": 4, "offsetSharedMemory": 8)";
+    const Pair files(process(leafA), process(both), "process");
+
+    const ToolResult result = diff({files.former, files.now});
+
+    QCOMPARE(result.output,
+             QStringLiteral("VERDICT  KIND     URL  WHAT   OLD  NEW      REASON\n"
+                            "attach   process  n/b  added       \"int32\"  the layout has another "
+                            "fingerprint\n"
+                            "\n"
+                            "0 breaking, 1 attach, 0 compatible\n"));
+    QCOMPARE(result.exitCode, 0);
+}
+
+/// Two leaves with one URL, of which the changes of one cannot be told.
+void tst_ToolDiff::anotherFingerprintIsNeverCompatible()
+{
+    const auto described = [](const QByteArray &hidden, const QByteArray &shown) {
+        return process(leafA).replace(R"("value": {"n")",
+                                      R"("value": {"n/a": {"type": "double", "sizeValue": 8, )"
+                                      R"("displayPosition": 1, "offsetSharedMemory": )"
+                                          + hidden + R"(}, "m/a": {"type": "double", )"
+                                          + R"("sizeValue": 8, "offsetSharedMemory": 32, )"
+                                          + R"("maxLimit": )" + shown + R"(}, "n")");
+    };
+    const Pair files(described("8", "1"), described("16", "2"), "process");
+
+    const ToolResult result = diff({QStringLiteral("--json"), files.former, files.now});
+
+    QCOMPARE(changesIn(result.output),
+             (QStringList{
+                 QStringLiteral(
+                     "attach process  fingerprint [\"58ef010d930aad45\"] [\"149ec05aff28ddbd\"]"),
+                 QStringLiteral("compatible process m/a maxLimit [1] [2]")}));
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolDiff::newSlotsOnOneByteAreBreaking()

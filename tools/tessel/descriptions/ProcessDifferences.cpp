@@ -1,6 +1,7 @@
 #include "descriptions/ProcessDifferences.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "ProcessDataManagement/LayoutFingerprint.h"
 #include "values/BufferMap.h"
 #include "values/SizeOnlyBuffer.h"
 
@@ -52,6 +53,12 @@ private:
     QMap<QString, Entry> m_leaves;
 };
 
+/// What is no other place or size, but tells a process of the former description that the layout is another.
+QString fingerprintReason()
+{
+    return QStringLiteral("the layout has another fingerprint");
+}
+
 void addBreaking(Difference &difference, const QString &what, const QVariant &former,
                  const QVariant &now, const QString &reason)
 {
@@ -64,7 +71,7 @@ void addAttach(Difference &difference, const QString &what, const QVariant &form
     difference.changes.append({what, former, now, Verdict::Attach, reason});
 }
 
-/// The slot of a leaf, of which some changes do not matter.
+/// The slot of a leaf. All of it is in the fingerprint, also what nobody looks at.
 void addSlotChange(Difference &difference, const QString &key, const QVariant &former,
                    const QVariant &now, const LeafSlot &formerSlot, const LeafSlot &slot)
 {
@@ -89,10 +96,10 @@ void addSlotChange(Difference &difference, const QString &key, const QVariant &f
             addAttach(difference, key, former, now,
                       QStringLiteral("its error state lies elsewhere"));
         } else {
-            addCompatible(difference, key, former, now);
+            addAttach(difference, key, former, now, fingerprintReason());
         }
     } else if (key == Definitions::getKeyDataPropertyBitmask() && !slot.isBit()) {
-        addCompatible(difference, key, former, now);
+        addAttach(difference, key, former, now, fingerprintReason());
     } else {
         addAttach(difference, key, former, now, moved);
     }
@@ -164,7 +171,7 @@ void addRemoved(QVector<Difference> &differences, const Leaves::Entry &former)
 void addAdded(QVector<Difference> &differences, const Leaves::Entry &leaf)
 {
     Difference difference{Difference::Kind::Process, leaf.leaf.url, {}};
-    addCompatible(difference, QStringLiteral("added"), {}, leaf.slot.type);
+    addAttach(difference, QStringLiteral("added"), {}, leaf.slot.type, fingerprintReason());
     differences.append(difference);
 }
 
@@ -197,6 +204,28 @@ Difference regionDifference(const DescriptionSource &former, const DescriptionSo
         }
     }
     return difference;
+}
+
+/// What no leaf has told, such as a change of one of two leaves with one URL.
+void addFingerprint(QVector<Difference> &differences, const DescriptionSource &former,
+                    const DescriptionSource &now)
+{
+    const quint64 formerValue = LayoutFingerprint(former.root()).getValue();
+    const quint64 value = LayoutFingerprint(now.root()).getValue();
+    const bool isTold = std::any_of(
+        differences.cbegin(), differences.cend(),
+        [](const Difference &difference) { return difference.verdict() != Verdict::Compatible; });
+    if (formerValue == value || isTold) {
+        return;
+    }
+    if (differences.isEmpty() || !differences.constFirst().url.isEmpty()) {
+        differences.prepend({Difference::Kind::Process, {}, {}});
+    }
+    const auto text = [](quint64 number) {
+        return QStringLiteral("%1").arg(number, 16, 16, QLatin1Char('0'));
+    };
+    addAttach(differences.first(), QStringLiteral("fingerprint"), text(formerValue), text(value),
+              fingerprintReason());
 }
 
 /// The keys of both, in ascending order.
@@ -249,5 +278,6 @@ QVector<Difference> processDifferences(const DescriptionSource &former,
             addAdded(differences, leaf);
         }
     }
+    addFingerprint(differences, former, now);
     return differences;
 }
