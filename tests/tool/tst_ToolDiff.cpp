@@ -85,6 +85,8 @@ private Q_SLOTS:
     void newSlotsOnOneByteAreBreaking();
     void verdictOfAConfigurationLeaf_data();
     void verdictOfAConfigurationLeaf();
+    void onlyTheLimitAtFaultIsBreaking_data();
+    void onlyTheLimitAtFaultIsBreaking();
     void stampsAreChanges();
     void cellsAreComparedOneByOne();
     void otherNumberOfRowsIsOneChange();
@@ -382,6 +384,34 @@ void tst_ToolDiff::verdictOfAConfigurationLeaf_data()
         R"("type": "array", "value": [], "arrayInformation": [[{}], [{"labelTextId": "b"}]])",
         "compatible config n/a arrayInformation [[[{}],[{\"labelTextId\":\"a\"}]]] "
         "[[[{}],[{\"labelTextId\":\"b\"}]]]");
+    const auto choices = [](const QByteArray &list) {
+        return R"("type": "array", "value": [], "arrayInformation": [[{}], [{"selectionList": )"
+               + list + "}]]";
+    };
+    const auto addChoices = [&](const char *name, const QByteArray &verdict,
+                                const QByteArray &list) {
+        add(name, choices(R"(["a","b"])"), choices(list),
+            verdict + R"( config n/a arrayInformation [[[{}],[{"selectionList":["a","b"]}]]] )"
+                + R"([[[{}],[{"selectionList":)" + list + "}]]]");
+    };
+    addChoices("longer list of a column", "compatible", R"(["a","b","c"])");
+    addChoices("other order in a column", "breaking", R"(["b","a"])");
+    addChoices("shorter list of a column", "breaking", R"(["a"])");
+    const QByteArray rows = R"("type": "array", "value": [[1],[2]], "arrayHasDynamicRows": true)";
+    add("most rows that allow the value", rows + R"(, "arrayMaxRows": 9)",
+        rows + R"(, "arrayMaxRows": 2)", "compatible config n/a arrayMaxRows [9] [2]");
+    add("most rows that refuse the value", rows + R"(, "arrayMaxRows": 9)",
+        rows + R"(, "arrayMaxRows": 1)", "breaking config n/a arrayMaxRows [9] [1]");
+    add("most rows that have refused the value", rows + R"(, "arrayMaxRows": 1)",
+        rows + R"(, "arrayMaxRows": 0)", "compatible config n/a arrayMaxRows [1] [0]");
+    add("no most rows", rows + R"(, "arrayMaxRows": 9)", rows,
+        "compatible config n/a arrayMaxRows [9] [null]");
+    add("least rows that allow the value", rows, rows + R"(, "arrayMinRows": 2)",
+        "compatible config n/a arrayMinRows [null] [2]");
+    add("least rows that refuse the value", rows, rows + R"(, "arrayMinRows": 3)",
+        "breaking config n/a arrayMinRows [null] [3]");
+    add("least rows of what is no table", number, number + R"(, "arrayMinRows": 3)",
+        "compatible config n/a arrayMinRows [null] [3]");
     add("type", number, R"("type": "int32", "value": 5)",
         "breaking config n/a type [\"int64\"] [\"int32\"]");
 }
@@ -398,6 +428,41 @@ void tst_ToolDiff::verdictOfAConfigurationLeaf()
     QCOMPARE(changesIn(result.output), QStringList(changes));
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, changes.contains(QLatin1String("breaking")) ? 1 : 0);
+}
+
+void tst_ToolDiff::onlyTheLimitAtFaultIsBreaking_data()
+{
+    QTest::addColumn<QByteArray>("former");
+    QTest::addColumn<QByteArray>("now");
+    QTest::addColumn<QStringList>("changes");
+    const QByteArray number = R"("type": "int64", "value": 0, )";
+    const QByteArray rows = R"("type": "array", "value": [[1], [2]], )";
+
+    QTest::newRow("least") << number + R"("minLimit": -5, "maxLimit": 10)"
+                           << number + R"("minLimit": 1, "maxLimit": 20)"
+                           << QStringList{"compatible config n/a maxLimit [10] [20]",
+                                          "breaking config n/a minLimit [-5] [1]"};
+    QTest::newRow("most") << number + R"("minLimit": -5, "maxLimit": 10)"
+                          << number + R"("minLimit": -9, "maxLimit": -1)"
+                          << QStringList{"breaking config n/a maxLimit [10] [-1]",
+                                         "compatible config n/a minLimit [-5] [-9]"};
+    QTest::newRow("rows") << rows + R"("arrayMinRows": 1, "arrayMaxRows": 4)"
+                          << rows + R"("arrayMinRows": 3, "arrayMaxRows": 8)"
+                          << QStringList{"compatible config n/a arrayMaxRows [4] [8]",
+                                         "breaking config n/a arrayMinRows [1] [3]"};
+}
+
+void tst_ToolDiff::onlyTheLimitAtFaultIsBreaking()
+{
+    QFETCH(QByteArray, former);
+    QFETCH(QByteArray, now);
+    QFETCH(QStringList, changes);
+    const Pair files(configuration(former), configuration(now), "config");
+
+    const ToolResult result = diff({QStringLiteral("--json"), files.former, files.now});
+
+    QCOMPARE(changesIn(result.output), changes);
+    QCOMPARE(result.exitCode, 1);
 }
 
 void tst_ToolDiff::stampsAreChanges()

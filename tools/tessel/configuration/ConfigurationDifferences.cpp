@@ -48,31 +48,62 @@ ConfigurationLeaf leafOf(const Element &element)
     return {{}, qSharedPointerCast<ConfigurationDataValue>(element.element)};
 }
 
-/// Why the value of @p former may not be written into @p now; empty if it may.
-QString refusal(const Element &former, const Element &now)
+/// Why a limit of @p now refuses a number; empty if it does not.
+QString limitRefusal(const QString &key, const QVariant &value, const ConfigurationValueRules &now)
+{
+    if (!now.isNumber()) {
+        return {};
+    }
+    return key == Definitions::getKeyDataPropertyMinLimit() ? limitProblem(value, now.minLimit, {})
+                                                            : limitProblem(value, {}, now.maxLimit);
+}
+
+QString patternRefusal(const QVariant &value, const Element &now)
+{
+    const bool isRefused = rulesOf(leafOf(now)).metaType == QMetaType::QString
+                           && !ConfigurationAndProcessDataTools::checkRegularExpression(
+                               now.element, value.toString());
+    return isRefused ? QStringLiteral("the former value does not match the pattern") : QString();
+}
+
+/// Why a table may not have so many rows; empty if it may.
+QString rowRefusal(const QString &key, int rows, const Element &now)
+{
+    const QVariant limit = now.element->getProperty(key);
+    if (limit.isNull() || !leafOf(now).isArray()) {
+        return {};
+    }
+    if (key == Definitions::getKeyDataPropertyArrayMinRows()) {
+        return rows < limit.toInt()
+                   ? QStringLiteral("%1 rows are less than %2").arg(rows).arg(limit.toInt())
+                   : QString();
+    }
+    return rows > limit.toInt()
+               ? QStringLiteral("%1 rows are more than %2").arg(rows).arg(limit.toInt())
+               : QString();
+}
+
+/// Why the value of @p former may not be written into @p now as far as the property under @p key goes; empty if
+/// it may. Other properties refuse nothing.
+QString refusal(const QString &key, const Element &former, const Element &now)
 {
     const ConfigurationValueRules rules = rulesOf(leafOf(now));
     const QVariant value = leafOf(former).element->getValue();
     if (value.isNull() || rulesOf(leafOf(former)).type != rules.type) {
         return {};
     }
-    const QString problem = limitProblem(value, rules.minLimit, rules.maxLimit);
-    if (rules.isNumber() && !problem.isEmpty()) {
-        return problem;
+    if (key == Definitions::getKeyDataPropertyMinLimit()
+        || key == Definitions::getKeyDataPropertyMaxLimit()) {
+        return limitRefusal(key, value, rules);
     }
-    const bool isText = rules.metaType == QMetaType::QString;
-    return isText
-                   && !ConfigurationAndProcessDataTools::checkRegularExpression(now.element,
-                                                                                value.toString())
-               ? QStringLiteral("the former value does not match the pattern")
-               : QString();
-}
-
-bool isRule(const QString &key)
-{
-    return key == Definitions::getKeyDataPropertyMinLimit()
-           || key == Definitions::getKeyDataPropertyMaxLimit()
-           || key == Definitions::getKeyDataPropertyRegularExpression();
+    if (key == Definitions::getKeyDataPropertyRegularExpression()) {
+        return patternRefusal(value, now);
+    }
+    if (key == Definitions::getKeyDataPropertyArrayMinRows()
+        || key == Definitions::getKeyDataPropertyArrayMaxRows()) {
+        return rowRefusal(key, value.toList().size(), now);
+    }
+    return {};
 }
 
 /// What programs count on of the columns.
@@ -92,6 +123,29 @@ QVariantList columnFacts(const QVariant &arrayInformation)
     return facts;
 }
 
+/// Why programs cannot go on with the columns of now; empty if they can.
+QString columnProblem(const QVariant &former, const QVariant &now)
+{
+    if (!isSameValue(columnFacts(former), columnFacts(now))) {
+        return QStringLiteral("it has other columns");
+    }
+    const QVariantList dimensions = now.toList();
+    int dimension = 0;
+    for (const QVariant &formerDimension : former.toList()) {
+        const QVariantList columns = dimensions[dimension++].toList();
+        int column = 0;
+        for (const QVariant &formerColumn : formerDimension.toList()) {
+            const QString problem = selectionProblem(
+                rulesOf(formerColumn.toMap()).selectionList,
+                rulesOf(columns[column++].toMap()).selectionList);
+            if (!problem.isEmpty()) {
+                return problem;
+            }
+        }
+    }
+    return {};
+}
+
 Change changeOf(const QString &key, const QVariant &before, const QVariant &after,
                 const Element &former, const Element &now)
 {
@@ -100,11 +154,10 @@ Change changeOf(const QString &key, const QVariant &before, const QVariant &afte
         change.reason = QStringLiteral("it has another type");
     } else if (key == Definitions::getKeyDataPropertyReadOnly() && after.toBool()) {
         change.reason = QStringLiteral("it can no longer be changed");
-    } else if (key == Definitions::getKeyDataPropertyArrayInformation()
-               && !isSameValue(columnFacts(before), columnFacts(after))) {
-        change.reason = QStringLiteral("it has other columns");
-    } else if (former.isLeaf && isRule(key) && refusal(former, former).isEmpty()) {
-        change.reason = refusal(former, now);
+    } else if (key == Definitions::getKeyDataPropertyArrayInformation()) {
+        change.reason = columnProblem(before, after);
+    } else if (former.isLeaf && refusal(key, former, former).isEmpty()) {
+        change.reason = refusal(key, former, now);
     }
     change.verdict = change.reason.isEmpty() ? Verdict::Compatible : Verdict::Breaking;
     return change;

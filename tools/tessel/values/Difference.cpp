@@ -2,8 +2,6 @@
 
 #include "values/ValueText.h"
 
-#include <QStringList>
-
 #include <algorithm>
 
 Verdict Difference::verdict() const
@@ -47,12 +45,17 @@ void addUnit(Difference &difference, const QString &what, const QVariant &former
          isNew ? QString() : QStringLiteral("its numbers mean something else")});
 }
 
+QString selectionProblem(const QStringList &former, const QStringList &now)
+{
+    return former == now.mid(0, former.size())
+               ? QString()
+               : QStringLiteral("an index means another entry, or none");
+}
+
 void addSelectionList(Difference &difference, const QVariant &former, const QVariant &now)
 {
-    const QStringList formerTexts = former.toStringList();
-    const bool isLonger = formerTexts == now.toStringList().mid(0, formerTexts.size());
-    difference.changes.append(
-        {QStringLiteral("selectionList"), former, now,
-         isLonger ? Verdict::Compatible : Verdict::Breaking,
-         isLonger ? QString() : QStringLiteral("an index means another entry, or none")});
+    const QString problem = selectionProblem(former.toStringList(), now.toStringList());
+    difference.changes.append({QStringLiteral("selectionList"), former, now,
+                               problem.isEmpty() ? Verdict::Compatible : Verdict::Breaking,
+                               problem});
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 #include <QVector>
 
@@ -47,5 +48,8 @@ void addCompatible(Difference &difference, const QString &what, const QVariant &
 /// Adds another unit: one where there was none says nothing new.
 void addUnit(Difference &difference, const QString &what, const QVariant &former,
              const QVariant &now);
-/// Adds what becomes of a selection list: entries may come behind the others.
+/// What keeps an index of the former list from meaning the same in the one of now; empty if it does: entries
+/// may come behind the others.
+QString selectionProblem(const QStringList &former, const QStringList &now);
+/// Adds what becomes of a selection list.
 void addSelectionList(Difference &difference, const QVariant &former, const QVariant &now);
