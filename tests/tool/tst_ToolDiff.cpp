@@ -83,6 +83,10 @@ private Q_SLOTS:
     void newLeafInFreeRoomIsToBeAttached();
     void anotherFingerprintIsNeverCompatible();
     void newSlotsOnOneByteAreBreaking();
+    void whatIsReadAlikeIsNoChange_data();
+    void whatIsReadAlikeIsNoChange();
+    void stateOnItsOwnValueIsAFault_data();
+    void stateOnItsOwnValueIsAFault();
     void verdictOfAConfigurationLeaf_data();
     void verdictOfAConfigurationLeaf();
     void onlyTheLimitAtFaultIsBreaking_data();
@@ -342,6 +346,102 @@ void tst_ToolDiff::newSlotsOnOneByteAreBreaking()
     QCOMPARE(result.exitCode, 1);
 }
 
+void tst_ToolDiff::whatIsReadAlikeIsNoChange_data()
+{
+    QTest::addColumn<QByteArray>("former");
+    QTest::addColumn<QByteArray>("now");
+    QTest::addColumn<QString>("kind");
+    const QByteArray number = R"("type": "int32", "sizeValue": 4)";
+    const QByteArray value = R"("type": "int64", "value": 5)";
+
+    QTest::newRow("offset") << number + R"(, "offsetSharedMemory": 0)"
+                            << number + R"(, "offsetSharedMemory": "0")"
+                            << "process";
+    QTest::newRow("no offset") << number << number + R"(, "offsetSharedMemory": 0)"
+                               << "process";
+    QTest::newRow("size") << number << QByteArray(R"("type": "int32", "sizeValue": "4")")
+                          << "process";
+    QTest::newRow("distance") << number + R"(, "relativeOffsetMetadata": 4)"
+                              << number + R"(, "relativeOffsetMetadata": "4")"
+                              << "process";
+    QTest::newRow("size of the state")
+        << number + R"(, "sizeMetadata": 4, "relativeOffsetMetadata": 4)"
+        << number + R"(, "sizeMetadata": "4", "relativeOffsetMetadata": 4)"
+        << "process";
+    QTest::newRow("mask") << QByteArray(R"("type": "bit", "sizeValue": 1, "bitmask": 2)")
+                          << QByteArray(R"("type": "bit", "sizeValue": 1, "bitmask": "2")")
+                          << "process";
+    QTest::newRow("read-only") << number + R"(, "readOnly": true)"
+                               << number + R"(, "readOnly": "true")"
+                               << "process";
+    QTest::newRow("unit") << number + R"(, "unit": 5)" << number + R"(, "unit": "5")"
+                          << "process";
+    QTest::newRow("list") << number + R"(, "selectionList": [1, 2])"
+                          << number + R"(, "selectionList": ["1", "2"])"
+                          << "process";
+    QTest::newRow("read-only value")
+        << value + R"(, "readOnly": true)" << value + R"(, "readOnly": 1)"
+        << "config";
+    QTest::newRow("unit of a value")
+        << value + R"(, "unitType": 5)" << value + R"(, "unitType": "5")"
+        << "config";
+    QTest::newRow("limit") << value + R"(, "minLimit": 1)" << value + R"(, "minLimit": "1")"
+                           << "config";
+    const QByteArray table = R"("type": "array", "value": [[1]], "arrayMaxRows": )";
+    QTest::newRow("rows") << table + "3" << table + R"("3")"
+                          << "config";
+}
+
+void tst_ToolDiff::whatIsReadAlikeIsNoChange()
+{
+    QFETCH(QByteArray, former);
+    QFETCH(QByteArray, now);
+    QFETCH(QString, kind);
+    const auto text = kind == QLatin1String("config") ? configuration(former) : process(former);
+    const auto newText = kind == QLatin1String("config") ? configuration(now) : process(now);
+    const Pair files(text, newText, kind.toLatin1().constData());
+
+    const ToolResult result = diff({files.former, files.now});
+
+    QCOMPARE(result.output, QStringLiteral("0 breaking, 0 attach, 0 compatible\n"));
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolDiff::stateOnItsOwnValueIsAFault_data()
+{
+    QTest::addColumn<QByteArray>("other");
+    QTest::addColumn<QStringList>("changes");
+    const QStringList own{
+        "attach process n/a relativeOffsetMetadata [8] [4]",
+        "breaking process n/a fault [null] [\"its error state begins in its own value\"]"};
+
+    QTest::newRow("alone") << QByteArray("20") << own;
+    QTest::newRow("with another") << QByteArray("4")
+                                  << QStringList{
+                                         "attach process n/a relativeOffsetMetadata [8] [4]",
+                                         "breaking process n/a sharesWith [null] [\"n/b\"]",
+                                         own.last(),
+                                         "attach process n/b offsetSharedMemory [20] [4]",
+                                         "breaking process n/b sharesWith [null] [\"n/a\"]"};
+}
+
+void tst_ToolDiff::stateOnItsOwnValueIsAFault()
+{
+    QFETCH(QByteArray, other);
+    QFETCH(QStringList, changes);
+    const auto described = [](const QByteArray &distance, const QByteArray &offset) {
+        return process(
+            QByteArray(leafA) + R"(, "sizeMetadata": 4, "relativeOffsetMetadata": )" + distance
+            + R"(}, "b": {"type": "int32", "sizeValue": 4, "offsetSharedMemory": )" + offset);
+    };
+    const Pair files(described("8", "20"), described("4", other), "process");
+
+    const ToolResult result = diff({QStringLiteral("--json"), files.former, files.now});
+
+    QCOMPARE(changesIn(result.output), changes);
+    QCOMPARE(result.exitCode, 1);
+}
+
 void tst_ToolDiff::verdictOfAConfigurationLeaf_data()
 {
     QTest::addColumn<QByteArray>("former");
@@ -404,6 +504,8 @@ void tst_ToolDiff::verdictOfAConfigurationLeaf_data()
         rows + R"(, "arrayMaxRows": 1)", "breaking config n/a arrayMaxRows [9] [1]");
     add("most rows that have refused the value", rows + R"(, "arrayMaxRows": 1)",
         rows + R"(, "arrayMaxRows": 0)", "compatible config n/a arrayMaxRows [1] [0]");
+    add("no rows where any were allowed", rows, rows + R"(, "arrayMaxRows": 0)",
+        "breaking config n/a arrayMaxRows [null] [0]");
     add("no most rows", rows + R"(, "arrayMaxRows": 9)", rows,
         "compatible config n/a arrayMaxRows [9] [null]");
     add("least rows that allow the value", rows, rows + R"(, "arrayMinRows": 2)",

@@ -114,9 +114,9 @@ QVariantList columnFacts(const QVariant &arrayInformation)
         QVariantList columns;
         for (const QVariant &entry : dimension.toList()) {
             const QVariantMap column = entry.toMap();
-            columns.append(
-                QVariant(QVariantList{column.value(Definitions::getKeyDataPropertyType()),
-                                      column.value(Definitions::getKeyDataPropertyUnitType())}));
+            columns.append(QVariant(
+                QVariantList{column.value(Definitions::getKeyDataPropertyType()).toString(),
+                             column.value(Definitions::getKeyDataPropertyUnitType()).toString()}));
         }
         facts.append(QVariant(columns));
     }
@@ -225,7 +225,7 @@ void addElement(QVector<Difference> &differences, const QString &url, const Elem
         const bool areTables = key == Definitions::getKeyDataPropertyValue()
                                && was.userType() == QMetaType::QVariantList
                                && is.userType() == QMetaType::QVariantList;
-        if (isSameValue(was, is)) {
+        if (isReadAlike(key, was, is)) {
             continue;
         }
         if (areTables && haveOneShape(was.toList(), is.toList())) {

@@ -8,12 +8,30 @@
 #include <QMap>
 
 #include <algorithm>
+#include <limits>
 #include <set>
 
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using Properties = ConfigurationAndProcessDataBase::PropertyMap;
+
+bool hasStateOnValue(const LeafSlot &slot)
+{
+    return slot.hasMetadata() && slot.stateBegin() < slot.valueEnd();
+}
+
+/// The slot as bytes that others may have as well: of a leaf whose error state lies on its value one piece, as it
+/// shares them with itself.
+LeafSlot bytesOf(const LeafSlot &slot)
+{
+    if (!hasStateOnValue(slot)) {
+        return slot;
+    }
+    const quint64 size = std::min<quint64>(slot.end() - slot.offset,
+                                           std::numeric_limits<quint32>::max());
+    return {slot.offset, static_cast<quint32>(size), 0, 0, 0, {}, QMetaType::UnknownType, false};
+}
 
 /// The leaves of one description by URL, with those of which others have bytes as well.
 class Leaves
@@ -23,7 +41,7 @@ public:
     {
         QVector<LeafSlot> all;
         for (const Leaf &leaf : description.leaves()) {
-            all.append(slotOf(leaf));
+            all.append(bytesOf(slotOf(leaf)));
         }
         const BufferMap map(all, description.bufferSize());
         QVector<QString> sharers(all.size());
@@ -35,7 +53,7 @@ public:
         }
         for (int i = 0; i < all.size(); ++i) {
             m_leaves.insert(description.leaves()[i].url,
-                            {description.leaves()[i], all[i], sharers[i]});
+                            {description.leaves()[i], slotOf(description.leaves()[i]), sharers[i]});
         }
     }
 
@@ -105,15 +123,6 @@ void addSlotChange(Difference &difference, const QString &key, const QVariant &f
     }
 }
 
-bool isSlotKey(const QString &key)
-{
-    return key == Definitions::getKeyDataPropertyOffsetSharedMemory()
-           || key == Definitions::getKeyDataPropertySizeValue()
-           || key == Definitions::getKeyDataPropertySizeMetadata()
-           || key == Definitions::getKeyDataPropertyRelativeOffsetMetadata()
-           || key == Definitions::getKeyDataPropertyBitmask();
-}
-
 void addProperty(Difference &difference, const QString &key, const QVariant &former,
                  const QVariant &now, const Leaves::Entry &formerLeaf, const Leaves::Entry &leaf)
 {
@@ -148,6 +157,11 @@ void addFaults(Difference &difference, const Leaves::Entry &formerLeaf, const Le
 {
     if (formerLeaf.sharer.isEmpty() && !leaf.sharer.isEmpty()) {
         addBreaking(difference, QStringLiteral("sharesWith"), {}, leaf.sharer,
+                    QStringLiteral("to write one changes the other"));
+    }
+    if (hasStateOnValue(leaf.slot) && !hasStateOnValue(formerLeaf.slot)) {
+        addBreaking(difference, QStringLiteral("fault"), {},
+                    QStringLiteral("its error state begins in its own value"),
                     QStringLiteral("to write one changes the other"));
     }
     if (now.bufferSize() == 0 || former.bufferSize() == 0) {
@@ -264,7 +278,7 @@ QVector<Difference> processDifferences(const DescriptionSource &former,
         for (const QString &key : keysOf(formerProperties, properties)) {
             const QVariant before = formerProperties.value(key);
             const QVariant after = properties.value(key);
-            if (!isSameValue(before, after)) {
+            if (!isReadAlike(key, before, after)) {
                 addProperty(difference, key, before, after, formerLeaf, *leaf);
             }
         }

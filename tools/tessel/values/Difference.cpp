@@ -1,8 +1,28 @@
 #include "values/Difference.h"
 
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "values/ValueText.h"
 
 #include <algorithm>
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+bool isText(const QString &key)
+{
+    return key == Definitions::getKeyDataPropertyType()
+           || key == Definitions::getKeyDataPropertyUnit()
+           || key == Definitions::getKeyDataPropertyUnitType();
+}
+
+bool isRowLimit(const QString &key)
+{
+    return key == Definitions::getKeyDataPropertyArrayMinRows()
+           || key == Definitions::getKeyDataPropertyArrayMaxRows();
+}
+
+} // namespace
 
 Verdict Difference::verdict() const
 {
@@ -28,6 +48,36 @@ bool isSameValue(const QVariant &left, const QVariant &right)
     // The toolkit calls doubles the same that are nearly so.
     default: return nestedJson(left) == nestedJson(right);
     }
+}
+
+bool isSlotKey(const QString &key)
+{
+    return key == Definitions::getKeyDataPropertyOffsetSharedMemory()
+           || key == Definitions::getKeyDataPropertySizeValue()
+           || key == Definitions::getKeyDataPropertySizeMetadata()
+           || key == Definitions::getKeyDataPropertyRelativeOffsetMetadata()
+           || key == Definitions::getKeyDataPropertyBitmask();
+}
+
+bool isReadAlike(const QString &key, const QVariant &left, const QVariant &right)
+{
+    if (isSlotKey(key)) {
+        return left.toUInt() == right.toUInt();
+    }
+    if (isText(key)) {
+        return left.toString() == right.toString();
+    }
+    if (key == Definitions::getKeyDataPropertyReadOnly()) {
+        return left.toBool() == right.toBool();
+    }
+    if (key == QLatin1String("selectionList")) {
+        return left.toStringList() == right.toStringList();
+    }
+    // Where there is none, any number of rows is allowed.
+    if (isRowLimit(key) && left.isNull() == right.isNull()) {
+        return left.toInt() == right.toInt();
+    }
+    return isSameValue(left, right);
 }
 
 void addCompatible(Difference &difference, const QString &what, const QVariant &former,

@@ -41,6 +41,11 @@ struct Difference
 
 /// Whether two values would be written in the same way; numbers to their last bit.
 bool isSameValue(const QVariant &left, const QVariant &right);
+/// Whether the property under a key says where a leaf lies, or how many bytes it has.
+bool isSlotKey(const QString &key);
+/// Whether two values of the property under a key are the same to the library, however they are written: an offset
+/// of "0" is 0, and so is none.
+bool isReadAlike(const QString &key, const QVariant &left, const QVariant &right);
 
 /// Adds a change of a property that programs do not count on.
 void addCompatible(Difference &difference, const QString &what, const QVariant &former,
