@@ -1,14 +1,14 @@
 #include "commands/BufferLayout.h"
 #include "commands/Commands.h"
-#include "descriptions/DescriptionFile.h"
-#include "descriptions/ReplacedFile.h"
+#include "commands/ResultFile.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Table.h"
 
-#include <QFileInfo>
 #include <QMap>
+
+#include <optional>
 
 namespace {
 
@@ -17,7 +17,7 @@ using What = BufferMap::What;
 
 constexpr auto jsonOption = "json";
 constexpr auto svgOption = "svg";
-const QLatin1String standardOutput("-");
+constexpr auto dryRunOption = "dry-run";
 
 /// What the leaves of one type take.
 struct TypeTotal
@@ -195,37 +195,53 @@ void printJson(const BufferLayout &layout, LongOutput &output)
     output.add(QStringLiteral("\n]}\n"));
 }
 
-void writePicture(const QString &path, const BufferLayout &layout)
+void requireOneOutput(const CommandLine &line)
+{
+    const auto refuse = [](const QString &reason) {
+        throw Failure{ExitCode::WrongUse,
+                      QStringLiteral("layout: %1; see 'tessel layout --help'").arg(reason)};
+    };
+    const bool isPictureAsked = line.isSet(QLatin1String(svgOption));
+    if (isPictureAsked && line.isSet(QLatin1String(jsonOption))) {
+        refuse(QStringLiteral("give --json or --svg, not both"));
+    }
+    if (!isPictureAsked && line.isSet(QLatin1String(dryRunOption))) {
+        refuse(QStringLiteral("--dry-run goes with --svg"));
+    }
+}
+
+void printList(const BufferLayout &layout, bool isJson)
+{
+    LongOutput output;
+    if (isJson) {
+        printJson(layout, output);
+    } else {
+        printSlots(layout, output);
+        printTypes(layout, output);
+        printTotals(layout, output);
+    }
+    output.finish();
+}
+
+void draw(const BufferLayout &layout, const ResultFile &file, bool isDryRun)
 {
     const QByteArray picture = layoutPicture(layout);
-    if (path == standardOutput) {
-        writeOutput(QString::fromUtf8(picture));
+    if (isDryRun) {
+        writeOutput(QStringLiteral("%1 bytes, not written to %2\n")
+                        .arg(picture.size())
+                        .arg(printable(file.path())));
         return;
     }
-    const QFileInfo file(path);
-    // A device would be replaced by a file.
-    if (file.exists() && !file.isFile()) {
-        refusePath(ExitCode::InputOutputFile, path, QStringLiteral("is no regular file"));
-    }
-    const QFileInfo folder(file.absolutePath());
-    if (!folder.isDir()) {
-        refusePath(ExitCode::NotFound, path, QStringLiteral("no such folder"));
-    }
-    if (!folder.isWritable() || (file.exists() && !file.isWritable())) {
-        refusePath(ExitCode::NoAccess, path, QStringLiteral("no permission to write it"));
-    }
-    if (!replaceFile(path, picture)) {
-        refusePath(ExitCode::InputOutputFile, path, QStringLiteral("cannot be written"));
-    }
+    file.write(QString::fromUtf8(picture));
 }
 
 ExitCode run(const CommandLine &line)
 {
-    const bool isJsonAsked = line.isSet(QLatin1String(jsonOption));
-    const bool isPictureAsked = line.isSet(QLatin1String(svgOption));
-    if (isJsonAsked && isPictureAsked) {
-        throw Failure{ExitCode::WrongUse, QStringLiteral("layout: give --json or --svg, not both; "
-                                                         "see 'tessel layout --help'")};
+    requireOneOutput(line);
+    std::optional<ResultFile> file;
+    if (line.isSet(QLatin1String(svgOption))) {
+        file.emplace(QStringLiteral("layout"), QLatin1String(svgOption),
+                     line.value(QLatin1String(svgOption)));
     }
     const DescriptionSource description(line.positional(0), DescriptionSource::Layout::ByBuild);
     const BufferLayout layout(description, line.positionalsFrom(1));
@@ -235,19 +251,11 @@ ExitCode run(const CommandLine &line)
                            "still have another layout")
                 .arg(description.path()));
     }
-    if (isPictureAsked) {
-        writePicture(line.value(QLatin1String(svgOption)), layout);
-        return ExitCode::Done;
-    }
-    LongOutput output;
-    if (isJsonAsked) {
-        printJson(layout, output);
+    if (file) {
+        draw(layout, *file, line.isSet(QLatin1String(dryRunOption)));
     } else {
-        printSlots(layout, output);
-        printTypes(layout, output);
-        printTotals(layout, output);
+        printList(layout, line.isSet(QLatin1String(jsonOption)));
     }
-    output.finish();
     return ExitCode::Done;
 }
 
@@ -261,10 +269,12 @@ Command layoutCommand()
     syntax.positionals = {fileArgument(), urlsArgument()};
     syntax.leastPositionals = 1;
     syntax.mostPositionals = -1;
-    syntax.options = {{QLatin1String(jsonOption), QStringLiteral("Print a JSON object.")},
-                      {QLatin1String(svgOption),
-                       QStringLiteral("Draw it into a file instead; - is standard output."),
-                       QStringLiteral("OUT")}};
+    syntax.options = {
+        {QLatin1String(jsonOption), QStringLiteral("Print a JSON object.")},
+        {QLatin1String(svgOption),
+         QStringLiteral("Draw it into a file instead; - is standard output."),
+         QStringLiteral("OUT")},
+        {QLatin1String(dryRunOption), QStringLiteral("Draw for --svg, but write nothing.")}};
     syntax.examples = QStringLiteral(
         "  tessel layout plant.process.json                    every byte, holes included\n"
         "  tessel layout device 'inputs/**'                    these leaves of a folder\n"
