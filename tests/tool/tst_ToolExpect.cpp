@@ -320,9 +320,13 @@ void tst_ToolExpect::errorIsMarkedInTheExpression_data()
     add("all(pump/s*) < any(count)", "               ^~~~~~~~~~",
         "column 16: all() and any() stand on one side of a comparison", 2);
     add("age < 5", "^~~~~~~",
-        "column 1: the other side is a time and the other side is a number, which cannot be "
-        "compared",
-        2);
+        "column 1: 'age' is a time and the other side is a number, which cannot be compared", 2);
+    add("5 < age", "^~~~~~~",
+        "column 1: the other side is a number and 'age' is a time, which cannot be compared", 2);
+    add("age == 'x'", "^~~~~~~~~~",
+        "column 1: 'age' is a time and the other side is a text, which cannot be compared", 2);
+    add("count > age", "^~~~~~~~~~~",
+        "column 1: 'count' is a number and 'age' is a time, which cannot be compared", 2);
     add("count > 5s", "^~~~~~~~~~",
         "column 1: 'count' is a number and the other side is a time, which cannot be compared", 2);
     add("count > 5 nd", "          ^~",

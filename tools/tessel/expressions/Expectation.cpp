@@ -226,7 +226,9 @@ QVector<Expectation::NamedKind> Expectation::kindsOf(const Operand &operand,
 {
     if (!operand.speaksOfLeaves()) {
         const ContentKind kind = kindOf(operand);
-        return {{QStringLiteral("the other side is %1").arg(nameOf(kind)), kind}};
+        const QString name = operand.kind == Operand::Kind::Age ? QStringLiteral("'age'")
+                                                                : QStringLiteral("the other side");
+        return {{QStringLiteral("%1 is %2").arg(name, nameOf(kind)), kind}};
     }
     QVector<NamedKind> kinds;
     for (const int place : places) {
