@@ -64,6 +64,9 @@ class tst_DoctorSituations : public QObject
 
 private Q_SLOTS:
     void publisherWasKilled();
+    void readersOfADeadCreatorAreEndedBeforeItsRegionIsRemoved();
+    void allReadersOfADeadCreatorAreNamed();
+    void readerOfAFormerRegionIsNotEndedForADeadCreator();
     void twoCreators();
     void holderOfTheLockIsStopped();
     void descriptionChangedUnderARunningReader();
@@ -84,6 +87,71 @@ void tst_DoctorSituations::publisherWasKilled()
                     QStringLiteral("error creator-dead %1: the creator, process %2, has ended ")
                         .arg(plant.key())
                         .arg(publisher)));
+}
+
+void tst_DoctorSituations::readersOfADeadCreatorAreEndedBeforeItsRegionIsRemoved()
+{
+    const DoctoredPlant plant;
+    RunningTool hold(RunningTool::hold(plant.file));
+    RunningTool reader(RunningTool::watch(plant.file));
+    QVERIFY(hold.isReady() && reader.isReady());
+    const qint64 creator = hold.pid();
+    hold.signal(SIGKILL);
+    QCOMPARE(hold.finish().exitCode, -1);
+
+    QCOMPARE(faultsOf(plant.key(), {plant.file}),
+             QStringList{QStringLiteral(
+                             "error creator-dead %1: the creator, process %1, has ended "
+                             "without removing the region; start it again; if it is not "
+                             "needed any more, end its readers first: kill %2; then: tessel rm %3")
+                             .arg(creator)
+                             .arg(reader.pid())
+                             .arg(plant.key())});
+    QCOMPARE(runTool({QStringLiteral("rm"), plant.key()}).exitCode, 5);
+    QCOMPARE(reader.end(), 0);
+    QCOMPARE(runTool({QStringLiteral("rm"), plant.key()}).exitCode, 0);
+}
+
+void tst_DoctorSituations::allReadersOfADeadCreatorAreNamed()
+{
+    const DoctoredPlant plant;
+    RunningTool hold(RunningTool::hold(plant.file));
+    RunningTool first(RunningTool::watch(plant.file));
+    RunningTool second(RunningTool::watch(plant.file));
+    QVERIFY(hold.isReady() && first.isReady() && second.isReady());
+    hold.signal(SIGKILL);
+    QCOMPARE(hold.finish().exitCode, -1);
+
+    const QString found = faultsOf(plant.key(), {plant.file}).join(QLatin1Char('\n'));
+
+    const QString cure = QStringLiteral("end its readers first: kill %1 %2; then: ");
+    QVERIFY2(found.contains(cure.arg(first.pid()).arg(second.pid()))
+                 || found.contains(cure.arg(second.pid()).arg(first.pid())),
+             qPrintable(found));
+    QCOMPARE(first.end(), 0);
+    QCOMPARE(second.end(), 0);
+}
+
+void tst_DoctorSituations::readerOfAFormerRegionIsNotEndedForADeadCreator()
+{
+    const DoctoredPlant plant;
+    RunningTool former(RunningTool::hold(plant.file));
+    RunningTool reader(RunningTool::watch(plant.file));
+    QVERIFY(former.isReady() && reader.isReady());
+    RunningTool later(RunningTool::hold(plant.file));
+    QVERIFY(later.isReady());
+    later.signal(SIGKILL);
+    QCOMPARE(later.finish().exitCode, -1);
+
+    const QStringList found =
+        faultsOf(plant.key(), {plant.file}).filter(QStringLiteral("creator-dead"));
+
+    QCOMPARE(found.size(), 1);
+    QVERIFY2(found[0].endsWith(
+                 QStringLiteral("if it is not needed any more: tessel rm %1").arg(plant.key())),
+             qPrintable(found[0]));
+    QCOMPARE(reader.end(), 0);
+    QCOMPARE(former.end(), 0);
 }
 
 void tst_DoctorSituations::twoCreators()

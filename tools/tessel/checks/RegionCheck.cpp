@@ -84,6 +84,7 @@ private:
     Level levelOf(const QString &rule) const;
     QString cureOf(const Suspicion &suspicion) const;
     QString silenceCure() const;
+    QString deadCreatorCure() const;
     QString sinceText() const;
 
     const CheckedRegion &m_region;
@@ -268,6 +269,23 @@ QString RegionCheck::silenceCure() const
                : QStringLiteral("look what its publisher waits for, or start it again");
 }
 
+/// A region that is still read is not removed.
+QString RegionCheck::deadCreatorCure() const
+{
+    QStringList readers;
+    for (const RegionUser &user : m_look.users()) {
+        if (!user.isReplaced) {
+            readers.append(QString::number(user.pid));
+        }
+    }
+    const QString removal = QStringLiteral("tessel rm %1").arg(shellWord(m_region.key));
+    return readers.isEmpty()
+               ? QStringLiteral("start it again; if it is not needed any more: %1").arg(removal)
+               : QStringLiteral("start it again; if it is not needed any more, end its readers "
+                                "first: kill %1; then: %2")
+                     .arg(readers.join(QLatin1Char(' ')), removal);
+}
+
 QString RegionCheck::cureOf(const Suspicion &suspicion) const
 {
     const QString &rule = suspicion.name;
@@ -288,8 +306,7 @@ QString RegionCheck::cureOf(const Suspicion &suspicion) const
         return suspicion.pid ? killText(*suspicion.pid) : QStringLiteral("look as root, who it is");
     }
     if (rule == QLatin1String("creator-dead")) {
-        return QStringLiteral("start it again; if it is not needed any more: tessel rm %1")
-            .arg(shellWord(m_region.key));
+        return deadCreatorCure();
     }
     if (rule == QLatin1String("former-region")) {
         return QStringLiteral("start it again, so that it attaches anew: kill %1").arg(pid);
