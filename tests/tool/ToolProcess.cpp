@@ -17,6 +17,18 @@ ToolResult runTool(const QStringList &arguments, const QStringList &environment)
     return ToolProcess(arguments, environment).finish();
 }
 
+ToolResult runToolAsAnother(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral("setpriv"),
+                  QStringList{QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                              QStringLiteral("--clear-groups"), QStringLiteral(TESSEL_TOOL)}
+                      + arguments);
+    process.waitForFinished(longestWait);
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
 int exitCodeWithoutReader(const QStringList &arguments)
 {
     QList<QByteArray> words{QByteArrayLiteral(TESSEL_TOOL)};

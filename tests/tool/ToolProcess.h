@@ -16,6 +16,10 @@ struct ToolResult
 /// Runs the built tool to its end, with an empty standard input.
 ToolResult runTool(const QStringList &arguments, const QStringList &environment = {});
 
+/// Runs the built tool as a user without rights, which root alone can. Without any output if that user
+/// cannot reach it.
+ToolResult runToolAsAnother(const QStringList &arguments);
+
 /// Runs the built tool with a standard output that nobody reads. -1 if a signal ended it.
 int exitCodeWithoutReader(const QStringList &arguments);
 

@@ -318,21 +318,12 @@ void tst_ToolRemove::memoryOfAnotherUserIsNoAccess()
         const SystemVSemaphoreBaseClass last(plant.key() + QStringLiteral("Semaphore"),
                                              SystemVSemaphoreBaseClass::CreationTypeAttach);
     }
-    const auto runAsAnother = [](const QStringList &arguments) {
-        QProcess process;
-        process.start(QStringLiteral("setpriv"),
-                      QStringList{QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                                  QStringLiteral("--clear-groups"), QStringLiteral(TESSEL_TOOL)}
-                          + arguments);
-        process.waitForFinished();
-        return ToolResult{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                          QString::fromUtf8(process.readAllStandardError())};
-    };
-    if (!runAsAnother({QStringLiteral("--version")}).output.startsWith(QStringLiteral("tessel"))) {
+    if (!runToolAsAnother({QStringLiteral("--version")})
+             .output.startsWith(QStringLiteral("tessel"))) {
         QSKIP("Another user cannot run the tool where it was built");
     }
 
-    const ToolResult result = runAsAnother({QStringLiteral("rm"), plant.key()});
+    const ToolResult result = runToolAsAnother({QStringLiteral("rm"), plant.key()});
 
     QCOMPARE(result.error,
              QStringLiteral("tessel: the memory of '%1' cannot be removed: Permission denied\n")
