@@ -88,6 +88,7 @@ class tst_ToolStat : public QObject
 private Q_SLOTS:
     void everySetIsCounted();
     void setsBetweenTwoWakesAreMissed();
+    void setInTheMidstOfAReadIsARepeat();
     void publisherThatIsSilentHasNoIntervals();
     void plainOutputHasAHistogram();
     void terminalGetsABarOfBlocks();
@@ -169,6 +170,39 @@ void tst_ToolStat::setsBetweenTwoWakesAreMissed()
     QCOMPARE(numberIn(object, "sets"), sets);
     QCOMPARE(numberIn(object, "wakes"), 1);
     QCOMPARE(numberIn(object, "missed"), sets - 1);
+}
+
+void tst_ToolStat::setInTheMidstOfAReadIsARepeat()
+{
+    DoctoredPlant plant;
+    // To copy it takes longer than to publish.
+    constexpr int bytes = 8 * 1024 * 1024;
+    plant.description().add(QStringLiteral("pump/log"), QStringLiteral("string"),
+                            ToolDescription::Metadata::None, bytes);
+    plant.description().write();
+    const LogCapture log;
+    Publisher publisher(plant);
+    int reads = 0;
+    int repeats = 0;
+
+    // As often as it takes until a set comes into the midst of a read.
+    QVERIFY(waitUntil([&] {
+        ToolProcess stat(statOf(plant, {QStringLiteral("--json")}));
+        constexpr int sets = 100;
+        for (int i = 0; i < sets; ++i) {
+            if (!(i == 0 ? publisher.publishToASleeper() : publisher.publish())) {
+                return false;
+            }
+        }
+        stat.signal(SIGINT);
+        const QJsonObject object = objectOf(stat.finish());
+        reads = numberIn(object, "reads");
+        repeats = numberIn(object, "repeats");
+        return repeats != 0;
+    }));
+
+    QVERIFY2(0 < repeats && repeats <= reads,
+             qPrintable(QStringLiteral("%1 of %2").arg(repeats).arg(reads)));
 }
 
 void tst_ToolStat::publisherThatIsSilentHasNoIntervals()
