@@ -1,6 +1,7 @@
 #include "commands/Commands.h"
 #include "commands/TakenSnapshot.h"
 #include "descriptions/UrlPattern.h"
+#include "live/RegionText.h"
 #include "snapshots/SnapshotDifference.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
@@ -149,7 +150,7 @@ QString tableOf(const QVector<SnapshotDifference> &differences)
 QString sideJson(const std::optional<Snapshot::Value> &value)
 {
     if (!value) {
-        return QStringLiteral("null");
+        return jsonNull();
     }
     const ProcessDataDefinitions::ErrorTypes state = value->value.getErrorType();
     return jsonObject({
@@ -173,7 +174,7 @@ QString jsonOf(const Snapshot &was, const Snapshot &is,
             {QStringLiteral("is"), sideJson(difference.is)},
             {QStringLiteral("tolerance"),
              difference.tolerance ? QString::number(difference.tolerance->toDouble(), 'g', 17)
-                                  : QStringLiteral("null")},
+                                  : jsonNull()},
         }));
     }
     return jsonObject({
