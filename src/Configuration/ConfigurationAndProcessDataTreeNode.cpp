@@ -203,10 +203,11 @@ void collectBelow(const ConfigurationAndProcessDataBase &node,
     node.collectElements(elements, true);
 }
 
-void collectBelow(const ConfigurationAndProcessDataBase &node,
-                  std::deque<BaseClassSharedPointer> &elements)
+/// A new last element.
+BaseClassSharedPointer &appendTo(ConfigurationAndProcessDataBase::ListElements &elements)
 {
-    addSortedLeaves(node, elements);
+    elements.append(BaseClassSharedPointer());
+    return elements.last();
 }
 
 /// Moves the leaves out of @p places, in the order that these have.
@@ -222,10 +223,66 @@ void collectPlaces(OwnPlaces places, Elements &elements)
             collectBelow(*child, elements);
         } else {
             // A copy would count its owners, which lie beside the element, once more.
-            elements.push_back(BaseClassSharedPointer());
-            elements.back().swap(child);
+            appendTo(elements).swap(child);
         }
     }
+}
+
+/// The leaves of a walk: in a deque, until somebody has to be given a list.
+class SortedLeaves
+{
+public:
+    BaseClassSharedPointer &append()
+    {
+        return m_list ? appendTo(*m_list) : m_leaves.emplace_back();
+    }
+
+    void addBelow(const ConfigurationAndProcessDataBase &node)
+    {
+        // Without children it says so, and one of another class collects in its own way.
+        if (isOfNodeClass(node) && !node.getChildMap().isEmpty()) {
+            if (auto places = ownPlaces(node.getChildMap())) {
+                collectPlaces(std::move(*places), *this);
+                return;
+            }
+        }
+        node.collectElements(list(), true);
+    }
+
+    std::deque<BaseClassSharedPointer> take()
+    {
+        if (m_list) {
+            m_leaves.assign(m_list->cbegin(), m_list->cend());
+        }
+        return std::move(m_leaves);
+    }
+
+private:
+    /// Once for all: what is collected afterwards goes there as well.
+    ConfigurationAndProcessDataBase::ListElements &list()
+    {
+        if (!m_list) {
+            m_list.emplace();
+            for (BaseClassSharedPointer &leaf : m_leaves) {
+                appendTo(*m_list).swap(leaf);
+            }
+            m_leaves.clear();
+        }
+        return *m_list;
+    }
+
+    std::deque<BaseClassSharedPointer> m_leaves;
+    std::optional<ConfigurationAndProcessDataBase::ListElements> m_list;
+};
+
+void collectBelow(const ConfigurationAndProcessDataBase &node, SortedLeaves &leaves)
+{
+    leaves.addBelow(node);
+}
+
+BaseClassSharedPointer &appendTo(SortedLeaves &leaves)
+{
+    return leaves.append();
 }
 
 /// Objects keep their members in the order of their keys. In that order each goes to the end, where
@@ -243,19 +300,11 @@ QJsonObject withMembers(std::vector<std::pair<QString, QJsonObject>> &members)
 
 } // namespace
 
-void addSortedLeaves(const ConfigurationAndProcessDataBase &node,
-                     std::deque<BaseClassSharedPointer> &leaves)
+std::deque<BaseClassSharedPointer> sortedLeavesOf(const ConfigurationAndProcessDataBase &node)
 {
-    // Without children it says so, and one of another class collects in its own way.
-    if (isOfNodeClass(node) && !node.getChildMap().isEmpty()) {
-        if (auto places = ownPlaces(node.getChildMap())) {
-            collectPlaces(std::move(*places), leaves);
-            return;
-        }
-    }
-    ConfigurationAndProcessDataBase::ListElements elements;
-    node.collectElements(elements, true);
-    std::move(elements.begin(), elements.end(), std::back_inserter(leaves));
+    SortedLeaves leaves;
+    leaves.addBelow(node);
+    return leaves.take();
 }
 
 ConfigurationAndProcessDataTreeNode::ConfigurationAndProcessDataTreeNode(const QJsonObject &json,

@@ -245,8 +245,7 @@ bool ProcessDataBuilder::setOffsetFromSharedMemory(const BaseClassSharedPointer 
                                                    int startOffset, int &endOffset,
                                                    bool &changed) const
 {
-    std::deque<BaseClassSharedPointer> leaves;
-    addSortedLeaves(*root, leaves);
+    const std::deque<BaseClassSharedPointer> leaves = sortedLeavesOf(*root);
     endOffset = startOffset;
     changed = false;
     for (const BaseClassSharedPointer &leaf : leaves) {

@@ -253,8 +253,7 @@ bool ProcessDataManager::initSharedMemory(ProcessDataManager::InitTypeSharedMemo
 bool ProcessDataManager::setPointerToBufferHandler(const BaseClassSharedPointer &root,
                                                    ProcessDataManager::InitTypeSharedMemory type)
 {
-    std::deque<BaseClassSharedPointer> leaves;
-    addSortedLeaves(*root, leaves);
+    const std::deque<BaseClassSharedPointer> leaves = sortedLeavesOf(*root);
     bool anyBound = false;
     for (const auto &leaf : leaves) {
         auto *value = processValueOf(leaf.data());

@@ -43,6 +43,7 @@ private Q_SLOTS:
     void leafWithoutOffsetIsRefused();
     void leafWithoutSizesIsRefused_data();
     void leafWithoutSizesIsRefused();
+    void nodesOfOtherClassesGetWhatWasCollectedBefore();
     void absurdSizesWrapAround();
 };
 
@@ -271,6 +272,39 @@ void tst_ProcessDataBuilderDirectoryOffsets::leafWithoutSizesIsRefused()
     QCOMPARE(offsetOf(root, "a"), QVariant(8));
     QVERIFY(changed);
     QCOMPARE(end, 8);
+}
+
+/// Which leaves it was given before its own, and all of which it drops.
+class DroppingNode : public ConfigurationAndProcessDataTreeNode
+{
+public:
+    DroppingNode() : ConfigurationAndProcessDataTreeNode(Description::root({}, {}, 40), nullptr) { }
+
+    void collectElements(ListElements &elements, bool /*sorted*/) const override
+    {
+        given += elements.size();
+        elements.clear();
+    }
+
+    mutable int given = 0;
+};
+
+void tst_ProcessDataBuilderDirectoryOffsets::nodesOfOtherClassesGetWhatWasCollectedBefore()
+{
+    const QJsonObject inner = Description::node({{"b", Description::leaf(1, 4, 1)}}, 2);
+    const Root root = parse(Description::root(
+        {{"a", Description::leaf(1, 4, 1)}, {"node", inner}, {"c", Description::leaf(3, 4, 1)}}));
+    const auto dropping = QSharedPointer<DroppingNode>::create();
+    const auto node =
+        root->getChildMap().value("node").dynamicCast<ConfigurationAndProcessDataTreeNode>();
+    node->addElement("dropping", dropping);
+    int end = untouched;
+    bool changed = false;
+
+    QVERIFY(ProcessDataBuilder().setOffsetFromSharedMemory(root, 0, end, changed));
+
+    QCOMPARE(dropping->given, 2);
+    QCOMPARE(end, 5); // that of c alone
 }
 
 void tst_ProcessDataBuilderDirectoryOffsets::absurdSizesWrapAround()
