@@ -102,6 +102,7 @@ private Q_SLOTS:
     void folderThatIsBuiltHasNoNote();
     void defaultDescriptionStandsForAFileThatIsLeftOut();
     void pictureIsXmlWithTitles();
+    void pictureOfHalfACharacterIsXml();
     void pictureOfManyRowsIsAnOverview();
     void pictureOfManySlotsInOnePlaceStaysSmall();
     void pictureIsPrintedForAMinus();
@@ -431,6 +432,29 @@ void tst_ToolLayout::pictureIsXmlWithTitles()
                       "with the value of 'n/b'; crosses a cache line in the first buffer"));
     QVERIFY(text.contains("byte 80: value of 'n/c', bit 0x03"));
     QVERIFY(text.contains("bytes 62 to 63 belong to more than one"));
+}
+
+void tst_ToolLayout::pictureOfHalfACharacterIsXml()
+{
+    ToolDescription description;
+    addAt(description, "n/half", "double", 8, 0);
+    description.setRoot(QStringLiteral("sizeOfSharedMemory"), 8);
+    QFile file(description.write());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    const QByteArray text = file.readAll().replace("half", "a\\ud800b");
+    QVERIFY(file.resize(0) && file.seek(0) && file.write(text) == text.size());
+    file.close();
+
+    const ToolResult result = layout(
+        {QStringLiteral("--svg"), QStringLiteral("-"), file.fileName()});
+
+    QCOMPARE(result.exitCode, 0);
+    QXmlStreamReader xml(result.output);
+    while (!xml.atEnd()) {
+        xml.readNext();
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QVERIFY(result.output.contains(QStringLiteral("value of 'n/a\uFFFDb', double")));
 }
 
 void tst_ToolLayout::pictureOfManyRowsIsAnOverview()

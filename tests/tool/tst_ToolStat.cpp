@@ -391,7 +391,7 @@ void tst_ToolStat::environmentNamesTheDescription()
     const LogCapture log;
     const Publisher publisher(plant);
 
-    const ToolResult result = runTool({QStringLiteral("stat"), QStringLiteral("--for=1ms")},
+    const ToolResult result = runTool({QStringLiteral("stat"), QStringLiteral("--for=1.5ms")},
                                       {QStringLiteral("TESSEL_DIR=") + plant.file});
 
     QVERIFY(result.output.startsWith(plant.key() + QStringLiteral(": 0 sets in ")));
@@ -420,7 +420,7 @@ void tst_ToolStat::wrongUse_data()
     QTest::newRow("option") << QStringList{QStringLiteral("--fro=1s"), file} << 2
                             << QStringLiteral("tessel: stat: unknown option '--fro' (did you mean "
                                               "'--for'?); see 'tessel stat --help'\n");
-    for (const char *text : {"soon", "0s", "-1s", "10sec", "25h", "1.5s", "99999999999s"}) {
+    for (const char *text : {"soon", "0s", "-1s", "10sec", "25h", "0.5ms", "99999999999s"}) {
         QTest::newRow(text) << time(text) << 2 << timeError.arg(QLatin1String(text));
     }
     QTest::newRow("no such file") << QStringList{file} << 3

@@ -18,15 +18,13 @@ constexpr std::chrono::hours longestWait{24};
                   QStringLiteral("expect: %1; see 'tessel expect --help'").arg(reason)};
 }
 
-/// A number alone counts seconds, as those of other subcommands do.
 std::optional<std::chrono::microseconds> durationOf(const CommandLine &line, const QString &option)
 {
     if (!line.isSet(option)) {
         return {};
     }
     const QString text = line.value(option);
-    const bool isBare = text.isEmpty() || text.at(text.size() - 1).isDigit();
-    const auto duration = durationFromText(isBare ? text + QLatin1Char('s') : text);
+    const auto duration = durationFromOption(text);
     if (!duration || *duration > longestWait) {
         refuseUse(QStringLiteral("--%1 takes a time from 0s to 24h such as 500ms, 10s or 2min, not "
                                  "'%2'")

@@ -2,13 +2,12 @@
 #include "Access/ProcessDataWatcher.h"
 #include "commands/Commands.h"
 #include "commands/StatReport.h"
+#include "expressions/Duration.h"
 #include "live/LiveRegion.h"
 #include "text/Failure.h"
 #include "text/Output.h"
 #include "text/SignalWait.h"
 #include "text/Terminal.h"
-
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <csignal>
@@ -29,24 +28,15 @@ constexpr milliseconds drawInterval{500};
                   QStringLiteral("stat: %1; see 'tessel stat --help'").arg(reason)};
 }
 
-milliseconds unitOf(const QString &unit)
-{
-    return unit == QLatin1String("ms")    ? milliseconds(1)
-           : unit == QLatin1String("min") ? milliseconds(std::chrono::minutes(1))
-           : unit == QLatin1String("h")   ? milliseconds(std::chrono::hours(1))
-                                          : milliseconds(std::chrono::seconds(1));
-}
-
 milliseconds timeOf(const CommandLine &line)
 {
     const QString option = QStringLiteral("for");
     if (!line.isSet(option)) {
         return std::chrono::seconds(10);
     }
-    static const QRegularExpression form(QStringLiteral("^([0-9]{1,9})(ms|s|min|h)?$"));
-    const QRegularExpressionMatch match = form.match(line.value(option));
-    const milliseconds time = match.captured(1).toLongLong() * unitOf(match.captured(2));
-    if (!match.hasMatch() || time <= milliseconds(0) || time > longestTime) {
+    const auto time = std::chrono::duration_cast<milliseconds>(
+        durationFromOption(line.value(option)).value_or(milliseconds(0)));
+    if (time <= milliseconds(0) || time > longestTime) {
         refuseUse(QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to 24h, "
                                  "not '%1'")
                       .arg(line.value(option)));

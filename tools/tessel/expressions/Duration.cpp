@@ -40,6 +40,12 @@ std::optional<std::chrono::microseconds> durationFromText(const QString &text)
     return std::chrono::microseconds(static_cast<std::int64_t>(length));
 }
 
+std::optional<std::chrono::microseconds> durationFromOption(const QString &text)
+{
+    const bool isBare = text.isEmpty() || text.at(text.size() - 1).isDigit();
+    return durationFromText(isBare ? text + QLatin1Char('s') : text);
+}
+
 QString durationText(std::chrono::microseconds duration)
 {
     const auto length = static_cast<double>(duration.count());

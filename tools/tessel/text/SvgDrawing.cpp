@@ -4,12 +4,25 @@
 
 namespace {
 
+/// Whether one of the two halves of a character stands at a place without the other one.
+bool isHalf(const QString &text, int place)
+{
+    const QChar character = text.at(place);
+    const bool hasLow = place + 1 < text.size() && text.at(place + 1).isLowSurrogate();
+    const bool hasHigh = place > 0 && text.at(place - 1).isHighSurrogate();
+    return (character.isHighSurrogate() && !hasLow) || (character.isLowSurrogate() && !hasHigh);
+}
+
+/// Without what no XML can hold.
 QString writable(const QString &text)
 {
-    QString result = printable(text);
-    for (QChar &character : result) {
-        const bool isNone = character.unicode() == 0xfffe || character.unicode() == 0xffff;
-        character = isNone ? QChar(QChar::ReplacementCharacter) : character;
+    const QString given = printable(text);
+    QString result = given;
+    for (int i = 0; i < given.size(); ++i) {
+        const ushort code = given.at(i).unicode();
+        if (code == 0xfffe || code == 0xffff || isHalf(given, i)) {
+            result[i] = QChar::ReplacementCharacter;
+        }
     }
     return result;
 }
