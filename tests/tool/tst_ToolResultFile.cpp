@@ -22,6 +22,8 @@ private Q_SLOTS:
     void fileThatCannotBeWrittenIsRefused();
     void linkIsFollowed_data() { addCommands(); }
     void linkIsFollowed();
+    void descriptionIsNotReplaced_data() { addCommands(); }
+    void descriptionIsNotReplaced();
     void emptyNameIsWrongUse_data() { addCommands(); }
     void emptyNameIsWrongUse();
     void dryRunLeavesTheFormerFile_data() { addCommands(); }
@@ -141,6 +143,30 @@ void tst_ToolResultFile::linkIsFollowed()
     QCOMPARE(result.exitCode, 0);
     QVERIFY(QFileInfo(path("out")).size() > 0);
     QVERIFY(QFileInfo(path("closed/link")).isSymLink());
+}
+
+void tst_ToolResultFile::descriptionIsNotReplaced()
+{
+    QFETCH(QString, command);
+    QFile description(m_file);
+    QVERIFY(description.open(QIODevice::ReadOnly));
+    const QByteArray before = description.readAll();
+    description.close();
+    const QString link = path("link.json");
+    QVERIFY(QFile::link(m_file, link));
+    const QString other = path("other.config.json");
+
+    for (const QString &target : {m_file, link, other}) {
+        const ToolResult result = run(command, target);
+
+        QCOMPARE(result.error, QStringLiteral("tessel: %1: is the name of a description; name "
+                                              "another file for the result\n")
+                                   .arg(target));
+        QCOMPARE(result.exitCode, 2);
+    }
+    QVERIFY(description.open(QIODevice::ReadOnly));
+    QCOMPARE(description.readAll(), before);
+    QVERIFY(!QFile::exists(other));
 }
 
 void tst_ToolResultFile::emptyNameIsWrongUse()

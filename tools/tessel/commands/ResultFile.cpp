@@ -1,5 +1,6 @@
 #include "commands/ResultFile.h"
 
+#include "Companion/PropertyManagerConst.h"
 #include "descriptions/DescriptionFile.h"
 #include "descriptions/ReplacedFile.h"
 #include "text/Failure.h"
@@ -41,9 +42,21 @@ QFileInfo targetOf(const QString &path)
     }
 }
 
+bool hasNameOfDescription(const QFileInfo &file)
+{
+    return file.fileName().endsWith(PropertyManagerConst::getProcessDataDescriptionFileExtension())
+           || file.fileName().endsWith(PropertyManagerConst::getConfigFileExtension());
+}
+
 void requireReplaceable(const QString &path)
 {
     const QFileInfo target = targetOf(path);
+    // Most likely the FILE that was to be read: it would be lost.
+    if (hasNameOfDescription(target)) {
+        refusePath(ExitCode::WrongUse, path,
+                   QStringLiteral("is the name of a description; name another file for the "
+                                  "result"));
+    }
     // A device or a FIFO would be put out of its place by the file.
     if (target.isSymLink() || (target.exists() && !target.isFile())) {
         refusePath(ExitCode::InputOutputFile, path, QStringLiteral("is no regular file"));
