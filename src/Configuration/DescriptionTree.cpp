@@ -7,6 +7,7 @@
 
 #include <QDebug>
 #include <QJsonObject>
+#include <QMetaMethod>
 #include <QStringList>
 
 namespace {
@@ -42,8 +43,10 @@ DescriptionTree::DescriptionTree(const QString &postfix)
 
 void DescriptionTree::forwardPropertyChanged(const Base &child, const Base &parent)
 {
-    QObject::connect(&child, QOverload<>::of(&Base::propertyChanged), &parent,
-                     QOverload<>::of(&Base::propertyChanged));
+    // By their number in the class: a connection by address has a block of its own in each leaf.
+    static const int changed =
+        QMetaMethod::fromSignal(QOverload<>::of(&Base::propertyChanged)).methodIndex();
+    QMetaObject::connect(&child, changed, &parent, changed);
 }
 
 void DescriptionTree::noteLeaf(const Tree &leaf)

@@ -54,12 +54,6 @@ SlotForm formOf(int metaType, ProcessDataValue::StorageKind kind)
 
 ProcessDataValue::ProcessDataValue(const QJsonObject &json, QObject *parent)
     : ConfigurationAndProcessDataBase(json, parent)
-    , m_basicDataTypeMap(&Definitions::getBasicDataTypeMapForProcessData())
-    , m_dataTypeSizeMap(&Definitions::getMapBasicDataTypeStringToSize())
-    , m_mapStateTypeToFloatValue(&ErrorTypeMaps::getMapStateTypeToFloatValue())
-    , m_mapFloatValueToStateType(&ErrorTypeMaps::getMapFloatValueToStateType())
-    , m_mapStateTypeToDoubleValue(&ErrorTypeMaps::getMapStateTypeToDoubleValue())
-    , m_mapDoubleValueToStateType(&ErrorTypeMaps::getMapDoubleValueToStateType())
 {
     readSlotProperties();
     chooseStorageKind();
@@ -67,12 +61,6 @@ ProcessDataValue::ProcessDataValue(const QJsonObject &json, QObject *parent)
 
 ProcessDataValue::ProcessDataValue(const DescribedElement &described)
     : ConfigurationAndProcessDataBase(described)
-    , m_basicDataTypeMap(&Definitions::getBasicDataTypeMapForProcessData())
-    , m_dataTypeSizeMap(&Definitions::getMapBasicDataTypeStringToSize())
-    , m_mapStateTypeToFloatValue(&ErrorTypeMaps::getMapStateTypeToFloatValue())
-    , m_mapFloatValueToStateType(&ErrorTypeMaps::getMapFloatValueToStateType())
-    , m_mapStateTypeToDoubleValue(&ErrorTypeMaps::getMapStateTypeToDoubleValue())
-    , m_mapDoubleValueToStateType(&ErrorTypeMaps::getMapDoubleValueToStateType())
 {
     readSlotProperties();
     chooseStorageKind();
@@ -95,7 +83,8 @@ void ProcessDataValue::readSlotProperties()
 void ProcessDataValue::chooseStorageKind()
 {
     // An unknown type name is reported at binding, by isObjectValid().
-    m_metaType = m_basicDataTypeMap->value(m_dataType, QMetaType::UnknownType);
+    m_metaType = Definitions::getBasicDataTypeMapForProcessData().value(m_dataType,
+                                                                        QMetaType::UnknownType);
 
     if (m_metaType == QMetaType::Bool) {
         if (m_dataType == Definitions::getKeyDataTypeBoolean()) {
@@ -182,7 +171,7 @@ bool ProcessDataValue::isObjectValid() const
 
 int ProcessDataValue::getDataTypeSize(const QString &dataType) const
 {
-    return m_dataTypeSizeMap->value(dataType, 0);
+    return Definitions::getMapBasicDataTypeStringToSize().value(dataType, 0);
 }
 
 bool ProcessDataValue::isPointerValid() const

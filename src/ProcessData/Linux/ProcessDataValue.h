@@ -151,12 +151,6 @@ private:
     quint32 m_sizeValue = 0;
     QString m_dataType;
     StorageKind m_storageKind = StorageNative;
-    const QHash<QString, QMetaType::Type> *m_basicDataTypeMap;
-    const QHash<QString, int> *m_dataTypeSizeMap;
-    const QHash<ProcessDataDefinitions::ErrorTypes, float> *m_mapStateTypeToFloatValue;
-    const QHash<float, ProcessDataDefinitions::ErrorTypes> *m_mapFloatValueToStateType;
-    const QHash<ProcessDataDefinitions::ErrorTypes, double> *m_mapStateTypeToDoubleValue;
-    const QHash<double, ProcessDataDefinitions::ErrorTypes> *m_mapDoubleValueToStateType;
     // Every access by the general ways points these at the buffer of that moment, reading ones
     // included.
     mutable unsigned char *m_dataPointer = nullptr;

@@ -5,6 +5,7 @@
 #include <QException>
 
 using ProcessDataDefinitions::ErrorTypes;
+using ErrorTypeMaps = ProcessValueErrorTypeMapDefinitions;
 
 namespace {
 
@@ -168,25 +169,27 @@ bool ProcessDataValue::writeFloatingPoint(const ProcessValue &value,
 template <>
 void ProcessDataValue::readProcessValue<float>(ProcessValue &value) const
 {
-    readFloatingPoint(value, *m_mapFloatValueToStateType, *m_mapStateTypeToFloatValue);
+    readFloatingPoint(value, ErrorTypeMaps::getMapFloatValueToStateType(),
+                      ErrorTypeMaps::getMapStateTypeToFloatValue());
 }
 
 template <>
 bool ProcessDataValue::writeProcessValue<float>(const ProcessValue &value) const
 {
-    return writeFloatingPoint(value, *m_mapStateTypeToFloatValue);
+    return writeFloatingPoint(value, ErrorTypeMaps::getMapStateTypeToFloatValue());
 }
 
 template <>
 void ProcessDataValue::readProcessValue<double>(ProcessValue &value) const
 {
-    readFloatingPoint(value, *m_mapDoubleValueToStateType, *m_mapStateTypeToDoubleValue);
+    readFloatingPoint(value, ErrorTypeMaps::getMapDoubleValueToStateType(),
+                      ErrorTypeMaps::getMapStateTypeToDoubleValue());
 }
 
 template <>
 bool ProcessDataValue::writeProcessValue<double>(const ProcessValue &value) const
 {
-    return writeFloatingPoint(value, *m_mapStateTypeToDoubleValue);
+    return writeFloatingPoint(value, ErrorTypeMaps::getMapStateTypeToDoubleValue());
 }
 
 // Text: UTF-16 code units with a zero unit behind them.
