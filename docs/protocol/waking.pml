@@ -22,6 +22,9 @@
 #ifndef WAITERS
 #define WAITERS 2
 #endif
+#ifndef DISPLAYS
+#define DISPLAYS 0 /* 1: a process that waits by a descriptor, a thread that shows and one that tells it */
+#endif
 #ifndef EPOCHS
 #define EPOCHS 3 /* swaps of all publishers together */
 #endif
@@ -42,6 +45,9 @@
  *   LATE_EPOCH        P4 comes behind P5
  *   STORED_ARMING     W3 stores without comparing
  *   NO_SLICE          no sleep has a bound
+ *   NO_LOOK_BEHIND    the look behind W4 left out
+ *   UNTOLD_SLEEPER    who acknowledges does not arm for the thread that rests in the kernel
+ *   NO_LATE_WAKE      nor wakes it where the epoch is over already
  */
 
 #define NOBODY 0
@@ -159,8 +165,8 @@ proctype Publisher(byte id)
 #endif
 }
 
-/* Comes back when the waiter has to look. */
-inline sleep()
+/* Comes back when the waiter has to look. Nothing is lost to whoever knows the newest set by another. */
+inline sleep(isKnown)
 {
     if
     :: atomic { swapCount == epoch -> asleep = asleep | bit(id) }
@@ -171,12 +177,12 @@ inline sleep()
        :: atomic {
               timeout && swapCount != epoch ->
 #if NONSENSE == 0
-              promise(noWakeIsLost, newest != NOBODY);
+              promise(noWakeIsLost, newest != NOBODY || (isKnown));
 #endif
               asleep = asleep & ~bit(id)
           }
 #endif
-       :: timeout && swapCount == epoch -> break /* nobody is left to publish */
+       :: timeout && swapCount == epoch -> goto over /* nobody is left to publish */
        fi
     :: swapCount != epoch
     fi
@@ -199,6 +205,13 @@ inline arm()
     fi;
     isArmed = true
 #endif
+#ifndef NO_LOOK_BEHIND
+    ;
+    if
+    :: isArmed && swapCount != epoch -> isArmed = false /* W4 */
+    :: else
+    fi
+#endif
 }
 
 proctype Waiter(byte id)
@@ -216,16 +229,150 @@ proctype Waiter(byte id)
                       arm(); /* W3 */
                       if
                       :: atomic { isArmed -> isArmed = false; seen = 0 }
-                         sleep() /* W5 */
+                         sleep(false) /* W5 */
                       :: atomic { !isArmed -> seen = 0 }
                       fi
                fi
-        od
+        od;
+over:   skip
     }
 #if DEATHS > 0
     unless { atomic { (killed & bit(id)) -> asleep = asleep & ~bit(id); seen = 0; epoch = 0; isArmed = false } }
 #endif
 }
+
+#if DISPLAYS > 0
+/*
+ * What ProcessDataWatcher does for a descriptor. The teller rests in the kernel without having armed:
+ * a thread of its process arms for it when it has taken in what was told last. Words of the process,
+ * behind its mutex but for the event.
+ */
+bool isTaken;   /* the mutex */
+bool isAwaited; /* the display has taken in what it was told, and wants to be told again */
+bool isResting; /* the teller sleeps, or is about to, without having armed */
+bool event;     /* what the descriptor says */
+byte told;      /* the epoch that the display knows */
+
+bool newestIsShown = true;
+
+inline take()
+{
+    atomic { !isTaken -> isTaken = true }
+}
+
+inline give()
+{
+    isTaken = false
+}
+
+inline rest()
+{
+    isResting = true;
+    epoch = swapCount;
+    give();
+    sleep(told == swapCount);
+    take();
+    isResting = false
+}
+
+/* Until there is another epoch than the one that was told, as any waiter. */
+inline waitForSet()
+{
+    epoch = told;
+    do
+    :: swapCount != epoch -> break
+    :: swapCount == epoch ->
+           give();
+           seen = armed;
+           if
+           :: swapCount != epoch
+           :: swapCount == epoch -> arm()
+           fi;
+           if
+           :: isArmed -> isArmed = false; sleep(told == swapCount)
+           :: !isArmed
+           fi;
+           take()
+    od
+}
+
+inline tell()
+{
+    isAwaited = false;
+    give();
+    event = true;
+    take();
+    if
+    :: isAwaited -> event = false
+    :: !isAwaited
+    fi
+}
+
+proctype Teller(byte id)
+{
+    byte seen, epoch;
+    bool isArmed;
+    take();
+    do
+    :: if
+       :: !isAwaited -> rest()
+       :: isAwaited
+       fi;
+       give();
+       atomic { isAwaited && !isTaken -> isTaken = true };
+       waitForSet();
+       if
+       :: swapCount == told
+       :: swapCount != told -> tell()
+       fi
+    od;
+over: promise(newestIsShown, told == swapCount || newest != NOBODY)
+}
+
+/* For the teller that rests. */
+inline armForTeller()
+{
+    epoch = told;
+    do
+    :: isArmed -> break
+    :: !isArmed ->
+           seen = armed;
+           if
+           :: swapCount == epoch -> arm()
+           :: swapCount != epoch ->
+#ifndef NO_LATE_WAKE
+                  asleep = 0;
+#endif
+                  break
+           fi
+    od;
+    isArmed = false
+}
+
+proctype Display(byte id)
+{
+    byte seen, epoch;
+    bool isArmed;
+    event = true;
+end:
+    do
+    :: event ->
+           take();
+           event = false;
+           told = swapCount;
+           isAwaited = true;
+           if
+#ifndef UNTOLD_SLEEPER
+           :: isResting -> armForTeller()
+#else
+           :: isResting
+#endif
+           :: !isResting
+           fi;
+           give()
+    od
+}
+#endif
 
 #if NONSENSE > 0
 active proctype Stranger()
@@ -251,6 +398,10 @@ init
         :: id > PUBLISHERS && id <= PUBLISHERS + WAITERS -> run Waiter(id); id++
         :: else -> break
         od;
+#if DISPLAYS > 0
+        run Teller(id);
+        run Display(id + 1);
+#endif
         id = 1
     }
     do

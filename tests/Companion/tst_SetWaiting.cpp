@@ -68,6 +68,7 @@ private Q_SLOTS:
     void publisherKilledBeforeItsWakeCostsASlice();
     void wordThatChangesAllTheTimeHangsNobody();
     void twoProcessesWakeEachOther();
+    void readOnlyMappingSleepsWhereSomebodyHasArmed();
 };
 
 void tst_SetWaiting::setsThatNobodyWaitsForMakeNoFutexCall()
@@ -352,6 +353,32 @@ void tst_SetWaiting::twoProcessesWakeEachOther()
     QCOMPARE(other.waitForExit(), 0);
     QCOMPARE(management.swapCount.load(), rounds);
     QCOMPARE(FutexCalls::runOuts(), runOuts);
+}
+
+void tst_SetWaiting::readOnlyMappingSleepsWhereSomebodyHasArmed()
+{
+    const DoubleBuffer memory;
+    const auto handler = memory.create();
+    auto &management = *memory.management();
+    management.armed.store(1);
+    ChildProcess reader([&](const ChildSide &parent) {
+        const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        CHILD_VERIFY(mprotect(&management, pageSize, PROT_READ) == 0);
+        FutexCalls::boundOfAll = longBound; // so that it needs its wake
+        FutexCalls::beforeWait = [&] { parent.say(); };
+        const int runOuts = FutexCalls::runOuts();
+        sleepUntilSwapped(management, 0);
+        CHILD_VERIFY(FutexCalls::runOuts() == runOuts);
+        return 0;
+    });
+    QVERIFY(reader.waitUntilReady());
+    const int wakes = FutexCalls::wakes();
+
+    QVERIFY(publishSet(*handler, 1));
+
+    QCOMPARE(reader.waitForExit(), 0);
+    QCOMPARE(FutexCalls::wakes(), wakes + 1);
+    QCOMPARE(management.armed.load(), quint64{0});
 }
 
 QTEST_GUILESS_MAIN(tst_SetWaiting)

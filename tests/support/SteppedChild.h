@@ -51,6 +51,15 @@ public:
                       && waitpid(m_pid, &m_status, 0) == m_pid && WIFSTOPPED(m_status);
         return m_isStopped;
     }
+    /// To the end, in one go.
+    void goOn()
+    {
+        if (m_isStopped) {
+            ptrace(PTRACE_CONT, m_pid, nullptr, nullptr);
+            waitpid(m_pid, &m_status, 0);
+            m_isStopped = WIFSTOPPED(m_status);
+        }
+    }
     bool hasEndedWell() const { return WIFEXITED(m_status) && WEXITSTATUS(m_status) == 0; }
 
 private:

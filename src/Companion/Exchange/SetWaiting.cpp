@@ -18,13 +18,15 @@
 //     P2  fence(seq_cst)                          W2  swapCount != r: there is a new set
 //     P3  a = armed; 0: done                      W3  c != r + 1: exchange c for r + 1, else W1
 //     P4  s = swapCount                           W4  fence(seq_cst)
-//     P5  wake all                                W5  sleep while the low half is r, 1 s at most; W1
-//     P6  a != s + 1: exchange a for 0
+//     P5  wake all                                    swapCount != r: there is a new set
+//     P6  a != s + 1: exchange a for 0            W5  sleep while the low half is r, 1 s at most; W1
 //
 // Between P1 and P3, as between W3 and W5, there is a full fence: either P3 sees that somebody waits,
-// or W5 sees the new epoch and does not sleep. P6 must leave the word of a waiter for a later epoch
-// alone: it compares, and what it compares with was read before P5. A word that says the epoch which
-// lasts stays, since its waiter may not have come to W5 yet; the swap that ends the epoch clears it.
+// or the look behind W4 sees the new epoch. Who sleeps himself would hear of it by W5 as well; where a
+// thread sleeps already and another one arms for it, there is that look alone. P6 must leave the word
+// of a waiter for a later epoch alone: it compares, and what it compares with was read before P5. A
+// word that says the epoch which lasts stays, since its waiter may not have come to W5 yet; the swap
+// that ends the epoch clears it.
 
 namespace {
 
@@ -83,7 +85,8 @@ bool SetWaiting::arm(Management &management, quint64 epoch)
         }
     }
     std::atomic_thread_fence(std::memory_order_seq_cst);
-    return true;
+    // A swap may have come between the look and the word: then its publisher has not seen the word.
+    return management.swapCount.load(std::memory_order_acquire) == epoch;
 }
 
 void SetWaiting::sleepThrough(Management &management, quint64 epoch, std::chrono::nanoseconds bound)
