@@ -7,7 +7,6 @@
 
 #include <QDebug>
 #include <QJsonObject>
-#include <QMetaMethod>
 #include <QStringList>
 
 namespace {
@@ -43,10 +42,8 @@ DescriptionTree::DescriptionTree(const QString &postfix)
 
 void DescriptionTree::forwardPropertyChanged(const Base &child, const Base &parent)
 {
-    // By their number in the class: a connection by address has a block of its own in each leaf.
-    static const int changed =
-        QMetaMethod::fromSignal(QOverload<>::of(&Base::propertyChanged)).methodIndex();
-    QMetaObject::connect(&child, changed, &parent, changed);
+    QObject::connect(&child, QOverload<>::of(&Base::propertyChanged), &parent,
+                     QOverload<>::of(&Base::propertyChanged));
 }
 
 void DescriptionTree::noteLeaf(const Tree &leaf)

@@ -71,6 +71,7 @@ private Q_SLOTS:
     void changeOfALeafReachesEveryAncestor();
     void signalWithArgumentsStaysAtTheLeaf();
     void changeOfANodeReachesItsAncestorsOnly();
+    void applicationCanSilenceAPartOfTheTree();
     void releasedRootReleasesTheTree();
     void childOutlivesItsTree();
 
@@ -242,6 +243,25 @@ void tst_ParserTrees::changeOfANodeReachesItsAncestorsOnly()
 
     QCOMPARE(atRoot.count(), 1);
     QCOMPARE(atLeaf.count(), 0);
+}
+
+/// As any connection by the address of a signal, which is what an application gives.
+void tst_ParserTrees::applicationCanSilenceAPartOfTheTree()
+{
+    const auto changed = QOverload<>::of(&Base::propertyChanged);
+    const auto root = parse(R"({"type":"treenode","value":{
+        "a":{"type":"int32","value":1},"b":{"type":"int32","value":1}}})");
+    QVERIFY(!root.isNull());
+    const auto leaf = root->getLeafConfigurationData("a");
+    QSignalSpy atRoot(root.data(), changed);
+
+    QVERIFY(!QObject::connect(leaf.data(), changed, root.data(), changed, Qt::UniqueConnection));
+    QVERIFY(QObject::disconnect(leaf.data(), changed, root.data(), changed));
+
+    QCOMPARE(leaf->setValue(2), Base::SetValueChanged);
+    QCOMPARE(atRoot.count(), 0);
+    QCOMPARE(root->getLeafConfigurationData("b")->setValue(2), Base::SetValueChanged);
+    QCOMPARE(atRoot.count(), 1);
 }
 
 void tst_ParserTrees::releasedRootReleasesTheTree()
