@@ -29,7 +29,19 @@ ChildProcess::Body attaching(const QString &file)
     };
 }
 
+bool setModeOf(const SemaphoreSet &semaphores, int mode)
+{
+    semid_ds status{};
+    if (::semctl(semaphores.id(), 0, IPC_STAT, &status) != 0) {
+        return false;
+    }
+    status.sem_perm.mode = static_cast<unsigned short>(mode);
+    return ::semctl(semaphores.id(), 0, IPC_SET, &status) == 0;
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(std::vector<unsigned short>)
 
 /// What `tessel doctor` finds of one region.
 class tst_ToolDoctor : public QObject
@@ -49,12 +61,15 @@ private Q_SLOTS:
     void processWithAnotherLayoutIsNamed();
     void regionOfAnotherFormatIsAnError();
     void regionWithoutSemaphoresIsAnError();
+    void semaphoresOfSomebodyElseAreTold_data();
     void semaphoresOfSomebodyElseAreTold();
     void semaphoresWithoutARegionAreTold();
     void memoryThatKeepsOthersOutIsTold();
     void semaphoresThatKeepOthersOutAreTold();
     void ownersThatCannotRemoveAreTold();
     void memoryOfAnotherProgramIsNotCalledARegion();
+    void memoryWithSemaphoresOfAnotherProgramIsNotCalledARegion();
+    void memoryThatCannotBeOpenedIsNotCalledARegion();
     void semaphoresOfAnotherProgramAreNotCalledOurs();
     void setThatLooksLikeOursIsUnknown();
     void keyIsQuotedForTheShell();
@@ -266,14 +281,27 @@ void tst_ToolDoctor::regionWithoutSemaphoresIsAnError()
     QCOMPARE(hold.end(), 0);
 }
 
+void tst_ToolDoctor::semaphoresOfSomebodyElseAreTold_data()
+{
+    QTest::addColumn<std::vector<unsigned short>>("values");
+    QTest::addColumn<int>("mode");
+    const std::vector<unsigned short> ofOurNumber{0, 0, 1, 0, 0, 1, 2, 3, 4};
+    QTest::newRow("another number") << std::vector<unsigned short>{1, 2, 3} << 0666;
+    QTest::newRow("another number and mode") << std::vector<unsigned short>{1, 2, 3} << 0600;
+    QTest::newRow("our number") << ofOurNumber << 0666;
+    QTest::newRow("our number and another mode") << ofOurNumber << 0600;
+}
+
 void tst_ToolDoctor::semaphoresOfSomebodyElseAreTold()
 {
+    QFETCH(std::vector<unsigned short>, values);
+    QFETCH(int, mode);
     const DoctoredPlant plant;
     RunningTool hold(RunningTool::hold(plant.file));
     QVERIFY(hold.isReady());
     QVERIFY(plant.semaphores().remove());
-    const int id = plant.semaphores().make({1, 2, 3});
-    QVERIFY(id >= 0);
+    const int id = plant.semaphores().make(values);
+    QVERIFY(id >= 0 && setModeOf(plant.semaphores(), mode));
     const auto key = static_cast<quint32>(
         SystemVSemaphoreBaseClass::systemVKey(plant.key() + QStringLiteral("Semaphore")));
 
@@ -328,10 +356,7 @@ void tst_ToolDoctor::semaphoresThatKeepOthersOutAreTold()
     const DoctoredPlant plant;
     RunningTool hold(RunningTool::hold(plant.file));
     QVERIFY(hold.isReady());
-    semid_ds status{};
-    QCOMPARE(::semctl(plant.semaphores().id(), 0, IPC_STAT, &status), 0);
-    status.sem_perm.mode = 0600;
-    QCOMPARE(::semctl(plant.semaphores().id(), 0, IPC_SET, &status), 0);
+    QVERIFY(setModeOf(plant.semaphores(), 0600));
 
     QCOMPARE(faultsOf(plant.key(), {plant.file}),
              QStringList{QStringLiteral("warning mode: the semaphores have mode 600 in place of "
@@ -371,6 +396,33 @@ void tst_ToolDoctor::memoryOfAnotherProgramIsNotCalledARegion()
                                         "not say that it is a region, so that it may be the memory "
                                         "of another program; name its description, if there is "
                                         "one: tessel doctor FILE")});
+}
+
+void tst_ToolDoctor::memoryWithSemaphoresOfAnotherProgramIsNotCalledARegion()
+{
+    const DoctoredPlant plant;
+    QVERIFY(plant.segment().make(QByteArray(600, 'x')));
+    QVERIFY(plant.semaphores().make({1, 2, 3}) >= 0);
+
+    QCOMPARE(findingsOf(plant.key(), {}),
+             QStringList{QStringLiteral("unknown no-region-for-sure: the semaphores under its key "
+                                        "are those of another program, and it does not say that "
+                                        "it is a region, so that it may be the memory of that "
+                                        "program; name its description, if there is one: tessel "
+                                        "doctor FILE")});
+}
+
+void tst_ToolDoctor::memoryThatCannotBeOpenedIsNotCalledARegion()
+{
+    const DoctoredPlant plant;
+    // Nothing that could be a region, for root as well.
+    QVERIFY(plant.segment().make(QByteArray()));
+
+    QCOMPARE(findingsOf(plant.key(), {}),
+             QStringList{QStringLiteral("unknown no-region-for-sure: it cannot be opened (Invalid "
+                                        "argument) and has no semaphores, so that it may be the "
+                                        "memory of another program; name its description, if "
+                                        "there is one: tessel doctor FILE")});
 }
 
 void tst_ToolDoctor::semaphoresOfAnotherProgramAreNotCalledOurs()

@@ -1,5 +1,7 @@
 #include "ToolDescription.h"
 #include "ToolProcess.h"
+#include "support/SegmentFile.h"
+#include "support/SemaphoreSet.h"
 
 #include <QtTest>
 
@@ -31,6 +33,8 @@ private Q_SLOTS:
     void descriptionWithoutMemoryIsRefused();
     void descriptionWithoutKeyIsRefused();
     void keyThatNamesNoObjectIsRefused();
+    void semaphoresOfSomebodyElseAreAFailure_data();
+    void semaphoresOfSomebodyElseAreAFailure();
     void leafThatCannotBeUsedIsNoted();
     void closedOutputEndsItWithoutAWord();
 };
@@ -174,6 +178,41 @@ void tst_ToolHold::keyThatNamesNoObjectIsRefused()
                        "memory:")
             .arg(file)));
     QCOMPARE(result.error.count(QLatin1Char('\n')), 1);
+}
+
+void tst_ToolHold::semaphoresOfSomebodyElseAreAFailure_data()
+{
+    QTest::addColumn<bool>("isDouble");
+    QTest::newRow("double buffer") << true;
+    QTest::newRow("single buffer") << false;
+}
+
+void tst_ToolHold::semaphoresOfSomebodyElseAreAFailure()
+{
+    QFETCH(bool, isDouble);
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.setRoot(QStringLiteral("doubleBuffer"), isDouble);
+    const QString file = description.write();
+    const SegmentFile segment(description.key() + QStringLiteral("SharedMemory"));
+    const SemaphoreSet semaphores(description.key() + QStringLiteral("Semaphore"));
+    const int others = semaphores.make({1, 2, 3});
+    QVERIFY(others >= 0);
+
+    ToolProcess hold({QStringLiteral("hold"), file});
+    // A hold that went on would say here that it holds.
+    QCOMPARE(hold.nextLine(), QString());
+    const ToolResult result = hold.finish();
+
+    QCOMPARE(result.exitCode, 4);
+    const QString reason = QStringLiteral("tessel: %1: no lock on region '%2': The semaphores of "
+                                          "\"%2Semaphore\" can't be used: System V key ")
+                               .arg(file, description.key());
+    QVERIFY2(result.error.startsWith(reason), qPrintable(result.error));
+    QCOMPARE(result.error.count(QLatin1Char('\n')), 1);
+    QVERIFY(!segment.exists());
+    QCOMPARE(semaphores.id(), others);
+    QCOMPARE(semaphores.value(2), 3);
 }
 
 void tst_ToolHold::leafThatCannotBeUsedIsNoted()

@@ -42,6 +42,12 @@ QString killText(qint64 pid)
                           : QStringLiteral("if it does not go on, end it: kill %1").arg(pid);
 }
 
+/// A set under the key of a region, of which it is not known to be: those of regions can be read by all.
+bool isOfAnother(const SemaphoreTable::Set &set)
+{
+    return isSurelyOfAnother(set) || (set.mode & modeOfAll) == modeOfAll;
+}
+
 /// One look at a region, and what is found wrong with it.
 class RegionCheck
 {
@@ -56,9 +62,7 @@ public:
         } else if (isOurs()) {
             check();
         } else {
-            add(Level::Unknown, QStringLiteral("no-region-for-sure"),
-                QStringLiteral("it has no semaphores and does not say that it is a region, so that "
-                               "it may be the memory of another program"),
+            add(Level::Unknown, QStringLiteral("no-region-for-sure"), doubtText(),
                 QStringLiteral("name its description, if there is one: tessel doctor FILE"));
         }
     }
@@ -74,6 +78,8 @@ private:
     void add(const Suspicion &suspicion);
 
     bool isOurs() const;
+    QString doubtText() const;
+    const SemaphoreTable::Set *semaphoreSet() const;
     void check();
     void checkRemains(const RegionUsers &users);
     void checkSuspicions();
@@ -98,6 +104,36 @@ bool RegionCheck::isOurs() const
 {
     return m_region.description || m_look.region().isDoubleBuffer()
            || m_look.region().getLock().state != LockState::Unknown;
+}
+
+/// Why it may be none.
+QString RegionCheck::doubtText() const
+{
+    const auto *const set = semaphoreSet();
+    const bool isTaken = set != nullptr && isSurelyOfAnother(*set);
+    if (m_look.fit() == Fit::Unreadable) {
+        return QStringLiteral("it cannot be opened (%1)%2, so that it may be the memory of another "
+                              "program")
+            .arg(m_look.region().getErrorString(), m_facts.semaphores && set == nullptr
+                                                       ? QStringLiteral(" and has no semaphores")
+                                                       : QString());
+    }
+    if (isTaken) {
+        return QStringLiteral("the semaphores under its key are those of another program, and it "
+                              "does not say that it is a region, so that it may be the memory of "
+                              "that program");
+    }
+    return set == nullptr && m_facts.semaphores
+               ? QStringLiteral("it has no semaphores and does not say that it is a region, so "
+                                "that it may be the memory of another program")
+               : QStringLiteral("its semaphores may not be looked at and it does not say that it "
+                                "is a region, so that it may be the memory of another program");
+}
+
+/// What the kernel lists under its key, be it the region's or not.
+const SemaphoreTable::Set *RegionCheck::semaphoreSet() const
+{
+    return m_facts.semaphores ? m_facts.semaphores->setOf(m_region.key) : nullptr;
 }
 
 /// Where the name has gone.
@@ -166,7 +202,7 @@ void RegionCheck::checkSuspicions()
 /// None that could be looked at: why?
 void RegionCheck::checkSemaphores()
 {
-    const auto *const set = m_facts.semaphores ? m_facts.semaphores->setOf(m_region.key) : nullptr;
+    const auto *const set = semaphoreSet();
     if (!m_facts.semaphores) {
         add(Level::Unknown, QStringLiteral("semaphores-unseen"),
             QStringLiteral("whether it has semaphores could not be seen"),
@@ -176,7 +212,7 @@ void RegionCheck::checkSemaphores()
             QStringLiteral("the region has no semaphores: nobody can lock it, and so nobody can "
                            "write"),
             QStringLiteral("start its creator again, which makes it anew"));
-    } else if ((set->mode & modeOfAll) == modeOfAll) {
+    } else if (isOfAnother(*set)) {
         add(Level::Error, QStringLiteral("semaphores-taken"),
             QStringLiteral("its System V key 0x%1 belongs to other semaphores, of another program "
                            "or another version of the memory format: nobody can lock the region")
@@ -209,9 +245,9 @@ void RegionCheck::checkModes()
 
 void RegionCheck::checkOwners(const struct stat &memory)
 {
-    const auto *const set = m_facts.semaphores ? m_facts.semaphores->setOf(m_region.key) : nullptr;
+    const auto *const set = semaphoreSet();
     const bool isReadable = m_look.region().getLock().state != LockState::Unknown;
-    if (!set || (!isReadable && (set->mode & modeOfAll) == modeOfAll)) {
+    if (set == nullptr || (!isReadable && isOfAnother(*set))) {
         return;
     }
     if ((set->mode & modeOfAll) != modeOfAll) {
@@ -349,7 +385,7 @@ bool mayPass(const Findings &findings)
 {
     return std::any_of(findings.cbegin(), findings.cend(), [](const Finding &finding) {
         for (const char *rule : {"replaced", "removed", "no-semaphores", "semaphores-left",
-                                 "former-region", "removed-region"}) {
+                                 "semaphores-taken", "former-region", "removed-region"}) {
             if (finding.rule == QLatin1String(rule)) {
                 return true;
             }

@@ -47,6 +47,16 @@ std::optional<Set> readSet(const QByteArray &line)
     return isKey && isId && isMode && isCount && isOwner ? std::make_optional(set) : std::nullopt;
 }
 
+using Values = std::array<unsigned short, Names::SemaphoreCount>;
+
+/// Of a set that has as many. 0, or errno.
+int readValues(const Set &set, Values &values)
+{
+    SemaphoreArgument argument{};
+    argument.values = values.data();
+    return semctl(set.id, 0, GETALL, argument) == 0 ? 0 : errno;
+}
+
 bool isOneAtMost(unsigned short value)
 {
     return value <= 1;
@@ -89,18 +99,23 @@ const Set *SemaphoreTable::setOf(const QString &memoryKey) const
     return found == m_sets.cend() ? nullptr : found;
 }
 
+bool isSurelyOfAnother(const SemaphoreTable::Set &set)
+{
+    Values values{};
+    // In what can be read the fingerprint would have been found.
+    return set.count != Names::SemaphoreCount || readValues(set, values) == 0;
+}
+
 std::optional<bool> looksLikeOurs(const SemaphoreTable::Set &set)
 {
     constexpr int ourMode = 0666;
     if (set.count != Names::SemaphoreCount || set.mode != ourMode || set.key == IPC_PRIVATE) {
         return false;
     }
-    std::array<unsigned short, Names::SemaphoreCount> values{};
-    SemaphoreArgument argument{};
-    argument.values = values.data();
-    if (semctl(set.id, 0, GETALL, argument) != 0) {
+    Values values{};
+    if (const int error = readValues(set, values)) {
         // Gone since the table was read, it is nobody's.
-        return errno == EINVAL || errno == EIDRM ? std::make_optional(false) : std::nullopt;
+        return error == EINVAL || error == EIDRM ? std::make_optional(false) : std::nullopt;
     }
     return isOneAtMost(values[Names::SemaphoreWriteLock])
            && isOneAtMost(values[Names::SemaphoreClosed])

@@ -35,6 +35,11 @@ private:
     QVector<Set> m_sets;
 };
 
+/// Whether a set that is under the key of a region, but not found to be the region's, is surely that of
+/// another program or of another version of the memory format. False where only its owner could tell, and if
+/// it has gone.
+bool isSurelyOfAnother(const SemaphoreTable::Set &set);
+
 /// Whether a set looks as those of this library do: number, mode and values. That of another program may
 /// look so as well. None if its values cannot be read.
 std::optional<bool> looksLikeOurs(const SemaphoreTable::Set &set);

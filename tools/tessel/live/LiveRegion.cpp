@@ -71,6 +71,17 @@ LiveRegion::LiveRegion(const DescriptionSource &description, Opening opening)
                       withReasons(QStringLiteral("%1: no region for key '%2'")
                                       .arg(m_description.path(), m_description.key()))};
     }
+    if (opening == Opening::Create) {
+        requireLock();
+    }
+}
+
+/// Nobody could write into a region without one, and its creator has not published anything.
+void LiveRegion::requireLock() const
+{
+    if (RegionInspection(m_description.key()).getLock().state == RegionLock::State::Unknown) {
+        refuseLock(0);
+    }
 }
 
 QVector<Leaf> LiveRegion::readable(const QVector<Leaf> &leaves, const QStringList &urls) const

@@ -33,7 +33,7 @@ class LiveRegion
 {
 public:
     enum class Opening {
-        Create, ///< Makes the region; it is removed with this object.
+        Create, ///< Makes the region with its lock; it is removed with this object.
         Attach  ///< Joins a region that another process has made.
     };
 
@@ -66,6 +66,7 @@ public:
     void requireCurrent() const;
 
 private:
+    void requireLock() const;
     void readInLock(const std::function<void()> &take);
     [[noreturn]] void refuseOvertaken() const;
     [[noreturn]] void refuseLock(qint64 waitedMilliseconds) const;
