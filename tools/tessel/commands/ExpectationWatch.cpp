@@ -86,7 +86,7 @@ void ExpectationWatch::awaitRegion() const
                                           .arg(m_description.path(), m_description.key(), within)};
 }
 
-/// Nothing if the region has gone or was replaced, and another one may be waited for.
+/// Nothing if the region has gone or was replaced, or has no set yet, and may be waited for.
 std::optional<ExpectationOutcome> ExpectationWatch::follow(LiveRegion &region)
 {
     ProcessDataWatcher watcher(region.manager());
@@ -97,6 +97,12 @@ std::optional<ExpectationOutcome> ExpectationWatch::follow(LiveRegion &region)
             return {};
         }
         region.requireCurrent();
+        if (seen.generation == quint64{0}) {
+            if (m_bounds.timeout) {
+                return {};
+            }
+            region.requirePublished(0);
+        }
         if (isEnd(seen)) {
             return seen;
         }

@@ -73,6 +73,11 @@ ExitCode run(const CommandLine &line)
     QVector<Leaf> leaves = description.leavesAt(urls);
     LiveRegion region(description, LiveRegion::Opening::Attach);
     leaves = region.readable(leaves, urls);
+    if (!region.isPublished()) {
+        writeErrorLine(QStringLiteral("tessel: note: nothing was published in region '%1' yet; these "
+                                      "are bytes that nobody has written")
+                           .arg(description.key()));
+    }
     const QVector<ProcessValue> values = region.read(leaves);
     if (isJson) {
         printJson(leaves, values);

@@ -24,6 +24,7 @@ QVector<ProcessValue> readInto(Snapshot &snapshot, LiveRegion &region, const QVe
     }
     quint64 generation = 0;
     const QVector<ProcessValue> values = region.read(leaves, generation);
+    region.requirePublished(generation);
     snapshot.generation = generation;
     const auto published = region.inspection().getLastSwap();
     // That of a later set says nothing about this one.

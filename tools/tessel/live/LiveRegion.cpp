@@ -201,6 +201,20 @@ QVector<ProcessValue> LiveRegion::write(const QVector<LeafWrite> &writes)
     return formerValues;
 }
 
+bool LiveRegion::isPublished() const
+{
+    return m_region->getSwapCount() != quint64{0};
+}
+
+void LiveRegion::requirePublished(quint64 generation) const
+{
+    if (generation == 0) {
+        throw Failure{ExitCode::NotReliable,
+                      QStringLiteral("%1: nothing was published in region '%2' yet")
+                          .arg(m_description.path(), m_description.key())};
+    }
+}
+
 bool LiveRegion::isCurrent() const
 {
     return !m_region || m_region->getName() == RegionInspection::Name::Current;

@@ -51,6 +51,11 @@ public:
     QVector<ProcessValue> read(const QVector<Leaf> &leaves);
     /// The same of a double buffer, and how often it was swapped when the set was published.
     QVector<ProcessValue> read(const QVector<Leaf> &leaves, quint64 &generation);
+    /// Whether a set was ever published. A single buffer counts none: what is written there is seen at once.
+    bool isPublished() const;
+    /// Refuses the set of that generation if it is none: before the first one readers find memory that nobody
+    /// has written, which would pass for valid zeros.
+    void requirePublished(quint64 generation) const;
     /// Writes values under one lock and publishes them by one swap: readers see all of them or none. What
     /// was published before comes back, in the same order.
     QVector<ProcessValue> write(const QVector<LeafWrite> &writes);
