@@ -39,6 +39,9 @@ private Q_SLOTS:
 
     void sameSetIsAlike();
     void everyFormIsKeptExactly();
+    void negativeZeroIsReadHoweverItIsWritten_data();
+    void negativeZeroIsReadHoweverItIsWritten();
+    void byteOrderMarkIsPartOfAText();
     void singleBufferIsComparedAsWell();
     void differencesAreShown();
     void differencesAsJson();
@@ -143,6 +146,48 @@ void tst_ToolCompare::everyFormIsKeptExactly()
 
         QCOMPARE(result.output + result.error, QString());
         QCOMPARE(result.exitCode, 0);
+    }
+}
+
+void tst_ToolCompare::negativeZeroIsReadHoweverItIsWritten_data()
+{
+    QTest::addColumn<QByteArray>("number");
+    QTest::addColumn<double>("level");
+    for (const char *number : {"-0", "-0.0", "-0.000", "-0e5", "-0.0E-3"}) {
+        QTest::newRow(number) << QByteArray(number) << -0.0;
+    }
+    for (const char *number : {"0", "0.0", "0e5"}) {
+        QTest::newRow(number) << QByteArray(number) << 0.0;
+    }
+}
+
+void tst_ToolCompare::negativeZeroIsReadHoweverItIsWritten()
+{
+    QFETCH(QByteArray, number);
+    QFETCH(double, level);
+    m_description->write(
+        QStringLiteral("s.json"),
+        snapshotOf(R"({"url": "n/level", "type": "double", "state": 0, "value": )" + number + "}"));
+    const auto differs = [&](double present) {
+        return m_region->publish(QStringLiteral("n/level"), validValue(present))
+               && runTool({QStringLiteral("compare"), QStringLiteral("--json"), m_file, kept()})
+                      .output.contains(QStringLiteral("\"url\": \"n/level\""));
+    };
+
+    QVERIFY(!differs(level));
+    QVERIFY(differs(-level));
+}
+
+void tst_ToolCompare::byteOrderMarkIsPartOfAText()
+{
+    const QString mark(QChar(QChar::ByteOrderMark));
+    for (const QString &text : {mark, mark + QStringLiteral("a"), QStringLiteral("a") + mark}) {
+        QVERIFY(m_region->publish(QStringLiteral("tag"), validValue(text)));
+        QCOMPARE(take().exitCode, 0);
+
+        QCOMPARE(compare().output, QString());
+        QVERIFY(m_region->publish(QStringLiteral("tag"), validValue(QString(text).remove(mark))));
+        QCOMPARE(compare().exitCode, 1);
     }
 }
 

@@ -49,5 +49,5 @@ QJsonDocument jsonInput(const QString &path)
         refusePath(ExitCode::InputOutputFile, path,
                    QStringLiteral("'%1' is given twice").arg(repeated.constFirst()));
     }
-    return QJsonDocument::fromJson(WrittenJson::withLongNumbersAsTexts(text));
+    return QJsonDocument::fromJson(WrittenJson::withoutLosses(text));
 }

@@ -24,8 +24,12 @@ constexpr int knownVersion = 1;
 QString digitsOf(const QJsonValue &value)
 {
     const double number = value.toDouble();
-    return value.isDouble() && std::trunc(number) == number ? QString::number(number, 'f', 0)
-                                                            : value.toString();
+    if (value.isDouble() && std::trunc(number) == number) {
+        return QString::number(number, 'f', 0);
+    }
+    // That of a negative zero is the one of zero.
+    const QString text = value.toString();
+    return text == QLatin1String("-0") ? QStringLiteral("0") : text;
 }
 
 QVariant wholeFrom(const QJsonValue &value, bool isSigned)

@@ -33,13 +33,21 @@ int endOfNumber(const QByteArray &json, int begin)
                             - json.cbegin());
 }
 
+/// -0, -0.0, -0e5: the toolkit keeps them as the integer 0.
+bool isNegativeZero(const QByteArray &number)
+{
+    const auto isPartOfZero = [](char character) { return character == '0' || character == '.'; };
+    const auto end = std::find_if_not(number.cbegin() + 1, number.cend(), isPartOfZero);
+    return number.startsWith('-') && (end == number.cend() || *end == 'e' || *end == 'E');
+}
+
 bool losesDigits(const QByteArray &number)
 {
     // Each whole number of so many digits has a double of its own.
     constexpr int exactDigits = 15;
     const int sign = number.startsWith('-') ? 1 : 0;
     const bool isWhole = std::all_of(number.cbegin() + sign, number.cend(), isDigit);
-    return isWhole && (number.size() - sign > exactDigits || number == "-0");
+    return isWhole && number.size() - sign > exactDigits;
 }
 
 QString decoded(const QByteArray &text)
@@ -57,7 +65,7 @@ bool isKey(const QByteArray &json, int endOfText)
 
 } // namespace
 
-QByteArray WrittenJson::withLongNumbersAsTexts(const QByteArray &json)
+QByteArray WrittenJson::withoutLosses(const QByteArray &json)
 {
     QByteArray exact;
     exact.reserve(json.size());
@@ -66,8 +74,15 @@ QByteArray WrittenJson::withLongNumbersAsTexts(const QByteArray &json)
         const bool isText = character == '"';
         const bool isNumber = isDigit(character) || character == '-';
         const int end = isText ? endOfText(json, i) : isNumber ? endOfNumber(json, i) : i + 1;
-        const QByteArray piece = json.mid(i, end - i);
-        exact += isNumber && losesDigits(piece) ? '"' + piece + '"' : piece;
+        QByteArray piece = json.mid(i, end - i);
+        if (isText) {
+            piece.replace("\xEF\xBB\xBF", "\\uFEFF");
+        } else if (isNumber && isNegativeZero(piece)) {
+            piece = "\"-0\"";
+        } else if (isNumber && losesDigits(piece)) {
+            piece = '"' + piece + '"';
+        }
+        exact += piece;
         i = end;
     }
     return exact;
