@@ -277,6 +277,11 @@ void tst_Expression::errorTellsItsColumn_data()
     add("a > 1)", "6: there is no '(' to be closed");
     add("a > 1 b", "7: 'and', 'or', ')' or the end is expected here");
     add("a > 1 && b", "7: 'and', 'or', ')' or the end is expected here (did you mean 'and'?)");
+    add("a && b", "3: a comparison (< <= == != >= >), 'is' or a state is expected here (did you "
+                  "mean 'and'?)");
+    add("a || b", "3: a comparison (< <= == != >= >), 'is' or a state is expected here (did you "
+                  "mean 'or'?)");
+    add("1 && a", "3: a comparison (< <= == != >= >) is expected here");
     add("a > 1 || b", "7: 'and', 'or', ')' or the end is expected here (did you mean 'or'?)");
     add("a > 1 AND b", "7: 'and', 'or', ')' or the end is expected here (did you mean 'and'?)");
     add("1 < a < 2", "7: two sides are compared at a time; join comparisons with 'and'");

@@ -43,6 +43,16 @@ struct Waiting
     TextPlace place;
 };
 
+/// Behind a word that is none of the language. The signs of other languages are no near misses.
+QString wordHint(const QString &word, const QStringList &words)
+{
+    if (word == QLatin1String("&&")) {
+        return QStringLiteral(" (did you mean 'and'?)");
+    }
+    return word == QLatin1String("||") ? QStringLiteral(" (did you mean 'or'?)")
+                                       : suggestion(word, words);
+}
+
 /// Lists of its own take the place of the stack of calls, which deep brackets would use up.
 class Parser
 {
@@ -138,13 +148,8 @@ void Parser::takeBehindCondition()
         refuse(QStringLiteral("two sides are compared at a time; join comparisons with 'and'"));
     }
     const QString word = m_expression.textAt(m_token.place);
-    const bool isAnd = word == QLatin1String("&&");
-    const bool isOr = word == QLatin1String("||");
-    const QString hint = isAnd  ? QStringLiteral(" (did you mean 'and'?)")
-                         : isOr ? QStringLiteral(" (did you mean 'or'?)")
-                                : suggestion(word.toLower(),
-                                             {QStringLiteral("and"), QStringLiteral("or")});
-    refuse(QStringLiteral("'and', 'or', ')' or the end is expected here%1").arg(hint));
+    refuse(QStringLiteral("'and', 'or', ')' or the end is expected here%1")
+               .arg(wordHint(word.toLower(), {QStringLiteral("and"), QStringLiteral("or")})));
 }
 
 void Parser::takeCondition()
@@ -188,7 +193,7 @@ void Parser::refuseBehind(const Operand &left) const
     refuse(left.speaksOfLeaves()
                ? QStringLiteral("a comparison (< <= == != >= >), 'is' or a state is expected "
                                 "here%1")
-                     .arg(m_token.kind == Kind::Word ? suggestion(word, words) : QString())
+                     .arg(m_token.kind == Kind::Word ? wordHint(word, words) : QString())
                : QStringLiteral("a comparison (< <= == != >= >) is expected here"));
 }
 
