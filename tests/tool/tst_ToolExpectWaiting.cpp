@@ -3,6 +3,7 @@
 #include "ProcessData/Linux/SharedMemory.h"
 #include "ToolProcess.h"
 #include "support/LogCapture.h"
+#include "support/SemaphoreSet.h"
 
 #include <QElapsedTimer>
 #include <QtTest>
@@ -55,6 +56,9 @@ private Q_SLOTS:
     void breakEndsIt();
     void breakBeginsTheTimeAnew();
     void timeoutEndsWhatHolds();
+    void timeoutEndsTheWaitForALock_data();
+    void timeoutEndsTheWaitForALock();
+    void lockThatIsGivenBackInTimeIsWaitedFor();
     void setThatGrowsOldBreaksIt();
     void regionThatComesLaterIsLookedAt();
     void missingRegionTakesTheWholeTime();
@@ -69,6 +73,13 @@ private:
     {
         return std::make_unique<ToolProcess>(QStringList(QStringLiteral("expect")) + options
                                              + QStringList{m_file, expression});
+    }
+    void useSingleBuffer()
+    {
+        m_region.reset();
+        m_description->setRoot(QStringLiteral("doubleBuffer"), false);
+        m_file = m_description->write();
+        m_region = std::make_unique<HeldRegion>(m_file);
     }
     bool publish(double level) { return m_region->publish(url, validValue(level)); }
 
@@ -112,10 +123,7 @@ void tst_ToolExpectWaiting::nextSetEndsIt()
 
 void tst_ToolExpectWaiting::singleBufferEndsItAsWell()
 {
-    m_region.reset();
-    m_description->setRoot(QStringLiteral("doubleBuffer"), false);
-    m_file = m_description->write();
-    m_region = std::make_unique<HeldRegion>(m_file);
+    useSingleBuffer();
     const auto expect = start({QStringLiteral("--timeout=10min")}, QStringLiteral("n/level > 2"));
     QVERIFY(m_region->write(url, validValue(2.5)));
 
@@ -213,6 +221,48 @@ void tst_ToolExpectWaiting::timeoutEndsWhatHolds()
 }
 
 /// Nobody publishes any more, and nobody wakes it.
+void tst_ToolExpectWaiting::timeoutEndsTheWaitForALock_data()
+{
+    QTest::addColumn<QString>("timeout");
+    QTest::addColumn<QString>("told");
+    QTest::newRow("none") << "0s"
+                          << "0 s";
+    QTest::newRow("short") << "300ms"
+                           << "300 ms";
+}
+
+void tst_ToolExpectWaiting::timeoutEndsTheWaitForALock()
+{
+    QFETCH(QString, timeout);
+    QFETCH(QString, told);
+    useSingleBuffer();
+    QVERIFY(m_region->manager().lockWriteBuffer());
+
+    const ToolResult result =
+        start({QStringLiteral("--timeout"), timeout}, QStringLiteral("n/level > 2"))->finish();
+
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: %1: another process has held the lock of region '%2' until "
+                            "the end of %3\n")
+                 .arg(m_file, m_description->key(), told));
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 6);
+    QVERIFY(m_region->manager().unlockWriteBuffer());
+}
+
+void tst_ToolExpectWaiting::lockThatIsGivenBackInTimeIsWaitedFor()
+{
+    useSingleBuffer();
+    QVERIFY(m_region->write(url, validValue(2.5)));
+    QVERIFY(m_region->manager().lockWriteBuffer());
+    const auto expect = start({QStringLiteral("--timeout=10min")}, QStringLiteral("n/level > 2"));
+    const SemaphoreSet semaphores(m_description->key() + QStringLiteral("Semaphore"));
+    QTRY_COMPARE_WITH_TIMEOUT(semaphores.users(), 2, 60000);
+    QVERIFY(m_region->manager().unlockWriteBuffer());
+
+    QCOMPARE(expect->finish().exitCode, 0);
+}
+
 void tst_ToolExpectWaiting::setThatGrowsOldBreaksIt()
 {
     const auto expect = start({QStringLiteral("--for=1h")}, QStringLiteral("age < 3s"));

@@ -20,6 +20,10 @@ using std::chrono::milliseconds;
 /// A single buffer tells of no sets, and time passes without any.
 constexpr milliseconds pollInterval{20};
 
+/// A writer is inside for microseconds.
+constexpr milliseconds lockInterval{1};
+constexpr milliseconds shortestLockWait{100};
+
 /// From the clock of the machine; nothing where that went back since.
 std::optional<microseconds> timeSince(const std::optional<QDateTime> &moment)
 {
@@ -124,10 +128,32 @@ ExpectationOutcome ExpectationWatch::look(LiveRegion &region)
         readWithAge(region, seen.set, formerLook);
         seen.generation = m_generation;
     } else {
+        awaitLock(region);
         seen.set.values = region.read(m_expectation.leaves());
     }
     seen.result = m_expectation.resultOf(seen.set);
     return seen;
+}
+
+/// A read of a single buffer would sleep as long as the library lets it, whatever the timeout. Who takes the
+/// lock between this look and the read still makes it sleep.
+void ExpectationWatch::awaitLock(const LiveRegion &region) const
+{
+    if (!m_bounds.timeout) {
+        return;
+    }
+    // Also at the end of the time a writer gets as long as writing takes.
+    const Clock::time_point end = std::max(m_deadline, Clock::now() + shortestLockWait);
+    while (region.inspection().getLock().state == RegionLock::State::Held) {
+        if (Clock::now() >= end) {
+            throw Failure{ExitCode::TimedOut,
+                          QStringLiteral("%1: another process has held the lock of region '%2' "
+                                         "until the end of %3")
+                              .arg(m_description.path(), m_description.key(),
+                                   durationText(*m_bounds.timeout))};
+        }
+        std::this_thread::sleep_for(lockInterval);
+    }
 }
 
 /// The time of publication is that of the newest set, which has to be the one that was read.

@@ -48,6 +48,7 @@ private:
     bool mayHaveVanished(ExitCode code) const;
     std::optional<ExpectationOutcome> follow(LiveRegion &region);
     ExpectationOutcome look(LiveRegion &region);
+    void awaitLock(const LiveRegion &region) const;
     void readWithAge(LiveRegion &region, ExpectedSet &set, Clock::time_point formerLook);
     bool isEnd(ExpectationOutcome &seen);
     Clock::time_point nextLook() const;
