@@ -99,6 +99,7 @@ private Q_SLOTS:
     void regionThatIsRemovedEndsItWithWhatWasSeen();
     void regionThatIsReplacedEndsItWithWhatWasSeen();
     void missingRegionIsNotFound();
+    void missingDescriptorIsTold();
     void singleBufferHasNoSets();
     void environmentNamesTheDescription();
     void wrongUse_data();
@@ -369,6 +370,42 @@ void tst_ToolStat::missingRegionIsNotFound()
     QCOMPARE(result.exitCode, 3);
     QCOMPARE(result.output, QString());
     QVERIFY(result.error.startsWith(QStringLiteral("tessel: %1: ").arg(plant.file)));
+}
+
+/// How many the loader and the toolkit take is their own affair.
+void tst_ToolStat::missingDescriptorIsTold()
+{
+    if (qstrlen(TESSEL_SANITIZE) > 0) {
+        QSKIP("needs all descriptors, and the sanitizers take some to look at memory", );
+    }
+    const DoctoredPlant plant;
+    RunningTool hold(RunningTool::hold(plant.file));
+    QVERIFY(hold.isReady());
+    const QString refusal =
+        QStringLiteral("tessel: %1: cannot attach to region '%2': ").arg(plant.file, plant.key());
+    constexpr int fewest = 4;
+    constexpr int enough = 64;
+    bool isTold = false;
+    int exitCode = -1;
+    for (int limit = fewest; limit <= enough && exitCode != 0; ++limit) {
+        QProcess shell;
+        shell.start(QStringLiteral("/bin/sh"),
+                    {QStringLiteral("-c"),
+                     QStringLiteral("ulimit -n %1; exec \"$0\" stat --for 1ms \"$1\"").arg(limit),
+                     QStringLiteral(TESSEL_TOOL), plant.file});
+        QVERIFY(shell.waitForFinished(60000));
+        exitCode = shell.exitCode();
+        const QString error = QString::fromUtf8(shell.readAllStandardError());
+        // Not even the loader may have found enough of them.
+        QVERIFY2(exitCode != 10, qPrintable(error));
+        isTold = isTold
+                 || (exitCode == 4 && error.startsWith(refusal)
+                     && error.contains(QStringLiteral("Too many open files")));
+    }
+
+    QVERIFY(isTold);
+    QCOMPARE(exitCode, 0);
+    QCOMPARE(hold.end(), 0);
 }
 
 void tst_ToolStat::singleBufferHasNoSets()

@@ -51,14 +51,11 @@ public:
     StatWatch(LiveRegion &region, const QString &key, bool isDrawn)
         : m_region(region)
         , m_watcher(region.manager())
+        , m_descriptor(region.descriptorOf(m_watcher))
         , m_seen(m_watcher.getGeneration())
-        , m_lock(key)
         , m_report{key, SetStatistics(m_seen)}
         , m_isDrawn(isDrawn)
     {
-        if (m_watcher.getDescriptor() < 0) {
-            throw Failure{ExitCode::Internal, QStringLiteral("stat: cannot wait for sets")};
-        }
     }
 
     /// False if the region has gone meanwhile.
@@ -76,8 +73,8 @@ private:
 
     LiveRegion &m_region;
     ProcessDataWatcher m_watcher;
+    int m_descriptor;
     quint64 m_seen;
-    RegionInspection m_lock;
     StatReport m_report;
     bool m_isDrawn;
     ProcessDataSnapshot m_set;
@@ -94,7 +91,7 @@ bool StatWatch::watch(SignalWait &signals, milliseconds time)
     bool isEnded = false;
     while (isThere && !isEnded && Clock::now() < end) {
         doWhatIsDue();
-        const SignalWait::Event event = signals.waitUntilReadable(m_watcher.getDescriptor(),
+        const SignalWait::Event event = signals.waitUntilReadable(m_descriptor,
                                                                   std::min(end, m_nextLook));
         isEnded = event == SignalWait::Event::End;
         if (event == SignalWait::Event::Readable) {
@@ -137,7 +134,7 @@ void StatWatch::read()
 void StatWatch::lookAtLock()
 {
     ++m_report.looks;
-    m_report.waits += m_lock.getLock().waiters > 0 ? 1 : 0;
+    m_report.waits += m_region.inspection().getLock().waiters > 0 ? 1 : 0;
 }
 
 void StatWatch::handle(SignalWait::Event event)

@@ -188,11 +188,8 @@ public:
     explicit SetArrival(LiveRegion &region)
         : m_region(region)
         , m_watcher(region.manager())
-        , m_descriptor(m_watcher.getDescriptor())
+        , m_descriptor(region.descriptorOf(m_watcher))
     {
-        if (m_descriptor < 0) {
-            throw Failure{ExitCode::Internal, QStringLiteral("watch: cannot wait for sets")};
-        }
     }
 
     /// The newest set, which is then no reason to come back from wait().

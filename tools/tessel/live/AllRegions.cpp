@@ -1,6 +1,7 @@
 #include "live/AllRegions.h"
 
 #include "Inspection/RegionInspection.h"
+#include "text/DescriptorCure.h"
 #include "text/Failure.h"
 
 #include <cerrno>
@@ -10,9 +11,8 @@ namespace {
 QString cureOf(int error)
 {
     switch (error) {
-    case EMFILE: return QStringLiteral("allow more of them with 'ulimit -n'");
-    case ENFILE:
-        return QStringLiteral("end programs, or allow more of them by 'sysctl fs.file-max'");
+    case EMFILE:
+    case ENFILE: return descriptorCure(error);
     case EACCES:
     case EPERM: return QStringLiteral("run it as a user who may read that folder");
     case ENOENT:

@@ -3,6 +3,7 @@
 #include "Access/ProcessDataSnapshot.h"
 #include "Companion/SystemVSemaphoreBaseClass.h"
 #include "live/ConsistentRead.h"
+#include "text/DescriptorCure.h"
 #include "text/Failure.h"
 #include "text/LogCollector.h"
 #include "text/Output.h"
@@ -199,6 +200,26 @@ QVector<ProcessValue> LiveRegion::write(const QVector<LeafWrite> &writes)
         refuseLock(timer.elapsed());
     }
     return formerValues;
+}
+
+int LiveRegion::descriptorOf(ProcessDataWatcher &watcher) const
+{
+    LogCollector::takeReasons();
+    const int descriptor = watcher.getDescriptor();
+    if (descriptor >= 0) {
+        return descriptor;
+    }
+    // Its errno is only in its words.
+    const QString reasons = LogCollector::takeReasons();
+    QString cure;
+    for (const int error : {EMFILE, ENFILE}) {
+        cure += reasons.contains(qt_error_string(error))
+                    ? QStringLiteral("; ") + descriptorCure(error)
+                    : QString();
+    }
+    throw Failure{ExitCode::NoAccess,
+                  QStringLiteral("%1: cannot attach to region '%2': %3%4")
+                      .arg(m_description.path(), m_description.key(), reasons, cure)};
 }
 
 bool LiveRegion::isPublished() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Access/ProcessDataWatcher.h"
 #include "Inspection/RegionInspection.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "descriptions/DescriptionSource.h"
@@ -59,6 +60,10 @@ public:
     /// Writes values under one lock and publishes them by one swap: readers see all of them or none. What
     /// was published before comes back, in the same order.
     QVector<ProcessValue> write(const QVector<LeafWrite> &writes);
+
+    /// The descriptor by which @p watcher, of this region, tells of sets. Refuses, as an attachment does, where the
+    /// system has none to give.
+    int descriptorOf(ProcessDataWatcher &watcher) const;
 
     /// For what the library offers beside this class; not for its locks.
     ProcessDataManager &manager() { return m_manager; }

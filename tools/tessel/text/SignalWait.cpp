@@ -1,5 +1,6 @@
 #include "text/SignalWait.h"
 
+#include "text/DescriptorCure.h"
 #include "text/Failure.h"
 
 #include <algorithm>
@@ -30,8 +31,12 @@ sigset_t setOf(SignalWait::Signals signals)
 
 [[noreturn]] void failInternally(const char *call)
 {
-    throw Failure{ExitCode::Internal,
-                  QStringLiteral("%1: %2").arg(QString::fromLatin1(call), qt_error_string(errno))};
+    const int error = errno;
+    const QString reason = QStringLiteral("%1: %2").arg(QString::fromLatin1(call),
+                                                        qt_error_string(error));
+    const QString cure = descriptorCure(error);
+    throw cure.isEmpty() ? Failure{ExitCode::Internal, reason}
+                         : Failure{ExitCode::NoAccess, reason + QLatin1String("; ") + cure};
 }
 
 } // namespace
