@@ -239,6 +239,9 @@ void tst_ToolBuild::whoReadsTheOutputMayEndEarly()
 {
     const TwoFiles directory;
 
+    QCOMPARE(exitCodeWithoutReader(
+                 {QStringLiteral("build"), QStringLiteral("--check"), directory.path()}),
+             1);
     QCOMPARE(exitCodeWithoutReader({QStringLiteral("build"), directory.path()}), 0);
 
     QCOMPARE(Description::sizeOf(directory.json(fileB)), 24);

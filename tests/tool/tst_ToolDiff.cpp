@@ -101,7 +101,7 @@ private Q_SLOTS:
     void kindsAreNotMixed();
     void wrongUse_data();
     void wrongUse();
-    void closedPipeIsNoFailure();
+    void closedPipeLeavesTheAnswer();
     void fullOutputIsAFailure();
 };
 
@@ -754,11 +754,16 @@ void tst_ToolDiff::wrongUse()
     QCOMPARE(result.exitCode, 2);
 }
 
-void tst_ToolDiff::closedPipeIsNoFailure()
+void tst_ToolDiff::closedPipeLeavesTheAnswer()
 {
-    const Pair files(process(leafA), process(leafA), "process");
+    const Pair alike(process(leafA), process(leafA), "process");
+    const Pair broken(process(leafA), process(R"("type": "float", "sizeValue": 4)"), "process");
 
-    QCOMPARE(exitCodeWithoutReader({QStringLiteral("diff"), files.former, files.now}), 0);
+    for (const QStringList &options : {QStringList(), QStringList(QStringLiteral("--json"))}) {
+        const QStringList diff = QStringList(QStringLiteral("diff")) + options;
+        QCOMPARE(exitCodeWithoutReader(diff + QStringList{alike.former, alike.now}), 0);
+        QCOMPARE(exitCodeWithoutReader(diff + QStringList{broken.former, broken.now}), 1);
+    }
 }
 
 void tst_ToolDiff::fullOutputIsAFailure()

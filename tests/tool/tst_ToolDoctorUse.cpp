@@ -63,7 +63,7 @@ private Q_SLOTS:
     void environmentNamesTheDescription();
     void wrongUse_data();
     void wrongUse();
-    void closedPipeIsNoFailure();
+    void closedPipeLeavesTheAnswer();
     void fullOutputIsAFailure();
     void interruptEndsIt();
 };
@@ -236,11 +236,15 @@ void tst_ToolDoctorUse::wrongUse()
     QCOMPARE(result.exitCode, exitCode);
 }
 
-void tst_ToolDoctorUse::closedPipeIsNoFailure()
+void tst_ToolDoctorUse::closedPipeLeavesTheAnswer()
 {
     const DoctoredPlant plant;
 
-    QCOMPARE(exitCodeWithoutReader({QStringLiteral("doctor"), plant.file}), 0);
+    for (const QStringList &options : {QStringList(), QStringList(QStringLiteral("--json"))}) {
+        QCOMPARE(exitCodeWithoutReader(QStringList(QStringLiteral("doctor")) + options
+                                       + QStringList(plant.file)),
+                 1);
+    }
 }
 
 void tst_ToolDoctorUse::fullOutputIsAFailure()

@@ -74,7 +74,7 @@ private Q_SLOTS:
     void pathWithoutPermissionIsNoAccess();
     void wrongUse_data();
     void wrongUse();
-    void closedPipeIsNoFailure();
+    void closedPipeLeavesTheAnswer();
     void fullOutputIsAFailure();
     void helpExplainsARule();
     void everyRuleIsExplained();
@@ -259,11 +259,16 @@ void tst_ToolValidate::wrongUse()
     QCOMPARE(result.exitCode, 2);
 }
 
-void tst_ToolValidate::closedPipeIsNoFailure()
+void tst_ToolValidate::closedPipeLeavesTheAnswer()
 {
     const Descriptions descriptions;
 
-    QCOMPARE(exitCodeWithoutReader({QStringLiteral("validate"), descriptions.bad()}), 0);
+    for (const QStringList &options : {QStringList(), QStringList(QStringLiteral("--json")),
+                                       QStringList(QStringLiteral("--sarif"))}) {
+        QCOMPARE(exitCodeWithoutReader(QStringList(QStringLiteral("validate")) + options
+                                       + QStringList(descriptions.bad())),
+                 1);
+    }
 }
 
 void tst_ToolValidate::fullOutputIsAFailure()

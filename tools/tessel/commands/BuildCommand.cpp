@@ -42,7 +42,7 @@ ExitCode check(const DescriptionFolder &folder, const QString &keyPrefix)
     if (plan.failure) {
         throw Failure(*plan.failure);
     }
-    printFiles(folder, plan, QStringLiteral("would be rewritten"));
+    printBesideAnswer([&] { printFiles(folder, plan, QStringLiteral("would be rewritten")); });
     if (!plan.rewritten.isEmpty()) {
         return ExitCode::AnsweredNo;
     }

@@ -206,11 +206,8 @@ ExitCode run(const CommandLine &line)
     std::stable_sort(
         differences.begin(), differences.end(),
         [](const Difference &left, const Difference &right) { return left.url < right.url; });
-    if (line.isSet(QLatin1String(jsonOption))) {
-        printJson(differences);
-    } else {
-        printTable(differences);
-    }
+    const bool isJson = line.isSet(QLatin1String(jsonOption));
+    printBesideAnswer([&] { isJson ? printJson(differences) : printTable(differences); });
     const bool isBroken = std::any_of(
         differences.cbegin(), differences.cend(),
         [](const Difference &difference) { return difference.verdict() == Verdict::Breaking; });

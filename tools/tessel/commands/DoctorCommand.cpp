@@ -39,7 +39,7 @@ void printLines(const Findings &findings)
     } else if (std::none_of(findings.cbegin(), findings.cend(), isWrong)) {
         lines += QStringLiteral("nothing wrong was found in what could be looked at\n");
     }
-    writeOutput(lines);
+    writeBesideAnswer(lines);
 }
 
 void printJson(const Findings &findings)
@@ -56,7 +56,7 @@ void printJson(const Findings &findings)
             {QStringLiteral("cure"), jsonString(finding.cure)},
         }));
     }
-    writeOutput(jsonArray(objects) + QLatin1Char('\n'));
+    writeBesideAnswer(jsonArray(objects) + QLatin1Char('\n'));
 }
 
 ExitCode run(const CommandLine &line)

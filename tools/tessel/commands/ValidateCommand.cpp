@@ -157,13 +157,15 @@ ExitCode run(const CommandLine &line)
     const QStringList paths = line.positionalsFrom(0);
     requirePaths(paths);
     const QVector<DescriptionProblem> problems = DescriptionCheck::check(paths);
-    if (isJsonAsked) {
-        printJson(problems);
-    } else if (isSarifAsked) {
-        printSarif(problems);
-    } else {
-        printLines(problems);
-    }
+    printBesideAnswer([&] {
+        if (isJsonAsked) {
+            printJson(problems);
+        } else if (isSarifAsked) {
+            printSarif(problems);
+        } else {
+            printLines(problems);
+        }
+    });
     const bool hasError = std::any_of(
         problems.cbegin(), problems.cend(),
         [](const DescriptionProblem &problem) { return problem.level == Level::Error; });

@@ -57,8 +57,13 @@ void writeOutput(const QString &text)
 
 void writeBesideAnswer(const QString &text)
 {
+    printBesideAnswer([&text] { writeOutput(text); });
+}
+
+void printBesideAnswer(const std::function<void()> &print)
+{
     try {
-        writeOutput(text);
+        print();
     } catch (const OutputClosed &) {
         // Whoever asked still waits for the exit code.
     }

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <functional>
+
 /// Standard output and standard error as the tool uses them, in UTF-8 and without a buffer.
 ///
 /// Data goes to standard output. Throws OutputClosed when its reader has gone, and a Failure when
@@ -9,6 +11,8 @@
 void writeOutput(const QString &text);
 /// The same beside an answer that the exit code gives: a reader that has gone does not change it.
 void writeBesideAnswer(const QString &text);
+/// Whatever @p print writes, in the same way.
+void printBesideAnswer(const std::function<void()> &print);
 /// A long text for standard output that is made piece by piece, so that it never lies in memory as a whole.
 class LongOutput
 {
