@@ -20,6 +20,7 @@ RUN = {
     "docs/guide/05-configuration.md": "tests/documents/test_transcripts.py",
     "docs/guide/06-instance-directories.md": "tests/documents/test_transcripts.py",
     "docs/guide/07-tables.md": "tests/documents/test_transcripts.py",
+    "docs/guide/11-troubleshooting.md": "tests/documents/test_transcripts.py",
     "docs/tool.md": "tests/documents/test_transcripts.py",
 }
 RUN.update(

@@ -166,11 +166,17 @@ QString contentText(const BufferedSlot &slot)
 }
 
 /// Of a slot that tells whether it was written.
-void addWrites(Suspicions &found, const QVector<BufferedSlot> &buffers, const RegionLook &look)
+void addWrites(Suspicions &found, const LeafSlot &slot, const QVector<BufferedSlot> &buffers,
+               const RegionLook &look)
 {
     const BufferedSlot &read = buffers.constFirst();
     const BufferedSlot &other = buffers.constLast();
     if (isInitial(read, look) && isInitial(other, look)) {
+        if (slot.isReadOnly) {
+            found.append({QStringLiteral("read-only"),
+                          QStringLiteral("read-only: its creator alone writes it, and what others "
+                                         "write is refused")});
+        }
         found.append(
             {QStringLiteral("never-written"),
              QStringLiteral("never written since the creation, or nothing but no-input was")});
@@ -326,7 +332,7 @@ QVector<Suspicion> suspicionsOf(const Leaf &leaf, const QVector<BufferedSlot> &f
         addState(suspicions, slot, BufferedSlot());
     } else {
         if (slot.carriesErrorState()) {
-            addWrites(suspicions, found, look);
+            addWrites(suspicions, slot, found, look);
         }
         addState(suspicions, slot, found.constFirst());
         addLimits(suspicions, leaf, found.constFirst().value);
