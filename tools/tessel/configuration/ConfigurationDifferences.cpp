@@ -123,8 +123,35 @@ QVariantList columnFacts(const QVariant &arrayInformation)
     return facts;
 }
 
-/// Why programs cannot go on with the columns of now; empty if they can.
-QString columnProblem(const QVariant &former, const QVariant &now)
+QString cellProblem(const QVariant &cell, const ConfigurationValueRules &rules)
+{
+    QVariant number = cell;
+    const bool isNumber = rules.isNumber() && !cell.isNull() && number.convert(rules.metaType);
+    return isNumber ? limitProblem(number, rules.minLimit, rules.maxLimit) : QString();
+}
+
+/// Why the limits of the columns of now refuse a cell of @p table that those of the former ones allow; empty if they
+/// do not.
+QString cellRefusal(const QVariantList &table, const QVariantList &formerColumns,
+                    const QVariantList &columns)
+{
+    for (int column = 0; column < columns.size(); ++column) {
+        const ConfigurationValueRules former = rulesOf(formerColumns[column].toMap());
+        const ConfigurationValueRules now = rulesOf(columns[column].toMap());
+        for (int row = 0; row < table.size(); ++row) {
+            const QVariant cell = table[row].toList().value(column);
+            const QString problem = cellProblem(cell, former).isEmpty() ? cellProblem(cell, now)
+                                                                        : QString();
+            if (!problem.isEmpty()) {
+                return QStringLiteral("cell %1,%2: %3").arg(row).arg(column).arg(problem);
+            }
+        }
+    }
+    return {};
+}
+
+/// Why programs cannot go on with the columns of now, or with a table that was allowed; empty if they can.
+QString columnProblem(const QVariant &former, const QVariant &now, const QVariantList &table)
 {
     if (!isSameValue(columnFacts(former), columnFacts(now))) {
         return QStringLiteral("it has other columns");
@@ -143,7 +170,8 @@ QString columnProblem(const QVariant &former, const QVariant &now)
             }
         }
     }
-    return {};
+    // The first dimension is that of the rows.
+    return cellRefusal(table, former.toList().value(1).toList(), dimensions.value(1).toList());
 }
 
 Change changeOf(const QString &key, const QVariant &before, const QVariant &after,
@@ -155,7 +183,9 @@ Change changeOf(const QString &key, const QVariant &before, const QVariant &afte
     } else if (key == Definitions::getKeyDataPropertyReadOnly() && after.toBool()) {
         change.reason = QStringLiteral("it can no longer be changed");
     } else if (key == Definitions::getKeyDataPropertyArrayInformation()) {
-        change.reason = columnProblem(before, after);
+        change.reason = columnProblem(before, after,
+                                      former.isLeaf ? leafOf(former).element->getValue().toList()
+                                                    : QVariantList());
     } else if (former.isLeaf && refusal(key, former, former).isEmpty()) {
         change.reason = refusal(key, former, now);
     }

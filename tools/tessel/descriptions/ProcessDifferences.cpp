@@ -2,14 +2,16 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "ProcessDataManagement/LayoutFingerprint.h"
-#include "values/BufferMap.h"
+#include "values/NewSharers.h"
 #include "values/SizeOnlyBuffer.h"
 
 #include <QMap>
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <set>
+#include <vector>
 
 namespace {
 
@@ -33,43 +35,106 @@ LeafSlot bytesOf(const LeafSlot &slot)
     return {slot.offset, static_cast<quint32>(size), 0, 0, 0, {}, QMetaType::UnknownType, false};
 }
 
-/// The leaves of one description by URL, with those of which others have bytes as well.
+/// The leaves of one description by URL. Keys with a slash inside may give several of them one URL.
 class Leaves
 {
 public:
-    explicit Leaves(const DescriptionSource &description)
-    {
-        QVector<LeafSlot> all;
-        for (const Leaf &leaf : description.leaves()) {
-            all.append(bytesOf(slotOf(leaf)));
-        }
-        const BufferMap map(all, description.bufferSize());
-        QVector<QString> sharers(all.size());
-        for (const auto &piece : map.pieces()) {
-            if (piece.sharedWith != BufferMap::none) {
-                const auto &other = map.pieces()[static_cast<std::size_t>(piece.sharedWith)];
-                sharers[piece.leaf] = description.leaves()[other.leaf].url;
-            }
-        }
-        for (int i = 0; i < all.size(); ++i) {
-            m_leaves.insert(description.leaves()[i].url,
-                            {description.leaves()[i], slotOf(description.leaves()[i]), sharers[i]});
-        }
-    }
-
     struct Entry
     {
         Leaf leaf;
         LeafSlot slot;
-        /// Who has bytes of it as well; empty if nobody has.
-        QString sharer;
+        int number; ///< among all leaves
     };
 
-    const QMap<QString, Entry> &entries() const { return m_leaves; }
+    explicit Leaves(const DescriptionSource &description)
+    {
+        for (const Leaf &leaf : description.leaves()) {
+            m_leaves[leaf.url].append({leaf, slotOf(leaf), m_count++});
+        }
+    }
+
+    const QMap<QString, QVector<Entry>> &entries() const { return m_leaves; }
+    int count() const { return m_count; }
 
 private:
-    QMap<QString, Entry> m_leaves;
+    QMap<QString, QVector<Entry>> m_leaves;
+    int m_count = 0;
 };
+
+/// A leaf in both descriptions, or in one of them.
+struct LeafPair
+{
+    const Leaves::Entry *former;
+    const Leaves::Entry *now;
+};
+
+/// Of several leaves with one URL those belong together that lie at one place, and else as they follow each other.
+void pairUp(std::vector<LeafPair> &pairs, const QVector<Leaves::Entry> &former,
+            const QVector<Leaves::Entry> &now)
+{
+    std::vector<const Leaves::Entry *> left;
+    for (const auto &leaf : now) {
+        left.push_back(&leaf);
+    }
+    std::vector<const Leaves::Entry *> moved;
+    for (const auto &formerLeaf : former) {
+        const auto same = std::find_if(left.begin(), left.end(), [&](const auto *leaf) {
+            return leaf->slot.offset == formerLeaf.slot.offset;
+        });
+        if (same == left.end()) {
+            moved.push_back(&formerLeaf);
+        } else {
+            pairs.push_back({&formerLeaf, *same});
+            left.erase(same);
+        }
+    }
+    for (std::size_t i = 0; i < std::max(moved.size(), left.size()); ++i) {
+        pairs.push_back(
+            {i < moved.size() ? moved[i] : nullptr, i < left.size() ? left[i] : nullptr});
+    }
+}
+
+/// By URL.
+std::vector<LeafPair> pairsOf(const Leaves &former, const Leaves &now)
+{
+    std::vector<LeafPair> pairs;
+    for (auto leaf = former.entries().cbegin(); leaf != former.entries().cend(); ++leaf) {
+        const auto other = now.entries().constFind(leaf.key());
+        static const QVector<Leaves::Entry> none;
+        pairUp(pairs, *leaf, other == now.entries().cend() ? none : *other);
+    }
+    for (auto leaf = now.entries().cbegin(); leaf != now.entries().cend(); ++leaf) {
+        if (!former.entries().contains(leaf.key())) {
+            pairUp(pairs, {}, *leaf);
+        }
+    }
+    return pairs;
+}
+
+/// The URL of who has got bytes of a leaf of now, by its number; empty if nobody has.
+std::vector<QString> newSharersOf(const std::vector<LeafPair> &pairs, const Leaves &now)
+{
+    const auto count = static_cast<std::size_t>(now.count());
+    std::vector<LeafSlot> present(count);
+    std::vector<std::optional<LeafSlot>> former(count);
+    std::vector<QString> urls(count);
+    for (const LeafPair &pair : pairs) {
+        if (pair.now != nullptr) {
+            const auto number = static_cast<std::size_t>(pair.now->number);
+            present[number] = bytesOf(pair.now->slot);
+            urls[number] = pair.now->leaf.url;
+            former[number] = pair.former == nullptr
+                                 ? std::nullopt
+                                 : std::make_optional(bytesOf(pair.former->slot));
+        }
+    }
+    std::vector<QString> sharers(count);
+    const std::vector<int> found = newSharers(present, former);
+    for (std::size_t i = 0; i < count; ++i) {
+        sharers[i] = found[i] == noSharer ? QString() : urls[static_cast<std::size_t>(found[i])];
+    }
+    return sharers;
+}
 
 /// What is no other place or size, but tells a process of the former description that the layout is another.
 QString fingerprintReason()
@@ -153,10 +218,11 @@ QString problemOf(const Leaf &leaf, quint32 bufferSize)
 
 /// What the changes of slots, or of the buffer, have done to a leaf.
 void addFaults(Difference &difference, const Leaves::Entry &formerLeaf, const Leaves::Entry &leaf,
-               const DescriptionSource &former, const DescriptionSource &now)
+               const QString &newSharer, const DescriptionSource &former,
+               const DescriptionSource &now)
 {
-    if (formerLeaf.sharer.isEmpty() && !leaf.sharer.isEmpty()) {
-        addBreaking(difference, QStringLiteral("sharesWith"), {}, leaf.sharer,
+    if (!newSharer.isEmpty()) {
+        addBreaking(difference, QStringLiteral("sharesWith"), {}, newSharer,
                     QStringLiteral("to write one changes the other"));
     }
     if (hasStateOnValue(leaf.slot) && !hasStateOnValue(formerLeaf.slot)) {
@@ -220,7 +286,7 @@ Difference regionDifference(const DescriptionSource &former, const DescriptionSo
     return difference;
 }
 
-/// What no leaf has told, such as a change of one of two leaves with one URL.
+/// What no leaf has told.
 void addFingerprint(QVector<Difference> &differences, const DescriptionSource &former,
                     const DescriptionSource &now)
 {
@@ -254,6 +320,25 @@ std::set<QString> keysOf(const Properties &former, const Properties &now)
     return keys;
 }
 
+void addLeaf(QVector<Difference> &differences, const LeafPair &pair, const QString &newSharer,
+             const DescriptionSource &former, const DescriptionSource &now)
+{
+    Difference difference{Difference::Kind::Process, pair.now->leaf.url, {}};
+    const Properties formerProperties = pair.former->leaf.element->getProperties();
+    const Properties properties = pair.now->leaf.element->getProperties();
+    for (const QString &key : keysOf(formerProperties, properties)) {
+        const QVariant before = formerProperties.value(key);
+        const QVariant after = properties.value(key);
+        if (!isReadAlike(key, before, after)) {
+            addProperty(difference, key, before, after, *pair.former, *pair.now);
+        }
+    }
+    addFaults(difference, *pair.former, *pair.now, newSharer, former, now);
+    if (!difference.changes.isEmpty()) {
+        differences.append(difference);
+    }
+}
+
 } // namespace
 
 QVector<Difference> processDifferences(const DescriptionSource &former,
@@ -266,30 +351,16 @@ QVector<Difference> processDifferences(const DescriptionSource &former,
     if (!region.changes.isEmpty()) {
         differences.append(region);
     }
-    for (const auto &formerLeaf : formerLeaves.entries()) {
-        const auto leaf = leaves.entries().constFind(formerLeaf.leaf.url);
-        if (leaf == leaves.entries().cend()) {
-            addRemoved(differences, formerLeaf);
-            continue;
-        }
-        Difference difference{Difference::Kind::Process, formerLeaf.leaf.url, {}};
-        const Properties formerProperties = formerLeaf.leaf.element->getProperties();
-        const Properties properties = leaf->leaf.element->getProperties();
-        for (const QString &key : keysOf(formerProperties, properties)) {
-            const QVariant before = formerProperties.value(key);
-            const QVariant after = properties.value(key);
-            if (!isReadAlike(key, before, after)) {
-                addProperty(difference, key, before, after, formerLeaf, *leaf);
-            }
-        }
-        addFaults(difference, formerLeaf, *leaf, former, now);
-        if (!difference.changes.isEmpty()) {
-            differences.append(difference);
-        }
-    }
-    for (const auto &leaf : leaves.entries()) {
-        if (!formerLeaves.entries().contains(leaf.leaf.url)) {
-            addAdded(differences, leaf);
+    const std::vector<LeafPair> pairs = pairsOf(formerLeaves, leaves);
+    const std::vector<QString> sharers = newSharersOf(pairs, leaves);
+    for (const LeafPair &pair : pairs) {
+        if (pair.now == nullptr) {
+            addRemoved(differences, *pair.former);
+        } else if (pair.former == nullptr) {
+            addAdded(differences, *pair.now);
+        } else {
+            addLeaf(differences, pair, sharers[static_cast<std::size_t>(pair.now->number)], former,
+                    now);
         }
     }
     addFingerprint(differences, former, now);
