@@ -74,9 +74,10 @@ ExitCode run(const CommandLine &line)
     LiveRegion region(description, LiveRegion::Opening::Attach);
     leaves = region.readable(leaves, urls);
     if (!region.isPublished()) {
-        writeErrorLine(QStringLiteral("tessel: note: nothing was published in region '%1' yet; these "
-                                      "are bytes that nobody has written")
-                           .arg(description.key()));
+        writeErrorLine(
+            QStringLiteral("tessel: note: nothing was published in region '%1' yet; these "
+                           "are bytes that nobody has written")
+                .arg(description.key()));
     }
     const QVector<ProcessValue> values = region.read(leaves);
     if (isJson) {
