@@ -158,6 +158,11 @@ void tst_ToolComplete::wordsFit_data()
     add("config set " EXAMPLE_DEVICE " inputs/channel1/enabled ", "true false");
     add("config set " EXAMPLE_DEVICE " inputs/calibration/table#0,2 s", "suspect");
     add("config get " EXAMPLE_DEVICE " inputs/channel1/unit ", "");
+    add("explain --config " EXAMPLE_DEVICE " di", "diagnosis/ digital/");
+    add("explain --config " EXAMPLE_DEVICE " inputs/channel1/range/",
+        "inputs/channel1/range/lower inputs/channel1/range/upper");
+    add("explain --config " EXAMPLE_DEVICE " inputs/channel1/range/lower inputs/channel1/fi",
+        "inputs/channel1/filter");
 }
 
 void tst_ToolComplete::wordsFit()
@@ -186,6 +191,7 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("merge a.process.json ", "\t.process.json\n");
     add("merge a.process.json b.process.json ", "");
     add("config get ", "\t.config.json\n");
+    add("explain --config ", "\t.config.json\n");
     add("config table device url --import ", "\t.csv\n");
     add("config table device url --import=po", "\t.csv\n");
     add("info a.process.json ", "");

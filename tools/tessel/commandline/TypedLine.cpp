@@ -57,6 +57,9 @@ void TypedLine::take(const QString &word)
         return;
     }
     m_optionsEnded = word == optionMark;
+    if (word.startsWith(optionMark)) {
+        m_setOptions.append(word.mid(optionMark.size()));
+    }
     m_valueName = valueNameOf(word);
 }
 

@@ -23,6 +23,8 @@ public:
     /// What the option, of which current() is the value, calls it: STATE. Empty if it is none.
     const QString &valueName() const { return m_valueName; }
     bool isOption() const;
+    /// Whether an option without a value stands there by its long name.
+    bool isSet(const QString &name) const { return m_setOptions.contains(name); }
     /// The same line as if the description were left out here; the line itself where it cannot be.
     TypedLine behindDescription() const;
 
@@ -32,6 +34,7 @@ private:
 
     const CommandSyntax &m_syntax;
     QStringList m_positionals;
+    QStringList m_setOptions;
     QString m_current;
     QString m_currentPrefix;
     QString m_valueName;

@@ -1,5 +1,6 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "commands/Commands.h"
+#include "commands/ConfigurationExplanation.h"
 #include "commands/Explanation.h"
 #include "live/LiveRegion.h"
 #include "live/RegionText.h"
@@ -34,11 +35,6 @@ QVector<Explanation> explanationsOf(const QVector<Leaf> &leaves, const RegionLoo
              ofRegion + suspicionsOf(leaves.at(i), buffers, look, description, ranges)});
     }
     return explanations;
-}
-
-QString fact(const QString &name, const QString &text)
-{
-    return wrappedText(QStringLiteral("%1  ").arg(name, -12), text);
 }
 
 QString stateOf(const ProcessValue &value)
@@ -138,16 +134,16 @@ QString descriptionFacts(const Explanation &explanation, const DescriptionSource
 {
     const auto &place = explanation.place;
     const QString label = explanation.text(Definitions::getKeyDataPropertyLabelTextId());
-    QString facts = fact(
+    QString facts = factLine(
         QStringLiteral("Description"),
         place ? QStringLiteral("%1:%2:%3").arg(place->file).arg(place->line).arg(place->column)
               : description.path());
-    facts += fact(QStringLiteral("Type"), typeText(explanation));
+    facts += factLine(QStringLiteral("Type"), typeText(explanation));
     if (!label.isEmpty()) {
-        facts += fact(QStringLiteral("Label"), label);
+        facts += factLine(QStringLiteral("Label"), label);
     }
     return facts
-           + fact(QStringLiteral("Slot"), slotText(explanation.slot, description.bufferSize()));
+           + factLine(QStringLiteral("Slot"), slotText(explanation.slot, description.bufferSize()));
 }
 
 QString bufferFacts(const Explanation &explanation)
@@ -158,19 +154,19 @@ QString bufferFacts(const Explanation &explanation)
                              : buffer.isRead                 ? QStringLiteral("Read buffer")
                                                              : QStringLiteral("Write buffer");
         const bool isKnown = buffer.value.getValue().isValid();
-        facts += fact(name, isKnown ? QStringLiteral("%1  %2  %3")
-                                          .arg(hexText(buffer.bytes), contentOf(buffer.value),
-                                               stateOf(buffer.value))
-                                    : QStringLiteral("no bytes of it can be read"));
+        facts += factLine(name, isKnown ? QStringLiteral("%1  %2  %3")
+                                              .arg(hexText(buffer.bytes), contentOf(buffer.value),
+                                                   stateOf(buffer.value))
+                                        : QStringLiteral("no bytes of it can be read"));
     }
     if (const auto value = explanation.value()) {
         const StateMeaning meaning = stateMeaning(value->getErrorType());
         const QString letter = getNamurStateTypeAsString(meaning.namurState).trimmed();
-        facts += fact(QStringLiteral("State"),
-                      QStringLiteral("%1: %2; %3")
-                          .arg(stateOf(*value), meaning.text,
-                               letter.isEmpty() ? QStringLiteral("no NAMUR signal")
-                                                : QStringLiteral("NAMUR signal ") + letter));
+        facts += factLine(QStringLiteral("State"),
+                          QStringLiteral("%1: %2; %3")
+                              .arg(stateOf(*value), meaning.text,
+                                   letter.isEmpty() ? QStringLiteral("no NAMUR signal")
+                                                    : QStringLiteral("NAMUR signal ") + letter));
     }
     return facts;
 }
@@ -215,15 +211,15 @@ QString regionFacts(const RegionLook &look, const DescriptionSource &description
                                                            ? QStringLiteral("double")
                                                            : QStringLiteral("single"));
     if (look.fit() == RegionLook::Fit::Missing) {
-        return fact(QStringLiteral("Region"), text + QStringLiteral("; does not exist now"));
+        return factLine(QStringLiteral("Region"), text + QStringLiteral("; does not exist now"));
     }
     if (look.region().isReadable()) {
         text += QStringLiteral(", %1 bytes").arg(look.region().getSize());
     }
-    return fact(QStringLiteral("Region"), text) + fact(QStringLiteral("Set"), setText(look))
-           + fact(QStringLiteral("Creator"), creatorText(look.creator()))
-           + fact(QStringLiteral("Attached"), usersText(look.users(), look.areUsersComplete()))
-           + fact(QStringLiteral("Lock"), lockText(look));
+    return factLine(QStringLiteral("Region"), text) + factLine(QStringLiteral("Set"), setText(look))
+           + factLine(QStringLiteral("Creator"), creatorText(look.creator()))
+           + factLine(QStringLiteral("Attached"), usersText(look.users(), look.areUsersComplete()))
+           + factLine(QStringLiteral("Lock"), lockText(look));
 }
 
 QString screenOf(const Explanation &explanation, const RegionLook &look,
@@ -234,7 +230,7 @@ QString screenOf(const Explanation &explanation, const RegionLook &look,
            + regionFacts(look, description);
 }
 
-ExitCode run(const CommandLine &line)
+ExitCode explainProcessValues(const CommandLine &line)
 {
     const bool isJson = line.isSet(QStringLiteral("json"));
     const DescriptionSource description(line.positional(0));
@@ -254,6 +250,19 @@ ExitCode run(const CommandLine &line)
     return ExitCode::Done;
 }
 
+ExitCode run(const CommandLine &line)
+{
+    if (line.isSet(QLatin1String(ExplainOption::config))) {
+        return explainConfiguration(line);
+    }
+    if (line.isSet(QLatin1String(ExplainOption::value))) {
+        throw Failure{ExitCode::WrongUse,
+                      QStringLiteral("explain: --value goes with --config; see 'tessel explain "
+                                     "--help'")};
+    }
+    return explainProcessValues(line);
+}
+
 } // namespace
 
 Command explainCommand()
@@ -262,14 +271,24 @@ Command explainCommand()
     syntax.name = QStringLiteral("explain");
     syntax.summary = QStringLiteral("Tell all about a value, and what is suspicious about it.");
     syntax.positionals = {
-        fileArgument(),
+        {QStringLiteral("FILE"),
+         QStringLiteral("A process description, or a folder; with --config a configuration."),
+         true},
         {QStringLiteral("URL..."),
          QStringLiteral("Leaves, or nodes for all leaves below; * and ** stand for any names.")}};
     syntax.leastPositionals = 2;
     syntax.mostPositionals = -1;
-    syntax.options = {{QStringLiteral("json"), QStringLiteral("Print a JSON array.")}};
+    syntax.options = {
+        {QLatin1String(ExplainOption::config),
+         QStringLiteral("Of configuration values; FILE is one, or an instance directory.")},
+        {QLatin1String(ExplainOption::value),
+         QStringLiteral("With --config: what a write of it would answer. Nothing is written."),
+         QStringLiteral("TEXT")},
+        {QLatin1String(ExplainOption::json), QStringLiteral("Print a JSON array.")}};
     syntax.examples = QStringLiteral(
         "  tessel explain host.process.json cpu/usage           why is this number wrong?\n"
-        "  tessel explain --json host.process.json cpu/usage    for programs\n");
+        "  tessel explain --json host.process.json cpu/usage    for programs\n"
+        "  tessel explain --config device inputs/channel1/filter    where from, who changed it\n"
+        "  tessel explain --config device inputs/channel1/filter --value 61    may it be 61?\n");
     return {syntax, run};
 }

@@ -139,11 +139,24 @@ Completion configArguments(const CommandSyntax &syntax, const TypedLine &line)
     }
 }
 
+Completion explainedConfiguration(const TypedLine &line)
+{
+    if (line.positionals().isEmpty()) {
+        return {{}, QStringLiteral(".config.json")};
+    }
+    return {
+        configurationUrls(QStringLiteral("show"), line.positionals().constFirst(), line.current()),
+        {}};
+}
+
 Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
                      const QVector<CommandSyntax> &subcommands)
 {
     if (syntax.name == QLatin1String("config")) {
         return configArguments(syntax, line);
+    }
+    if (line.isSet(QStringLiteral("config"))) {
+        return explainedConfiguration(line);
     }
     const QString placeholder = placeholderOf(syntax, line);
     const QString path = line.positionals().value(0);

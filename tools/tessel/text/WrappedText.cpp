@@ -35,3 +35,8 @@ QString wrappedText(const QString &first, const QString &text)
     }
     return lines + withoutBlanksAtEnd(line) + QLatin1Char('\n');
 }
+
+QString factLine(const QString &name, const QString &text)
+{
+    return wrappedText(QStringLiteral("%1  ").arg(name, -12), text);
+}

@@ -6,3 +6,6 @@
 /// @p first, the others with as many blanks. Control characters become visible escapes; a word that is too
 /// long stays whole, so that it can be copied.
 QString wrappedText(const QString &first, const QString &text);
+
+/// A fact of a screen: its name in a column of its own, and what is to be said of it beside.
+QString factLine(const QString &name, const QString &text);
