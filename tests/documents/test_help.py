@@ -111,11 +111,14 @@ class Help(unittest.TestCase):
     def check(self, command):
         self.lay_out()
         # What runs until it is ended, or beside other work, is ended when it has said something.
-        lasts = command.startswith("tessel hold") or (
-            command.startswith("tessel watch") and "--count" not in command
+        lasts = (
+            command.startswith("tessel hold")
+            or (command.startswith("tessel watch") and "--count" not in command)
+            or (command.startswith("tessel sim") and not re.search("--sets|--dry-run", command))
         )
         # Sixty seconds are too long here; the option itself is what is tried.
         command = command.replace("--count 60", "--count 2 --interval 1").removesuffix(" &")
+        command = command.replace("--sets 60", "--sets 2")
         command = re.sub(r"^tessel stat (?!--for)", "tessel stat --for 1ms ", command)
         holders = []
         if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain", "doctor",

@@ -78,9 +78,9 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info",     "hold",    "get",     "set",    "apply",    "watch",   "wait", "expect",
-          "snapshot", "compare", "explain", "doctor", "stat",     "regions", "rm",   "build",
-          "merge",    "config",  "layout",  "diff",   "validate", "schema",  "help"}) {
+         {"info",   "hold",     "sim",     "get",     "set",    "apply",    "watch",   "wait",
+          "expect", "snapshot", "compare", "explain", "doctor", "stat",     "regions", "rm",
+          "build",  "merge",    "config",  "layout",  "diff",   "validate", "schema",  "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -137,6 +137,9 @@ void tst_ToolComplete::wordsFit_data()
     add("help mask-", "mask-beyond-byte mask-empty");
     add("help wa", "watch wait");
     add("schema ", "process config folder");
+    add("sim f --profile ", "normal noisy faulty");
+    add("sim f --profile=f", "--profile=faulty");
+    add("sim f --se", "--seed --sets");
     add("schema process ", "");
     add("config ", "get set show table");
     add("config set --no", "--no-input");
@@ -225,6 +228,10 @@ void tst_ToolComplete::urlsAreCompletedPieceByPiece()
 
     QCOMPARE(urls(""), QStringList({QStringLiteral("plant/"), QStringLiteral("pump/")}));
     QCOMPARE(offered(complete({QStringLiteral("explain"), file, QString()}).output), urls(""));
+    QCOMPARE(
+        offered(
+            complete({QStringLiteral("sim"), file, QStringLiteral("--only"), QString()}).output),
+        urls(""));
     QCOMPARE(urls("pump/"),
              QStringList({QStringLiteral("pump/speed"), QStringLiteral("pump/power")}));
     // One node is no choice.

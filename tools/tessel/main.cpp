@@ -100,12 +100,12 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {infoCommand(),     holdCommand(),    getCommand(),     setCommand(),
-            applyCommand(),    watchCommand(),   waitCommand(),    expectCommand(),
-            snapshotCommand(), compareCommand(), explainCommand(), doctorCommand(),
-            statCommand(),     regionsCommand(), removeCommand(),  buildCommand(),
-            mergeCommand(),    configCommand(),  layoutCommand(),  diffCommand(),
-            validateCommand(), schemaCommand(),  helpCommand(),    completeCommand()};
+    return {
+        infoCommand(),    holdCommand(),     simCommand(),    getCommand(),    setCommand(),
+        applyCommand(),   watchCommand(),    waitCommand(),   expectCommand(), snapshotCommand(),
+        compareCommand(), explainCommand(),  doctorCommand(), statCommand(),   regionsCommand(),
+        removeCommand(),  buildCommand(),    mergeCommand(),  configCommand(), layoutCommand(),
+        diffCommand(),    validateCommand(), schemaCommand(), helpCommand(),   completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

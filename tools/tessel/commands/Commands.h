@@ -23,6 +23,7 @@ Command compareCommand();
 Command explainCommand();
 Command doctorCommand();
 Command statCommand();
+Command simCommand();
 Command regionsCommand();
 Command removeCommand();
 Command buildCommand();

@@ -1,31 +1,10 @@
+#include "commands/BuiltFolder.h"
 #include "commands/Commands.h"
-#include "descriptions/DirectoryBuild.h"
 #include "live/LiveRegion.h"
 #include "text/Output.h"
 #include "text/SignalWait.h"
 
-#include <QFileInfo>
-
 namespace {
-
-/// A folder's files need not agree yet on one memory.
-void buildIfFolder(const QString &path, const CommandLine &line)
-{
-    const QString keyPrefix = keyPrefixFrom(line);
-    const QFileInfo file(path);
-    if (file.isFile() && line.isSet(QStringLiteral("prefix"))) {
-        throw Failure{ExitCode::WrongUse,
-                      QStringLiteral("hold: --prefix goes with a folder, a file has its key; see "
-                                     "'tessel hold --help'")};
-    }
-    if (!file.isDir()) {
-        return;
-    }
-    const DirectoryBuild build = buildFolder(DescriptionFolder(path), keyPrefix);
-    if (build.failure) {
-        throw Failure(*build.failure);
-    }
-}
 
 void noteReplacement(const DescriptionSource &description)
 {
@@ -45,7 +24,7 @@ QString readyLine(const DescriptionSource &description)
 
 ExitCode run(const CommandLine &line)
 {
-    buildIfFolder(line.positional(0), line);
+    buildIfFolder(line, QStringLiteral("hold"));
     const DescriptionSource description(line.positional(0));
     description.requireMemory();
     SignalWait signals(SignalWait::Signals::Ending);

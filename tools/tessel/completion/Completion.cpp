@@ -82,6 +82,13 @@ Completion optionValues(const TypedLine &line)
     if (line.valueName() == QLatin1String("STATE")) {
         return fromWords(errorStateNames());
     }
+    if (line.valueName() == QLatin1String("PROFILE")) {
+        return fromWords(
+            {QStringLiteral("normal"), QStringLiteral("noisy"), QStringLiteral("faulty")});
+    }
+    if (line.valueName() == QLatin1String("URL")) {
+        return {processUrls(line.positionals().value(0), line.current(), UrlsOf::Everything), {}};
+    }
     Completion completion;
     if (line.valueName() == QLatin1String("FILE")) {
         completion.fileEnding = QStringLiteral(".csv");

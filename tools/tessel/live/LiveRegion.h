@@ -74,12 +74,13 @@ public:
     bool isCurrent() const;
     /// Refuses to go on when the region's name has been removed or stands for another region now.
     void requireCurrent() const;
+    /// Says that the lock of the region was not to be had, for which somebody has waited so long.
+    [[noreturn]] void refuseLock(qint64 waitedMilliseconds) const;
 
 private:
     void requireLock() const;
     void readInLock(const std::function<void()> &take);
     [[noreturn]] void refuseOvertaken() const;
-    [[noreturn]] void refuseLock(qint64 waitedMilliseconds) const;
 
     const DescriptionSource &m_description;
     std::optional<RegionInspection> m_region; ///< of an attachment

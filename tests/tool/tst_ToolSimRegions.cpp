@@ -1,0 +1,270 @@
+#include "Companion/PingPongBufferHandler.h"
+#include "HeldRegion.h"
+#include "ProcessData/Linux/SharedMemory.h"
+#include "ToolDescription.h"
+#include "ToolProcess.h"
+#include "support/LogCapture.h"
+
+#include <QJsonDocument>
+#include <QtTest>
+
+#include <csignal>
+
+using namespace ProcessDataDefinitions;
+using Metadata = ToolDescription::Metadata;
+
+namespace {
+
+ToolResult sim(const QStringList &arguments)
+{
+    return runTool(QStringList(QStringLiteral("sim")) + arguments);
+}
+
+QJsonObject simReport(const QStringList &arguments)
+{
+    const ToolResult result = sim(QStringList(QStringLiteral("--json")) + arguments);
+    return result.exitCode == 0 ? QJsonDocument::fromJson(result.output.toUtf8()).object()
+                                : QJsonObject();
+}
+
+} // namespace
+
+/// Which regions `tessel sim` takes, and what it does when it loses its own.
+class tst_ToolSimRegions : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void livingRegionIsRefused();
+    void regionThatIsStillReadIsRefused();
+    void regionOfAnUnseenCreatorIsRefused();
+    void abandonedRegionIsReplaced();
+    void attachedItLeavesTheRegionWhereItIs();
+    void attachedItLeavesOutWhatIsReadOnly();
+    void attachedItNeedsAFittingRegion();
+    void endsWhenItsRegionIsReplaced();
+    void endsWhenItsRegionIsRemoved();
+    void attachedItEndsWhenTheRegionIsReplaced();
+    void signalEndsItWhileAnotherHoldsTheLock();
+
+private:
+    QScopedPointer<ToolDescription> m_description;
+    QString m_file;
+};
+
+void tst_ToolSimRegions::init()
+{
+    m_description.reset(new ToolDescription);
+    m_description->add("tank/level", "double", Metadata::ErrorState, 8,
+                       {{"unit", "m"}, {"minLimit", 0}, {"maxLimit", 4}});
+    m_description->add("tank/pump", "boolean", Metadata::None, 1);
+    m_description->add("limit", "int16", Metadata::ErrorState, 2, {{"readOnly", true}});
+    m_file = m_description->write();
+}
+
+/// A test that fails kills what still runs, which then leaves its region.
+void tst_ToolSimRegions::cleanup()
+{
+    if (m_description->hasSegment() || m_description->hasSemaphores()) {
+        runTool({"rm", "--force", m_description->key()});
+    }
+}
+
+void tst_ToolSimRegions::livingRegionIsRefused()
+{
+    const LogCapture log;
+    HeldRegion region(m_file);
+    QVERIFY(region.publish("tank/level", validValue(2.5)));
+
+    const ToolResult result = sim({m_file, "--sets", "1"});
+
+    QCOMPARE(
+        result.error,
+        QString("tessel: %1: region '%2' is in use by its creator, process %3; end it first, or "
+                "give --attach to write into it\n")
+            .arg(m_file, m_description->key())
+            .arg(QCoreApplication::applicationPid()));
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 5);
+    QCOMPARE(region.read("tank/level").toDouble(), 2.5);
+    QVERIFY(m_description->hasSegment());
+}
+
+void tst_ToolSimRegions::regionThatIsStillReadIsRefused()
+{
+    ToolProcess hold({"hold", m_file});
+    QVERIFY(hold.nextLine().startsWith("holding"));
+    const LogCapture log;
+    ProcessDataManager reader;
+    QVERIFY(
+        reader.createProcessDataFromFile(m_file, ProcessDataManager::InitTypeSharedMemoryAttach));
+    hold.signal(SIGKILL);
+    hold.finish();
+
+    const ToolResult result = sim({m_file, "--sets", "1"});
+
+    QCOMPARE(result.error,
+             QString("tessel: %1: region '%2' is in use by process %3; end it first, or give "
+                     "--attach to write into it\n")
+                 .arg(m_file, m_description->key())
+                 .arg(QCoreApplication::applicationPid()));
+    QCOMPARE(result.exitCode, 5);
+    QCOMPARE(runTool({"rm", "--force", m_description->key()}).exitCode, 0);
+}
+
+void tst_ToolSimRegions::regionOfAnUnseenCreatorIsRefused()
+{
+    const LogCapture log;
+    const HeldRegion region(m_file);
+    SharedMemory memory;
+    memory.setKey(m_description->key() + "SharedMemory");
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->creatorPid = 0xFFFFFFFF;
+
+    const ToolResult result = sim({m_file, "--sets", "1"});
+
+    QCOMPARE(result.error, QString("tessel: %1: region '%2' is in use by a creator that cannot be "
+                                   "seen; end it first, or give --attach to write into it\n")
+                               .arg(m_file, m_description->key()));
+    QCOMPARE(result.exitCode, 5);
+}
+
+void tst_ToolSimRegions::abandonedRegionIsReplaced()
+{
+    ToolProcess hold({"hold", m_file});
+    QVERIFY(hold.nextLine().startsWith("holding"));
+    hold.signal(SIGKILL);
+    hold.finish();
+    QVERIFY(m_description->hasSegment());
+
+    const ToolResult result = sim({m_file, "--sets", "1"});
+
+    QCOMPARE(
+        result.error,
+        QString("tessel: note: replaced the region '%1' that was there; who was attached to it "
+                "must attach again\n")
+            .arg(m_description->key()));
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(!m_description->hasSegment());
+    QVERIFY(!m_description->hasSemaphores());
+}
+
+void tst_ToolSimRegions::attachedItLeavesTheRegionWhereItIs()
+{
+    const LogCapture log;
+    HeldRegion region(m_file);
+
+    const ToolResult result = sim({m_file, "--attach", "--sets", "3", "--rate", "1000"});
+
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(m_description->hasSegment());
+    QCOMPARE(region.read("tank/level").getErrorType(), PROCESS_VALUE_ERROR_TYPE_VALID);
+}
+
+void tst_ToolSimRegions::attachedItLeavesOutWhatIsReadOnly()
+{
+    const LogCapture log;
+    const HeldRegion region(m_file);
+
+    QCOMPARE(simReport({m_file, "--attach", "--sets", "1"}).value("leaves"), QJsonValue(2));
+    const ToolResult result = sim({m_file, "--attach", "--sets", "1", "limit"});
+
+    QCOMPARE(result.error,
+             QString("tessel: 'limit' is read-only; only the creator of the region may "
+                     "write it, which --attach is not\n"));
+    QCOMPARE(result.exitCode, 5);
+}
+
+void tst_ToolSimRegions::attachedItNeedsAFittingRegion()
+{
+    QCOMPARE(sim({m_file, "--attach", "--sets", "1"}).exitCode, 3);
+    const LogCapture log;
+    const HeldRegion region(m_file);
+    m_description->add("more", "double", Metadata::ErrorState, 8);
+
+    const ToolResult result = sim({m_description->write(), "--attach", "--sets", "1"});
+
+    QVERIFY(result.error.contains("its creator uses another description"));
+    QCOMPARE(result.exitCode, 8);
+}
+
+void tst_ToolSimRegions::endsWhenItsRegionIsReplaced()
+{
+    ToolProcess process({"sim", m_file});
+    QVERIFY(process.nextLine().startsWith("simulating"));
+    const LogCapture log;
+    HeldRegion region(m_file);
+    QVERIFY(region.isValid());
+
+    const ToolResult result = process.finish();
+
+    QCOMPARE(result.error,
+             QString("tessel: %1: the region '%2' was replaced by that of another creator\n")
+                 .arg(m_file, m_description->key()));
+    QVERIFY(result.output.startsWith("published "));
+    QCOMPARE(result.exitCode, 8);
+    // It takes nothing of the new one with it.
+    QVERIFY(m_description->hasSegment());
+    QVERIFY(region.publish("tank/level", validValue(1.5)));
+    QCOMPARE(region.read("tank/level").toDouble(), 1.5);
+}
+
+void tst_ToolSimRegions::endsWhenItsRegionIsRemoved()
+{
+    ToolProcess process({"sim", m_file});
+    QVERIFY(process.nextLine().startsWith("simulating"));
+    QCOMPARE(runTool({"rm", "--force", m_description->key()}).exitCode, 0);
+
+    const ToolResult result = process.finish();
+
+    QCOMPARE(result.error, QString("tessel: %1: the region '%2' was removed by somebody\n")
+                               .arg(m_file, m_description->key()));
+    QCOMPARE(result.exitCode, 3);
+    QVERIFY(!m_description->hasSegment());
+    QVERIFY(!m_description->hasSemaphores());
+}
+
+void tst_ToolSimRegions::attachedItEndsWhenTheRegionIsReplaced()
+{
+    const LogCapture log;
+    QScopedPointer<HeldRegion> region(new HeldRegion(m_file));
+    ToolProcess process({"sim", m_file, "--attach"});
+    QVERIFY(process.nextLine().startsWith("simulating"));
+    HeldRegion other(m_file);
+    QVERIFY(other.isValid());
+
+    const ToolResult result = process.finish();
+
+    QCOMPARE(result.error,
+             QString("tessel: %1: the region '%2' was replaced by a new one; start again\n")
+                 .arg(m_file, m_description->key()));
+    QCOMPARE(result.exitCode, 8);
+}
+
+void tst_ToolSimRegions::signalEndsItWhileAnotherHoldsTheLock()
+{
+    const LogCapture log;
+    HeldRegion region(m_file);
+    ToolProcess process({"sim", m_file, "--attach", "--rate", "1000"});
+    QVERIFY(process.nextLine().startsWith("simulating"));
+    QTRY_COMPARE_WITH_TIMEOUT(region.read("tank/level").getErrorType(),
+                              PROCESS_VALUE_ERROR_TYPE_VALID, 30000);
+    QVERIFY(region.manager().lockWriteBuffer());
+    // A set is due each millisecond: it waits for the lock long before another program has run.
+    QCOMPARE(runTool({"info", m_file}).exitCode, 0);
+
+    process.signal(SIGINT);
+    const ToolResult result = process.finish();
+
+    // Who waits inside the lock comes out of it after five seconds, with another code.
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY2(result.output.startsWith("published "), qPrintable(result.output));
+    QVERIFY(region.manager().unlockWriteBuffer());
+}
+
+QTEST_GUILESS_MAIN(tst_ToolSimRegions)
+#include "tst_ToolSimRegions.moc"
