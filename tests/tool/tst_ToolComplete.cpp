@@ -78,9 +78,10 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info",   "hold",     "sim",     "get",     "set",    "apply",    "watch",   "wait",
-          "expect", "snapshot", "compare", "explain", "doctor", "stat",     "regions", "rm",
-          "build",  "merge",    "config",  "layout",  "diff",   "validate", "schema",  "help"}) {
+         {"info",     "hold",   "sim",      "get",     "set",     "apply",  "watch",
+          "wait",     "expect", "snapshot", "compare", "explain", "doctor", "stat",
+          "regions",  "rm",     "build",    "merge",   "config",  "layout", "diff",
+          "validate", "schema", "gen",      "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -140,6 +141,9 @@ void tst_ToolComplete::wordsFit_data()
     add("sim f --profile ", "normal noisy faulty");
     add("sim f --profile=f", "--profile=faulty");
     add("sim f --se", "--seed --sets");
+    add("gen ", "cpp");
+    add("gen cpp " EXAMPLE_DEVICE " inputs/channel1/limits/",
+        "inputs/channel1/limits/low inputs/channel1/limits/high");
     add("schema process ", "");
     add("config ", "get set show table");
     add("config set --no", "--no-input");
@@ -195,6 +199,8 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("merge a.process.json b.process.json ", "");
     add("config get ", "\t.config.json\n");
     add("explain --config ", "\t.config.json\n");
+    add("gen cpp ", "\t.process.json\n");
+    add("gen cpp f -o ", "\t.hpp\n");
     add("config table device url --import ", "\t.csv\n");
     add("config table device url --import=po", "\t.csv\n");
     add("info a.process.json ", "");

@@ -100,12 +100,13 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {
-        infoCommand(),    holdCommand(),     simCommand(),    getCommand(),    setCommand(),
-        applyCommand(),   watchCommand(),    waitCommand(),   expectCommand(), snapshotCommand(),
-        compareCommand(), explainCommand(),  doctorCommand(), statCommand(),   regionsCommand(),
-        removeCommand(),  buildCommand(),    mergeCommand(),  configCommand(), layoutCommand(),
-        diffCommand(),    validateCommand(), schemaCommand(), helpCommand(),   completeCommand()};
+    return {infoCommand(),   holdCommand(),     simCommand(),     getCommand(),
+            setCommand(),    applyCommand(),    watchCommand(),   waitCommand(),
+            expectCommand(), snapshotCommand(), compareCommand(), explainCommand(),
+            doctorCommand(), statCommand(),     regionsCommand(), removeCommand(),
+            buildCommand(),  mergeCommand(),    configCommand(),  layoutCommand(),
+            diffCommand(),   validateCommand(), schemaCommand(),  genCommand(),
+            helpCommand(),   completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

@@ -33,6 +33,7 @@ Command layoutCommand();
 Command diffCommand();
 Command validateCommand();
 Command schemaCommand();
+Command genCommand();
 Command helpCommand();
 /// For the completion of shells.
 Command completeCommand();

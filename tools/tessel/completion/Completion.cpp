@@ -96,6 +96,9 @@ Completion optionValues(const TypedLine &line)
     if (line.valueName() == QLatin1String("SNAPSHOT")) {
         completion.fileEnding = QStringLiteral(".json");
     }
+    if (line.valueName() == QLatin1String("HEADER")) {
+        completion.fileEnding = QStringLiteral(".hpp");
+    }
     if (line.valueName() == QLatin1String("OUT")) {
         completion.fileEnding = QStringLiteral(".svg");
     }
@@ -166,12 +169,15 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
         return explainedConfiguration(line);
     }
     const QString placeholder = placeholderOf(syntax, line);
-    const QString path = line.positionals().value(0);
+    const QString path = line.positionals().value(qMax(descriptionPosition(syntax), 0));
     if (placeholder == QLatin1String("[TOPIC]")) {
         return topics(subcommands);
     }
     if (placeholder == QLatin1String("KEY")) {
         return fromWords(RegionInspection::findKeys());
+    }
+    if (placeholder == QLatin1String("LANGUAGE")) {
+        return fromWords({QStringLiteral("cpp")});
     }
     if (placeholder == QLatin1String("KIND")) {
         return fromWords(DescriptionSchema::names());

@@ -1,0 +1,243 @@
+#include "generation/CppAccessors.h"
+
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "generation/CppClasses.h"
+#include "generation/CppNames.h"
+#include "text/Output.h"
+
+#include <algorithm>
+#include <deque>
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+/// A piece of the URLs with what lies below it.
+struct Node
+{
+    QString key;
+    const Leaf *leaf = nullptr;
+    std::deque<Node> children; ///< in the order of the leaves
+};
+
+void insert(Node &root, const Leaf &leaf)
+{
+    Node *node = &root;
+    const QStringList pieces = leaf.url.split(QLatin1Char('/'));
+    for (const auto &piece : pieces) {
+        auto child = std::find_if(node->children.begin(), node->children.end(),
+                                  [&piece](const Node &other) { return other.key == piece; });
+        if (child == node->children.end()) {
+            node->children.push_back({piece, nullptr, {}});
+            child = node->children.end() - 1;
+        }
+        node = &*child;
+    }
+    // Of two leaves with one URL the first is reached.
+    node->leaf = node->leaf == nullptr ? &leaf : node->leaf;
+}
+
+/// A text between quotation marks.
+QString literal(const QString &text)
+{
+    constexpr uint firstPrintable = 0x20;
+    constexpr uint deleteCharacter = 0x7F;
+    QByteArray escaped;
+    for (const char byte : text.toUtf8()) {
+        const uint code = static_cast<unsigned char>(byte);
+        if (byte == '"' || byte == '\\' || byte == '?') {
+            escaped += '\\';
+            escaped += byte;
+        } else if (code < firstPrintable || code == deleteCharacter) {
+            escaped += '\\' + QByteArray::number(code, 8).rightJustified(3, '0');
+        } else {
+            escaped += byte;
+        }
+    }
+    return QLatin1Char('"') + QString::fromUtf8(escaped) + QLatin1Char('"');
+}
+
+QString integerType(const LeafSlot &slot, bool isSigned)
+{
+    constexpr uint bitsOfByte = 8;
+    const uint bits = slot.size * bitsOfByte;
+    if (slot.metaType == QMetaType::LongLong || slot.metaType == QMetaType::ULongLong) {
+        return isSigned ? QStringLiteral("Exact<qint64>") : QStringLiteral("Exact<quint64>");
+    }
+    const qint64 most = (qint64(1) << std::min(isSigned ? bits - 1 : bits, 32U)) - 1;
+    const qint64 least = isSigned ? -most - 1 : 0;
+    return QStringLiteral("Integer<%1, %2>").arg(least).arg(most);
+}
+
+/// The class of a leaf; empty if it has no slot that can be used.
+QString classOf(const LeafSlot &slot)
+{
+    switch (slot.metaType) {
+    case QMetaType::Bool: return QStringLiteral("Boolean");
+    case QMetaType::Int:
+    case QMetaType::LongLong: return integerType(slot, true);
+    case QMetaType::UInt:
+    case QMetaType::ULongLong: return integerType(slot, false);
+    case QMetaType::Float:
+    case QMetaType::Double: return QStringLiteral("Double");
+    case QMetaType::QString: return QStringLiteral("Exact<QString>");
+    default: return {};
+    }
+}
+
+QString commentOf(const Leaf &leaf)
+{
+    const LeafSlot slot = slotOf(leaf);
+    const QString unit = textProperty(leaf, Definitions::getKeyDataPropertyUnit());
+    QString text = QStringLiteral("`%1`, %2").arg(leaf.url, slot.type);
+    text += unit.isEmpty() ? QString() : QStringLiteral(" in ") + unit;
+    text += slot.isReadOnly ? QStringLiteral(", read-only") : QString();
+    // A backslash at the end would take the next line into the comment.
+    return QStringLiteral("/// ") + printable(text) + QLatin1Char('.');
+}
+
+/// Writes the structs of a tree, those of the children first.
+class StructWriter
+{
+public:
+    explicit StructWriter(const QString &nameSpace) : m_nameSpace(QStringLiteral("::") + nameSpace)
+    {
+    }
+
+    /// The struct of @p node, which holds those of its children.
+    void add(const Node &node, const QString &name)
+    {
+        m_used.insert(name);
+        QStringList keys;
+        for (const auto &child : node.children) {
+            keys.append(child.key);
+        }
+        const auto names = CppNames::uniqueIdentifiers(keys, {name, QStringLiteral("tesselRoot")});
+        QStringList members;
+        QStringList initialisers;
+        for (const auto &child : node.children) {
+            const QString identifier = names.value(child.key);
+            if (child.leaf != nullptr) {
+                addLeaf(*child.leaf, identifier, members, initialisers);
+            } else {
+                const QString type = typeName(name, identifier);
+                add(child, type);
+                members.append(
+                    QStringLiteral("    %1::nodes::%2 %3;\n").arg(m_nameSpace, type, identifier));
+                initialisers.append(identifier + QStringLiteral("(tesselRoot)"));
+            }
+        }
+        write(name, members, initialisers);
+    }
+    const QString &text() const { return m_text; }
+
+private:
+    QString typeName(const QString &parent, const QString &identifier)
+    {
+        const QString stem = CppNames::identifierOf(parent + QLatin1Char('_') + identifier);
+        QString name = stem;
+        for (int number = 2; m_used.contains(name); ++number) {
+            name = QStringLiteral("%1_%2").arg(stem).arg(number);
+        }
+        m_used.insert(name);
+        return name;
+    }
+
+    void addLeaf(const Leaf &leaf, const QString &identifier, QStringList &members,
+                 QStringList &initialisers)
+    {
+        const QString type = classOf(slotOf(leaf));
+        if (type.isEmpty()) {
+            members.append(QStringLiteral("    // left out: ") + commentOf(leaf)
+                           + QLatin1Char('\n'));
+            return;
+        }
+        members.append(QStringLiteral("    %1\n    %2::leaf::%3 %4;\n")
+                           .arg(commentOf(leaf), m_nameSpace, type, identifier));
+        initialisers.append(
+            QStringLiteral("%1(tesselRoot, %2)").arg(identifier, literal(leaf.url)));
+    }
+
+    void write(const QString &name, const QStringList &members, const QStringList &initialisers)
+    {
+        const QString parameter = initialisers.isEmpty() ? QString() : QStringLiteral("tesselRoot");
+        m_text += QStringLiteral("\nstruct %1\n{\n    explicit %1(const %2::Root &%3)")
+                      .arg(name, m_nameSpace, parameter);
+        m_text += initialisers.isEmpty() ? QString()
+                                         : QStringLiteral("\n        : ")
+                                               + initialisers.join(QStringLiteral("\n        , "));
+        m_text += QStringLiteral("\n    {\n    }\n\n") + members.join(QString())
+                  + QStringLiteral("};\n");
+    }
+
+    QString m_nameSpace;
+    QString m_text;
+    QSet<QString> m_used;
+};
+
+QString beginText(const CppDescription &description)
+{
+    constexpr int digits = 16;
+    return QStringLiteral(R"(// Made by `tessel gen cpp` from %1. Do not change it: make it anew.
+#pragma once
+
+#include "Access/ProcessDoubleHandle.h"
+#include "Inspection/RegionInspection.h"
+#include "ProcessData/Linux/ProcessDataValue.h"
+#include "ProcessDataManagement/LayoutFingerprint.h"
+
+#include <QString>
+#include <QVariant>
+
+namespace %2 {
+
+/// LayoutFingerprint of the description from which this was made.
+constexpr quint64 layoutFingerprint = Q_UINT64_C(0x%3);
+
+)")
+        .arg(printable(description.fileName), description.nameSpace)
+        .arg(description.fingerprint, digits, 16, QLatin1Char('0'));
+}
+
+QString endText(const QString &nameSpace)
+{
+    return QStringLiteral(R"(
+} // namespace nodes
+
+/// All values of a tree, each looked up once. If the tree or its region does not fit, none of them is valid, and
+/// getProblem() says why.
+class Values
+{
+public:
+    explicit Values(const Root &root)
+        : m_problem(problemOf(root)), m_all(m_problem.isEmpty() ? root : Root())
+    {
+    }
+
+    bool isValid() const { return m_problem.isEmpty(); }
+    const QString &getProblem() const { return m_problem; }
+    const nodes::All *operator->() const { return &m_all; }
+
+private:
+    QString m_problem;
+    nodes::All m_all;
+};
+
+} // namespace %1
+)")
+        .arg(nameSpace);
+}
+
+} // namespace
+
+QString cppAccessors(const CppDescription &description)
+{
+    Node root;
+    for (const auto &leaf : description.leaves) {
+        insert(root, leaf);
+    }
+    StructWriter structs(description.nameSpace);
+    structs.add(root, QStringLiteral("All"));
+    return beginText(description) + cppClasses() + QStringLiteral("\nnamespace nodes {\n")
+           + structs.text() + endText(description.nameSpace);
+}
