@@ -1,0 +1,192 @@
+#include "region/DescriptionTree.h"
+
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/FileSearch.h"
+#include "Companion/PropertyManagerConst.h"
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
+#include "ProcessDataManagement/ProcessDataBufferHandler.h"
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+
+QString endingOfFiles()
+{
+    return QLatin1Char('.') + PropertyManagerConst::getProcessDataDescriptionFileExtension();
+}
+
+/// A path such as "." does not show the name of the folder.
+QString namingPath(const QString &path)
+{
+    return QFileInfo(path).canonicalFilePath();
+}
+
+BaseClassSharedPointer parse(const QString &path)
+{
+    const QFileInfo entry(path);
+    if (!entry.exists()) {
+        throw Refusal{ExitCode::NotFound,
+                      QStringLiteral("%1: no such description file or folder").arg(path)};
+    }
+    if (!entry.isReadable()) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("%1: no permission to read it; give the user of this program "
+                                     "a group that may")
+                          .arg(path)};
+    }
+    const LibraryReasons reasons;
+    BaseClassSharedPointer root;
+    if (!entry.isDir()) {
+        root = ConfigurationAndProcessDataParser().parseFromFile(path);
+    } else if (!ConfigurationDataAndProcessDescriptionAccess::parseProcessDir(
+                   root, QFileInfo(namingPath(path)))) {
+        root.reset();
+    }
+    if (!root) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: cannot be parsed: %2; 'tessel validate' shows where")
+                          .arg(path, reasons.text())};
+    }
+    return root;
+}
+
+QStringList childrenInOrder(const ConfigurationAndProcessDataBase::ChildMap &children)
+{
+    std::vector<std::pair<int, QString>> places;
+    places.reserve(static_cast<std::size_t>(children.size()));
+    for (auto child = children.cbegin(); child != children.cend(); ++child) {
+        const QVariant position = child.value() ? child.value()->getProperty(
+                                      Definitions::getKeyDataPropertyDisplayPosition())
+                                                : QVariant();
+        places.emplace_back(position.isValid() ? position.toInt() : std::numeric_limits<int>::max(),
+                            child.key());
+    }
+    std::sort(places.begin(), places.end());
+    QStringList keys;
+    keys.reserve(children.size());
+    for (const auto &place : places) {
+        keys.append(place.second);
+    }
+    return keys;
+}
+
+std::optional<QVariant> given(const ProcessDataValueSharedPointer &element, const QString &key)
+{
+    const QVariant value = element->getProperty(key);
+    return value.isValid() && !value.isNull() ? std::make_optional(value) : std::nullopt;
+}
+
+FollowedLeaf::Kind kindOf(const QString &type)
+{
+    switch (Definitions::getBasicDataTypeMapForProcessData().value(type, QMetaType::UnknownType)) {
+    case QMetaType::QString: return FollowedLeaf::Kind::Text;
+    case QMetaType::Bool: return FollowedLeaf::Kind::Boolean;
+    default: return FollowedLeaf::Kind::Number;
+    }
+}
+
+FollowedLeaf describe(const QString &url, const ProcessDataValueSharedPointer &element)
+{
+    const auto text = [&](const QString &key) { return element->getProperty(key).toString(); };
+    FollowedLeaf leaf;
+    leaf.url = url;
+    leaf.type = text(Definitions::getKeyDataPropertyType());
+    leaf.kind = kindOf(leaf.type);
+    leaf.unit = text(Definitions::getKeyDataPropertyUnit());
+    leaf.label = text(Definitions::getKeyDataPropertyLabelTextId());
+    leaf.minLimit = given(element, Definitions::getKeyDataPropertyMinLimit());
+    leaf.maxLimit = given(element, Definitions::getKeyDataPropertyMaxLimit());
+    leaf.viewStart = given(element, Definitions::getKeyDataPropertyViewStart());
+    leaf.viewEnd = given(element, Definitions::getKeyDataPropertyViewEnd());
+    leaf.isReadOnly = element->getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool();
+    leaf.element = element;
+    return leaf;
+}
+
+void collect(const BaseClassSharedPointer &node, const QString &prefix,
+             QVector<FollowedLeaf> &leaves)
+{
+    const auto &children = node->getChildMap();
+    for (const auto &key : childrenInOrder(children)) {
+        const BaseClassSharedPointer child = children[key];
+        const QString url = prefix + key;
+        if (!child) {
+            ServiceLog::warning(
+                QStringLiteral("'%1' is left out: its file does not parse; 'tessel validate' shows "
+                               "where")
+                    .arg(url));
+        } else if (const auto leaf = qSharedPointerDynamicCast<ProcessDataValue>(child)) {
+            leaves.append(describe(url, leaf));
+        } else {
+            collect(child, url + QLatin1Char('/'), leaves);
+        }
+    }
+}
+
+void nameDevices(QVector<FollowedLeaf> &leaves, const QString &path)
+{
+    const QFileInfo entry(path);
+    const bool isFolder = entry.isDir();
+    const QString ofFile = entry.fileName().section(QLatin1Char('.'), 0, 0);
+    for (auto &leaf : leaves) {
+        leaf.device = isFolder ? leaf.url.section(QLatin1Char('/'), 0, 0) : ofFile;
+        leaf.urlInDevice = isFolder ? leaf.url.section(QLatin1Char('/'), 1) : leaf.url;
+    }
+}
+
+} // namespace
+
+DescriptionTree DescriptionTree::read(const QString &path)
+{
+    DescriptionTree tree;
+    tree.root = parse(path);
+    const auto property = [&](const QString &key) { return tree.root->getProperty(key); };
+    tree.key = property(Definitions::getStrKeyProcessDataMemory()).toString();
+    tree.isDoubleBuffered = property(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();
+    const int size = property(Definitions::getKeyDataPropertySizeOfSharedMemory()).toInt();
+    if (tree.key.isEmpty() || size < 1) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: describes no memory to follow; lay it out with 'tessel "
+                                     "build'")
+                          .arg(path)};
+    }
+    tree.regionSize = ProcessDataBufferHandler(tree.isDoubleBuffered)
+                          .calculateSizeSharedMemory(static_cast<unsigned int>(size));
+    collect(tree.root, {}, tree.leaves);
+    if (tree.leaves.isEmpty()) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: holds no process value").arg(path)};
+    }
+    nameDevices(tree.leaves, path);
+    return tree;
+}
+
+QString DescriptionTree::stampOf(const QString &path)
+{
+    QFileInfoList files;
+    if (QFileInfo(path).isDir()) {
+        searchFilesOnPathRecursive(path, {QLatin1Char('*') + endingOfFiles()}, files);
+    } else {
+        files.append(QFileInfo(path));
+    }
+    QString stamp;
+    for (const auto &file : std::as_const(files)) {
+        stamp += QStringLiteral("%1 %2 %3\n")
+                     .arg(file.filePath(), QString::number(file.size()),
+                          QString::number(file.lastModified().toMSecsSinceEpoch()));
+    }
+    return stamp;
+}

@@ -1,0 +1,330 @@
+#include "region/RegionFollower.h"
+
+#include "Access/ProcessDataNotifier.h"
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace {
+
+/// Milliseconds between two looks.
+constexpr int usualInterval = 500;
+/// After attempts that cost more than a look: a description to read, a region to compare.
+constexpr int longestInterval = 8000;
+/// From one look after an attached region to the next.
+constexpr int careInterval = 1000;
+
+/// A name that no region can have is not missing: nobody will ever make it.
+bool isMissing(const RegionInspection &region)
+{
+    // Between its making and its sizing a region is an empty file.
+    return region.getError() == (region.exists() ? EINVAL : ENOENT);
+}
+
+} // namespace
+
+RegionFollower::RegionFollower(const QString &path, int leastInterval, QObject *parent)
+    : QObject(parent)
+    , m_path(path)
+    , m_leastInterval(leastInterval)
+    , m_stamp(DescriptionTree::stampOf(path))
+    , m_tree(DescriptionTree::read(path))
+    , m_timer(this)
+{
+    m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, this, &RegionFollower::look);
+    look();
+}
+
+RegionFollower::~RegionFollower()
+{
+    delete m_notifier;
+}
+
+QStringList RegionFollower::devices() const
+{
+    QStringList names;
+    for (const auto &leaf : m_tree.leaves) {
+        if (!names.contains(leaf.device)) {
+            names.append(leaf.device);
+        }
+    }
+    return names;
+}
+
+bool RegionFollower::takeSet()
+{
+    m_set = {};
+    return isUp() && m_set.take(*m_manager);
+}
+
+ProcessValue RegionFollower::value(int leaf) const
+{
+    ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
+    const auto &element = m_tree.leaves[leaf].element;
+    if (isUp() && element && !m_set.isEmpty()) {
+        m_set.getValue(*element, value);
+    }
+    return value;
+}
+
+std::optional<quint64> RegionFollower::swapCount() const
+{
+    return m_region ? m_region->getSwapCount() : std::nullopt;
+}
+
+std::optional<QDateTime> RegionFollower::lastSwap() const
+{
+    return m_region ? m_region->getLastSwap() : std::nullopt;
+}
+
+void RegionFollower::look()
+{
+    if (m_manager) {
+        lookAfterRegion();
+    } else {
+        lookForRegion();
+    }
+    const int doublings = std::min(m_failures, 4);
+    m_timer.start(m_manager ? careInterval : std::min(usualInterval << doublings, longestInterval));
+}
+
+void RegionFollower::lookForRegion()
+{
+    // Read again when it was written since, and before each attachment: a tree is bound once.
+    const QString stamp = DescriptionTree::stampOf(m_path);
+    if ((stamp != m_stamp || m_isBound) && !readAgain()) {
+        return;
+    }
+    const RegionInspection look(m_tree.key);
+    if (isMissing(look) || !isPublished(look)) {
+        m_failures = 0;
+        tellMissing();
+        return;
+    }
+    // Of the region that is compared here it is told later whether its name leads to it still.
+    const RegionInspection region(m_tree.root);
+    const QString problem = problemOfRegion(region);
+    if (problem.isEmpty()) {
+        m_region.emplace(region);
+        attach();
+    } else if (!isMissing(region)) {
+        ++m_failures;
+        tellAbsence(problem);
+    }
+}
+
+/// @p region knows the key alone: a description would answer for a block that is not there yet.
+bool RegionFollower::isPublished(const RegionInspection &region) const
+{
+    // A single buffer has no count of sets. Of one that cannot be read the reason is told later.
+    if (!region.isReadable()) {
+        return true;
+    }
+    if (!m_tree.isDoubleBuffered) {
+        return region.getLock().state != RegionLock::State::Unknown;
+    }
+    if (region.isDoubleBuffer() == true) {
+        return region.getSwapCount() != quint64{0};
+    }
+    // Without a management block it is being made, or is another description's.
+    return region.getSize() != m_tree.regionSize;
+}
+
+QString RegionFollower::problemOfRegion(const RegionInspection &region) const
+{
+    if (!region.isReadable()) {
+        return QStringLiteral("region '%1' cannot be opened: %2; run this program as a user who "
+                              "may")
+            .arg(m_tree.key, region.getErrorString());
+    }
+    const RegionInspection alone(m_tree.key);
+    if (alone.isDoubleBuffer() == true && !alone.getSwapCount()) {
+        return QStringLiteral("region '%1' has another version of the memory format; run all "
+                              "programs with one version of the library")
+            .arg(m_tree.key);
+    }
+    if (region.getSize() != m_tree.regionSize || region.hasLayoutOfDescription() == false) {
+        const QString first = region.findFirstDifference();
+        return QStringLiteral("region '%1' was made from another description than %2%3; give this "
+                              "program the one that its creator has")
+            .arg(m_tree.key, m_path,
+                 first.isEmpty() ? QString() : QStringLiteral(", from '%1' on").arg(first));
+    }
+    return {};
+}
+
+bool RegionFollower::readAgain()
+{
+    try {
+        const QString stamp = DescriptionTree::stampOf(m_path);
+        m_tree = DescriptionTree::read(m_path);
+        m_stamp = stamp;
+        m_isBound = false;
+    } catch (const Refusal &refusal) {
+        ++m_failures;
+        tellAbsence(refusal.text);
+        return false;
+    }
+    Q_EMIT leavesChanged();
+    return true;
+}
+
+void RegionFollower::attach()
+{
+    const LibraryReasons reasons;
+    m_isBound = true;
+    m_manager = std::make_unique<ProcessDataManager>();
+    const bool isAttached =
+        !m_manager->createProcessData(m_tree.root, ProcessDataManager::InitTypeSharedMemoryAttach)
+             .isNull();
+    // It may have been replaced between the look and the attachment.
+    if (!isAttached || m_region->getName() != RegionInspection::Name::Current) {
+        m_manager.reset();
+        m_region.reset();
+        ++m_failures;
+        tellAbsence(QStringLiteral("region '%1' cannot be attached: %2; trying again")
+                        .arg(m_tree.key, reasons.text()));
+        return;
+    }
+    checkSlots();
+    m_failures = 0;
+    m_isOrphaned = m_region->getCreator().isAlive == false;
+    m_countAtLook = m_region->getSwapCount().value_or(0);
+    watch();
+    if (m_isOrphaned) {
+        tellAbsence(QStringLiteral("the creator of region '%1' has died; waiting for a new one")
+                        .arg(m_tree.key));
+        return;
+    }
+    m_absence.clear();
+    ServiceLog::notice(QStringLiteral("attached to region '%1' of %2").arg(m_tree.key, m_path));
+    Q_EMIT upChanged(true);
+}
+
+void RegionFollower::checkSlots()
+{
+    for (auto &leaf : m_tree.leaves) {
+        const LibraryReasons reasons;
+        if (!leaf.element->isObjectValid()) {
+            ServiceLog::warning(QStringLiteral("'%1' of %2 has no usable slot: %3; 'tessel "
+                                               "validate' shows where")
+                                    .arg(leaf.url, m_path, reasons.text()));
+            leaf.element.reset();
+        }
+    }
+}
+
+void RegionFollower::watch()
+{
+    if (!m_tree.isDoubleBuffered) {
+        return;
+    }
+    m_notifier = new ProcessDataNotifier(*m_manager, this);
+    m_notifier->setLeastInterval(m_leastInterval);
+    connect(m_notifier, &ProcessDataNotifier::published, this, &RegionFollower::handlePublished);
+    connect(m_notifier, &ProcessDataNotifier::regionGone, this, [this] {
+        // The notifier is the sender, and goes with the region.
+        QTimer::singleShot(0, this, &RegionFollower::look);
+    });
+}
+
+void RegionFollower::handlePublished()
+{
+    // The first signal tells of the set that was there before.
+    if (m_isOrphaned && swapCount().value_or(0) != m_countAtLook) {
+        markOrphan(false);
+    }
+    if (isUp()) {
+        Q_EMIT setPublished();
+    }
+}
+
+void RegionFollower::lookAfterRegion()
+{
+    switch (m_region->getName()) {
+    case RegionInspection::Name::Current: break;
+    case RegionInspection::Name::Replaced:
+        detach(
+            QStringLiteral("region '%1' was replaced; attaching to the new one").arg(m_tree.key));
+        lookForRegion();
+        return;
+    case RegionInspection::Name::Removed:
+        detach(QStringLiteral("region '%1' has gone, its creator has ended; waiting for it to come "
+                              "back")
+                   .arg(m_tree.key));
+        m_isMissingTold = true;
+        return;
+    }
+    const quint64 count = m_region->getSwapCount().value_or(0);
+    const bool isSilent = count == m_countAtLook;
+    m_countAtLook = count;
+    const bool isDead = m_region->getCreator().isAlive == false;
+    if (isSilent && isDead && !m_isOrphaned) {
+        markOrphan(true);
+    } else if (m_isOrphaned && (!isSilent || !isDead)) {
+        markOrphan(false);
+    }
+    if (!m_tree.isDoubleBuffered && isUp()) {
+        Q_EMIT setPublished();
+    }
+}
+
+void RegionFollower::markOrphan(bool isOrphaned)
+{
+    m_isOrphaned = isOrphaned;
+    if (isOrphaned) {
+        m_set = {};
+        tellAbsence(QStringLiteral("the creator of region '%1' has died; waiting for a new one")
+                        .arg(m_tree.key));
+    } else {
+        m_absence.clear();
+        ServiceLog::notice(
+            QStringLiteral("region '%1' of %2 is published into again").arg(m_tree.key, m_path));
+    }
+    Q_EMIT upChanged(!isOrphaned);
+}
+
+void RegionFollower::detach(const QString &why)
+{
+    const bool wasUp = isUp();
+    if (m_notifier != nullptr) {
+        m_notifier->disconnect(this);
+        delete m_notifier;
+        m_notifier = nullptr;
+    }
+    m_set = {};
+    for (auto &leaf : m_tree.leaves) {
+        leaf.element.reset();
+    }
+    m_tree.root.reset();
+    m_manager.reset();
+    m_region.reset();
+    m_isOrphaned = false;
+    tellAbsence(why);
+    if (wasUp) {
+        Q_EMIT upChanged(false);
+    }
+}
+
+void RegionFollower::tellMissing()
+{
+    // Of one that has gone it was told already.
+    if (!m_isMissingTold) {
+        tellAbsence(QStringLiteral("no region '%1' is there; waiting for the process that creates "
+                                   "it")
+                        .arg(m_tree.key));
+        m_isMissingTold = true;
+    }
+}
+
+void RegionFollower::tellAbsence(const QString &why)
+{
+    m_isMissingTold = false;
+    if (why != m_absence) {
+        m_absence = why;
+        ServiceLog::warning(why);
+    }
+}

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "Access/ProcessDataSnapshot.h"
+#include "Inspection/RegionInspection.h"
+#include "ProcessDataManagement/ProcessDataManager.h"
+#include "region/DescriptionTree.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QStringList>
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+
+class ProcessDataNotifier;
+
+/// One region, followed for as long as a program runs: through its end, its return and a changed
+/// description.
+///
+/// It is looked for at a bounded rate while it is not there. Once attached, the follower is woken by the
+/// sets that are published, and finds out within two seconds that the region has gone, has been replaced,
+/// or has lost its creator: the region of a creator that has died counts as gone until somebody
+/// publishes into it again. Values are taken as whole sets and decoded from the copy.
+///
+/// Belongs to the thread and the event loop of its maker. Each change is told in the log, once.
+class RegionFollower : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Reads the description at @p path and looks for its region at once. @p leastInterval: milliseconds from
+    /// one setPublished() to the next at least. Throws a Refusal that says what is wrong with the
+    /// description; that there is no region is no reason.
+    explicit RegionFollower(const QString &path, int leastInterval = 0, QObject *parent = nullptr);
+    ~RegionFollower() override;
+
+    const QString &path() const { return m_path; }
+    /// Memory key of the description.
+    const QString &key() const { return m_tree.key; }
+    /// Whether there are values to be had.
+    bool isUp() const { return m_manager != nullptr && !m_isOrphaned; }
+    /// Why there are none, for a person; empty while there are.
+    const QString &absence() const { return m_absence; }
+
+    /// What the description holds, also while the region is away; see leavesChanged().
+    const QVector<FollowedLeaf> &leaves() const { return m_tree.leaves; }
+    /// The devices of the leaves, each once, in their order.
+    QStringList devices() const;
+
+    /// Looks at once whether the region is there, beside the looks that are made by themselves: for whoever
+    /// tells others how things stand now.
+    void lookNow() { look(); }
+    /// Copies the newest set. False if the region is away or no consistent set was to be had, with the
+    /// reason in the log; there is no set then.
+    bool takeSet();
+    /// Without a set, or of a leaf that has no usable slot, NO_VALID_INPUT_VALUE.
+    ProcessValue value(int leaf) const;
+    /// The last set that was taken, to be compared with others; decoding needs the region to be up.
+    const ProcessDataSnapshot &set() const { return m_set; }
+
+    /// How often the region was swapped; none while it is away, and of a single buffer.
+    std::optional<quint64> swapCount() const;
+    /// When that was done last.
+    std::optional<QDateTime> lastSwap() const;
+
+    /// For writing; null while the region is away, and gone with it.
+    ProcessDataManager *manager() const { return m_manager.get(); }
+
+Q_SIGNALS:
+    /// isUp() has another answer than before.
+    void upChanged(bool isUp);
+    /// There is a newer set. Of a single buffer, which tells nobody, every second.
+    void setPublished();
+    /// leaves() are others: the description was read anew. Whoever keeps leaves takes them again.
+    void leavesChanged();
+
+private:
+    void look();
+    void lookForRegion();
+    void lookAfterRegion();
+    /// Empty if the region is there and can be attached to.
+    QString problemOfRegion(const RegionInspection &region) const;
+    bool isPublished(const RegionInspection &region) const;
+    bool readAgain();
+    void attach();
+    void checkSlots();
+    void watch();
+    void detach(const QString &why);
+    void markOrphan(bool isOrphaned);
+    void tellAbsence(const QString &why);
+    void tellMissing();
+    void handlePublished();
+
+    QString m_path;
+    int m_leastInterval;
+    QString m_stamp;
+    DescriptionTree m_tree;
+    bool m_isBound = false; ///< the tree, to a memory that may have gone
+    QString m_absence;
+    bool m_isMissingTold = false;
+    QTimer m_timer;
+    int m_failures = 0;
+    bool m_isOrphaned = false;
+    quint64 m_countAtLook = 0;
+    ProcessDataSnapshot m_set;
+    // Destroyed from the last to the first.
+    std::optional<RegionInspection> m_region;
+    std::unique_ptr<ProcessDataManager> m_manager;
+    ProcessDataNotifier *m_notifier = nullptr;
+};

@@ -1,0 +1,199 @@
+#include "FollowedPlant.h"
+
+#include <QtTest>
+
+/// A region that goes and comes back under the eyes of a program of exits/.
+class tst_RegionReturn : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { ServiceLog::start(QStringLiteral("tst_RegionReturn")); }
+    void regionThatComesLaterIsAttached();
+    void regionThatEndsIsTold();
+    void regionThatReturnsIsAttachedAnew();
+    void replacedRegionIsAttachedAnew();
+    void killedCreatorCountsAsGone();
+    void newCreatorAfterAKilledOneIsFollowed();
+    void orphanThatIsPublishedIntoIsUp();
+    void otherLayoutIsSaidUntilItFits();
+    void changedDescriptionIsReadAnew();
+    void brokenDescriptionIsSaidAndSurvived();
+};
+
+void tst_RegionReturn::regionThatComesLaterIsAttached()
+{
+    const FollowedPlant plant;
+    RegionFollower follower(plant.file);
+    QSignalSpy up(&follower, &RegionFollower::upChanged);
+
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.speed, validValue(3.5)));
+
+    QTRY_COMPARE_WITH_TIMEOUT(up.count(), 1, longestWait);
+    QCOMPARE(up.first().first().toBool(), true);
+    QVERIFY(follower.takeSet());
+    QCOMPARE(follower.value(0).toDouble(), 3.5);
+}
+
+void tst_RegionReturn::regionThatEndsIsTold()
+{
+    const FollowedPlant plant;
+    auto region = std::make_unique<HeldRegion>(plant.file);
+    RegionFollower follower(plant.file);
+    QVERIFY(follower.takeSet());
+    QSignalSpy up(&follower, &RegionFollower::upChanged);
+
+    region.reset();
+
+    QTRY_COMPARE_WITH_TIMEOUT(up.count(), 1, longestWait);
+    QCOMPARE(up.first().first().toBool(), false);
+    QVERIFY(!follower.isUp());
+    QCOMPARE(follower.absence(), QStringLiteral("region '%1' has gone, its creator has ended; "
+                                                "waiting for it to come back")
+                                     .arg(plant.key()));
+    QVERIFY(!follower.takeSet());
+    QVERIFY(follower.manager() == nullptr);
+    // What is known of the leaves stays.
+    QCOMPARE(follower.leaves().size(), 2);
+    QVERIFY(follower.leaves()[0].element.isNull());
+}
+
+void tst_RegionReturn::regionThatReturnsIsAttachedAnew()
+{
+    const FollowedPlant plant;
+    auto region = std::make_unique<HeldRegion>(plant.file);
+    RegionFollower follower(plant.file);
+    QSignalSpy up(&follower, &RegionFollower::upChanged);
+
+    for (int round = 1; round <= 3; ++round) {
+        region.reset();
+        QTRY_COMPARE_WITH_TIMEOUT(up.count(), 2 * round - 1, longestWait);
+        region = std::make_unique<HeldRegion>(plant.file);
+        QVERIFY(region->publish(plant.speed, validValue(double(round))));
+        QTRY_COMPARE_WITH_TIMEOUT(up.count(), 2 * round, longestWait);
+
+        QVERIFY(follower.takeSet());
+        QCOMPARE(follower.value(0).toDouble(), double(round));
+    }
+}
+
+void tst_RegionReturn::replacedRegionIsAttachedAnew()
+{
+    const FollowedPlant plant;
+    const HeldRegion former(plant.file);
+    RegionFollower follower(plant.file);
+    QSignalSpy up(&follower, &RegionFollower::upChanged);
+    QVERIFY(follower.isUp());
+
+    HeldRegion later(plant.file);
+    QVERIFY(later.publish(plant.speed, validValue(4.5)));
+
+    QTRY_COMPARE_WITH_TIMEOUT(up.count(), 2, longestWait);
+    QVERIFY(follower.takeSet());
+    QCOMPARE(follower.value(0).toDouble(), 4.5);
+}
+
+void tst_RegionReturn::killedCreatorCountsAsGone()
+{
+    const FollowedPlant plant;
+    Creator creator(plant.file);
+    QVERIFY(creator.isReady);
+    RegionFollower follower(plant.file);
+    QVERIFY(follower.isUp());
+
+    creator.kill();
+
+    QTRY_VERIFY_WITH_TIMEOUT(!follower.isUp(), longestWait);
+    QCOMPARE(follower.absence(),
+             QStringLiteral("the creator of region '%1' has died; waiting for a new one")
+                 .arg(plant.key()));
+    QVERIFY(!follower.takeSet());
+    // The memory is still there to be looked at.
+    QCOMPARE(follower.swapCount().value(), quint64{1});
+}
+
+void tst_RegionReturn::newCreatorAfterAKilledOneIsFollowed()
+{
+    const FollowedPlant plant;
+    Creator creator(plant.file);
+    RegionFollower follower(plant.file);
+    creator.kill();
+    QTRY_VERIFY_WITH_TIMEOUT(!follower.isUp(), longestWait);
+
+    const Creator next(plant.file);
+    QVERIFY(next.isReady);
+
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+    QVERIFY(follower.takeSet());
+}
+
+void tst_RegionReturn::orphanThatIsPublishedIntoIsUp()
+{
+    const FollowedPlant plant;
+    Creator creator(plant.file);
+    RegionFollower follower(plant.file);
+    creator.kill();
+    QTRY_VERIFY_WITH_TIMEOUT(!follower.isUp(), longestWait);
+
+    QCOMPARE(
+        runTool({QStringLiteral("set"), plant.file, plant.name, QStringLiteral("new")}).exitCode,
+        0);
+
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+}
+
+void tst_RegionReturn::otherLayoutIsSaidUntilItFits()
+{
+    FollowedPlant plant;
+    ToolDescription other;
+    other.setRoot(QStringLiteral("keyProcessDataMemory"), plant.key());
+    other.add(plant.speed, QStringLiteral("double"), ToolDescription::Metadata::ErrorState, 8);
+    auto region = std::make_unique<HeldRegion>(other.write());
+
+    RegionFollower follower(plant.file);
+
+    QVERIFY(!follower.isUp());
+    QVERIFY2(follower.absence().startsWith(
+                 QStringLiteral("region '%1' was made from another description than %2")
+                     .arg(plant.key(), plant.file)),
+             qPrintable(follower.absence()));
+    region.reset();
+    region = std::make_unique<HeldRegion>(plant.file);
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+}
+
+void tst_RegionReturn::changedDescriptionIsReadAnew()
+{
+    FollowedPlant plant;
+    RegionFollower follower(plant.file);
+    QSignalSpy changed(&follower, &RegionFollower::leavesChanged);
+
+    plant.description().add(QStringLiteral("pump/more"), QStringLiteral("int32"),
+                            ToolDescription::Metadata::ErrorState, 4);
+    plant.description().write();
+    HeldRegion region(plant.file);
+
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+    QVERIFY(changed.count() >= 1);
+    QCOMPARE(follower.leaves().size(), 3);
+    QCOMPARE(follower.leaves()[2].url, QStringLiteral("pump/more"));
+}
+
+void tst_RegionReturn::brokenDescriptionIsSaidAndSurvived()
+{
+    FollowedPlant plant;
+    RegionFollower follower(plant.file);
+
+    plant.description().write(QStringLiteral("plant.process.json"), "{");
+
+    QTRY_VERIFY_WITH_TIMEOUT(follower.absence().contains(QStringLiteral("cannot be parsed")),
+                             longestWait);
+    QCOMPARE(follower.leaves().size(), 2);
+    plant.description().write();
+    const HeldRegion region(plant.file);
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+}
+
+QTEST_GUILESS_MAIN(tst_RegionReturn)
+#include "tst_RegionReturn.moc"
