@@ -74,9 +74,17 @@ struct HttpServer::Callbacks
 {
     static MHD_Result handle(void *self, MHD_Connection *connection, const char *url,
                              const char *method, const char * /*version*/,
-                             const char * /*uploaded*/, size_t * /*uploadedSize*/,
-                             void ** /*state*/)
+                             const char * /*uploaded*/, size_t *uploadedSize, void **state)
     {
+        static char seen;
+        const bool isReading = qstrcmp(method, "GET") == 0 || qstrcmp(method, "HEAD") == 0;
+        // An answer before the end of the request closes the connection, which is right for what brings
+        // a body: nobody wants it. One that comes with a question is passed over.
+        if (isReading && (*state == nullptr || *uploadedSize != 0)) {
+            *state = &seen;
+            *uploadedSize = 0;
+            return MHD_YES;
+        }
         HttpRequest request{method, url, {}};
         MHD_get_connection_values(connection, MHD_HEADER_KIND, joinAccept, &request.accept);
         return static_cast<HttpServer *>(self)->answer(connection, request) == 0 ? MHD_YES : MHD_NO;

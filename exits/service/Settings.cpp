@@ -52,7 +52,7 @@ QStringList namesOfOptions(const ProgramSyntax &syntax)
 
 QString optionLine(const QString &left, const QString &summary)
 {
-    return QStringLiteral("  %1 %2\n").arg(left, -28).arg(summary);
+    return QStringLiteral("  %1  %2\n").arg(left, -27).arg(summary);
 }
 
 QString summaryOf(const SettingSyntax &setting)

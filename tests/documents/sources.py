@@ -21,6 +21,11 @@ def source_files(room, *endings):
     return sorted(path for ending in endings for path in (PROJECT / room).rglob("*" + ending))
 
 
+def exits():
+    """The programs of exits/, by the names under which the tool runs them."""
+    return {path.parent.name for path in (PROJECT / "exits").glob("*/main.cpp")}
+
+
 def code_of(path):
     """The text without comments; what looks like one inside a literal stays. Literals side by side
     are one."""

@@ -28,7 +28,10 @@ RUN.update(
     for page in sorted((sources.PROJECT / "docs/man").glob("*.[1-9].md"))
 )
 # What is none of ours: settings of systemd and Kubernetes.
-FOREIGN = {"ExecStartPost", "TimeoutStartSec", "PartOf", "emptyDir", "RemoveIPC", "LimitAS"}
+FOREIGN = {
+    "ExecStartPost", "TimeoutStartSec", "PartOf", "emptyDir", "RemoveIPC", "LimitAS", "DynamicUser",
+    "SupplementaryGroups", "PrivateIPC", "WatchdogSec",
+}
 # By which twins of operations are told apart.
 ENDINGS = {"NoLock", "NoSignalEmit", "WithStatus"}
 _BLOCK = re.compile(r"(<!-- not run: [^>]+ -->\n)?^```(sh|console)\n", re.M)
@@ -55,7 +58,7 @@ class Commands(unittest.TestCase):
         for path in sources.source_files("tools", ".cpp"):
             code = sources.code_of(path)
             declared |= set(re.findall(r'syntax\.name = QStringLiteral\("([a-z ]+)"', code))
-        known = {name.split()[0] for name in declared}
+        known = {name.split()[0] for name in declared} | sources.exits()
         self.assertGreater(len(known), 5)
         for document in all_documents():
             for name in re.findall(r"`tessel ([a-z]+)", document.text):
@@ -77,7 +80,7 @@ class Commands(unittest.TestCase):
         """Words such as `lockWriteBuffer` or `ProcessValue`, with or without brackets behind."""
         code = "".join(
             path.read_text(encoding="utf-8")
-            for room in ("src", "tools", "examples", "tests", "docs/protocol")
+            for room in ("src", "tools", "exits", "examples", "tests", "docs/protocol")
             for path in sources.source_files(room, ".h", ".cpp", ".json", ".txt", ".pml")
         )
         known = set(re.findall(r"\w+", code)) | FOREIGN | ENDINGS

@@ -1,0 +1,254 @@
+#include "metrics/MetricsProgram.h"
+
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <QCoreApplication>
+
+#include <cerrno>
+#include <utility>
+
+#include <unistd.h>
+
+namespace {
+
+/// Milliseconds. Nobody but those who ask wants a set, so a publisher is woken as rarely as that.
+constexpr int leastInterval = 1000;
+
+QString descriptionOf(const Settings &settings)
+{
+    QString path = settings.positional();
+    if (path.isEmpty()) {
+        path = settings.settings().text(QStringLiteral("description"));
+    }
+    if (path.isEmpty()) {
+        path = qEnvironmentVariable("TESSEL_DIR");
+    }
+    if (path.isEmpty()) {
+        throw Refusal{ExitCode::WrongUse,
+                      QStringLiteral("no description; name a file or folder, set 'description' in "
+                                     "the configuration, or TESSEL_DIR")};
+    }
+    return path;
+}
+
+HttpServer::Limits limitsOf(const SettingGroup &settings)
+{
+    HttpServer::Limits limits;
+    limits.connections = static_cast<int>(settings.number(QStringLiteral("connections")));
+    limits.time = std::chrono::seconds(settings.number(QStringLiteral("timeout")));
+    return limits;
+}
+
+bool areEqual(const HttpServer::Limits &left, const HttpServer::Limits &right)
+{
+    return left.connections == right.connections && left.time == right.time
+           && left.headerBytes == right.headerBytes;
+}
+
+HttpResponse plainAnswer(int status, const char *text)
+{
+    HttpResponse response;
+    response.status = status;
+    response.body = text;
+    return response;
+}
+
+void warnOfUnused(const UrlChoice &choice, const char *key, const RegionFollower &region)
+{
+    QStringList urls;
+    for (const auto &leaf : region.leaves()) {
+        urls.append(leaf.url);
+    }
+    const QString unused = choice.findUnused(urls);
+    if (!unused.isEmpty()) {
+        ServiceLog::warning(QStringLiteral("%1 '%2' leads to no leaf of %3; 'tessel get' shows "
+                                           "their URLs")
+                                .arg(QLatin1String(key), unused, region.path()));
+    }
+}
+
+} // namespace
+
+ProgramSyntax metricsSyntax()
+{
+    using Type = SettingSyntax::Type;
+    constexpr qint64 mostConnections = 1000;
+    constexpr qint64 mostSeconds = 3600;
+    ProgramSyntax syntax;
+    syntax.program = QStringLiteral("tessel-metrics");
+    syntax.summary = QStringLiteral(
+        "Serve the values of a region as metrics, at /metrics, for Prometheus and the like.");
+    syntax.settings = {
+        {QStringLiteral("listen"), Type::Text, QStringLiteral("ADDRESS:PORT"),
+         QStringLiteral("Where to answer; port 0 lets the system choose."),
+         QStringLiteral("127.0.0.1:9200")},
+        {QStringLiteral("description"),
+         Type::Text,
+         QStringLiteral("FILE|DIR"),
+         QStringLiteral("The description, unless it stands alone on the command line."),
+         {}},
+        {QStringLiteral("url"),
+         Type::List,
+         QStringLiteral("URL"),
+         QStringLiteral("Only these leaves or nodes, * and ** as anywhere; may be repeated."),
+         {}},
+        {QStringLiteral("except"),
+         Type::List,
+         QStringLiteral("URL"),
+         QStringLiteral("Leave these out; may be repeated."),
+         {}},
+        {QStringLiteral("connections"), Type::Number, QStringLiteral("N"),
+         QStringLiteral("Connections at once; others are answered 503."), QStringLiteral("16"), 1,
+         mostConnections},
+        {QStringLiteral("timeout"), Type::Number, QStringLiteral("SECONDS"),
+         QStringLiteral("For a whole request, and for silence between two."), QStringLiteral("30"),
+         1, mostSeconds},
+        {QStringLiteral("once"),
+         Type::Flag,
+         {},
+         QStringLiteral("Print the metrics of one set and end."),
+         QStringLiteral("no"),
+         0,
+         0,
+         true}};
+    syntax.examples = QStringLiteral("  tessel metrics --listen 127.0.0.1:9200 plant.process.json\n"
+                                     "  tessel metrics --once plant.process.json > plant.prom\n"
+                                     "  tessel metrics --config /etc/tessel/metrics/plant.conf\n");
+    return syntax;
+}
+
+MetricsProgram::MetricsProgram(const QStringList &words)
+    : m_words(words)
+    , m_settings(Settings::fromCommandLine(metricsSyntax(), words))
+    , m_setup(prepare(m_settings))
+{
+    choose();
+}
+
+MetricsProgram::Setup MetricsProgram::prepare(const Settings &settings) const
+{
+    const SettingGroup &group = settings.settings();
+    Setup setup;
+    setup.choice = {UrlChoice(group.list(QStringLiteral("url"))),
+                    UrlChoice(group.list(QStringLiteral("except")))};
+    const QString path = descriptionOf(settings);
+    setup.region = m_setup.region && m_setup.region->path() == path
+                       ? m_setup.region
+                       : std::make_shared<RegionFollower>(path, leastInterval);
+    return setup;
+}
+
+void MetricsProgram::listen(const Settings &settings, Setup &setup)
+{
+    const SettingGroup &group = settings.settings();
+    const auto address = ListenAddress::fromText(group.text(QStringLiteral("listen")));
+    const auto limits = limitsOf(group);
+    setup.server = m_setup.server;
+    if (!setup.server || !(setup.server->address() == address)
+        || !areEqual(setup.server->limits(), limits)) {
+        // One address cannot be had twice: other limits there take the place of the former ones.
+        if (setup.server && setup.server->address() == address) {
+            setup.server.reset();
+            m_setup.server.reset();
+        }
+        setup.server = std::make_shared<HttpServer>(
+            address, limits, [this](const HttpRequest &request) { return answer(request); });
+    }
+}
+
+void MetricsProgram::choose()
+{
+    const auto take = [this] { m_leaves = chosenLeaves(*m_setup.region, m_setup.choice); };
+    disconnect(m_setup.region.get(), nullptr, this, nullptr);
+    connect(m_setup.region.get(), &RegionFollower::leavesChanged, this, take);
+    take();
+    warnOfUnused(m_setup.choice.taken, "url", *m_setup.region);
+    warnOfUnused(m_setup.choice.left, "except", *m_setup.region);
+}
+
+void MetricsProgram::printOnce()
+{
+    const QByteArray text = metricsText(*m_setup.region, m_leaves, MetricsForm::Prometheus);
+    int written = 0;
+    while (written < text.size()) {
+        const ssize_t count = ::write(STDOUT_FILENO, text.constData() + written,
+                                      static_cast<std::size_t>(text.size() - written));
+        if (count < 0 && errno == EPIPE) {
+            return; // Nobody reads any more.
+        }
+        if (count < 0 && errno != EINTR) {
+            throw Refusal{ExitCode::InputOutputFile,
+                          QStringLiteral("standard output: %1").arg(qt_error_string(errno))};
+        }
+        written += static_cast<int>(std::max<ssize_t>(count, 0));
+    }
+}
+
+void MetricsProgram::serve(Service &service)
+{
+    Setup setup = m_setup;
+    listen(m_settings, setup);
+    adopt(std::move(setup));
+    service.tellReady(statusText());
+    connect(&service, &Service::endAsked, QCoreApplication::instance(), &QCoreApplication::quit);
+    connect(&service, &Service::reloadAsked, this, [this, &service] { reload(service); });
+}
+
+void MetricsProgram::reload(Service &service)
+{
+    try {
+        const Settings settings = Settings::fromCommandLine(metricsSyntax(), m_words);
+        Setup setup = prepare(settings);
+        listen(settings, setup);
+        m_settings = settings;
+        adopt(std::move(setup));
+        ServiceLog::notice(QStringLiteral("the configuration was read again"));
+    } catch (const Refusal &refusal) {
+        ServiceLog::error(
+            QStringLiteral("%1; the configuration stays as it was").arg(refusal.text));
+    }
+    service.tellReady(statusText());
+}
+
+void MetricsProgram::adopt(Setup setup)
+{
+    const bool isOtherServer = setup.server != m_setup.server;
+    m_setup = std::move(setup);
+    choose();
+    if (isOtherServer) {
+        ServiceLog::notice(statusText());
+    }
+}
+
+QString MetricsProgram::statusText() const
+{
+    const auto &server = *m_setup.server;
+    return QStringLiteral("serving http://%1/metrics of %2")
+        .arg(server.address().urlAuthority(server.port()), m_setup.region->path());
+}
+
+HttpResponse MetricsProgram::answer(const HttpRequest &request)
+{
+    if (request.path != "/metrics" && request.path != "/") {
+        return plainAnswer(404, "not here; the metrics are at /metrics\n");
+    }
+    if (request.method != "GET" && request.method != "HEAD") {
+        HttpResponse refused = plainAnswer(405, "only GET and HEAD\n");
+        refused.headers = {{"Allow", "GET, HEAD"}};
+        return refused;
+    }
+    HttpResponse response;
+    if (request.path == "/") {
+        response.contentType = "text/html; charset=utf-8";
+        response.body = "<!DOCTYPE html><html lang=\"en\"><title>tessel-metrics</title>"
+                        "<p><a href=\"/metrics\">Metrics</a></p></html>\n";
+        return response;
+    }
+    const MetricsForm form = formAccepted(request.accept);
+    m_setup.region->lookNow();
+    response.contentType = contentTypeOf(form);
+    response.body = metricsText(*m_setup.region, m_leaves, form);
+    response.headers = {{"Cache-Control", "no-store"}, {"Vary", "Accept"}};
+    return response;
+}

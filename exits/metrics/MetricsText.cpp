@@ -1,0 +1,273 @@
+#include "metrics/MetricsText.h"
+
+#include "states/StateTable.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/// A decoded leaf of the set, with what all its lines begin with.
+struct Sample
+{
+    const FollowedLeaf *leaf;
+    QByteArray url; ///< url="..."
+    ProcessValue value;
+};
+
+QByteArray escaped(const QString &text)
+{
+    QByteArray bytes = text.toUtf8();
+    bytes.replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
+    return bytes;
+}
+
+QByteArray label(const char *name, const QString &value)
+{
+    return name + QByteArray("=\"") + escaped(value) + '"';
+}
+
+/// Digits alone, whatever the locale; the shortest text that reads back as the same number.
+template <class Number>
+QByteArray shortest(Number number)
+{
+    std::array<char, 32> text;
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+    return QByteArray(text.data(), static_cast<int>(end - text.data()));
+}
+
+template <class Number>
+QByteArray floatingText(Number number)
+{
+    if (std::isnan(number)) {
+        return {};
+    }
+    if (std::isinf(number)) {
+        return number < 0 ? "-Inf" : "+Inf";
+    }
+    return shortest(number);
+}
+
+/// Empty for what is no number.
+QByteArray numberText(const QVariant &content)
+{
+    switch (content.userType()) {
+    case QMetaType::Bool: return content.toBool() ? "1" : "0";
+    case QMetaType::Float: return floatingText(content.toFloat());
+    case QMetaType::Double: return floatingText(content.toDouble());
+    case QMetaType::Int:
+    case QMetaType::LongLong: return QByteArray::number(content.toLongLong());
+    case QMetaType::UInt:
+    case QMetaType::ULongLong: return QByteArray::number(content.toULongLong());
+    default: return {};
+    }
+}
+
+/// One form on its way: families with their lines.
+class Writer
+{
+public:
+    explicit Writer(MetricsForm form) : m_form(form) { }
+
+    /// The head of a family. Types that Prometheus does not know are gauges there, and suffixes, which belong
+    /// to the family there, are no part of its name in OpenMetrics.
+    void family(const QByteArray &name, const char *suffix, const char *type, const char *help)
+    {
+        const bool isOpen = m_form == MetricsForm::OpenMetrics;
+        const bool isKnown = isOpen || qstrcmp(type, "counter") == 0;
+        const QByteArray head = isOpen ? name : name + suffix;
+        m_name = name + suffix;
+        m_text += "# HELP " + head + ' ' + help + '\n';
+        m_text += "# TYPE " + head + ' ' + (isKnown ? type : "gauge") + '\n';
+    }
+
+    void line(const QByteArray &labels, const QByteArray &value)
+    {
+        m_text += m_name;
+        m_text += '{';
+        m_text += labels;
+        m_text += "} ";
+        m_text += value;
+        m_text += '\n';
+    }
+
+    QByteArray finish()
+    {
+        if (m_form == MetricsForm::OpenMetrics) {
+            m_text += "# EOF\n";
+        }
+        return std::move(m_text);
+    }
+
+private:
+    MetricsForm m_form;
+    QByteArray m_name;
+    QByteArray m_text;
+};
+
+void writeRegion(Writer &writer, const RegionFollower &region)
+{
+    const QByteArray labels = label("region", region.key());
+    writer.family("tessel_region_up", "", "gauge",
+                  "1 while the region is there and its creator lives, else 0.");
+    writer.line(labels, region.isUp() ? "1" : "0");
+    if (const auto count = region.swapCount()) {
+        writer.family("tessel_region_swaps", "_total", "counter",
+                      "Sets that were published into the region since it was made.");
+        writer.line(labels, QByteArray::number(*count));
+    }
+    if (const auto time = region.lastSwap()) {
+        constexpr double millisecondsPerSecond = 1000;
+        writer.family("tessel_region_last_swap_timestamp_seconds", "", "gauge",
+                      "When the last set was published, in seconds since 1970.");
+        writer.line(labels, shortest(double(time->toMSecsSinceEpoch()) / millisecondsPerSecond));
+    }
+}
+
+QByteArray limitText(const std::optional<QVariant> &limit)
+{
+    return limit ? numberText(*limit) : QByteArray();
+}
+
+void writeLeaves(Writer &writer, const RegionFollower &region, const QVector<int> &leaves)
+{
+    writer.family("tessel_leaf", "_info", "info", "What the description says of the leaf.");
+    for (const int index : leaves) {
+        const FollowedLeaf &leaf = region.leaves()[index];
+        QByteArray labels = label("url", leaf.url) + ',' + label("type", leaf.type) + ','
+                            + label("unit", leaf.unit) + ',' + label("label", leaf.label);
+        labels += ",read_only=\"" + QByteArray(leaf.isReadOnly ? "yes" : "no") + '"';
+        labels += ",min=\"" + limitText(leaf.minLimit) + "\",max=\"" + limitText(leaf.maxLimit)
+                  + "\",view_start=\"" + limitText(leaf.viewStart) + "\",view_end=\""
+                  + limitText(leaf.viewEnd) + '"';
+        writer.line(labels, "1");
+    }
+}
+
+void writeValues(Writer &writer, const std::vector<Sample> &samples)
+{
+    writer.family("tessel_value", "", "gauge",
+                  "The process value, in its unit; left out while it is not valid.");
+    for (const auto &sample : samples) {
+        const bool isValid = StateTable::rowOf(sample.value.getErrorType()).hasValue;
+        const QByteArray number = isValid ? numberText(sample.value.getValue()) : QByteArray();
+        if (!number.isEmpty()) {
+            writer.line(sample.url + ',' + label("unit", sample.leaf->unit), number);
+        }
+    }
+}
+
+void writeStates(Writer &writer, const std::vector<Sample> &samples)
+{
+    writer.family("tessel_value_state", "", "stateset", "The error state by its name.");
+    for (const auto &sample : samples) {
+        for (const auto &row : StateTable::rows()) {
+            writer.line(sample.url + ",tessel_value_state=\"" + row.name + '"',
+                        row.state == sample.value.getErrorType() ? "1" : "0");
+        }
+    }
+    writer.family("tessel_value_state_code", "", "gauge",
+                  "The error state by its number, 0 for valid.");
+    for (const auto &sample : samples) {
+        writer.line(sample.url, QByteArray::number(static_cast<int>(sample.value.getErrorType())));
+    }
+}
+
+std::vector<Sample> decode(const RegionFollower &region, const QVector<int> &leaves)
+{
+    std::vector<Sample> samples;
+    samples.reserve(static_cast<std::size_t>(leaves.size()));
+    for (const int index : leaves) {
+        const FollowedLeaf &leaf = region.leaves()[index];
+        if (leaf.element) {
+            samples.push_back({&leaf, label("url", leaf.url), region.value(index)});
+        }
+    }
+    return samples;
+}
+
+/// A media range of an Accept header.
+struct MediaRange
+{
+    QByteArray type;
+    QByteArray version;
+    double quality = 1;
+};
+
+MediaRange rangeOf(const QByteArray &text)
+{
+    const QList<QByteArray> pieces = text.split(';');
+    MediaRange range;
+    range.type = pieces.first().trimmed().toLower();
+    for (int i = 1; i < pieces.size(); ++i) {
+        const int equals = pieces[i].indexOf('=');
+        const QByteArray name = pieces[i].left(std::max(equals, 0)).trimmed().toLower();
+        const QByteArray value = pieces[i].mid(equals + 1).trimmed().replace('"', "");
+        bool isNumber = false;
+        const double number = value.toDouble(&isNumber);
+        if (name == "q") {
+            range.quality = isNumber ? number : 0;
+        } else if (name == "version") {
+            range.version = value;
+        }
+    }
+    return range;
+}
+
+} // namespace
+
+MetricsForm formAccepted(const QByteArray &accept)
+{
+    double open = 0;
+    double plain = 0;
+    for (const auto &piece : accept.split(',')) {
+        const MediaRange range = rangeOf(piece);
+        if (range.type == "application/openmetrics-text") {
+            if (range.version.isEmpty() || range.version == "1.0.0") {
+                open = std::max(open, range.quality);
+            }
+        } else if (range.type == "text/plain" || range.type == "text/*" || range.type == "*/*") {
+            plain = std::max(plain, range.quality);
+        }
+    }
+    return open > 0 && open >= plain ? MetricsForm::OpenMetrics : MetricsForm::Prometheus;
+}
+
+QByteArray contentTypeOf(MetricsForm form)
+{
+    return form == MetricsForm::OpenMetrics
+               ? "application/openmetrics-text; version=1.0.0; charset=utf-8"
+               : "text/plain; version=0.0.4; charset=utf-8";
+}
+
+bool MetricsChoice::holds(const QString &url) const
+{
+    return (taken.isEmpty() || taken.leadsTo(url)) && !left.leadsTo(url);
+}
+
+QVector<int> chosenLeaves(const RegionFollower &region, const MetricsChoice &choice)
+{
+    QVector<int> chosen;
+    for (int i = 0; i < region.leaves().size(); ++i) {
+        if (choice.holds(region.leaves()[i].url)) {
+            chosen.append(i);
+        }
+    }
+    return chosen;
+}
+
+QByteArray metricsText(RegionFollower &region, const QVector<int> &leaves, MetricsForm form)
+{
+    Writer writer(form);
+    if (region.takeSet()) {
+        const std::vector<Sample> samples = decode(region, leaves);
+        writeValues(writer, samples);
+        writeStates(writer, samples);
+    }
+    writeLeaves(writer, region, leaves);
+    writeRegion(writer, region);
+    return writer.finish();
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "region/RegionFollower.h"
+#include "region/UrlChoice.h"
+
+#include <QByteArray>
+#include <QVector>
+
+/// The two text forms in which metrics are asked for.
+enum class MetricsForm {
+    Prometheus, ///< the text format 0.0.4 of Prometheus
+    OpenMetrics ///< OpenMetrics 1.0.0
+};
+
+/// Which form the `Accept` header of a request asks for; Prometheus where it does not matter.
+MetricsForm formAccepted(const QByteArray &accept);
+/// `Content-Type` of the form.
+QByteArray contentTypeOf(MetricsForm form);
+
+/// Which leaves are told of.
+struct MetricsChoice
+{
+    UrlChoice taken; ///< empty: all
+    UrlChoice left;  ///< wins
+
+    bool holds(const QString &url) const;
+};
+
+/// The indices of the chosen leaves.
+QVector<int> chosenLeaves(const RegionFollower &region, const MetricsChoice &choice);
+
+/// All metrics of one set, which is taken here. A value that is not valid, or not a number, is left out; so
+/// are values and states together while the region is away.
+QByteArray metricsText(RegionFollower &region, const QVector<int> &leaves, MetricsForm form);

@@ -1,0 +1,153 @@
+"""What the tests of the programs of exits/ share: regions that come and go, and a program that serves."""
+
+import contextlib
+import http.client
+import json
+import os
+import pathlib
+import re
+import select
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+TOOL = os.environ["TESSEL_TOOL"]
+EXIT = os.environ["TESSEL_EXIT"]
+LONGEST = 60
+
+
+def wait_until(condition, what):
+    """Until it holds; a broken program fails the test and does not hang it."""
+    end = time.monotonic() + LONGEST
+    while not condition():
+        if time.monotonic() > end:
+            raise AssertionError(f"never: {what}")
+        select.select([], [], [], 0.01)
+
+
+def tool(*arguments):
+    return subprocess.run(
+        [TOOL, *arguments], capture_output=True, text=True, timeout=LONGEST, check=False
+    )
+
+
+class Plant:
+    """A description with a key of its own, and what is left of its region at the end removed."""
+
+    _count = 0
+
+    def __init__(self, leaves):
+        """`leaves`: URL of two pieces to its properties; each has an error state."""
+        Plant._count += 1
+        self.key = f"tesselExit{os.getpid()}x{Plant._count}"
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tessel-exit"))
+        self.file = self.folder / "plant.process.json"
+        sizes = {"double": 8, "float": 4, "int32": 4, "uint64": 8, "int64": 8, "boolean": 1, "string": 32}
+        nodes, offset = {}, 0
+        for url, properties in leaves.items():
+            node, name = url.split("/")
+            size = sizes[properties["type"]]
+            leaf = {
+                "offsetSharedMemory": offset,
+                "sizeValue": size,
+                "relativeOffsetMetadata": size,
+                "sizeMetadata": 4,
+                "displayPosition": offset,
+            }
+            children = nodes.setdefault(node, {"type": "treenode", "value": {}})["value"]
+            children[name] = {**leaf, **properties}
+            offset += size + 4
+        root = {
+            "type": "treenode",
+            "value": nodes,
+            "keyProcessDataMemory": self.key,
+            "doubleBuffer": True,
+            "sizeOfSharedMemory": offset,
+        }
+        self.file.write_text(json.dumps(root), encoding="utf-8")
+
+    def set(self, *values):
+        result = tool("set", str(self.file), *values)
+        assert result.returncode == 0, result.stderr
+
+    def close(self):
+        tool("rm", "--force", self.key) if pathlib.Path(
+            f"/dev/shm/{self.key}SharedMemory"
+        ).exists() else None
+        shutil.rmtree(self.folder)
+
+
+class Creator:
+    """`tessel hold`, which has made the region when this is there."""
+
+    def __init__(self, plant):
+        self._process = subprocess.Popen(
+            [TOOL, "hold", str(plant.file)], stdout=subprocess.PIPE, text=True
+        )
+        line = self._process.stdout.readline()
+        assert line.startswith("holding"), line
+
+    def kill(self):
+        self._end(signal.SIGKILL)
+
+    def close(self):
+        self._end(signal.SIGTERM)
+
+    def _end(self, number):
+        if self._process.poll() is None:
+            self._process.send_signal(number)
+            self._process.wait(timeout=LONGEST)
+        self._process.stdout.close()
+
+
+class Service:
+    """The program while it serves, at the port that it has chosen; its log is collected."""
+
+    def __init__(self, *arguments, environment=None):
+        self._log = tempfile.TemporaryFile("w+", encoding="utf-8")
+        self.process = subprocess.Popen(
+            [EXIT, *arguments], stderr=self._log, env={**os.environ, **(environment or {})}
+        )
+        try:
+            wait_until(lambda: self.process.poll() is not None or self._served(), "serves")
+        except AssertionError:
+            self.close()
+            raise
+        assert self.process.poll() is None, self.log()
+        self.host, self.port = self._served()[-1]
+
+    def _served(self):
+        found = re.findall(r"serving http://(\S+):(\d+)/", self.log())
+        return [(host.strip("[]"), int(port)) for host, port in found]
+
+    def last_served(self):
+        return self._served()[-1]
+
+    def log(self):
+        position = os.fstat(self._log.fileno()).st_size
+        return os.pread(self._log.fileno(), position, 0).decode()
+
+    def connection(self):
+        return http.client.HTTPConnection(self.host, self.port, timeout=LONGEST)
+
+    def ask(self, path="/metrics", method="GET", headers=None):
+        """Status, headers and text."""
+        with contextlib.closing(self.connection()) as connection:
+            connection.request(method, path, headers=headers or {})
+            response = connection.getresponse()
+            return response.status, response.headers, response.read().decode()
+
+    def end(self, number=signal.SIGTERM):
+        """The exit code, and the seconds that it took."""
+        begin = time.monotonic()
+        self.process.send_signal(number)
+        code = self.process.wait(timeout=LONGEST)
+        return code, time.monotonic() - begin
+
+    def close(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait(timeout=LONGEST)
+        self._log.close()
