@@ -14,8 +14,12 @@
 
 namespace {
 
-/// Connections above the limit that are still told so; further ones wait in the kernel.
+/// Connections above the limit that are still told so; further ones are closed without a word.
 constexpr int refusedAtOnce = 16;
+/// What no limit goes beyond.
+constexpr int mostConnections = 1000;
+/// Of a request; larger ones are answered 431.
+constexpr std::size_t headerBytes = 16 * 1024;
 constexpr std::size_t pieceSize = 64 * 1024;
 
 ssize_t readBody(void *body, uint64_t position, char *target, size_t most)
@@ -95,8 +99,13 @@ struct HttpServer::Callbacks
     {
         auto &server = *static_cast<HttpServer *>(self);
         if (what == MHD_CONNECTION_NOTIFY_STARTED) {
-            server.m_deadlines.insert(descriptorOf(connection),
-                                      Clock::now() + server.m_limits.time);
+            const int descriptor = descriptorOf(connection);
+            server.m_deadlines.insert(descriptor, Clock::now() + server.m_limits.time);
+            MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT,
+                                      static_cast<unsigned int>(server.m_limits.time.count()));
+            if (server.m_deadlines.size() > server.m_limits.connections + refusedAtOnce) {
+                ::shutdown(descriptor, SHUT_RDWR);
+            }
         } else {
             server.m_deadlines.remove(descriptorOf(connection));
         }
@@ -131,9 +140,8 @@ HttpServer::HttpServer(const ListenAddress &address, const Limits &limits, Handl
         MHD_USE_EPOLL | MHD_USE_ERROR_LOG, 0, nullptr, nullptr, Callbacks::handle, this,
         MHD_OPTION_EXTERNAL_LOGGER, Callbacks::ignoreMessage, this, MHD_OPTION_LISTEN_SOCKET,
         socket, MHD_OPTION_CONNECTION_LIMIT,
-        static_cast<unsigned int>(limits.connections + refusedAtOnce),
-        MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned int>(limits.time.count()),
-        MHD_OPTION_CONNECTION_MEMORY_LIMIT, limits.headerBytes, MHD_OPTION_NOTIFY_CONNECTION,
+        static_cast<unsigned int>(mostConnections + 2 * refusedAtOnce),
+        MHD_OPTION_CONNECTION_MEMORY_LIMIT, headerBytes, MHD_OPTION_NOTIFY_CONNECTION,
         Callbacks::hearOfConnection, this, MHD_OPTION_NOTIFY_COMPLETED, Callbacks::hearOfEnd, this,
         MHD_OPTION_END);
     const MHD_DaemonInfo *info = m_daemon == nullptr

@@ -45,10 +45,9 @@ public:
 
     struct Limits
     {
-        int connections = 16; ///< at once; those above are answered 503 and closed
+        int connections = 16; ///< at once, 1000 at most; those above are answered 503 and closed
         /// For a whole request with its answer, and for silence between two.
         std::chrono::seconds time{30};
-        std::size_t headerBytes = 16 * 1024; ///< of a request; larger ones are answered 431
     };
 
     /// Listens at once. Throws a Refusal if that cannot be.
@@ -60,7 +59,8 @@ public:
     const ListenAddress &address() const { return m_address; }
     /// The one that was chosen where the address has 0.
     quint16 port() const { return m_port; }
-    const Limits &limits() const { return m_limits; }
+    /// Holds for connections that come from now on.
+    void setLimits(const Limits &limits) { m_limits = limits; }
 
 private:
     struct Callbacks;

@@ -40,12 +40,6 @@ HttpServer::Limits limitsOf(const SettingGroup &settings)
     return limits;
 }
 
-bool areEqual(const HttpServer::Limits &left, const HttpServer::Limits &right)
-{
-    return left.connections == right.connections && left.time == right.time
-           && left.headerBytes == right.headerBytes;
-}
-
 HttpResponse plainAnswer(int status, const char *text)
 {
     HttpResponse response;
@@ -145,16 +139,11 @@ void MetricsProgram::listen(const Settings &settings, Setup &setup)
     const auto address = ListenAddress::fromText(group.text(QStringLiteral("listen")));
     const auto limits = limitsOf(group);
     setup.server = m_setup.server;
-    if (!setup.server || !(setup.server->address() == address)
-        || !areEqual(setup.server->limits(), limits)) {
-        // One address cannot be had twice: other limits there take the place of the former ones.
-        if (setup.server && setup.server->address() == address) {
-            setup.server.reset();
-            m_setup.server.reset();
-        }
+    if (!setup.server || !(setup.server->address() == address)) {
         setup.server = std::make_shared<HttpServer>(
             address, limits, [this](const HttpRequest &request) { return answer(request); });
     }
+    setup.server->setLimits(limits);
 }
 
 void MetricsProgram::choose()

@@ -16,6 +16,9 @@ constexpr int longestInterval = 8000;
 /// From one look after an attached region to the next.
 constexpr int careInterval = 1000;
 
+/// Of somebody else than a creator that has died: less would have it come and go at each set.
+constexpr int longestSilence = 60000;
+
 /// A name that no region can have is not missing: nobody will ever make it.
 bool isMissing(const RegionInspection &region)
 {
@@ -78,6 +81,14 @@ std::optional<quint64> RegionFollower::swapCount() const
 std::optional<QDateTime> RegionFollower::lastSwap() const
 {
     return m_region ? m_region->getLastSwap() : std::nullopt;
+}
+
+void RegionFollower::lookNow()
+{
+    // A region that is not there is looked for at its own pace, however often somebody asks.
+    if (m_manager) {
+        look();
+    }
 }
 
 void RegionFollower::look()
@@ -192,6 +203,8 @@ void RegionFollower::attach()
     checkSlots();
     m_failures = 0;
     m_isOrphaned = m_region->getCreator().isAlive == false;
+    m_hasOtherPublisher = false;
+    m_sinceCountChanged.start();
     m_countAtLook = m_region->getSwapCount().value_or(0);
     watch();
     if (m_isOrphaned) {
@@ -258,17 +271,27 @@ void RegionFollower::lookAfterRegion()
         m_isMissingTold = true;
         return;
     }
+    lookAfterCreator();
+    if (!m_tree.isDoubleBuffered && isUp()) {
+        Q_EMIT setPublished();
+    }
+}
+
+void RegionFollower::lookAfterCreator()
+{
     const quint64 count = m_region->getSwapCount().value_or(0);
     const bool isSilent = count == m_countAtLook;
-    m_countAtLook = count;
+    if (!isSilent) {
+        m_countAtLook = count;
+        m_sinceCountChanged.start();
+    }
     const bool isDead = m_region->getCreator().isAlive == false;
-    if (isSilent && isDead && !m_isOrphaned) {
+    const bool isSilentForLong =
+        isSilent && (!m_hasOtherPublisher || m_sinceCountChanged.elapsed() > longestSilence);
+    if (!m_isOrphaned && isDead && isSilentForLong) {
         markOrphan(true);
     } else if (m_isOrphaned && (!isSilent || !isDead)) {
         markOrphan(false);
-    }
-    if (!m_tree.isDoubleBuffered && isUp()) {
-        Q_EMIT setPublished();
     }
 }
 

@@ -6,6 +6,7 @@
 #include "region/DescriptionTree.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QObject>
 #include <QStringList>
 #include <QTimer>
@@ -48,9 +49,9 @@ public:
     /// The devices of the leaves, each once, in their order.
     QStringList devices() const;
 
-    /// Looks at once whether the region is there, beside the looks that are made by themselves: for whoever
-    /// tells others how things stand now.
-    void lookNow() { look(); }
+    /// Looks at once whether an attached region is still there, beside the looks that are made by themselves:
+    /// for whoever tells others how things stand now.
+    void lookNow();
     /// Copies the newest set. False if the region is away or no consistent set was to be had, with the
     /// reason in the log; there is no set then.
     bool takeSet();
@@ -79,6 +80,7 @@ private:
     void look();
     void lookForRegion();
     void lookAfterRegion();
+    void lookAfterCreator();
     /// Empty if the region is there and can be attached to.
     QString problemOfRegion(const RegionInspection &region) const;
     bool isPublished(const RegionInspection &region) const;
@@ -102,6 +104,8 @@ private:
     QTimer m_timer;
     int m_failures = 0;
     bool m_isOrphaned = false;
+    bool m_hasOtherPublisher = false; ///< than its creator, who has died
+    QElapsedTimer m_sinceCountChanged;
     quint64 m_countAtLook = 0;
     ProcessDataSnapshot m_set;
     // Destroyed from the last to the first.

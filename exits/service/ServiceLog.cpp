@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -22,10 +23,19 @@ QByteArray &programName()
 
 std::atomic<bool> areNoticesLeftOut{false};
 
-/// systemd says so where standard error ends in the journal.
+/// The service manager names the stream that ends in the journal. What a program inherits may name another one
+/// than its standard error.
 bool isJournalListening()
 {
-    static const bool isListening = !qEnvironmentVariableIsEmpty("JOURNAL_STREAM");
+    static const bool isListening = [] {
+        struct stat error
+        {
+        };
+        return fstat(STDERR_FILENO, &error) == 0
+               && qgetenv("JOURNAL_STREAM")
+                      == QByteArray::number(quint64{error.st_dev}) + ':'
+                             + QByteArray::number(quint64{error.st_ino});
+    }();
     return isListening;
 }
 

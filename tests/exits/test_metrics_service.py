@@ -103,11 +103,16 @@ class MetricsService(unittest.TestCase):
         self.configure(f"listen = 127.0.0.1:{port}\ndescription = {self.plant.file}\n")
         service = self.serve()
 
-        self.configure(f"listen = 127.0.0.1:{port}\ndescription = {self.plant.file}\ntimeout = 5\n")
+        self.configure(f"listen = 127.0.0.1:{port}\ndescription = {self.plant.file}\nconnections = 1\n")
         self.reload(service)
         wait_until(lambda: "configuration was read again" in service.log(), "read again")
 
-        self.assertEqual(service.ask()[0], 200)
+        held = self.closed(service.connection())
+        held.request("GET", "/metrics")
+        answer = held.getresponse()
+        answer.read()
+        self.assertEqual(answer.status, 200)
+        self.assertEqual(service.ask()[0], 503)
 
     def test_ends_within_a_second(self):
         self.configure(f"listen = 127.0.0.1:0\ndescription = {self.plant.file}\n")
@@ -147,12 +152,18 @@ class MetricsService(unittest.TestCase):
             self.assertEqual(manager.recv(4096), b"STOPPING=1")
 
     def test_journal_gets_levels(self):
-        run = subprocess.run(
-            [EXIT, "--once", str(self.plant.file)], capture_output=True, text=True, timeout=LONGEST,
-            env={**os.environ, "JOURNAL_STREAM": "8:1"}, check=False,
-        )
-
-        self.assertTrue(run.stderr.startswith("<4>no region "), run.stderr)
+        reading, writing = os.pipe()
+        with open(reading, encoding="utf-8") as log:
+            stream = os.fstat(writing)
+            for name, head in ((f"{stream.st_dev}:{stream.st_ino}", "<4>"), ("8:1", "tessel-metrics: warning: ")):
+                with self.subTest(stream=name):
+                    subprocess.run(
+                        [EXIT, "--once", str(self.plant.file)], stdout=subprocess.DEVNULL, stderr=writing,
+                        timeout=LONGEST, env={**os.environ, "JOURNAL_STREAM": name}, check=True,
+                    )
+                    line = log.readline()
+                    self.assertTrue(line.startswith(f"{head}no region "), line)
+            os.close(writing)
 
     def test_another_user_reads_the_region(self):
         if os.geteuid() != 0:
