@@ -153,7 +153,7 @@ DescriptionTree DescriptionTree::read(const QString &path)
 {
     DescriptionTree tree;
     tree.root = parse(path);
-    const auto property = [&](const QString &key) { return tree.root->getProperty(key); };
+    const auto property = [&](const QString &name) { return tree.root->getProperty(name); };
     tree.key = property(Definitions::getStrKeyProcessDataMemory()).toString();
     tree.isDoubleBuffered = property(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();
     const int size = property(Definitions::getKeyDataPropertySizeOfSharedMemory()).toInt();
