@@ -146,10 +146,16 @@ void tst_Service::watchdogIsFed()
     qunsetenv("WATCHDOG_USEC");
     qunsetenv("WATCHDOG_PID");
 
-    QByteArray first;
-    QTRY_VERIFY_WITH_TIMEOUT(!(first = manager.next()).isEmpty(), 60000);
-    QCOMPARE(first, QByteArray("WATCHDOG=1"));
-    QTRY_COMPARE_WITH_TIMEOUT(manager.next(), QByteArray("WATCHDOG=1"), 60000);
+    QByteArrayList told;
+    const auto countTold = [&] {
+        for (QByteArray one = manager.next(); !one.isEmpty(); one = manager.next()) {
+            told.append(one);
+        }
+        return told.size();
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(countTold() >= 2, 60000);
+    QCOMPARE(told.first(), QByteArray("WATCHDOG=1"));
+    QCOMPARE(told.last(), QByteArray("WATCHDOG=1"));
 }
 
 void tst_Service::watchdogOfAnotherProcessIsNot()
