@@ -1,6 +1,7 @@
 """What the tests of the programs of exits/ share: regions that come and go, and a program that serves."""
 
 import contextlib
+import ctypes
 import http.client
 import json
 import os
@@ -31,6 +32,12 @@ def tool(*arguments):
     return subprocess.run(
         [TOOL, *arguments], capture_output=True, text=True, timeout=LONGEST, check=False
     )
+
+
+def end_with_parent():
+    """In a child: no test that is killed leaves a program behind."""
+    set_parent_death_signal = 1
+    ctypes.CDLL(None).prctl(set_parent_death_signal, signal.SIGKILL)
 
 
 class Plant:
@@ -73,9 +80,8 @@ class Plant:
         assert result.returncode == 0, result.stderr
 
     def close(self):
-        tool("rm", "--force", self.key) if pathlib.Path(
-            f"/dev/shm/{self.key}SharedMemory"
-        ).exists() else None
+        if pathlib.Path(f"/dev/shm/{self.key}SharedMemory").exists():
+            tool("rm", "--force", self.key)
         shutil.rmtree(self.folder)
 
 
@@ -84,7 +90,7 @@ class Creator:
 
     def __init__(self, plant):
         self._process = subprocess.Popen(
-            [TOOL, "hold", str(plant.file)], stdout=subprocess.PIPE, text=True
+            [TOOL, "hold", str(plant.file)], stdout=subprocess.PIPE, text=True, preexec_fn=end_with_parent
         )
         line = self._process.stdout.readline()
         assert line.startswith("holding"), line
@@ -108,7 +114,8 @@ class Service:
     def __init__(self, *arguments, environment=None):
         self._log = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
-            [EXIT, *arguments], stderr=self._log, env={**os.environ, **(environment or {})}
+            [EXIT, *arguments], stderr=self._log, env={**os.environ, **(environment or {})},
+            preexec_fn=end_with_parent,
         )
         try:
             wait_until(lambda: self.process.poll() is not None or self._served(), "serves")

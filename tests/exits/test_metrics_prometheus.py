@@ -11,7 +11,7 @@ import unittest
 import urllib.parse
 import urllib.request
 
-from exits import LONGEST, Creator, Plant, Service, wait_until
+from exits import LONGEST, Creator, Plant, Service, end_with_parent, wait_until
 
 LEAVES = {"pump/speed": {"type": "double", "unit": "1/min"}, "tank/level": {"type": "double"}}
 
@@ -43,7 +43,7 @@ class Prometheus:
                 f"--storage.tsdb.path={self._folder}/data",
                 f"--web.listen-address=127.0.0.1:{self._port}",
             ],
-            stdout=self._log, stderr=self._log,
+            stdout=self._log, stderr=self._log, preexec_fn=end_with_parent,
         )
 
     def query(self, expression):
