@@ -37,6 +37,7 @@ def leaf(offset):
 def description(key, node, names):
     return {
         "type": "treenode", "keyProcessDataMemory": key, "sizeOfSharedMemory": 12 * len(names),
+        "doubleBuffer": True,
         "displayPosition": 1,
         "value": {node: {"type": "treenode", "value": {
             name: leaf(12 * index) for index, name in enumerate(names)}}},
@@ -122,10 +123,18 @@ class Help(unittest.TestCase):
         command = re.sub(r"^tessel stat (?!--for)", "tessel stat --for 1ms ", command)
         holders = []
         if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain", "doctor",
-                                  "stat", "expect", "snapshot", "compare"):
+                                  "stat", "expect", "snapshot", "compare", "record"):
             holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
         if command.startswith("tessel rm "):
             command = command.replace("tesselTank", self.leave_region())
+        if command.startswith(("tessel replay ", "tessel export ")):
+            holder = self.hold("plant.process.json")
+            self.check_end(self.start(
+                "tessel record --force --sets 1 plant.process.json -o plant.rec"))
+            if "--into" in command:
+                holders = [holder]
+            else:
+                self.finish(holder)
         if command.startswith("tessel compare "):
             for name in ("good", "later"):
                 self.check_end(self.start(f"tessel snapshot plant.process.json -o {name}.json"))

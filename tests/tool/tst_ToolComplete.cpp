@@ -78,10 +78,10 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info",     "hold",   "sim",      "get",     "set",     "apply",  "watch",
-          "wait",     "expect", "snapshot", "compare", "explain", "doctor", "stat",
-          "regions",  "rm",     "build",    "merge",   "config",  "layout", "diff",
-          "validate", "schema", "gen",      "help"}) {
+         {"info",    "hold",   "sim",    "get",      "set",    "apply",    "watch",
+          "wait",    "expect", "record", "replay",   "export", "snapshot", "compare",
+          "explain", "doctor", "stat",   "regions",  "rm",     "build",    "merge",
+          "config",  "layout", "diff",   "validate", "schema", "gen",      "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -131,6 +131,10 @@ void tst_ToolComplete::wordsFit_data()
     add("wait --timeout ", "");
     add("expect --f", "--for");
     add("expect --for ", "");
+    add("record f --ri", "--ring");
+    add("record f --on ", "");
+    add("replay f --in", "--into");
+    add("export f --c", "--csv");
     add("snapshot f -o ", "");
     add("compare --to", "--tolerance");
     add("regions ", "");

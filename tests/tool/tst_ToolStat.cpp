@@ -1,9 +1,6 @@
-#include "Companion/PingPongBufferHandler.h"
-#include "DoctoredPlant.h"
-#include "ProcessData/Linux/SharedMemory.h"
+#include "PacedPublisher.h"
 #include "PseudoTerminal.h"
 #include "support/LogCapture.h"
-#include "support/ProcessState.h"
 
 #include <QtTest>
 
@@ -13,54 +10,6 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-/// Whether it comes to that, however long it takes.
-template <class Condition>
-bool waitUntil(const Condition &condition)
-{
-    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (Clock::now() > deadline) {
-            return false;
-        }
-        sched_yield();
-    }
-    return true;
-}
-
-/// A region of this process, which sees when somebody sleeps until its next set.
-class Publisher
-{
-public:
-    explicit Publisher(const DoctoredPlant &plant) : m_region(plant.file), m_url(plant.url)
-    {
-        m_memory.setKey(plant.segment().name());
-        m_isReady = m_memory.attach(SharedMemory::ReadWrite);
-    }
-
-    bool isReady() const { return m_isReady && m_block().swapCount == 1; }
-    HeldRegion &region() { return m_region; }
-    bool publish() { return m_region.publish(m_url, validValue(++m_number)); }
-    /// A set that somebody has slept for.
-    bool publishToASleeper() { return waitUntilSomebodySleeps() && publish(); }
-    /// Until all that was published before was seen.
-    bool waitUntilSomebodySleeps() const
-    {
-        return waitUntil([this] { return m_block().armed == m_block().swapCount + 1; });
-    }
-
-private:
-    const PingPongBufferHandler::ManagementBuffer &m_block() const
-    {
-        return *static_cast<const PingPongBufferHandler::ManagementBuffer *>(m_memory.data());
-    }
-
-    HeldRegion m_region;
-    SharedMemory m_memory;
-    QString m_url;
-    int m_number = 0;
-    bool m_isReady = false;
-};
 
 QStringList statOf(const DoctoredPlant &plant, const QStringList &options = {})
 {
@@ -112,7 +61,7 @@ void tst_ToolStat::everySetIsCounted()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     QVERIFY(publisher.isReady());
     ToolProcess stat(statOf(plant, {QStringLiteral("--json")}));
     constexpr int sets = 20;
@@ -153,7 +102,7 @@ void tst_ToolStat::setsBetweenTwoWakesAreMissed()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     ToolProcess stat(statOf(plant, {QStringLiteral("--json")}));
     QVERIFY(publisher.waitUntilSomebodySleeps());
     stat.signal(SIGSTOP);
@@ -182,7 +131,7 @@ void tst_ToolStat::setInTheMidstOfAReadIsARepeat()
                             ToolDescription::Metadata::None, bytes);
     plant.description().write();
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     int reads = 0;
     int repeats = 0;
 
@@ -210,7 +159,7 @@ void tst_ToolStat::publisherThatIsSilentHasNoIntervals()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     QVERIFY(publisher.publish());
 
     const ToolResult result = runTool({QStringLiteral("stat"), QStringLiteral("--for"),
@@ -228,7 +177,7 @@ void tst_ToolStat::plainOutputHasAHistogram()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     ToolProcess stat(statOf(plant));
     constexpr int sets = 3;
     for (int i = 0; i < sets; ++i) {
@@ -252,7 +201,7 @@ void tst_ToolStat::terminalGetsABarOfBlocks()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     PseudoTerminal terminal(statOf(plant), 24, 60, {QStringLiteral("TERM=xterm")});
     for (int i = 0; i < 3; ++i) {
         QVERIFY(publisher.publishToASleeper());
@@ -270,7 +219,7 @@ void tst_ToolStat::somebodyWhoWaitsForTheLockIsSeen()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     ToolProcess stat(statOf(plant, {QStringLiteral("--json")}));
     QVERIFY(publisher.waitUntilSomebodySleeps());
     QVERIFY(publisher.region().manager().lockWriteBuffer());
@@ -297,7 +246,7 @@ void tst_ToolStat::interruptPrintsWhatWasSeen()
     QFETCH(int, signal);
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     ToolProcess stat(statOf(plant));
     QVERIFY(publisher.publishToASleeper());
     QVERIFY(publisher.waitUntilSomebodySleeps());
@@ -313,7 +262,7 @@ void tst_ToolStat::timeEndsIt()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    const Publisher publisher(plant);
+    const PacedPublisher publisher(plant);
     const Clock::time_point begin = Clock::now();
 
     const ToolResult result = runTool({QStringLiteral("stat"), QStringLiteral("--for=300ms"),
@@ -328,7 +277,7 @@ void tst_ToolStat::regionThatIsRemovedEndsItWithWhatWasSeen()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    auto publisher = std::make_unique<Publisher>(plant);
+    auto publisher = std::make_unique<PacedPublisher>(plant);
     ToolProcess stat(statOf(plant));
     QVERIFY(publisher->publishToASleeper());
     QVERIFY(publisher->waitUntilSomebodySleeps());
@@ -346,7 +295,7 @@ void tst_ToolStat::regionThatIsReplacedEndsItWithWhatWasSeen()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    Publisher publisher(plant);
+    PacedPublisher publisher(plant);
     ToolProcess stat(statOf(plant));
     QVERIFY(publisher.publishToASleeper());
     QVERIFY(publisher.waitUntilSomebodySleeps());
@@ -426,7 +375,7 @@ void tst_ToolStat::environmentNamesTheDescription()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    const Publisher publisher(plant);
+    const PacedPublisher publisher(plant);
 
     const ToolResult result = runTool({QStringLiteral("stat"), QStringLiteral("--for=1.5ms")},
                                       {QStringLiteral("TESSEL_DIR=") + plant.file});
@@ -481,7 +430,7 @@ void tst_ToolStat::closedPipeIsNoFailure()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    const Publisher publisher(plant);
+    const PacedPublisher publisher(plant);
 
     QCOMPARE(
         exitCodeWithoutReader({QStringLiteral("stat"), QStringLiteral("--for=1ms"), plant.file}),
@@ -492,7 +441,7 @@ void tst_ToolStat::fullOutputIsAFailure()
 {
     const DoctoredPlant plant;
     const LogCapture log;
-    const Publisher publisher(plant);
+    const PacedPublisher publisher(plant);
     QProcess shell;
     shell.start(QStringLiteral("/bin/sh"),
                 {QStringLiteral("-c"),

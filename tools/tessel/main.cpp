@@ -100,13 +100,13 @@ QStringList typedArguments(int argc, char *argv[])
 
 QVector<Command> allCommands()
 {
-    return {infoCommand(),   holdCommand(),     simCommand(),     getCommand(),
-            setCommand(),    applyCommand(),    watchCommand(),   waitCommand(),
-            expectCommand(), snapshotCommand(), compareCommand(), explainCommand(),
-            doctorCommand(), statCommand(),     regionsCommand(), removeCommand(),
-            buildCommand(),  mergeCommand(),    configCommand(),  layoutCommand(),
-            diffCommand(),   validateCommand(), schemaCommand(),  genCommand(),
-            helpCommand(),   completeCommand()};
+    return {
+        infoCommand(),   holdCommand(),   simCommand(),      getCommand(),     setCommand(),
+        applyCommand(),  watchCommand(),  waitCommand(),     expectCommand(),  recordCommand(),
+        replayCommand(), exportCommand(), snapshotCommand(), compareCommand(), explainCommand(),
+        doctorCommand(), statCommand(),   regionsCommand(),  removeCommand(),  buildCommand(),
+        mergeCommand(),  configCommand(), layoutCommand(),   diffCommand(),    validateCommand(),
+        schemaCommand(), genCommand(),    helpCommand(),     completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()
@@ -119,6 +119,11 @@ CommandSyntax::Positional urlsArgument()
 {
     return {QStringLiteral("[URL...]"),
             QStringLiteral("Leaves, or nodes for all leaves below; * and ** stand for any names.")};
+}
+
+CommandSyntax::Positional recordingArgument()
+{
+    return {QStringLiteral("RECORDING"), QStringLiteral("A file that 'tessel record' has made.")};
 }
 
 QCommandLineOption prefixOption()

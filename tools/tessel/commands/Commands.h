@@ -18,6 +18,9 @@ Command applyCommand();
 Command watchCommand();
 Command waitCommand();
 Command expectCommand();
+Command recordCommand();
+Command replayCommand();
+Command exportCommand();
 Command snapshotCommand();
 Command compareCommand();
 Command explainCommand();
@@ -48,6 +51,9 @@ QString generalHelp();
 CommandSyntax::Positional fileArgument();
 /// The [URL...] argument of those that read.
 CommandSyntax::Positional urlsArgument();
+
+/// The RECORDING argument of those that read one.
+CommandSyntax::Positional recordingArgument();
 
 /// The --prefix option of those that build a folder.
 QCommandLineOption prefixOption();

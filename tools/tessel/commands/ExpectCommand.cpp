@@ -2,7 +2,7 @@
 #include "commands/ExpectationReport.h"
 #include "commands/ExpectationWatch.h"
 #include "expressions/Duration.h"
-#include "expressions/ExpressionExcerpt.h"
+#include "expressions/TypedExpectation.h"
 #include "text/Failure.h"
 #include "text/Output.h"
 
@@ -44,23 +44,6 @@ ExpectationBounds boundsFrom(const CommandLine &line)
     return bounds;
 }
 
-Expectation expectationFrom(const QString &text, const DescriptionSource &description)
-{
-    try {
-        return {text, description};
-    } catch (const ExpressionError &error) {
-        for (const auto &line : markedExcerpt(text, error.place)) {
-            writeErrorLine(line);
-        }
-        const QString reason =
-            QStringLiteral("column %1: %2").arg(columnOf(text, error.place)).arg(error.reason);
-        if (error.code == ExitCode::WrongUse) {
-            refuseUse(reason);
-        }
-        throw Failure{error.code, QStringLiteral("expect: %1").arg(reason)};
-    }
-}
-
 /// In one line why it ended without a yes.
 QString reasonOf(const ExpectationOutcome &outcome, const ExpectationBounds &bounds)
 {
@@ -81,7 +64,8 @@ ExitCode run(const CommandLine &line)
 {
     const ExpectationBounds bounds = boundsFrom(line);
     const DescriptionSource description(line.positional(0));
-    const Expectation expectation = expectationFrom(line.positional(1), description);
+    const Expectation expectation = typedExpectation(QStringLiteral("expect"), line.positional(1),
+                                                     description);
     description.requireMemory();
     const ExpectationOutcome outcome = ExpectationWatch(description, expectation, bounds).run();
     const bool isMet = outcome.end == End::Met;

@@ -20,6 +20,9 @@ QString fileEndingFor(const QString &placeholder)
     if (placeholder == QLatin1String("DIR")) {
         return QStringLiteral("/");
     }
+    if (placeholder == QLatin1String("RECORDING") || placeholder == QLatin1String("OUT")) {
+        return QStringLiteral(".rec");
+    }
     if (placeholder == QLatin1String("DIR|FILE")) {
         return QStringLiteral(".config.json");
     }

@@ -1,6 +1,7 @@
 #include "descriptions/DescriptionSource.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "descriptions/DescriptionFile.h"
@@ -8,6 +9,7 @@
 #include "descriptions/DirectoryBuild.h"
 #include "descriptions/TreeUrl.h"
 #include "descriptions/UrlPattern.h"
+#include "text/LogCollector.h"
 #include "text/Output.h"
 #include "text/Suggestion.h"
 
@@ -30,6 +32,19 @@ BaseClassSharedPointer parseFile(const QString &path)
     if (!root) {
         refusePath(ExitCode::InputOutputFile, path,
                    QStringLiteral("cannot be parsed: %1").arg(parseProblem(path)));
+    }
+    return root;
+}
+
+BaseClassSharedPointer parseText(const QString &name, const QByteArray &text)
+{
+    LogCollector::takeReasons();
+    auto root = ConfigurationAndProcessDataParser().parseFromByteArray(
+        text, PropertyManagerConst::getProcessDataDescriptionFileExtension());
+    if (!root) {
+        refusePath(ExitCode::InputOutputFile, name,
+                   QStringLiteral("carries a description that cannot be parsed: %1")
+                       .arg(LogCollector::takeReasons()));
     }
     return root;
 }
@@ -124,6 +139,18 @@ struct DescriptionSource::Selection
 DescriptionSource::DescriptionSource(const QString &path, Layout layout)
     : m_path(path)
     , m_root(keptToTheEnd(parse(layout)))
+{
+    checkOutline();
+}
+
+DescriptionSource::DescriptionSource(const QString &name, const QByteArray &text)
+    : m_path(name)
+    , m_root(keptToTheEnd(parseText(name, text)))
+{
+    checkOutline();
+}
+
+void DescriptionSource::checkOutline() const
 {
     Outline outline;
     addOutline(*m_root, outline);

@@ -24,6 +24,8 @@ public:
     enum class Layout { AsWritten, ByBuild };
 
     explicit DescriptionSource(const QString &path, Layout layout = Layout::AsWritten);
+    /// One whose text stands in something else, which messages call @p name.
+    DescriptionSource(const QString &name, const QByteArray &text);
 
     const QString &path() const { return m_path; }
     /// False of a folder that is laid out by a build which its files have not seen.
@@ -62,6 +64,7 @@ private:
     const QHash<QString, int> &placesOfLeaves() const;
 
     ConfigurationAndProcessDataBase::BaseClassSharedPointer parse(Layout layout);
+    void checkOutline() const;
 
     QString m_path;
     bool m_isAsWritten = true;
