@@ -6,6 +6,7 @@ The environment says where the tool is: TESSEL_TOOL.
 import json
 import os
 import pathlib
+import pty
 import re
 import shutil
 import signal
@@ -81,6 +82,27 @@ class Help(unittest.TestCase):
         self.addCleanup(process.terminate)
         return process
 
+    def check_on_terminal(self, command):
+        """What fills a terminal and is ended by a key."""
+        tool = pathlib.Path(os.environ["TESSEL_TOOL"]).parent
+        child, file = pty.fork()
+        if child == 0:
+            os.chdir(self.folder)
+            os.execvpe("bash", ["bash", "-c", f"exec {command}"], terminal.environment(
+                PATH=f"{tool}:{os.environ['PATH']}", TERM="xterm"))
+        shown = b""
+        try:
+            while b"live" not in shown:
+                shown += os.read(file, 65536)
+            os.write(file, b"q")
+            while os.read(file, 65536):
+                pass
+        except OSError:
+            pass  # Its other side is closed.
+        self.assertIn(b"live", shown)
+        os.close(file)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
+
     def finish(self, process):
         process.send_signal(signal.SIGINT)
         self.check_end(process)
@@ -121,9 +143,10 @@ class Help(unittest.TestCase):
         command = command.replace("--count 60", "--count 2 --interval 1").removesuffix(" &")
         command = command.replace("--sets 60", "--sets 2")
         command = re.sub(r"^tessel stat (?!--for)", "tessel stat --for 1ms ", command)
+        command = re.sub(r"^tessel trend (--for \w+ )?", "tessel trend --for 1ms ", command)
         holders = []
         if command.split()[1] in ("get", "set", "apply", "watch", "wait", "explain", "doctor",
-                                  "stat", "expect", "snapshot", "compare", "record"):
+                                  "stat", "trend", "expect", "snapshot", "compare", "record"):
             holders = [self.hold("host.process.json"), self.hold("plant.process.json")]
         if command.startswith("tessel rm "):
             command = command.replace("tesselTank", self.leave_region())
@@ -138,6 +161,11 @@ class Help(unittest.TestCase):
         if command.startswith("tessel compare "):
             for name in ("good", "later"):
                 self.check_end(self.start(f"tessel snapshot plant.process.json -o {name}.json"))
+        if "--tui" in command:
+            self.check_on_terminal(command)
+            for holder in holders:
+                self.finish(holder)
+            return
         process = self.start(command)
         if lasts:
             self.assertNotEqual(process.stdout.readline(), "")

@@ -85,6 +85,11 @@ void PseudoTerminal::resize(int rows, int columns)
     ::ioctl(m_fd, TIOCSWINSZ, &size);
 }
 
+bool PseudoTerminal::signal(int number) const
+{
+    return m_child > 0 && ::kill(m_child, number) == 0;
+}
+
 int PseudoTerminal::finish()
 {
     while (readMore()) { }

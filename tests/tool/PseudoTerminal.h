@@ -22,6 +22,8 @@ public:
     void type(const QByteArray &keys);
     /// Makes the terminal another size, which the tool is told by a signal.
     void resize(int rows, int columns);
+    /// Sends a signal to the tool; false if it has ended.
+    bool signal(int number) const;
     /// Reads the rest and waits for the end. The exit code; -1 if a signal ended it.
     int finish();
 

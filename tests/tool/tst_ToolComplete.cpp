@@ -78,10 +78,10 @@ void tst_ToolComplete::optionsAreThoseOfTheHelp_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *subcommand :
-         {"info",    "hold",   "sim",    "get",      "set",    "apply",    "watch",
-          "wait",    "expect", "record", "replay",   "export", "snapshot", "compare",
-          "explain", "doctor", "stat",   "regions",  "rm",     "build",    "merge",
-          "config",  "layout", "diff",   "validate", "schema", "gen",      "help"}) {
+         {"info",   "hold",     "sim",     "get",    "set",      "apply",   "watch",   "wait",
+          "expect", "record",   "replay",  "export", "snapshot", "compare", "explain", "doctor",
+          "stat",   "trend",    "regions", "rm",     "build",    "merge",   "config",  "layout",
+          "diff",   "validate", "schema",  "gen",    "help"}) {
         QTest::newRow(subcommand) << QString::fromLatin1(subcommand);
     }
 }
@@ -118,6 +118,8 @@ void tst_ToolComplete::wordsFit_data()
     add("-v in", "info");
     add("do", "doctor");
     add("stat --f", "--for");
+    add("trend --", "--for --json --svg --verbose --help");
+    add("watch --t", "--tui");
     add("doctor --j", "--json");
     add("complete ", "");
     add("nothing ", "");

@@ -101,12 +101,12 @@ QStringList typedArguments(int argc, char *argv[])
 QVector<Command> allCommands()
 {
     return {
-        infoCommand(),   holdCommand(),   simCommand(),      getCommand(),     setCommand(),
-        applyCommand(),  watchCommand(),  waitCommand(),     expectCommand(),  recordCommand(),
-        replayCommand(), exportCommand(), snapshotCommand(), compareCommand(), explainCommand(),
-        doctorCommand(), statCommand(),   regionsCommand(),  removeCommand(),  buildCommand(),
-        mergeCommand(),  configCommand(), layoutCommand(),   diffCommand(),    validateCommand(),
-        schemaCommand(), genCommand(),    helpCommand(),     completeCommand()};
+        infoCommand(),     holdCommand(),   simCommand(),      getCommand(),     setCommand(),
+        applyCommand(),    watchCommand(),  waitCommand(),     expectCommand(),  recordCommand(),
+        replayCommand(),   exportCommand(), snapshotCommand(), compareCommand(), explainCommand(),
+        doctorCommand(),   statCommand(),   trendCommand(),    regionsCommand(), removeCommand(),
+        buildCommand(),    mergeCommand(),  configCommand(),   layoutCommand(),  diffCommand(),
+        validateCommand(), schemaCommand(), genCommand(),      helpCommand(),    completeCommand()};
 }
 
 CommandSyntax::Positional fileArgument()

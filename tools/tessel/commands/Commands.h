@@ -27,6 +27,7 @@ Command explainCommand();
 Command doctorCommand();
 Command statCommand();
 Command simCommand();
+Command trendCommand();
 Command regionsCommand();
 Command removeCommand();
 Command buildCommand();

@@ -2,6 +2,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "commands/Commands.h"
 #include "live/LiveRegion.h"
+#include "screen/ValueScreen.h"
 #include "text/Failure.h"
 #include "text/Output.h"
 #include "text/SignalWait.h"
@@ -250,8 +251,32 @@ struct Pace
     int interval;
 };
 
+ExitCode runOnScreen(const CommandLine &line)
+{
+    for (const auto &option : {QStringLiteral("on-change"), QStringLiteral("count")}) {
+        if (line.isSet(option)) {
+            throw Failure{ExitCode::WrongUse,
+                          QStringLiteral("watch: --tui does not go with --%1; see 'tessel watch "
+                                         "--help'")
+                              .arg(option)};
+        }
+    }
+    const DescriptionSource description(line.positional(0));
+    const QStringList urls = line.positionalsFrom(1);
+    // Of a double buffer each set, as far as the screen shows so many.
+    const int least = description.isDoubleBuffered() ? shortestInterval : usualInterval;
+    const std::chrono::milliseconds interval(
+        line.number(QStringLiteral("interval"), shortestInterval, longestInterval, least));
+    SignalWait signals(SignalWait::Signals::FullScreen);
+    showOnScreen(description, {description.leavesAt(urls), urls, interval}, signals);
+    return ExitCode::Done;
+}
+
 ExitCode run(const CommandLine &line)
 {
+    if (line.isSet(QStringLiteral("tui"))) {
+        return runOnScreen(line);
+    }
     const Pace pace(line);
     const int count = line.number(QStringLiteral("count"), 1, std::numeric_limits<int>::max(), 0);
     const DescriptionSource description(line.positional(0));
@@ -301,11 +326,15 @@ Command watchCommand()
                        QStringLiteral("Each set when it is published, --interval at least apart.")},
                       {QStringLiteral("count"),
                        QStringLiteral("End after so many sets; without it SIGINT or SIGTERM ends."),
-                       QStringLiteral("N")}};
+                       QStringLiteral("N")},
+                      {QStringLiteral("tui"),
+                       QStringLiteral("The full screen: a tree to fold, filter and pin, with a "
+                                      "trend; ? there tells the keys.")}};
     syntax.examples = QStringLiteral(
         "  tessel watch host.process.json                           a table in place\n"
         "  tessel watch --interval 200 host.process.json cpu load   two nodes, quickly\n"
         "  tessel watch --on-change host.process.json               each set that is published\n"
+        "  tessel watch --tui host.process.json                     the full screen\n"
         "  tessel watch --count 60 host.process.json > minute.tsv   time, URL, value, unit, state\n"
         "On a terminal a table is shown in place, in colour unless NO_COLOR is set; otherwise "
         "each\n"

@@ -9,12 +9,15 @@
 namespace {
 
 constexpr int longestReason = 400;
+constexpr int mostHeld = 1000;
 
 struct Log
 {
     QMutex mutex;
     QStringList warnings;
     bool isShown = false;
+    bool isHeld = false;
+    QStringList held;
 };
 
 Log &theLog()
@@ -27,7 +30,11 @@ void collect(QtMsgType type, const QMessageLogContext & /*context*/, const QStri
 {
     Log &log = theLog();
     const QMutexLocker locker(&log.mutex);
-    if (log.isShown) {
+    if (log.isShown && log.isHeld) {
+        if (log.held.size() < mostHeld) {
+            log.held.append(text);
+        }
+    } else if (log.isShown) {
         writeErrorLine(text);
     }
     const QString warning = text.simplified();
@@ -53,6 +60,22 @@ void LogCollector::showMessages()
 {
     const QMutexLocker locker(&theLog().mutex);
     theLog().isShown = true;
+}
+
+void LogCollector::holdMessages()
+{
+    const QMutexLocker locker(&theLog().mutex);
+    theLog().isHeld = true;
+}
+
+void LogCollector::releaseMessages()
+{
+    const QMutexLocker locker(&theLog().mutex);
+    theLog().isHeld = false;
+    for (const auto &message : std::as_const(theLog().held)) {
+        writeErrorLine(message);
+    }
+    theLog().held.clear();
 }
 
 QString LogCollector::takeReasons()

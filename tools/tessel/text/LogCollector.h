@@ -16,6 +16,11 @@ public:
 
     /// Shows every message raw on standard error as well.
     static void showMessages();
+    /// Keeps what showMessages() would show, the first thousand, until releaseMessages() shows it: while the
+    /// terminal shows something else.
+    static void holdMessages();
+    /// See holdMessages().
+    static void releaseMessages();
     /// The warnings since the last call as one short text, repetitions left out; empty if there
     /// were none.
     static QString takeReasons();

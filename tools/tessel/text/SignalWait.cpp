@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <vector>
 
 #include <poll.h>
 #include <sys/signalfd.h>
@@ -22,9 +23,12 @@ sigset_t setOf(SignalWait::Signals signals)
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&set, signal);
     }
-    if (signals == SignalWait::Signals::EndingAndTerminal) {
+    if (signals != SignalWait::Signals::Ending) {
         sigaddset(&set, SIGWINCH);
         sigaddset(&set, SIGTSTP);
+    }
+    if (signals == SignalWait::Signals::FullScreen) {
+        sigaddset(&set, SIGCONT);
     }
     return set;
 }
@@ -82,11 +86,21 @@ SignalWait::Event SignalWait::waitUntilReadable(int descriptor)
 
 SignalWait::Event SignalWait::waitUntilReadable(int descriptor, Clock::time_point deadline)
 {
+    return waitUntilReadable({descriptor}, deadline);
+}
+
+SignalWait::Event SignalWait::waitUntilReadable(std::initializer_list<int> descriptors,
+                                                Clock::time_point deadline)
+{
     using std::chrono::milliseconds;
+    std::vector<pollfd> waited{{m_fd, POLLIN, 0}};
+    for (const int descriptor : descriptors) {
+        waited.push_back({descriptor, POLLIN, 0});
+    }
     while (true) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-        pollfd waited[] = {{m_fd, POLLIN, 0}, {descriptor, POLLIN, 0}};
-        const int count = poll(waited, 2, static_cast<int>(std::max<qint64>(left.count(), 0)));
+        const int count = poll(waited.data(), waited.size(),
+                               static_cast<int>(std::max<qint64>(left.count(), 0)));
         if (count > 0) {
             return waited[0].revents != 0 ? fetch() : Event::Readable;
         }
@@ -110,6 +124,7 @@ SignalWait::Event SignalWait::fetch() const
     switch (signal.ssi_signo) {
     case SIGWINCH: return Event::Resized;
     case SIGTSTP: return Event::Stop;
+    case SIGCONT: return Event::Continued;
     default: return Event::End;
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <initializer_list>
 
 /// Waits for the signals that end a program and, if asked to, for those about its terminal.
 ///
@@ -12,15 +13,17 @@ class SignalWait
 public:
     enum class Event {
         TimePassed,
-        End,     ///< SIGINT, SIGTERM or SIGHUP.
-        Resized, ///< SIGWINCH.
-        Stop,    ///< SIGTSTP: the terminal asks this process to stop.
-        Readable ///< What waitUntilReadable() was given.
+        End,       ///< SIGINT, SIGTERM or SIGHUP.
+        Resized,   ///< SIGWINCH.
+        Stop,      ///< SIGTSTP: the terminal asks this process to stop.
+        Continued, ///< SIGCONT: this process was stopped, by whatever, and goes on.
+        Readable   ///< What waitUntilReadable() was given.
     };
 
     enum class Signals {
-        Ending,           ///< What End stands for.
-        EndingAndTerminal ///< The others as well.
+        Ending,            ///< What End stands for.
+        EndingAndTerminal, ///< Resized and Stop as well.
+        FullScreen         ///< Continued as well, for who has changed the modes of the terminal.
     };
 
     explicit SignalWait(Signals signals);
@@ -34,6 +37,9 @@ public:
     Event waitUntil(std::chrono::steady_clock::time_point deadline);
     /// Returns when there is something to read from @p descriptor as well. Signals come first.
     Event waitUntilReadable(int descriptor);
+    /// The same of several, at the latest when @p deadline is reached. One below zero is none.
+    Event waitUntilReadable(std::initializer_list<int> descriptors,
+                            std::chrono::steady_clock::time_point deadline);
     /// The same, at the latest when @p deadline is reached.
     Event waitUntilReadable(int descriptor, std::chrono::steady_clock::time_point deadline);
 

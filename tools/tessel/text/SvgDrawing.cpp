@@ -85,6 +85,14 @@ void SvgDrawing::verticalLine(double x, double fromY, double toY, const Attribut
     m_xml.writeEndElement();
 }
 
+void SvgDrawing::path(const QString &data, const Attributes &more)
+{
+    m_xml.writeStartElement(QStringLiteral("path"));
+    attributes({{"d", data}});
+    attributes(more);
+    m_xml.writeEndElement();
+}
+
 void SvgDrawing::stripes(const QString &id, const QString &colour)
 {
     m_xml.writeStartElement(QStringLiteral("pattern"));

@@ -35,6 +35,8 @@ public:
     void text(double x, double y, const QString &text, int size, const QString &colour,
               const Attributes &more = {});
     void verticalLine(double x, double fromY, double toY, const Attributes &more);
+    /// @p data is that of a path element, such as `M0 0 L10 5`.
+    void path(const QString &data, const Attributes &more);
     /// A pattern to fill with, as `url(#id)`.
     void stripes(const QString &id, const QString &colour);
 

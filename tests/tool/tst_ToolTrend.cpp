@@ -1,0 +1,436 @@
+#include "DoctoredPlant.h"
+#include "PseudoTerminal.h"
+#include "support/LogCapture.h"
+
+#include <QXmlStreamReader>
+#include <QtTest>
+
+#include <memory>
+
+using namespace ProcessDataDefinitions;
+
+namespace {
+
+QStringList trendOf(const DoctoredPlant &plant, const QStringList &options = {})
+{
+    return QStringList{QStringLiteral("trend"), QStringLiteral("--for"), QStringLiteral("1h")}
+           + options + QStringList{plant.file, plant.url};
+}
+
+QJsonObject objectOf(const ToolResult &result)
+{
+    return QJsonDocument::fromJson(result.output.toUtf8()).object();
+}
+
+/// The region of a plant, as whose publisher the test sees that `trend` has begun: it shows a first picture on
+/// its terminal.
+class Trend
+{
+public:
+    Trend(const DoctoredPlant &plant, const QStringList &options)
+        : m_terminal(trendOf(plant, options), 24, 60, {})
+    {
+    }
+    bool hasBegun() { return m_terminal.readUntil("min "); }
+    PseudoTerminal &terminal() { return m_terminal; }
+
+private:
+    PseudoTerminal m_terminal;
+};
+
+} // namespace
+
+/// `tessel trend` beside a publisher.
+class tst_ToolTrend : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void jsonHasPointsAndFigures();
+    void plainOutputHasBars();
+    void errorStateIsAGap();
+    void terminalIsDrawnWhileItLasts();
+    void patternNamesSeveralValues();
+    void textIsLeftOut();
+    void pictureIsDrawn();
+    void interruptPrintsWhatThereIs_data();
+    void interruptPrintsWhatThereIs();
+    void regionThatIsRemovedEndsItWithWhatWasSeen();
+    void regionThatIsReplacedEndsItWithWhatWasSeen();
+    void singleBufferIsSampled();
+    void missingRegionIsNotFound();
+    void environmentNamesTheDescription();
+    void wrongUse_data();
+    void wrongUse();
+    void pictureThatCannotBeWrittenIsToldAtOnce_data();
+    void pictureThatCannotBeWrittenIsToldAtOnce();
+    void closedPipeIsNoFailure();
+    void fullOutputIsAFailure();
+};
+
+void tst_ToolTrend::jsonHasPointsAndFigures()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.url, validValue(7)));
+
+    const ToolResult result = runTool({QStringLiteral("trend"), QStringLiteral("--for=300ms"),
+                                       QStringLiteral("--json"), plant.file, plant.url});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    const QJsonObject object = objectOf(result);
+    QCOMPARE(object.value(QStringLiteral("key")).toString(), plant.key());
+    QVERIFY(object.value(QStringLiteral("seconds")).toDouble() >= 0.3);
+    const QJsonArray values = object.value(QStringLiteral("values")).toArray();
+    QCOMPARE(values.size(), 1);
+    const QJsonObject value = values[0].toObject();
+    QCOMPARE(value.keys(),
+             (QStringList{QStringLiteral("max"), QStringLiteral("mean"), QStringLiteral("min"),
+                          QStringLiteral("notValid"), QStringLiteral("points"),
+                          QStringLiteral("unit"), QStringLiteral("url"), QStringLiteral("valid")}));
+    QCOMPARE(value.value(QStringLiteral("url")).toString(), plant.url);
+    QCOMPARE(value.value(QStringLiteral("min")).toDouble(), 7.0);
+    QCOMPARE(value.value(QStringLiteral("max")).toDouble(), 7.0);
+    QCOMPARE(value.value(QStringLiteral("mean")).toDouble(), 7.0);
+    QCOMPARE(value.value(QStringLiteral("valid")).toInt(), 1);
+    QCOMPARE(value.value(QStringLiteral("notValid")).toInt(), 0);
+    const QJsonArray points = value.value(QStringLiteral("points")).toArray();
+    QCOMPARE(points.size(), 1);
+    QCOMPARE(points[0].toObject().value(QStringLiteral("value")).toDouble(), 7.0);
+    QCOMPARE(points[0].toObject().value(QStringLiteral("state")).toInt(-1), 0);
+    QCOMPARE(points[0].toObject().value(QStringLiteral("stateName")).toString(),
+             QStringLiteral("valid"));
+    QVERIFY(points[0].toObject().value(QStringLiteral("seconds")).isDouble());
+}
+
+void tst_ToolTrend::plainOutputHasBars()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.url, validValue(7)));
+
+    const ToolResult result = runTool(
+        {QStringLiteral("trend"), QStringLiteral("--for=100ms"), plant.file, plant.url});
+
+    const QStringList lines = result.output.split(QLatin1Char('\n'));
+    QVERIFY(lines[0].startsWith(plant.key() + QStringLiteral(": 0.")));
+    QCOMPARE(lines[1], QStringLiteral("pump/speed: min 7, max 7, mean 7, 1 valid, 0 not valid"));
+    QCOMPARE(lines.size(), 7);
+    QVERIFY(lines[5].endsWith(QString(40, QLatin1Char('#'))));
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolTrend::errorStateIsAGap()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.url, ProcessValue(PROCESS_VALUE_ERROR_TYPE_TIMEOUT)));
+    const QStringList arguments{QStringLiteral("trend"), QStringLiteral("--for=100ms"), plant.file,
+                                plant.url};
+
+    const QStringList lines = runTool(arguments).output.split(QLatin1Char('\n'));
+    QCOMPARE(lines[1], QStringLiteral("pump/speed: min -, max -, mean -, 0 valid, 1 not valid"));
+    QCOMPARE(lines[2].trimmed(), QString());
+    QVERIFY(lines[5].endsWith(QString(40, QLatin1Char('x'))));
+
+    const QJsonObject object = objectOf(runTool(arguments + QStringList(QStringLiteral("--json"))));
+    const QJsonObject value = object.value(QStringLiteral("values")).toArray()[0].toObject();
+    QCOMPARE(value.value(QStringLiteral("mean")), QJsonValue(QJsonValue::Null));
+    const QJsonObject point = value.value(QStringLiteral("points")).toArray()[0].toObject();
+    QCOMPARE(point.value(QStringLiteral("value")), QJsonValue(QJsonValue::Null));
+    QCOMPARE(point.value(QStringLiteral("stateName")).toString(), QStringLiteral("timeout"));
+}
+
+void tst_ToolTrend::terminalIsDrawnWhileItLasts()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.url, validValue(7)));
+    Trend trend(plant, {});
+
+    QVERIFY(trend.terminal().readUntil("pump/speed: min 7, max 7, mean 7, 1 valid"));
+    QVERIFY(region.publish(plant.url, validValue(9)));
+    QVERIFY(trend.terminal().readUntil("pump/speed: min 7, max 9, mean 8, 2 valid"));
+    QVERIFY(trend.terminal().readUntil("█"));
+    trend.terminal().type("\x03");
+
+    QCOMPARE(trend.terminal().finish(), 0);
+}
+
+void tst_ToolTrend::patternNamesSeveralValues()
+{
+    DoctoredPlant plant;
+    plant.description().add(QStringLiteral("pump/flow"), QStringLiteral("double"),
+                            ToolDescription::Metadata::ErrorState, 8);
+    plant.description().write();
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+
+    const QJsonArray values =
+        objectOf(runTool({QStringLiteral("trend"), QStringLiteral("--for=1ms"),
+                          QStringLiteral("--json"), plant.file, QStringLiteral("pump/*")}))
+            .value(QStringLiteral("values"))
+            .toArray();
+
+    QCOMPARE(values.size(), 2);
+    QCOMPARE(values[1].toObject().value(QStringLiteral("url")).toString(),
+             QStringLiteral("pump/flow"));
+}
+
+void tst_ToolTrend::textIsLeftOut()
+{
+    DoctoredPlant plant;
+    plant.description().add(QStringLiteral("pump/name"), QStringLiteral("string"),
+                            ToolDescription::Metadata::ErrorState, 8);
+    plant.description().write();
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+
+    const ToolResult both = runTool(
+        {QStringLiteral("trend"), QStringLiteral("--for=1ms"), plant.file, QStringLiteral("pump")});
+    QCOMPARE(both.exitCode, 0);
+    QCOMPARE(both.error, QStringLiteral("tessel: note: 'pump/name' of %1 is left out: a text has "
+                                        "no trend\n")
+                             .arg(plant.file));
+
+    const ToolResult text = runTool({QStringLiteral("trend"), QStringLiteral("--for=1ms"),
+                                     plant.file, QStringLiteral("pump/name")});
+    QCOMPARE(text.exitCode, 5);
+    QVERIFY(text.error.endsWith(
+        QStringLiteral("tessel: %1: no number among the values\n").arg(plant.file)));
+}
+
+void tst_ToolTrend::pictureIsDrawn()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.url, validValue(7)));
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("trend.svg"));
+
+    const ToolResult result = runTool({QStringLiteral("trend"), QStringLiteral("--for=50ms"),
+                                       QStringLiteral("--svg"), path, plant.file, plant.url});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QXmlStreamReader xml(&file);
+    int paths = 0;
+    QStringList texts;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (xml.isStartElement() && xml.name() == QLatin1String("path")) {
+            ++paths;
+            QVERIFY(xml.attributes().value(QStringLiteral("d")).startsWith(QLatin1String("M")));
+        } else if (xml.isStartElement() && xml.name() == QLatin1String("text")) {
+            texts.append(xml.readElementText());
+        }
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QCOMPARE(paths, 1);
+    QVERIFY(texts.contains(plant.url));
+    QVERIFY(texts.contains(QStringLiteral("min 7, max 7, mean 7, 1 valid, 0 not valid")));
+}
+
+void tst_ToolTrend::interruptPrintsWhatThereIs_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGHUP") << SIGHUP;
+}
+
+void tst_ToolTrend::interruptPrintsWhatThereIs()
+{
+    QFETCH(int, signal);
+    const DoctoredPlant plant;
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.url, validValue(7)));
+    // Its picture is there as soon as it watches.
+    Trend trend(plant, {});
+    QVERIFY(trend.hasBegun());
+
+    QVERIFY(trend.terminal().signal(signal));
+
+    QCOMPARE(trend.terminal().finish(), 0);
+    QVERIFY(trend.terminal().shown().contains("mean 7, 1 valid"));
+}
+
+void tst_ToolTrend::regionThatIsRemovedEndsItWithWhatWasSeen()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    auto region = std::make_unique<HeldRegion>(plant.file);
+    QVERIFY(region->publish(plant.url, validValue(7)));
+    Trend trend(plant, {});
+    QVERIFY(trend.hasBegun());
+
+    region.reset();
+
+    QCOMPARE(trend.terminal().finish(), 3);
+    QVERIFY(trend.terminal().shown().contains("mean 7, 1 valid"));
+    QVERIFY(trend.terminal().shown().contains("has gone, its creator has ended"));
+}
+
+void tst_ToolTrend::regionThatIsReplacedEndsItWithWhatWasSeen()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.url, validValue(7)));
+    Trend trend(plant, {});
+    QVERIFY(trend.hasBegun());
+
+    const HeldRegion later(plant.file);
+
+    QCOMPARE(trend.terminal().finish(), 8);
+    QVERIFY(trend.terminal().shown().contains("mean 7, 1 valid"));
+    QVERIFY(trend.terminal().shown().contains("was replaced by a new one; start again"));
+}
+
+void tst_ToolTrend::singleBufferIsSampled()
+{
+    DoctoredPlant plant;
+    plant.description().setRoot(QStringLiteral("doubleBuffer"), false);
+    plant.description().write();
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.write(plant.url, validValue(5)));
+    Trend trend(plant, {});
+    QVERIFY(trend.terminal().readUntil("min 5, max 5"));
+
+    QVERIFY(region.write(plant.url, validValue(6)));
+
+    QVERIFY(trend.terminal().readUntil("min 5, max 6"));
+}
+
+void tst_ToolTrend::missingRegionIsNotFound()
+{
+    const DoctoredPlant plant;
+
+    const ToolResult result = runTool(trendOf(plant));
+
+    QCOMPARE(result.exitCode, 3);
+    QCOMPARE(result.output, QString());
+    QVERIFY(result.error.startsWith(QStringLiteral("tessel: %1: no region ").arg(plant.file)));
+}
+
+void tst_ToolTrend::environmentNamesTheDescription()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+
+    const ToolResult result = runTool(
+        {QStringLiteral("trend"), QStringLiteral("--for=1ms"), plant.url},
+        {QStringLiteral("TESSEL_DIR=") + plant.file});
+
+    QVERIFY(result.output.startsWith(plant.key() + QStringLiteral(": 0.0 s")));
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolTrend::wrongUse_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("error");
+    const QString file = QStringLiteral("nowhere/plant.process.json");
+    const QString help = QStringLiteral("; see 'tessel trend --help'\n");
+    const QString time = QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to "
+                                        "24h, not '%1'");
+    const QStringList rest{file, QStringLiteral("u")};
+    const auto add = [&](const char *name, const QStringList &arguments, const QString &error) {
+        QTest::newRow(name) << arguments << 2 << QStringLiteral("tessel: trend: ") + error + help;
+    };
+    add("nothing", {}, QStringLiteral("FILE is missing"));
+    add("no URL", {file}, QStringLiteral("URL... is missing"));
+    add("option", QStringList(QStringLiteral("--fro=1s")) + rest,
+        QStringLiteral("unknown option '--fro' (did you mean '--for'?)"));
+    for (const char *text : {"soon", "0s", "-1s", "25h", "0.5ms"}) {
+        add(text, QStringList{QStringLiteral("--for"), QLatin1String(text)} + rest,
+            time.arg(QLatin1String(text)));
+    }
+    add("no file for the picture", QStringList(QStringLiteral("--svg=")) + rest,
+        QStringLiteral("--svg is empty; name a file, or - for standard output"));
+    add("two on standard output",
+        QStringList{QStringLiteral("--json"), QStringLiteral("--svg=-")} + rest,
+        QStringLiteral("--json and --svg - would both go to standard output"));
+    QTest::newRow("no such file") << rest << 3
+                                  << QStringLiteral("tessel: %1: no such file\n").arg(file);
+}
+
+void tst_ToolTrend::wrongUse()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, error);
+
+    const ToolResult result = runTool(QStringList(QStringLiteral("trend")) + arguments);
+
+    QCOMPARE(result.error, error);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, exitCode);
+}
+
+void tst_ToolTrend::pictureThatCannotBeWrittenIsToldAtOnce_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<int>("exitCode");
+    QTest::newRow("no folder") << QStringLiteral("/nowhere/trend.svg") << 3;
+    QTest::newRow("device") << QStringLiteral("/dev/full") << 9;
+    QTest::newRow("description") << QStringLiteral("plant.process.json") << 2;
+}
+
+void tst_ToolTrend::pictureThatCannotBeWrittenIsToldAtOnce()
+{
+    QFETCH(QString, path);
+    QFETCH(int, exitCode);
+    const DoctoredPlant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+
+    // It would last an hour otherwise.
+    const ToolResult result = runTool(trendOf(plant, {QStringLiteral("--svg"), path}));
+
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(result.output, QString());
+}
+
+void tst_ToolTrend::closedPipeIsNoFailure()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+
+    QCOMPARE(exitCodeWithoutReader(
+                 {QStringLiteral("trend"), QStringLiteral("--for=1ms"), plant.file, plant.url}),
+             0);
+}
+
+void tst_ToolTrend::fullOutputIsAFailure()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+    QProcess shell;
+    shell.start(
+        QStringLiteral("sh"),
+        {QStringLiteral("-c"), QStringLiteral("'%1' trend --for=1ms '%2' '%3' > /dev/full")
+                                   .arg(QStringLiteral(TESSEL_TOOL), plant.file, plant.url)});
+
+    QVERIFY(shell.waitForFinished());
+
+    QCOMPARE(shell.exitCode(), 9);
+    QVERIFY(shell.readAllStandardError().startsWith("tessel: standard output: "));
+}
+
+QTEST_GUILESS_MAIN(tst_ToolTrend)
+#include "tst_ToolTrend.moc"
