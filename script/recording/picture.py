@@ -9,7 +9,8 @@ _COLUMN = 7.8
 _LINE = 18
 _MARGIN = 16
 _TITLE = 30
-_COLOURS = {"default": "#d6dde6", "red": "#ff8f8a", "green": "#7ee2a0"}
+_COLOURS = {"default": "#d6dde6", "red": "#ff8f8a", "green": "#7ee2a0", "brown": "#f2cf7a",
+            "cyan": "#7fd4e6", "blue": "#8fb4ff"}
 _STYLE = """
   text { font: 13px ui-monospace, 'DejaVu Sans Mono', Menlo, Consolas, monospace; white-space: pre; }
   .title { font: 12px Helvetica, Arial, sans-serif; }
@@ -117,30 +118,38 @@ def _bar(top, width, is_first):
 
 
 def _content(screen, row, has_cursor):
-    """The runs of a line as (column, text, colour, is bold), and where the cursor stands."""
+    """The runs of a line as (column, text, colour, is bold, is selected), and where the cursor stands."""
     runs = []
     cells = screen.buffer[row]
     for column in range(screen.columns):
         cell = cells[column]
-        style = (cell.fg, cell.bold)
+        style = (cell.fg, cell.bold, cell.reverse)
         if runs and runs[-1][2:] == style and runs[-1][0] + len(runs[-1][1]) == column:
             runs[-1] = (runs[-1][0], runs[-1][1] + cell.data, *style)
         else:
             runs.append((column, cell.data, *style))
-    runs = [(column, text.rstrip(), *style) for column, text, *style in runs if text.strip()]
+    # What is selected has a ground of its own, also where it is blank.
+    runs = [(column, text if style[2] else text.rstrip(), *style)
+            for column, text, *style in runs if text.strip() or style[2]]
     cursor = screen.cursor.x if has_cursor and screen.cursor.y == row else None
     if cursor is not None and not screen.cursor.hidden:
-        runs.append((cursor, None, "default", False))
+        runs.append((cursor, None, "default", False, False))
     return runs
 
 
 def _draw(content, base):
     drawn = ""
-    for column, text, colour, is_bold in content:
+    for column, text, colour, is_bold, is_selected in content:
         x = _MARGIN + column * _COLUMN
         fill = _COLOURS.get(colour, _COLOURS["default"])
         if text is None:
             drawn += f'<rect x="{x:.1f}" y="{base - 11}" width="7" height="14" fill="#7ee2a0"/>'
+            continue
+        if is_selected:
+            drawn += (f'<rect x="{x:.1f}" y="{base - 13}" width="{len(text) * _COLUMN:.1f}" '
+                      f'height="{_LINE}" fill="#33445a"/>')
+            text = text.rstrip()
+        if not text:
             continue
         indentation = len(text) - len(text.lstrip())
         text = text.lstrip()

@@ -44,6 +44,14 @@ class Recording(unittest.TestCase):
         self.assertEqual(used, rules)
         self.assertEqual(len(set(re.findall(r"animation:\S+ ([0-9.]+s)", style))), 1)
 
+    def test_screen_stands_in_the_guide_and_tells_its_story(self):
+        self.assertIn("pictures/watch-tui.svg", document("docs/guide/04-reader.md").text)
+        shown = sources.read("docs/pictures/watch-tui.svg")
+        for text in ("tessel watch --tui", "●* ", "pump/speed", "sensor-breakage", "overrange",
+                     "2 of 4: only not valid", "the region has gone"):
+            self.assertIn(text, shown)
+        self.assertLess(len(shown.encode()), 200_000)
+
     def test_end_is_shown_where_motion_is_not_wanted(self):
         self.assertIn("prefers-reduced-motion", self.root.find(f"{SVG}style").text)
         last = [group for group in self.root.iter(f"{SVG}g") if "end" in group.get("class").split()]

@@ -268,10 +268,10 @@ void tst_ToolWatchScreen::trendHasAGapForAnErrorState()
     terminal.run(commandFor(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
     terminal.press({QStringLiteral("Home"), QStringLiteral("Down")});
-    QVERIFY(terminal.waitFor(QStringLiteral("pump/speed, the last minute: 1 to 1")));
+    QVERIFY(terminal.waitFor(QStringLiteral("pump/speed, the last 20 s: 1 to 1")));
 
     QVERIFY(plant.publish(9));
-    QVERIFY(terminal.waitFor(QStringLiteral("pump/speed, the last minute: 1 to 9")));
+    QVERIFY(terminal.waitFor(QStringLiteral("pump/speed, the last 20 s: 1 to 9")));
     QVERIFY(terminal.waitFor(QStringLiteral("█")));
     QVERIFY(plant.publish(QStringLiteral("pump/speed"), ProcessValue(breakage)));
 

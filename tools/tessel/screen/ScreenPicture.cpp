@@ -16,7 +16,8 @@ constexpr int rowsForTitles = 12;
 /// More of a text is never seen.
 constexpr int mostCells = 1024;
 
-constexpr std::chrono::seconds trendTime{60};
+/// Of a trend. So seldom it moves on, and what has been seen lasts for some twenty seconds.
+constexpr ValueTrend::Time columnTime = std::chrono::milliseconds(250);
 
 const char *const helpLines[] = {
     "Up, Down         one row             PgUp, PgDn   a page",
@@ -150,15 +151,18 @@ QVector<ScreenLine> ScreenPicture::trend(const ScreenFacts &facts, const Termina
     if (leaf >= 0 && facts.trend == nullptr) {
         title = facts.tree.url(leaf) + QStringLiteral(": a text has no trend");
     } else if (leaf >= 0) {
-        const ValueTrend::Time from = facts.now - trendTime;
-        for (const auto &part : facts.trend->parts(from, facts.now, size.columns)) {
+        // Whole columns, so that a bar keeps its height while it moves.
+        const ValueTrend::Time to = (facts.now / columnTime + 1) * columnTime;
+        const ValueTrend::Time from = to - size.columns * columnTime;
+        for (const auto &part : facts.trend->parts(from, to, size.columns)) {
             if (part.least) {
                 least = std::min(least.value_or(*part.least), *part.least);
                 most = std::max(most.value_or(*part.most), *part.most);
             }
         }
-        columns = facts.trend->columns(from, facts.now, size.columns);
-        title = QStringLiteral("%1, the last minute").arg(facts.tree.url(leaf));
+        columns = facts.trend->columns(from, to, size.columns);
+        const auto seconds = std::chrono::ceil<std::chrono::seconds>(to - from).count();
+        title = QStringLiteral("%1, the last %2 s").arg(facts.tree.url(leaf)).arg(seconds);
         if (least) {
             title += QStringLiteral(": %1 to %2").arg(numberText(*least), numberText(*most));
         }

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Thirty a second for more than the minute that is shown.
+/// Thirty a second for more than what the widest terminal shows.
 constexpr int mostPoints = 2048;
 
 } // namespace
