@@ -118,7 +118,7 @@ void tst_ToolComplete::wordsFit_data()
     add("-v in", "info");
     add("do", "doctor");
     add("stat --f", "--for");
-    add("trend --", "--for --json --svg --verbose --help");
+    add("trend --", "--for --json --svg --dry-run --verbose --help");
     add("watch --t", "--tui");
     add("doctor --j", "--json");
     add("complete ", "");

@@ -53,6 +53,8 @@ private Q_SLOTS:
     void patternNamesSeveralValues();
     void textIsLeftOut();
     void pictureIsDrawn();
+    void pictureAloneGoesToStandardOutput();
+    void dryRunWritesNoPicture();
     void interruptPrintsWhatThereIs_data();
     void interruptPrintsWhatThereIs();
     void regionThatIsRemovedEndsItWithWhatWasSeen();
@@ -239,6 +241,41 @@ void tst_ToolTrend::pictureIsDrawn()
     QVERIFY(texts.contains(QStringLiteral("min 7, max 7, mean 7, 1 valid, 0 not valid")));
 }
 
+void tst_ToolTrend::pictureAloneGoesToStandardOutput()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+
+    const ToolResult result = runTool({QStringLiteral("trend"), QStringLiteral("--for=1ms"),
+                                       QStringLiteral("--svg=-"), plant.file, plant.url});
+
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.output.startsWith(QStringLiteral("<?xml ")));
+    QVERIFY(!result.output.contains(QStringLiteral("\npump/speed: ")));
+}
+
+void tst_ToolTrend::dryRunWritesNoPicture()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    const HeldRegion region(plant.file);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("trend.svg"));
+
+    const ToolResult result = runTool({QStringLiteral("trend"), QStringLiteral("--for=1ms"),
+                                       QStringLiteral("--dry-run"), QStringLiteral("--svg"), path,
+                                       plant.file, plant.url});
+
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY2(QRegularExpression(QStringLiteral("^tessel: note: [1-9][0-9]+ bytes, not written to "
+                                               "\\S+/trend.svg\n$"))
+                 .match(result.error)
+                 .hasMatch(),
+             qPrintable(result.error));
+    QVERIFY(!QFile::exists(path));
+}
+
 void tst_ToolTrend::interruptPrintsWhatThereIs_data()
 {
     QTest::addColumn<int>("signal");
@@ -363,6 +400,8 @@ void tst_ToolTrend::wrongUse_data()
     add("two on standard output",
         QStringList{QStringLiteral("--json"), QStringLiteral("--svg=-")} + rest,
         QStringLiteral("--json and --svg - would both go to standard output"));
+    add("dry run of nothing", QStringList(QStringLiteral("--dry-run")) + rest,
+        QStringLiteral("--dry-run goes with --svg"));
     QTest::newRow("no such file") << rest << 3
                                   << QStringLiteral("tessel: %1: no such file\n").arg(file);
 }

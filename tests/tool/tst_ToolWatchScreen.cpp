@@ -1,10 +1,8 @@
-#include "HeldRegion.h"
-#include "TmuxTerminal.h"
+#include "WatchedPlant.h"
 #include "support/LogCapture.h"
 
 #include <QtTest>
 
-#include <csignal>
 #include <memory>
 
 namespace {
@@ -12,59 +10,6 @@ namespace {
 using Metadata = ToolDescription::Metadata;
 
 constexpr auto breakage = ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_SENSOR_BREAKAGE;
-
-/// A plant of which the test is the publisher.
-class Plant
-{
-public:
-    Plant()
-    {
-        const auto unit = [](const char *text) {
-            return QJsonObject{{QStringLiteral("unit"), QString::fromUtf8(text)}};
-        };
-        m_description.add(QStringLiteral("pump/speed"), QStringLiteral("int32"),
-                          Metadata::ErrorState, 4, unit("rpm"));
-        m_description.add(QStringLiteral("pump/flow"), QStringLiteral("double"),
-                          Metadata::ErrorState, 8, unit("m³/h"));
-        m_description.add(QStringLiteral("tank/name"), QStringLiteral("string"),
-                          Metadata::ErrorState, 64);
-        file = m_description.write();
-        open();
-    }
-
-    void open()
-    {
-        m_region = std::make_unique<HeldRegion>(file);
-        for (const char *url : {"pump/speed", "pump/flow"}) {
-            m_region->write(QLatin1String(url), validValue(1));
-        }
-        m_region->write(QStringLiteral("tank/name"), validValue(QStringLiteral("east")));
-        m_region->manager().swapReadAndWriteBuffer();
-    }
-    void close() { m_region.reset(); }
-
-    bool publish(int speed)
-    {
-        return m_region->publish(QStringLiteral("pump/speed"), validValue(speed));
-    }
-    bool publish(const QString &url, const ProcessValue &value)
-    {
-        return m_region->publish(url, value);
-    }
-    QString key() const { return m_description.key(); }
-
-    QString file;
-
-private:
-    ToolDescription m_description;
-    std::unique_ptr<HeldRegion> m_region;
-};
-
-QString commandFor(const Plant &plant, const QString &more = {})
-{
-    return QStringLiteral("'%1' watch --tui %2 '%3'; echo ended $?")
-        .arg(QStringLiteral(TESSEL_TOOL), more, plant.file);
-}
 
 /// The number of the row that holds a text; -1 if none does.
 int rowOf(const QString &screen, const QString &text)
@@ -101,17 +46,11 @@ private Q_SLOTS:
     void trendHasAGapForAnErrorState();
     void helpPageTellsTheKeys();
     void tinyTerminalIsFollowed();
-    void everyEndLeavesTheTerminalAsItWas_data();
-    void everyEndLeavesTheTerminalAsItWas();
-    void stopAndContinueKeepTerminalAndScreen();
-    void closedTerminalEndsIt();
-    void regionThatGoesIsToldAndFollowedWhenItReturns();
-    void regionThatIsReplacedIsFollowed();
-    void silentPublisherIsTold();
     void controlCharactersDisturbNothing();
     void bareLocaleGetsAscii();
     void colourIsLeftOutOnRequest();
     void singleBufferIsReadByItsInterval();
+    void manyLeavesAreShownAtOnce();
 
 private:
     std::unique_ptr<LogCapture> m_log;
@@ -122,16 +61,17 @@ private Q_SLOTS:
 
 void tst_ToolWatchScreen::treeShowsValuesUnitsAndStates()
 {
-    const Plant plant;
+    WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY2(terminal.isReady(), "Is there a tmux? script/setup installs it");
 
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
 
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
+    QVERIFY(terminal.waitFor(QStringLiteral("? help  q end")));
+    QVERIFY(plant.publish(1));
+    QVERIFY(terminal.waitFor(QStringLiteral("\n● live\n")));
+    QVERIFY(terminal.waitFor(plant.key() + QStringLiteral("  set 3  age ")));
     const QStringList rows = terminal.rows();
-    QVERIFY(rows[0].startsWith(plant.key() + QStringLiteral("  set 2  age ")));
-    QCOMPARE(rows[1], QStringLiteral("● live"));
     QCOMPARE(rows[2], QStringLiteral("   URL                                       VALUE UNIT     "
                                      "STATE"));
     QCOMPARE(rows[3], QStringLiteral("   ▾ pump"));
@@ -151,11 +91,11 @@ void tst_ToolWatchScreen::treeShowsValuesUnitsAndStates()
 
 void tst_ToolWatchScreen::valuesMove()
 {
-    Plant plant;
+    WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
+    terminal.run(screenCommand(plant));
+    QVERIFY(terminal.waitFor(QStringLiteral("? help  q end")));
 
     for (const int speed : {1501, 1502, 1503}) {
         QVERIFY(plant.publish(speed));
@@ -166,11 +106,11 @@ void tst_ToolWatchScreen::valuesMove()
 
 void tst_ToolWatchScreen::stateIsToldByColourSymbolAndWord()
 {
-    Plant plant;
+    WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
+    terminal.run(screenCommand(plant));
+    QVERIFY(terminal.waitFor(QStringLiteral("? help  q end")));
 
     QVERIFY(plant.publish(QStringLiteral("pump/speed"), ProcessValue(breakage)));
     QVERIFY(
@@ -188,10 +128,10 @@ void tst_ToolWatchScreen::stateIsToldByColourSymbolAndWord()
 
 void tst_ToolWatchScreen::filterLeavesWhatMatches()
 {
-    const Plant plant;
+    const WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
 
     terminal.type(QStringLiteral("/FLOWx"));
@@ -208,10 +148,10 @@ void tst_ToolWatchScreen::filterLeavesWhatMatches()
 
 void tst_ToolWatchScreen::onlyWhatIsNotValidIsShown()
 {
-    Plant plant;
+    WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
 
     terminal.type(QStringLiteral("!"));
@@ -229,10 +169,10 @@ void tst_ToolWatchScreen::onlyWhatIsNotValidIsShown()
 
 void tst_ToolWatchScreen::pinnedValueStandsOnTop()
 {
-    const Plant plant;
+    const WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("name")));
 
     terminal.press({QStringLiteral("End"), QStringLiteral("p")});
@@ -246,10 +186,10 @@ void tst_ToolWatchScreen::pinnedValueStandsOnTop()
 
 void tst_ToolWatchScreen::foldedNodeHidesItsLeaves()
 {
-    const Plant plant;
+    const WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
 
     terminal.press({QStringLiteral("Home"), QStringLiteral("Enter")});
@@ -262,10 +202,10 @@ void tst_ToolWatchScreen::foldedNodeHidesItsLeaves()
 
 void tst_ToolWatchScreen::trendHasAGapForAnErrorState()
 {
-    Plant plant;
+    WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
     terminal.press({QStringLiteral("Home"), QStringLiteral("Down")});
     QVERIFY(terminal.waitFor(QStringLiteral("pump/speed, the last 20 s: 1 to 1")));
@@ -282,10 +222,10 @@ void tst_ToolWatchScreen::trendHasAGapForAnErrorState()
 
 void tst_ToolWatchScreen::helpPageTellsTheKeys()
 {
-    const Plant plant;
+    const WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
 
     terminal.type(QStringLiteral("?"));
@@ -298,10 +238,10 @@ void tst_ToolWatchScreen::helpPageTellsTheKeys()
 
 void tst_ToolWatchScreen::tinyTerminalIsFollowed()
 {
-    const Plant plant;
+    const WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
 
     terminal.resize(20, 5);
@@ -320,162 +260,12 @@ void tst_ToolWatchScreen::tinyTerminalIsFollowed()
     QVERIFY(terminal.waitFor(QStringLiteral("ended 0")));
 }
 
-void tst_ToolWatchScreen::everyEndLeavesTheTerminalAsItWas_data()
-{
-    QTest::addColumn<QString>("keys");
-    QTest::addColumn<QString>("signal");
-    QTest::newRow("q") << QStringLiteral("q") << QString();
-    QTest::newRow("Ctrl-C") << QStringLiteral("C-c") << QString();
-    QTest::newRow("SIGINT") << QString() << QStringLiteral("INT");
-    QTest::newRow("SIGTERM") << QString() << QStringLiteral("TERM");
-    QTest::newRow("SIGHUP") << QString() << QStringLiteral("HUP");
-}
-
-void tst_ToolWatchScreen::everyEndLeavesTheTerminalAsItWas()
-{
-    QFETCH(QString, keys);
-    QFETCH(QString, signal);
-    const Plant plant;
-    TmuxTerminal terminal(80, 24);
-    QVERIFY(terminal.isReady());
-    const QString folder = QFileInfo(plant.file).path();
-    const QString modes = QStringLiteral("stty -a > '%1/%2'").arg(folder);
-    const QString command = QStringLiteral("%1; sh -c 'echo $$ > %2/pid; exec %3 watch --tui %4'; "
-                                           "echo ended $?; %5; echo mo''des")
-                                .arg(modes.arg(QStringLiteral("before")), folder,
-                                     QStringLiteral(TESSEL_TOOL), plant.file,
-                                     modes.arg(QStringLiteral("after")));
-    terminal.run(command);
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-    QCOMPARE(terminal.flags(), QStringLiteral("1 0"));
-    const auto contentOf = [&folder](const char *name) {
-        QFile file(folder + QLatin1Char('/') + QLatin1String(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
-
-    if (keys.isEmpty()) {
-        const QByteArray pid = contentOf("pid").trimmed();
-        QVERIFY(pid.toInt() > 0);
-        QCOMPARE(QProcess::execute(QStringLiteral("kill"),
-                                   {QStringLiteral("-s"), signal, QString::fromLatin1(pid)}),
-                 0);
-    } else {
-        terminal.press({keys});
-    }
-
-    QVERIFY(terminal.waitFor(QStringLiteral("\nmodes")));
-    QVERIFY(terminal.screen().contains(QStringLiteral("ended 0")));
-    QVERIFY(!contentOf("before").isEmpty());
-    QCOMPARE(contentOf("after"), contentOf("before"));
-    QCOMPARE(terminal.flags(), QStringLiteral("0 1"));
-    QVERIFY(!terminal.screen().contains(QStringLiteral("● live")));
-}
-
-void tst_ToolWatchScreen::stopAndContinueKeepTerminalAndScreen()
-{
-    Plant plant;
-    TmuxTerminal terminal(80, 24);
-    QVERIFY(terminal.isReady());
-    // Only a shell of jobs takes the terminal back.
-    terminal.run(
-        QStringLiteral("'%1' watch --tui '%2'").arg(QStringLiteral(TESSEL_TOOL), plant.file));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-
-    terminal.press({QStringLiteral("C-z")});
-    QVERIFY(terminal.waitFor(QStringLiteral("Stopped")));
-    QCOMPARE(terminal.flags(), QStringLiteral("0 1"));
-    QVERIFY(plant.publish(77));
-    terminal.run(QStringLiteral("fg"));
-
-    QVERIFY(terminal.waitFor(QStringLiteral(" 77 rpm")));
-    QCOMPARE(terminal.flags(), QStringLiteral("1 0"));
-    terminal.type(QStringLiteral("?"));
-    QVERIFY(terminal.waitFor(QStringLiteral("PgUp, PgDn   a page")));
-    terminal.type(QStringLiteral("?q"));
-    QVERIFY(terminal.waitUntil([&terminal](const QString & /*screen*/) {
-        return terminal.flags() == QLatin1String("0 1");
-    }));
-}
-
-void tst_ToolWatchScreen::closedTerminalEndsIt()
-{
-    const Plant plant;
-    TmuxTerminal terminal(80, 24);
-    QVERIFY(terminal.isReady());
-    const QString pidFile = QFileInfo(plant.file).path() + QStringLiteral("/pid");
-    terminal.run(QStringLiteral("sh -c 'echo $$ > %1; exec %2 watch --tui %3'")
-                     .arg(pidFile, QStringLiteral(TESSEL_TOOL), plant.file));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-    QFile file(pidFile);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const pid_t pid = file.readAll().trimmed().toInt();
-    QVERIFY(pid > 0);
-
-    terminal.close();
-
-    QTRY_VERIFY_WITH_TIMEOUT(::kill(pid, 0) != 0, 60000);
-}
-
-void tst_ToolWatchScreen::regionThatGoesIsToldAndFollowedWhenItReturns()
-{
-    Plant plant;
-    TmuxTerminal terminal(80, 24);
-    QVERIFY(terminal.isReady());
-    QVERIFY(plant.publish(41));
-    terminal.run(commandFor(plant));
-    QVERIFY(terminal.waitFor(QStringLiteral(" 41 rpm")));
-
-    plant.close();
-    QVERIFY(terminal.waitFor(QStringLiteral("✖ the region has gone, its creator has ended; waiting "
-                                            "for it to come back")));
-    // The last set stays to be read.
-    QVERIFY(terminal.screen().contains(QStringLiteral(" 41 rpm")));
-    plant.open();
-    QVERIFY(plant.publish(42));
-
-    QVERIFY(terminal.waitFor(QStringLiteral(" 42 rpm")));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-}
-
-void tst_ToolWatchScreen::regionThatIsReplacedIsFollowed()
-{
-    Plant plant;
-    TmuxTerminal terminal(80, 24);
-    QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-
-    HeldRegion later(plant.file);
-    QVERIFY(later.publish(QStringLiteral("pump/speed"), validValue(4711)));
-
-    QVERIFY(terminal.waitFor(QStringLiteral(" 4711 rpm")));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-}
-
-void tst_ToolWatchScreen::silentPublisherIsTold()
-{
-    Plant plant;
-    TmuxTerminal terminal(80, 24);
-    QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-    for (const int speed : {11, 12, 13}) {
-        QVERIFY(plant.publish(speed));
-        QVERIFY(terminal.waitFor(QStringLiteral(" %1 rpm").arg(speed)));
-    }
-
-    QVERIFY(terminal.waitFor(QStringLiteral("✖ publisher silent for ")));
-    QVERIFY(terminal.waitFor(QStringLiteral(", usually every ")));
-    QVERIFY(plant.publish(14));
-    QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-}
-
 void tst_ToolWatchScreen::controlCharactersDisturbNothing()
 {
-    Plant plant;
+    WatchedPlant plant;
     TmuxTerminal terminal(80, 24);
     QVERIFY(terminal.isReady());
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
     QVERIFY(terminal.waitFor(QStringLiteral("speed")));
 
     QVERIFY(plant.publish(QStringLiteral("tank/name"),
@@ -489,14 +279,14 @@ void tst_ToolWatchScreen::controlCharactersDisturbNothing()
 
 void tst_ToolWatchScreen::bareLocaleGetsAscii()
 {
-    Plant plant;
+    WatchedPlant plant;
     QVERIFY(plant.publish(QStringLiteral("pump/speed"), ProcessValue(breakage)));
     TmuxTerminal terminal(80, 24, {QStringLiteral("LC_ALL=C")});
     QVERIFY(terminal.isReady());
 
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
 
-    QVERIFY(terminal.waitFor(QStringLiteral("o live")));
+    QVERIFY(terminal.waitFor(QStringLiteral("? help  q end")));
     const QString screen = terminal.screen();
     QVERIFY(screen.contains(QStringLiteral("\n   - pump\n")));
     QVERIFY(screen.contains(QStringLiteral("\nX    speed ")));
@@ -508,12 +298,12 @@ void tst_ToolWatchScreen::bareLocaleGetsAscii()
 
 void tst_ToolWatchScreen::colourIsLeftOutOnRequest()
 {
-    Plant plant;
+    WatchedPlant plant;
     QVERIFY(plant.publish(QStringLiteral("pump/speed"), ProcessValue(breakage)));
     TmuxTerminal terminal(80, 24, {QStringLiteral("NO_COLOR=1")});
     QVERIFY(terminal.isReady());
 
-    terminal.run(commandFor(plant));
+    terminal.run(screenCommand(plant));
 
     QVERIFY(terminal.waitFor(QStringLiteral("sensor-breakage")));
     QVERIFY(!terminal.colouredScreen().contains(
@@ -538,6 +328,31 @@ void tst_ToolWatchScreen::singleBufferIsReadByItsInterval()
 
     QVERIFY(terminal.waitFor(QStringLiteral(" 66 ")));
     QVERIFY(!terminal.screen().contains(QStringLiteral(" age ")));
+}
+
+void tst_ToolWatchScreen::manyLeavesAreShownAtOnce()
+{
+    ToolDescription description;
+    constexpr int count = 10000;
+    for (int i = 0; i < count; ++i) {
+        description.add(QStringLiteral("node/leaf%1").arg(i), QStringLiteral("int32"),
+                        Metadata::ErrorState, 4);
+    }
+    const QString file = description.write();
+    const HeldRegion region(file);
+    TmuxTerminal terminal(80, 24);
+    QVERIFY(terminal.isReady());
+    terminal.run(QStringLiteral("'%1' watch --tui '%2'").arg(QStringLiteral(TESSEL_TOOL), file));
+    QVERIFY(terminal.waitFor(QStringLiteral("? help  q end")));
+
+    terminal.press({QStringLiteral("End")});
+    QVERIFY(terminal.waitFor(QStringLiteral("leaf9999 ")));
+    terminal.type(QStringLiteral("!/leaf77"));
+
+    QVERIFY(terminal.waitFor(QStringLiteral("/leaf77_")));
+    QVERIFY(terminal.waitFor(QStringLiteral("leaf7700 ")));
+    terminal.press({QStringLiteral("Enter")});
+    QVERIFY(terminal.waitFor(QStringLiteral("111 of 10000: /leaf77, only not valid")));
 }
 
 QTEST_GUILESS_MAIN(tst_ToolWatchScreen)

@@ -223,6 +223,18 @@ void print(TrendWatch &watch, bool isJson, bool isDrawn)
     }
 }
 
+/// Beside JSON on standard output what is said of a dry run is a note.
+void write(const ResultFile &file, const QByteArray &picture, bool isDryRun)
+{
+    if (isDryRun) {
+        writeErrorLine(QStringLiteral("tessel: note: %1 bytes, not written to %2")
+                           .arg(picture.size())
+                           .arg(file.path()));
+        return;
+    }
+    file.write(QString::fromUtf8(picture));
+}
+
 ExitCode run(const CommandLine &line)
 {
     const milliseconds time = timeOf(line);
@@ -233,6 +245,10 @@ ExitCode run(const CommandLine &line)
         picture.emplace(QStringLiteral("trend"), svg, line.value(svg));
     }
     const bool isPictureAlone = picture && picture->path() == QLatin1String("-");
+    const bool isDryRun = line.isSet(QStringLiteral("dry-run"));
+    if (isDryRun && !picture) {
+        refuseUse(QStringLiteral("--dry-run goes with --svg"));
+    }
     if (isPictureAlone && isJson) {
         refuseUse(QStringLiteral("--json and --svg - would both go to standard output"));
     }
@@ -248,7 +264,7 @@ ExitCode run(const CommandLine &line)
         print(watch, isJson, isDrawn);
     }
     if (picture) {
-        picture->write(QString::fromUtf8(pictureOf(watch.report())));
+        write(*picture, pictureOf(watch.report()), isDryRun);
     }
     watch.requireCurrent();
     return ExitCode::Done;
@@ -273,7 +289,8 @@ Command trendCommand()
         {QStringLiteral("json"), QStringLiteral("Print a JSON object with every point.")},
         {QStringLiteral("svg"),
          QStringLiteral("Draw it into a file as well; - is standard output."),
-         QStringLiteral("OUT")}};
+         QStringLiteral("OUT")},
+        {QStringLiteral("dry-run"), QStringLiteral("Draw for --svg, but write nothing.")}};
     syntax.examples = QStringLiteral(
         "  tessel trend host.process.json cpu/usage                    a minute; Ctrl-C ends it\n"
         "  tessel trend --for 10s host.process.json 'load/*'           several of them\n"
