@@ -148,7 +148,7 @@ std::optional<ProcessDataWatcher::Result> ProcessDataWatcher::Private::look(quin
         return Result::Stopped;
     }
     // Before the generation: where each call finds a new set, nobody would ever look at the name.
-    if (m_place->isRegionGone() && m_place->isOverAt(seen)) {
+    if (m_place->isRegionGone(*m_words) && m_place->isOverAt(seen)) {
         return Result::RegionGone;
     }
     const quint64 newest = generation();
@@ -302,7 +302,7 @@ ProcessDataWatcher::Result ProcessDataWatcher::Private::acknowledge(quint64 &see
     if (m_isStopped) {
         return Result::Stopped;
     }
-    if (!m_place->isRegionGone()) {
+    if (!m_place->isRegionGone(*m_words)) {
         drain();
     }
     m_told = generation();

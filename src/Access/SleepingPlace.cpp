@@ -2,7 +2,6 @@
 #include "Companion/Exchange/Identity_p.h"
 
 #include <atomic>
-#include <cstdint>
 #include <map>
 
 namespace {
@@ -34,6 +33,11 @@ Places &placesOfThisProcess()
     return *known;
 }
 
+bool isFoundByAddress(const MappedMemory &memory)
+{
+    return memory.first.isEmpty();
+}
+
 } // namespace
 
 std::shared_ptr<SleepingPlace> SleepingPlace::of(const SetWaiting::Management *words)
@@ -47,7 +51,7 @@ std::shared_ptr<SleepingPlace> SleepingPlace::of(const SetWaiting::Management *w
     std::weak_ptr<SleepingPlace> &known = places.byMemory[name.memory()];
     auto place = known.lock();
     if (!place) {
-        place = std::make_shared<SleepingPlace>(words, std::move(name));
+        place = std::make_shared<SleepingPlace>(std::move(name));
         known = place;
         return place;
     }
@@ -72,7 +76,7 @@ void SleepingPlace::leaveKernel()
     changed.notify_all();
 }
 
-bool SleepingPlace::isRegionGone()
+bool SleepingPlace::isRegionGone(const SetWaiting::Management &words)
 {
     if (m_isRegionGone) {
         return true;
@@ -82,20 +86,15 @@ bool SleepingPlace::isRegionGone()
         return false;
     }
     m_nextLook = now + SetWaiting::sm_slice;
-    if (!isNameKnown()) {
-        m_name = MappedName(m_words);
+    // A place that was found by the address alone is that of one mapping, which its watchers keep: what is
+    // mapped there is the same at each look.
+    if (isFoundByAddress(m_name.memory())) {
+        m_name = MappedName(&words);
     }
     if (m_name.isCurrent()) {
         return false;
     }
     m_isRegionGone = true;
-    m_lastGeneration = m_words->swapCount.load(std::memory_order_acquire);
+    m_lastGeneration = words.swapCount.load(std::memory_order_acquire);
     return true;
-}
-
-/// A place that was found by the address alone is that of one mapping, which its watchers keep: what is
-/// mapped there is the same at each look.
-bool SleepingPlace::isNameKnown() const
-{
-    return m_name.memory() != MappedMemory({}, reinterpret_cast<std::uintptr_t>(m_words));
 }

@@ -19,11 +19,7 @@ public:
     /// That of the region behind @p words. A forked child has places of its own.
     static std::shared_ptr<SleepingPlace> of(const SetWaiting::Management *words);
 
-    SleepingPlace(const SetWaiting::Management *words, MappedName name)
-        : m_words(words)
-        , m_name(std::move(name))
-    {
-    }
+    explicit SleepingPlace(MappedName name) : m_name(std::move(name)) { }
 
     /// Of all that follows, and of the words of the watchers here.
     std::mutex mutex;
@@ -37,8 +33,9 @@ public:
 
     /// Whether the name of the memory was removed or leads elsewhere. Looks once a second, and as long as
     /// the name could not be found out, for want of a descriptor, for that first. In between it costs
-    /// a look at the clock.
-    bool isRegionGone();
+    /// a look at the clock. @p words are those of the watcher that asks: the mapping of any other may have
+    /// ended.
+    bool isRegionGone(const SetWaiting::Management &words);
     /// Whether that was found out, and whoever has seen generation @p seen has seen all that was published
     /// until then. A publisher who knows of no end may go on, and nobody is to follow him.
     bool isOverAt(quint64 seen) const { return m_isRegionGone && seen >= m_lastGeneration; }
@@ -48,9 +45,6 @@ private:
 
     using Clock = std::chrono::steady_clock;
 
-    bool isNameKnown() const;
-
-    const SetWaiting::Management *const m_words; ///< in the mapping of the first watcher
     MappedName m_name;
     const void *m_sleeper = nullptr; ///< whose thread sleeps in the kernel for all
     bool m_isRegionGone = false;

@@ -46,6 +46,8 @@ private Q_SLOTS:
     void destructionOfTheSleeperHandsOver();
     void boundOfTheSleeperHandsOver();
     void removedNameReachesAllWatchers();
+    void nameIsLookedForAfterTheEndOfTheFirstMapping();
+    void setReachesASleeperAfterTheEndOfTheFirstMapping();
     void watcherThatComesLaterLooksForTheNameAtOnce();
     void placeIsLeftWithItsLastWatcher();
 
@@ -261,6 +263,48 @@ void tst_SharedWaiting::removedNameReachesAllWatchers()
 
     QCOMPARE(waiting.result, Result::RegionGone);
     QCOMPARE(waitingBehind.result, Result::RegionGone);
+}
+
+/// What lies at its address then is no longer the region.
+void tst_SharedWaiting::nameIsLookedForAfterTheEndOfTheFirstMapping()
+{
+    WatchedRegion region;
+    auto first = std::make_unique<AttachedWatcher>(region);
+    AttachedWatcher second(region);
+    const quint64 before = second.watcher.getGeneration();
+    first.reset();
+    QVERIFY(region.publish());
+    QVERIFY(region.description.segment.remove());
+
+    quint64 seen = before;
+    QCOMPARE(second.watcher.wait(seen, 0ms), Result::NewSet);
+    QCOMPARE(seen, before + 1);
+    QCOMPARE(second.watcher.wait(seen, longBound), Result::RegionGone);
+}
+
+void tst_SharedWaiting::setReachesASleeperAfterTheEndOfTheFirstMapping()
+{
+    WatchedRegion region;
+    auto first = std::make_unique<AttachedWatcher>(region);
+    AttachedWatcher second(region);
+    AttachedWatcher third(region);
+    WaitingThread waitingFirst(first->watcher);
+    QVERIFY(isAsleep());
+    WaitingThread waiting(second.watcher);
+    WaitingThread waitingBehind(third.watcher);
+    QVERIFY(waitFor([&] { return waiting.isAsleep() && waitingBehind.isAsleep(); }));
+
+    first->watcher.stop();
+    waitingFirst.join();
+    first.reset();
+    QVERIFY(isAsleep());
+    const bool isPublished = region.publish();
+    waiting.join();
+    waitingBehind.join();
+
+    QVERIFY(isPublished);
+    QCOMPARE(waiting.result, Result::NewSet);
+    QCOMPARE(waitingBehind.result, Result::NewSet);
 }
 
 void tst_SharedWaiting::watcherThatComesLaterLooksForTheNameAtOnce()
