@@ -151,7 +151,7 @@ std::optional<ProcessDataWatcher::Result> ProcessDataWatcher::Private::look(quin
     if (m_place->isRegionGone(*m_words) && m_place->isOverAt(seen)) {
         return Result::RegionGone;
     }
-    const quint64 newest = generation();
+    const quint64 newest = m_place->toldOf(generation());
     if (newest == seen) {
         return std::nullopt;
     }
@@ -265,7 +265,7 @@ void ProcessDataWatcher::Private::tellDescriptor()
         quint64 seen = m_told;
         result = wait(lock, seen, {});
         // It may have been acknowledged in between already.
-        if (result == Result::NewSet && generation() == m_told) {
+        if (result == Result::NewSet && m_place->toldOf(generation()) == m_told) {
             continue;
         }
         m_isArmed = false;
@@ -305,7 +305,7 @@ ProcessDataWatcher::Result ProcessDataWatcher::Private::acknowledge(quint64 &see
     if (!m_place->isRegionGone(*m_words)) {
         drain();
     }
-    m_told = generation();
+    m_told = m_place->toldOf(generation());
     m_isArmed = true;
     callTeller();
     if (m_place->isOverAt(seen)) {

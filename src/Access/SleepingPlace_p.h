@@ -40,6 +40,9 @@ public:
     /// until then. A publisher who knows of no end may go on, and nobody is to follow him.
     bool isOverAt(quint64 seen) const { return m_isRegionGone && seen >= m_lastGeneration; }
 
+    /// What is told where the region has come to generation @p current.
+    quint64 toldOf(quint64 current) const { return m_isRegionGone ? m_lastGeneration : current; }
+
 private:
     Q_DISABLE_COPY(SleepingPlace)
 

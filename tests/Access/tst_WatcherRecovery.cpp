@@ -42,6 +42,7 @@ private Q_SLOTS:
     void goneRegionIsToldByTheDescriptorBesideNewSets();
     void setsOfAGoneRegionAreNotTold();
     void whoIsBehindHearsOfTheLastSetOnce();
+    void whoIsBehindHearsOfNoLaterSet();
 };
 
 void tst_WatcherRecovery::managerThatEndsInsideItsLockWakes()
@@ -203,6 +204,28 @@ void tst_WatcherRecovery::whoIsBehindHearsOfTheLastSetOnce()
     QCOMPARE(behind, seen);
     QCOMPARE(alsoBehind, seen);
     QVERIFY(region.publish());
+    QCOMPARE(watcher.wait(behind, endless), Result::RegionGone);
+    QCOMPARE(watcher.acknowledge(alsoBehind), Result::RegionGone);
+}
+
+void tst_WatcherRecovery::whoIsBehindHearsOfNoLaterSet()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    quint64 behind = watcher.getGeneration();
+    quint64 alsoBehind = behind;
+    QVERIFY(region.publish());
+    quint64 seen = watcher.getGeneration();
+    const quint64 last = seen;
+    QVERIFY(region.description.segment.remove());
+    QCOMPARE(watcher.wait(seen, severalLooks), Result::RegionGone);
+
+    QVERIFY(region.publish());
+
+    QCOMPARE(watcher.wait(behind, endless), Result::NewSet);
+    QCOMPARE(behind, last);
+    QCOMPARE(watcher.acknowledge(alsoBehind), Result::NewSet);
+    QCOMPARE(alsoBehind, last);
     QCOMPARE(watcher.wait(behind, endless), Result::RegionGone);
     QCOMPARE(watcher.acknowledge(alsoBehind), Result::RegionGone);
 }
