@@ -1,6 +1,7 @@
 #include "Access/ProcessDataSnapshot.h"
 
 #include "Access/ConsistentReading_p.h"
+#include "Companion/Exchange/HandlerNumber_p.h"
 #include "Companion/Exchange/SharedBytes_p.h"
 #include "ProcessData/Linux/SlotAccess_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -31,13 +33,21 @@ bool isSameText(const ProcessValue &left, const ProcessValue &right)
     return left.getErrorType() == right.getErrorType() && left.getValue() == right.getValue();
 }
 
-/// Every byte is about to be written: what a former copy has filled is not filled anew.
-void fit(std::vector<unsigned char> &bytes, std::size_t size)
+/// Every byte is about to be written: what a former copy has filled is not filled anew. False if there
+/// is no room.
+bool fit(std::vector<unsigned char> &bytes, std::size_t size)
 {
-    if (bytes.size() != size) {
-        bytes.clear();
-        bytes.resize(size);
+    if (bytes.size() == size) {
+        return true;
     }
+    try {
+        // Not both at once.
+        std::vector<unsigned char>().swap(bytes);
+        bytes.resize(size);
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -45,31 +55,41 @@ void fit(std::vector<unsigned char> &bytes, std::size_t size)
 bool ProcessDataSnapshot::take(ProcessDataManager &manager)
 {
     m_generation = 0;
-    m_handler = nullptr;
+    m_handler = 0;
     if (!manager.isBufferValid()) {
         m_bytes.clear();
         qWarning() << "No process data memory to read from.";
         return false;
     }
     // Before the lock: the longer a set is read, the more often a writer spoils it.
-    fit(m_bytes, manager.getSizeBuffer());
-    const bool isConsistent = ConsistentReading::repeatUntilReliable(manager, [&] {
-        fit(m_bytes, manager.getSizeBuffer());
-        copyShared(m_bytes.data(), manager.getPointerReadBuffer(), m_bytes.size());
-        m_generation = lockedGeneration(manager);
-    });
-    if (!isConsistent) {
+    std::size_t size = manager.getSizeBuffer();
+    bool hasRoom = fit(m_bytes, size);
+    const bool isConsistent = hasRoom && ConsistentReading::repeatUntilReliable(manager, [&] {
+                                  size = manager.getSizeBuffer();
+                                  hasRoom = fit(m_bytes, size);
+                                  if (hasRoom) {
+                                      copyShared(m_bytes.data(), manager.getPointerReadBuffer(),
+                                                 size);
+                                      m_generation = lockedGeneration(manager);
+                                  }
+                              });
+    if (!hasRoom) {
+        qWarning().noquote()
+            << QStringLiteral("No room for a copy of %1 bytes of process data.").arg(size);
+    }
+    if (!isConsistent || !hasRoom) {
         m_bytes.clear();
         m_generation = 0;
         return false;
     }
-    m_handler = ManagerAccess::handler(manager);
+    m_handler = HandlerNumber::of(ManagerAccess::handler(manager));
     return true;
 }
 
 bool ProcessDataSnapshot::holds(const ProcessDataValue &leaf) const
 {
-    return !isEmpty() && SlotAccess::isBound(leaf) && SlotAccess::handler(leaf) == m_handler
+    return !isEmpty() && SlotAccess::isBound(leaf)
+           && HandlerNumber::of(SlotAccess::handler(leaf)) == m_handler
            && SlotAccess::bufferSize(leaf) == getSize();
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Companion/BufferHandlerInterface.h"
 #include "Configuration/ConfigurationAndProcessDataBase.h"
 #include "ProcessData/ProcessValue.h"
 
@@ -24,8 +23,8 @@ public:
 
     /// Copies the published set, in place of what was copied before. Repeats as readConsistently()
     /// does; inside a read lock of this thread it copies the set of that lock, and its unlock decides.
-    /// False, with the reason in the log, if no consistent set was to be had; the snapshot is empty
-    /// then.
+    /// False, with the reason in the log, if no consistent set was to be had, or no room for one; the
+    /// snapshot is empty then.
     bool take(ProcessDataManager &manager);
 
     /// Whether there is nothing in it.
@@ -56,5 +55,5 @@ private:
 
     std::vector<unsigned char> m_bytes;
     quint64 m_generation = 0;
-    const BufferHandlerInterface *m_handler = nullptr; ///< says whose copy it is; not for use
+    quint64 m_handler = 0; ///< number of the one whose copy it is
 };

@@ -145,6 +145,7 @@ public:
 private:
     friend class OptimisticRead; // the library's own short way to read one value
     friend class SetWaiting;     // and to wait for the next set
+    friend class HandlerNumber;
 
     bool isUsable() const;
     void joinFormat(SystemVSemaphoreBaseClass::CreationType type, const QString &semaphoreKey);

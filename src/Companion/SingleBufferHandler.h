@@ -33,6 +33,8 @@ public:
     quint32 bufferSize() override { return m_size; }
 
 private:
+    friend class HandlerNumber;
+
     BufferPointer m_buffer;
     quint32 m_size;
     quint64 m_number; ///< of this handler, for what threads note about it
