@@ -108,7 +108,7 @@ public:
         /// layout finds where. Only together with `fingerprint`.
         std::atomic<quint32> layoutParts[32];
         /// Processes that attached with another layout than the creator's: the process id in the upper half,
-        /// the lower half of its start in the lower one. 0: free, and so is that of a process that has ended.
+        /// the lower half of its start in the lower one; 0 there: it came before the fingerprint. 0: free, and so is that of a process that has ended.
         std::atomic<quint64> otherLayouts[8];
         /// Zero, for words to come.
         unsigned char reserved[64];

@@ -7,6 +7,7 @@
 #include "Inspection/RegionUsers.h"
 #include "ProcessDataManagement/LayoutDigest_p.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
+#include "ProcessDataManagement/ProcessStart_p.h"
 
 #include <QFileInfo>
 
@@ -113,14 +114,17 @@ std::optional<qint64> RegionInspection::Private::offsetOf(Buffer buffer) const
     return buffer == Buffer::First ? first : first + description->bufferSize;
 }
 
-std::optional<std::vector<quint64>> RegionInspection::Private::otherLayouts() const
+std::optional<OtherLayouts> RegionInspection::Private::otherLayouts() const
 {
     Block block{};
     // Without a fingerprint there was nothing to compare with.
     if (!readBlock(block) || block.fingerprint == 0) {
         return {};
     }
-    return std::vector<quint64>(std::cbegin(block.otherLayouts), std::cend(block.otherLayouts));
+    ProcessStart start;
+    start.ticks = block.creatorStart;
+    return OtherLayouts{{std::cbegin(block.otherLayouts), std::cend(block.otherLayouts)},
+                        ProcessStart::wordOf(creatorIn(block).pid, start)};
 }
 
 std::optional<LayoutLeaf> RegionInspection::Private::findLeaf(const QString &url) const

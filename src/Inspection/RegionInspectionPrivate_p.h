@@ -7,6 +7,13 @@
 #include "ProcessDataManagement/LayoutDigest_p.h"
 #include "ProcessDataManagement/LayoutTable_p.h"
 
+/// Words of processes, as ProcessStart makes them.
+struct OtherLayouts
+{
+    std::vector<quint64> words; ///< of those that have attached with another layout; 0: a free place
+    quint64 creator;            ///< who has the layout of the region
+};
+
 /// What an inspection keeps of its description, and the memory.
 class RegionInspection::Private
 {
@@ -40,9 +47,8 @@ public:
     bool hasSizeOfDescription() const;
     /// Where a buffer of the description begins; none if the region has no such buffer.
     std::optional<qint64> offsetOf(Buffer buffer) const;
-    /// The words of the processes that have attached with another layout, 0 in a free place; none where
-    /// nobody could have noted himself.
-    std::optional<std::vector<quint64>> otherLayouts() const;
+    /// Of the block; none where nobody could have noted himself.
+    std::optional<OtherLayouts> otherLayouts() const;
     static CreatorSearch::Creator creatorIn(const Block &block);
     std::optional<LayoutLeaf> findLeaf(const QString &url) const;
     /// The bytes of a slot, if they lie inside a buffer of the description.

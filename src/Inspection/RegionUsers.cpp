@@ -53,9 +53,26 @@ std::optional<bool> isNoted(quint64 word, const User &user)
     return user.ownPid != 0 ? std::optional<bool>(true) : std::nullopt;
 }
 
-/// By the words that such processes leave in the block.
-std::optional<bool> isAmong(const std::vector<quint64> &words, const User &user)
+/// Whether @p user may be a child of the process that left @p word, with its memory: a fork leaves none.
+/// A child is not older, whatever the upper half of the start was, and in the time of its parent.
+bool mayBeChildOf(quint64 word, const User &user)
 {
+    const pid_t noted = ProcessStart::pidOf(word);
+    // Ids go round, but not in so short a time.
+    if (noted == 0 || noted == user.ownPid) {
+        return false;
+    }
+    const quint64 start = word - ProcessStart::wordOf(noted, {});
+    return user.start.ticks == 0 || !user.hasOwnTime || start <= user.start.ticks;
+}
+
+/// By the words that such processes leave in the block.
+std::optional<bool> isAmong(const OtherLayouts &others, const User &user)
+{
+    const std::vector<quint64> &words = others.words;
+    // Who has made the memory has inherited it from nobody.
+    const bool isCreator = user.ownPid != 0 && user.start.ticks != 0
+                           && others.creator == ProcessStart::wordOf(user.ownPid, user.start);
     // Where all places are taken others have found none.
     bool isOpen = std::find(words.cbegin(), words.cend(), 0U) == words.cend();
     for (const quint64 word : words) {
@@ -63,7 +80,7 @@ std::optional<bool> isAmong(const std::vector<quint64> &words, const User &user)
         if (isThis == true) {
             return true;
         }
-        isOpen = isOpen || !isThis;
+        isOpen = isOpen || !isThis || (!isCreator && mayBeChildOf(word, user));
     }
     return isOpen ? std::nullopt : std::optional<bool>(false);
 }
@@ -124,7 +141,7 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
     FileIdentity current{};
     const bool isThere = RegionFile::find(name, current);
     const QByteArray path = RegionFile::pathInTable(name);
-    const std::optional<std::vector<quint64>> otherLayouts = region.m_private->otherLayouts();
+    const std::optional<OtherLayouts> otherLayouts = region.m_private->otherLayouts();
     QVector<RegionUser> users;
     for (const auto &user : m_private->users) {
         for (const auto &mapping : user.mappings) {

@@ -12,6 +12,8 @@
 
 namespace {
 
+using LayoutNote::BaseClassSharedPointer;
+
 bool isRunning(quint64 word)
 {
     const ProcessStart start = ProcessStart::of(ProcessStart::pidOf(word));
@@ -31,15 +33,37 @@ bool takePlace(PingPongBufferHandler::ManagementBuffer &management, quint64 own,
 }
 
 /// For whoever asks which processes to start again. Where all places are taken there are enough names.
-void noteOtherLayout(PingPongBufferHandler::ManagementBuffer &management)
+void note(PingPongBufferHandler::ManagementBuffer &management, quint64 own)
 {
-    const quint64 own = ProcessStart::wordOf(getpid(), ProcessStart::own());
     // A process of another namespace cannot be told from one that has ended: their places come last.
     const bool isNoted = takePlace(management, own, [own](quint64 word) { return word == own; })
                          || takePlace(management, own, [](quint64 word) { return word == 0; });
     if (!isNoted) {
         takePlace(management, own, [](quint64 word) { return !isRunning(word); });
     }
+}
+
+void noteOtherLayout(PingPongBufferHandler::ManagementBuffer &management)
+{
+    note(management, ProcessStart::wordOf(getpid(), ProcessStart::own()));
+}
+
+/// Without its start the word tells nothing of this process but that it may have another one.
+void noteUnknownLayout(PingPongBufferHandler::ManagementBuffer &management)
+{
+    note(management, ProcessStart::wordOf(getpid(), {}));
+}
+
+/// @p parts are those of the creator.
+void warn(const BaseClassSharedPointer &root, const LayoutFingerprint::Parts &parts,
+          quint32 bufferSize, const QString &key)
+{
+    const LayoutTable leaves(root);
+    const QString first = LayoutDigest::findFirstDifference(
+        [&leaves](const auto &take) { leaves.giveAll(take); }, parts, bufferSize);
+    qWarning() << "The region of" << key << "has another layout than this process description, from"
+               << (first.isEmpty() ? QStringLiteral("a leaf that is missing here") : first)
+               << "on: values may be wrong. Start all processes with the same description.";
 }
 
 } // namespace
@@ -64,7 +88,9 @@ void compare(PingPongBufferHandler::ManagementBuffer &management,
 {
     const quint64 others = management.fingerprint.load(std::memory_order_acquire);
     if (others == 0) {
-        return; // The creator knew nothing of it, or is not that far.
+        // The creator knew nothing of it, or is not that far.
+        noteUnknownLayout(management);
+        return;
     }
     if (LayoutDigest::valueOf(root) == others) {
         return;
@@ -74,12 +100,15 @@ void compare(PingPongBufferHandler::ManagementBuffer &management,
         std::cbegin(management.layoutParts), std::cend(management.layoutParts), parts.begin(),
         [](const std::atomic<quint32> &part) { return part.load(std::memory_order_relaxed); });
     noteOtherLayout(management);
-    const LayoutTable leaves(root);
-    const QString first = LayoutDigest::findFirstDifference(
-        [&leaves](const auto &take) { leaves.giveAll(take); }, parts, bufferSize);
-    qWarning() << "The region of" << key << "has another layout than this process description, from"
-               << (first.isEmpty() ? QStringLiteral("a leaf that is missing here") : first)
-               << "on: values may be wrong. Start all processes with the same description.";
+    warn(root, parts, bufferSize, key);
+}
+
+void noteSingle(PingPongBufferHandler::ManagementBuffer &management,
+                const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key)
+{
+    noteOtherLayout(management);
+    // As of a region without leaves: none is where it is described.
+    warn(root, {}, bufferSize, key);
 }
 
 } // namespace LayoutNote

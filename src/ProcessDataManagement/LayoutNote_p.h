@@ -13,8 +13,14 @@ using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedP
 void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassSharedPointer &root,
            quint32 bufferSize);
 /// A warning if the creator of the region @p key had another layout than @p root, and a note in the region
-/// that this process has. Whatever it had, the slots lie inside the buffer, so that the process may go on.
+/// that this process has. Whatever it had, the slots lie inside the buffer, so that the process may go on. Where
+/// the creator has not said its layout yet the note tells that nobody has compared.
 void compare(PingPongBufferHandler::ManagementBuffer &management,
              const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key);
+
+/// The same for a description with a single buffer, whose leaves lie elsewhere in such a region, whatever
+/// their offsets are.
+void noteSingle(PingPongBufferHandler::ManagementBuffer &management,
+                const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key);
 
 } // namespace LayoutNote

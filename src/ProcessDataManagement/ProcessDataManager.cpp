@@ -107,13 +107,15 @@ ProcessDataValue *processValueOf(ConfigurationAndProcessDataBase *leaf)
                : dynamic_cast<ProcessDataValue *>(leaf);
 }
 
-/// What the management block says of creator and layout. A single buffer has none.
+/// What the management block says of creator and layout. A region with a single buffer has none.
 void exchangeLayout(SharedMemory &memory, const ProcessDataManager::BaseClassSharedPointer &root,
-                    ProcessDataManager::InitTypeSharedMemory type, const QString &key)
+                    ProcessDataManager::InitTypeSharedMemory type, bool doubleBuffer,
+                    const QString &key)
 {
     const quint32 blockSize = PingPongBufferHandler::getSizeManagementBuffer();
     auto *management = static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data());
-    if (management == nullptr
+    // Where the description has a single buffer the region may be smaller than a block.
+    if (management == nullptr || memory.size() < static_cast<int>(blockSize)
         || management->format.load(std::memory_order_acquire)
                != PingPongBufferHandler::formatWord()) {
         return;
@@ -122,6 +124,8 @@ void exchangeLayout(SharedMemory &memory, const ProcessDataManager::BaseClassSha
     const quint32 bufferSize = (static_cast<quint32>(memory.size()) - blockSize) / 2;
     if (type == ProcessDataManager::InitTypeSharedMemoryCreate) {
         LayoutNote::write(*management, root, bufferSize);
+    } else if (!doubleBuffer) {
+        LayoutNote::noteSingle(*management, root, bufferSize, key);
     } else {
         LayoutNote::compare(*management, root, bufferSize, key);
     }
@@ -223,9 +227,8 @@ bool ProcessDataManager::createProcessDataMemory(const BaseClassSharedPointer &r
     }
     // A leaf that cannot be bound or filled has said so in the log and does not stop the others.
     setPointerToBufferHandler(root, type);
-    if (doubleBuffer) {
-        exchangeLayout(m_sharedMemory, root, type, key);
-    }
+    // A creator has cleared its memory: there is no block of a former region with two buffers.
+    exchangeLayout(m_sharedMemory, root, type, doubleBuffer, key);
     initSharedMemoryValues(root, type);
     return true;
 }

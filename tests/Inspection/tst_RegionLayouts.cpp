@@ -126,6 +126,9 @@ class tst_RegionLayouts : public QObject
 
 private Q_SLOTS:
     void notedProcessHasAnotherLayoutAndNobodyElse();
+    void forkedChildOfANotedProcessIsUnknown();
+    void processThatAttachedBeforeTheFingerprintIsUnknown();
+    void descriptionWithASingleBufferIsAnotherLayout();
     void processBesideAFullListIsUnknown();
     void noteOfAFormerProcessOfTheIdCountsNothing();
     void processWhoseTimeIsNotToBeHadIsUnknown();
@@ -149,6 +152,72 @@ void tst_RegionLayouts::notedProcessHasAnotherLayoutAndNobodyElse()
 
     QVERIFY(layoutBeside(description.inspect()) == true);
     QVERIFY(ownLayout(description.inspect()) == false);
+}
+
+/// It has the memory of its parent, whether that one still runs or not, and no start of its own noted.
+void tst_RegionLayouts::forkedChildOfANotedProcessIsUnknown()
+{
+    const TwoNumbers description;
+    const OtherNumbers other(description);
+    const QuietManager creator(description, create);
+    ChildProcess child([&other](const ChildSide &side) {
+        const QuietManager manager(other, attach);
+        CHILD_VERIFY(manager.isValid());
+        const pid_t inside = fork();
+        if (inside == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            side.say();
+            side.waitForWord();
+            _exit(0);
+        }
+        int status = 0;
+        CHILD_VERIFY(waitpid(inside, &status, 0) == inside && status == 0);
+        return 0;
+    });
+    QVERIFY(child.waitUntilReady());
+
+    std::vector<std::optional<bool>> found;
+    for (const auto &user : description.inspect().getUsers()) {
+        found.push_back(user.hasOtherLayout);
+    }
+
+    QCOMPARE(found.size(), std::size_t{3});
+    QCOMPARE(std::count(found.cbegin(), found.cend(), std::optional<bool>(true)), 1);
+    QCOMPARE(std::count(found.cbegin(), found.cend(), std::nullopt), 1);
+    QVERIFY(ownLayout(description.inspect()) == false);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+/// Nobody has compared.
+void tst_RegionLayouts::processThatAttachedBeforeTheFingerprintIsUnknown()
+{
+    const TwoNumbers description;
+    const OtherNumbers other(description);
+    const QuietManager creator(description, create);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    const quint64 fingerprint = block.management()->fingerprint.exchange(0);
+    ChildProcess child(attaching(other));
+    QVERIFY(child.waitUntilReady());
+
+    block.management()->fingerprint = fingerprint;
+
+    QVERIFY(!layoutBeside(description.inspect()).has_value());
+    QVERIFY(ownLayout(description.inspect()) == false);
+}
+
+/// Its leaves lie elsewhere though they have the same offsets.
+void tst_RegionLayouts::descriptionWithASingleBufferIsAnotherLayout()
+{
+    const TwoNumbers description;
+    TwoNumbers single(false);
+    single.key = description.key;
+    const QuietManager creator(description, create);
+    ChildProcess child(attaching(single));
+    QVERIFY(child.waitUntilReady());
+
+    QVERIFY(layoutBeside(description.inspect()) == true);
 }
 
 /// Nobody who came later could have noted himself.
@@ -283,10 +352,11 @@ void tst_RegionLayouts::processWhoseOwnNumberIsNotToBeHadIsUnknown()
     MappedRegion block(description.segment);
     QVERIFY(block.attach());
     auto &place = block.management()->otherLayouts[0];
-    place += pidUnit;
+    place += pidUnit + 1;
     const RegionInspection region = description.inspect();
     QVERIFY(ownLayout(region) == false);
 
+    place -= 1;
     refusedFile = "/proc/" + std::to_string(getpid()) + "/status";
     const std::optional<bool> found = ownLayout(region);
     place += 1;

@@ -97,6 +97,7 @@ private Q_SLOTS:
     void otherLayoutIsOneWarningAndNoHindrance();
     void leafThatIsMissingHereIsTold();
     void unknownLayoutIsNoOther();
+    void descriptionWithASingleBufferIsWarned();
     void singleBufferSaysNothing();
 };
 
@@ -290,6 +291,24 @@ void tst_LayoutOfRegions::unknownLayoutIsNoOther()
     QVERIFY(attacher.createProcessData(description.parse(), attach));
 
     COMPARE_LOG(log, attachmentLine(description));
+}
+
+void tst_LayoutOfRegions::descriptionWithASingleBufferIsWarned()
+{
+    const TwoNumbers description;
+    ProcessDescription single(16);
+    single.key = description.key;
+    single.leaves = description.leaves;
+    ProcessDataManager creator;
+    ProcessDataManager attacher;
+    LogCapture log;
+    QVERIFY(creator.createProcessData(description.parse(), create));
+    log.take();
+
+    QVERIFY(attacher.createProcessData(single.parse(), attach));
+
+    COMPARE_LOG(log, attachmentLine(single), mismatch(single, "a"));
+    QCOMPARE(SeenBlock(description)->otherLayouts[0].load(), ownWord());
 }
 
 void tst_LayoutOfRegions::singleBufferSaysNothing()
