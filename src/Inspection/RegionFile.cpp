@@ -60,10 +60,31 @@ bool mayBeFile(const QString &name)
                                                   : errno != ENOENT && errno != ELOOP;
 }
 
+/// Why it can be no region; 0 if it can. An empty file may become one.
+int errorOf(const struct stat &status)
+{
+    if (!S_ISREG(status.st_mode)) {
+        return S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP;
+    }
+    if (status.st_size == 0) {
+        return EINVAL;
+    }
+    return status.st_size > std::numeric_limits<qint32>::max() ? EFBIG : 0;
+}
+
 } // namespace
 
-RegionFile::RegionFile(const QString &name) : m_fd(openForReading(name))
+RegionFile::RegionFile(const QString &name)
 {
+    // Asked before as well, as to open a device may set it going.
+    struct stat named = {};
+    if (findStatus(name, named) && !S_ISREG(named.st_mode) && !S_ISLNK(named.st_mode)) {
+        m_error = errorOf(named);
+        m_isFound = true;
+        m_identity = {named.st_dev, named.st_ino};
+        return;
+    }
+    m_fd = openForReading(name);
     if (m_fd < 0) {
         m_error = errno;
         struct stat status = {};
@@ -75,10 +96,8 @@ RegionFile::RegionFile(const QString &name) : m_fd(openForReading(name))
     struct stat status = {};
     if (::fstat(m_fd, &status) != 0) {
         m_error = errno;
-    } else if (!S_ISREG(status.st_mode) || status.st_size == 0) {
-        m_error = EINVAL;
-    } else if (status.st_size > std::numeric_limits<qint32>::max()) {
-        m_error = EFBIG;
+    } else {
+        m_error = errorOf(status);
     }
     m_identity = {status.st_dev, status.st_ino};
     if (m_error != 0) {

@@ -55,6 +55,8 @@ private Q_SLOTS:
     void otherFormatIsRefusedAtOnce();
     void descriptionWithoutMemoryIsRefused();
     void keyThatNoMemoryCanHaveIsRefusedAtOnce();
+    void whatCanBeNoRegionIsRefusedAtOnce_data();
+    void whatCanBeNoRegionIsRefusedAtOnce();
     void folderIsWaitedForAsWell();
 };
 
@@ -312,6 +314,40 @@ void tst_ToolWait::keyThatNoMemoryCanHaveIsRefusedAtOnce()
         QCOMPARE(result.error, QStringLiteral("tessel: %1: cannot attach to region 'plant/tank': "
                                               "Invalid argument\n")
                                    .arg(file));
+    }
+}
+
+void tst_ToolWait::whatCanBeNoRegionIsRefusedAtOnce_data()
+{
+    QTest::addColumn<bool>("isFolder");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("pipe") << false << QStringLiteral("Operation not supported");
+    QTest::newRow("folder") << true << QStringLiteral("Is a directory");
+}
+
+void tst_ToolWait::whatCanBeNoRegionIsRefusedAtOnce()
+{
+    QFETCH(bool, isFolder);
+    QFETCH(QString, reason);
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    const SegmentFile segment(description.key() + QStringLiteral("SharedMemory"));
+    const QByteArray path = segment.path().toLocal8Bit();
+    QCOMPARE(isFolder ? mkdir(path.constData(), 0777) : mkfifo(path.constData(), 0666), 0);
+
+    QVector<ToolResult> results;
+    for (const auto &arguments :
+         {QStringList{QStringLiteral("wait"), QStringLiteral("--timeout=60")},
+          QStringList{QStringLiteral("get")}}) {
+        results.append(runTool(arguments + QStringList{file}));
+    }
+    rmdir(path.constData()); // a pipe goes with the segment
+
+    for (const auto &result : results) {
+        QCOMPARE(result.exitCode, 4);
+        QCOMPARE(result.output, QString());
+        QCOMPARE(result.error, QStringLiteral("tessel: %1: cannot attach to region '%2': %3\n")
+                                   .arg(file, description.key(), reason));
     }
 }
 
