@@ -10,8 +10,9 @@
 /// Words of processes, as ProcessStart makes them.
 struct OtherLayouts
 {
-    std::vector<quint64> words; ///< of those that have attached with another layout; 0: a free place
-    quint64 creator;            ///< who has the layout of the region
+    std::vector<quint64>
+        words;       ///< of those that have attached with another layout; 0: a free place
+    quint64 creator; ///< who has the layout of the region
 };
 
 /// What an inspection keeps of its description, and the memory.

@@ -360,10 +360,9 @@ void tst_RegionProcesses::processOfAnotherNamespaceIsMarked()
 
     const QVector<RegionUser> users = usersBeside(description.inspect(), getpid());
 
-    // The one in between has inherited the memory.
+    // The one in between has inherited the memory. Started in the same tick it might be a child.
     QCOMPARE(users.size(), 2);
-    QVERIFY(users[0].hasOtherLayout.has_value() && users[1].hasOtherLayout.has_value());
-    QVERIFY(users[0].hasOtherLayout != users[1].hasOtherLayout);
+    QVERIFY((users[0].hasOtherLayout == true) != (users[1].hasOtherLayout == true));
     child.tell();
     QCOMPARE(child.waitForExit(), 0);
 }
