@@ -74,8 +74,7 @@ bool ProcessDataSnapshot::take(ProcessDataManager &manager)
                                   }
                               });
     if (!hasRoom) {
-        qWarning().noquote()
-            << QStringLiteral("No room for a copy of %1 bytes of process data.").arg(size);
+        qWarning() << "No room for a copy of" << size << "bytes of process data.";
     }
     if (!isConsistent || !hasRoom) {
         m_bytes.clear();
