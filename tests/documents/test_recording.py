@@ -47,7 +47,7 @@ class Recording(unittest.TestCase):
     def test_screen_stands_in_the_guide_and_tells_its_story(self):
         self.assertIn("pictures/watch-tui.svg", document("docs/guide/04-reader.md").text)
         shown = sources.read("docs/pictures/watch-tui.svg")
-        for text in ("tessel watch --tui", "●* ", "pump/speed", "sensor-breakage", "overrange",
+        for text in ("tessel watch --tui", "●*<", "pump/speed", "sensor-breakage", "overrange",
                      "2 of 4: only not valid", "the region has gone"):
             self.assertIn(text, shown)
         self.assertLess(len(shown.encode()), 200_000)

@@ -319,17 +319,17 @@ Command watchCommand()
     syntax.positionals = {fileArgument(), urlsArgument()};
     syntax.leastPositionals = 1;
     syntax.mostPositionals = -1;
-    syntax.options = {{QStringLiteral("interval"),
-                       QStringLiteral("Milliseconds from one set to the next (1000)."),
-                       QStringLiteral("MS")},
-                      {QStringLiteral("on-change"),
-                       QStringLiteral("Each set when it is published, --interval at least apart.")},
-                      {QStringLiteral("count"),
-                       QStringLiteral("End after so many sets; without it SIGINT or SIGTERM ends."),
-                       QStringLiteral("N")},
-                      {QStringLiteral("tui"),
-                       QStringLiteral("The full screen: a tree to fold, filter and pin, with a "
-                                      "trend; ? there tells the keys.")}};
+    syntax.options = {
+        {QStringLiteral("interval"),
+         QStringLiteral("Milliseconds from one set to the next (1000)."), QStringLiteral("MS")},
+        {QStringLiteral("on-change"),
+         QStringLiteral("Each set when it is published, --interval at least apart.")},
+        {QStringLiteral("count"),
+         QStringLiteral("End after so many sets; without it SIGINT or SIGTERM ends."),
+         QStringLiteral("N")},
+        {QStringLiteral("tui"),
+         QStringLiteral(
+             "The full screen: a tree with filter, pins and a trend; ? tells the keys.")}};
     syntax.examples = QStringLiteral(
         "  tessel watch host.process.json                           a table in place\n"
         "  tessel watch --interval 200 host.process.json cpu load   two nodes, quickly\n"
