@@ -1,0 +1,130 @@
+#include "mqtt/Commands.h"
+
+#include "Access/ProcessDataGuards.h"
+#include "mqtt/WireValue.h"
+#include "mqtt/WriteCheck.h"
+#include "service/ServiceLog.h"
+
+namespace {
+
+/// Lines in the log for one message; whoever can send commands must not fill the disk.
+constexpr int mostLines = 5;
+
+QString nameOf(const Metric &metric)
+{
+    if (!metric.name.isEmpty()) {
+        return QLatin1Char('\'') + metric.name.left(200) + QLatin1Char('\'');
+    }
+    return metric.alias ? QStringLiteral("alias %1").arg(*metric.alias)
+                        : QStringLiteral("a metric without name");
+}
+
+class RefusalLines
+{
+public:
+    void add(const QString &line)
+    {
+        if (++m_count <= mostLines) {
+            ServiceLog::warning(line);
+        }
+    }
+    ~RefusalLines()
+    {
+        if (m_count > mostLines) {
+            ServiceLog::warning(QStringLiteral("a command: %1 more metrics of it are refused")
+                                    .arg(m_count - mostLines));
+        }
+    }
+
+    RefusalLines() = default;
+    RefusalLines(const RefusalLines &) = delete;
+    RefusalLines &operator=(const RefusalLines &) = delete;
+
+private:
+    int m_count = 0;
+};
+
+} // namespace
+
+void Commands::write(const QString &device, const Payload &payload)
+{
+    QVector<LeafWrite> writes;
+    RefusalLines refused;
+    for (const auto &metric : payload.metrics) {
+        LeafWrite write{-1, {}};
+        const QString problem = problemOf(device, metric, write);
+        if (problem.isEmpty()) {
+            writes.append(write);
+        } else {
+            refused.add(QStringLiteral("a command to write %1 of device '%2' is refused: %3")
+                            .arg(nameOf(metric), device, problem));
+        }
+        if (write.leaf >= 0) {
+            m_values.ask(write.leaf);
+        }
+    }
+    if (!writes.isEmpty() && !publish(writes)) {
+        ServiceLog::error(QStringLiteral("a command to write %1 values of device '%2' could not be "
+                                         "carried out: no lock on the region was to be had")
+                              .arg(writes.size())
+                              .arg(device));
+    }
+}
+
+bool Commands::isRebirth(const Payload &payload)
+{
+    bool isAsked = false;
+    RefusalLines refused;
+    for (const auto &metric : payload.metrics) {
+        if (metric.name == rebirthName() && metric.value.userType() == QMetaType::Bool) {
+            isAsked = isAsked || metric.value.toBool();
+        } else {
+            refused.add(
+                QStringLiteral("a command to the node is refused: %1 is none that it knows; "
+                               "'%2', a boolean, is")
+                    .arg(nameOf(metric), rebirthName()));
+        }
+    }
+    return isAsked;
+}
+
+QString Commands::problemOf(const QString &device, const Metric &metric, LeafWrite &write) const
+{
+    write.leaf = m_values.leafOf(device, metric);
+    if (write.leaf < 0) {
+        return QStringLiteral("there is no such leaf");
+    }
+    const FollowedLeaf &leaf = m_follower.leaves()[write.leaf];
+    if (!m_settings.writable.leadsTo(leaf.url)) {
+        return QStringLiteral("the configuration does not allow it; 'allow-write = %1' does")
+            .arg(leaf.url);
+    }
+    const DataType type = dataTypeOf(leaf.type);
+    write.value = metric.isNull ? QVariant() : valueOfWire(type, metric.value);
+    const bool isOtherType = metric.type != DataType::Unknown && metric.type != type;
+    if (!write.value.isValid() || isOtherType) {
+        return QStringLiteral("it holds no value of type %1").arg(dataTypeName(type));
+    }
+    return problemOfWrite(leaf, write.value);
+}
+
+bool Commands::publish(const QVector<LeafWrite> &writes)
+{
+    if (m_follower.manager() == nullptr) {
+        return false;
+    }
+    const LibraryReasons reasons;
+    ProcessDataWriteGuard guard(*m_follower.manager());
+    if (!guard.isLocked()) {
+        return false;
+    }
+    for (const auto &write : writes) {
+        const FollowedLeaf &leaf = m_follower.leaves()[write.leaf];
+        if (!leaf.element->setValueNoLock(
+                {write.value, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID})) {
+            ServiceLog::error(
+                QStringLiteral("'%1' was not written: %2").arg(leaf.url, reasons.text()));
+        }
+    }
+    return guard.publish();
+}

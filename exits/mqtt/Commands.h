@@ -1,0 +1,40 @@
+#pragma once
+
+#include "mqtt/NodeValues.h"
+
+/// What commands of the plant do to values.
+class Commands
+{
+public:
+    /// All have to live longer.
+    Commands(RegionFollower &follower, NodeValues &values, const NodeSettings &settings)
+        : m_follower(follower)
+        , m_values(values)
+        , m_settings(settings)
+    {
+    }
+
+    /// Writes what @p payload asks of @p device, as one set. What is refused is told in the log; it and what
+    /// was written is told to the plant with the next report.
+    void write(const QString &device, const Payload &payload);
+    /// Whether @p payload asks for new births. What else is in it is told in the log.
+    static bool isRebirth(const Payload &payload);
+
+    /// The metric that asks for new births.
+    static QString rebirthName() { return QStringLiteral("Node Control/Rebirth"); }
+
+private:
+    struct LeafWrite
+    {
+        int leaf;
+        QVariant value;
+    };
+
+    /// Empty with a leaf and a value in @p write.
+    QString problemOf(const QString &device, const Metric &metric, LeafWrite &write) const;
+    bool publish(const QVector<LeafWrite> &writes);
+
+    RegionFollower &m_follower;
+    NodeValues &m_values;
+    const NodeSettings &m_settings;
+};

@@ -1,0 +1,414 @@
+#include "mqtt/EdgeNode.h"
+
+#include "mqtt/PayloadDecoding.h"
+#include "mqtt/PayloadEncoding.h"
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <QDateTime>
+
+#include <limits>
+
+namespace {
+
+/// A session that stood for so long was a good one: the next attempt is made soon.
+constexpr qint64 goodSession = 10000;
+/// From one telling of all births to the next that somebody asks for.
+constexpr int leastBirthInterval = 1000;
+/// For the death and the leave to get through.
+constexpr int longestLeave = 500;
+/// Metrics of an entry of the ring, which is dropped as a whole.
+constexpr int mostKeptTogether = 250;
+
+void warnOfUnused(const QStringList &patterns, const char *key, const RegionFollower &region)
+{
+    QStringList urls;
+    for (const auto &leaf : region.leaves()) {
+        urls.append(leaf.url);
+    }
+    const QString unused = UrlChoice(patterns).findUnused(urls);
+    if (!unused.isEmpty()) {
+        ServiceLog::warning(QStringLiteral("%1 '%2' leads to no leaf of %3; 'tessel get' shows "
+                                           "their URLs")
+                                .arg(QLatin1String(key), unused, region.path()));
+    }
+}
+
+} // namespace
+
+EdgeNode::EdgeNode(RegionFollower &follower, const NodeSettings &settings, BirthCounter &counter,
+                   HistoryRing &history, QObject *parent)
+    : QObject(parent)
+    , m_follower(follower)
+    , m_settings(settings)
+    , m_counter(counter)
+    , m_history(history)
+    , m_values(follower, settings)
+    , m_commands(follower, m_values, settings)
+    , m_backoff(settings.leastDelay, settings.longestDelay)
+{
+    for (QTimer *const timer : {&m_reconnect, &m_later, &m_rebirth, &m_leaving}) {
+        timer->setSingleShot(true);
+    }
+    connect(&m_reconnect, &QTimer::timeout, this, &EdgeNode::connectToBroker);
+    connect(&m_later, &QTimer::timeout, this, &EdgeNode::report);
+    connect(&m_rebirth, &QTimer::timeout, this, &EdgeNode::giveBirth);
+    connect(&m_leaving, &QTimer::timeout, this,
+            [this] { handleEnded(QStringLiteral("it did not take leave in time"), true); });
+    connect(&follower, &RegionFollower::upChanged, this, &EdgeNode::handleUp);
+    connect(&follower, &RegionFollower::setPublished, this, &EdgeNode::report);
+    connect(&follower, &RegionFollower::leavesChanged, this, [this] { m_values.takeLeaves(); });
+}
+
+EdgeNode::~EdgeNode() = default;
+
+void EdgeNode::start()
+{
+    warnOfUnused(m_settings.writablePatterns, "allow-write", m_follower);
+    warnOfUnused(m_settings.rulePatterns, "report", m_follower);
+    report();
+    connectToBroker();
+}
+
+void EdgeNode::finish()
+{
+    if (m_stage == Stage::Finishing) {
+        return;
+    }
+    m_reconnect.stop();
+    leave(Stage::Finishing);
+}
+
+void EdgeNode::connectToBroker()
+{
+    m_session = m_counter.next();
+    m_host.forget();
+    Payload death;
+    death.metrics.append(sessionMetric());
+    const BrokerMessage will{topic("NDEATH"), encodePayload(death), 1};
+    try {
+        m_connection = std::make_unique<BrokerConnection>(broker(), will);
+    } catch (const Refusal &refusal) {
+        // Files may be mended while the program runs.
+        handleEnded(refusal.text, false);
+        return;
+    }
+    const BrokerConnection *const connection = m_connection.get();
+    connect(connection, &BrokerConnection::connected, this, &EdgeNode::handleConnected);
+    connect(connection, &BrokerConnection::subscribed, this, &EdgeNode::handleSubscribed);
+    connect(connection, &BrokerConnection::received, this, &EdgeNode::handleMessage);
+    connect(connection, &BrokerConnection::sent, this, &EdgeNode::handleSent);
+    connect(connection, &BrokerConnection::ended, this, &EdgeNode::handleEnded);
+}
+
+void EdgeNode::handleConnected()
+{
+    if (m_stage != Stage::Away) {
+        return;
+    }
+    QStringList topics{topic("NCMD"), topic("DCMD", QStringLiteral("+"))};
+    if (!m_settings.primaryHost.isEmpty()) {
+        topics.append(QStringLiteral("spBv1.0/STATE/") + m_settings.primaryHost);
+    }
+    m_connection->subscribe(topics);
+}
+
+void EdgeNode::handleSubscribed(bool isGranted)
+{
+    if (m_stage != Stage::Away) {
+        return;
+    }
+    if (!isGranted) {
+        ServiceLog::error(QStringLiteral("broker %1 does not let this node subscribe to its "
+                                         "commands; give its user the right to")
+                              .arg(brokerName()));
+        leave(Stage::Leaving);
+        return;
+    }
+    m_toldReason.clear();
+    ServiceLog::notice(QStringLiteral("connected to broker %1 as node '%2' of group '%3'")
+                           .arg(brokerName(), m_settings.node, m_settings.group));
+    if (m_settings.primaryHost.isEmpty() || m_host.isOnline()) {
+        giveBirth();
+        return;
+    }
+    m_stage = Stage::Waiting;
+    tellStatus(QStringLiteral("connected to broker %1, waiting for host '%2'")
+                   .arg(brokerName(), m_settings.primaryHost));
+}
+
+void EdgeNode::handleEnded(const QString &reason, bool wasSent)
+{
+    // The object may be the sender of what is handled here.
+    if (m_connection) {
+        m_connection->disconnect(this);
+        m_connection.release()->deleteLater();
+    }
+    m_leaving.stop();
+    m_rebirth.stop();
+    m_isRebirthDue = false;
+    if (!wasSent) {
+        m_counter.takeBack();
+    }
+    m_bornDevices.clear();
+    if (m_stage == Stage::Finishing) {
+        Q_EMIT finished();
+        return;
+    }
+    if (m_stage == Stage::Born && m_sinceBirth.hasExpired(goodSession)) {
+        m_backoff.reset();
+    }
+    const bool wasIntended = m_stage == Stage::Leaving;
+    m_stage = Stage::Away;
+    const QString said =
+        QStringLiteral("no connection to broker %1: %2; trying again").arg(brokerName(), reason);
+    if (!wasIntended && said != m_toldReason) {
+        m_toldReason = said;
+        ServiceLog::warning(said);
+    }
+    tellStatus(QStringLiteral("no connection to broker %1").arg(brokerName()));
+    m_broker = (m_broker + 1) % m_settings.brokers.size();
+    m_reconnect.start(m_backoff.next());
+}
+
+void EdgeNode::handleMessage(const QString &name, const QByteArray &bytes)
+{
+    if (name == QStringLiteral("spBv1.0/STATE/") + m_settings.primaryHost) {
+        handleHost(m_host.take(bytes));
+        return;
+    }
+    const bool isOfNode = name == topic("NCMD");
+    const QString device = name.section(QLatin1Char('/'), 4);
+    const DecodedPayload decoded = decodePayload(bytes);
+    if (!decoded.payload) {
+        ServiceLog::warning(QStringLiteral("a command on %1 is no payload of Sparkplug B: %2")
+                                .arg(name.left(200), decoded.problem));
+    } else if (isOfNode) {
+        handleNodeCommand(*decoded.payload);
+    } else if (m_stage == Stage::Born && m_bornDevices.contains(device)) {
+        m_commands.write(device, *decoded.payload);
+        report();
+    } else {
+        ServiceLog::warning(QStringLiteral("a command is refused: there is no device '%1' now")
+                                .arg(device.left(200)));
+    }
+}
+
+void EdgeNode::handleNodeCommand(const Payload &payload)
+{
+    if (!Commands::isRebirth(payload) || m_stage != Stage::Born || m_rebirth.isActive()) {
+        return;
+    }
+    // Until then no data is told.
+    m_isRebirthDue = true;
+    const qint64 elapsed = m_sinceBirth.elapsed();
+    m_rebirth.start(elapsed >= leastBirthInterval ? 0 : int(leastBirthInterval - elapsed));
+}
+
+void EdgeNode::handleHost(HostState::Change change)
+{
+    if (change == HostState::Change::Online && m_stage == Stage::Waiting) {
+        giveBirth();
+        return;
+    }
+    // Where it can be waited for at one broker alone, it is waited for there.
+    const bool isToBeLeft = m_stage == Stage::Born
+                            || (m_stage == Stage::Waiting && m_settings.brokers.size() > 1);
+    if (change == HostState::Change::Offline && isToBeLeft) {
+        ServiceLog::notice(QStringLiteral("host '%1' went offline; leaving broker %2")
+                               .arg(m_settings.primaryHost, brokerName()));
+        leave(Stage::Leaving);
+    }
+}
+
+void EdgeNode::handleSent()
+{
+    if (m_stage == Stage::Leaving || m_stage == Stage::Finishing) {
+        // The death was the last message: what waits behind nothing has got through.
+        if (m_connection && m_connection->queuedBytes() == 0) {
+            m_connection->disconnectInOrder();
+        }
+        return;
+    }
+    // What found no room before.
+    if (m_connection->queuedBytes() == 0 || !m_history.isEmpty()) {
+        sendHistory();
+        if (m_isHeldBack) {
+            report();
+        }
+    }
+}
+
+void EdgeNode::giveBirth()
+{
+    m_stage = Stage::Born;
+    m_isRebirthDue = false;
+    m_sequence = 0;
+    m_sinceBirth.start();
+    Payload birth;
+    birth.metrics.append(sessionMetric());
+    Metric rebirth;
+    rebirth.name = Commands::rebirthName();
+    rebirth.type = DataType::Boolean;
+    rebirth.value = false;
+    rebirth.timestamp = birth.metrics.first().timestamp;
+    birth.metrics.append(rebirth);
+    publish("NBIRTH", {}, birth, std::numeric_limits<qint64>::max());
+    tellStatus(QStringLiteral("connected to broker %1").arg(brokerName()));
+    giveBirthToDevices();
+}
+
+void EdgeNode::giveBirthToDevices()
+{
+    m_bornDevices.clear();
+    if (!m_follower.isUp() || !m_follower.takeSet()) {
+        return;
+    }
+    m_isFirstSet = false;
+    for (const auto &device : m_values.devices()) {
+        publish("DBIRTH", device, m_values.birthOf(device), std::numeric_limits<qint64>::max());
+        m_bornDevices.append(device);
+    }
+    sendHistory();
+}
+
+void EdgeNode::tellDevicesDead()
+{
+    for (const auto &device : std::as_const(m_bornDevices)) {
+        publish("DDEATH", device, {}, std::numeric_limits<qint64>::max());
+    }
+    m_bornDevices.clear();
+}
+
+void EdgeNode::leave(Stage next)
+{
+    const bool wasBorn = m_stage == Stage::Born;
+    m_stage = next;
+    m_rebirth.stop();
+    if (!m_connection) {
+        handleEnded({}, true);
+        return;
+    }
+    m_leaving.start(longestLeave);
+    Payload death;
+    death.metrics.append(sessionMetric());
+    const bool isTold = wasBorn
+                        && m_connection->publish({topic("NDEATH"), encodePayload(death), 1},
+                                                 std::numeric_limits<qint64>::max());
+    if (!isTold) {
+        m_connection->disconnectInOrder();
+    }
+}
+
+void EdgeNode::handleUp(bool isUp)
+{
+    if (m_stage != Stage::Born) {
+        return;
+    }
+    if (isUp) {
+        giveBirthToDevices();
+    } else {
+        tellDevicesDead();
+    }
+}
+
+void EdgeNode::report()
+{
+    const bool isLeaving = m_stage == Stage::Leaving || m_stage == Stage::Finishing;
+    if (isLeaving || m_isRebirthDue || !m_follower.isUp() || !m_follower.takeSet()) {
+        return;
+    }
+    // A device that is up and was not born had no consistent set then.
+    if (m_stage == Stage::Born && m_bornDevices.isEmpty()) {
+        giveBirthToDevices();
+        return;
+    }
+    if (m_stage != Stage::Born && m_isFirstSet) {
+        m_isFirstSet = false;
+        m_values.takeAsTold();
+        return;
+    }
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    m_isHeldBack = false;
+    const auto next = m_values.report(now, [this](const QString &device, const Payload &news) {
+        if (m_stage == Stage::Born) {
+            const bool isSent = publish("DDATA", device, m_values.asData(device, news),
+                                        m_settings.queueBytes);
+            m_isHeldBack = m_isHeldBack || !isSent;
+            return isSent;
+        }
+        keep(device, news);
+        return true;
+    });
+    if (next) {
+        m_later.start(static_cast<int>(std::max(*next - now, qint64{1})));
+    }
+}
+
+void EdgeNode::keep(const QString &device, const Payload &news)
+{
+    for (int from = 0; from < news.metrics.size(); from += mostKeptTogether) {
+        Payload piece;
+        piece.metrics = news.metrics.mid(from, mostKeptTogether);
+        for (auto &metric : piece.metrics) {
+            metric.isHistorical = true;
+        }
+        m_history.add({device, encodePayload(piece)});
+    }
+}
+
+void EdgeNode::sendHistory()
+{
+    while (m_stage == Stage::Born && !m_history.isEmpty() && !m_bornDevices.isEmpty()) {
+        const HistoryRing::Entry &entry = m_history.first();
+        const DecodedPayload decoded = decodePayload(entry.payload);
+        const Payload payload = decoded.payload ? m_values.asData(entry.device, *decoded.payload)
+                                                : Payload();
+        // Of a device that the description does not have any more, nothing is left.
+        const bool isKnown = m_bornDevices.contains(entry.device) && !payload.metrics.isEmpty();
+        if (isKnown && !publish("DDATA", entry.device, payload, m_settings.queueBytes)) {
+            return;
+        }
+        m_history.removeFirst();
+    }
+}
+
+QString EdgeNode::topic(const char *type, const QString &device) const
+{
+    const QString name = QStringLiteral("spBv1.0/%1/%2/%3")
+                             .arg(m_settings.group, QString::fromLatin1(type), m_settings.node);
+    return device.isEmpty() ? name : name + QLatin1Char('/') + device;
+}
+
+Metric EdgeNode::sessionMetric() const
+{
+    Metric metric;
+    metric.name = QStringLiteral("bdSeq");
+    metric.type = DataType::Int64;
+    metric.timestamp = quint64(QDateTime::currentMSecsSinceEpoch());
+    metric.value = static_cast<qulonglong>(m_session);
+    return metric;
+}
+
+bool EdgeNode::publish(const char *type, const QString &device, Payload payload, qint64 mostQueued)
+{
+    constexpr int numbers = 256;
+    payload.timestamp = quint64(QDateTime::currentMSecsSinceEpoch());
+    payload.seq = quint64(m_sequence);
+    if (!m_connection
+        || !m_connection->publish({topic(type, device), encodePayload(payload), 0}, mostQueued)) {
+        return false;
+    }
+    m_sequence = (m_sequence + 1) % numbers;
+    return true;
+}
+
+QString EdgeNode::brokerName() const
+{
+    return QStringLiteral("%1:%2").arg(broker().host).arg(broker().port);
+}
+
+void EdgeNode::tellStatus(const QString &status)
+{
+    Q_EMIT statusChanged(status);
+}

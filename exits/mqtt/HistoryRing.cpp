@@ -1,0 +1,151 @@
+#include "mqtt/HistoryRing.h"
+
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <QDataStream>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+/// What an entry costs beside its payload, about.
+constexpr qint64 overhead = 64;
+
+qint64 sizeOf(const HistoryRing::Entry &entry)
+{
+    return overhead + entry.device.size() * qint64{2} + entry.payload.size();
+}
+
+quint16 sumOf(const QByteArray &content)
+{
+    return qChecksum(content.constData(), static_cast<uint>(content.size()));
+}
+
+QByteArray bytesOf(const HistoryRing::Entry &entry)
+{
+    QByteArray content;
+    QDataStream fields(&content, QIODevice::WriteOnly);
+    fields << entry.device << entry.payload;
+    QByteArray record;
+    QDataStream parts(&record, QIODevice::WriteOnly);
+    parts << content << sumOf(content);
+    return record;
+}
+
+} // namespace
+
+HistoryRing::HistoryRing(qint64 mostBytes, const QString &folder)
+    : m_most(mostBytes)
+    , m_folder(folder)
+{
+    if (m_folder.isEmpty()) {
+        return;
+    }
+    if (!QDir().mkpath(m_folder) || !QFileInfo(m_folder).isWritable()) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("%1: this folder for what waits to be sent cannot be written "
+                                     "to; name another one with 'history-dir'")
+                          .arg(m_folder)};
+    }
+    readAll();
+}
+
+void HistoryRing::add(const Entry &entry)
+{
+    if (sizeOf(entry) > m_most) {
+        ++m_dropped;
+        return;
+    }
+    addToMemory(entry);
+    if (!m_folder.isEmpty()) {
+        addToDisk(entry);
+    }
+}
+
+void HistoryRing::removeFirst()
+{
+    m_bytes -= sizeOf(m_entries.front());
+    m_entries.pop_front();
+    if (m_entries.empty()) {
+        removeFiles();
+    }
+}
+
+void HistoryRing::clear()
+{
+    m_entries.clear();
+    m_bytes = 0;
+    removeFiles();
+}
+
+QString HistoryRing::fileAt(int number) const
+{
+    return QDir(m_folder).filePath(QStringLiteral("history.%1").arg(number));
+}
+
+void HistoryRing::readAll()
+{
+    const auto written = [this](int number) { return QFileInfo(fileAt(number)).lastModified(); };
+    const int older = written(1) < written(0) ? 1 : 0;
+    for (const int number : {older, 1 - older}) {
+        QFile file(fileAt(number));
+        if (!file.open(QIODevice::ReadOnly)) {
+            continue;
+        }
+        // A length that was cut off or changed must not ask for more than can be there.
+        const QByteArray all = file.read(m_most);
+        QDataStream records(all);
+        while (!records.atEnd()) {
+            QByteArray content;
+            quint16 sum = 0;
+            records >> content >> sum;
+            if (records.status() != QDataStream::Ok || sum != sumOf(content)) {
+                break;
+            }
+            Entry entry;
+            QDataStream fields(content);
+            fields >> entry.device >> entry.payload;
+            addToMemory(entry);
+        }
+    }
+    m_current = 1 - older;
+}
+
+void HistoryRing::addToMemory(const Entry &entry)
+{
+    m_entries.push_back(entry);
+    m_bytes += sizeOf(entry);
+    while (m_bytes > m_most) {
+        m_bytes -= sizeOf(m_entries.front());
+        m_entries.pop_front();
+        ++m_dropped;
+    }
+}
+
+void HistoryRing::addToDisk(const Entry &entry)
+{
+    const QByteArray record = bytesOf(entry);
+    if (QFileInfo(fileAt(m_current)).size() + record.size() > m_most / 2) {
+        m_current = 1 - m_current;
+        QFile::remove(fileAt(m_current));
+    }
+    QFile file(fileAt(m_current));
+    const bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Append)
+                           && file.write(record) == record.size() && file.flush();
+    if (!isWritten && !m_isFailureTold) {
+        ServiceLog::error(QStringLiteral("%1: %2; what waits to be sent is in memory alone")
+                              .arg(file.fileName(), file.errorString()));
+    }
+    m_isFailureTold = !isWritten;
+}
+
+void HistoryRing::removeFiles() const
+{
+    if (!m_folder.isEmpty()) {
+        QFile::remove(fileAt(0));
+        QFile::remove(fileAt(1));
+    }
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "region/FollowedLeaf.h"
+
+#include <QVariant>
+
+/// Why @p value, of the type of the leaf, is not to be written into it; empty if it may be. The checks are
+/// those of `tessel set`: read-only leaves, limits, texts that do not fit, numbers that would read back as
+/// an error state.
+QString problemOfWrite(const FollowedLeaf &leaf, const QVariant &value);
