@@ -1,0 +1,183 @@
+#include "mqtt/Backoff.h"
+#include "mqtt/HistoryRing.h"
+#include "mqtt/HostState.h"
+#include "mqtt/ReportRules.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_OVERRANGE;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
+
+/// The decisions of an edge node that need neither a broker nor a region.
+class tst_EdgeNodeParts : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void hostIsHeardInTheOrderOfItsTimes();
+    void whatIsNoStateOfAHostSaysNothing();
+    void delayDoublesUpToItsBound();
+    void firstRuleThatLeadsToAUrlHolds();
+    void onlyWhatMovedByMoreThanTheDeadbandIsNews();
+    void notANumberIsNewsOnce();
+    void stateIsNewsAtOnce();
+    void askedValueIsNews();
+    void ringDropsTheOldest();
+    void entryThatIsTooLargeIsDropped();
+    void ringOnTheDiskIsReadInOrder();
+
+private:
+    static ProcessValue valid(const QVariant &value)
+    {
+        return {value, PROCESS_VALUE_ERROR_TYPE_VALID};
+    }
+    static ReportedLeaf told(const ReportRule &rule, const QVariant &value, qint64 at)
+    {
+        ReportedLeaf leaf(rule);
+        leaf.markTold(valid(value), at);
+        return leaf;
+    }
+};
+
+void tst_EdgeNodeParts::hostIsHeardInTheOrderOfItsTimes()
+{
+    HostState host;
+
+    QVERIFY(host.take("{\"online\":true,\"timestamp\":5}") == HostState::Change::Online);
+    QVERIFY(host.take("{\"online\":false,\"timestamp\":4}") == HostState::Change::None);
+    QVERIFY(host.isOnline());
+    QVERIFY(host.take("{\"online\":true,\"timestamp\":6}") == HostState::Change::None);
+    QVERIFY(host.take("{\"online\":false,\"timestamp\":6}") == HostState::Change::Offline);
+    QVERIFY(!host.isOnline());
+    host.forget();
+    QVERIFY(host.take("{\"online\":true,\"timestamp\":5}") == HostState::Change::None);
+    QVERIFY(host.take("{\"online\":true,\"timestamp\":6}") == HostState::Change::Online);
+}
+
+void tst_EdgeNodeParts::whatIsNoStateOfAHostSaysNothing()
+{
+    HostState host;
+
+    for (const char *const text :
+         {"", "ONLINE", "[]", "{\"online\":1,\"timestamp\":5}", "{\"online\":true}",
+          "{\"online\":true,\"timestamp\":\"5\"}", "{\"online\":true,\"timestamp\":-2}"}) {
+        QVERIFY2(host.take(text) == HostState::Change::None, text);
+    }
+    QVERIFY(!host.isOnline());
+}
+
+void tst_EdgeNodeParts::delayDoublesUpToItsBound()
+{
+    Backoff backoff(100, 500);
+
+    for (int round = 0; round < 2; ++round) {
+        for (const int bound : {100, 200, 400, 500, 500}) {
+            const int delay = backoff.next();
+            QVERIFY2(delay >= bound / 2 && delay <= bound, qPrintable(QString::number(delay)));
+        }
+        backoff.reset();
+    }
+}
+
+void tst_EdgeNodeParts::firstRuleThatLeadsToAUrlHolds()
+{
+    ReportRules rules;
+    rules.add(QStringLiteral("a/b"), {1, 10});
+    rules.add(QStringLiteral("a/**"), {2, 20});
+
+    QCOMPARE(rules.ruleOf(QStringLiteral("a/b")).deadband, 1.0);
+    QCOMPARE(rules.ruleOf(QStringLiteral("a/c")).leastInterval, qint64{20});
+    QCOMPARE(rules.ruleOf(QStringLiteral("b")).deadband, 0.0);
+}
+
+void tst_EdgeNodeParts::onlyWhatMovedByMoreThanTheDeadbandIsNews()
+{
+    const ReportedLeaf leaf = told({2, 50}, 10.0, 1000);
+
+    QVERIFY(!leaf.dueTime(valid(12.0)));
+    QVERIFY(!leaf.dueTime(valid(8.0)));
+    QCOMPARE(leaf.dueTime(valid(12.5)).value(), qint64{1050});
+    QCOMPARE(leaf.dueTime(valid(7.5)).value(), qint64{1050});
+    // A text has no distance.
+    QVERIFY(told({2, 0}, QStringLiteral("1"), 0).dueTime(valid(QStringLiteral("2"))).has_value());
+}
+
+void tst_EdgeNodeParts::notANumberIsNewsOnce()
+{
+    QVERIFY(told({2, 0}, 10.0, 0).dueTime(valid(std::nan(""))).has_value());
+    QVERIFY(!told({2, 0}, std::nan(""), 0).dueTime(valid(std::nan(""))));
+}
+
+void tst_EdgeNodeParts::stateIsNewsAtOnce()
+{
+    const ReportedLeaf leaf = told({1000, 1000}, 10.0, 1000);
+
+    QCOMPARE(leaf.dueTime({PROCESS_VALUE_ERROR_TYPE_OVERRANGE}).value(), qint64{0});
+    QCOMPARE(ReportedLeaf().dueTime(valid(1.0)).value(), qint64{0});
+}
+
+void tst_EdgeNodeParts::askedValueIsNews()
+{
+    ReportedLeaf leaf = told({}, 10.0, 1000);
+    QVERIFY(!leaf.dueTime(valid(10.0)));
+
+    leaf.ask();
+
+    QCOMPARE(leaf.dueTime(valid(10.0)).value(), qint64{0});
+    leaf.markTold(valid(10.0), 1001);
+    QVERIFY(!leaf.dueTime(valid(10.0)));
+}
+
+void tst_EdgeNodeParts::ringDropsTheOldest()
+{
+    HistoryRing ring(1000);
+    for (char i = 0; i < 20; ++i) {
+        ring.add({QStringLiteral("d"), QByteArray(100, i)});
+        QVERIFY(ring.bytes() <= 1000);
+    }
+
+    QCOMPARE(ring.count() + ring.dropped(), qint64{20});
+    QVERIFY(ring.count() > 3);
+    for (char i = char(20 - ring.count()); i < 20; ++i) {
+        QCOMPARE(ring.first().payload, QByteArray(100, i));
+        ring.removeFirst();
+    }
+    QVERIFY(ring.isEmpty());
+    QCOMPARE(ring.bytes(), qint64{0});
+}
+
+void tst_EdgeNodeParts::entryThatIsTooLargeIsDropped()
+{
+    HistoryRing ring(1000);
+
+    ring.add({QStringLiteral("d"), QByteArray(1000, 'x')});
+
+    QVERIFY(ring.isEmpty());
+    QCOMPARE(ring.dropped(), qint64{1});
+}
+
+void tst_EdgeNodeParts::ringOnTheDiskIsReadInOrder()
+{
+    const QTemporaryDir folder;
+    {
+        HistoryRing ring(100000, folder.path());
+        for (char i = 0; i < 5; ++i) {
+            ring.add({QStringLiteral("d"), QByteArray(10, i)});
+        }
+    }
+
+    HistoryRing again(100000, folder.path());
+
+    QCOMPARE(again.count(), 5);
+    for (char i = 0; i < 5; ++i) {
+        QCOMPARE(again.first().payload, QByteArray(10, i));
+        again.removeFirst();
+    }
+    QVERIFY(HistoryRing(100000, folder.path()).isEmpty());
+}
+
+QTEST_GUILESS_MAIN(tst_EdgeNodeParts)
+#include "tst_EdgeNodeParts.moc"
