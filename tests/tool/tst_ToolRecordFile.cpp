@@ -25,6 +25,8 @@ private Q_SLOTS:
     void forceReplacesARecording();
     void appendGoesOnBehindAKilledRecorder();
     void appendRefusesOtherValues();
+    void appendRefusesAnotherRegionUnitOrInterval_data();
+    void appendRefusesAnotherRegionUnitOrInterval();
     void otherFilesAreNeverReplaced_data();
     void otherFilesAreNeverReplaced();
     void emptyFileIsFilled();
@@ -85,21 +87,70 @@ void tst_ToolRecordFile::appendGoesOnBehindAKilledRecorder()
 
 void tst_ToolRecordFile::appendRefusesOtherValues()
 {
-    const RecordedPlant recorded;
-    QCOMPARE(runTool(recorded.record(oneSet)).exitCode, 0);
-    DoctoredPlant other;
-    other.description().add(QStringLiteral("pump/level"), QStringLiteral("int32"),
+    DoctoredPlant plant;
+    plant.description().add(QStringLiteral("pump/level"), QStringLiteral("int32"),
                             ToolDescription::Metadata::ErrorState, 4);
-    other.description().write();
-    const HeldRegion region(other.file);
-    const QByteArray before = fileBytes(recorded.path());
+    plant.description().write();
+    const HeldRegion region(plant.file);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("plant.rec"));
+    const QStringList record{QStringLiteral("record"), plant.file, QStringLiteral("-o"), path,
+                             QStringLiteral("--sets=1")};
+    QCOMPARE(runTool(record + QStringList{plant.url}).exitCode, 0);
+    const QByteArray before = fileBytes(path);
 
-    const ToolResult result = runTool({QStringLiteral("record"), other.file, QStringLiteral("-o"),
-                                       recorded.path(), QStringLiteral("--append")});
+    const ToolResult result = runTool(record + QStringList{QStringLiteral("--append")});
 
     QCOMPARE(result.error,
              QStringLiteral("tessel: %1: was recorded with other values; name another file\n")
-                 .arg(recorded.path()));
+                 .arg(path));
+    QCOMPARE(result.exitCode, 8);
+    QCOMPARE(fileBytes(path), before);
+}
+
+void tst_ToolRecordFile::appendRefusesAnotherRegionUnitOrInterval_data()
+{
+    QTest::addColumn<bool>("isAnotherRegion");
+    QTest::addColumn<QByteArray>("type");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("region") << true << QByteArray("\"int32\"") << QStringList()
+                            << QStringLiteral("is a recording of region 'THIS', not of 'OTHER'");
+    QTest::newRow("unit") << false << QByteArray("\"int32\",\"unit\":\"1/s\"") << QStringList()
+                          << QStringLiteral("was recorded with other values");
+    QTest::newRow("interval") << false << QByteArray("\"int32\"")
+                              << QStringList{QStringLiteral("--interval=100ms")}
+                              << QStringLiteral("was recorded with another interval");
+}
+
+/// The beginning of the file would say of their sets what is not so.
+void tst_ToolRecordFile::appendRefusesAnotherRegionUnitOrInterval()
+{
+    QFETCH(bool, isAnotherRegion);
+    QFETCH(QByteArray, type);
+    QFETCH(QStringList, options);
+    QFETCH(QString, error);
+    const RecordedPlant recorded;
+    QCOMPARE(runTool(recorded.record(oneSet)).exitCode, 0);
+    const QByteArray before = fileBytes(recorded.path());
+    const DoctoredPlant other;
+    const HeldRegion region(other.file);
+    const QString former = isAnotherRegion ? other.file : recorded.plant.file;
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("other.process.json")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(fileBytes(former).replace("\"int32\"", type));
+    file.close();
+
+    const ToolResult result = runTool(
+        QStringList{QStringLiteral("record"), file.fileName(), QStringLiteral("-o"),
+                    recorded.path(), QStringLiteral("--append"), QStringLiteral("--sets=1")}
+        + options);
+
+    error.replace(QStringLiteral("THIS"), recorded.plant.key());
+    error.replace(QStringLiteral("OTHER"), other.key());
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: %1: %2; name another file\n").arg(recorded.path(), error));
     QCOMPARE(result.exitCode, 8);
     QCOMPARE(fileBytes(recorded.path()), before);
 }

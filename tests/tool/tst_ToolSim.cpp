@@ -371,6 +371,8 @@ void tst_ToolSim::wrongUseIsRefused_data()
     row({"--sets", "0"}, "--sets takes a whole number from 1 to 2147483647, not '0'");
     row({"--profil", "noisy"}, "unknown option '--profil' (did you mean '--profile'?)");
     row({"--prefix", "p"}, "--prefix goes with a folder, a file has its key");
+    row({"--prefix", "p", "--attach"}, "--prefix does not go with --attach");
+    row({"--prefix", "p", "--dry-run"}, "--prefix does not go with --dry-run");
 }
 
 void tst_ToolSim::wrongUseIsRefused()

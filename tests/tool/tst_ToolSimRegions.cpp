@@ -40,6 +40,7 @@ private Q_SLOTS:
 
     void livingRegionIsRefused();
     void regionThatIsStillReadIsRefused();
+    void regionOfAnUnseenReaderIsRefused();
     void regionOfAnUnseenCreatorIsRefused();
     void abandonedRegionIsReplaced();
     void attachedItLeavesTheRegionWhereItIs();
@@ -112,6 +113,29 @@ void tst_ToolSimRegions::regionThatIsStillReadIsRefused()
                  .arg(m_file, m_description->key())
                  .arg(QCoreApplication::applicationPid()));
     QCOMPARE(result.exitCode, 5);
+    QCOMPARE(runTool({"rm", "--force", m_description->key()}).exitCode, 0);
+}
+
+/// Of a process of another user there are the semaphores alone, as here.
+void tst_ToolSimRegions::regionOfAnUnseenReaderIsRefused()
+{
+    ToolProcess hold({"hold", m_file});
+    QVERIFY(hold.nextLine().startsWith("holding"));
+    const SystemVSemaphoreBaseClass reader(m_description->key() + "Semaphore",
+                                           SystemVSemaphoreBaseClass::CreationTypeAttach);
+    QVERIFY(reader.isValid());
+    hold.signal(SIGKILL);
+    hold.finish();
+
+    const ToolResult result = sim({m_file, "--sets", "1"});
+
+    QCOMPARE(result.error,
+             QString("tessel: %1: region '%2' is in use by a process that cannot be seen; end it "
+                     "first, or give --attach to write into it\n")
+                 .arg(m_file, m_description->key()));
+    QCOMPARE(result.exitCode, 5);
+    QVERIFY(reader.isValid());
+    QVERIFY(m_description->hasSemaphores());
     QCOMPARE(runTool({"rm", "--force", m_description->key()}).exitCode, 0);
 }
 

@@ -84,11 +84,19 @@ void leaveOutReadOnly(QVector<Leaf> &leaves)
 
 void refuseExisting(const CommandLine &line, const DescriptionSource &description)
 {
-    if (RegionInspection(description.key()).exists() && !line.isSet(QStringLiteral("force"))) {
+    if (!RegionInspection(description.key()).exists()) {
+        return;
+    }
+    if (!line.isSet(QStringLiteral("force"))) {
         throw Failure{ExitCode::Refused,
                       QStringLiteral("%1: region '%2' is there already; --into FILE writes into "
                                      "it, --force replaces it")
                           .arg(description.path(), description.key())};
+    }
+    if (!line.isSet(QStringLiteral("dry-run"))) {
+        writeErrorLine(QStringLiteral("tessel: note: replaced the region '%1' that was there; who "
+                                      "was attached to it must attach again")
+                           .arg(description.key()));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "commands/SimPlan.h"
 #include "commands/SimulationRun.h"
 #include "expressions/Duration.h"
+#include "live/UnseenUsers.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -198,6 +199,9 @@ void refuseIfAlive(const DescriptionSource &description)
             refuse(QStringLiteral("process %1").arg(user.pid));
         }
     }
+    if (hasUnseenUsers(description.key())) {
+        refuse(QStringLiteral("a process that cannot be seen"));
+    }
     writeErrorLine(QStringLiteral("tessel: note: replaced the region '%1' that was there; who was "
                                   "attached to it must attach again")
                        .arg(description.key()));
@@ -289,9 +293,20 @@ ExitCode simulate(const DescriptionSource &description, const Settings &settings
     return ExitCode::Done;
 }
 
+/// A file has its key, and a folder is laid out anew neither for --attach nor for a trial.
+void refusePrefix(const CommandLine &line)
+{
+    for (const char *option : {Option::attach, Option::dryRun}) {
+        if (line.isSet(QStringLiteral("prefix")) && isSet(line, option)) {
+            refuseUse(QStringLiteral("--prefix does not go with --%1").arg(QLatin1String(option)));
+        }
+    }
+}
+
 ExitCode run(const CommandLine &line)
 {
     const Settings settings = settingsOf(line);
+    refusePrefix(line);
     if (isSet(line, Option::dryRun)) {
         const DescriptionSource description(line.positional(0), DescriptionSource::Layout::ByBuild);
         const auto leaves = simulated(writable(description.leavesAt(settings.urls), settings),

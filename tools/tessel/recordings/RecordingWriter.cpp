@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -54,6 +55,26 @@ void finishRecord(QByteArray &record)
     qToLittleEndian(sum, record.data() + sumPlace);
 }
 
+/// Why what a recorder of @p now writes cannot stand behind what is there; empty if it can. A recording has one
+/// beginning, which says what all of its sets are.
+QString differenceOf(const RecordingHead &former, const RecordingHead &now)
+{
+    if (former.key != now.key) {
+        return QStringLiteral("is a recording of region '%1', not of '%2'")
+            .arg(former.key, now.key);
+    }
+    const auto isSame = [](const RecordedValue &one, const RecordedValue &other) {
+        return one == other && one.unit == other.unit;
+    };
+    if (former.fingerprint != now.fingerprint
+        || !std::equal(former.values.cbegin(), former.values.cend(), now.values.cbegin(),
+                       now.values.cend(), isSame)) {
+        return QStringLiteral("was recorded with other values");
+    }
+    return former.interval == now.interval ? QString()
+                                           : QStringLiteral("was recorded with another interval");
+}
+
 } // namespace
 
 RecordingWriter::RecordingWriter(const QString &path, Existing existing, const RecordingHead &head)
@@ -80,6 +101,7 @@ void RecordingWriter::lookAtFormer()
     }
     RecordingReader former(m_path);
     m_isFound = true;
+    m_formerSize = file.size();
     if (m_existing == Existing::Refused) {
         refusePath(ExitCode::Refused, m_path,
                    QStringLiteral("is a recording already; --append adds to it, --force replaces "
@@ -88,9 +110,10 @@ void RecordingWriter::lookAtFormer()
     if (m_existing == Existing::Replaced) {
         return;
     }
-    if (former.head().values != m_head.values || former.head().fingerprint != m_head.fingerprint) {
+    const QString difference = differenceOf(former.head(), m_head);
+    if (!difference.isEmpty()) {
         refusePath(ExitCode::LayoutMismatch, m_path,
-                   QStringLiteral("was recorded with other values; name another file"));
+                   difference + QStringLiteral("; name another file"));
     }
     RecordedSet set;
     while (former.next(set)) { }
@@ -135,6 +158,10 @@ void RecordingWriter::open()
     if (!m_isFound && now.st_size != 0) {
         refusePath(ExitCode::Refused, m_path,
                    QStringLiteral("has just been made by another program"));
+    }
+    if (m_existing == Existing::Continued && now.st_size != m_formerSize) {
+        refusePath(ExitCode::Refused, m_path,
+                   QStringLiteral("has just been written by another recorder; try again"));
     }
 }
 

@@ -46,7 +46,8 @@ private:
     const RecordingHead &m_head;
     int m_file = -1;
     bool m_isFound = false; ///< a recording, before this began
-    qint64 m_end = 0;       ///< of the last whole record
+    qint64 m_formerSize = 0;
+    qint64 m_end = 0; ///< of the last whole record
     qint64 m_bytes = 0;
     quint64 m_sets = 0;
     quint64 m_dropped = 0;
