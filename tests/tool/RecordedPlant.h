@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
 
 /// A plant whose region is published by this process, and a place for recordings of it.
 class RecordedPlant
@@ -64,6 +65,13 @@ inline ProcessValue stateValue(ProcessDataDefinitions::ErrorTypes state)
     return ProcessValue(state);
 }
 
+/// So that a replay of what is recorded takes twenty seconds where it is a thousand times as slow.
+inline bool isLater()
+{
+    QThread::msleep(20);
+    return true;
+}
+
 /// A plant of which three sets were recorded: none, 7 and an error.
 class ReplayedPlant : public RecordedPlant
 {
@@ -71,7 +79,8 @@ public:
     ReplayedPlant()
     {
         ToolProcess recorder(record());
-        isReady = isBegun(recorder) && publisher.publishTo(recorder.pid(), validValue(7))
+        isReady = isBegun(recorder) && isLater()
+                  && publisher.publishTo(recorder.pid(), validValue(7))
                   && publisher.publishTo(
                       recorder.pid(),
                       stateValue(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_OVERRANGE));
@@ -91,7 +100,7 @@ public:
         const LogCapture log;
         PacedPublisher publisher(plant);
         ToolProcess recorder({QStringLiteral("record"), plant.file, QStringLiteral("-o"), path()});
-        isReady = publisher.waitUntilDone(recorder.pid())
+        isReady = publisher.waitUntilDone(recorder.pid()) && isLater()
                   && publisher.publishTo(recorder.pid(), validValue(7))
                   && publisher.publishTo(
                       recorder.pid(),

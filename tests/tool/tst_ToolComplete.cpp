@@ -207,6 +207,10 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("explain --config ", "\t.config.json\n");
     add("gen cpp ", "\t.process.json\n");
     add("gen cpp f -o ", "\t.hpp\n");
+    add("record f -o ", "\t.rec\n");
+    add("replay f --into ", "\t.process.json\n");
+    add("trend f u --svg ", "\t.svg\n");
+    add("export f ", "");
     add("config table device url --import ", "\t.csv\n");
     add("config table device url --import=po", "\t.csv\n");
     add("info a.process.json ", "");

@@ -91,6 +91,7 @@ void tst_ToolRecordFile::appendRefusesOtherValues()
     plant.description().add(QStringLiteral("pump/level"), QStringLiteral("int32"),
                             ToolDescription::Metadata::ErrorState, 4);
     plant.description().write();
+    const LogCapture log;
     const HeldRegion region(plant.file);
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("plant.rec"));
@@ -294,6 +295,10 @@ void tst_ToolRecordFile::dryRunWritesNothing()
     const RecordedPlant recorded;
 
     const ToolResult result = runTool(recorded.record({QStringLiteral("--dry-run")}));
+    const ToolResult json = runTool(
+        recorded.record({QStringLiteral("--dry-run"), QStringLiteral("--json")}));
+    QCOMPARE(json.output, QStringLiteral("{\"file\": \"%1\", \"key\": \"%2\", \"values\": 1}\n")
+                              .arg(recorded.path(), recorded.plant.key()));
 
     QCOMPARE(result.output, QStringLiteral("1 values of '%1', not recorded into %2\n")
                                 .arg(recorded.plant.key(), recorded.path()));

@@ -253,6 +253,11 @@ void tst_ToolReplay::dryRunPublishesNothing()
     const FormerPlant former;
 
     const ToolResult result = runTool(replay(former.path(), {QStringLiteral("--dry-run")}));
+    const ToolResult json = runTool(
+        replay(former.path(), {QStringLiteral("--dry-run"), QStringLiteral("--json")}));
+    QCOMPARE(json.output,
+             QStringLiteral("{\"file\": \"%1\", \"key\": \"%2\", \"values\": 1, \"sets\": 3}\n")
+                 .arg(former.path(), former.plant.key()));
 
     QCOMPARE(result.output, QStringLiteral("3 sets of 1 values, not replayed into region '%1'\n")
                                 .arg(former.plant.key()));

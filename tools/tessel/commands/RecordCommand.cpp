@@ -235,9 +235,14 @@ ExitCode run(const CommandLine &line)
     }
     RecordingWriter writer(output, existingFrom(line), head);
     if (line.isSet(QStringLiteral("dry-run"))) {
-        writeOutput(QStringLiteral("%1 values of '%2', not recorded into %3\n")
-                        .arg(leaves.size())
-                        .arg(printable(description.key()), printable(output)));
+        const QString text = QStringLiteral("%1 values of '%2', not recorded into %3")
+                                 .arg(leaves.size())
+                                 .arg(printable(description.key()), printable(output));
+        const QString json = jsonObject(
+            {{QStringLiteral("file"), jsonString(output)},
+             {QStringLiteral("key"), jsonString(description.key())},
+             {QStringLiteral("values"), QString::number(leaves.size())}});
+        writeOutput((line.isSet(QStringLiteral("json")) ? json : text) + QLatin1Char('\n'));
         return ExitCode::Done;
     }
     Recorder recorder(region, leaves, head.values, options, writer);

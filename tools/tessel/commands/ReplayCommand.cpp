@@ -137,12 +137,17 @@ void report(const CommandLine &line, const QString &key, const RecordingReader &
                        .arg(replay.dropped()));
 }
 
-ExitCode dryRun(RecordingReader &reader, const DescriptionSource &description)
+ExitCode dryRun(const CommandLine &line, RecordingReader &reader, const QString &key)
 {
-    writeOutput(QStringLiteral("%1 sets of %2 values, not replayed into region '%3'\n")
-                    .arg(setsOf(reader))
-                    .arg(reader.head().values.size())
-                    .arg(printable(description.key())));
+    const QString sets = QString::number(setsOf(reader));
+    const QString values = QString::number(reader.head().values.size());
+    const QString text = QStringLiteral("%1 sets of %2 values, not replayed into region '%3'")
+                             .arg(sets, values, printable(key));
+    const QString json = jsonObject({{QStringLiteral("file"), jsonString(reader.path())},
+                                     {QStringLiteral("key"), jsonString(key)},
+                                     {QStringLiteral("values"), values},
+                                     {QStringLiteral("sets"), sets}});
+    writeOutput((line.isSet(QStringLiteral("json")) ? json : text) + QLatin1Char('\n'));
     requireWhole(reader);
     return ExitCode::Done;
 }
@@ -190,7 +195,7 @@ ExitCode run(const CommandLine &line)
         leaveOutReadOnly(leaves);
     }
     if (line.isSet(QStringLiteral("dry-run"))) {
-        return dryRun(reader, description);
+        return dryRun(line, reader, description.key());
     }
     SignalWait signals(SignalWait::Signals::Ending);
     LiveRegion region(description,

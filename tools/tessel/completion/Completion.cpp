@@ -80,7 +80,23 @@ Completion options(const CommandSyntax &syntax, const TypedLine &line)
     return completion;
 }
 
-Completion optionValues(const TypedLine &line)
+/// How files end that are the value @p valueName of an option of @p command; empty where it is none.
+QString fileEndingOf(const QString &command, const QString &valueName)
+{
+    if (valueName == QLatin1String("OUT")) {
+        return command == QLatin1String("record") ? QStringLiteral(".rec") : QStringLiteral(".svg");
+    }
+    if (valueName == QLatin1String("FILE")) {
+        return command == QLatin1String("config") ? QStringLiteral(".csv")
+                                                  : QStringLiteral(".process.json");
+    }
+    if (valueName == QLatin1String("SNAPSHOT")) {
+        return QStringLiteral(".json");
+    }
+    return valueName == QLatin1String("HEADER") ? QStringLiteral(".hpp") : QString();
+}
+
+Completion optionValues(const CommandSyntax &syntax, const TypedLine &line)
 {
     if (line.valueName() == QLatin1String("STATE")) {
         return fromWords(errorStateNames());
@@ -92,20 +108,7 @@ Completion optionValues(const TypedLine &line)
     if (line.valueName() == QLatin1String("URL")) {
         return {processUrls(line.positionals().value(0), line.current(), UrlsOf::Everything), {}};
     }
-    Completion completion;
-    if (line.valueName() == QLatin1String("FILE")) {
-        completion.fileEnding = QStringLiteral(".csv");
-    }
-    if (line.valueName() == QLatin1String("SNAPSHOT")) {
-        completion.fileEnding = QStringLiteral(".json");
-    }
-    if (line.valueName() == QLatin1String("HEADER")) {
-        completion.fileEnding = QStringLiteral(".hpp");
-    }
-    if (line.valueName() == QLatin1String("OUT")) {
-        completion.fileEnding = QStringLiteral(".svg");
-    }
-    return completion;
+    return {{}, fileEndingOf(syntax.name, line.valueName())};
 }
 
 /// What may follow in an expression, of which the last piece is being typed.
@@ -185,6 +188,9 @@ Completion arguments(const CommandSyntax &syntax, const TypedLine &line,
     if (placeholder == QLatin1String("KIND")) {
         return fromWords(DescriptionSchema::names());
     }
+    if (syntax.name == QLatin1String("export") && !line.positionals().isEmpty()) {
+        return {}; // What a recording holds only its reader knows.
+    }
     if (placeholder == QLatin1String("[URL...]") || placeholder == QLatin1String("URL...")) {
         return {processUrls(path, line.current(), UrlsOf::Everything), {}};
     }
@@ -225,7 +231,7 @@ Completion everythingAt(const CommandSyntax &syntax, const TypedLine &line,
                         const QVector<CommandSyntax> &subcommands)
 {
     if (!line.valueName().isEmpty()) {
-        return optionValues(line);
+        return optionValues(syntax, line);
     }
     return line.isOption() ? options(syntax, line)
                            : argumentsWithDefault(syntax, line, subcommands);
