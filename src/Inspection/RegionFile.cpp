@@ -63,10 +63,7 @@ bool mayBeFile(const QString &name)
 /// Why it can be no region; 0 if it can. An empty file may become one.
 int errorOf(const struct stat &status)
 {
-    if (!S_ISREG(status.st_mode)) {
-        return S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP;
-    }
-    if (status.st_size == 0) {
+    if (!S_ISREG(status.st_mode) || status.st_size == 0) {
         return EINVAL;
     }
     return status.st_size > std::numeric_limits<qint32>::max() ? EFBIG : 0;

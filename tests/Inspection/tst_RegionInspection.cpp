@@ -189,18 +189,13 @@ void tst_RegionInspection::descriptionWithoutKeyIsNoRegion()
 void tst_RegionInspection::whatIsNoRegionIsNotReadable_data()
 {
     QTest::addColumn<mode_t>("type");
-    QTest::addColumn<int>("error");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("empty file") << mode_t{S_IFREG} << EINVAL << QStringLiteral("Invalid argument");
-    QTest::newRow("pipe") << mode_t{S_IFIFO} << ENOTSUP
-                          << QStringLiteral("Operation not supported");
+    QTest::newRow("empty file") << mode_t{S_IFREG};
+    QTest::newRow("pipe") << mode_t{S_IFIFO};
 }
 
 void tst_RegionInspection::whatIsNoRegionIsNotReadable()
 {
     QFETCH(mode_t, type);
-    QFETCH(int, error);
-    QFETCH(QString, text);
     const TwoNumbers description;
     QCOMPARE(mknod(qPrintable(description.segment.path()), type | 0600, 0), 0);
 
@@ -208,8 +203,8 @@ void tst_RegionInspection::whatIsNoRegionIsNotReadable()
 
     QVERIFY(region.exists());
     QVERIFY(!region.isReadable());
-    QCOMPARE(region.getError(), error);
-    QCOMPARE(region.getErrorString(), text);
+    QCOMPARE(region.getError(), EINVAL);
+    QCOMPARE(region.getErrorString(), QStringLiteral("Invalid argument"));
     QCOMPARE(region.getSize(), qint64{0});
 }
 
