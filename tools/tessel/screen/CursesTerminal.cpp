@@ -133,7 +133,9 @@ void CursesTerminal::takeColours()
 
 int CursesTerminal::attributesOf(const ScreenSpan &span) const
 {
-    const auto coloured = [this](short pair) { return m_isColoured ? COLOR_PAIR(pair) : 0U; };
+    const auto coloured = [this](short pair) {
+        return m_isColoured ? static_cast<attr_t>(COLOR_PAIR(pair)) : attr_t{0};
+    };
     chtype attributes = span.isSelected ? A_REVERSE : A_NORMAL;
     switch (span.paint) {
     case Paint::Plain: break;
