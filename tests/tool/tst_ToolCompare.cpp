@@ -180,7 +180,7 @@ void tst_ToolCompare::negativeZeroIsReadHoweverItIsWritten()
 
 void tst_ToolCompare::byteOrderMarkIsPartOfAText()
 {
-    const QString mark(QChar(QChar::ByteOrderMark));
+    const QString mark{QChar(QChar::ByteOrderMark)};
     for (const QString &text : {mark, mark + QStringLiteral("a"), QStringLiteral("a") + mark}) {
         QVERIFY(m_region->publish(QStringLiteral("tag"), validValue(text)));
         QCOMPARE(take().exitCode, 0);
