@@ -20,6 +20,7 @@ std::atomic<int> sleeperCount{0};
 std::atomic<int> runOutCount{0};
 std::atomic<qint64> longestNanoseconds{0};
 std::atomic<long> lostWord{0}; // the address
+thread_local const std::atomic<quint32> *wordOfWait = nullptr;
 
 using SystemCall = long (*)(long, long, long, long, long, long, long);
 
@@ -132,6 +133,11 @@ std::function<void(const FutexCalls::EndedWait &)> FutexCalls::afterWait;
 std::function<void(long)> FutexCalls::afterWake;
 std::atomic<bool> FutexCalls::areWakesLost{false};
 
+quint32 FutexCalls::currentWord()
+{
+    return wordOfWait->load();
+}
+
 int FutexCalls::waits()
 {
     return waitCount;
@@ -192,6 +198,8 @@ extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
     // Those of a process alone mostly have a flag beside the operation.
     const int operation = isFutex(number) ? static_cast<int>(arguments[1]) : -1;
     if (operation == FUTEX_WAIT && !isStatic(arguments[0])) {
+        const auto *const word = reinterpret_cast<std::atomic<quint32> *>(arguments[0]);
+        wordOfWait = word;
         tell(waitCount, FutexCalls::beforeWait);
         const Bound bound(number, arguments[3]);
         arguments[3] = bound.argument();
@@ -203,9 +211,7 @@ extern "C" Q_DECL_EXPORT long syscall(long number, ...) noexcept
         runOutCount += isTimedOut ? 1 : 0;
         --sleeperCount;
         if (FutexCalls::afterWait) {
-            const auto *const word = reinterpret_cast<std::atomic<quint32> *>(arguments[0]);
-            FutexCalls::afterWait({begin, bound.nanoseconds(), isTimedOut,
-                                   word->load() != static_cast<quint32>(arguments[2])});
+            FutexCalls::afterWait({begin, bound.nanoseconds(), isTimedOut, word->load()});
         }
         errno = reason;
         return result;

@@ -25,6 +25,8 @@ extern std::chrono::seconds boundOfAll;
 /// Called from the calling thread before each wake or wait. Not set while other threads call.
 extern std::function<void()> beforeWake;
 extern std::function<void()> beforeWait;
+/// Inside beforeWait: what the word is at this moment.
+quint32 currentWord();
 
 /// A wait that is over. Times in nanoseconds of the steady clock.
 struct EndedWait
@@ -32,7 +34,7 @@ struct EndedWait
     qint64 begin; ///< before the call
     qint64 bound; ///< of the call
     bool isTimedOut;
-    bool isMoved; ///< the word is another one than was waited on
+    quint32 word; ///< behind the call
 };
 /// Called from the calling thread, which sees `errno` as the call left it.
 extern std::function<void(const EndedWait &)> afterWait;

@@ -58,6 +58,7 @@ const char *roleName(Role role)
     case Role::BulkReader: return "bulk reader";
     case Role::SingleReader: return "single reader";
     case Role::Waiter: return "waiter";
+    case Role::Poller: return "poller";
     }
     return "";
 }

@@ -15,7 +15,15 @@ constexpr quint32 callCapacity = 64;
 constexpr quint64 regionCapacity = 16;
 
 /// What a process is there for.
-enum class Role : quint32 { Creator, BulkWriter, SingleWriter, BulkReader, SingleReader, Waiter };
+enum class Role : quint32 {
+    Creator,
+    BulkWriter,
+    SingleWriter,
+    BulkReader,
+    SingleReader,
+    Waiter,
+    Poller ///< waits through the descriptor of a watcher
+};
 
 /// Where a process is, for whoever has to judge its sleep or its death.
 enum class Phase : quint32 {
@@ -44,6 +52,7 @@ enum class Plant : quint32 {
     Stubborn,   ///< a process does not end when it is asked
     Unwoken,    ///< publishers wake nobody
     Belated,    ///< publishers wake when they are done long since
+    Unarmed,    ///< an acknowledgement does not tell the publishers that somebody sleeps
     Late,       ///< a waiter goes on sleeping beside a new set
     // Of the modes.
     Halved,    ///< a value of eight bytes is written in two halves
@@ -86,11 +95,15 @@ struct WaitEntry
     /// The number of a sleep in the kernel, and when the first set was published to the end since it
     /// began: see SleepNote.
     std::atomic<quint64> sleep;
+    /// Which sets are to end that sleep: see WakeDue.
+    std::atomic<quint64> due;
 
     std::atomic<quint32> waitCount;
     LongWait waits[callCapacity]; ///< a ring
 
     std::atomic<quint64> setsAwaited;
+    std::atomic<quint64> setsPolled;   ///< of them through a descriptor
+    std::atomic<quint64> waitsBesides; ///< that began while the thread behind a descriptor rested
     std::atomic<quint64> sleeps;
     std::atomic<quint64> slices; ///< sleeps that ran out beside a new set
 };

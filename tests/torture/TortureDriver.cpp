@@ -48,7 +48,10 @@ TortureDriver::TortureDriver(const Options &options)
     m_ledger->slotCount = options.slotCount();
     m_ledger->roles[0] = Role::Creator;
     std::copy(std::begin(others), std::end(others), m_ledger->roles + 1);
-    std::fill(m_ledger->roles + options.processes, std::end(m_ledger->roles), Role::Waiter);
+    for (int slot = options.processes; slot < maximumSlots; ++slot) {
+        const bool isEven = (slot - options.processes) % 2 == 0;
+        m_ledger->roles[slot] = isEven ? Role::Poller : Role::Waiter;
+    }
 }
 
 int TortureDriver::run()
@@ -92,7 +95,9 @@ bool TortureDriver::isTimeLeft(qint64 deadline) const
     const bool isIdle = (m_options.isKilling && m_figures.kills == 0) || m_figures.stops == 0
                         || m_figures.restarts == 0 || sum(&PeerEntry::setsWritten) == 0
                         || (slotCount() > m_options.processes
-                            && (sum(&WaitEntry::sleeps) == 0 || sum(&WaitEntry::setsAwaited) == 0));
+                            && (sum(&WaitEntry::sleeps) == 0 || sum(&WaitEntry::setsAwaited) == 0
+                                || sum(&WaitEntry::setsPolled) == 0
+                                || sum(&WaitEntry::waitsBesides) == 0));
     return isIdle && now < deadline + longestExtension;
 }
 

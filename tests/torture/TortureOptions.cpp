@@ -18,7 +18,9 @@ const char *const usage =
     "\n"
     "Without a mode several processes share one region and are disturbed at random moments:\n"
     "  --processes N              from 2 to 8 (8)\n"
-    "  --waiters N                from 0 to 4 that sleep until a set is published (2)\n"
+    "  --waiters N                from 0 to 4 that sleep until a set is published (2), every "
+    "other\n"
+    "                             one through a descriptor\n"
     "  --single                   a single buffer instead of a double one, without waiters\n"
     "  --no-kills                 processes are stopped and asked to end, and none is killed\n"
     "\n"
@@ -51,6 +53,7 @@ const QHash<QString, Plant> &plants()
         {QStringLiteral("stubborn"), Plant::Stubborn},
         {QStringLiteral("unwoken"), Plant::Unwoken},
         {QStringLiteral("belated"), Plant::Belated},
+        {QStringLiteral("unarmed"), Plant::Unarmed},
         {QStringLiteral("late"), Plant::Late},
         {QStringLiteral("semaphores"), Plant::Semaphores},
         {QStringLiteral("beyond"), Plant::Beyond},

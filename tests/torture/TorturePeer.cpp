@@ -151,6 +151,9 @@ void TorturePeer::join(std::unique_ptr<Region> region, quint64 generation)
 {
     region->generation = generation;
     region->watcher = std::make_unique<ProcessDataWatcher>(region->manager);
+    if (m_role == Role::Poller) {
+        beginPolling(*region);
+    }
     m_region = std::move(region);
     increase(m_entry.regions);
 }
@@ -224,6 +227,7 @@ void TorturePeer::workOnce()
     case Role::BulkReader: readSet(); return;
     case Role::SingleReader: readSingleValue(); return;
     case Role::Waiter: waitForSet(); return;
+    case Role::Poller: pollForSet(); return;
     }
 }
 

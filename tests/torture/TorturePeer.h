@@ -9,8 +9,11 @@
 #include <QByteArray>
 #include <QString>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
 #include <random>
+#include <thread>
 
 namespace Torture {
 
@@ -40,6 +43,7 @@ private:
         std::unique_ptr<SetCodec> codec;
         std::unique_ptr<ProcessDataWatcher> watcher;
         quint64 awaited = 0; ///< the newest set that a wait has told of
+        quint64 told = 0;    ///< the newest set that an acknowledgement has told of
         quint64 generation = 0;
         quint64 newestGroup[2] = {0, 0};
         quint64 newestNumber[maximumPeers] = {};
@@ -63,6 +67,8 @@ private:
     void workAlone();
     void leaveAlone() const;
 
+    /// Longer than the longest sleep in the kernel, and short for whoever waits for an end.
+    static constexpr std::chrono::milliseconds sm_waitBound{1500};
     /// A call of at least this length is told to the driver.
     static constexpr qint64 sm_notableCall = 20 * millisecond;
     // What may wait for a lock, with a note in the ledger of how long it took.
@@ -82,7 +88,11 @@ private:
     // Waiting, and what publishers tell those who wait (TorturePeerWaiting.cpp).
     void prepareWaiting();
     void waitForSet();
-    ProcessDataWatcher::Result waitInLedger(quint64 &seen);
+    ProcessDataWatcher::Result waitBehind(quint64 &seen);
+    template <class Call>
+    auto inLedger(quint64 seen, const Call &call);
+    void judgeResult(ProcessDataWatcher::Result result, quint64 former, quint64 seen);
+    void noteBegin();
     void noteSleep(const FutexCalls::EndedWait &wait);
     void beginPublishing();
     void endPublishing();
@@ -90,6 +100,14 @@ private:
     void noteSleepers();
     void judgeWake(long woken);
     static void tellWaiter(WaitEntry &waiter, quint64 region, quint64 published);
+
+    // Waiting through a descriptor (TorturePeerPolling.cpp).
+    void beginPolling(Region &region);
+    void pollForSet();
+    void acknowledge();
+    void waitBesideRest();
+    bool isResting() const;
+    void plantLostArming() const;
 
     // Reading.
     void readSet();
@@ -122,6 +140,9 @@ private:
     std::unique_ptr<Region> m_region;
     quint64 m_rounds = 0;
     quint64 m_sleepers[maximumWaiters] = {}; ///< what stood in their words before a wake
+    const std::thread::id m_ownThread = std::this_thread::get_id();
+    std::atomic<int> m_descriptor{-1}; ///< of a poller, for the thread behind it
+    std::atomic<bool> m_isAcknowledging{false};
     bool m_isReadingSlowly = false;
 };
 
@@ -142,6 +163,27 @@ auto TorturePeer::timed(Phase phase, const Call &call)
         const quint32 count = m_entry.callCount;
         m_entry.calls[count % callCapacity] = {begin, end, static_cast<quint32>(phase)};
         m_entry.callCount = count + 1;
+    }
+    return result;
+}
+
+/// With a note in the ledger of which set the call waits for, and how long.
+template <class Call>
+auto TorturePeer::inLedger(quint64 seen, const Call &call)
+{
+    WaitEntry &entry = m_entry.wait;
+    const qint64 begin = steadyNow();
+    entry.region = m_region->generation;
+    entry.seen = seen;
+    entry.begin = begin;
+    const auto result = call();
+    plantLateness();
+    const qint64 end = steadyNow();
+    entry.begin = 0;
+    if (end - begin >= sm_notableCall) {
+        const quint32 count = entry.waitCount;
+        entry.waits[count % callCapacity] = {begin, end, m_region->generation, seen};
+        entry.waitCount = count + 1;
     }
     return result;
 }

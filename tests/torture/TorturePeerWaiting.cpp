@@ -7,9 +7,6 @@ namespace Torture {
 
 namespace {
 
-/// Longer than the longest sleep in the kernel, and short for whoever waits for an end.
-constexpr std::chrono::milliseconds waitBound{1500};
-
 void increase(std::atomic<quint64> &counter)
 {
     counter.fetch_add(1, std::memory_order_relaxed);
@@ -20,8 +17,8 @@ void increase(std::atomic<quint64> &counter)
 void TorturePeer::prepareWaiting()
 {
     FutexCalls::areWakesLost = isPlanted(Plant::Unwoken) || isPlanted(Plant::Belated);
-    if (m_role == Role::Waiter) {
-        FutexCalls::beforeWait = [this] { SleepNote(m_entry.wait.sleep).begin(); };
+    if (m_role == Role::Waiter || m_role == Role::Poller) {
+        FutexCalls::beforeWait = [this] { noteBegin(); };
         FutexCalls::afterWait = [this](const FutexCalls::EndedWait &wait) { noteSleep(wait); };
     } else {
         FutexCalls::beforeWake = [this] { noteSleepers(); };
@@ -32,19 +29,33 @@ void TorturePeer::prepareWaiting()
 void TorturePeer::waitForSet()
 {
     // Waits from the newest one sleep; those from the last one end at once if there was another.
-    const quint64 seen = random(2) == 0 ? m_region->watcher->getGeneration() : m_region->awaited;
-    m_region->awaited = seen;
-    switch (waitInLedger(m_region->awaited)) {
+    if (random(2) == 0) {
+        m_region->awaited = m_region->watcher->getGeneration();
+    }
+    if (waitBehind(m_region->awaited) == ProcessDataWatcher::Result::NewSet && random(4) == 0) {
+        readSet();
+    }
+}
+
+ProcessDataWatcher::Result TorturePeer::waitBehind(quint64 &seen)
+{
+    const quint64 former = seen;
+    const auto result = inLedger(
+        former, [this, &seen] { return m_region->watcher->wait(seen, sm_waitBound); });
+    judgeResult(result, former, seen);
+    return result;
+}
+
+void TorturePeer::judgeResult(ProcessDataWatcher::Result result, quint64 former, quint64 seen)
+{
+    switch (result) {
     case ProcessDataWatcher::Result::NewSet:
-        if (m_region->awaited <= seen) {
+        if (seen <= former) {
             fail(QStringLiteral("back in time: a wait behind swap %1 tells of swap %2")
-                     .arg(seen)
-                     .arg(m_region->awaited));
+                     .arg(former)
+                     .arg(seen));
         }
         increase(m_entry.wait.setsAwaited);
-        if (random(4) == 0) {
-            readSet();
-        }
         return;
     case ProcessDataWatcher::Result::TimedOut: return;
     case ProcessDataWatcher::Result::Stopped: fail(QStringLiteral("a wait that nobody stopped"));
@@ -58,32 +69,26 @@ void TorturePeer::waitForSet()
     }
 }
 
-/// With a note in the ledger of which set it waits for, and how long.
-ProcessDataWatcher::Result TorturePeer::waitInLedger(quint64 &seen)
+/// Before each sleep in the kernel.
+void TorturePeer::noteBegin()
 {
-    WaitEntry &entry = m_entry.wait;
-    const quint64 former = seen;
-    const qint64 begin = steadyNow();
-    entry.region = m_region->generation;
-    entry.seen = former;
-    entry.begin = begin;
-    const auto result = m_region->watcher->wait(seen, waitBound);
-    plantLateness();
-    const qint64 end = steadyNow();
-    entry.begin = 0;
-    if (end - begin >= sm_notableCall) {
-        const quint32 count = entry.waitCount;
-        entry.waits[count % callCapacity] = {begin, end, m_region->generation, former};
-        entry.waitCount = count + 1;
+    SleepNote note(m_entry.wait.sleep);
+    WakeDue due(m_entry.wait.due);
+    if (std::this_thread::get_id() != m_ownThread && isResting()) {
+        due.beginRest(note.nextNumber());
+    } else {
+        // It is armed already: a set behind the one of this moment ends it, or does not let it begin.
+        due.begin(note.nextNumber(), FutexCalls::currentWord());
     }
-    return result;
+    note.begin();
 }
 
 /// Behind each sleep in the kernel.
 void TorturePeer::noteSleep(const FutexCalls::EndedWait &wait)
 {
     SleepNote note(m_entry.wait.sleep);
-    const bool isSlice = wait.isTimedOut && wait.isMoved;
+    const auto due = WakeDue(m_entry.wait.due).swapOf(SleepNote::number(note.current()));
+    const bool isSlice = wait.isTimedOut && due && wait.word != *due;
     increase(m_entry.wait.sleeps);
     if (isSlice) {
         increase(m_entry.wait.slices);
@@ -92,7 +97,7 @@ void TorturePeer::noteSleep(const FutexCalls::EndedWait &wait)
         fail(QStringLiteral(
                  "a wake-up is lost: a sleep behind swap %1 ran out beside a set that was "
                  "published to its end")
-                 .arg(m_entry.wait.seen));
+                 .arg(*due));
     }
     note.end();
 }
@@ -164,7 +169,9 @@ void TorturePeer::tellWaiter(WaitEntry &waiter, quint64 region, quint64 publishe
 {
     SleepNote note(waiter.sleep);
     const quint64 current = note.current();
-    if (SleepNote::isOpen(current) && waiter.region == region && waiter.seen < published) {
+    const auto due = WakeDue(waiter.due).swapOf(SleepNote::number(current));
+    if (SleepNote::isOpen(current) && waiter.region == region && due
+        && *due < static_cast<quint32>(published)) {
         note.note(current, steadyNow());
     }
 }

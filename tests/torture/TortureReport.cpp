@@ -94,6 +94,8 @@ void TortureDriver::report() const
             "most %s s late\n",
             sum(&WaitEntry::setsAwaited), sum(&WaitEntry::sleeps), sum(&WaitEntry::slices),
             qPrintable(asSeconds(m_figures.latestWaiter)));
+        std::printf("  sets awaited through a descriptor %llu, beside its resting thread %llu\n",
+                    sum(&WaitEntry::setsPolled), sum(&WaitEntry::waitsBesides));
     }
     if (!hasFailed()) {
         std::printf("nothing found\n");

@@ -38,6 +38,10 @@ private Q_SLOTS:
     void firstNoteStays();
     void noteOfAFormerSleepIsDropped();
     void nothingIsNotedOnceTheSleepIsOver();
+    void setsBehindTheSwapOfASleepAreDue();
+    void noSetIsDueInARest();
+    void restThatIsArmedBecomesASleep();
+    void sleepThatIsOverIsNotArmed();
 };
 
 void tst_LateWaiters::theFirstNewerSetCounts()
@@ -153,6 +157,51 @@ void tst_LateWaiters::nothingIsNotedOnceTheSleepIsOver()
 
     QVERIFY(!SleepNote::isOpen(sleep.current()));
     QVERIFY(!sleep.isPublishedBefore(begin + second));
+}
+
+void tst_LateWaiters::setsBehindTheSwapOfASleepAreDue()
+{
+    std::atomic<quint64> word{0};
+    WakeDue due(word);
+    QVERIFY(!due.swapOf(0));
+
+    due.begin(7, 41);
+
+    QCOMPARE(due.swapOf(7), std::make_optional(quint32{41}));
+    QVERIFY(!due.swapOf(6));
+}
+
+void tst_LateWaiters::noSetIsDueInARest()
+{
+    std::atomic<quint64> word{0};
+    WakeDue due(word);
+
+    due.beginRest(7);
+
+    QVERIFY(!due.swapOf(7));
+}
+
+void tst_LateWaiters::restThatIsArmedBecomesASleep()
+{
+    std::atomic<quint64> word{0};
+    WakeDue due(word);
+    due.beginRest(7);
+
+    due.arm(7, 43);
+
+    QCOMPARE(due.swapOf(7), std::make_optional(quint32{43}));
+}
+
+void tst_LateWaiters::sleepThatIsOverIsNotArmed()
+{
+    std::atomic<quint64> word{0};
+    WakeDue due(word);
+    due.beginRest(8);
+
+    due.arm(7, 43);
+
+    QVERIFY(!due.swapOf(7));
+    QVERIFY(!due.swapOf(8));
 }
 
 QTEST_APPLESS_MAIN(tst_LateWaiters)

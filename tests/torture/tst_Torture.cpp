@@ -79,7 +79,9 @@ void tst_Torture::nothingIsFound()
     QVERIFY(run.output().endsWith(QLatin1String("nothing found\n")));
     const QRegularExpression waiting(
         QStringLiteral("\n  sets awaited ([1-9]\\d*), sleeps ([1-9]\\d*), of them run out beside a "
-                       "new set \\d+, waiters at most [01]\\.\\d+ s late\n"));
+                       "new set \\d+, waiters at most [01]\\.\\d+ s late\n"
+                       "  sets awaited through a descriptor ([1-9]\\d*), beside its resting "
+                       "thread ([1-9]\\d*)\n"));
     QVERIFY2(waiting.match(run.output()).hasMatch() == hasWaiters, qPrintable(run.output()));
     const QRegularExpression figures(
         QStringLiteral(": ([1-9]\\d*) kills, ([1-9]\\d*) stops, ([1-9]\\d*) restarts, "
@@ -125,6 +127,7 @@ void tst_Torture::everyPlantedFaultIsFound_data()
     row("stubborn", 1, "FAILED: does not end although it was asked to 10");
     row("unwoken", 30, "FAILED: a wake-up is lost: a sleep behind swap ", 2);
     row("belated", 30, "FAILED: a wake-up is lost: of ", 2);
+    row("unarmed", 30, "FAILED: a wake-up is lost: a sleep behind swap ", 1);
     row("late", 30, "FAILED: late: a waiter came ", 2);
 }
 
