@@ -131,6 +131,8 @@ private Q_SLOTS:
     void deadCreatorIsNamed();
     void creatorThatNoProcessCanBeIsUnknown();
     void readerOfAReplacedRegionIsNamed();
+    void readerOfARemovedRegionIsNamed();
+    void removedRegionThatNobodyHasIsNotThere();
     void processWithAnotherLayoutIsNamed();
     void processBesideAFullListOfLayoutsIsUnknown();
     void incompleteListOfProcessesSaysSo();
@@ -162,6 +164,7 @@ void tst_ToolRegions::jsonHasAnObjectARegion()
                           {QStringLiteral("lastSwap"), QStringLiteral("2026-01-05T09:12:44.031Z")},
                           {QStringLiteral("creatorPid"), qint64{getpid()}},
                           {QStringLiteral("creatorAlive"), true},
+                          {QStringLiteral("isRemoved"), false},
                           {QStringLiteral("attached"),
                            QJsonArray{expectedUser(getpid(), "tst_ToolRegions", false, false)}},
                           {QStringLiteral("attachedComplete"), RegionUsers().isComplete()}}));
@@ -263,6 +266,57 @@ void tst_ToolRegions::readerOfAReplacedRegionIsNamed()
     QCOMPARE(later.finish().exitCode, 0);
     reader.signal(SIGTERM);
     QCOMPARE(reader.finish().exitCode, 0);
+}
+
+/// Whoever looks into /dev/shm alone does not see it.
+void tst_ToolRegions::readerOfARemovedRegionIsNamed()
+{
+    Plant plant;
+    const QString file = plant.write();
+    ToolProcess former({QStringLiteral("hold"), file});
+    QVERIFY(former.nextLine().startsWith(QStringLiteral("holding")));
+    ToolProcess reader(
+        {QStringLiteral("watch"), QStringLiteral("--interval"), QStringLiteral("3600000"), file});
+    QVERIFY(reader.nextLine().contains(QStringLiteral("\tn/a\t")));
+    former.signal(SIGTERM);
+    QCOMPARE(former.finish().exitCode, 0);
+    QVERIFY(!plant.segment().exists());
+
+    const QJsonValue null(QJsonValue::Null);
+    QCOMPARE(regionOf(plant.key()),
+             (QJsonObject{{QStringLiteral("key"), plant.key()},
+                          {QStringLiteral("size"), null},
+                          {QStringLiteral("doubleBuffer"), null},
+                          {QStringLiteral("swapCount"), null},
+                          {QStringLiteral("lastSwap"), null},
+                          {QStringLiteral("creatorPid"), null},
+                          {QStringLiteral("creatorAlive"), null},
+                          {QStringLiteral("isRemoved"), true},
+                          {QStringLiteral("attached"),
+                           QJsonArray{expectedUser(reader.pid(), "tessel", true, null)}},
+                          {QStringLiteral("attachedComplete"), RegionUsers().isComplete()}}));
+    const QString unknown = QStringLiteral("-");
+    QCOMPARE(lineOf(plant.key()).mid(1, 4), (QStringList{unknown, unknown, unknown, unknown}));
+    QVERIFY(lineOf(plant.key())
+                .value(5)
+                .startsWith(QStringLiteral("tessel %1 (removed)").arg(reader.pid())));
+
+    reader.signal(SIGTERM);
+    QCOMPARE(reader.finish().exitCode, 0);
+}
+
+void tst_ToolRegions::removedRegionThatNobodyHasIsNotThere()
+{
+    Plant plant;
+    const QString file = plant.write();
+    ToolProcess hold({QStringLiteral("hold"), file});
+    QVERIFY(hold.nextLine().startsWith(QStringLiteral("holding")));
+    QCOMPARE(regionOf(plant.key()).value(QStringLiteral("isRemoved")), QJsonValue(false));
+
+    hold.signal(SIGTERM);
+    QCOMPARE(hold.finish().exitCode, 0);
+
+    QCOMPARE(regionOf(plant.key()), QJsonObject());
 }
 
 void tst_ToolRegions::processWithAnotherLayoutIsNamed()

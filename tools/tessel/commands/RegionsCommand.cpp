@@ -7,8 +7,7 @@
 #include "text/Output.h"
 #include "text/Table.h"
 
-#include <QElapsedTimer>
-
+#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -30,6 +29,18 @@ struct Seen
     RegionInspection region;
     std::optional<quint64> swapCount;
     Clock::time_point time;
+};
+
+/// And who had it behind that.
+struct Used
+{
+    Seen seen;
+    QVector<RegionUser> users;
+    bool isComplete;
+
+    const RegionInspection &region() const { return seen.region; }
+    /// Nobody finds it any more.
+    bool isRemoved() const { return region().getName() == RegionInspection::Name::Removed; }
 };
 
 /// Each region is held open while its sets are counted, and a machine may have more of them than a
@@ -59,6 +70,46 @@ std::vector<Seen> lookAtAll()
     return all;
 }
 
+/// Those whose names have gone and that somebody still has. Whoever ends in this moment is not named: the
+/// processes are looked at behind the names.
+std::vector<Used> lookAtRemoved(const QStringList &keys)
+{
+    std::vector<Used> found;
+    std::optional<RegionUsers> users;
+    for (const auto &key : keys) {
+        const RegionInspection region(key);
+        if (region.exists()) {
+            continue;
+        }
+        if (!users) {
+            users.emplace();
+        }
+        const QVector<RegionUser> former = users->getUsersOf(region);
+        if (!former.isEmpty()) {
+            found.push_back({{region, {}, {}}, former, users->isComplete()});
+        }
+    }
+    return found;
+}
+
+/// All of them with their users, in the order of the keys.
+std::vector<Used> usersOfAll(const std::vector<Seen> &all)
+{
+    const RegionUsers users;
+    QStringList others = users.getKeys();
+    std::vector<Used> used;
+    for (const auto &seen : all) {
+        others.removeAll(seen.region.getKey());
+        used.push_back({seen, users.getUsersOf(seen.region), users.isComplete()});
+    }
+    const std::vector<Used> removed = lookAtRemoved(others);
+    used.insert(used.end(), removed.cbegin(), removed.cend());
+    std::sort(used.begin(), used.end(), [](const Used &left, const Used &right) {
+        return left.region().getKey() < right.region().getKey();
+    });
+    return used;
+}
+
 QString rateText(const Seen &before)
 {
     const std::optional<quint64> swapCount = before.region.getSwapCount();
@@ -76,25 +127,26 @@ void printTable()
     if (!all.empty()) {
         std::this_thread::sleep_for(rateInterval);
     }
-    const RegionUsers users;
     Table table({{QStringLiteral("KEY"), Table::Alignment::Left},
                  {QStringLiteral("BYTES"), Table::Alignment::Right},
                  {QStringLiteral("SETS/S"), Table::Alignment::Right},
                  {QStringLiteral("LAST SET"), Table::Alignment::Right},
                  {QStringLiteral("CREATOR"), Table::Alignment::Left},
                  {QStringLiteral("ATTACHED"), Table::Alignment::Left}});
-    for (const auto &seen : all) {
-        const RegionInspection &region = seen.region;
+    for (const auto &used : usersOfAll(all)) {
+        const RegionInspection &region = used.region();
         table.addRow(
             {region.getKey(), region.isReadable() ? QString::number(region.getSize()) : unknown,
-             rateText(seen), ageText(region.getLastSwap()), creatorText(region.getCreator()),
-             usersText(users.getUsersOf(region), users.isComplete())});
+             rateText(used.seen), ageText(region.getLastSwap()), creatorText(region.getCreator()),
+             usersText(used.users, used.isComplete,
+                       used.isRemoved() ? FormerMemory::Removed : FormerMemory::Replaced)});
     }
     writeOutput(table.lines().join(QLatin1Char('\n')) + QLatin1Char('\n'));
 }
 
-QString jsonOf(const RegionInspection &region, const RegionUsers &users)
+QString jsonOf(const Used &used)
 {
+    const RegionInspection &region = used.region();
     const RegionCreator creator = region.getCreator();
     return jsonObject({
         {QStringLiteral("key"), jsonString(region.getKey())},
@@ -105,18 +157,17 @@ QString jsonOf(const RegionInspection &region, const RegionUsers &users)
         {QStringLiteral("lastSwap"), jsonTime(region.getLastSwap())},
         {QStringLiteral("creatorPid"), jsonNumber(creator.pid)},
         {QStringLiteral("creatorAlive"), jsonFlag(creator.isAlive)},
-        {QStringLiteral("attached"), jsonUsers(users.getUsersOf(region), users.isComplete())},
-        {QStringLiteral("attachedComplete"), jsonBool(users.isComplete())},
+        {QStringLiteral("isRemoved"), jsonBool(used.isRemoved())},
+        {QStringLiteral("attached"), jsonUsers(used.users, used.isComplete)},
+        {QStringLiteral("attachedComplete"), jsonBool(used.isComplete)},
     });
 }
 
 void printJson()
 {
-    const std::vector<Seen> all = lookAtAll();
-    const RegionUsers users;
     QStringList regions;
-    for (const auto &seen : all) {
-        regions.append(jsonOf(seen.region, users));
+    for (const auto &used : usersOfAll(lookAtAll())) {
+        regions.append(jsonOf(used));
     }
     writeOutput(jsonArray(regions) + QLatin1Char('\n'));
 }

@@ -53,12 +53,14 @@ QString creatorText(const RegionCreator &creator)
     return QStringLiteral("%1 %2").arg(*creator.pid).arg(life);
 }
 
-QString usersText(const QVector<RegionUser> &users, bool isComplete)
+QString usersText(const QVector<RegionUser> &users, bool isComplete, FormerMemory former)
 {
+    const QString mark = former == FormerMemory::Removed ? QStringLiteral(" (removed)")
+                                                         : QStringLiteral(" (replaced)");
     QStringList texts;
     for (const auto &user : users) {
         QString text = QStringLiteral("%1 %2").arg(user.program).arg(user.pid);
-        text += user.isReplaced ? QStringLiteral(" (replaced)") : QString();
+        text += user.isReplaced ? mark : QString();
         text += user.hasOtherLayout == true ? QStringLiteral(" (other layout)") : QString();
         texts.append(text);
     }

@@ -17,8 +17,11 @@ QString ageText(const std::optional<QDateTime> &time);
 QString durationText(qint64 milliseconds);
 /// "4711 alive"
 QString creatorText(const RegionCreator &creator);
+/// What became of the name of a memory that somebody still has though it leads elsewhere.
+enum class FormerMemory { Replaced, Removed };
 /// "measure 4711, display 4720 (replaced), ..."
-QString usersText(const QVector<RegionUser> &users, bool isComplete);
+QString usersText(const QVector<RegionUser> &users, bool isComplete,
+                  FormerMemory former = FormerMemory::Replaced);
 
 QString jsonNull();
 QString jsonFlag(const std::optional<bool> &flag);
