@@ -42,6 +42,7 @@ private Q_SLOTS:
     void descriptionWithoutMemoryIsShown();
     void faultySlotsAreShownAndReported_data();
     void faultySlotsAreShownAndReported();
+    void manyPairsThatShareAByteAreCutShort();
     void bitsOfOneByteAreNoFault();
 };
 
@@ -202,6 +203,24 @@ void tst_ToolInfo::faultySlotsAreShownAndReported()
     QCOMPARE(result.exitCode, 9);
     QVERIFY(result.output.contains(QStringLiteral("\nLeaves      3\n")));
     QCOMPARE(result.error, QStringLiteral("tessel: %1: %2\n").arg(file, reason));
+}
+
+/// Each with each other: of 20,000 leaves on one byte nobody would read all pairs, nor find room for them.
+void tst_ToolInfo::manyPairsThatShareAByteAreCutShort()
+{
+    ToolDescription description;
+    for (int i = 0; i < 46; ++i) {
+        description.add(QStringLiteral("n/a%1").arg(i), QStringLiteral("uint8"), Metadata::None, 1,
+                        {{QStringLiteral("offsetSharedMemory"), 0}});
+    }
+    const QString file = description.write();
+
+    const ToolResult result = runTool({QStringLiteral("info"), file});
+
+    QCOMPARE(result.exitCode, 9);
+    QCOMPARE(result.error.count(QStringLiteral(" share byte 0; ")), 1000);
+    QVERIFY(result.error.endsWith(
+        QStringLiteral(" share byte 0; and more: only the first 1000 pairs are named\n")));
 }
 
 void tst_ToolInfo::bitsOfOneByteAreNoFault()

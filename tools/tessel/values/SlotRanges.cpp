@@ -2,6 +2,13 @@
 
 #include <algorithm>
 
+namespace {
+
+/// Of leaves that all share one byte there are more pairs than anybody reads, or has memory for.
+constexpr int mostPairs = 1000;
+
+} // namespace
+
 SlotRanges::SlotRanges(const QVector<Leaf> &leaves) : m_leaves(leaves)
 {
     for (int i = 0; i < leaves.size(); ++i) {
@@ -19,11 +26,17 @@ QStringList SlotRanges::overlaps() const
     QStringList found;
     for (auto left = m_ranges.cbegin(); left != m_ranges.cend(); ++left) {
         for (auto right = left + 1; right != m_ranges.cend() && right->begin < left->end; ++right) {
-            if (collide(*left, *right)) {
-                found.append(QStringLiteral("%1 and %2 share byte %3")
-                                 .arg(m_leaves.at(left->leaf).url, m_leaves.at(right->leaf).url)
-                                 .arg(right->begin));
+            if (!collide(*left, *right)) {
+                continue;
             }
+            if (found.size() == mostPairs) {
+                found.append(
+                    QStringLiteral("and more: only the first %1 pairs are named").arg(mostPairs));
+                return found;
+            }
+            found.append(QStringLiteral("%1 and %2 share byte %3")
+                             .arg(m_leaves.at(left->leaf).url, m_leaves.at(right->leaf).url)
+                             .arg(right->begin));
         }
     }
     return found;

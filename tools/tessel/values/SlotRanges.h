@@ -15,7 +15,7 @@ public:
     /// The leaves have to live as long as this.
     explicit SlotRanges(const QVector<Leaf> &leaves);
 
-    /// One line for each pair of slots that share a byte.
+    /// One line for each pair of slots that share a byte, for the first 1000 of them.
     QStringList overlaps() const;
     /// The same of one leaf and all others, whose URLs it names: "byte 4 with 'n/speed'". Each once.
     QStringList sharedBytes(const Leaf &leaf) const;
