@@ -2,13 +2,11 @@
 
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
+#include "service/StandardOutput.h"
 
 #include <QCoreApplication>
 
-#include <cerrno>
 #include <utility>
-
-#include <unistd.h>
 
 namespace {
 
@@ -158,20 +156,7 @@ void MetricsProgram::choose()
 
 void MetricsProgram::printOnce()
 {
-    const QByteArray text = metricsText(*m_setup.region, m_leaves, MetricsForm::Prometheus);
-    int written = 0;
-    while (written < text.size()) {
-        const ssize_t count = ::write(STDOUT_FILENO, text.constData() + written,
-                                      static_cast<std::size_t>(text.size() - written));
-        if (count < 0 && errno == EPIPE) {
-            return; // Nobody reads any more.
-        }
-        if (count < 0 && errno != EINTR) {
-            throw Refusal{ExitCode::InputOutputFile,
-                          QStringLiteral("standard output: %1").arg(qt_error_string(errno))};
-        }
-        written += static_cast<int>(std::max<ssize_t>(count, 0));
-    }
+    writeToStandardOutput(metricsText(*m_setup.region, m_leaves, MetricsForm::Prometheus));
 }
 
 void MetricsProgram::serve(Service &service)

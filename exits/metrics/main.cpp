@@ -1,37 +1,14 @@
 #include "metrics/MetricsProgram.h"
+#include "service/ExitMain.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
 #include <QCoreApplication>
-#include <QTextCodec>
-
-#include <csignal>
-#include <cstdio>
-#include <exception>
 
 namespace {
 
-QStringList typedWords(int argc, char *argv[])
+int run(const Settings &settings, const QStringList &words)
 {
-    QStringList words;
-    for (int i = 1; i < argc; ++i) {
-        words.append(QString::fromUtf8(argv[i]));
-    }
-    return words;
-}
-
-int run(const QStringList &words)
-{
-    const ProgramSyntax syntax = metricsSyntax();
-    const Settings settings = Settings::fromCommandLine(syntax, words);
-    if (settings.isHelpAsked()) {
-        std::fputs(Settings::helpText(syntax).toUtf8().constData(), stdout);
-        return static_cast<int>(ExitCode::Done);
-    }
-    if (settings.isVersionAsked()) {
-        std::puts("tessel-metrics " TESSEL_VERSION);
-        return static_cast<int>(ExitCode::Done);
-    }
     if (settings.settings().flag(QStringLiteral("once"))) {
         ServiceLog::leaveNoticesOut();
         MetricsProgram(words).printOnce();
@@ -48,20 +25,5 @@ int run(const QStringList &words)
 
 int main(int argc, char *argv[])
 {
-    const QCoreApplication application(argc, argv);
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    // Whoever has gone is told by the write.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
-    ServiceLog::start(QStringLiteral("tessel-metrics"));
-    try {
-        return run(typedWords(argc, argv));
-    } catch (const Refusal &refusal) {
-        ServiceLog::error(refusal.text);
-        return static_cast<int>(refusal.code);
-    } catch (const std::exception &exception) {
-        ServiceLog::error(
-            QStringLiteral("internal: %1").arg(QString::fromLocal8Bit(exception.what())));
-    }
-    return static_cast<int>(ExitCode::Internal);
+    return runExit(argc, argv, metricsSyntax(), run);
 }

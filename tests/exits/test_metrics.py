@@ -182,6 +182,27 @@ class Metrics(unittest.TestCase):
         self.assertEqual(run.returncode, 9)
         self.assertIn("tessel-metrics: error: standard output: No space left on device\n", run.stderr)
 
+    def test_help_and_version_into_a_full_disk_fail(self):
+        for option in ("--help", "--version"):
+            with self.subTest(option=option), open("/dev/full", "wb") as full:
+                run = subprocess.run(
+                    [EXIT, option], stdout=full, stderr=subprocess.PIPE, text=True, timeout=LONGEST, check=False
+                )
+                self.assertEqual(run.returncode, 9)
+                self.assertEqual(
+                    run.stderr, "tessel-metrics: error: standard output: No space left on device\n"
+                )
+
+    def test_help_that_nobody_reads_ends_in_silence(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        with os.fdopen(writing, "wb") as closed:
+            run = subprocess.run(
+                [EXIT, "--help"], stdout=closed, stderr=subprocess.PIPE, text=True, timeout=LONGEST, check=False
+            )
+
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+
     def test_tool_runs_the_program(self):
         path = f"{pathlib.Path(EXIT).parent}:/usr/bin:/bin"
         run = subprocess.run(

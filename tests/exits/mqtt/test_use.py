@@ -48,6 +48,14 @@ class Use(unittest.TestCase):
         self.assertEqual(result.stdout.split()[0], "tessel-mqtt")
         self.assertEqual(result.returncode, 0)
 
+    def test_help_that_nobody_reads_ends_in_silence(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        with os.fdopen(writing, "wb") as closed:
+            result = subprocess.run([EXIT, "--help"], stdout=closed, stderr=subprocess.PIPE, text=True, timeout=LONGEST,
+                                    check=False)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+
     def test_help_page_and_default_configuration_have_every_key(self):
         text = self.run_node("--help").stdout
         keys = set(re.findall(r"^  --([a-z-]+)", text, re.M))
