@@ -122,6 +122,7 @@ private Q_SLOTS:
     void impossibleRecordsEndTheReading_data();
     void impossibleRecordsEndTheReading();
     void unknownKindsAreSkipped();
+    void triggerStaysInItsRun();
     void cutOffRecordingIsContinuedBehindItsLastWholeSet();
     void otherValuesAreNotContinued();
     void ringKeepsTheLastWhile();
@@ -282,6 +283,30 @@ void tst_Recording::unknownKindsAreSkipped()
     QCOMPARE(numbersIn(whole + record(4711, "anything")
                        + record(ChangedSet, facts + changesOf(layout, 3))),
              (QVector<int>{1, 2, 3}));
+}
+
+void tst_Recording::triggerStaysInItsRun()
+{
+    const auto trigger = [](const char *on) {
+        return record(Trigger, QByteArray("{\"on\":\"") + on + "\",\"time\":\"noon\"}");
+    };
+    const ImageLayout layout(headOf(3).values);
+    const QByteArray whole = written(1);
+    const QByteArray set = whole.right(recordHeadSize + setHeadSize + int(layout.size()));
+    RecordingReader reader = readerOf(whole + trigger("late") + record(Run, "{}") + trigger("first")
+                                      + set + trigger("last"));
+    RecordedSet read;
+
+    QVERIFY(reader.next(read));
+    QVERIFY(reader.next(read));
+    QCOMPARE(read.triggers, QStringList{QStringLiteral("first")});
+    QCOMPARE(read.lateTriggers.size(), 1);
+    QCOMPARE(read.lateTriggers[0].on, QStringLiteral("late"));
+    QCOMPARE(read.lateTriggers[0].time, QStringLiteral("noon"));
+    QVERIFY(!reader.next(read));
+    QCOMPARE(read.triggers, QStringList());
+    QCOMPARE(read.lateTriggers.size(), 1);
+    QCOMPARE(read.lateTriggers[0].on, QStringLiteral("last"));
 }
 
 void tst_Recording::cutOffRecordingIsContinuedBehindItsLastWholeSet()

@@ -38,6 +38,7 @@ private Q_SLOTS:
     void namedStateIsWaitedFor();
     void expressionSavesWhatWasBefore();
     void gapComesWhileNothingIsPublished();
+    void gapBehindTheLastSetIsToldOfItsRun();
     void eachTriggerBeginsARun();
     void wrongTriggers_data();
     void wrongTriggers();
@@ -179,6 +180,31 @@ void tst_ToolRecordRing::gapComesWhileNothingIsPublished()
              1);
     QCOMPARE(valuesOf(recorded.path()), QStringList{QString()});
     QVERIFY(fileBytes(recorded.path()).contains("\"reason\":\"triggers\""));
+}
+
+/// No set is left at which it could stand, and at one of another run it would be wrong.
+void tst_ToolRecordRing::gapBehindTheLastSetIsToldOfItsRun()
+{
+    const RecordedPlant recorded;
+    const QStringList gap = on(QStringLiteral("gap > 1ms"))
+                            + QStringList{QStringLiteral("--after=1ms"),
+                                          QStringLiteral("--triggers=1")};
+    QCOMPARE(runTool(recorded.record(gap)).exitCode, 0);
+    QCOMPARE(
+        runTool(recorded.record({QStringLiteral("--append"), QStringLiteral("--sets=1")})).exitCode,
+        0);
+
+    for (const char *form : {"--csv", "--json"}) {
+        const ToolResult result = runTool(
+            {QStringLiteral("export"), recorded.path(), QString::fromLatin1(form)});
+
+        const QRegularExpression note(
+            QStringLiteral("\\Atessel: note: .*: behind the last set of run 1 came the trigger "
+                           "'gap > 1ms', at 20[-0-9]+T[0-9:.]+Z\n\\z"));
+        QVERIFY2(note.match(result.error).hasMatch(), qPrintable(result.error));
+        QVERIFY2(!result.output.contains(QStringLiteral("gap")), qPrintable(result.output));
+        QCOMPARE(result.exitCode, 0);
+    }
 }
 
 void tst_ToolRecordRing::eachTriggerBeginsARun()

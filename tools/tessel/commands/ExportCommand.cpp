@@ -97,6 +97,16 @@ private:
     Text m_text;
 };
 
+/// The lines are those of sets, of which these have none.
+void noteLateTriggers(const RecordingReader &reader, const RecordedSet &set, int run)
+{
+    for (const auto &trigger : set.lateTriggers) {
+        writeErrorLine(QStringLiteral("tessel: note: %1: behind the last set of run %2 came the "
+                                      "trigger '%3', at %4")
+                           .arg(reader.path(), QString::number(run), trigger.on, trigger.time));
+    }
+}
+
 void exportCsv(RecordingReader &reader, const std::vector<int> &columns, bool isTerse)
 {
     LongOutput output;
@@ -114,6 +124,7 @@ void exportCsv(RecordingReader &reader, const std::vector<int> &columns, bool is
     RecordedSet set;
     int run = 0;
     while (reader.next(set)) {
+        noteLateTriggers(reader, set, run);
         cells.take(set);
         run += set.beginsRun ? 1 : 0;
         QStringList line;
@@ -130,6 +141,7 @@ void exportCsv(RecordingReader &reader, const std::vector<int> &columns, bool is
         }
         output.add(csvLine(line));
     }
+    noteLateTriggers(reader, set, run);
     output.finish();
 }
 
@@ -168,10 +180,12 @@ void exportJson(RecordingReader &reader, const std::vector<int> &columns)
     RecordedSet set;
     int run = 0;
     while (reader.next(set)) {
+        noteLateTriggers(reader, set, run);
         cells.take(set);
         run += set.beginsRun ? 1 : 0;
         output.add(jsonLine(reader, columns, set, run, cells) + QLatin1Char('\n'));
     }
+    noteLateTriggers(reader, set, run);
     output.finish();
 }
 

@@ -128,7 +128,19 @@ bool RecordingReader::nextRecord()
 bool RecordingReader::next(RecordedSet &set)
 {
     set.triggers.clear();
+    set.lateTriggers.clear();
+    m_triggerTimes.clear();
     set.beginsRun = m_isRunDue;
+    if (!readSet(set)) {
+        endRun(set);
+        return false;
+    }
+    m_isRunDue = false;
+    return true;
+}
+
+bool RecordingReader::readSet(RecordedSet &set)
+{
     bool isSet = false;
     while (!isSet) {
         const qint64 begin = m_position;
@@ -141,8 +153,24 @@ bool RecordingReader::next(RecordedSet &set)
             return false;
         }
     }
-    m_isRunDue = false;
     return true;
+}
+
+void RecordingReader::takeTrigger(RecordedSet &set)
+{
+    const QJsonObject trigger = QJsonDocument::fromJson(m_record.content).object();
+    set.triggers.append(trigger.value(QLatin1String("on")).toString());
+    m_triggerTimes.append(trigger.value(QLatin1String("time")).toString());
+}
+
+/// The triggers that no set of their run has come behind.
+void RecordingReader::endRun(RecordedSet &set)
+{
+    for (int i = 0; i < set.triggers.size(); ++i) {
+        set.lateTriggers.append({set.triggers[i], m_triggerTimes[i]});
+    }
+    set.triggers.clear();
+    m_triggerTimes.clear();
 }
 
 /// False if the record cannot stand where it does.
@@ -150,16 +178,12 @@ bool RecordingReader::takeRecord(RecordedSet &set, bool &isSet)
 {
     switch (m_record.kind) {
     case Run:
+        endRun(set);
         m_isRunDue = true;
         m_hasImage = false;
         set.beginsRun = true;
         return true;
-    case Trigger:
-        set.triggers.append(QJsonDocument::fromJson(m_record.content)
-                                .object()
-                                .value(QLatin1String("on"))
-                                .toString());
-        return true;
+    case Trigger: takeTrigger(set); return true;
     case WholeSet: isSet = true; return takeWhole(set);
     case ChangedSet: isSet = true; return takeChanged(set);
     default: return true;

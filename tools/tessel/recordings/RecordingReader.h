@@ -15,6 +15,14 @@ struct RecordedSet
     bool beginsRun = false;
     /// What it was that had the recorder save what was before and after, in the words of the command line.
     QStringList triggers;
+    /// A trigger behind the last set of its run, such as that of a gap, which comes without one.
+    struct LateTrigger
+    {
+        QString on;
+        QString time; ///< ISO 8601
+    };
+    /// Those of the run before, where a run begins with this set, or of the last run, once there is no next set.
+    QVector<LateTrigger> lateTriggers;
     QByteArray image; ///< all values, as ImageLayout has them
     std::vector<int>
         changed; ///< indices of the values that are not as before; all at the beginning of a run
@@ -35,7 +43,8 @@ public:
     const RecordingHead &head() const { return m_head; }
     const ImageLayout &layout() const { return m_layout; }
 
-    /// The next set, in the place of the one before, which is needed. False behind the last.
+    /// The next set, in the place of the one before, which is needed. False behind the last; only its late
+    /// triggers count then.
     bool next(RecordedSet &set);
     /// Back to the first set.
     void rewind();
@@ -60,6 +69,9 @@ private:
     [[noreturn]] void refuse(const QString &reason) const;
     bool nextRecord();
     bool takeRecord(RecordedSet &set, bool &isSet);
+    void takeTrigger(RecordedSet &set);
+    void endRun(RecordedSet &set);
+    bool readSet(RecordedSet &set);
     bool takeWhole(RecordedSet &set);
     bool takeChanged(RecordedSet &set);
 
@@ -71,8 +83,9 @@ private:
     qint64 m_position = 0;
     bool m_isDamaged = false;
     bool m_isCutOff = false;
-    bool m_hasImage = false; ///< a whole set came in this run
-    bool m_isRunDue = true;  ///< the next set begins one
+    bool m_hasImage = false;    ///< a whole set came in this run
+    bool m_isRunDue = true;     ///< the next set begins one
+    QStringList m_triggerTimes; ///< of the triggers of the next set
     Record m_record;
 };
 
