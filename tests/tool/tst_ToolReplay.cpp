@@ -30,6 +30,7 @@ private Q_SLOTS:
     void readOnlyValuesAreLeftToTheirCreator();
     void recordedTimesAreKept();
     void interruptEndsItInOrder();
+    void secondSignalIsNoneTooMany();
     void regionThatIsReplacedEndsIt();
     void missingRegionIsNotFound();
     void lockThatIsHeldEndsIt();
@@ -201,6 +202,19 @@ void tst_ToolReplay::interruptEndsItInOrder()
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: replayed ")));
     QVERIFY(!QFile::exists(QStringLiteral("/dev/shm/") + former.plant.segment().name()));
+}
+
+void tst_ToolReplay::secondSignalIsNoneTooMany()
+{
+    const FormerPlant former;
+    ToolProcess tool(replay(former.path(), {QStringLiteral("--speed=0.001")}));
+    QVERIFY(tool.nextLine().startsWith(QStringLiteral("replaying into ")));
+    // Both are there when it goes on.
+    for (const int number : {SIGSTOP, SIGINT, SIGTERM, SIGHUP, SIGCONT}) {
+        tool.signal(number);
+    }
+
+    QCOMPARE(tool.finish().exitCode, 0);
 }
 
 void tst_ToolReplay::regionThatIsReplacedEndsIt()

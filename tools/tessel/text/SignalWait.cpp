@@ -16,13 +16,19 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-sigset_t setOf(SignalWait::Signals signals)
+sigset_t endingSignals()
 {
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&set, signal);
     }
+    return set;
+}
+
+sigset_t setOf(SignalWait::Signals signals)
+{
+    sigset_t set = endingSignals();
     if (signals != SignalWait::Signals::Ending) {
         sigaddset(&set, SIGWINCH);
         sigaddset(&set, SIGTSTP);
@@ -58,6 +64,10 @@ SignalWait::SignalWait(Signals signals) : m_signals(signals)
 SignalWait::~SignalWait()
 {
     const sigset_t set = setOf(m_signals);
+    const sigset_t ending = endingSignals();
+    const timespec noTime = {};
+    // The program ends in order already; a second one must not end it in the middle of that.
+    while (m_isEnding && sigtimedwait(&ending, nullptr, &noTime) > 0) { }
     ::close(m_fd);
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
@@ -113,7 +123,7 @@ SignalWait::Event SignalWait::waitUntilReadable(std::initializer_list<int> descr
     }
 }
 
-SignalWait::Event SignalWait::fetch() const
+SignalWait::Event SignalWait::fetch()
 {
     signalfd_siginfo signal{};
     while (::read(m_fd, &signal, sizeof signal) < 0) {
@@ -125,6 +135,6 @@ SignalWait::Event SignalWait::fetch() const
     case SIGWINCH: return Event::Resized;
     case SIGTSTP: return Event::Stop;
     case SIGCONT: return Event::Continued;
-    default: return Event::End;
+    default: m_isEnding = true; return Event::End;
     }
 }

@@ -6,7 +6,8 @@
 /// Waits for the signals that end a program and, if asked to, for those about its terminal.
 ///
 /// From its construction to its destruction these signals no longer do what they usually do; they
-/// are kept until wait() fetches them, so that none is lost. Make it before anything that must be
+/// are kept until wait() fetches them, so that none is lost; once it has told of the end, further ones that end
+/// the program have no effect any more. Make it before anything that must be
 /// cleaned up. The process must have no second thread then.
 class SignalWait
 {
@@ -44,8 +45,9 @@ public:
     Event waitUntilReadable(int descriptor, std::chrono::steady_clock::time_point deadline);
 
 private:
-    Event fetch() const;
+    Event fetch();
 
     Signals m_signals;
     int m_fd;
+    bool m_isEnding = false; ///< End was told
 };
