@@ -8,6 +8,9 @@
 #include <QtEndian>
 #include <QtTest>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace {
 
 using namespace RecordingFormat;
@@ -123,6 +126,7 @@ private Q_SLOTS:
     void impossibleRecordsEndTheReading();
     void unknownKindsAreSkipped();
     void triggerStaysInItsRun();
+    void missingDescriptorsAreNoMissingPermission();
     void cutOffRecordingIsContinuedBehindItsLastWholeSet();
     void otherValuesAreNotContinued();
     void ringKeepsTheLastWhile();
@@ -307,6 +311,32 @@ void tst_Recording::triggerStaysInItsRun()
     QCOMPARE(read.triggers, QStringList());
     QCOMPARE(read.lateTriggers.size(), 1);
     QCOMPARE(read.lateTriggers[0].on, QStringLiteral("last"));
+}
+
+void tst_Recording::missingDescriptorsAreNoMissingPermission()
+{
+    written(1);
+    rlimit usual = {};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const int next = dup(STDERR_FILENO);
+    QVERIFY(next >= 0);
+    ::close(next);
+    const rlimit none = {static_cast<rlim_t>(next), usual.rlim_max};
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &none), 0);
+    QString message;
+    ExitCode code = ExitCode::Done;
+    try {
+        const RecordingReader reader(path());
+    } catch (const Failure &failure) {
+        message = failure.reason;
+        code = failure.code;
+    }
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &usual), 0);
+
+    QCOMPARE(message, QStringLiteral("%1: cannot be opened: Too many open files; allow more of "
+                                     "them with 'ulimit -n'")
+                          .arg(path()));
+    QCOMPARE(code, ExitCode::NoAccess);
 }
 
 void tst_Recording::cutOffRecordingIsContinuedBehindItsLastWholeSet()

@@ -3,6 +3,7 @@
 #include "descriptions/DescriptionFile.h"
 #include "recordings/Crc32.h"
 #include "recordings/RecordingHead.h"
+#include "text/DescriptorCure.h"
 #include "text/Output.h"
 
 #include <QFileInfo>
@@ -10,8 +11,12 @@
 #include <QJsonObject>
 #include <QtEndian>
 
+#include <cerrno>
 #include <cstring>
 #include <numeric>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -23,6 +28,19 @@ Number numberAt(const QByteArray &bytes, int place)
     return qFromLittleEndian<Number>(bytes.constData() + place);
 }
 
+[[noreturn]] void refuseOpening(const QString &path, int error)
+{
+    if (error == EACCES || error == EPERM) {
+        refusePath(ExitCode::NoAccess, path, QStringLiteral("no permission to read it"));
+    }
+    const QString reason = QStringLiteral("cannot be opened: %1").arg(qt_error_string(error));
+    const QString cure = descriptorCure(error);
+    if (cure.isEmpty()) {
+        refusePath(ExitCode::InputOutputFile, path, reason);
+    }
+    refusePath(ExitCode::NoAccess, path, reason + QLatin1String("; ") + cure);
+}
+
 std::unique_ptr<QIODevice> openedFile(const QString &path)
 {
     const QFileInfo info(path);
@@ -32,9 +50,16 @@ std::unique_ptr<QIODevice> openedFile(const QString &path)
     if (!info.isFile()) {
         refusePath(ExitCode::InputOutputFile, path, QStringLiteral("is no regular file"));
     }
-    auto file = std::make_unique<QFile>(path);
-    if (!file->open(QIODevice::ReadOnly)) {
-        refusePath(ExitCode::NoAccess, path, QStringLiteral("no permission to read it"));
+    // The toolkit keeps no errno.
+    const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        refuseOpening(path, errno);
+    }
+    auto file = std::make_unique<QFile>();
+    if (!file->open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        refusePath(ExitCode::InputOutputFile, path,
+                   QStringLiteral("cannot be read: %1").arg(file->errorString()));
     }
     return file;
 }
