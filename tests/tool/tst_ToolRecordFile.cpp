@@ -32,6 +32,8 @@ private Q_SLOTS:
     void emptyFileIsFilled();
     void secondRecorderIsRefused();
     void fullDiskLeavesAReadableFile();
+    void fileThatSomebodyTakesAwayIsTold_data();
+    void fileThatSomebodyTakesAwayIsTold();
     void folderWithoutPermissionIsRefused();
     void regionWithoutPermissionIsRefused();
     void unknownUrlIsNotFound();
@@ -241,6 +243,43 @@ void tst_ToolRecordFile::fullDiskLeavesAReadableFile()
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.output.count(QLatin1Char('\n')) > 10);
+}
+
+void tst_ToolRecordFile::fileThatSomebodyTakesAwayIsTold_data()
+{
+    QTest::addColumn<bool>("isRemoved");
+    QTest::addColumn<bool>("isSetPublished");
+    QTest::addColumn<QString>("error");
+    const QString removed = QStringLiteral("was removed while it was written");
+    const QString changed = QStringLiteral("was changed by another program while it was written");
+    QTest::newRow("removed before a set") << true << true << removed;
+    QTest::newRow("cut before a set") << false << true << changed;
+    QTest::newRow("removed before the end") << true << false << removed;
+    QTest::newRow("cut before the end") << false << false << changed;
+}
+
+/// What is written behind a cut, or into a file without a name, nobody finds.
+void tst_ToolRecordFile::fileThatSomebodyTakesAwayIsTold()
+{
+    QFETCH(bool, isRemoved);
+    QFETCH(bool, isSetPublished);
+    QFETCH(QString, error);
+    RecordedPlant recorded;
+    ToolProcess recorder(recorded.record());
+    QVERIFY(recorded.isBegun(recorder));
+    QVERIFY(isRemoved ? QFile::remove(recorded.path()) : QFile::resize(recorded.path(), 0));
+
+    if (isSetPublished) {
+        QVERIFY(recorded.publisher.publish(validValue(1)));
+    } else {
+        recorder.signal(SIGINT);
+    }
+
+    const ToolResult result = recorder.finish();
+    QVERIFY2(result.error.endsWith(QStringLiteral("tessel: %1: %2\n").arg(recorded.path(), error)),
+             qPrintable(result.error));
+    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: recorded 1 sets ")));
+    QCOMPARE(result.exitCode, 9);
 }
 
 void tst_ToolRecordFile::folderWithoutPermissionIsRefused()

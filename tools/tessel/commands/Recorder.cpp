@@ -16,6 +16,7 @@ using std::chrono::duration_cast;
 using std::chrono::microseconds;
 
 constexpr std::chrono::seconds tellInterval{1};
+constexpr std::chrono::seconds lookInterval{1};
 constexpr int usualChanges = 4096;
 
 QString now()
@@ -222,6 +223,11 @@ std::optional<Recorder::End> Recorder::due()
     const Clock::time_point now = Clock::now();
     if (now >= m_nextTelling) {
         tellDropped();
+    }
+    if (now >= m_nextLook) {
+        // A ring writes nothing for long.
+        m_writer.requireUntouched();
+        m_nextLook = now + lookInterval;
     }
     if (m_saveUntil && now >= *m_saveUntil) {
         m_saveUntil.reset();

@@ -82,4 +82,5 @@ private:
     Clock::time_point m_end = Clock::time_point::max();
     Clock::time_point m_nextTick = m_begin;
     Clock::time_point m_nextTelling = m_begin;
+    Clock::time_point m_nextLook = m_begin; ///< at the file
 };

@@ -198,8 +198,26 @@ void RecordingWriter::addJson(RecordingFormat::Kind kind, const QByteArray &json
     write(m_record);
 }
 
+void RecordingWriter::requireUntouched() const
+{
+    struct stat now = {};
+    if (::fstat(m_file, &now) != 0) {
+        refuseWrite(errno);
+    }
+    if (now.st_nlink == 0) {
+        refusePath(ExitCode::InputOutputFile, m_path,
+                   QStringLiteral("was removed while it was written"));
+    }
+    if (now.st_size != m_end) {
+        refusePath(ExitCode::InputOutputFile, m_path,
+                   QStringLiteral("was changed by another program while it was written"));
+    }
+}
+
 void RecordingWriter::write(const QByteArray &bytes)
 {
+    // Behind a cut there would be a gap that no reader passes, and in a file without a name nothing.
+    requireUntouched();
     int written = 0;
     while (written < bytes.size()) {
         const auto count = ::write(m_file, bytes.constData() + written,

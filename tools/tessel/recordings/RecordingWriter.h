@@ -27,6 +27,8 @@ public:
     void addWholeSet(const SetFacts &facts, const QByteArray &set);
     void addChangedSet(const SetFacts &facts, const QByteArray &changes);
     void addJson(RecordingFormat::Kind kind, const QByteArray &json);
+    /// Refuses a file that somebody has removed or changed meanwhile; each of the above does so as well.
+    void requireUntouched() const;
 
     quint64 sets() const { return m_sets; }
     quint64 dropped() const { return m_dropped; }
