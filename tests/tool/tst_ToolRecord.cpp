@@ -35,6 +35,7 @@ private Q_SLOTS:
     void timeEndsIt();
     void intervalPassesSetsOver();
     void valuesAreThoseOfThePatterns();
+    void textWithoutBytesIsNotRecorded();
     void folderIsCarriedAsOneDescription();
     void regionThatIsRemovedEndsIt();
     void regionThatIsReplacedEndsIt();
@@ -242,6 +243,34 @@ void tst_ToolRecord::valuesAreThoseOfThePatterns()
                 .output.startsWith(QStringLiteral(
                     "time,elapsed,generation,dropped,run,trigger,pump/speed,pump/speed state,"
                     "pump/level,pump/level state\n")));
+}
+
+/// Nothing reads a recording of it.
+void tst_ToolRecord::textWithoutBytesIsNotRecorded()
+{
+    RecordedPlant recorded;
+    DoctoredPlant plant;
+    plant.description().add(QStringLiteral("pump/name"), QStringLiteral("string"),
+                            ToolDescription::Metadata::None, 0);
+    plant.description().write();
+    const HeldRegion region(plant.file);
+    const QStringList record{QStringLiteral("record"), plant.file, QStringLiteral("--sets=1"),
+                             QStringLiteral("-o"), recorded.path()};
+
+    const ToolResult named = runTool(record + QStringList{QStringLiteral("pump/name")});
+    QCOMPARE(named.error,
+             QStringLiteral("tessel: %1: 'pump/name' has no usable slot: a text of 0 bytes\n")
+                 .arg(plant.file));
+    QCOMPARE(named.exitCode, 9);
+    QVERIFY(!QFile::exists(recorded.path()));
+
+    const ToolResult all = runTool(record);
+    QVERIFY2(all.error.startsWith(
+                 QStringLiteral("tessel: note: 'pump/name' of %1 is left out: a text of 0 bytes\n")
+                     .arg(plant.file)),
+             qPrintable(all.error));
+    QCOMPARE(all.exitCode, 0);
+    QCOMPARE(valuesOf(recorded.path()), QStringList{QString()});
 }
 
 void tst_ToolRecord::folderIsCarriedAsOneDescription()

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void endsWhenItsRegionIsRemoved();
     void attachedItEndsWhenTheRegionIsReplaced();
     void signalEndsItWhileAnotherHoldsTheLock();
+    void textWithoutRoomIsLeftOut();
 
 private:
     QScopedPointer<ToolDescription> m_description;
@@ -288,6 +289,33 @@ void tst_ToolSimRegions::signalEndsItWhileAnotherHoldsTheLock()
     QCOMPARE(result.exitCode, 0);
     QVERIFY2(result.output.startsWith("published "), qPrintable(result.output));
     QVERIFY(region.manager().unlockWriteBuffer());
+}
+
+/// Not even an empty one fits.
+void tst_ToolSimRegions::textWithoutRoomIsLeftOut()
+{
+    m_description->add(QStringLiteral("room/none"), QStringLiteral("string"), Metadata::None, 0);
+    m_description->add(QStringLiteral("room/half"), QStringLiteral("string"), Metadata::None, 1);
+    const QString file = m_description->write();
+    const QString note = QStringLiteral(
+        "tessel: note: '%1' of %2 is left out: a text of %3 bytes\n");
+    const QString notes = note.arg(QStringLiteral("room/half"), file, QStringLiteral("1"))
+                          + note.arg(QStringLiteral("room/none"), file, QStringLiteral("0"));
+
+    for (const QString &option : {QStringLiteral("--sets=2"), QStringLiteral("--dry-run")}) {
+        const ToolResult result = sim({file, option});
+
+        QCOMPARE(result.error, notes);
+        QVERIFY(!result.output.contains(QStringLiteral("room/")));
+        QCOMPARE(result.exitCode, 0);
+
+        const ToolResult named = sim({file, QStringLiteral("room/half"), option});
+
+        QCOMPARE(named.error,
+                 QStringLiteral("tessel: %1: 'room/half' has no usable slot: a text of 1 bytes\n")
+                     .arg(file));
+        QCOMPARE(named.exitCode, 9);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_ToolSimRegions)

@@ -223,7 +223,8 @@ ExitCode run(const CommandLine &line)
     addTriggers(options, line, description);
     SignalWait signals(SignalWait::Signals::Ending);
     LiveRegion region(description, LiveRegion::Opening::Attach);
-    leaves = region.readable(leaves, urls);
+    // A value without a byte is none of a recording.
+    leaves = withTextsFrom(1, region.readable(leaves, urls), urls, description);
     for (const auto &trigger : options.triggers) {
         region.requireUsable(trigger->leaves());
     }

@@ -146,9 +146,12 @@ Settings settingsOf(const CommandLine &line)
             isSet(line, Option::json)};
 }
 
-/// Only the creator writes what is read-only.
-QVector<Leaf> writable(const QVector<Leaf> &leaves, const Settings &settings)
+/// Those that hold a value, of which only the creator writes what is read-only.
+QVector<Leaf> writable(const DescriptionSource &description, const Settings &settings)
 {
+    // Even an empty text has its closing unit.
+    const QVector<Leaf> leaves = withTextsFrom(sizeof(ushort), description.leavesAt(settings.urls),
+                                               settings.urls, description);
     QVector<Leaf> selected;
     for (const auto &leaf : leaves) {
         if (!settings.isAttached || !slotOf(leaf).isReadOnly) {
@@ -268,7 +271,7 @@ void requireOwnRegion(RegionInspection::Name name, const DescriptionSource &desc
 
 ExitCode simulate(const DescriptionSource &description, const Settings &settings)
 {
-    const QVector<Leaf> selected = writable(description.leavesAt(settings.urls), settings);
+    const QVector<Leaf> selected = writable(description, settings);
     SignalWait signals(SignalWait::Signals::Ending);
     if (!settings.isAttached) {
         refuseIfAlive(description);
@@ -309,8 +312,7 @@ ExitCode run(const CommandLine &line)
     refusePrefix(line);
     if (isSet(line, Option::dryRun)) {
         const DescriptionSource description(line.positional(0), DescriptionSource::Layout::ByBuild);
-        const auto leaves = simulated(writable(description.leavesAt(settings.urls), settings),
-                                      settings);
+        const auto leaves = simulated(writable(description, settings), settings);
         writeOutput(settings.isJson ? planJson(leaves) : planText(leaves));
         return ExitCode::Done;
     }

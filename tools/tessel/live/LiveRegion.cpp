@@ -50,6 +50,19 @@ private:
     sigset_t m_former;
 };
 
+[[noreturn]] void refuseSlot(const DescriptionSource &description, const Leaf &leaf,
+                             const QString &problem)
+{
+    throw Failure{ExitCode::InputOutputFile, QStringLiteral("%1: '%2' has no usable slot: %3")
+                                                 .arg(description.path(), leaf.url, problem)};
+}
+
+void noteLeftOut(const DescriptionSource &description, const Leaf &leaf, const QString &problem)
+{
+    writeErrorLine(QStringLiteral("tessel: note: '%1' of %2 is left out: %3")
+                       .arg(leaf.url, description.path(), problem));
+}
+
 } // namespace
 
 LiveRegion::LiveRegion(const DescriptionSource &description, Opening opening)
@@ -85,6 +98,25 @@ void LiveRegion::requireLock() const
     }
 }
 
+QVector<Leaf> withTextsFrom(quint32 leastBytes, const QVector<Leaf> &leaves,
+                            const QStringList &urls, const DescriptionSource &description)
+{
+    QVector<Leaf> roomy;
+    for (const auto &leaf : leaves) {
+        const LeafSlot slot = slotOf(leaf);
+        if (slot.metaType != QMetaType::QString || slot.size >= leastBytes) {
+            roomy.append(leaf);
+            continue;
+        }
+        const QString problem = QStringLiteral("a text of %1 bytes").arg(slot.size);
+        if (!urls.isEmpty()) {
+            refuseSlot(description, leaf, problem);
+        }
+        noteLeftOut(description, leaf, problem);
+    }
+    return roomy;
+}
+
 QVector<Leaf> LiveRegion::readable(const QVector<Leaf> &leaves, const QStringList &urls) const
 {
     if (urls.isEmpty()) {
@@ -102,8 +134,7 @@ QVector<Leaf> LiveRegion::usable(const QVector<Leaf> &leaves) const
         if (problem.isEmpty()) {
             usable.append(leaf);
         } else {
-            writeErrorLine(QStringLiteral("tessel: note: '%1' of %2 is left out: %3")
-                               .arg(leaf.url, m_description.path(), problem));
+            noteLeftOut(m_description, leaf, problem);
         }
     }
     return usable;
@@ -114,9 +145,7 @@ void LiveRegion::requireUsable(const QVector<Leaf> &leaves) const
     for (const auto &leaf : leaves) {
         const QString problem = slotProblem(leaf, m_manager.getSizeBuffer());
         if (!problem.isEmpty()) {
-            throw Failure{ExitCode::InputOutputFile,
-                          QStringLiteral("%1: '%2' has no usable slot: %3")
-                              .arg(m_description.path(), leaf.url, problem)};
+            refuseSlot(m_description, leaf, problem);
         }
     }
 }

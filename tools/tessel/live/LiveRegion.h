@@ -19,6 +19,11 @@ bool hasOtherFormat(const RegionInspection &region);
 /// description.
 void requireMatchingRegion(const RegionInspection &region, const DescriptionSource &description);
 
+/// The leaves of @p leaves, which were found at @p urls, without texts of fewer than @p leastBytes. Refuses one that
+/// was asked for, by a Failure; if everything was asked for, leaves it out with a note.
+QVector<Leaf> withTextsFrom(quint32 leastBytes, const QVector<Leaf> &leaves,
+                            const QStringList &urls, const DescriptionSource &description);
+
 /// What is to be written into one leaf.
 struct LeafWrite
 {
