@@ -87,6 +87,17 @@ QVariant propertyOf(const Leaf &leaf, const QString &key)
     return !property.isNull() && property.canConvert<double>() ? numberOf(property) : QVariant();
 }
 
+/// Has room for whole numbers of 64 bits, and for doubles.
+long double exactOf(const QVariant &number)
+{
+    switch (number.userType()) {
+    case QMetaType::Double:
+    case QMetaType::Float: return number.toDouble();
+    case QMetaType::ULongLong: return static_cast<long double>(number.toULongLong());
+    default: return static_cast<long double>(number.toLongLong());
+    }
+}
+
 /// As much of @p width as there is room for behind @p begin.
 template <class Number>
 Number above(Number begin, Number width, Number most)
@@ -120,10 +131,21 @@ Bounds<Number> boundsOf(const Leaf &leaf, const Bounds<Number> &type, Number usu
 {
     QVariant least = propertyOf(leaf, Definitions::getKeyDataPropertyMinLimit());
     QVariant most = propertyOf(leaf, Definitions::getKeyDataPropertyMaxLimit());
+    // Nothing would be left of the type.
+    if (least.isValid() && exactOf(least) > static_cast<long double>(type.most)) {
+        least = QVariant();
+    }
+    if (most.isValid() && exactOf(most) < static_cast<long double>(type.least)) {
+        most = QVariant();
+    }
     Bounds<Number> limits{least.isValid() ? numberIn(least, Rounding::Up, type) : type.least,
                           most.isValid() ? numberIn(most, Rounding::Down, type) : type.most};
-    // Nothing would be left of the type, or but its end: such a limit was misread.
-    if (limits.least >= type.most || limits.most <= type.least || !limits.isRising()) {
+    if (!limits.isRising() && std::is_unsigned_v<Number> && limits.least > type.most / 2) {
+        // A negative number, which its type has turned into one near the upper end.
+        limits.least = type.least;
+        least = QVariant();
+    }
+    if (!limits.isRising()) {
         limits = type;
         least = most = QVariant();
     }

@@ -21,5 +21,6 @@ struct ValueRange
     QVariant at(double fraction) const;
 };
 
-/// None of a boolean, of a text, and of a type that has no slot. Limits that exclude each other count as none.
+/// None of a boolean, of a text, and of a type that has no slot. A limit that leaves
+/// nothing of the type counts as none, and so do two that exclude each other.
 std::optional<ValueRange> rangeOf(const Leaf &leaf);
