@@ -3,6 +3,7 @@
 
 #include <QtTest>
 
+#include <cstring>
 #include <optional>
 
 namespace {
@@ -28,6 +29,7 @@ private Q_SLOTS:
     void forceReplacesIt();
     void otherLayoutIsRefused();
     void readOnlyValuesAreLeftToTheirCreator();
+    void textWithoutItsEndIsCut();
     void recordedTimesAreKept();
     void interruptEndsItInOrder();
     void secondSignalIsNoneTooMany();
@@ -169,6 +171,38 @@ void tst_ToolReplay::readOnlyValuesAreLeftToTheirCreator()
              QStringLiteral("4711\n"));
     own.signal(SIGTERM);
     QCOMPARE(own.finish().exitCode, 0);
+}
+
+/// As programs write it that know nothing of the closing zero.
+void tst_ToolReplay::textWithoutItsEndIsCut()
+{
+    DoctoredPlant plant;
+    plant.description().add(QStringLiteral("pump/name"), QStringLiteral("string"),
+                            ToolDescription::Metadata::None, 6);
+    plant.description().write();
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.manager().lockWriteBuffer());
+    constexpr int nameBegin = 8;
+    std::memcpy(region.manager().getPointerWriteBuffer() + nameBegin, u"abc", 6);
+    QVERIFY(region.manager().unlockWriteBuffer());
+    QVERIFY(region.manager().swapReadAndWriteBuffer());
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("plant.rec"));
+    const QStringList record{QStringLiteral("record"),   plant.file,
+                             QStringLiteral("-o"),       path,
+                             QStringLiteral("--append"), QStringLiteral("--sets=1")};
+    QCOMPARE(runTool(record).exitCode, 0);
+    QCOMPARE(runTool(record).exitCode, 0);
+
+    const ToolResult result = runTool(replay(path, {QStringLiteral("--into"), plant.file}));
+
+    const QString note = QStringLiteral("tessel: note: 'pump/name' is cut: ");
+    QVERIFY2(result.error.startsWith(note), qPrintable(result.error));
+    QCOMPARE(result.error.count(note), 1);
+    QVERIFY(result.error.contains(QStringLiteral("replayed 2 sets ")));
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(region.read(QStringLiteral("pump/name")).getValue().toString(), QStringLiteral("ab"));
 }
 
 void tst_ToolReplay::recordedTimesAreKept()

@@ -1,5 +1,8 @@
 #include "commands/Replay.h"
 
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "text/Output.h"
+
 #include <algorithm>
 
 namespace {
@@ -72,12 +75,42 @@ void Replay::publish(const RecordedSet &set)
     for (const int changed : set.changed) {
         const Leaf &leaf = m_leaves[changed];
         if (leaf.element) {
-            m_writes.append({leaf, m_values.value(changed)});
+            append(changed);
         }
     }
     m_region.write(m_writes);
     ++m_sets;
     m_dropped += set.facts.dropped;
+}
+
+void Replay::append(int index)
+{
+    const Leaf &leaf = m_leaves[index];
+    const ProcessValue value = m_values.value(index);
+    const RecordedValue &recorded = m_reader.head().values[index];
+    if (recorded.type != ConfigurationAndProcessDataDefinitions::getKeyDataTypeString()) {
+        m_writes.append({leaf, value});
+        return;
+    }
+    const auto units = static_cast<int>(recorded.size / sizeof(ushort));
+    const QString text = value.getValue().toString();
+    if (units == 0) {
+        noteOnce(leaf, QStringLiteral("is left out: a text of %1 bytes").arg(recorded.size));
+    } else if (text.size() < units) {
+        m_writes.append({leaf, value});
+    } else {
+        noteOnce(leaf, QStringLiteral("is cut: its text filled the slot without a closing zero, "
+                                      "which is written in the place of the last character"));
+        m_writes.append({leaf, {text.left(units - 1), value.getErrorType()}});
+    }
+}
+
+void Replay::noteOnce(const Leaf &leaf, const QString &what)
+{
+    if (!m_noted.contains(leaf.url)) {
+        m_noted.insert(leaf.url);
+        writeErrorLine(QStringLiteral("tessel: note: '%1' %2").arg(leaf.url, what));
+    }
 }
 
 microseconds Replay::time() const

@@ -5,6 +5,8 @@
 #include "recordings/RecordingReader.h"
 #include "text/SignalWait.h"
 
+#include <QSet>
+
 /// Publishes the sets of a recording into a region, each by one swap, at the times at which they came.
 ///
 /// A run begins as soon as the one before has ended. Sets that come too late for their time are published at once.
@@ -31,12 +33,16 @@ private:
 
     bool waitFor(const RecordedSet &set, SignalWait &signals);
     void publish(const RecordedSet &set);
+    /// To the writes; a text as much of it as can be written.
+    void append(int index);
+    void noteOnce(const Leaf &leaf, const QString &what);
 
     RecordingReader &m_reader;
     LiveRegion &m_region;
     const QVector<Leaf> &m_leaves;
     double m_speed;
     RecordedLeaves m_values;
+    QSet<QString> m_noted; ///< URLs
     QVector<LeafWrite> m_writes;
     quint64 m_sets = 0;
     quint64 m_dropped = 0;
