@@ -33,6 +33,8 @@ private Q_SLOTS:
     void reportForPrograms();
     void setsEndIt();
     void timeEndsIt();
+    void setThatIsThereIsRecordedInTheShortestTime();
+    void setBeforeTheSignalIsRecorded();
     void intervalPassesSetsOver();
     void valuesAreThoseOfThePatterns();
     void textWithoutBytesIsNotRecorded();
@@ -200,6 +202,42 @@ void tst_ToolRecord::timeEndsIt()
 
     QVERIFY(std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(200));
     QCOMPARE(valuesOf(recorded.path()), QStringList{QString()});
+}
+
+/// It takes longer to hear of the first set than it lasts.
+void tst_ToolRecord::setThatIsThereIsRecordedInTheShortestTime()
+{
+    RecordedPlant recorded;
+    QVERIFY(recorded.publisher.publish(validValue(7)));
+
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(runTool(recorded.record({QStringLiteral("--for=1ms"), QStringLiteral("--force")}))
+                     .exitCode,
+                 0);
+        QCOMPARE(valuesOf(recorded.path()), QStringList{QStringLiteral("7")});
+    }
+}
+
+/// Both are there when it goes on, and the signal is looked at first.
+void tst_ToolRecord::setBeforeTheSignalIsRecorded()
+{
+    RecordedPlant recorded;
+    ToolProcess recorder(recorded.record({QStringLiteral("--json")}));
+    QVERIFY(recorded.isBegun(recorder));
+    recorder.signal(SIGSTOP);
+    QVERIFY(waitUntil([&] { return processState(static_cast<pid_t>(recorder.pid())) == 'T'; }));
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(recorded.publisher.publish());
+    }
+    recorder.signal(SIGINT);
+    recorder.signal(SIGCONT);
+
+    const ToolResult result = recorder.finish();
+
+    QCOMPARE(valuesOf(recorded.path()), (QStringList{{}, QStringLiteral("3")}));
+    QCOMPARE(numberIn(objectOf(result), "sets"), 2);
+    QCOMPARE(numberIn(objectOf(result), "dropped"), 2);
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolRecord::intervalPassesSetsOver()

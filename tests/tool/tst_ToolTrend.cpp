@@ -1,4 +1,4 @@
-#include "DoctoredPlant.h"
+#include "PacedPublisher.h"
 #include "PseudoTerminal.h"
 #include "support/LogCapture.h"
 
@@ -57,6 +57,7 @@ private Q_SLOTS:
     void dryRunWritesNoPicture();
     void interruptPrintsWhatThereIs_data();
     void interruptPrintsWhatThereIs();
+    void setBeforeTheSignalIsShown();
     void regionThatIsRemovedEndsItWithWhatWasSeen();
     void regionThatIsReplacedEndsItWithWhatWasSeen();
     void singleBufferIsSampled();
@@ -299,6 +300,30 @@ void tst_ToolTrend::interruptPrintsWhatThereIs()
 
     QCOMPARE(trend.terminal().finish(), 0);
     QVERIFY(trend.terminal().shown().contains("mean 7, 1 valid"));
+}
+
+/// Both are there when it goes on, and the signal is looked at first.
+void tst_ToolTrend::setBeforeTheSignalIsShown()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    PacedPublisher publisher(plant);
+    QVERIFY(publisher.isReady());
+    ToolProcess trend(trendOf(plant, {QStringLiteral("--json")}));
+    QVERIFY(publisher.waitUntilDone(trend.pid()));
+    trend.signal(SIGSTOP);
+    QVERIFY(waitUntil([&] { return processState(static_cast<pid_t>(trend.pid())) == 'T'; }));
+    QVERIFY(publisher.publish(validValue(7)));
+    trend.signal(SIGINT);
+    trend.signal(SIGCONT);
+
+    const ToolResult result = trend.finish();
+
+    const QJsonObject shown =
+        objectOf(result).value(QStringLiteral("values")).toArray().at(0).toObject();
+    QCOMPARE(shown.value(QStringLiteral("max")), QJsonValue(7));
+    QCOMPARE(shown.value(QStringLiteral("valid")), QJsonValue(1));
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolTrend::regionThatIsRemovedEndsItWithWhatWasSeen()

@@ -72,6 +72,9 @@ Recorder::End Recorder::run(SignalWait &signals)
     while (!end) {
         end = step(signals);
     }
+    if (*end == End::Interrupted || *end == End::Time) {
+        takeLast();
+    }
     finish(*end);
     return *end;
 }
@@ -118,6 +121,14 @@ std::optional<Recorder::End> Recorder::tick()
         take();
     }
     return {};
+}
+
+/// What was published before the end belongs to it, though it was not told of in time.
+void Recorder::takeLast()
+{
+    if (!m_options.interval && m_watcher.getGeneration() != m_generation) {
+        take();
+    }
 }
 
 void Recorder::take()

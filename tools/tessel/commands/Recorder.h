@@ -50,6 +50,7 @@ private:
     std::optional<Recorder::End> acknowledge();
     std::optional<Recorder::End> tick();
     void take();
+    void takeLast();
     SetFacts factsOf(Clock::time_point now) const;
     void keep(const SetFacts &facts, const std::vector<const RecordTrigger *> &triggers);
     void save(const std::vector<const RecordTrigger *> &triggers);

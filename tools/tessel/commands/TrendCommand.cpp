@@ -135,6 +135,10 @@ void TrendWatch::watch(SignalWait &signals)
         const int sets = Clock::now() < m_nextSet ? -1 : m_follower.descriptor();
         isEnded = !handle(signals.waitUntilReadable(sets, nextMoment()));
     }
+    // What was published before the end belongs to it, though it was not told of in time or came close behind another.
+    if (m_follower.descriptor() >= 0 && m_follower.take()) {
+        add();
+    }
     m_report.time = now();
 }
 
