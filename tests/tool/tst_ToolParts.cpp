@@ -1,4 +1,5 @@
 #include "live/ConsistentRead.h"
+#include "text/CountText.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -63,6 +64,7 @@ private Q_SLOTS:
     void aNumberThatIsNoStateIsNamedByItself();
     void suggestionsNeedLikeness_data();
     void suggestionsNeedLikeness();
+    void oneIsNotSeveral();
     void tableAlignsAndKeepsItsWidths();
     void nothingInACellMovesTheCursor();
 };
@@ -203,6 +205,15 @@ void tst_ToolParts::suggestionsNeedLikeness()
     QFETCH(QString, hint);
 
     QCOMPARE(suggestion(word, {QStringLiteral("get"), QStringLiteral("watch")}), hint);
+}
+
+void tst_ToolParts::oneIsNotSeveral()
+{
+    QCOMPARE(countText(0, "set"), QString("0 sets"));
+    QCOMPARE(countText(1, "set"), QString("1 set"));
+    QCOMPARE(countText(1, "leaf", "leaves"), QString("1 leaf"));
+    QCOMPARE(countText(18446744073709551615U, "leaf", "leaves"),
+             QString("18446744073709551615 leaves"));
 }
 
 void tst_ToolParts::tableAlignsAndKeepsItsWidths()

@@ -66,7 +66,7 @@ void tst_ToolRecord::everySetIsRecorded()
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.output, QString());
     QCOMPARE(result.error,
-             QStringLiteral("tessel: note: recorded 11 sets of 1 values, 0 dropped, %1 "
+             QStringLiteral("tessel: note: recorded 11 sets of 1 value, 0 dropped, %1 "
                             "bytes, in %2\n")
                  .arg(fileBytes(recorded.path()).size())
                  .arg(recorded.path()));
@@ -155,7 +155,7 @@ void tst_ToolRecord::interruptEndsItInOrder()
     const ToolResult result = recorder.finish();
 
     QCOMPARE(result.exitCode, 0);
-    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: recorded 1 sets of 1 values, ")));
+    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: recorded 1 set of 1 value, ")));
     QVERIFY(fileBytes(recorded.path()).contains("\"reason\":\"interrupted\""));
 }
 
@@ -347,7 +347,7 @@ void tst_ToolRecord::regionThatIsRemovedEndsIt()
 
     const ToolResult result = recorder.finish();
     QCOMPARE(result.exitCode, 3);
-    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: recorded 1 sets ")));
+    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: recorded 1 set ")));
     QCOMPARE(valuesOf(out), QStringList{QString()});
 }
 

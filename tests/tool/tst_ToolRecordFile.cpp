@@ -278,7 +278,7 @@ void tst_ToolRecordFile::fileThatSomebodyTakesAwayIsTold()
     const ToolResult result = recorder.finish();
     QVERIFY2(result.error.endsWith(QStringLiteral("tessel: %1: %2\n").arg(recorded.path(), error)),
              qPrintable(result.error));
-    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: recorded 1 sets ")));
+    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: recorded 1 set ")));
     QCOMPARE(result.exitCode, 9);
 }
 
@@ -339,7 +339,7 @@ void tst_ToolRecordFile::dryRunWritesNothing()
     QCOMPARE(json.output, QStringLiteral("{\"file\": \"%1\", \"key\": \"%2\", \"values\": 1}\n")
                               .arg(recorded.path(), recorded.plant.key()));
 
-    QCOMPARE(result.output, QStringLiteral("1 values of '%1', not recorded into %2\n")
+    QCOMPARE(result.output, QStringLiteral("1 value of '%1', not recorded into %2\n")
                                 .arg(recorded.plant.key(), recorded.path()));
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);

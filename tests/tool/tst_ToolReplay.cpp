@@ -85,7 +85,7 @@ void tst_ToolReplay::regionThatIsThereGetsThem()
     QCOMPARE(
         result.output,
         QStringLiteral("replaying into %1; SIGINT or SIGTERM ends it\n").arg(recorded.plant.key()));
-    QCOMPARE(result.error, QStringLiteral("tessel: note: replayed 3 sets of 1 values into region "
+    QCOMPARE(result.error, QStringLiteral("tessel: note: replayed 3 sets of 1 value into region "
                                           "'%1', 0 were dropped when it was recorded\n")
                                .arg(recorded.plant.key()));
     QCOMPARE(result.exitCode, 0);
@@ -288,7 +288,7 @@ void tst_ToolReplay::lockThatIsHeldEndsIt()
         replay(recorded.path(), {QStringLiteral("--into"), recorded.plant.file}));
 
     QVERIFY(recorded.publisher.region().manager().unlockWriteBuffer());
-    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: replayed 0 sets of 1 values ")));
+    QVERIFY(result.error.startsWith(QStringLiteral("tessel: note: replayed 0 sets of 1 value ")));
     QVERIFY(result.error.endsWith(
         QStringLiteral("tessel: %1: another process has held the lock of region '%2' for more than "
                        "5 s\n")
@@ -307,7 +307,7 @@ void tst_ToolReplay::dryRunPublishesNothing()
              QStringLiteral("{\"file\": \"%1\", \"key\": \"%2\", \"values\": 1, \"sets\": 3}\n")
                  .arg(former.path(), former.plant.key()));
 
-    QCOMPARE(result.output, QStringLiteral("3 sets of 1 values, not replayed into region '%1'\n")
+    QCOMPARE(result.output, QStringLiteral("3 sets of 1 value, not replayed into region '%1'\n")
                                 .arg(former.plant.key()));
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);

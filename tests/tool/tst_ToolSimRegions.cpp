@@ -194,7 +194,7 @@ void tst_ToolSimRegions::attachedItLeavesOutWhatIsReadOnly()
     const LogCapture log;
     const HeldRegion region(m_file);
 
-    QCOMPARE(simReport({m_file, "--attach", "--sets", "1"}).value("leaves"), QJsonValue(2));
+    QCOMPARE(simReport({m_file, "--attach", "--sets", "1"}).value("values"), QJsonValue(2));
     const ToolResult result = sim({m_file, "--attach", "--sets", "1", "limit"});
 
     QCOMPARE(result.error,

@@ -4,6 +4,7 @@
 #include "commands/Recorder.h"
 #include "commands/ResultFile.h"
 #include "expressions/Duration.h"
+#include "text/CountText.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -155,6 +156,11 @@ QVector<Leaf> eachOnce(const QVector<Leaf> &leaves)
     return once;
 }
 
+QString valuesText(const RecordingHead &head)
+{
+    return countText(static_cast<quint64>(head.values.size()), QStringLiteral("value"));
+}
+
 QString reportJson(const RecordingHead &head, const RecordingWriter &writer,
                    const Recorder &recorder)
 {
@@ -181,13 +187,10 @@ void report(const CommandLine &line, const RecordingHead &head, const RecordingW
         writeOutput(reportJson(head, writer, recorder) + QLatin1Char('\n'));
         return;
     }
-    writeErrorLine(
-        QStringLiteral("tessel: note: recorded %1 sets of %2 values, %3 dropped, %4 bytes, in %5")
-            .arg(writer.sets())
-            .arg(head.values.size())
-            .arg(writer.dropped())
-            .arg(writer.bytes())
-            .arg(writer.path()));
+    writeErrorLine(QStringLiteral("tessel: note: recorded %1 of %2, %3 dropped, %4 bytes, in %5")
+                       .arg(countText(writer.sets(), QStringLiteral("set")), valuesText(head),
+                            QString::number(writer.dropped()), QString::number(writer.bytes()),
+                            writer.path()));
 }
 
 /// What was written is told however it ends.
@@ -236,9 +239,9 @@ ExitCode run(const CommandLine &line)
     }
     RecordingWriter writer(output, existingFrom(line), head);
     if (line.isSet(QStringLiteral("dry-run"))) {
-        const QString text = QStringLiteral("%1 values of '%2', not recorded into %3")
-                                 .arg(leaves.size())
-                                 .arg(printable(description.key()), printable(output));
+        const QString text = QStringLiteral("%1 of '%2', not recorded into %3")
+                                 .arg(valuesText(head), printable(description.key()),
+                                      printable(output));
         const QString json = jsonObject(
             {{QStringLiteral("file"), jsonString(output)},
              {QStringLiteral("key"), jsonString(description.key())},

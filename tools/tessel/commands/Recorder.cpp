@@ -1,5 +1,6 @@
 #include "commands/Recorder.h"
 
+#include "text/CountText.h"
 #include "text/Failure.h"
 #include "text/LogCollector.h"
 #include "text/Output.h"
@@ -276,11 +277,10 @@ Recorder::Clock::time_point Recorder::nextDeadline() const
 void Recorder::tellDropped()
 {
     if (m_untold != 0) {
-        writeErrorLine(
-            QStringLiteral("tessel: note: dropped %1 sets up to generation %2, %3 so far")
-                .arg(m_untold)
-                .arg(m_generation)
-                .arg(m_dropped));
+        writeErrorLine(QStringLiteral("tessel: note: dropped %1 up to generation %2, %3 so far")
+                           .arg(countText(m_untold, QStringLiteral("set")))
+                           .arg(m_generation)
+                           .arg(m_dropped));
         m_untold = 0;
         m_nextTelling = Clock::now() + tellInterval;
     }

@@ -3,6 +3,7 @@
 #include "commands/Replay.h"
 #include "descriptions/DescriptionFile.h"
 #include "recordings/SlotCopies.h"
+#include "text/CountText.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -110,6 +111,13 @@ quint64 setsOf(RecordingReader &reader)
     return sets;
 }
 
+QString setsText(quint64 sets, const RecordingReader &reader)
+{
+    return QStringLiteral("%1 of %2")
+        .arg(countText(sets, QStringLiteral("set")),
+             countText(static_cast<quint64>(reader.head().values.size()), QStringLiteral("value")));
+}
+
 void report(const CommandLine &line, const QString &key, const RecordingReader &reader,
             const Replay &replay)
 {
@@ -129,24 +137,23 @@ void report(const CommandLine &line, const QString &key, const RecordingReader &
             + QLatin1Char('\n'));
         return;
     }
-    writeErrorLine(QStringLiteral("tessel: note: replayed %1 sets of %2 values into region '%3', "
-                                  "%4 were dropped when it was recorded")
-                       .arg(replay.sets())
-                       .arg(reader.head().values.size())
-                       .arg(key)
-                       .arg(replay.dropped()));
+    writeErrorLine(QStringLiteral("tessel: note: replayed %1 into region '%2', %3 when it was "
+                                  "recorded")
+                       .arg(setsText(replay.sets(), reader), key,
+                            countText(replay.dropped(), QStringLiteral("was dropped"),
+                                      QStringLiteral("were dropped"))));
 }
 
 ExitCode dryRun(const CommandLine &line, RecordingReader &reader, const QString &key)
 {
-    const QString sets = QString::number(setsOf(reader));
+    const quint64 sets = setsOf(reader);
     const QString values = QString::number(reader.head().values.size());
-    const QString text = QStringLiteral("%1 sets of %2 values, not replayed into region '%3'")
-                             .arg(sets, values, printable(key));
+    const QString text = QStringLiteral("%1, not replayed into region '%2'")
+                             .arg(setsText(sets, reader), printable(key));
     const QString json = jsonObject({{QStringLiteral("file"), jsonString(reader.path())},
                                      {QStringLiteral("key"), jsonString(key)},
                                      {QStringLiteral("values"), values},
-                                     {QStringLiteral("sets"), sets}});
+                                     {QStringLiteral("sets"), QString::number(sets)}});
     writeOutput((line.isSet(QStringLiteral("json")) ? json : text) + QLatin1Char('\n'));
     requireWhole(reader);
     return ExitCode::Done;

@@ -4,6 +4,7 @@
 #include "commands/SimulationRun.h"
 #include "expressions/Duration.h"
 #include "live/UnseenUsers.h"
+#include "text/CountText.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -212,22 +213,23 @@ void refuseIfAlive(const DescriptionSource &description)
 
 QString beginText(const DescriptionSource &description, const Settings &settings, int leaves)
 {
-    return QStringLiteral("simulating %1: %2 leaves, %3 sets a second, %4, seed %5; SIGINT or "
-                          "SIGTERM ends it\n")
-        .arg(printable(description.key()))
-        .arg(leaves)
-        .arg(settings.rate)
-        .arg(settings.profile.name)
-        .arg(settings.seed);
+    const QString rate = settings.rate == 1 ? QStringLiteral("1 set")
+                                            : QStringLiteral("%1 sets").arg(settings.rate);
+    return QStringLiteral("simulating %1: %2, %3 a second, %4, seed %5; SIGINT or SIGTERM ends "
+                          "it\n")
+        .arg(printable(description.key()),
+             countText(static_cast<quint64>(leaves), QStringLiteral("leaf"),
+                       QStringLiteral("leaves")),
+             rate, settings.profile.name, QString::number(settings.seed));
 }
 
 QString endText(const SimulationReport &report)
 {
-    return QStringLiteral("published %1 sets in %2 s, %3 of them late: %4 values, %5 erroneous\n")
-        .arg(report.sets)
+    return QStringLiteral("published %1 in %2 s, %3 of them late: %4, %5 erroneous\n")
+        .arg(countText(report.sets, QStringLiteral("set")))
         .arg(static_cast<double>(report.time.count()) / 1000, 0, 'f', 1)
         .arg(report.late)
-        .arg(report.values())
+        .arg(countText(report.values(), QStringLiteral("value")))
         .arg(report.erroneous());
 }
 
@@ -244,11 +246,12 @@ QString endJson(const SimulationReport &report, const DescriptionSource &descrip
                {QStringLiteral("profile"), jsonString(settings.profile.name)},
                {QStringLiteral("rate"), QString::number(settings.rate)},
                {QStringLiteral("seed"), QString::number(settings.seed)},
-               {QStringLiteral("leaves"), QString::number(leaves)},
-               {QStringLiteral("time"), QString::number(report.time.count())},
+               {QStringLiteral("values"), QString::number(leaves)},
+               {QStringLiteral("seconds"),
+                QString::number(std::chrono::duration<double>(report.time).count(), 'f', 3)},
                {QStringLiteral("sets"), QString::number(report.sets)},
                {QStringLiteral("late"), QString::number(report.late)},
-               {QStringLiteral("values"), QString::number(report.values())},
+               {QStringLiteral("written"), QString::number(report.values())},
                {QStringLiteral("erroneous"), QString::number(report.erroneous())},
                {QStringLiteral("states"), jsonObject(states)},
            })
