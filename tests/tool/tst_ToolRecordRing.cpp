@@ -242,7 +242,28 @@ void tst_ToolRecordRing::wrongTriggers_data()
                       "see 'tessel record --help'\n");
     add("gap > 0s", "tessel: record: --on: a gap takes a time such as 'gap > 500ms', not '0s'; see "
                     "'tessel record --help'\n");
-    add("state != vaild: **", "tessel: 'vaild' is no error state (did you mean 'valid'?); ");
+    add("state != vaild: **",
+        "tessel: record: --on: 'vaild' is no state (did you mean 'valid'?); use a number from 0 to "
+        "9 or one of valid, underrange, overrange, no-input, division-by-zero, "
+        "incorrect-mathematic, invalid-temperature, sensor-short-circuit, sensor-breakage, "
+        "timeout; see 'tessel record --help'\n");
+    const auto addNear = [&](const char *trigger, const char *nearest) {
+        add(trigger, qPrintable(QStringLiteral("tessel: record: --on '%1' is no trigger (did you "
+                                               "mean '%2'?); see 'tessel record --help'\n")
+                                    .arg(QLatin1String(trigger), QLatin1String(nearest))));
+    };
+    addNear("stat != valid: **", "state != valid: **");
+    addNear("status == 2: pump/speed", "state == overrange: pump/speed");
+    addNear("State = timeuot: pump", "state == timeout: pump");
+    addNear("state is not valid: **", "state != valid: **");
+    addNear("state is valid: pump", "state == valid: pump");
+    addNear("state != valid pump", "state != valid: pump");
+    addNear("state <> fine:**", "state != valid: **");
+    addNear("gapp > 1.5s", "gap > 1.5s");
+    addNear("gap >= 2min", "gap > 2min");
+    addNear("gap < 500", "gap > 500ms");
+    addNear("gap", "gap > 500ms");
+    add("map > 3", "tessel: record: column 1: ", 3);
     add("age > 1s", "tessel: record: --on knows no 'age', which is none when a set comes; use "
                     "'gap > 500ms'; see 'tessel record --help'\n");
     add("pump/speed >", "tessel: record: column ");

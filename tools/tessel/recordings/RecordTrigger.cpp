@@ -3,7 +3,9 @@
 #include "expressions/Duration.h"
 #include "expressions/TypedExpectation.h"
 #include "recordings/SlotCopies.h"
+#include "recordings/TriggerHint.h"
 #include "text/Failure.h"
+#include "text/Suggestion.h"
 #include "values/StateName.h"
 
 #include <QRegularExpression>
@@ -166,6 +168,31 @@ std::chrono::microseconds gapOf(const QString &text)
     return *gap;
 }
 
+ErrorTypes stateOf(const QString &text)
+{
+    const auto state = knownState(text);
+    if (!state) {
+        refuse(QStringLiteral("--on: '%1' is no state%2; use a number from 0 to 9 or one of %3")
+                   .arg(text, suggestion(text, stateNames()),
+                        stateNames().join(QStringLiteral(", "))));
+    }
+    return *state;
+}
+
+/// What is wrong with it as an expression says little of a text that was meant as another form.
+void refuseNearMiss(const QString &text, const DescriptionSource &description)
+{
+    try {
+        const Expectation valid(text, description);
+    } catch (const ExpressionError &) {
+        const QString nearest = nearestTrigger(text);
+        if (!nearest.isEmpty()) {
+            refuse(
+                QStringLiteral("--on '%1' is no trigger (did you mean '%2'?)").arg(text, nearest));
+        }
+    }
+}
+
 } // namespace
 
 RecordTrigger::~RecordTrigger() = default;
@@ -175,10 +202,10 @@ std::unique_ptr<RecordTrigger> RecordTrigger::fromText(const QString &text,
 {
     static const QRegularExpression state(
         QStringLiteral("\\A\\s*state\\s*(==|!=)\\s*([^\\s:]+)\\s*:\\s*(.+?)\\s*\\z"));
-    static const QRegularExpression gap(QStringLiteral("\\A\\s*gap\\s*>\\s*(.*?)\\s*\\z"));
+    static const QRegularExpression gap(QStringLiteral("\\A\\s*gap\\s*>(?!=)\\s*(.*?)\\s*\\z"));
     const QRegularExpressionMatch ofState = state.match(text);
     if (ofState.hasMatch()) {
-        return std::make_unique<StateTrigger>(text, stateFromText(ofState.captured(2)),
+        return std::make_unique<StateTrigger>(text, stateOf(ofState.captured(2)),
                                               ofState.captured(1) == QLatin1String("!="),
                                               description.leavesAt({ofState.captured(3)}));
     }
@@ -186,6 +213,7 @@ std::unique_ptr<RecordTrigger> RecordTrigger::fromText(const QString &text,
     if (ofGap.hasMatch()) {
         return std::make_unique<GapTrigger>(text, gapOf(ofGap.captured(1)));
     }
+    refuseNearMiss(text, description);
     return std::make_unique<ExpressionTrigger>(
         text, typedExpectation(QStringLiteral("record"), text, description));
 }

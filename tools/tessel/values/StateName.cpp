@@ -65,12 +65,17 @@ StateMeaning stateMeaning(ErrorTypes state)
     return {QStringLiteral("no error state of the format"), NAMUR_STATE_TYPE_FAILURE};
 }
 
+QStringList stateNames()
+{
+    return shortNames();
+}
+
 QStringList errorStateNames()
 {
     return shortNames().mid(1);
 }
 
-ErrorTypes stateFromText(const QString &text)
+std::optional<ErrorTypes> knownState(const QString &text)
 {
     for (int number = 0; number < shortNames().size(); ++number) {
         const auto state = static_cast<ErrorTypes>(number);
@@ -78,6 +83,14 @@ ErrorTypes stateFromText(const QString &text)
             || text == getProcessValueStateTypeAsString(state)) {
             return state;
         }
+    }
+    return {};
+}
+
+ErrorTypes stateFromText(const QString &text)
+{
+    if (const auto state = knownState(text)) {
+        return *state;
     }
     throw Failure{ExitCode::WrongUse,
                   QStringLiteral("'%1' is no error state%2; use a number from 1 to 9 or one of %3")

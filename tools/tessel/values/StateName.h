@@ -19,9 +19,13 @@ struct StateMeaning
 };
 StateMeaning stateMeaning(ProcessDataDefinitions::ErrorTypes state);
 
-/// The short names of all states but the valid one, by their numbers.
+/// The short names of all states, by their numbers.
+QStringList stateNames();
+/// The same without the valid one.
 QStringList errorStateNames();
 
-/// The error state that a person means by a number from 0 to 9, a short name or the name of the
-/// enumerator. A Failure of WrongUse if it is none of them.
+/// The state that a person means by a number from 0 to 9, a short name or the name of the enumerator. Nothing if it is
+/// none of them.
+std::optional<ProcessDataDefinitions::ErrorTypes> knownState(const QString &text);
+/// The same of somebody who was to name an error state. A Failure of WrongUse if it is none of them.
 ProcessDataDefinitions::ErrorTypes stateFromText(const QString &text);
