@@ -8,6 +8,7 @@
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
+#include "text/WrittenJson.h"
 
 #include <QDateTime>
 #include <QSet>
@@ -113,6 +114,7 @@ QByteArray carriedDescription(const DescriptionSource &description)
     const ConfigurationAndProcessDataParser parser;
     QByteArray text;
     const bool isFramed = parser.frameToByteArray(description.root(), text, QJsonDocument::Compact);
+    text = WrittenJson::withEscapedMarks(text);
     const auto root = isFramed ? parser.parseFromByteArray(text, QStringLiteral("process.json"))
                                : nullptr;
     if (!root

@@ -4,6 +4,7 @@
 #include "text/Failure.h"
 #include "text/LogCollector.h"
 #include "text/Output.h"
+#include "text/WrittenJson.h"
 
 #include <QDateTime>
 #include <QJsonDocument>
@@ -27,7 +28,7 @@ QString now()
 
 QByteArray json(const QJsonObject &object)
 {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    return WrittenJson::withEscapedMarks(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 QString endText(Recorder::End end)

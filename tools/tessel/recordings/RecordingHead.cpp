@@ -1,6 +1,7 @@
 #include "recordings/RecordingHead.h"
 
 #include "recordings/SetImage.h"
+#include "text/WrittenJson.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -67,7 +68,7 @@ QByteArray headJson(const RecordingHead &head)
                              {QStringLiteral("urls"), QJsonArray::fromStringList(head.urls)},
                              {QStringLiteral("interval"), interval},
                              {QStringLiteral("values"), values}};
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    return WrittenJson::withEscapedMarks(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 std::optional<RecordingHead> headFromJson(const QByteArray &json)

@@ -65,6 +65,12 @@ bool isKey(const QByteArray &json, int endOfText)
 
 } // namespace
 
+QByteArray WrittenJson::withEscapedMarks(QByteArray json)
+{
+    // It stands in texts alone.
+    return json.replace("\xEF\xBB\xBF", "\\uFEFF");
+}
+
 QByteArray WrittenJson::withoutLosses(const QByteArray &json)
 {
     QByteArray exact;
@@ -76,7 +82,7 @@ QByteArray WrittenJson::withoutLosses(const QByteArray &json)
         const int end = isText ? endOfText(json, i) : isNumber ? endOfNumber(json, i) : i + 1;
         QByteArray piece = json.mid(i, end - i);
         if (isText) {
-            piece.replace("\xEF\xBB\xBF", "\\uFEFF");
+            piece = withEscapedMarks(piece);
         } else if (isNumber && isNegativeZero(piece)) {
             piece = "\"-0\"";
         } else if (isNumber && losesDigits(piece)) {
