@@ -160,6 +160,10 @@ void tst_ToolExport::terseIsValuesAlone()
 
     QCOMPARE(result.output, QStringLiteral("0.1\n\"\"\n"));
     QCOMPARE(result.exitCode, 0);
+    QCOMPARE(runTool(exported(m_forms.path, {QStringLiteral("--csv"), QStringLiteral("--terse"),
+                                             QStringLiteral("full/double")}))
+                 .output,
+             result.output);
 }
 
 void tst_ToolExport::unknownUrlIsNotFound()
