@@ -74,6 +74,7 @@ private Q_SLOTS:
     void wrongUse();
     void closedPipeIsNoFailure();
     void fullOutputIsAFailure();
+    void interruptEndsItAtOnce();
 
 private:
     RecordedForms m_forms;
@@ -304,6 +305,32 @@ void tst_ToolExport::fullOutputIsAFailure()
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));
     QCOMPARE(shell.exitCode(), 9);
+}
+
+/// It holds nothing that would have to be given back, so the signal does what it does to any program.
+void tst_ToolExport::interruptEndsItAtOnce()
+{
+    DoctoredPlant plant;
+    constexpr int units = 500000;
+    plant.description().add(QStringLiteral("pump/name"), QStringLiteral("string"),
+                            ToolDescription::Metadata::None, units * 2);
+    plant.description().write();
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    // Much more than there is room for in a pipe.
+    QVERIFY(region.publish(QStringLiteral("pump/name"),
+                           validValue(QString(units - 1, QLatin1Char('x')))));
+    const QString path = plant.description().path(QStringLiteral("long.rec"));
+    QCOMPARE(runTool({QStringLiteral("record"), plant.file, QStringLiteral("-o"), path,
+                      QStringLiteral("--sets=1")})
+                 .exitCode,
+             0);
+    ToolProcess tool(exported(path));
+    QVERIFY(tool.nextLine().startsWith(QStringLiteral("time,")));
+
+    tool.signal(SIGINT);
+
+    QCOMPARE(tool.finish().exitCode, -1);
 }
 
 QTEST_GUILESS_MAIN(tst_ToolExport)

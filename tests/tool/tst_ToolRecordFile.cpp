@@ -3,8 +3,6 @@
 
 #include <QtTest>
 
-#include <optional>
-
 namespace {
 
 const QStringList oneSet{QStringLiteral("--sets=1")};
@@ -37,8 +35,6 @@ private Q_SLOTS:
     void fileThatSomebodyTakesAwayIsTold_data();
     void fileThatSomebodyTakesAwayIsTold();
     void folderWithoutPermissionIsRefused();
-    void regionWithoutPermissionIsRefused();
-    void keyThatBeginsWithAByteOrderMarkIsKept();
     void unknownUrlIsNotFound();
     void dryRunWritesNothing();
     void wrongUse_data();
@@ -300,56 +296,6 @@ void tst_ToolRecordFile::folderWithoutPermissionIsRefused()
 
     QCOMPARE(result.error, QStringLiteral("tessel: %1: no permission to write it\n").arg(path));
     QCOMPARE(result.exitCode, 4);
-}
-
-void tst_ToolRecordFile::regionWithoutPermissionIsRefused()
-{
-    const RecordedPlant recorded;
-    const NarrowPermissions narrow(QStringLiteral("/dev/shm/") + recorded.plant.segment().name(),
-                                   QFile::ExeOwner);
-    if (!makePermissionsCount()) {
-        QSKIP("The system does not let this process give up its rights");
-    }
-
-    const ToolResult result = runTool(recorded.record());
-
-    QCOMPARE(result.error,
-             QStringLiteral("tessel: %1: cannot attach to region '%2': Permission denied\n")
-                 .arg(recorded.plant.file, recorded.plant.key()));
-    QCOMPARE(result.exitCode, 4);
-    QVERIFY(!QFile::exists(recorded.path()));
-}
-
-/// Where it stands unescaped in front of a text, the toolkit drops it.
-void tst_ToolRecordFile::keyThatBeginsWithAByteOrderMarkIsKept()
-{
-    DoctoredPlant plant;
-    const QString file = plant.description().write(
-        QStringLiteral("marked.process.json"),
-        fileBytes(plant.file).replace("\"speed\"", R"("\uFEFFspeed")"));
-    const LogCapture log;
-    std::optional<HeldRegion> region(file);
-    const QString url = QStringLiteral("pump/\uFEFFspeed");
-    QVERIFY(region->publish(url, validValue(7)));
-    const QString path = plant.description().path(QStringLiteral("marked.rec"));
-
-    const ToolResult result = runTool(
-        {QStringLiteral("record"), file, QStringLiteral("-o"), path, QStringLiteral("--sets=1")});
-    QVERIFY2(result.exitCode == 0, qPrintable(result.error));
-    region.reset();
-
-    QCOMPARE(runTool({QStringLiteral("export"), QStringLiteral("-t"), path, url}).output,
-             QStringLiteral("7\n"));
-    const ToolResult other = runTool(
-        {QStringLiteral("export"), QStringLiteral("-t"), path, plant.url});
-    QCOMPARE(other.exitCode, 3);
-    ToolProcess replay({QStringLiteral("replay"), QStringLiteral("--hold"), path});
-    QVERIFY(replay.nextLine().startsWith(QStringLiteral("replaying into ")));
-    QTRY_COMPARE_WITH_TIMEOUT(
-        runTool({QStringLiteral("get"), QStringLiteral("-t"), file, url}).output,
-        QStringLiteral("7\n"), 30000);
-    replay.signal(SIGINT);
-    QCOMPARE(replay.finish().exitCode, 0);
 }
 
 void tst_ToolRecordFile::unknownUrlIsNotFound()

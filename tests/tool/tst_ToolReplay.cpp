@@ -31,7 +31,8 @@ private Q_SLOTS:
     void readOnlyValuesAreLeftToTheirCreator();
     void textWithoutItsEndIsCut();
     void recordedTimesAreKept();
-    void interruptEndsItInOrder();
+    void signalEndsItInOrder_data();
+    void signalEndsItInOrder();
     void secondSignalIsNoneTooMany();
     void regionThatIsReplacedEndsIt();
     void missingRegionIsNotFound();
@@ -224,12 +225,21 @@ void tst_ToolReplay::recordedTimesAreKept()
     QVERIFY(secondsOf(QStringLiteral("0.5")) + 0.001 >= 2 * recorded);
 }
 
-void tst_ToolReplay::interruptEndsItInOrder()
+void tst_ToolReplay::signalEndsItInOrder_data()
 {
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGHUP") << SIGHUP;
+}
+
+void tst_ToolReplay::signalEndsItInOrder()
+{
+    QFETCH(int, signal);
     const FormerPlant former;
     ToolProcess tool(replay(former.path(), {QStringLiteral("--speed=0.001")}));
     QVERIFY(tool.nextLine().startsWith(QStringLiteral("replaying into ")));
-    tool.signal(SIGINT);
+    tool.signal(signal);
 
     const ToolResult result = tool.finish();
 

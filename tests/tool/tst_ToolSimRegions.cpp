@@ -2,6 +2,7 @@
 #include "HeldRegion.h"
 #include "ProcessData/Linux/SharedMemory.h"
 #include "ToolDescription.h"
+#include "ToolFolder.h"
 #include "ToolProcess.h"
 #include "support/LogCapture.h"
 
@@ -50,6 +51,9 @@ private Q_SLOTS:
     void endsWhenItsRegionIsRemoved();
     void attachedItEndsWhenTheRegionIsReplaced();
     void signalEndsItWhileAnotherHoldsTheLock();
+    void attachedItNeedsTheRightToWrite();
+    void attachedItEndsWhereAnotherHoldsTheLock();
+    void descriptionThatDoesNotParseIsRefused();
     void textWithoutRoomIsLeftOut();
 
 private:
@@ -289,6 +293,52 @@ void tst_ToolSimRegions::signalEndsItWhileAnotherHoldsTheLock()
     QCOMPARE(result.exitCode, 0);
     QVERIFY2(result.output.startsWith("published "), qPrintable(result.output));
     QVERIFY(region.manager().unlockWriteBuffer());
+}
+
+void tst_ToolSimRegions::attachedItNeedsTheRightToWrite()
+{
+    const LogCapture log;
+    const HeldRegion region(m_file);
+    const NarrowPermissions narrow(m_description->segmentPath(), QFile::ExeOwner);
+    if (!makePermissionsCount()) {
+        QSKIP("The system does not let this process give up its rights");
+    }
+
+    const ToolResult result = sim({m_file, "--attach", "--sets", "1"});
+
+    QCOMPARE(result.error, QString("tessel: %1: cannot attach to region '%2': Permission denied\n")
+                               .arg(m_file, m_description->key()));
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 4);
+}
+
+void tst_ToolSimRegions::attachedItEndsWhereAnotherHoldsTheLock()
+{
+    const LogCapture log;
+    HeldRegion region(m_file);
+    QVERIFY(region.manager().lockWriteBuffer());
+
+    const ToolResult result = sim({m_file, "--attach", "--sets", "1"});
+
+    QVERIFY(region.manager().unlockWriteBuffer());
+    QCOMPARE(result.error, QString("tessel: %1: another process has held the lock of region '%2' "
+                                   "for more than 5 s\n")
+                               .arg(m_file, m_description->key()));
+    QCOMPARE(result.exitCode, 6);
+    QCOMPARE(region.read("tank/level").getErrorType(),
+             PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
+}
+
+void tst_ToolSimRegions::descriptionThatDoesNotParseIsRefused()
+{
+    const QString broken = m_description->write("broken.process.json", "{");
+
+    const ToolResult result = sim({broken, "--sets", "1"});
+
+    QVERIFY2(result.error.startsWith(QString("tessel: %1: ").arg(broken)),
+             qPrintable(result.error));
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 9);
 }
 
 /// Not even an empty one fits.
