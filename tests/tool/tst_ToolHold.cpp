@@ -27,6 +27,7 @@ class tst_ToolHold : public QObject
 private Q_SLOTS:
     void regionIsThereUntilTheSignal_data();
     void regionIsThereUntilTheSignal();
+    void keyIsSaidAsItStands();
     void singleBufferIsHeldAsWell();
     void everyValueStartsWithoutInput();
     void killedHolderIsReplacedAndNothingIsLeft();
@@ -66,6 +67,23 @@ void tst_ToolHold::regionIsThereUntilTheSignal()
     QCOMPARE(result.error, QString());
     QVERIFY(!description.hasSegment());
     QVERIFY(!description.hasSemaphores());
+}
+
+void tst_ToolHold::keyIsSaidAsItStands()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    const QString key = description.key() + QStringLiteral("%1%2%4x");
+    description.setRoot(QStringLiteral("keyProcessDataMemory"), key);
+
+    ToolProcess hold({QStringLiteral("hold"), description.write()});
+    const QString line = hold.nextLine();
+    hold.signal(SIGTERM);
+
+    QCOMPARE(hold.finish().exitCode, 0);
+    QCOMPARE(line, QStringLiteral("holding ") + key
+                       + QStringLiteral(": 1 leaves, double buffer, 528 bytes; SIGINT or SIGTERM "
+                                        "ends it\n"));
 }
 
 void tst_ToolHold::singleBufferIsHeldAsWell()

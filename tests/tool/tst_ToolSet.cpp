@@ -127,6 +127,8 @@ void tst_ToolSet::valueThatDoesNotFitIsRefused_data()
     };
     row("full/int8", "128", "'128' is no int8; a whole number from -128 to 127 is");
     row("full/int8", "-129", "'-129' is no int8; a whole number from -128 to 127 is");
+    row("full/int8", "%9%1%3%4", "'%9%1%3%4' is no int8; a whole number from -128 to 127 is");
+    row("full/uint8", "%3%1", "'%3%1' is no uint8; a whole number from 0 to 255 is");
     row("full/int16", "32768", "'32768' is no int16; a whole number from -32768 to 32767 is");
     row("full/int32", "2147483648",
         "'2147483648' is no int32; a whole number from -2147483648 to 2147483647 is");

@@ -149,8 +149,7 @@ void RegionCheck::checkRemains(const RegionUsers &users)
         add(Level::Error, QStringLiteral("removed-region"),
             QStringLiteral("%1 %2 still has a region of this key that was removed: nobody else "
                            "sees it, and no new one is seen by that process")
-                .arg(user.program)
-                .arg(user.pid),
+                .arg(user.program, QString::number(user.pid)),
             QStringLiteral("end it, and start it behind its creator: kill %1").arg(user.pid),
             user.pid);
     }

@@ -29,11 +29,13 @@ void printRegion(const DirectoryBuild &build)
 {
     const ProcessDataBufferHandler layout(build.isDoubleBuffered);
     const auto bufferSize = static_cast<quint32>(build.bufferSize);
-    writeOutput(QStringLiteral("\nKey     %1\nBuffer  %2, %3 bytes\nRegion  %4 bytes\n")
-                    .arg(printable(build.key), build.isDoubleBuffered ? QStringLiteral("double")
-                                                                      : QStringLiteral("single"))
-                    .arg(bufferSize)
-                    .arg(bufferSize == 0 ? 0 : layout.calculateSizeSharedMemory(bufferSize)));
+    writeOutput(
+        QStringLiteral("\nKey     %1\nBuffer  %2, %3 bytes\nRegion  %4 bytes\n")
+            .arg(printable(build.key),
+                 build.isDoubleBuffered ? QStringLiteral("double") : QStringLiteral("single"),
+                 QString::number(bufferSize),
+                 QString::number(bufferSize == 0 ? 0
+                                                 : layout.calculateSizeSharedMemory(bufferSize))));
 }
 
 ExitCode check(const DescriptionFolder &folder, const QString &keyPrefix)

@@ -207,11 +207,11 @@ ExitCode run(const CommandLine &line)
     if (differences.isEmpty()) {
         return ExitCode::Done;
     }
-    throw Failure{ExitCode::AnsweredNo, QStringLiteral("%1: %2 of %3 values differ from '%4'")
-                                            .arg(path)
-                                            .arg(differences.size())
-                                            .arg(std::max(was.values.size(), is.values.size()))
-                                            .arg(line.positional(1))};
+    throw Failure{ExitCode::AnsweredNo,
+                  QStringLiteral("%1: %2 of %3 values differ from '%4'")
+                      .arg(path, QString::number(differences.size()),
+                           QString::number(std::max(was.values.size(), is.values.size())),
+                           line.positional(1))};
 }
 
 } // namespace

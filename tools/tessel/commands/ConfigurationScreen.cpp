@@ -90,7 +90,7 @@ QString selectionText(const QStringList &entries)
 {
     QStringList texts;
     for (int i = 0; i < entries.size(); ++i) {
-        texts.append(QStringLiteral("%1 (%2)").arg(entries[i]).arg(i));
+        texts.append(QStringLiteral("%1 (%2)").arg(entries[i], QString::number(i)));
     }
     return texts.join(QStringLiteral(", "));
 }
@@ -256,7 +256,8 @@ QString screenOf(const ConfigurationExplanation &explanation)
     QString text = headline(explanation) + suspicionLines(explanation) + QLatin1Char('\n');
     text += factLine(
         QStringLiteral("Description"),
-        place ? QStringLiteral("%1:%2:%3").arg(place->file).arg(place->line).arg(place->column)
+        place ? QStringLiteral("%1:%2:%3")
+                    .arg(place->file, QString::number(place->line), QString::number(place->column))
               : explanation.file);
     text += factLine(QStringLiteral("Type"), typeText(target));
     text += factIf(QStringLiteral("Label"),

@@ -136,7 +136,8 @@ QString descriptionFacts(const Explanation &explanation, const DescriptionSource
     const QString label = explanation.text(Definitions::getKeyDataPropertyLabelTextId());
     QString facts = factLine(
         QStringLiteral("Description"),
-        place ? QStringLiteral("%1:%2:%3").arg(place->file).arg(place->line).arg(place->column)
+        place ? QStringLiteral("%1:%2:%3")
+                    .arg(place->file, QString::number(place->line), QString::number(place->column))
               : description.path());
     facts += factLine(QStringLiteral("Type"), typeText(explanation));
     if (!label.isEmpty()) {

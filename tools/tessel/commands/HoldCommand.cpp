@@ -16,10 +16,9 @@ void noteReplacement(const DescriptionSource &description)
 QString readyLine(const DescriptionSource &description)
 {
     return QStringLiteral("holding %1: %2 leaves, %3 buffer, %4 bytes; SIGINT or SIGTERM ends it\n")
-        .arg(printable(description.key()))
-        .arg(description.leaves().size())
-        .arg(description.isDoubleBuffered() ? QStringLiteral("double") : QStringLiteral("single"))
-        .arg(description.regionSize());
+        .arg(printable(description.key()), QString::number(description.leaves().size()),
+             description.isDoubleBuffered() ? QStringLiteral("double") : QStringLiteral("single"),
+             QString::number(description.regionSize()));
 }
 
 ExitCode run(const CommandLine &line)

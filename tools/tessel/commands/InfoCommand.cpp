@@ -76,10 +76,10 @@ void printFacts(const DescriptionSource &description)
                           .arg(description.isDoubleBuffered() ? QStringLiteral("double")
                                                               : QStringLiteral("single"))
                           .arg(description.bufferSize()));
-        facts += fact(QStringLiteral("Region"), QStringLiteral("%1, %2 bytes; %3")
-                                                    .arg(description.segmentName())
-                                                    .arg(description.regionSize())
-                                                    .arg(regionText(description)));
+        facts += fact(QStringLiteral("Region"),
+                      QStringLiteral("%1, %2 bytes; %3")
+                          .arg(description.segmentName(), QString::number(description.regionSize()),
+                               regionText(description)));
         facts += fact(QStringLiteral("Semaphores"), semaphoreKeyText(description));
     }
     facts += fact(QStringLiteral("Leaves"), QString::number(description.leaves().size()));

@@ -94,9 +94,7 @@ ExitCode run(const CommandLine &line)
                  .arg(rootPath, name));
     }
     writeOutput(QStringLiteral("merged '%1' at offset %2, %3 bytes\n")
-                    .arg(printable(name))
-                    .arg(offset)
-                    .arg(size));
+                    .arg(printable(name), QString::number(offset), QString::number(size)));
     return ExitCode::Done;
 }
 

@@ -68,10 +68,9 @@ QStringList linesOf(const StatReport &report, int columns, QChar mark)
     const SetStatistics &sets = report.sets;
     QStringList lines{
         QStringLiteral("%1: %2 sets in %3 s, %4 sets/s")
-            .arg(report.key)
-            .arg(sets.sets())
-            .arg(secondsOf(report.time), 0, 'f', 1)
-            .arg(rateOf(report), 0, 'f', 1),
+            .arg(report.key, QString::number(sets.sets()),
+                 QString::number(secondsOf(report.time), 'f', 1),
+                 QString::number(rateOf(report), 'f', 1)),
         QStringLiteral("Interval  min %1, median %2, max %3, jitter %4")
             .arg(intervalText(sets.least()), intervalText(sets.median()), intervalText(sets.most()),
                  intervalText(sets.jitter())),

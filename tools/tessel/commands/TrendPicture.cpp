@@ -95,9 +95,8 @@ void Field::drawTitle()
     m_drawing.text(gutter, m_plotTop - 8,
                    QStringLiteral("%1min %2, max %3, mean %4, %5 valid, %6 not valid")
                        .arg(unit.isEmpty() ? QString() : unit + QStringLiteral("; "),
-                            figure(trend.least()), figure(trend.most()), figure(trend.mean()))
-                       .arg(trend.valid())
-                       .arg(trend.erroneous()),
+                            figure(trend.least()), figure(trend.most()), figure(trend.mean()),
+                            QString::number(trend.valid()), QString::number(trend.erroneous())),
                    textSize, paleInk);
 }
 

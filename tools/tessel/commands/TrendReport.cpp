@@ -33,9 +33,8 @@ QString figuresOf(const Course &course)
     const QString unit = unitOf(course);
     return QStringLiteral("%1%2: min %3, max %4, mean %5, %6 valid, %7 not valid")
         .arg(course.leaf.url, unit.isEmpty() ? QString() : QStringLiteral(" [%1]").arg(unit),
-             figure(trend.least()), figure(trend.most()), figure(trend.mean()))
-        .arg(trend.valid())
-        .arg(trend.erroneous());
+             figure(trend.least()), figure(trend.most()), figure(trend.mean()),
+             QString::number(trend.valid()), QString::number(trend.erroneous()));
 }
 
 /// All digits, so that it reads back as what it was.
@@ -79,8 +78,8 @@ QString jsonOf(const Course &course)
 
 QStringList linesOf(const TrendReport &report, int columns, int barLines, Characters characters)
 {
-    QStringList lines{
-        QStringLiteral("%1: %2 s").arg(report.key).arg(secondsOf(report.time), 0, 'f', 1)};
+    QStringList lines{QStringLiteral("%1: %2 s")
+                          .arg(report.key, QString::number(secondsOf(report.time), 'f', 1))};
     for (const auto &course : report.courses) {
         lines.append(figuresOf(course));
         const QVector<TrendColumn> drawn = course.trend.columns(ValueTrend::Time(0), report.time,

@@ -27,12 +27,12 @@ void printLines(const QVector<DescriptionProblem> &problems)
     for (const auto &problem : problems) {
         // A root has no URL, and then nothing stands before the colon.
         const QString url = problem.url.isEmpty() ? QString() : QLatin1Char(' ') + problem.url;
-        lines +=
-            printable(
-                QStringLiteral("%1:%2:%3: ").arg(problem.file).arg(problem.line).arg(problem.column)
-                + levelText(problem.level) + QLatin1Char(' ') + problem.rule + url
-                + QStringLiteral(": ") + problem.text)
-            + QLatin1Char('\n');
+        lines += printable(QStringLiteral("%1:%2:%3: ")
+                               .arg(problem.file, QString::number(problem.line),
+                                    QString::number(problem.column))
+                           + levelText(problem.level) + QLatin1Char(' ') + problem.rule + url
+                           + QStringLiteral(": ") + problem.text)
+                 + QLatin1Char('\n');
     }
     writeOutput(lines);
 }

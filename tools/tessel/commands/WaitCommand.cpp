@@ -21,13 +21,12 @@ ExitCode run(const CommandLine &line)
     case RegionProgress::Silent:
         throw Failure{ExitCode::TimedOut,
                       QStringLiteral("%1: nothing was published in region '%2' within %3 s")
-                          .arg(description.path(), description.key())
-                          .arg(timeout)};
+                          .arg(description.path(), description.key(), QString::number(timeout))};
     case RegionProgress::Missing: break;
     }
-    throw Failure{ExitCode::TimedOut, QStringLiteral("%1: no region '%2' within %3 s")
-                                          .arg(description.path(), description.key())
-                                          .arg(timeout)};
+    throw Failure{ExitCode::TimedOut,
+                  QStringLiteral("%1: no region '%2' within %3 s")
+                      .arg(description.path(), description.key(), QString::number(timeout))};
 }
 
 } // namespace

@@ -58,7 +58,7 @@ QVector<Candidate> piecesBehind(const QVector<Candidate> &leaves, const QString 
 
 QString cellUrl(const QString &url, int row, int column)
 {
-    return QStringLiteral("%1#%2,%3").arg(url).arg(row).arg(column);
+    return QStringLiteral("%1#%2,%3").arg(url, QString::number(row), QString::number(column));
 }
 
 QVector<Candidate> cellsOf(const ConfigurationLeaf &leaf)

@@ -289,8 +289,7 @@ void LiveRegion::refuseOvertaken() const
 {
     throw Failure{ExitCode::NotReliable,
                   QStringLiteral("%1: no consistent set in %2 attempts, writers are too fast")
-                      .arg(m_description.path())
-                      .arg(mostReadAttempts)};
+                      .arg(m_description.path(), QString::number(mostReadAttempts))};
 }
 
 void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
@@ -299,8 +298,8 @@ void LiveRegion::refuseLock(qint64 waitedMilliseconds) const
         throw Failure{ExitCode::TimedOut,
                       QStringLiteral("%1: another process has held the lock of region '%2' for "
                                      "more than %3 s")
-                          .arg(m_description.path(), m_description.key())
-                          .arg(waitedMilliseconds / 1000)};
+                          .arg(m_description.path(), m_description.key(),
+                               QString::number(waitedMilliseconds / 1000))};
     }
     throw Failure{ExitCode::NoAccess,
                   withReasons(QStringLiteral("%1: no lock on region '%2'")
@@ -346,9 +345,9 @@ void requireMatchingRegion(const RegionInspection &region, const DescriptionSour
         throw Failure{ExitCode::LayoutMismatch,
                       QStringLiteral("%1: region '%2' has %3 bytes where the description asks for "
                                      "%4; its creator uses another description")
-                          .arg(description.path(), description.key())
-                          .arg(region.getSize())
-                          .arg(description.regionSize())};
+                          .arg(description.path(), description.key(),
+                               QString::number(region.getSize()),
+                               QString::number(description.regionSize()))};
     }
     if (isOtherLayout) {
         throw Failure{

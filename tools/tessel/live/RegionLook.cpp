@@ -152,5 +152,5 @@ QString RegionLook::nameOf(qint64 pid) const
         [pid](const RegionUser &candidate) { return candidate.pid == pid; });
     return user == m_users.cend() || user->program.isEmpty()
                ? QStringLiteral("process %1").arg(pid)
-               : QStringLiteral("%1 %2").arg(user->program).arg(pid);
+               : QStringLiteral("%1 %2").arg(user->program, QString::number(pid));
 }

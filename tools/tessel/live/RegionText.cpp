@@ -59,7 +59,7 @@ QString usersText(const QVector<RegionUser> &users, bool isComplete, FormerMemor
                                                          : QStringLiteral(" (replaced)");
     QStringList texts;
     for (const auto &user : users) {
-        QString text = QStringLiteral("%1 %2").arg(user.program).arg(user.pid);
+        QString text = QStringLiteral("%1 %2").arg(user.program, QString::number(user.pid));
         text += user.isReplaced ? mark : QString();
         text += user.hasOtherLayout == true ? QStringLiteral(" (other layout)") : QString();
         texts.append(text);

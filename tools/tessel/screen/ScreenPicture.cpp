@@ -162,7 +162,8 @@ QVector<ScreenLine> ScreenPicture::trend(const ScreenFacts &facts, const Termina
         }
         columns = facts.trend->columns(from, to, size.columns);
         const auto seconds = std::chrono::ceil<std::chrono::seconds>(to - from).count();
-        title = QStringLiteral("%1, the last %2 s").arg(facts.tree.url(leaf)).arg(seconds);
+        title =
+            QStringLiteral("%1, the last %2 s").arg(facts.tree.url(leaf), QString::number(seconds));
         if (least) {
             title += QStringLiteral(": %1 to %2").arg(numberText(*least), numberText(*most));
         }

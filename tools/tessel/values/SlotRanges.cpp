@@ -35,8 +35,8 @@ QStringList SlotRanges::overlaps() const
                 return found;
             }
             found.append(QStringLiteral("%1 and %2 share byte %3")
-                             .arg(m_leaves.at(left->leaf).url, m_leaves.at(right->leaf).url)
-                             .arg(right->begin));
+                             .arg(m_leaves.at(left->leaf).url, m_leaves.at(right->leaf).url,
+                                  QString::number(right->begin)));
         }
     }
     return found;

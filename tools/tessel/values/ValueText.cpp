@@ -73,9 +73,7 @@ QVariant signedFromText(const QString &text, const LeafSlot &slot, const QString
     const qint64 number = text.toLongLong(&ok, baseOf(text));
     if (!ok || number < least || number > most) {
         refuse(url, QStringLiteral("'%1' is no %2; a whole number from %3 to %4 is")
-                        .arg(text, slot.type)
-                        .arg(least)
-                        .arg(most));
+                        .arg(text, slot.type, QString::number(least), QString::number(most)));
     }
     return number;
 }
@@ -90,8 +88,7 @@ QVariant unsignedFromText(const QString &text, const LeafSlot &slot, const QStri
     const quint64 number = text.toULongLong(&ok, baseOf(text));
     if (!ok || text.startsWith(QLatin1Char('-')) || number > most) {
         refuse(url, QStringLiteral("'%1' is no %2; a whole number from 0 to %3 is")
-                        .arg(text, slot.type)
-                        .arg(most));
+                        .arg(text, slot.type, QString::number(most)));
     }
     return number;
 }
