@@ -11,8 +11,11 @@ private Q_SLOTS:
     void identifierFollowsTheRule_data();
     void identifierFollowsTheRule();
     void namesThatWouldBeTheSameAreNumbered();
+    void numberedNameFollowsTheRule();
     void orderDoesNotMatter();
     void takenNamesAreNotGiven();
+    void namespaceIsNothingThatIsThere_data();
+    void namespaceIsNothingThatIsThere();
     void namespaceIsMadeOfIdentifiers_data();
     void namespaceIsMadeOfIdentifiers();
 };
@@ -48,6 +51,24 @@ void tst_CppNames::identifierFollowsTheRule_data()
     row("QString", "QString_");
     row("Q_OBJECT", "Q_OBJECT_");
     row("Quality", "Quality");
+    // A name without small letters may be a macro of any header.
+    row("SLOT", "SLOT_");
+    row("EINTR", "EINTR_");
+    row("SEEK_SET", "SEEK_SET_");
+    row("PT-100", "PT_100_");
+    row("I", "I_");
+    row("PT100a", "PT100a");
+    row("alloca", "alloca_");
+    row("offsetof", "offsetof_");
+    row("st_mtime", "st_mtime_");
+    row("PRId64", "PRId64_");
+    row("SYS_read", "SYS_read_");
+    row("qDebug", "qDebug_");
+    row("qint64", "qint64_");
+    // Functions are no macros: a member may be called so.
+    row("time", "time");
+    row("index", "index");
+    row("level", "level");
 }
 
 void tst_CppNames::identifierFollowsTheRule()
@@ -68,6 +89,13 @@ void tst_CppNames::namesThatWouldBeTheSameAreNumbered()
     QCOMPARE(CppNames::uniqueIdentifiers(expected.keys(), {}), expected);
 }
 
+void tst_CppNames::numberedNameFollowsTheRule()
+{
+    const QHash<QString, QString> expected{{"A-B", "A_B_"}, {"A_B", "A_B_2_"}};
+
+    QCOMPARE(CppNames::uniqueIdentifiers(expected.keys(), {}), expected);
+}
+
 void tst_CppNames::orderDoesNotMatter()
 {
     QCOMPARE(CppNames::uniqueIdentifiers({"a b", "a-b", "a_b"}, {}),
@@ -77,6 +105,34 @@ void tst_CppNames::orderDoesNotMatter()
 void tst_CppNames::takenNamesAreNotGiven()
 {
     QCOMPARE(CppNames::uniqueIdentifiers({"pump"}, {"pump"}).value("pump"), QString("pump_2"));
+}
+
+void tst_CppNames::namespaceIsNothingThatIsThere_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("nameSpace");
+    for (const char *name : {"tank", "Plant", "low_limit", "leaf", "nodes", "Values"}) {
+        QTest::newRow(name) << name << name;
+    }
+    for (const char *name :
+         {"time",        "index",        "remove", "select",     "div",
+          "abs",         "main",         "exp",    "expf",       "read",
+          "stat",        "stat64",       "uint",   "ulong",      "time_t",
+          "localtime_r", "pthread_once", "y0",     "environ",    "timeval",
+          "qint64",      "qHash",        "std",    "class",      "Qt",
+          "QtPrivate",   "ProcessValue", "SLOT",   "RegionLock", "LayoutFingerprint"}) {
+        QTest::newRow(name) << name << QString(name) + '_';
+    }
+}
+
+void tst_CppNames::namespaceIsNothingThatIsThere()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, nameSpace);
+
+    QCOMPARE(CppNames::namespaceOf(name), nameSpace);
+    QVERIFY(CppNames::isNamespace("my::" + nameSpace));
+    QCOMPARE(CppNames::isNamespace(name), name == nameSpace);
 }
 
 void tst_CppNames::namespaceIsMadeOfIdentifiers_data()

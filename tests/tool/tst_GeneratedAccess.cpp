@@ -69,6 +69,7 @@ private Q_SLOTS:
     void integersOf64BitsAreExact();
     void numberThatDoesNotFitIsRefused();
     void oddNamesHaveAccessors();
+    void accessorReachesTheVeryLeaf();
     void formsWithoutLockWorkInsideALock();
     void readOnlyIsRefusedToOthers();
     void treeThatIsNotThereIsNotUsed();
@@ -159,6 +160,31 @@ void tst_GeneratedAccess::oddNamesHaveAccessors()
     QCOMPARE(at("names/a_b"), 1.0);
     QCOMPARE(at("names/a b"), 2.0);
     QCOMPARE(at("names/a-b"), 3.0);
+}
+
+void tst_GeneratedAccess::accessorReachesTheVeryLeaf()
+{
+    const LogCapture log;
+    ProcessDataManager manager;
+    const auto root = manager.createProcessDataFromFile(OddNames().write(), create);
+    const my::odd::Values values(root);
+    const auto &units = values->units;
+
+    QVERIFY(units.a.write(1) && units.ufeffa.write(2) && units.b.write(3) && units.b_c.write(4));
+    QVERIFY(units.x.write(5) && units.ufffd.write(6) && units.SLOT_.write(7));
+    QVERIFY(manager.swapReadAndWriteBuffer());
+    const auto at = [&root](const QString &name) {
+        ProcessValue value(PROCESS_VALUE_ERROR_TYPE_VALID);
+        root->getLeafProcessDataValue(QStringLiteral("units/") + name)->getValue(value);
+        return value.toDouble();
+    };
+    QCOMPARE(at(QStringLiteral("a")), 1.0);
+    QCOMPARE(at(QChar(0xFEFF) + QStringLiteral("a")), 2.0);
+    QCOMPARE(at(QStringLiteral("b")), 3.0);
+    QCOMPARE(at(QStringLiteral("b") + QChar(0) + QLatin1Char('c')), 4.0);
+    QCOMPARE(at(QStringLiteral("?")), 5.0);
+    QCOMPARE(at(QChar(0xD800)), 6.0);
+    QCOMPARE(at(QStringLiteral("SLOT")), 7.0);
 }
 
 void tst_GeneratedAccess::formsWithoutLockWorkInsideALock()

@@ -41,6 +41,10 @@ private Q_SLOTS:
     void namespaceIsThatOfTheFileOrTheOption();
     void leafWithoutASlotIsLeftOut();
     void textsCannotLeaveTheirComments();
+    void commentsAreReadAsTheyStand();
+    void urlIsNamedUnitByUnit();
+    void fileNameIsNoPlaceForTexts();
+    void namespaceIsNoFunction();
     void folderHasAccessorsForItsFiles();
     void dryRunWritesNothing();
     void descriptionIsNotReplaced();
@@ -133,6 +137,65 @@ void tst_ToolGen::textsCannotLeaveTheirComments()
     QVERIFY(!header.contains("\\\n"));
 }
 
+void tst_ToolGen::commentsAreReadAsTheyStand()
+{
+    ToolDescription description;
+    const QString tag = QString::fromUtf8("\xf3\xa0\x81\x81"); // it is not seen
+    description.add(QString("a") + QChar(0x202E), "double", Metadata::ErrorState, 8);
+    description.add("b" + tag, "double", Metadata::ErrorState, 8);
+    description.add(QString("c") + QChar(0xD800), "double", Metadata::ErrorState, 8);
+
+    const QString header = gen({description.write()}).output;
+
+    QVERIFY(header.contains("/// `a\\u202e`, double.\n"));
+    QVERIFY(header.contains("/// `b\\udb40\\udc41`, double.\n"));
+    QVERIFY(!header.contains(QChar(0x202E)) && !header.contains(tag));
+}
+
+void tst_ToolGen::urlIsNamedUnitByUnit()
+{
+    ToolDescription description;
+    description.add(QChar(0xFEFF) + QString("a"), "double", Metadata::ErrorState, 8);
+    description.add(QString("b") + QChar(0) + "c", "double", Metadata::ErrorState, 8);
+    description.add(QString("°"), "double", Metadata::ErrorState, 8);
+    description.add("d?\"", "double", Metadata::ErrorState, 8);
+    // As an escape: a reader of JSON drops the mark itself at the beginning of a text.
+    const QString text = contentOf(description.write()).replace(QChar(0xFEFF), "\\ufeff");
+
+    const QString header = gen({description.write("units.process.json", text.toUtf8())}).output;
+
+    for (const char *argument :
+         {R"(, QStringLiteral("\xfeff" "a")))", R"(, QStringLiteral("b\x0000" "c")))",
+          R"(, QStringLiteral("\x00b0" "")))", R"(, QStringLiteral("d\?\"")))"}) {
+        QVERIFY2(header.contains(QString(argument) + '\n'), argument);
+    }
+}
+
+void tst_ToolGen::fileNameIsNoPlaceForTexts()
+{
+    ToolDescription description;
+    description.add("a", "double", Metadata::ErrorState, 8);
+    const QByteArray text = contentOf(description.write()).toUtf8();
+    const QString plain = gen({description.write("a1b.process.json", text)}).output;
+
+    const QString header =
+        gen({description.write("a%1b%3.process.json", text), "--namespace", "a1b"}).output;
+
+    QCOMPARE(header, QString(plain).replace("a1b.process.json", "a%1b%3.process.json"));
+}
+
+void tst_ToolGen::namespaceIsNoFunction()
+{
+    ToolDescription description;
+    description.add("a", "double", Metadata::ErrorState, 8);
+    const QByteArray text = contentOf(description.write()).toUtf8();
+
+    const QString header = gen({description.write("time.process.json", text)}).output;
+
+    QVERIFY(header.contains("\nnamespace time_ {\n"));
+    QCOMPARE(gen({tank, "--namespace", "my::time"}).exitCode, 2);
+}
+
 void tst_ToolGen::folderHasAccessorsForItsFiles()
 {
     DescriptionDirectory device("device");
@@ -144,7 +207,7 @@ void tst_ToolGen::folderHasAccessorsForItsFiles()
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.output.startsWith("// Made by `tessel gen cpp` from device."));
-    QVERIFY(result.output.contains("value(tesselRoot, \"inputs/channel1/value\")"));
+    QVERIFY(result.output.contains("value(tesselRoot, QStringLiteral(\"inputs/channel1/value\"))"));
 }
 
 void tst_ToolGen::dryRunWritesNothing()

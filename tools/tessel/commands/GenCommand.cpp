@@ -42,7 +42,7 @@ QString namespaceOf(const CommandLine &line)
 {
     const QString option = QLatin1String(namespaceOption);
     if (!line.isSet(option)) {
-        return CppNames::identifierOf(fileName(line.positional(1)).section(QLatin1Char('.'), 0, 0));
+        return CppNames::namespaceOf(fileName(line.positional(1)).section(QLatin1Char('.'), 0, 0));
     }
     QString name = line.value(option);
     if (!CppNames::isNamespace(name)) {

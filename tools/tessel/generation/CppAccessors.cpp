@@ -37,24 +37,26 @@ void insert(Node &root, const Leaf &leaf)
     node->leaf = node->leaf == nullptr ? &leaf : node->leaf;
 }
 
-/// A text between quotation marks.
+/// A QString of the same units, whatever they are: with zeros, a mark of the byte order and halves of a pair.
 QString literal(const QString &text)
 {
-    constexpr uint firstPrintable = 0x20;
-    constexpr uint deleteCharacter = 0x7F;
-    QByteArray escaped;
-    for (const char byte : text.toUtf8()) {
-        const uint code = static_cast<unsigned char>(byte);
-        if (byte == '"' || byte == '\\' || byte == '?') {
-            escaped += '\\';
-            escaped += byte;
-        } else if (code < firstPrintable || code == deleteCharacter) {
-            escaped += '\\' + QByteArray::number(code, 8).rightJustified(3, '0');
+    constexpr ushort firstPrintable = 0x20;
+    constexpr ushort lastPrintable = 0x7E;
+    constexpr int digits = 4;
+    QString escaped;
+    for (const QChar character : text) {
+        const ushort code = character.unicode();
+        if (character == QLatin1Char('"') || character == QLatin1Char('\\')
+            || character == QLatin1Char('?')) {
+            escaped += QLatin1Char('\\') + QString(character);
+        } else if (code >= firstPrintable && code <= lastPrintable) {
+            escaped += character;
         } else {
-            escaped += byte;
+            // A digit behind it would belong to it, so that the text begins anew.
+            escaped += QStringLiteral("\\x%1\" \"").arg(code, digits, 16, QLatin1Char('0'));
         }
     }
-    return QLatin1Char('"') + QString::fromUtf8(escaped) + QLatin1Char('"');
+    return QStringLiteral("QStringLiteral(\"") + escaped + QStringLiteral("\")");
 }
 
 QString integerType(const LeafSlot &slot, bool isSigned)
@@ -85,6 +87,32 @@ QString classOf(const LeafSlot &slot)
     }
 }
 
+/// What can stand in a comment of one line: without what moves text about, and in whole characters.
+QString commentText(const QString &text)
+{
+    constexpr int digits = 4;
+    const auto escapeOf = [](ushort unit) {
+        return QStringLiteral("\\u%1").arg(unit, digits, 16, QLatin1Char('0'));
+    };
+    const QString shown = printable(text);
+    QString result;
+    for (int i = 0; i < shown.size(); ++i) {
+        const QChar unit = shown.at(i);
+        const bool isPair = unit.isHighSurrogate() && i + 1 < shown.size()
+                            && shown.at(i + 1).isLowSurrogate();
+        if (!isPair) {
+            result += unit.isSurrogate() ? escapeOf(unit.unicode()) : QString(unit);
+            continue;
+        }
+        const QChar second = shown.at(++i);
+        const bool isFormat = QChar::category(QChar::surrogateToUcs4(unit, second))
+                              == QChar::Other_Format;
+        result += isFormat ? escapeOf(unit.unicode()) + escapeOf(second.unicode())
+                           : QString(unit) + second;
+    }
+    return result;
+}
+
 QString commentOf(const Leaf &leaf)
 {
     const LeafSlot slot = slotOf(leaf);
@@ -93,7 +121,7 @@ QString commentOf(const Leaf &leaf)
     text += unit.isEmpty() ? QString() : QStringLiteral(" in ") + unit;
     text += slot.isReadOnly ? QStringLiteral(", read-only") : QString();
     // A backslash at the end would take the next line into the comment.
-    return QStringLiteral("/// ") + printable(text) + QLatin1Char('.');
+    return QStringLiteral("/// ") + commentText(text) + QLatin1Char('.');
 }
 
 /// Writes the structs of a tree, those of the children first.
@@ -178,6 +206,8 @@ private:
 QString beginText(const CppDescription &description)
 {
     constexpr int digits = 16;
+    const QString fingerprint = QStringLiteral("%1").arg(description.fingerprint, digits, 16,
+                                                         QLatin1Char('0'));
     return QStringLiteral(R"(// Made by `tessel gen cpp` from %1. Do not change it: make it anew.
 #pragma once
 
@@ -195,8 +225,7 @@ namespace %2 {
 constexpr quint64 layoutFingerprint = Q_UINT64_C(0x%3);
 
 )")
-        .arg(printable(description.fileName), description.nameSpace)
-        .arg(description.fingerprint, digits, 16, QLatin1Char('0'));
+        .arg(commentText(description.fileName), description.nameSpace, fingerprint);
 }
 
 QString endText(const QString &nameSpace)

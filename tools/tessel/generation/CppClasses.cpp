@@ -34,8 +34,8 @@ constexpr State valid = ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 class Double
 {
 public:
-    Double(const Root &root, const char *url)
-        : m_handle(root ? ProcessDoubleHandle(root, QString::fromUtf8(url)) : ProcessDoubleHandle())
+    Double(const Root &root, const QString &url)
+        : m_handle(root ? ProcessDoubleHandle(root, url) : ProcessDoubleHandle())
     {
     }
 
@@ -57,7 +57,7 @@ template <qint64 least, qint64 most>
 class Integer
 {
 public:
-    Integer(const Root &root, const char *url) : m_number(root, url) {}
+    Integer(const Root &root, const QString &url) : m_number(root, url) {}
 
     bool isValid() const { return m_number.isValid(); }
     bool read(qint64 &value, State &state) const
@@ -96,7 +96,7 @@ private:
 class Boolean
 {
 public:
-    Boolean(const Root &root, const char *url) : m_number(root, url) {}
+    Boolean(const Root &root, const QString &url) : m_number(root, url) {}
 
     bool isValid() const { return m_number.isValid(); }
     bool read(bool &value, State &state) const
@@ -128,10 +128,9 @@ template <class Content>
 class Exact
 {
 public:
-    Exact(const Root &root, const char *url)
+    Exact(const Root &root, const QString &url)
     {
-        const auto leaf = root ? root->getLeafProcessDataValue(QString::fromUtf8(url))
-                               : ProcessDataValueSharedPointer();
+        const auto leaf = root ? root->getLeafProcessDataValue(url) : ProcessDataValueSharedPointer();
         if (leaf && leaf->isObjectValid()) {
             m_leaf = leaf;
         }
