@@ -118,8 +118,8 @@ void tst_ToolComplete::wordsFit_data()
     add("-v in", "info");
     add("do", "doctor");
     add("stat --f", "--for");
-    add("trend --", "--for --json --svg --dry-run --verbose --help");
-    add("watch --t", "--tui");
+    add("trend --", "--for --json --terse --svg --dry-run --verbose --help");
+    add("watch --t", "--terse --tui");
     add("doctor --j", "--json");
     add("complete ", "");
     add("nothing ", "");

@@ -50,6 +50,8 @@ private Q_SLOTS:
     void plainOutputHasBars();
     void errorStateIsAGap();
     void terminalIsDrawnWhileItLasts();
+    void terseIsALineASetWithValuesAlone();
+    void terseHasEachSet();
     void patternNamesSeveralValues();
     void textIsLeftOut();
     void pictureIsDrawn();
@@ -61,14 +63,6 @@ private Q_SLOTS:
     void regionThatIsRemovedEndsItWithWhatWasSeen();
     void regionThatIsReplacedEndsItWithWhatWasSeen();
     void singleBufferIsSampled();
-    void missingRegionIsNotFound();
-    void environmentNamesTheDescription();
-    void wrongUse_data();
-    void wrongUse();
-    void pictureThatCannotBeWrittenIsToldAtOnce_data();
-    void pictureThatCannotBeWrittenIsToldAtOnce();
-    void closedPipeIsNoFailure();
-    void fullOutputIsAFailure();
 };
 
 void tst_ToolTrend::jsonHasPointsAndFigures()
@@ -163,6 +157,48 @@ void tst_ToolTrend::terminalIsDrawnWhileItLasts()
     trend.terminal().type("\x03");
 
     QCOMPARE(trend.terminal().finish(), 0);
+}
+
+void tst_ToolTrend::terseIsALineASetWithValuesAlone()
+{
+    DoctoredPlant plant;
+    plant.description().add(QStringLiteral("pump/flow"), QStringLiteral("double"),
+                            ToolDescription::Metadata::ErrorState, 8);
+    plant.description().write();
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.write(QStringLiteral("pump/flow"), validValue(1.0 / 3.0)));
+    QVERIFY(region.publish(plant.url, ProcessValue(PROCESS_VALUE_ERROR_TYPE_TIMEOUT)));
+
+    for (const char *option : {"-t", "--terse"}) {
+        const ToolResult result = runTool({QStringLiteral("trend"), QStringLiteral("--for=50ms"),
+                                           QLatin1String(option), plant.file,
+                                           QStringLiteral("pump/*")});
+
+        QCOMPARE(result.error, QString());
+        QCOMPARE(result.output, QStringLiteral("\t0.3333333333333333\n"));
+        QCOMPARE(result.exitCode, 0);
+    }
+}
+
+void tst_ToolTrend::terseHasEachSet()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    PacedPublisher publisher(plant);
+    QVERIFY(publisher.isReady());
+    ToolProcess trend(trendOf(plant, {QStringLiteral("-t")}));
+    for (const double number : {7.0, 9.0, 8.0}) {
+        QVERIFY(publisher.publishTo(trend.pid(), validValue(number)));
+    }
+
+    trend.signal(SIGINT);
+
+    const ToolResult result = trend.finish();
+    QCOMPARE(result.error, QString());
+    // The first one is that of the creator, in which nobody has written.
+    QCOMPARE(result.output.section(QLatin1Char('\n'), 1), QStringLiteral("7\n9\n8\n"));
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolTrend::patternNamesSeveralValues()
@@ -372,128 +408,6 @@ void tst_ToolTrend::singleBufferIsSampled()
     QVERIFY(region.write(plant.url, validValue(6)));
 
     QVERIFY(trend.terminal().readUntil("min 5, max 6"));
-}
-
-void tst_ToolTrend::missingRegionIsNotFound()
-{
-    const DoctoredPlant plant;
-
-    const ToolResult result = runTool(trendOf(plant));
-
-    QCOMPARE(result.exitCode, 3);
-    QCOMPARE(result.output, QString());
-    QVERIFY(result.error.startsWith(QStringLiteral("tessel: %1: no region ").arg(plant.file)));
-}
-
-void tst_ToolTrend::environmentNamesTheDescription()
-{
-    const DoctoredPlant plant;
-    const LogCapture log;
-    const HeldRegion region(plant.file);
-
-    const ToolResult result = runTool(
-        {QStringLiteral("trend"), QStringLiteral("--for=1ms"), plant.url},
-        {QStringLiteral("TESSEL_DIR=") + plant.file});
-
-    QVERIFY(result.output.startsWith(plant.key() + QStringLiteral(": 0.0 s")));
-    QCOMPARE(result.exitCode, 0);
-}
-
-void tst_ToolTrend::wrongUse_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("error");
-    const QString file = QStringLiteral("nowhere/plant.process.json");
-    const QString help = QStringLiteral("; see 'tessel trend --help'\n");
-    const QString time = QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to "
-                                        "24h, not '%1'");
-    const QStringList rest{file, QStringLiteral("u")};
-    const auto add = [&](const char *name, const QStringList &arguments, const QString &error) {
-        QTest::newRow(name) << arguments << 2 << QStringLiteral("tessel: trend: ") + error + help;
-    };
-    add("nothing", {}, QStringLiteral("FILE is missing"));
-    add("no URL", {file}, QStringLiteral("URL... is missing"));
-    add("option", QStringList(QStringLiteral("--fro=1s")) + rest,
-        QStringLiteral("unknown option '--fro' (did you mean '--for'?)"));
-    for (const char *text : {"soon", "0s", "-1s", "25h", "0.5ms"}) {
-        add(text, QStringList{QStringLiteral("--for"), QLatin1String(text)} + rest,
-            time.arg(QLatin1String(text)));
-    }
-    add("no file for the picture", QStringList(QStringLiteral("--svg=")) + rest,
-        QStringLiteral("--svg is empty; name a file, or - for standard output"));
-    add("two on standard output",
-        QStringList{QStringLiteral("--json"), QStringLiteral("--svg=-")} + rest,
-        QStringLiteral("--json and --svg - would both go to standard output"));
-    add("dry run of nothing", QStringList(QStringLiteral("--dry-run")) + rest,
-        QStringLiteral("--dry-run goes with --svg"));
-    QTest::newRow("no such file") << rest << 3
-                                  << QStringLiteral("tessel: %1: no such file\n").arg(file);
-}
-
-void tst_ToolTrend::wrongUse()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(int, exitCode);
-    QFETCH(QString, error);
-
-    const ToolResult result = runTool(QStringList(QStringLiteral("trend")) + arguments);
-
-    QCOMPARE(result.error, error);
-    QCOMPARE(result.output, QString());
-    QCOMPARE(result.exitCode, exitCode);
-}
-
-void tst_ToolTrend::pictureThatCannotBeWrittenIsToldAtOnce_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<int>("exitCode");
-    QTest::newRow("no folder") << QStringLiteral("/nowhere/trend.svg") << 3;
-    QTest::newRow("device") << QStringLiteral("/dev/full") << 9;
-    QTest::newRow("description") << QStringLiteral("plant.process.json") << 2;
-}
-
-void tst_ToolTrend::pictureThatCannotBeWrittenIsToldAtOnce()
-{
-    QFETCH(QString, path);
-    QFETCH(int, exitCode);
-    const DoctoredPlant plant;
-    const LogCapture log;
-    const HeldRegion region(plant.file);
-
-    // It would last an hour otherwise.
-    const ToolResult result = runTool(trendOf(plant, {QStringLiteral("--svg"), path}));
-
-    QCOMPARE(result.exitCode, exitCode);
-    QCOMPARE(result.output, QString());
-}
-
-void tst_ToolTrend::closedPipeIsNoFailure()
-{
-    const DoctoredPlant plant;
-    const LogCapture log;
-    const HeldRegion region(plant.file);
-
-    QCOMPARE(exitCodeWithoutReader(
-                 {QStringLiteral("trend"), QStringLiteral("--for=1ms"), plant.file, plant.url}),
-             0);
-}
-
-void tst_ToolTrend::fullOutputIsAFailure()
-{
-    const DoctoredPlant plant;
-    const LogCapture log;
-    const HeldRegion region(plant.file);
-    QProcess shell;
-    shell.start(
-        QStringLiteral("sh"),
-        {QStringLiteral("-c"), QStringLiteral("'%1' trend --for=1ms '%2' '%3' > /dev/full")
-                                   .arg(QStringLiteral(TESSEL_TOOL), plant.file, plant.url)});
-
-    QVERIFY(shell.waitForFinished());
-
-    QCOMPARE(shell.exitCode(), 9);
-    QVERIFY(shell.readAllStandardError().startsWith("tessel: standard output: "));
 }
 
 QTEST_GUILESS_MAIN(tst_ToolTrend)

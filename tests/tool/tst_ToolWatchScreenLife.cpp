@@ -1,4 +1,3 @@
-#include "PseudoTerminal.h"
 #include "ToolProcess.h"
 #include "WatchedPlant.h"
 #include "support/LogCapture.h"
@@ -22,11 +21,6 @@ private Q_SLOTS:
     void regionThatIsReplacedIsFollowed();
     void silentPublisherIsTold();
     void otherLayoutIsToldUntilItFits();
-    void missingRegionLeavesTheTerminal();
-    void wrongUse_data();
-    void wrongUse();
-    void unfitTerminalIsRefused_data();
-    void unfitTerminalIsRefused();
 
 private:
     std::unique_ptr<LogCapture> m_log;
@@ -215,80 +209,6 @@ void tst_ToolWatchScreenLife::otherLayoutIsToldUntilItFits()
     plant.open();
 
     QVERIFY(terminal.waitFor(QStringLiteral("● live")));
-}
-
-void tst_ToolWatchScreenLife::missingRegionLeavesTheTerminal()
-{
-    WatchedPlant plant;
-    plant.close();
-    TmuxTerminal terminal(200, 24);
-    QVERIFY(terminal.isReady());
-
-    terminal.run(screenCommand(plant));
-
-    QVERIFY(terminal.waitFor(QStringLiteral("ended 3")));
-    QVERIFY(terminal.screen().contains(QStringLiteral(": no region '%1'").arg(plant.key())));
-    QCOMPARE(terminal.flags(), QStringLiteral("0 1"));
-}
-
-void tst_ToolWatchScreenLife::wrongUse_data()
-{
-    QTest::addColumn<QString>("option");
-    QTest::addColumn<QString>("error");
-    QTest::newRow("no terminal") << QString()
-                                 << QStringLiteral(
-                                        "--tui needs a terminal as its input and output");
-    QTest::newRow("count") << QStringLiteral("--count=3")
-                           << QStringLiteral("--tui does not go with --count");
-    QTest::newRow("on change") << QStringLiteral("--on-change")
-                               << QStringLiteral("--tui does not go with --on-change");
-    QTest::newRow("typo") << QStringLiteral("--tiu")
-                          << QStringLiteral("unknown option '--tiu' (did you mean '--tui'?)");
-}
-
-void tst_ToolWatchScreenLife::wrongUse()
-{
-    QFETCH(QString, option);
-    QFETCH(QString, error);
-    const WatchedPlant plant;
-    QStringList arguments{QStringLiteral("watch"), QStringLiteral("--tui"), plant.file};
-    if (!option.isEmpty()) {
-        arguments.insert(1, option);
-    }
-
-    const ToolResult result = runTool(arguments);
-
-    QCOMPARE(result.error,
-             QStringLiteral("tessel: watch: %1; see 'tessel watch --help'\n").arg(error));
-    QCOMPARE(result.output, QString());
-    QCOMPARE(result.exitCode, 2);
-}
-
-void tst_ToolWatchScreenLife::unfitTerminalIsRefused_data()
-{
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QString>("error");
-    QTest::newRow("dumb") << QStringLiteral("dumb")
-                          << QStringLiteral("needs a terminal that can move its cursor, not "
-                                            "'dumb' of TERM");
-    QTest::newRow("unknown") << QStringLiteral("teletype-of-1920")
-                             << QStringLiteral("does not know the terminal 'teletype-of-1920' of "
-                                               "TERM");
-    QTest::newRow("none") << QString() << QStringLiteral("does not know the terminal '' of TERM");
-}
-
-void tst_ToolWatchScreenLife::unfitTerminalIsRefused()
-{
-    QFETCH(QString, type);
-    QFETCH(QString, error);
-    const WatchedPlant plant;
-
-    PseudoTerminal terminal({QStringLiteral("watch"), QStringLiteral("--tui"), plant.file}, 24, 80,
-                            {QStringLiteral("TERM=") + type});
-
-    QCOMPARE(terminal.finish(), 2);
-    QCOMPARE(QString::fromUtf8(terminal.shown()),
-             QStringLiteral("tessel: watch: --tui %1; see 'tessel watch --help'\r\n").arg(error));
 }
 
 QTEST_GUILESS_MAIN(tst_ToolWatchScreenLife)

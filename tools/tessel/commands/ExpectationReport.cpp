@@ -55,21 +55,6 @@ void addLeafRow(Table &table, const QString &condition, const Leaf &leaf, const 
                   stateName(value.getErrorType())});
 }
 
-QString leafJson(const Leaf &leaf, const ProcessValue &value)
-{
-    const ProcessDataDefinitions::ErrorTypes state = value.getErrorType();
-    return jsonObject({
-        {QStringLiteral("url"), jsonString(leaf.url)},
-        {QStringLiteral("value"), valueJson(value)},
-        {QStringLiteral("state"), QString::number(static_cast<int>(state))},
-        {QStringLiteral("stateName"), jsonString(stateName(state))},
-        {QStringLiteral("unit"),
-         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyUnit()))},
-        {QStringLiteral("type"),
-         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyType()))},
-    });
-}
-
 QString conditionJson(const Expectation &expectation, const ExpectationOutcome &outcome, int index,
                       const QVector<FailedCondition> &failed)
 {

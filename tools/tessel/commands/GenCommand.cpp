@@ -1,3 +1,4 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "ProcessDataManagement/LayoutFingerprint.h"
 #include "commands/Commands.h"
 #include "commands/ResultFile.h"
@@ -5,6 +6,7 @@
 #include "generation/CppAccessors.h"
 #include "generation/CppNames.h"
 #include "text/Failure.h"
+#include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Suggestion.h"
 
@@ -13,9 +15,12 @@
 
 namespace {
 
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
 constexpr auto outputOption = "output";
 constexpr auto namespaceOption = "namespace";
 constexpr auto dryRunOption = "dry-run";
+constexpr auto jsonOption = "json";
 
 [[noreturn]] void refuseUse(const QString &reason)
 {
@@ -54,25 +59,82 @@ QString namespaceOf(const CommandLine &line)
     return name;
 }
 
+QString jsonOf(const CppAccessor &accessor)
+{
+    return jsonObject({
+        {QStringLiteral("url"), jsonString(accessor.leaf.url)},
+        {QStringLiteral("name"), jsonString(accessor.name)},
+        {QStringLiteral("type"),
+         jsonString(textProperty(accessor.leaf, Definitions::getKeyDataPropertyType()))},
+        {QStringLiteral("class"), jsonString(accessor.className)},
+    });
+}
+
+QString jsonOf(const CppDescription &description, const CppHeader &header, const QString &path)
+{
+    constexpr int digits = 16;
+    QStringList accessors;
+    QStringList leftOut;
+    for (const auto &accessor : header.accessors) {
+        if (accessor.className.isEmpty()) {
+            leftOut.append(jsonString(accessor.leaf.url));
+        } else {
+            accessors.append(jsonOf(accessor));
+        }
+    }
+    return jsonObject({
+        {QStringLiteral("file"), jsonString(path)},
+        {QStringLiteral("namespace"), jsonString(description.nameSpace)},
+        {QStringLiteral("fingerprint"),
+         jsonString(
+             QStringLiteral("0x%1").arg(description.fingerprint, digits, 16, QLatin1Char('0')))},
+        {QStringLiteral("accessors"), jsonArray(accessors)},
+        {QStringLiteral("leftOut"),
+         QLatin1Char('[') + leftOut.join(QStringLiteral(", ")) + QLatin1Char(']')},
+    });
+}
+
+/// What a dry run says for people.
+QString dryText(const CppDescription &description, const QString &path)
+{
+    return QStringLiteral("%1 values in namespace %2, not written to %3")
+        .arg(QString::number(description.leaves.size()), description.nameSpace, printable(path));
+}
+
+/// Two things on one standard output could not be told apart.
+void checkOutputs(bool isJson, bool isDryRun, const QString &path)
+{
+    if (isJson && !isDryRun && path == QLatin1String("-")) {
+        refuseUse(QStringLiteral("--json and the header would both go to standard output; name a "
+                                 "file with --output"));
+    }
+}
+
 ExitCode run(const CommandLine &line)
 {
     checkLanguage(line.positional(0));
-    const QString nameSpace = namespaceOf(line);
     const QString option = QLatin1String(outputOption);
-    const ResultFile result(QStringLiteral("gen"), option,
-                            line.isSet(option) ? line.value(option) : QStringLiteral("-"));
+    const QString path = line.isSet(option) ? line.value(option) : QStringLiteral("-");
+    const bool isJson = line.isSet(QLatin1String(jsonOption));
+    const bool isDryRun = line.isSet(QLatin1String(dryRunOption));
+    checkOutputs(isJson, isDryRun, path);
+    CppDescription described;
+    described.nameSpace = namespaceOf(line);
+    const ResultFile result(QStringLiteral("gen"), option, path);
     const DescriptionSource description(line.positional(1));
     description.requireMemory();
-    const QVector<Leaf> leaves = description.leavesAt(line.positionalsFrom(2));
-    const QString text = cppAccessors({fileName(description.path()), nameSpace,
-                                       LayoutFingerprint(description.root()).getValue(), leaves});
-    if (line.isSet(QLatin1String(dryRunOption))) {
-        writeOutput(QStringLiteral("%1 values in namespace %2, not written to %3\n")
-                        .arg(leaves.size())
-                        .arg(nameSpace, printable(result.path())));
-        return ExitCode::Done;
+    described.fileName = fileName(description.path());
+    described.fingerprint = LayoutFingerprint(description.root()).getValue();
+    described.leaves = description.leavesAt(line.positionalsFrom(2));
+    const CppHeader header = cppHeader(described);
+    if (!isDryRun) {
+        result.write(header.text);
     }
-    result.write(text);
+    if (isJson) {
+        writeOutput(jsonOf(described, header, result.path()) + QLatin1Char('\n'));
+    } else if (isDryRun) {
+        writeOutput(dryText(described, result.path()) + QLatin1Char('\n'));
+    }
     return ExitCode::Done;
 }
 
@@ -94,6 +156,8 @@ Command genCommand()
         {QLatin1String(namespaceOption),
          QStringLiteral("In which it stands (the name of the file up to its first dot)."),
          QStringLiteral("NAME")},
+        {QLatin1String(jsonOption),
+         QStringLiteral("Print what was written as JSON; goes with --output.")},
         {QLatin1String(dryRunOption), QStringLiteral("Look everything over, but write nothing.")}};
     syntax.examples = QStringLiteral(
         "  tessel gen cpp plant.process.json -o plant.hpp       read values->pump.speed\n"

@@ -12,26 +12,11 @@ namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 
-QString jsonOf(const Leaf &leaf, const ProcessValue &value)
-{
-    const ProcessDataDefinitions::ErrorTypes state = value.getErrorType();
-    return jsonObject({
-        {QStringLiteral("url"), jsonString(leaf.url)},
-        {QStringLiteral("value"), valueJson(value)},
-        {QStringLiteral("state"), QString::number(static_cast<int>(state))},
-        {QStringLiteral("stateName"), jsonString(stateName(state))},
-        {QStringLiteral("unit"),
-         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyUnit()))},
-        {QStringLiteral("type"),
-         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyType()))},
-    });
-}
-
 void printJson(const QVector<Leaf> &leaves, const QVector<ProcessValue> &values)
 {
     QStringList objects;
     for (int i = 0; i < leaves.size(); ++i) {
-        objects.append(jsonOf(leaves[i], values[i]));
+        objects.append(leafJson(leaves[i], values[i]));
     }
     writeOutput(jsonArray(objects) + QLatin1Char('\n'));
 }

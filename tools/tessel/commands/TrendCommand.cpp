@@ -212,12 +212,35 @@ void TrendWatch::draw()
     m_picture.show(lines.mid(0, std::max(size.rows - 1, 1)));
 }
 
-void print(TrendWatch &watch, bool isJson, bool isDrawn)
+/// What is printed, beside a picture in a file.
+enum class Form { Drawing, Json, Values, Nothing };
+
+Form formOf(const CommandLine &line, bool isPictureAlone)
+{
+    const QString terse = QStringLiteral("terse");
+    const bool isJson = line.isSet(QStringLiteral("json"));
+    if (isJson && line.isSet(terse)) {
+        refuseUse(QStringLiteral("--json does not go with --terse"));
+    }
+    const Form form = isJson ? Form::Json : line.isSet(terse) ? Form::Values : Form::Drawing;
+    if (isPictureAlone && form != Form::Drawing) {
+        refuseUse(QStringLiteral("--%1 and --svg - would both go to standard output")
+                      .arg(isJson ? QStringLiteral("json") : terse));
+    }
+    return isPictureAlone ? Form::Nothing : form;
+}
+
+void print(TrendWatch &watch, Form form, bool isDrawn)
 {
     constexpr int columns = 72;
     constexpr int barLines = 4;
-    if (isJson) {
+    if (form == Form::Nothing) {
+        return;
+    }
+    if (form == Form::Json) {
         writeOutput(jsonOf(watch.report()) + QLatin1Char('\n'));
+    } else if (form == Form::Values) {
+        writeOutput(terseText(watch.report()));
     } else if (isDrawn) {
         watch.draw();
     } else {
@@ -242,7 +265,6 @@ void write(const ResultFile &file, const QByteArray &picture, bool isDryRun)
 ExitCode run(const CommandLine &line)
 {
     const milliseconds time = timeOf(line);
-    const bool isJson = line.isSet(QStringLiteral("json"));
     const QString svg = QStringLiteral("svg");
     std::optional<ResultFile> picture;
     if (line.isSet(svg)) {
@@ -253,20 +275,16 @@ ExitCode run(const CommandLine &line)
     if (isDryRun && !picture) {
         refuseUse(QStringLiteral("--dry-run goes with --svg"));
     }
-    if (isPictureAlone && isJson) {
-        refuseUse(QStringLiteral("--json and --svg - would both go to standard output"));
-    }
+    const Form form = formOf(line, isPictureAlone);
     const DescriptionSource description(line.positional(0));
     description.requireMemory();
     const QStringList urls = line.positionalsFrom(1);
     const QVector<Leaf> asked = numbersAt(description, urls);
     SignalWait signals(SignalWait::Signals::EndingAndTerminal);
-    const bool isDrawn = !isJson && !isPictureAlone && isOutputTerminal();
+    const bool isDrawn = form == Form::Drawing && isOutputTerminal();
     TrendWatch watch(description, asked, time, isDrawn);
     watch.watch(signals);
-    if (!isPictureAlone) {
-        print(watch, isJson, isDrawn);
-    }
+    print(watch, form, isDrawn);
     if (picture) {
         write(*picture, pictureOf(watch.report()), isDryRun);
     }
@@ -291,6 +309,8 @@ Command trendCommand()
         {QStringLiteral("for"), QStringLiteral("How long: 500ms, 10s, 5min, 1h (60s)."),
          QStringLiteral("TIME")},
         {QStringLiteral("json"), QStringLiteral("Print a JSON object with every point.")},
+        {{QStringLiteral("t"), QStringLiteral("terse")},
+         QStringLiteral("Print the values alone, a line a set with tabs between.")},
         {QStringLiteral("svg"),
          QStringLiteral("Draw it into a file as well; - is standard output."),
          QStringLiteral("OUT")},

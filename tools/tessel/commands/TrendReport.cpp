@@ -44,6 +44,13 @@ QString jsonDouble(const std::optional<double> &number)
     return number ? valueJson({QVariant(*number), PROCESS_VALUE_ERROR_TYPE_VALID}) : jsonNull();
 }
 
+/// All its digits; empty with an error state.
+QString terseValue(const TrendPoint &point)
+{
+    using namespace ProcessDataDefinitions;
+    return valueText({QVariant(point.value), point.state.value_or(PROCESS_VALUE_ERROR_TYPE_VALID)});
+}
+
 QString jsonOf(const TrendPoint &point)
 {
     const auto state = point.state.value_or(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
@@ -88,6 +95,21 @@ QStringList linesOf(const TrendReport &report, int columns, int barLines, Charac
                            barLines, characters);
     }
     return lines;
+}
+
+QString terseText(const TrendReport &report)
+{
+    QString text;
+    // All values of a set were taken at once.
+    const std::size_t sets = report.courses.isEmpty() ? 0 : report.courses[0].trend.points().size();
+    for (std::size_t set = 0; set < sets; ++set) {
+        QStringList fields;
+        for (const auto &course : report.courses) {
+            fields.append(terseValue(course.trend.points()[set]));
+        }
+        text += fields.join(QLatin1Char('\t')) + QLatin1Char('\n');
+    }
+    return text;
 }
 
 QString jsonOf(const TrendReport &report)

@@ -24,6 +24,8 @@ struct TrendReport
 
 /// For people: of each value a line of figures, and bars in @p barLines lines below.
 QStringList linesOf(const TrendReport &report, int columns, int barLines, Characters characters);
+/// For scripts: of each set a line with the values alone and tabs between.
+QString terseText(const TrendReport &report);
 /// For programs.
 QString jsonOf(const TrendReport &report);
 /// As SVG, a field a value.

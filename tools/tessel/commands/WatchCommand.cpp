@@ -1,170 +1,45 @@
 #include "Access/ProcessDataWatcher.h"
-#include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "commands/Commands.h"
+#include "commands/SetView.h"
 #include "live/LiveRegion.h"
 #include "screen/ValueScreen.h"
 #include "text/Failure.h"
 #include "text/Output.h"
 #include "text/SignalWait.h"
-#include "text/Table.h"
 #include "text/Terminal.h"
-#include "values/StateName.h"
-#include "values/ValueText.h"
-
-#include <QDateTime>
 
 #include <algorithm>
-#include <csignal>
 #include <limits>
 #include <memory>
 #include <optional>
 
 namespace {
 
-using Definitions = ConfigurationAndProcessDataDefinitions;
 using Clock = std::chrono::steady_clock;
 
 constexpr int shortestInterval = 1;
 constexpr int longestInterval = 3600 * 1000;
 constexpr int usualInterval = 1000;
 
-/// Shows one set after the other.
-class SetView
+const QString jsonOption = QStringLiteral("json");
+const QString terseOption = QStringLiteral("terse");
+
+[[noreturn]] void refuseUse(const QString &reason)
 {
-public:
-    virtual ~SetView() = default;
-    virtual void show(const QVector<ProcessValue> &values) = 0;
-    virtual void handle(SignalWait::Event event) = 0;
-};
-
-/// A line a value, with its time, for a file or another program.
-class LineView : public SetView
-{
-public:
-    explicit LineView(const QVector<Leaf> &leaves) : m_leaves(leaves) { }
-
-    void show(const QVector<ProcessValue> &values) override
-    {
-        const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-        QString lines;
-        for (int i = 0; i < m_leaves.size(); ++i) {
-            const QString unit = textProperty(m_leaves[i], Definitions::getKeyDataPropertyUnit());
-            const QStringList fields{time, printable(m_leaves[i].url),
-                                     printable(valueText(values[i])), printable(unit),
-                                     stateName(values[i].getErrorType())};
-            lines += fields.join(QLatin1Char('\t')) + QLatin1Char('\n');
-        }
-        writeOutput(lines);
-    }
-
-    void handle(SignalWait::Event event) override
-    {
-        if (event == SignalWait::Event::Stop) {
-            ::raise(SIGSTOP);
-        }
-    }
-
-private:
-    QVector<Leaf> m_leaves;
-};
-
-/// A table that is shown in place.
-class TableView : public SetView
-{
-public:
-    TableView(const QVector<Leaf> &leaves, const QString &title)
-        : m_leaves(leaves)
-        , m_title(title)
-        , m_table({{QStringLiteral("URL"), Table::Alignment::Left},
-                   {QStringLiteral("VALUE"), Table::Alignment::Right},
-                   {QStringLiteral("UNIT"), Table::Alignment::Left},
-                   {QStringLiteral("STATE"), Table::Alignment::Left}})
-        , m_isColoured(isColourWanted())
-    {
-    }
-
-    void show(const QVector<ProcessValue> &values) override
-    {
-        m_values = values;
-        m_time = QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss"));
-        draw();
-    }
-
-    void handle(SignalWait::Event event) override
-    {
-        if (event == SignalWait::Event::Resized) {
-            m_picture.startAnew();
-        } else if (event == SignalWait::Event::Stop) {
-            m_picture.suspend();
-        }
-        draw();
-    }
-
-private:
-    void draw();
-    QStringList tableLines();
-    QString coloured(const QString &line, const char *colour) const;
-    bool isErroneous(int row) const;
-
-    QVector<Leaf> m_leaves;
-    QString m_title;
-    Table m_table;
-    bool m_isColoured;
-    QVector<ProcessValue> m_values;
-    QString m_time;
-    TerminalPicture m_picture;
-};
-
-void TableView::draw()
-{
-    const TerminalSize size = TerminalPicture::size();
-    // The cursor stands on a line of its own below the picture.
-    const int mostRows = std::max(size.rows - 4, 1);
-    const QStringList table = tableLines();
-    QStringList lines{(m_time + QStringLiteral("  ") + m_title).left(size.columns),
-                      coloured(table[0].left(size.columns), "\033[1m")};
-    const int hidden = std::max(m_leaves.size() - mostRows, 0);
-    for (int row = 0; row < m_leaves.size() - hidden; ++row) {
-        const QString line = table[row + 1].left(size.columns);
-        lines.append(isErroneous(row) ? coloured(line, "\033[31m") : line);
-    }
-    if (hidden > 0) {
-        lines.append(
-            QStringLiteral("... and %1 more; name the URLs to see").arg(hidden).left(size.columns));
-    }
-    m_picture.show(lines);
+    throw Failure{ExitCode::WrongUse,
+                  QStringLiteral("watch: %1; see 'tessel watch --help'").arg(reason)};
 }
 
-QStringList TableView::tableLines()
+std::unique_ptr<SetView> makeView(const CommandLine &line, const QString &title,
+                                  const QVector<Leaf> &leaves)
 {
-    m_table.clearRows();
-    for (int i = 0; i < m_leaves.size(); ++i) {
-        m_table.addRow({m_leaves[i].url, shortValueText(m_values[i]),
-                        textProperty(m_leaves[i], Definitions::getKeyDataPropertyUnit()),
-                        stateName(m_values[i].getErrorType())});
+    if (line.isSet(jsonOption)) {
+        return jsonView(leaves);
     }
-    return m_table.lines();
-}
-
-QString TableView::coloured(const QString &line, const char *colour) const
-{
-    return m_isColoured ? QLatin1String(colour) + line + QLatin1String("\033[0m") : line;
-}
-
-bool TableView::isErroneous(int row) const
-{
-    return m_values[row].getErrorType() != ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
-}
-
-std::unique_ptr<SetView> makeView(const DescriptionSource &description, const QVector<Leaf> &leaves,
-                                  const QString &pace)
-{
-    if (!isOutputTerminal()) {
-        return std::make_unique<LineView>(leaves);
+    if (line.isSet(terseOption)) {
+        return terseView();
     }
-    const QString title =
-        QStringLiteral("%1, %2, Ctrl-C ends").arg(printable(description.key()), pace);
-    return std::make_unique<TableView>(leaves, title);
+    return isOutputTerminal() ? tableView(leaves, title) : lineView(leaves);
 }
 
 /// Waits for the next set. False if the program is to end.
@@ -253,20 +128,19 @@ struct Pace
 
 ExitCode runOnScreen(const CommandLine &line)
 {
-    for (const auto &option : {QStringLiteral("on-change"), QStringLiteral("count")}) {
+    for (const auto &option :
+         {QStringLiteral("on-change"), QStringLiteral("count"), jsonOption, terseOption}) {
         if (line.isSet(option)) {
-            throw Failure{ExitCode::WrongUse,
-                          QStringLiteral("watch: --tui does not go with --%1; see 'tessel watch "
-                                         "--help'")
-                              .arg(option)};
+            refuseUse(QStringLiteral("--tui does not go with --%1").arg(option));
         }
     }
+    const int given = line.number(QStringLiteral("interval"), shortestInterval, longestInterval, 0);
+    requireScreen();
     const DescriptionSource description(line.positional(0));
     const QStringList urls = line.positionalsFrom(1);
     // Of a double buffer each set, as far as the screen shows so many.
     const int least = description.isDoubleBuffered() ? shortestInterval : usualInterval;
-    const std::chrono::milliseconds interval(
-        line.number(QStringLiteral("interval"), shortestInterval, longestInterval, least));
+    const std::chrono::milliseconds interval(given != 0 ? given : least);
     SignalWait signals(SignalWait::Signals::FullScreen);
     showOnScreen(description, {description.leavesAt(urls), urls, interval}, signals);
     return ExitCode::Done;
@@ -277,14 +151,15 @@ ExitCode run(const CommandLine &line)
     if (line.isSet(QStringLiteral("tui"))) {
         return runOnScreen(line);
     }
+    if (line.isSet(jsonOption) && line.isSet(terseOption)) {
+        refuseUse(QStringLiteral("--json does not go with --terse"));
+    }
     const Pace pace(line);
     const int count = line.number(QStringLiteral("count"), 1, std::numeric_limits<int>::max(), 0);
     const DescriptionSource description(line.positional(0));
     if (pace.isOnChange && description.bufferSize() != 0 && !description.isDoubleBuffered()) {
-        throw Failure{ExitCode::WrongUse,
-                      QStringLiteral("watch: --on-change needs a double buffer, '%1' describes a "
-                                     "single one; see 'tessel watch --help'")
-                          .arg(description.path())};
+        refuseUse(QStringLiteral("--on-change needs a double buffer, '%1' describes a single one")
+                      .arg(description.path()));
     }
     const QStringList urls = line.positionalsFrom(1);
     QVector<Leaf> leaves = description.leavesAt(urls);
@@ -292,7 +167,9 @@ ExitCode run(const CommandLine &line)
     LiveRegion region(description, LiveRegion::Opening::Attach);
     leaves = region.readable(leaves, urls);
 
-    const auto view = makeView(description, leaves, pace.text());
+    const auto view = makeView(
+        line, QStringLiteral("%1, %2, Ctrl-C ends").arg(printable(description.key()), pace.text()),
+        leaves);
     std::optional<SetArrival> arrival;
     if (pace.isOnChange) {
         arrival.emplace(region);
@@ -327,6 +204,9 @@ Command watchCommand()
         {QStringLiteral("count"),
          QStringLiteral("End after so many sets; without it SIGINT or SIGTERM ends."),
          QStringLiteral("N")},
+        {jsonOption, QStringLiteral("Print a JSON object a line and set.")},
+        {{QStringLiteral("t"), terseOption},
+         QStringLiteral("Print the values alone, a line a set with tabs between.")},
         {QStringLiteral("tui"),
          QStringLiteral(
              "The full screen: a tree with filter, pins and a trend; ? tells the keys.")}};
@@ -335,6 +215,7 @@ Command watchCommand()
         "  tessel watch --interval 200 host.process.json cpu load   two nodes, quickly\n"
         "  tessel watch --on-change host.process.json               each set that is published\n"
         "  tessel watch --tui host.process.json                     the full screen\n"
+        "  tessel watch --json --count 60 host.process.json cpu     for programs\n"
         "  tessel watch --count 60 host.process.json > minute.tsv   time, URL, value, unit, state\n"
         "On a terminal a table is shown in place, in colour unless NO_COLOR is set; otherwise "
         "each\n"

@@ -132,8 +132,8 @@ public:
     {
     }
 
-    /// The struct of @p node, which holds those of its children.
-    void add(const Node &node, const QString &name)
+    /// The struct of @p node, which holds those of its children; @p way leads to it.
+    void add(const Node &node, const QString &name, const QString &way = {})
     {
         m_used.insert(name);
         QStringList keys;
@@ -146,10 +146,11 @@ public:
         for (const auto &child : node.children) {
             const QString identifier = names.value(child.key);
             if (child.leaf != nullptr) {
-                addLeaf(*child.leaf, identifier, members, initialisers);
+                m_accessors.append({*child.leaf, way + identifier, classOf(slotOf(*child.leaf))});
+                addLeaf(m_accessors.last(), identifier, members, initialisers);
             } else {
                 const QString type = typeName(name, identifier);
-                add(child, type);
+                add(child, type, way + identifier + QLatin1Char('.'));
                 members.append(
                     QStringLiteral("    %1::nodes::%2 %3;\n").arg(m_nameSpace, type, identifier));
                 initialisers.append(identifier + QStringLiteral("(tesselRoot)"));
@@ -158,6 +159,7 @@ public:
         write(name, members, initialisers);
     }
     const QString &text() const { return m_text; }
+    const QVector<CppAccessor> &accessors() const { return m_accessors; }
 
 private:
     QString typeName(const QString &parent, const QString &identifier)
@@ -171,19 +173,18 @@ private:
         return name;
     }
 
-    void addLeaf(const Leaf &leaf, const QString &identifier, QStringList &members,
+    void addLeaf(const CppAccessor &accessor, const QString &identifier, QStringList &members,
                  QStringList &initialisers)
     {
-        const QString type = classOf(slotOf(leaf));
-        if (type.isEmpty()) {
-            members.append(QStringLiteral("    // left out: ") + commentOf(leaf)
-                           + QLatin1Char('\n'));
+        const QString comment = commentOf(accessor.leaf);
+        if (accessor.className.isEmpty()) {
+            members.append(QStringLiteral("    // left out: ") + comment + QLatin1Char('\n'));
             return;
         }
         members.append(QStringLiteral("    %1\n    %2::leaf::%3 %4;\n")
-                           .arg(commentOf(leaf), m_nameSpace, type, identifier));
+                           .arg(comment, m_nameSpace, accessor.className, identifier));
         initialisers.append(
-            QStringLiteral("%1(tesselRoot, %2)").arg(identifier, literal(leaf.url)));
+            QStringLiteral("%1(tesselRoot, %2)").arg(identifier, literal(accessor.leaf.url)));
     }
 
     void write(const QString &name, const QStringList &members, const QStringList &initialisers)
@@ -200,6 +201,7 @@ private:
 
     QString m_nameSpace;
     QString m_text;
+    QVector<CppAccessor> m_accessors;
     QSet<QString> m_used;
 };
 
@@ -259,7 +261,7 @@ private:
 
 } // namespace
 
-QString cppAccessors(const CppDescription &description)
+CppHeader cppHeader(const CppDescription &description)
 {
     Node root;
     for (const auto &leaf : description.leaves) {
@@ -267,6 +269,7 @@ QString cppAccessors(const CppDescription &description)
     }
     StructWriter structs(description.nameSpace);
     structs.add(root, QStringLiteral("All"));
-    return beginText(description) + cppClasses() + QStringLiteral("\nnamespace nodes {\n")
-           + structs.text() + endText(description.nameSpace);
+    return {beginText(description) + cppClasses() + QStringLiteral("\nnamespace nodes {\n")
+                + structs.text() + endText(description.nameSpace),
+            structs.accessors()};
 }

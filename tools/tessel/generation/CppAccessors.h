@@ -14,5 +14,19 @@ struct CppDescription
     QVector<Leaf> leaves;    ///< those that get accessors
 };
 
-/// The text of a header with a typed accessor for each leaf: the same for the same description.
-QString cppAccessors(const CppDescription &description);
+/// One of its accessors.
+struct CppAccessor
+{
+    Leaf leaf;
+    QString name;      ///< the way to it from `Values`, such as `pump.speed`
+    QString className; ///< in the namespace `leaf`; empty if the leaf was left out
+};
+
+struct CppHeader
+{
+    QString text;
+    QVector<CppAccessor> accessors; ///< in the order of their nodes, and below in that of the leaves
+};
+
+/// A header with a typed accessor for each leaf: the same for the same description.
+CppHeader cppHeader(const CppDescription &description);

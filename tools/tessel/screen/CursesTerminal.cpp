@@ -31,28 +31,6 @@ constexpr int escapeDelay = 25;
                   QStringLiteral("%1: --tui %2; see 'tessel %1 --help'").arg(command, reason)};
 }
 
-void requireTerminal(const QString &command)
-{
-    if (isatty(STDIN_FILENO) != 1 || isatty(STDOUT_FILENO) != 1) {
-        refuse(command, QStringLiteral("needs a terminal as its input and output"));
-    }
-    const QString type = qEnvironmentVariable("TERM");
-    int found = 0;
-    // It would end the process by itself where there is no such terminal.
-    const bool isKnown = !type.isEmpty() && ::setupterm(nullptr, STDOUT_FILENO, &found) == OK;
-    if (!isKnown) {
-        refuse(command, QStringLiteral("does not know the terminal '%1' of TERM").arg(type));
-    }
-    char *const move = ::tigetstr("cup");
-    const bool canMove = move != nullptr && move != reinterpret_cast<char *>(-1);
-    ::del_curterm(cur_term);
-    if (!canMove) {
-        refuse(command, QStringLiteral("needs a terminal that can move its cursor, not '%1' of "
-                                       "TERM")
-                            .arg(type));
-    }
-}
-
 Key::What meaningOf(wint_t code)
 {
     switch (code) {
@@ -89,9 +67,31 @@ Key characterKey(wint_t code)
 
 } // namespace
 
+void CursesTerminal::require(const QString &command)
+{
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDOUT_FILENO) != 1) {
+        refuse(command, QStringLiteral("needs a terminal as its input and output"));
+    }
+    const QString type = qEnvironmentVariable("TERM");
+    int found = 0;
+    // It would end the process by itself where there is no such terminal.
+    const bool isKnown = !type.isEmpty() && ::setupterm(nullptr, STDOUT_FILENO, &found) == OK;
+    if (!isKnown) {
+        refuse(command, QStringLiteral("does not know the terminal '%1' of TERM").arg(type));
+    }
+    char *const move = ::tigetstr("cup");
+    const bool canMove = move != nullptr && move != reinterpret_cast<char *>(-1);
+    ::del_curterm(cur_term);
+    if (!canMove) {
+        refuse(command, QStringLiteral("needs a terminal that can move its cursor, not '%1' of "
+                                       "TERM")
+                            .arg(type));
+    }
+}
+
 CursesTerminal::CursesTerminal(const QString &command)
 {
-    requireTerminal(command);
+    require(command);
     SCREEN *const screen = ::newterm(nullptr, stdout, stdin);
     if (screen == nullptr) {
         refuse(command, QStringLiteral("cannot use the terminal '%1' of TERM")

@@ -39,6 +39,8 @@ public:
     };
 
     /// A Failure of WrongUse if there is no terminal, or none that can do it; @p command is in its words.
+    static void require(const QString &command);
+    /// The same if that is so.
     explicit CursesTerminal(const QString &command);
     ~CursesTerminal();
 

@@ -18,6 +18,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using Key = CursesTerminal::Key;
 
+/// In whose words is said that a terminal is none for it.
+const QString command = QStringLiteral("watch");
+
 /// Some thirty pictures a second: more are never seen.
 constexpr milliseconds leastPictureInterval{33};
 /// How often the age is drawn and the region looked for where nothing else happens.
@@ -84,7 +87,7 @@ public:
         , m_title(description.key())
         , m_values(m_follower, m_leaves)
         , m_tree(urlsOf(m_leaves))
-        , m_terminal(QStringLiteral("watch"))
+        , m_terminal(command)
         , m_picture(charactersOfLocale())
         , m_isSingleBuffer(!description.isDoubleBuffered())
     {
@@ -372,6 +375,11 @@ void ValueScreen::handleCharacter(const QString &character)
 }
 
 } // namespace
+
+void requireScreen()
+{
+    CursesTerminal::require(command);
+}
 
 void showOnScreen(const DescriptionSource &description, const ScreenOrder &order,
                   SignalWait &signals)

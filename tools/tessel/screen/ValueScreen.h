@@ -18,6 +18,8 @@ struct ScreenOrder
     std::chrono::milliseconds interval;
 };
 
-/// Shows the values as a full screen, until somebody ends it. A Failure if there is no terminal or no region.
+/// A Failure of WrongUse if there is no terminal, or none that can show it.
+void requireScreen();
+/// Shows the values as a full screen, until somebody ends it. A Failure as of requireScreen(), or if there is no region.
 void showOnScreen(const DescriptionSource &description, const ScreenOrder &order,
                   SignalWait &signals);

@@ -1,8 +1,10 @@
 #include "values/ValueText.h"
 
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "ProcessData/ProcessValueErrorTypes.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
+#include "values/StateName.h"
 
 #include <QByteArray>
 
@@ -170,6 +172,22 @@ QString valueJson(const ProcessValue &value)
                         || (isFloating && !std::isfinite(content.toDouble()));
     const QString text = contentText(content, 0);
     return isText ? jsonString(text) : text;
+}
+
+QString leafJson(const Leaf &leaf, const ProcessValue &value)
+{
+    using Definitions = ConfigurationAndProcessDataDefinitions;
+    const ProcessDataDefinitions::ErrorTypes state = value.getErrorType();
+    return jsonObject({
+        {QStringLiteral("url"), jsonString(leaf.url)},
+        {QStringLiteral("value"), valueJson(value)},
+        {QStringLiteral("state"), QString::number(static_cast<int>(state))},
+        {QStringLiteral("stateName"), jsonString(stateName(state))},
+        {QStringLiteral("unit"),
+         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyUnit()))},
+        {QStringLiteral("type"),
+         jsonString(textProperty(leaf, Definitions::getKeyDataPropertyType()))},
+    });
 }
 
 QString nestedJson(const QVariant &value)

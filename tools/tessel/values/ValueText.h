@@ -16,6 +16,9 @@ QString shortValueText(const ProcessValue &value);
 /// infinities, which JSON has no number for, are the texts "nan", "inf" and "-inf".
 QString valueJson(const ProcessValue &value);
 
+/// A leaf and its value as a JSON object: `url`, `value`, `state`, `stateName`, `unit`, `type`.
+QString leafJson(const Leaf &leaf, const ProcessValue &value);
+
 /// Any value of a description as JSON, lists and objects included; numbers as valueJson() has them.
 QString nestedJson(const QVariant &value);
 
