@@ -20,6 +20,8 @@ private Q_SLOTS:
     void helpNamesEverySubcommandAndExitCode();
     void everySubcommandHasHelpWithExamples_data();
     void everySubcommandHasHelpWithExamples();
+    void helpHasItsTextsInOneColumn_data();
+    void helpHasItsTextsInOneColumn();
     void subcommandWithoutArgumentsHasHelpWithoutThem();
     void helpNeedsNoOtherArgument();
     void wrongUseIsOneLineWithExitCode2_data();
@@ -81,6 +83,35 @@ void tst_ToolUse::everySubcommandHasHelpWithExamples()
     for (const auto &line : lines) {
         QVERIFY2(line.size() <= 100, qPrintable(line));
     }
+}
+
+void tst_ToolUse::helpHasItsTextsInOneColumn_data()
+{
+    QTest::addColumn<QString>("subcommand");
+    const QString all = runTool({QStringLiteral("--help")}).output;
+    const QString listed =
+        all.section(QStringLiteral("\nSubcommands:\n"), 1).section(QStringLiteral("\n\n"), 0, 0);
+    for (const auto &line : listed.split(QLatin1Char('\n'))) {
+        const QString subcommand = line.trimmed().section(QLatin1Char(' '), 0, 0);
+        QTest::newRow(qPrintable(subcommand)) << subcommand;
+    }
+}
+
+void tst_ToolUse::helpHasItsTextsInOneColumn()
+{
+    QFETCH(QString, subcommand);
+    const QString help = runTool({subcommand, QStringLiteral("--help")}).output;
+    const QRegularExpression line(QStringLiteral("^  ((?:\\S| (?! ))+ +)\\S"),
+                                  QRegularExpression::MultilineOption);
+    QSet<int> widths;
+
+    auto matches = line.globalMatch(help.section(QStringLiteral("\nExamples:\n"), 0, 0));
+    while (matches.hasNext()) {
+        widths.insert(matches.next().capturedLength(1));
+    }
+
+    QCOMPARE(widths.size(), 1);
+    QVERIFY(*widths.cbegin() >= 20);
 }
 
 void tst_ToolUse::subcommandWithoutArgumentsHasHelpWithoutThem()

@@ -54,9 +54,26 @@ QString spelled(const QCommandLineOption &option)
     return option.valueName().isEmpty() ? all : all + QLatin1Char(' ') + option.valueName();
 }
 
-QString helpLine(const QString &left, const QString &right)
+/// Left and right of each line of a help.
+using HelpLines = QVector<QPair<QString, QString>>;
+
+int widthOf(const HelpLines &lines)
 {
-    return QStringLiteral("  %1  %2\n").arg(left, -18).arg(right);
+    int width = 18;
+    for (const auto &line : lines) {
+        width = std::max(width, line.first.size());
+    }
+    return width;
+}
+
+QString helpText(const HelpLines &lines, int width)
+{
+    QString text;
+    for (const auto &line : lines) {
+        text += QStringLiteral("  ") + line.first.leftJustified(width) + QStringLiteral("  ")
+                + line.second + QLatin1Char('\n');
+    }
+    return text;
 }
 
 } // namespace
@@ -230,18 +247,20 @@ bool mayTakeOption(const CommandSyntax &syntax, const QString &action, const QSt
 QString helpText(const CommandSyntax &syntax)
 {
     QString usage = QStringLiteral("Usage: tessel %1 [OPTION...]").arg(syntax.name);
-    QString positionals;
+    HelpLines positionals;
     for (const auto &positional : syntax.positionals) {
         usage += QLatin1Char(' ') + positional.placeholder;
-        positionals += helpLine(positional.placeholder, positional.description);
+        positionals.append({positional.placeholder, positional.description});
     }
-    QString options;
+    HelpLines options;
     for (const auto &option : allOptions(syntax)) {
-        options += helpLine(spelled(option), option.description());
+        options.append({spelled(option), option.description()});
     }
-    if (!positionals.isEmpty()) {
-        positionals = QStringLiteral("Arguments:\n%1\n").arg(positionals);
-    }
+    const int width = widthOf(positionals + options);
+    const QString arguments =
+        positionals.isEmpty()
+            ? QString()
+            : QStringLiteral("Arguments:\n%1\n").arg(helpText(positionals, width));
     return QStringLiteral("%1\n\n%2\n\n%3Options:\n%4\nExamples:\n%5")
-        .arg(usage, syntax.summary, positionals, options, syntax.examples);
+        .arg(usage, syntax.summary, arguments, helpText(options, width), syntax.examples);
 }
