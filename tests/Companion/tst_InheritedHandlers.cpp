@@ -1,6 +1,7 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "support/ChildProcess.h"
 #include "support/DoubleBuffer.h"
+#include "support/SemaphoreCalls.h"
 #include "support/SingleBuffer.h"
 
 #include <QtTest>
@@ -48,6 +49,7 @@ void tst_InheritedHandlers::childDoesNotTakePartInTheWriteLockOfItsParent()
     const auto handler = buffer.create();
     unsigned char *const locked = handler->lockForWrite();
     ChildProcess child([&](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const bool isLocked = handler->lockForWrite() != nullptr;
         parent.say();
         CHILD_VERIFY(isLocked);

@@ -1,6 +1,7 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "support/ChildProcess.h"
 #include "support/DoubleBuffer.h"
+#include "support/SemaphoreCalls.h"
 
 #include <QtTest>
 
@@ -49,6 +50,7 @@ void tst_PingPongExclusion::writerWaitsForTheWriterOfAnotherProcess()
     const auto handler = buffer.create();
     unsigned char *const locked = handler->lockForWrite();
     ChildProcess child([&buffer](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         unsigned char *const own = childHandler->lockForWrite();
         parent.say();
@@ -75,6 +77,7 @@ void tst_PingPongExclusion::swapWaitsForTheWriterOfAnotherProcess()
     unsigned char *const locked = handler->lockForWrite();
     fillBuffer(locked, buffer.size() / 2, 3);
     ChildProcess child([&buffer](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         const bool isSwapped = childHandler->swapBuffers();
         parent.say();
@@ -100,6 +103,7 @@ void tst_PingPongExclusion::innerUnlockKeepsAnotherProcessOut()
     unsigned char *const locked = handler->lockForWrite();
     QCOMPARE(handler->lockForWrite(), locked);
     ChildProcess child([&buffer](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         CHILD_VERIFY(writeSet(*childHandler, 1));
         parent.say();
@@ -142,6 +146,7 @@ void tst_PingPongExclusion::waitingWritersAllGetTheirTurn()
     unsigned char *const locked = handler->lockForWrite();
     const auto writesPlace = [&buffer](quint32 place) {
         return [&buffer, place](const ChildSide &) {
+            const SemaphoreCalls::PatientWaits patient;
             const auto childHandler = buffer.attach();
             unsigned char *const own = childHandler->lockForWrite();
             CHILD_VERIFY(own != nullptr);
@@ -202,6 +207,7 @@ void tst_PingPongExclusion::interruptionsDoNotEndAWait()
     const auto handler = buffer.create();
     unsigned char *const locked = handler->lockForWrite();
     ChildProcess child([&buffer](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         CHILD_VERIFY(writeSet(*childHandler, 7));
         return 0;

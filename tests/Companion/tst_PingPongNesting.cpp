@@ -1,5 +1,6 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "support/DoubleBuffer.h"
+#include "support/SemaphoreCalls.h"
 
 #include <QtTest>
 
@@ -277,6 +278,7 @@ void tst_PingPongNesting::writeLockBelongsToItsThread()
 
 void tst_PingPongNesting::threadsExcludeEachOtherAsWriters()
 {
+    const SemaphoreCalls::PatientWaits patient;
     const DoubleBuffer buffer;
     const auto handler = buffer.create();
     unsigned char *const locked = handler->lockForWrite();
@@ -302,6 +304,7 @@ void tst_PingPongNesting::threadsExcludeEachOtherAsWriters()
 
 void tst_PingPongNesting::swapOfAnotherThreadWaitsForTheWriter()
 {
+    const SemaphoreCalls::PatientWaits patient;
     const DoubleBuffer buffer;
     const auto handler = buffer.create();
     unsigned char *const locked = handler->lockForWrite();

@@ -190,6 +190,7 @@ void tst_PingPongReadRepeat::heldReadKeepsAnotherProcessOutUntilItsEnd()
     QCOMPARE(readWithDisturbance(*handler), ReadResult::Repeat);
     QCOMPARE(readWithDisturbance(*handler), ReadResult::Repeat);
     const auto writes = [&buffer](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto writer = buffer.attach();
         CHILD_VERIFY(writeSet(*writer, 8));
         parent.say();

@@ -4,6 +4,7 @@
 #include "support/ExchangeMessages.h"
 #include "support/HalfSet.h"
 #include "support/LogCapture.h"
+#include "support/SemaphoreCalls.h"
 
 class tst_PingPongWriterDeath : public QObject
 {
@@ -380,6 +381,7 @@ void tst_PingPongWriterDeath::survivorThatWaitsGetsTheLock()
     });
     QVERIFY(writer.waitUntilReady());
     ChildProcess survivor([&buffer](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         unsigned char *const locked = childHandler->lockForWrite();
         CHILD_VERIFY(locked != nullptr);

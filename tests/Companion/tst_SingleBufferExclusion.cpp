@@ -1,5 +1,6 @@
 #include "Companion/SingleBufferHandler.h"
 #include "support/ChildProcess.h"
+#include "support/SemaphoreCalls.h"
 #include "support/SingleBuffer.h"
 
 #include <QtTest>
@@ -36,6 +37,7 @@ ChildProcess::Body holdsAWriteLock(const SingleBuffer &buffer)
 ChildProcess::Body reads(const SingleBuffer &buffer)
 {
     return [&buffer](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto handler = buffer.attach();
         CHILD_VERIFY(readOnce(*handler));
         parent.say();
@@ -46,6 +48,7 @@ ChildProcess::Body reads(const SingleBuffer &buffer)
 ChildProcess::Body writes(const SingleBuffer &buffer)
 {
     return [&buffer](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto handler = buffer.attach();
         CHILD_VERIFY(writeOnce(*handler));
         parent.say();
@@ -220,6 +223,7 @@ void tst_SingleBufferExclusion::writeInsideAReadWaitsForOtherReaders()
     ChildProcess reader(holdsAReadLock(buffer));
     QVERIFY(reader.waitUntilReady());
     ChildProcess upgrader([&buffer](const ChildSide &parent) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         CHILD_VERIFY(childHandler->lockForRead() != nullptr);
         CHILD_VERIFY(childHandler->lockForWrite() != nullptr);

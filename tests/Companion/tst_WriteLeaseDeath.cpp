@@ -251,8 +251,10 @@ void tst_WriteLeaseDeath::deadWaiterLocksNobodyOut()
     const auto owner = buffer.create();
     QVERIFY(becomeOwner(*owner, buffer.management()));
     unsigned char *const locked = owner->lockForWrite();
-    ChildProcess waiter(
-        [&buffer](const ChildSide &) { return lockOnce(*buffer.attach()) ? 1 : 2; });
+    ChildProcess waiter([&buffer](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
+        return lockOnce(*buffer.attach()) ? 1 : 2;
+    });
     QVERIFY(buffer.semaphores.waitUntilBlocked(Names::SemaphoreLease, 1));
     QVERIFY(waiter.kill());
 

@@ -63,6 +63,7 @@ void tst_WriteLeaseForks::childStaysOutWhileItsParentIsInside()
     QVERIFY(becomeOwner(*handler, buffer.management()));
     unsigned char *const locked = handler->lockForWrite();
     ChildProcess child([&](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
         unsigned char *const own = handler->lockForWrite();
         CHILD_VERIFY(own != nullptr);
         CHILD_VERIFY(isFilledWith(own, buffer.size(), 3));
@@ -230,6 +231,7 @@ void tst_WriteLeaseForks::programThatFollowsAnOwnerInsideLeavesAtItsEnd()
     QVERIFY(other.waitUntilReady());
     LogCapture log;
     ChildProcess writer([&](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
         CHILD_VERIFY(publishSet(*buffer.attach(), 5));
         return 0;
     });

@@ -141,6 +141,7 @@ void tst_RegionLocks::waitersAreCounted()
     QuietManager creator(description, create);
     QVERIFY(creator.manager().lockWriteBuffer());
     ChildProcess child([&](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
         QuietManager manager(description, attach);
         CHILD_VERIFY(manager.manager().lockWriteBuffer());
         return manager.manager().unlockWriteBuffer() ? 0 : 1;

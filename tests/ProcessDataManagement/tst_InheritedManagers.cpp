@@ -3,6 +3,7 @@
 #include "ProcessDataManagement/ProcessDescription.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
+#include "support/SemaphoreCalls.h"
 
 #include <QtTest>
 
@@ -161,6 +162,7 @@ void tst_InheritedManagers::writeGuardOfAChildTakesALockOfItsOwn()
     QVERIFY(parent.manager->lockWriteBuffer());
     ChildProcess child([&](const ChildSide &side) {
         alarm(secondsOfAChild);
+        const SemaphoreCalls::PatientWaits patient;
         ProcessDataWriteGuard guard(*parent.manager);
         side.say();
         CHILD_VERIFY(guard.isLocked());

@@ -2,6 +2,7 @@
 #include "integration/HostileDescription.h"
 #include "support/ChildProcess.h"
 #include "support/DoubleBuffer.h"
+#include "support/SemaphoreCalls.h"
 #include "support/SingleBuffer.h"
 
 #include <algorithm>
@@ -74,6 +75,7 @@ void tst_HostileNeighboursSemaphores::removalEndsTheWaitOfAWriter()
     const auto handler = buffer.create();
     unsigned char *const locked = handler->lockForWrite();
     ChildProcess writer([&buffer](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         LogCapture log;
         CHILD_VERIFY(childHandler->lockForWrite() == nullptr);
@@ -97,6 +99,7 @@ void tst_HostileNeighboursSemaphores::removalEndsTheWaitOfASwap()
     const auto handler = buffer.create();
     QVERIFY(handler->lockForWrite() != nullptr);
     ChildProcess swapper([&buffer](const ChildSide &) {
+        const SemaphoreCalls::PatientWaits patient;
         const auto childHandler = buffer.attach();
         LogCapture log;
         CHILD_VERIFY(!childHandler->swapBuffers());

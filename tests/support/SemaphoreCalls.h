@@ -39,6 +39,18 @@ std::chrono::nanoseconds longestBound();
 /// test; 0: as it is given. Not set while other threads call.
 extern std::chrono::seconds boundOfAll;
 
+/// While one lives, nothing but the semaphore ends a wait: for who waits for somebody who may not get a
+/// processor for longer than the bound of a lock. Not made or destroyed while other threads call.
+class PatientWaits
+{
+public:
+    PatientWaits() { boundOfAll = std::chrono::seconds(60); }
+    ~PatientWaits() { boundOfAll = std::chrono::seconds(0); }
+
+    PatientWaits(const PatientWaits &) = delete;
+    PatientWaits &operator=(const PatientWaits &) = delete;
+};
+
 /// Called before each call, and after each one that has succeeded, from its thread. The calls that
 /// they make are not told. For one thread; not set while others call.
 extern std::function<void(const Call &)> before;
