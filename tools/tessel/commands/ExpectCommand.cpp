@@ -5,18 +5,14 @@
 #include "expressions/TypedExpectation.h"
 #include "text/Failure.h"
 #include "text/Output.h"
+#include "text/WrongUse.h"
 
 namespace {
 
 using End = ExpectationOutcome::End;
 
+constexpr auto command = "expect";
 constexpr std::chrono::hours longestWait{24};
-
-[[noreturn]] void refuseUse(const QString &reason)
-{
-    throw Failure{ExitCode::WrongUse,
-                  QStringLiteral("expect: %1; see 'tessel expect --help'").arg(reason)};
-}
 
 std::optional<std::chrono::microseconds> durationOf(const CommandLine &line, const QString &option)
 {
@@ -26,7 +22,8 @@ std::optional<std::chrono::microseconds> durationOf(const CommandLine &line, con
     const QString text = line.value(option);
     const auto duration = durationFromOption(text);
     if (!duration || *duration > longestWait) {
-        refuseUse(QStringLiteral("--%1 takes a time from 0s to 24h such as 500ms, 10s or 2min, not "
+        refuseUse(command,
+                  QStringLiteral("--%1 takes a time from 0s to 24h such as 500ms, 10s or 2min, not "
                                  "'%2'")
                       .arg(option, text));
     }
@@ -39,7 +36,7 @@ ExpectationBounds boundsFrom(const CommandLine &line)
     bounds.hold = durationOf(line, QStringLiteral("for")).value_or(std::chrono::microseconds(0));
     bounds.timeout = durationOf(line, QStringLiteral("timeout"));
     if (bounds.timeout && bounds.hold.count() != 0 && bounds.hold >= *bounds.timeout) {
-        refuseUse(QStringLiteral("--for takes less time than --timeout"));
+        refuseUse(command, QStringLiteral("--for takes less time than --timeout"));
     }
     return bounds;
 }

@@ -7,6 +7,7 @@
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Suggestion.h"
+#include "text/WrongUse.h"
 #include "values/StateName.h"
 #include "values/ValueText.h"
 
@@ -192,10 +193,8 @@ void exportJson(RecordingReader &reader, const std::vector<int> &columns)
 void refuseTogether(const CommandLine &line, const char *one, const char *other)
 {
     if (line.isSet(QLatin1String(one)) && line.isSet(QLatin1String(other))) {
-        throw Failure{ExitCode::WrongUse,
-                      QStringLiteral("export: --%1 does not go with --%2; see 'tessel export "
-                                     "--help'")
-                          .arg(QLatin1String(one), QLatin1String(other))};
+        refuseUse("export", QStringLiteral("--%1 does not go with --%2")
+                                .arg(QLatin1String(one), QLatin1String(other)));
     }
 }
 

@@ -9,6 +9,7 @@
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/WrittenJson.h"
+#include "text/WrongUse.h"
 
 #include <QDateTime>
 #include <QSet>
@@ -17,14 +18,9 @@ namespace {
 
 using Time = RecorderOptions::Time;
 
+constexpr auto command = "record";
 constexpr std::chrono::hours longestTime{24 * 30};
 constexpr int mostSets = 1000000000;
-
-[[noreturn]] void refuseUse(const QString &reason)
-{
-    throw Failure{ExitCode::WrongUse,
-                  QStringLiteral("record: %1; see 'tessel record --help'").arg(reason)};
-}
 
 std::optional<Time> timeFrom(const CommandLine &line, const QString &option)
 {
@@ -33,7 +29,8 @@ std::optional<Time> timeFrom(const CommandLine &line, const QString &option)
     }
     const auto time = durationFromOption(line.value(option));
     if (!time || *time < std::chrono::milliseconds(1) || *time > longestTime) {
-        refuseUse(QStringLiteral("--%1 takes a time such as 500ms, 10s, 2min or 1h, from 1ms up to "
+        refuseUse(command,
+                  QStringLiteral("--%1 takes a time such as 500ms, 10s, 2min or 1h, from 1ms up to "
                                  "30 days, not '%2'")
                       .arg(option, line.value(option)));
     }
@@ -44,15 +41,15 @@ void checkTogether(const CommandLine &line)
 {
     const auto needs = [&line](const char *option, const char *other) {
         if (line.isSet(QLatin1String(option)) && !line.isSet(QLatin1String(other))) {
-            refuseUse(QStringLiteral("--%1 goes with --%2")
-                          .arg(QLatin1String(option), QLatin1String(other)));
+            refuseUse(command, QStringLiteral("--%1 goes with --%2")
+                                   .arg(QLatin1String(option), QLatin1String(other)));
         }
     };
     needs("on", "ring");
     needs("after", "on");
     needs("triggers", "on");
     if (line.isSet(QStringLiteral("append")) && line.isSet(QStringLiteral("force"))) {
-        refuseUse(QStringLiteral("--append does not go with --force"));
+        refuseUse(command, QStringLiteral("--append does not go with --force"));
     }
 }
 
@@ -78,7 +75,7 @@ void addTriggers(RecorderOptions &options, const CommandLine &line,
     for (const auto &text : texts) {
         options.triggers.push_back(RecordTrigger::fromText(text, description));
         if (options.interval && options.triggers.back()->needsEverySet()) {
-            refuseUse(QStringLiteral("--on '%1' does not go with --interval").arg(text));
+            refuseUse(command, QStringLiteral("--on '%1' does not go with --interval").arg(text));
         }
     }
 }
@@ -96,14 +93,14 @@ QString outputFrom(const CommandLine &line)
 {
     const QString option = QStringLiteral("output");
     if (!line.isSet(option)) {
-        refuseUse(QStringLiteral("--output is missing"));
+        refuseUse(command, QStringLiteral("--output is missing"));
     }
     const QString path = line.value(option);
     if (path.isEmpty()) {
-        refuseUse(QStringLiteral("--output is empty; name a file"));
+        refuseUse(command, QStringLiteral("--output is empty; name a file"));
     }
     if (path == QLatin1String("-")) {
-        refuseUse(QStringLiteral("a recording goes into a file, not to standard output"));
+        refuseUse(command, QStringLiteral("a recording goes into a file, not to standard output"));
     }
     return ResultFile(QStringLiteral("record"), option, path).path();
 }
@@ -220,8 +217,8 @@ ExitCode run(const CommandLine &line)
     const DescriptionSource description(line.positional(0));
     description.requireMemory();
     if (!description.isDoubleBuffered()) {
-        refuseUse(QStringLiteral("'%1' describes a single buffer, which counts no sets")
-                      .arg(description.path()));
+        refuseUse(command, QStringLiteral("'%1' describes a single buffer, which counts no sets")
+                               .arg(description.path()));
     }
     const QStringList urls = line.positionalsFrom(1);
     QVector<Leaf> leaves = eachOnce(description.leavesAt(urls));
@@ -235,9 +232,9 @@ ExitCode run(const CommandLine &line)
     }
     const RecordingHead head = headFor(description, leaves, urls, options);
     if (ImageLayout(head.values).size() > ImageLayout::mostBytes) {
-        refuseUse(QStringLiteral("a set of %1 values takes more than %2 bytes")
-                      .arg(leaves.size())
-                      .arg(ImageLayout::mostBytes));
+        refuseUse(command, QStringLiteral("a set of %1 values takes more than %2 bytes")
+                               .arg(leaves.size())
+                               .arg(ImageLayout::mostBytes));
     }
     RecordingWriter writer(output, existingFrom(line), head);
     if (line.isSet(QStringLiteral("dry-run"))) {

@@ -63,8 +63,8 @@ Recorder::Recorder(LiveRegion &region, const QVector<Leaf> &leaves,
     if (options.time) {
         m_end = m_begin + *options.time;
     }
-    if (!options.interval && m_watcher.getDescriptor() < 0) {
-        throw Failure{ExitCode::Internal, QStringLiteral("record: cannot wait for sets")};
+    if (!options.interval) {
+        region.descriptorOf(m_watcher);
     }
 }
 

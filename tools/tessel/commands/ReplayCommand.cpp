@@ -7,14 +7,11 @@
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
+#include "text/WrongUse.h"
 
 namespace {
 
-[[noreturn]] void refuseUse(const QString &reason)
-{
-    throw Failure{ExitCode::WrongUse,
-                  QStringLiteral("replay: %1; see 'tessel replay --help'").arg(reason)};
-}
+constexpr auto command = "replay";
 
 double speedFrom(const CommandLine &line)
 {
@@ -28,8 +25,8 @@ double speedFrom(const CommandLine &line)
     const double speed = line.value(option).toDouble(&ok);
     // NaN is beyond both.
     if (!ok || !(speed >= least && speed <= most)) {
-        refuseUse(QStringLiteral("--speed takes a number from 0.001 to 1000000, not '%1'")
-                      .arg(line.value(option)));
+        refuseUse(command, QStringLiteral("--speed takes a number from 0.001 to 1000000, not '%1'")
+                               .arg(line.value(option)));
     }
     return speed;
 }
@@ -188,7 +185,7 @@ ExitCode run(const CommandLine &line)
     speedFrom(line);
     const bool isInto = line.isSet(QStringLiteral("into"));
     if (isInto && (line.isSet(QStringLiteral("force")) || line.isSet(QStringLiteral("hold")))) {
-        refuseUse(QStringLiteral("--into does not go with --force or --hold"));
+        refuseUse(command, QStringLiteral("--into does not go with --force or --hold"));
     }
     RecordingReader reader(line.positional(0));
     const DescriptionSource description = descriptionFor(line, reader);

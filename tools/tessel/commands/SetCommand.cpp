@@ -1,6 +1,6 @@
 #include "commands/Commands.h"
 #include "commands/WrittenValues.h"
-#include "text/Failure.h"
+#include "text/WrongUse.h"
 #include "values/StateName.h"
 #include "values/ValueText.h"
 
@@ -9,13 +9,8 @@ namespace {
 using ProcessDataDefinitions::ErrorTypes;
 using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 
+constexpr auto command = "set";
 constexpr auto errorOption = "error";
-
-[[noreturn]] void refuseUse(const QString &reason)
-{
-    throw Failure{ExitCode::WrongUse,
-                  QStringLiteral("set: %1; see 'tessel set --help'").arg(reason)};
-}
 
 /// The pairs of a URL and a value, in the order in which they were given.
 QVector<QPair<QString, QString>> pairsOf(const CommandLine &line)
@@ -33,11 +28,12 @@ void checkUse(const CommandLine &line)
     const QStringList words = line.positionalsFrom(1);
     const bool hasState = line.isSet(QLatin1String(errorOption));
     if (hasState && words.size() > 1) {
-        refuseUse(QStringLiteral("give VALUE or --error STATE, not both"));
+        refuseUse(command, QStringLiteral("give VALUE or --error STATE, not both"));
     }
     if (!hasState && words.size() % 2 != 0) {
-        refuseUse(words.size() == 1 ? QStringLiteral("VALUE is missing")
-                                    : QStringLiteral("VALUE of '%1' is missing").arg(words.last()));
+        refuseUse(command, words.size() == 1
+                               ? QStringLiteral("VALUE is missing")
+                               : QStringLiteral("VALUE of '%1' is missing").arg(words.last()));
     }
 }
 
@@ -45,7 +41,7 @@ ErrorTypes askedState(const CommandLine &line)
 {
     const ErrorTypes state = stateFromText(line.value(QLatin1String(errorOption)));
     if (state == PROCESS_VALUE_ERROR_TYPE_VALID) {
-        refuseUse(QStringLiteral("'valid' is no error; give a VALUE instead"));
+        refuseUse(command, QStringLiteral("'valid' is no error; give a VALUE instead"));
     }
     return state;
 }

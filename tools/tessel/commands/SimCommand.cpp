@@ -9,6 +9,7 @@
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Suggestion.h"
+#include "text/WrongUse.h"
 #include "values/StateName.h"
 
 #include <QRandomGenerator>
@@ -18,6 +19,8 @@
 namespace {
 
 using std::chrono::microseconds;
+
+constexpr auto command = "sim";
 
 namespace Option {
 
@@ -55,12 +58,6 @@ bool isSet(const CommandLine &line, const char *option)
     return line.isSet(QLatin1String(option));
 }
 
-[[noreturn]] void refuseUse(const QString &reason)
-{
-    throw Failure{ExitCode::WrongUse,
-                  QStringLiteral("sim: %1; see 'tessel sim --help'").arg(reason)};
-}
-
 NamedProfile profileOf(const CommandLine &line)
 {
     const QVector<NamedProfile> profiles{{QStringLiteral("normal"), SimulationProfile::Normal},
@@ -77,8 +74,8 @@ NamedProfile profileOf(const CommandLine &line)
         }
         names.append(profile.name);
     }
-    refuseUse(QStringLiteral("--profile takes normal, noisy or faulty, not '%1'%2")
-                  .arg(asked, suggestion(asked, names)));
+    refuseUse(command, QStringLiteral("--profile takes normal, noisy or faulty, not '%1'%2")
+                           .arg(asked, suggestion(asked, names)));
 }
 
 double rateOf(const CommandLine &line)
@@ -92,7 +89,8 @@ double rateOf(const CommandLine &line)
     bool isNumber = false;
     const double rate = line.value(QLatin1String(Option::rate)).toDouble(&isNumber);
     if (!isNumber || !(rate >= least && rate <= most)) {
-        refuseUse(QStringLiteral("--rate takes a number of sets per second from %1 to %2, not '%3'")
+        refuseUse(command,
+                  QStringLiteral("--rate takes a number of sets per second from %1 to %2, not '%3'")
                       .arg(least)
                       .arg(most)
                       .arg(line.value(QLatin1String(Option::rate))));
@@ -110,9 +108,9 @@ quint64 seedOf(const CommandLine &line)
     const QString text = line.value(QLatin1String(Option::seed));
     const quint64 seed = text.toULongLong(&isNumber);
     if (!isNumber || text.startsWith(QLatin1Char('-'))) {
-        refuseUse(QStringLiteral("--seed takes a whole number from 0 to %1, not '%2'")
-                      .arg(std::numeric_limits<quint64>::max())
-                      .arg(text));
+        refuseUse(command, QStringLiteral("--seed takes a whole number from 0 to %1, not '%2'")
+                               .arg(std::numeric_limits<quint64>::max())
+                               .arg(text));
     }
     return seed;
 }
@@ -128,7 +126,8 @@ SimulationRun::Bounds boundsOf(const CommandLine &line)
         const QString text = line.value(QLatin1String(Option::time));
         bounds.time = durationFromOption(text);
         if (!bounds.time || *bounds.time == microseconds(0)) {
-            refuseUse(QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to 30 "
+            refuseUse(command,
+                      QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to 30 "
                                      "days, not '%1'")
                           .arg(text));
         }
@@ -304,7 +303,8 @@ void refusePrefix(const CommandLine &line)
 {
     for (const char *option : {Option::attach, Option::dryRun}) {
         if (line.isSet(QStringLiteral("prefix")) && isSet(line, option)) {
-            refuseUse(QStringLiteral("--prefix does not go with --%1").arg(QLatin1String(option)));
+            refuseUse(command,
+                      QStringLiteral("--prefix does not go with --%1").arg(QLatin1String(option)));
         }
     }
 }

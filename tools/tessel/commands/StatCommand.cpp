@@ -4,10 +4,10 @@
 #include "commands/StatReport.h"
 #include "expressions/Duration.h"
 #include "live/LiveRegion.h"
-#include "text/Failure.h"
 #include "text/Output.h"
 #include "text/SignalWait.h"
 #include "text/Terminal.h"
+#include "text/WrongUse.h"
 
 #include <algorithm>
 #include <csignal>
@@ -17,16 +17,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+constexpr auto command = "stat";
 constexpr milliseconds longestTime{24 * 3600 * 1000};
 /// Often enough to see somebody who waits, and too seldom to be felt by whoever locks.
 constexpr milliseconds lookInterval{100};
 constexpr milliseconds drawInterval{500};
-
-[[noreturn]] void refuseUse(const QString &reason)
-{
-    throw Failure{ExitCode::WrongUse,
-                  QStringLiteral("stat: %1; see 'tessel stat --help'").arg(reason)};
-}
 
 milliseconds timeOf(const CommandLine &line)
 {
@@ -37,7 +32,8 @@ milliseconds timeOf(const CommandLine &line)
     const auto time = std::chrono::duration_cast<milliseconds>(
         durationFromOption(line.value(option)).value_or(milliseconds(0)));
     if (time <= milliseconds(0) || time > longestTime) {
-        refuseUse(QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to 24h, "
+        refuseUse(command,
+                  QStringLiteral("--for takes a time such as 500ms, 10s, 5min or 1h, up to 24h, "
                                  "not '%1'")
                       .arg(line.value(option)));
     }
@@ -196,8 +192,8 @@ ExitCode run(const CommandLine &line)
     const DescriptionSource description(line.positional(0));
     description.requireMemory();
     if (!description.isDoubleBuffered()) {
-        refuseUse(QStringLiteral("'%1' describes a single buffer, which counts no sets")
-                      .arg(description.path()));
+        refuseUse(command, QStringLiteral("'%1' describes a single buffer, which counts no sets")
+                               .arg(description.path()));
     }
     SignalWait signals(SignalWait::Signals::EndingAndTerminal);
     LiveRegion region(description, LiveRegion::Opening::Attach);

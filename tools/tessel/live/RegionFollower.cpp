@@ -60,11 +60,7 @@ void RegionFollower::attach()
     m_isOwed = true;
     if (m_description.isDoubleBuffered()) {
         m_watcher.emplace(m_region->manager());
-        if (m_watcher->getDescriptor() < 0) {
-            throw Failure{ExitCode::Internal,
-                          QStringLiteral("%1: cannot wait for the sets of region '%2'")
-                              .arg(m_description.path(), m_description.key())};
-        }
+        m_region->descriptorOf(*m_watcher);
     }
     m_absence.clear();
     m_hindrance.clear();

@@ -4,8 +4,8 @@
 #include "expressions/TypedExpectation.h"
 #include "recordings/SlotCopies.h"
 #include "recordings/TriggerHint.h"
-#include "text/Failure.h"
 #include "text/Suggestion.h"
+#include "text/WrongUse.h"
 #include "values/StateName.h"
 
 #include <QRegularExpression>
@@ -15,11 +15,7 @@ namespace {
 using Clock = RecordTrigger::Clock;
 using ProcessDataDefinitions::ErrorTypes;
 
-[[noreturn]] void refuse(const QString &reason)
-{
-    throw Failure{ExitCode::WrongUse,
-                  QStringLiteral("record: %1; see 'tessel record --help'").arg(reason)};
-}
+constexpr auto command = "record";
 
 ImageLayout layoutOf(const QVector<Leaf> &leaves)
 {
@@ -131,8 +127,10 @@ public:
         , m_expectation(std::move(expectation))
     {
         if (m_expectation.usesAge()) {
-            refuse(QStringLiteral("--on knows no 'age', which is none when a set comes; use 'gap > "
-                                  "500ms'"));
+            refuseUse(
+                command,
+                QStringLiteral("--on knows no 'age', which is none when a set comes; use 'gap > "
+                               "500ms'"));
         }
     }
 
@@ -162,7 +160,8 @@ std::chrono::microseconds gapOf(const QString &text)
 {
     const auto gap = durationFromText(text);
     if (!gap || gap->count() == 0) {
-        refuse(
+        refuseUse(
+            command,
             QStringLiteral("--on: a gap takes a time such as 'gap > 500ms', not '%1'").arg(text));
     }
     return *gap;
@@ -172,9 +171,10 @@ ErrorTypes stateOf(const QString &text)
 {
     const auto state = knownState(text);
     if (!state) {
-        refuse(QStringLiteral("--on: '%1' is no state%2; use a number from 0 to 9 or one of %3")
-                   .arg(text, suggestion(text, stateNames()),
-                        stateNames().join(QStringLiteral(", "))));
+        refuseUse(command,
+                  QStringLiteral("--on: '%1' is no state%2; use a number from 0 to 9 or one of %3")
+                      .arg(text, suggestion(text, stateNames()),
+                           stateNames().join(QStringLiteral(", "))));
     }
     return *state;
 }
@@ -187,7 +187,8 @@ void refuseNearMiss(const QString &text, const DescriptionSource &description)
     } catch (const ExpressionError &) {
         const QString nearest = nearestTrigger(text);
         if (!nearest.isEmpty()) {
-            refuse(
+            refuseUse(
+                command,
                 QStringLiteral("--on '%1' is no trigger (did you mean '%2'?)").arg(text, nearest));
         }
     }
