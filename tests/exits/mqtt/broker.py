@@ -35,13 +35,13 @@ def is_listening(port):
 class Broker:
     """`mosquitto` on a loopback port of its own."""
 
-    def __init__(self, *lines, port=None):
+    def __init__(self, *lines, port=None, log="all"):
         self.port = port or free_port()
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tessel-broker"))
         self._settings = self.folder / "mosquitto.conf"
         access = [] if any("allow_anonymous" in line for line in lines) else ["allow_anonymous true"]
         self._settings.write_text(
-            "\n".join([f"listener {self.port} 127.0.0.1", "persistence false", "log_type all",
+            "\n".join([f"listener {self.port} 127.0.0.1", "persistence false", f"log_type {log}",
                        "user root", *access, *lines, ""]), encoding="utf-8")
         self._log = open(self.folder / "log", "w", encoding="utf-8")
         self.process = None
