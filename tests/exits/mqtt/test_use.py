@@ -171,7 +171,8 @@ class Use(unittest.TestCase):
         broker = self.closed(Broker())
         listener = self.closed(Listener(broker))
         relay = self.closed(Relay(broker))
-        node = self.closed(Node(broker, "--queue-bytes", "50000", str(plant.file), port=relay.port))
+        node = self.closed(Node(broker, "--queue-bytes", "50000", "--keep-alive", "3600", str(plant.file),
+                                port=relay.port))
         listener.wait("DBIRTH")
         relay.hold()
         for value in range(1, sets + 1):
