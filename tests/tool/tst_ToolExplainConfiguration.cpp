@@ -74,13 +74,6 @@ private Q_SLOTS:
     void cellOutsideTheLimitsOfItsColumnIsSuspicious();
     void nothingIsWritten();
 
-    void defaultConfigurationMayBeLeftOut();
-    void wrongUseIsRefused_data();
-    void wrongUseIsRefused();
-    void missingThingsAreNotFound();
-    void unreadableFileIsRefused();
-    void fullOutputIsAFailure();
-    void closedPipeIsNoFailure();
 
 private:
     bool m_canLosePermissions = false;
@@ -411,85 +404,6 @@ void tst_ToolExplainConfiguration::nothingIsWritten()
     QCOMPARE(explain({m_device->path(), "**", "--value", "1"}).exitCode, 0);
 
     QCOMPARE(m_device->changedSince(former), QStringList());
-}
-
-void tst_ToolExplainConfiguration::defaultConfigurationMayBeLeftOut()
-{
-    const ToolResult result = runTool({"explain", "--config", filterUrl},
-                                      {"TESSEL_DIR=" + m_device->path()});
-
-    QVERIFY(result.output.startsWith("inputs/channel1/filter: 0.5 s\n"));
-    QCOMPARE(result.exitCode, 0);
-}
-
-void tst_ToolExplainConfiguration::wrongUseIsRefused_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("text");
-    const auto row = [](const char *name, const QStringList &arguments, const char *text) {
-        QTest::newRow(name) << arguments << QString(text) + "; see 'tessel explain --help'";
-    };
-
-    row("value without config", {"DIR", filterUrl, "--value", "1"},
-        "explain: --value goes with --config");
-    row("no URL", {"--config", "DIR"}, "explain: URL... is missing");
-    row("typo", {"--confg", "DIR", filterUrl},
-        "explain: unknown option '--confg' (did you mean '--config'?)");
-    row("value without a text", {"--config", "DIR", filterUrl, "--value"},
-        "explain: Missing value after '--value'");
-}
-
-void tst_ToolExplainConfiguration::wrongUseIsRefused()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, text);
-    arguments.replaceInStrings(QRegularExpression("^DIR$"), m_device->path());
-
-    VERIFY_REFUSED(runTool(QStringList("explain") + arguments), 2, text);
-}
-
-void tst_ToolExplainConfiguration::missingThingsAreNotFound()
-{
-    VERIFY_REFUSED(explain({m_device->path("none.config.json"), "a"}), 3,
-                   m_device->path("none.config.json") + ": no such file or folder");
-    VERIFY_REFUSED(explain({m_device->path(), "inputs/channel1/fliter"}), 3,
-                   m_device->path()
-                       + ": no element at 'inputs/channel1/fliter' (did you mean "
-                         "'inputs/channel1/filter'?)");
-    VERIFY_REFUSED(explain({m_device->path(), "inputs/calibration/table#9,0"}), 3,
-                   QString("'inputs/calibration/table': no cell 9,0; the array has 4 rows and 3 "
-                           "columns, counted from 0"));
-    VERIFY_REFUSED(explain({m_device->path("inputs/channel1.process.json"), "value"}), 9,
-                   m_device->path("inputs/channel1.process.json")
-                       + ": no configuration; its name must end in .config.json");
-}
-
-void tst_ToolExplainConfiguration::unreadableFileIsRefused()
-{
-    if (!m_canLosePermissions) {
-        QSKIP("the permissions of files do not count for this user");
-    }
-    const QString file = m_device->path("inputs/channel1.config.json");
-    const NarrowPermissions narrow(file, QFile::WriteOwner);
-
-    VERIFY_REFUSED(explain({file, "filter"}), 4, file + ": no permission to read it");
-}
-
-void tst_ToolExplainConfiguration::fullOutputIsAFailure()
-{
-    QProcess shell;
-    shell.start("/bin/sh", {"-c", "exec \"$0\" explain --config \"$1\" \"$2\" >/dev/full",
-                            TESSEL_TOOL, m_device->path(), filterUrl});
-    QVERIFY(shell.waitForFinished());
-
-    QCOMPARE(shell.exitCode(), 9);
-    QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
-             QString("tessel: standard output: No space left on device\n"));
-}
-
-void tst_ToolExplainConfiguration::closedPipeIsNoFailure()
-{
-    QCOMPARE(exitCodeWithoutReader({"explain", "--config", m_device->path(), filterUrl}), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_ToolExplainConfiguration)

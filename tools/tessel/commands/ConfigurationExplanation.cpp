@@ -4,7 +4,9 @@
 #include "Companion/SelectorUrlArrayIndex.h"
 #include "Validation/DescriptionCheck.h"
 #include "Validation/DescriptionPlaces.h"
+#include "text/Failure.h"
 #include "text/JsonText.h"
+#include "text/LogCollector.h"
 #include "text/Output.h"
 
 #include <QHash>
@@ -164,6 +166,16 @@ bool ConfigurationExplanation::hasValue() const
 {
     return target.isCell
            || target.leaf.element->hasProperty(Definitions::getKeyDataPropertyValue());
+}
+
+bool isConfigurationValue(const QString &path, const QString &url)
+{
+    try {
+        return !targetsAt(ConfigurationSource(path), {url}).isEmpty();
+    } catch (const Failure &) {
+        LogCollector::takeReasons();
+        return false;
+    }
 }
 
 ExitCode explainConfiguration(const CommandLine &line)

@@ -21,6 +21,8 @@ constexpr auto json = "json";
 
 /// `tessel explain --config`.
 ExitCode explainConfiguration(const CommandLine &line);
+/// Whether it would explain something of the configuration at this path.
+bool isConfigurationValue(const QString &path, const QString &url);
 
 /// Something that a reader of a configuration value should know.
 struct ConfigurationSuspicion

@@ -231,11 +231,43 @@ QString screenOf(const Explanation &explanation, const RegionLook &look,
            + regionFacts(look, description);
 }
 
+/// Leads somebody who asks for a configuration value to where it is explained.
+[[noreturn]] void refuseWithHint(Failure failure, const QString &path, const QString &url)
+{
+    if (isConfigurationValue(path, url)) {
+        failure.reason += QStringLiteral("; it is a configuration value, which 'tessel explain "
+                                         "--config' explains");
+    }
+    throw failure;
+}
+
+DescriptionSource descriptionOf(const CommandLine &line)
+{
+    try {
+        return DescriptionSource(line.positional(0));
+    } catch (const Failure &failure) {
+        refuseWithHint(failure, line.positional(0), line.positional(1));
+    }
+}
+
+QVector<Leaf> leavesOf(const CommandLine &line, const DescriptionSource &description)
+{
+    const QStringList urls = line.positionalsFrom(1);
+    for (const auto &url : urls) {
+        try {
+            description.leavesAt({url});
+        } catch (const Failure &failure) {
+            refuseWithHint(failure, description.path(), url);
+        }
+    }
+    return description.leavesAt(urls);
+}
+
 ExitCode explainProcessValues(const CommandLine &line)
 {
     const bool isJson = line.isSet(QStringLiteral("json"));
-    const DescriptionSource description(line.positional(0));
-    const QVector<Leaf> leaves = description.leavesAt(line.positionalsFrom(1));
+    const DescriptionSource description = descriptionOf(line);
+    const QVector<Leaf> leaves = leavesOf(line, description);
     description.requireMemory();
     const RegionLook look(description);
     QStringList texts;
