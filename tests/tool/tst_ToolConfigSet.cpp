@@ -46,6 +46,7 @@ private Q_SLOTS:
     void valueIsReadBack_data();
     void valueIsReadBack();
     void zeroIsNotTheSameAsNothingEntered();
+    void byteOrderMarkInFrontIsNotDropped();
     void valueIsRefused_data();
     void valueIsRefused();
     void missingTargetIsNotFound_data();
@@ -264,6 +265,20 @@ void tst_ToolConfigSet::zeroIsNotTheSameAsNothingEntered()
     QVERIFY(m_device->run("set", {url, "--no-input"})
                 .output.startsWith(url + ": 0 -> (no input)\nstamped "));
     QCOMPARE(m_device->valueAt(url), QString());
+}
+
+void tst_ToolConfigSet::byteOrderMarkInFrontIsNotDropped()
+{
+    const QString file = m_device->path("device.config.json");
+    const QByteArray former = m_device->directory().read("device.config.json");
+
+    const ToolResult result = m_device->run(
+        "set", {"device/location", QChar(QChar::ByteOrderMark) + QString("cellar")});
+
+    // Whoever reads the file would lose it.
+    VERIFY_REFUSED(result, 5,
+                   file + ": 'device/location' cannot be written to a file without a change");
+    QCOMPARE(m_device->directory().read("device.config.json"), former);
 }
 
 void tst_ToolConfigSet::valueIsRefused_data()

@@ -20,6 +20,7 @@ private Q_SLOTS:
 
     void valueIsReadBackByItsType_data();
     void valueIsReadBackByItsType();
+    void byteOrderMarkInFrontIsWritten();
     void valueThatDoesNotFitIsRefused_data();
     void valueThatDoesNotFitIsRefused();
     void everyErrorStateIsCarried_data();
@@ -114,6 +115,18 @@ void tst_ToolSet::valueIsReadBackByItsType()
     const ProcessValue value = m_region->read(url);
     QCOMPARE(value.getErrorType(), PROCESS_VALUE_ERROR_TYPE_VALID);
     QCOMPARE(value.getValue(), content);
+}
+
+void tst_ToolSet::byteOrderMarkInFrontIsWritten()
+{
+    const QString url = QStringLiteral("full/string");
+    const QString text = QChar(QChar::ByteOrderMark) + QStringLiteral("e");
+
+    const ToolResult result = set({url, text});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(m_region->read(url).getValue(), QVariant(text));
 }
 
 void tst_ToolSet::valueThatDoesNotFitIsRefused_data()

@@ -89,9 +89,12 @@ ExitCode run(QStringList arguments)
 /// What the caller typed, in UTF-8 whatever the locale says.
 QStringList typedArguments(int argc, char *argv[])
 {
+    const QTextCodec *const utf8 = QTextCodec::codecForName("UTF-8");
     QStringList arguments;
     for (int i = 1; i < argc; ++i) {
-        arguments.append(QString::fromUtf8(argv[i]));
+        // A byte order mark in front is a character of the text, which fromUtf8() would drop.
+        QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+        arguments.append(utf8->toUnicode(argv[i], static_cast<int>(qstrlen(argv[i])), &state));
     }
     return arguments;
 }
