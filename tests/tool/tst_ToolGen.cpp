@@ -219,6 +219,8 @@ void tst_ToolGen::dryRunWritesNothing()
              QString("2 values in namespace tank, not written to %1\n").arg(path("tank.hpp")));
     QCOMPARE(result.exitCode, 0);
     QVERIFY(!QFile::exists(path("tank.hpp")));
+    QCOMPARE(gen({tank, "tank/level", "--dry-run"}).output,
+             QString("1 value in namespace tank, not written to -\n"));
 }
 
 void tst_ToolGen::descriptionIsNotReplaced()

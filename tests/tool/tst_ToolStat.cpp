@@ -254,7 +254,7 @@ void tst_ToolStat::interruptPrintsWhatWasSeen()
 
     const ToolResult result = stat.finish();
 
-    QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 sets in ").arg(plant.key())));
+    QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 set in ").arg(plant.key())));
     QCOMPARE(result.exitCode, 0);
 }
 
@@ -285,7 +285,7 @@ void tst_ToolStat::regionThatIsRemovedEndsItWithWhatWasSeen()
     publisher.reset();
 
     const ToolResult result = stat.finish();
-    QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 sets in ").arg(plant.key())));
+    QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 set in ").arg(plant.key())));
     QVERIFY(result.error.startsWith(
         QStringLiteral("tessel: %1: the region '%2' ").arg(plant.file, plant.key())));
     QCOMPARE(result.exitCode, 3);
@@ -303,7 +303,7 @@ void tst_ToolStat::regionThatIsReplacedEndsItWithWhatWasSeen()
     const HeldRegion later(plant.file);
 
     const ToolResult result = stat.finish();
-    QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 sets in ").arg(plant.key())));
+    QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 set in ").arg(plant.key())));
     QCOMPARE(result.error, QStringLiteral("tessel: %1: the region '%2' was replaced by a new one; "
                                           "start again\n")
                                .arg(plant.file, plant.key()));

@@ -5,6 +5,7 @@
 #include "descriptions/DescriptionSource.h"
 #include "generation/CppAccessors.h"
 #include "generation/CppNames.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -97,8 +98,10 @@ QString jsonOf(const CppDescription &description, const CppHeader &header, const
 /// What a dry run says for people.
 QString dryText(const CppDescription &description, const QString &path)
 {
-    return QStringLiteral("%1 values in namespace %2, not written to %3")
-        .arg(QString::number(description.leaves.size()), description.nameSpace, printable(path));
+    return QStringLiteral("%1 in namespace %2, not written to %3")
+        .arg(counted(quint64(description.leaves.size()), QStringLiteral("value"),
+                     QStringLiteral("values")),
+             description.nameSpace, printable(path));
 }
 
 /// Two things on one standard output could not be told apart.

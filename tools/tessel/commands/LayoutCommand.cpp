@@ -1,6 +1,7 @@
 #include "commands/BufferLayout.h"
 #include "commands/Commands.h"
 #include "commands/ResultFile.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -106,8 +107,9 @@ void printTotals(const BufferLayout &layout, LongOutput &output)
     output.add(QLatin1Char('\n') + fact("Key", layout.description().key())
                + fact("Buffer", bufferText(layout))
                + fact("Used", QStringLiteral("%1 bytes").arg(map.used()))
-               + fact("Holes",
-                      QStringLiteral("%1 bytes in %2 places").arg(map.free()).arg(map.holeCount()))
+               + fact("Holes", QStringLiteral("%1 bytes in ").arg(map.free())
+                                   + counted(quint64(map.holeCount()), QStringLiteral("place"),
+                                             QStringLiteral("places")))
                + fact("Overlapping", QStringLiteral("%1 bytes").arg(map.overlapping()))
                + fact("Crossings", QString::number(layout.crossingCount())));
 }

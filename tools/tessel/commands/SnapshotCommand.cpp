@@ -1,6 +1,7 @@
 #include "commands/Commands.h"
 #include "commands/ResultFile.h"
 #include "commands/TakenSnapshot.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 #include "text/Output.h"
 
@@ -18,9 +19,9 @@ ExitCode run(const CommandLine &line)
     const DescriptionSource description(line.positional(0));
     const Snapshot snapshot = takeSnapshot(description, line.positionalsFrom(1));
     if (line.isSet(QStringLiteral("dry-run"))) {
-        writeOutput(QStringLiteral("%1 values, not written to %2\n")
-                        .arg(snapshot.values.size())
-                        .arg(printable(result.path())));
+        writeOutput(counted(quint64(snapshot.values.size()), QStringLiteral("value"),
+                            QStringLiteral("values"))
+                    + QStringLiteral(", not written to %1\n").arg(printable(result.path())));
         return ExitCode::Done;
     }
     result.write(snapshotText(snapshot));

@@ -1,6 +1,7 @@
 #include "commands/StatReport.h"
 
 #include "live/RegionText.h"
+#include "text/Counted.h"
 #include "text/JsonText.h"
 
 #include <algorithm>
@@ -67,16 +68,20 @@ QStringList linesOf(const StatReport &report, int columns, QChar mark)
 {
     const SetStatistics &sets = report.sets;
     QStringList lines{
-        QStringLiteral("%1: %2 sets in %3 s, %4 sets/s")
-            .arg(report.key, QString::number(sets.sets()),
+        QStringLiteral("%1: %2 in %3 s, %4 sets/s")
+            .arg(report.key, counted(sets.sets(), QStringLiteral("set"), QStringLiteral("sets")),
                  QString::number(secondsOf(report.time), 'f', 1),
                  QString::number(rateOf(report), 'f', 1)),
         QStringLiteral("Interval  min %1, median %2, max %3, jitter %4")
             .arg(intervalText(sets.least()), intervalText(sets.median()), intervalText(sets.most()),
                  intervalText(sets.jitter())),
-        QStringLiteral("Missed    %1 in %2 wakes").arg(sets.missed()).arg(sets.wakes()),
-        QStringLiteral("Repeats   %1 in %2 reads").arg(report.repeats).arg(report.reads),
-        QStringLiteral("Waits     %1 in %2 looks at the lock").arg(report.waits).arg(report.looks),
+        QStringLiteral("Missed    %1 in ").arg(sets.missed())
+            + counted(sets.wakes(), QStringLiteral("wake"), QStringLiteral("wakes")),
+        QStringLiteral("Repeats   %1 in ").arg(report.repeats)
+            + counted(report.reads, QStringLiteral("read"), QStringLiteral("reads")),
+        QStringLiteral("Waits     %1 in ").arg(report.waits)
+            + counted(report.looks, QStringLiteral("look"), QStringLiteral("looks"))
+            + QStringLiteral(" at the lock"),
     };
     const QStringList drawn = histogram(report, columns, mark);
     return drawn.isEmpty() ? lines : lines + QStringList(QString()) + drawn;
