@@ -1,6 +1,4 @@
-#include "HeldRegion.h"
-#include "ToolProcess.h"
-#include "support/LogCapture.h"
+#include "ExpectedRegion.h"
 #include "support/SegmentFile.h"
 
 #include <QJsonArray>
@@ -11,7 +9,6 @@
 #include <limits>
 #include <memory>
 
-using namespace ProcessDataDefinitions;
 using Metadata = ToolDescription::Metadata;
 
 namespace {
@@ -24,13 +21,13 @@ QString quoted(const char *text)
 } // namespace
 
 /// `tessel expect`: what an expression says about the values that are there.
-class tst_ToolExpect : public QObject
+class tst_ToolExpect : public ExpectedRegion
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init() { prepare(); }
+    void cleanup() { clear(); }
 
     void expressionHoldsOrNot_data();
     void expressionHoldsOrNot();
@@ -40,68 +37,12 @@ private Q_SLOTS:
     void tellsTheFirstOfMany();
     void tellsAllAsJson();
     void jsonIsPrintedWhereItHolds();
-    void errorIsMarkedInTheExpression_data();
-    void errorIsMarkedInTheExpression();
     void ageNeedsADoubleBuffer();
     void ageIsThatOfTheSet();
     void singleBufferIsReadAsWell();
     void descriptionMayBeLeftOut();
-    void slotAtFaultIsRefused();
-    void missingRegionIsTold();
-    void otherLayoutIsRefused();
-    void wrongUseIsRefused_data();
-    void wrongUseIsRefused();
-    void closedPipeDoesNotMakeItHold();
-    void fullOutputIsAFailure();
     void nothingIsWritten();
-
-private:
-    ToolResult expect(const QString &expression, const QStringList &options = {})
-    {
-        return runTool(QStringList(QStringLiteral("expect")) + options
-                       + QStringList{m_file, expression});
-    }
-
-    std::unique_ptr<LogCapture> m_log;
-    std::unique_ptr<ToolDescription> m_description;
-    QString m_file;
-    std::unique_ptr<HeldRegion> m_region;
 };
-
-void tst_ToolExpect::init()
-{
-    m_log = std::make_unique<LogCapture>();
-    m_description = std::make_unique<ToolDescription>();
-    m_description->add(QStringLiteral("pump/speed"), QStringLiteral("double"), Metadata::ErrorState,
-                       8, {{QStringLiteral("unit"), QStringLiteral("1/s")}});
-    m_description->add(QStringLiteral("pump/flow"), QStringLiteral("float"), Metadata::ErrorState,
-                       4);
-    m_description->add(QStringLiteral("pump/on"), QStringLiteral("boolean"), Metadata::ErrorState,
-                       1);
-    m_description->add(QStringLiteral("count"), QStringLiteral("uint64"), Metadata::ErrorState, 8);
-    m_description->add(QStringLiteral("tag"), QStringLiteral("string"), Metadata::ErrorState, 16);
-    m_description->add(QStringLiteral("broken"), QStringLiteral("int32"), Metadata::ErrorState, 4);
-    m_description->add(QStringLiteral("odd (name)"), QStringLiteral("int32"), Metadata::ErrorState,
-                       4);
-    m_file = m_description->write();
-    m_region = std::make_unique<HeldRegion>(m_file);
-    QVERIFY(m_region->isValid());
-    QVERIFY(m_region->write(QStringLiteral("pump/speed"), validValue(20.5)));
-    QVERIFY(m_region->write(QStringLiteral("pump/flow"), validValue(0.1F)));
-    QVERIFY(m_region->write(QStringLiteral("pump/on"), validValue(true)));
-    QVERIFY(m_region->write(QStringLiteral("count"), validValue(quint64(9007199254740993))));
-    QVERIFY(m_region->write(QStringLiteral("tag"), validValue(QStringLiteral("TI 1"))));
-    QVERIFY(m_region->write(QStringLiteral("odd (name)"), validValue(-5)));
-    QVERIFY(m_region->publish(QStringLiteral("broken"),
-                              ProcessValue(PROCESS_VALUE_ERROR_TYPE_SENSOR_BREAKAGE)));
-}
-
-void tst_ToolExpect::cleanup()
-{
-    m_region.reset();
-    m_description.reset();
-    m_log.reset();
-}
 
 void tst_ToolExpect::expressionHoldsOrNot_data()
 {
@@ -281,76 +222,6 @@ void tst_ToolExpect::jsonIsPrintedWhereItHolds()
     QCOMPARE(result.exitCode, 0);
 }
 
-void tst_ToolExpect::errorIsMarkedInTheExpression_data()
-{
-    QTest::addColumn<QString>("marks");
-    QTest::addColumn<QString>("reason");
-    QTest::addColumn<int>("exitCode");
-    const auto add = [](const char *expression, const char *marks, const char *reason,
-                        int exitCode) {
-        QTest::newRow(expression) << QString::fromLatin1(marks) << QString::fromLatin1(reason)
-                                  << exitCode;
-    };
-    add("pump/on and pump/sped > 20", "            ^~~~~~~~~",
-        "column 13: FILE: no element at 'pump/sped' (did you mean 'pump/speed'?)", 3);
-    add("pump > 20", "^~~~",
-        "column 1: FILE: 'pump' is a tree node and has no value; all(pump) and any(pump) speak of "
-        "several values",
-        3);
-    add("pump/spee* > 20", "^~~~~~~~~~",
-        "column 1: FILE: no element at 'pump/spee*' (did you mean 'pump/speed'?); all(pump/spee*) "
-        "and "
-        "any(pump/spee*) speak of several values",
-        3);
-    add("all(x/**) valid", "^~~~~~~~~", "column 1: FILE: no element at 'x/**'", 3);
-    add("tag > 5", "^~~~~~~",
-        "column 1: 'tag' is a text and the other side is a number, which cannot be compared", 2);
-    add("tag < 'x'", "^~~~~~~~~",
-        "column 1: texts and truth values are == or !=, and none is larger than another", 2);
-    add("pump/on == 1", "^~~~~~~~~~~~",
-        "column 1: 'pump/on' is true or false and the other side is a number, which cannot be "
-        "compared",
-        2);
-    add("all(pump) > 5", "^~~~~~~~~~~~~",
-        "column 1: 'pump/on' is true or false and the other side is a number, which cannot be "
-        "compared",
-        2);
-    add("count", "^~~~~", "column 1: 'count' is a number and has to be compared", 2);
-    add("1 < 2", "^~~~~", "column 1: a comparison has a URL or 'age' on one side", 2);
-    add("all(pump/s*) < any(count)", "               ^~~~~~~~~~",
-        "column 16: all() and any() stand on one side of a comparison", 2);
-    add("age < 5", "^~~~~~~",
-        "column 1: 'age' is a time and the other side is a number, which cannot be compared", 2);
-    add("5 < age", "^~~~~~~",
-        "column 1: the other side is a number and 'age' is a time, which cannot be compared", 2);
-    add("age == 'x'", "^~~~~~~~~~",
-        "column 1: 'age' is a time and the other side is a text, which cannot be compared", 2);
-    add("count > age", "^~~~~~~~~~~",
-        "column 1: 'count' is a number and 'age' is a time, which cannot be compared", 2);
-    add("count > 5s", "^~~~~~~~~~",
-        "column 1: 'count' is a number and the other side is a time, which cannot be compared", 2);
-    add("count > 5 nd", "          ^~",
-        "column 11: 'and', 'or', ')' or the end is expected here (did you mean 'and'?)", 2);
-}
-
-void tst_ToolExpect::errorIsMarkedInTheExpression()
-{
-    QFETCH(QString, marks);
-    QFETCH(QString, reason);
-    QFETCH(int, exitCode);
-    const QString expression = QString::fromUtf8(QTest::currentDataTag());
-    const QString help = exitCode == 2 ? QStringLiteral("; see 'tessel expect --help'") : QString();
-    // It is looked over before anything is waited for.
-    m_region.reset();
-
-    const ToolResult result = expect(expression, {QStringLiteral("--timeout=60s")});
-
-    QCOMPARE(result.error, QStringLiteral("  %1\n  %2\ntessel: expect: %3%4\n")
-                               .arg(expression, marks, reason.replace("FILE", m_file), help));
-    QCOMPARE(result.output, QString());
-    QCOMPARE(result.exitCode, exitCode);
-}
-
 void tst_ToolExpect::ageNeedsADoubleBuffer()
 {
     m_region.reset();
@@ -398,110 +269,7 @@ void tst_ToolExpect::descriptionMayBeLeftOut()
     QCOMPARE(result.exitCode, 0);
 }
 
-void tst_ToolExpect::slotAtFaultIsRefused()
-{
-    m_region.reset();
-    m_description->add(QStringLiteral("outside"), QStringLiteral("int32"), Metadata::None, 4,
-                       {{QStringLiteral("offsetSharedMemory"), 100000}});
-    m_file = m_description->write();
-    m_region = std::make_unique<HeldRegion>(m_file);
-
-    const ToolResult result = expect(QStringLiteral("outside > 1"));
-
-    QVERIFY(result.error.startsWith(
-        QStringLiteral("tessel: %1: 'outside' has no usable slot: ").arg(m_file)));
-    QCOMPARE(result.exitCode, 9);
-}
-
-void tst_ToolExpect::missingRegionIsTold()
-{
-    m_region.reset();
-
-    for (const auto &options : {QStringList(), QStringList{QStringLiteral("--for=1s")}}) {
-        const ToolResult result = expect(QStringLiteral("count > 1"), options);
-
-        QCOMPARE(result.error, QStringLiteral("tessel: %1: no region '%2'; start the process that "
-                                              "creates it, or 'tessel hold'\n")
-                                   .arg(m_file, m_description->key()));
-        QCOMPARE(result.output, QString());
-        QCOMPARE(result.exitCode, 3);
-    }
-}
-
-void tst_ToolExpect::otherLayoutIsRefused()
-{
-    m_description->add(QStringLiteral("more"), QStringLiteral("int32"), Metadata::None, 4);
-    m_file = m_description->write();
-
-    for (const auto &options : {QStringList(), QStringList{QStringLiteral("--timeout=60s")}}) {
-        const ToolResult result = expect(QStringLiteral("count > 1"), options);
-
-        QVERIFY(result.error.endsWith(QStringLiteral("; its creator uses another description\n")));
-        QCOMPARE(result.exitCode, 8);
-    }
-}
-
-void tst_ToolExpect::wrongUseIsRefused_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("reason");
-    const QString time = QStringLiteral("--%1 takes a time from 0s to 24h such as 500ms, 10s or "
-                                        "2min, not '%2'");
-    const auto add = [](const char *name, const QStringList &arguments, const QString &reason) {
-        QTest::newRow(name) << arguments << reason;
-    };
-    add("no file", {}, QStringLiteral("FILE is missing"));
-    add("no expression", {"f.process.json"}, QStringLiteral("EXPRESSION is missing"));
-    add("words without quotes", {"f.process.json", "a", ">", "5"},
-        QStringLiteral("'>' is one argument too many"));
-    add("unknown option", {"--timout=5", "f.process.json", "a"},
-        QStringLiteral("unknown option '--timout' (did you mean '--timeout'?)"));
-    add("no time", {"--for", "x", "f.process.json", "a"},
-        time.arg(QStringLiteral("for"), QStringLiteral("x")));
-    add("empty time", {"--timeout=", "f.process.json", "a"},
-        time.arg(QStringLiteral("timeout"), QString()));
-    add("negative time", {"--timeout=-5", "f.process.json", "a"},
-        time.arg(QStringLiteral("timeout"), QStringLiteral("-5")));
-    add("more than a day", {"--timeout=25h", "f.process.json", "a"},
-        time.arg(QStringLiteral("timeout"), QStringLiteral("25h")));
-    add("no room for it", {"--for=10s", "--timeout=10", "f.process.json", "a"},
-        QStringLiteral("--for takes less time than --timeout"));
-}
-
-void tst_ToolExpect::wrongUseIsRefused()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, reason);
-
-    const ToolResult result = runTool(QStringList(QStringLiteral("expect")) + arguments);
-
-    QCOMPARE(result.error,
-             QStringLiteral("tessel: expect: %1; see 'tessel expect --help'\n").arg(reason));
-    QCOMPARE(result.exitCode, 2);
-}
-
 /// The exit code is the answer, whoever reads the rest.
-void tst_ToolExpect::closedPipeDoesNotMakeItHold()
-{
-    QCOMPARE(exitCodeWithoutReader({QStringLiteral("expect"), m_file, QStringLiteral("count < 1")}),
-             1);
-    QCOMPARE(exitCodeWithoutReader({QStringLiteral("expect"), QStringLiteral("--json"), m_file,
-                                    QStringLiteral("count > 1")}),
-             0);
-}
-
-void tst_ToolExpect::fullOutputIsAFailure()
-{
-    QProcess tool;
-    tool.setStandardOutputFile(QStringLiteral("/dev/full"));
-    tool.start(QStringLiteral(TESSEL_TOOL),
-               {QStringLiteral("expect"), m_file, QStringLiteral("count < 1")});
-    QVERIFY(tool.waitForFinished());
-
-    QCOMPARE(tool.exitCode(), 9);
-    QVERIFY(tool.readAllStandardError().contains("standard output: No space left on device"));
-}
-
 void tst_ToolExpect::nothingIsWritten()
 {
     const SegmentFile segment(m_description->key() + QStringLiteral("SharedMemory"));
