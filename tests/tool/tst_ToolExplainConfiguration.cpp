@@ -74,7 +74,6 @@ private Q_SLOTS:
     void cellOutsideTheLimitsOfItsColumnIsSuspicious();
     void nothingIsWritten();
 
-
 private:
     bool m_canLosePermissions = false;
     QScopedPointer<DeviceConfiguration> m_device;

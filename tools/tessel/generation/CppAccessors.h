@@ -25,7 +25,8 @@ struct CppAccessor
 struct CppHeader
 {
     QString text;
-    QVector<CppAccessor> accessors; ///< in the order of their nodes, and below in that of the leaves
+    QVector<CppAccessor>
+        accessors; ///< in the order of their nodes, and below in that of the leaves
 };
 
 /// A header with a typed accessor for each leaf: the same for the same description.
