@@ -1,41 +1,24 @@
 #pragma once
 
+#include "http/HttpMessage.h"
 #include "http/ListenAddress.h"
 
-#include <QByteArray>
 #include <QHash>
 #include <QObject>
-#include <QPair>
+#include <QSet>
 #include <QTimer>
-#include <QVector>
 
 #include <chrono>
 #include <functional>
 
 struct MHD_Daemon;
 struct MHD_Connection;
+struct MHD_Response;
 class QSocketNotifier;
 
-/// What somebody asks for. Views of the library's memory, for the time of the call.
-struct HttpRequest
-{
-    QByteArray method;
-    QByteArray path;   ///< without what stands behind a question mark
-    QByteArray accept; ///< all headers of that name, joined by commas
-};
-
-/// What is answered.
-struct HttpResponse
-{
-    int status = 200;
-    QByteArray contentType = "text/plain; charset=utf-8";
-    QByteArray body;
-    QVector<QPair<QByteArray, QByteArray>> headers;
-};
-
-/// A server for short answers, inside the event loop of its thread: no thread of its own, so that whoever
-/// answers needs no lock. A connection that is slow or idle costs a bounded time, and all of them a
-/// bounded memory.
+/// A server inside the event loop of its thread: no thread of its own, not even for answers that go on, so
+/// that whoever answers needs no lock. A connection that is slow or idle costs a bounded time, and all of
+/// them a bounded memory.
 class HttpServer : public QObject
 {
     Q_OBJECT
@@ -46,13 +29,26 @@ public:
     struct Limits
     {
         int connections = 16; ///< at once, 1000 at most; those above are answered 503 and closed
-        /// For a whole request with its answer, and for silence between two.
+        /// For a whole request with its answer, and for silence between two. Not for answers that go on.
         std::chrono::seconds time{30};
+        /// Bytes of what a request brings; more is passed over and told to the handler. With 0 a method
+        /// that brings something is answered without waiting for it.
+        int body = 0;
     };
 
-    /// Listens at once. Throws a Refusal if that cannot be.
+    /// For encrypted connections; both in the form PEM.
+    struct Certificate
+    {
+        QByteArray chain;
+        QByteArray key;
+
+        bool isEmpty() const { return chain.isEmpty(); }
+    };
+
+    /// Listens at once, encrypted with a @p certificate that is not empty. Throws a Refusal if that cannot
+    /// be.
     HttpServer(const ListenAddress &address, const Limits &limits, Handler handler,
-               QObject *parent = nullptr);
+               const Certificate &certificate = {}, QObject *parent = nullptr);
     /// Closes all connections.
     ~HttpServer() override;
 
@@ -61,22 +57,36 @@ public:
     quint16 port() const { return m_port; }
     /// Holds for connections that come from now on.
     void setLimits(const Limits &limits) { m_limits = limits; }
+    /// What those above the limit of connections are told, with the status 503.
+    void setCrowdedAnswer(const HttpResponse &answer) { m_crowdedAnswer = answer; }
+
+    /// Has every answer that goes on and had nothing to say asked again.
+    void wakeStreams();
+    /// Ends all answers that go on, each behind what it has said.
+    void endStreams();
 
 private:
     struct Callbacks;
+    struct Stream;
     using Clock = std::chrono::steady_clock;
 
+    void start(int socket, const Certificate &certificate);
     void run();
     void endSlowOnes();
+    void endDesertedStreams();
+    void wake(Stream &stream);
     int answer(MHD_Connection *connection, const HttpRequest &request);
+    MHD_Response *makeStream(MHD_Connection *connection, const HttpResponse &response);
 
     ListenAddress m_address;
     Limits m_limits;
     Handler m_handler;
+    HttpResponse m_crowdedAnswer;
     quint16 m_port = 0;
     MHD_Daemon *m_daemon = nullptr;
     QSocketNotifier *m_readable = nullptr;
     QTimer m_due;                              ///< when the daemon has something to do by itself
     QTimer m_care;                             ///< looks for slow connections
     QHash<int, Clock::time_point> m_deadlines; ///< by the descriptors of connections
+    QSet<Stream *> m_streams;                  ///< each belongs to its answer
 };

@@ -5,6 +5,7 @@
 #include <QByteArray>
 
 #include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include <netdb.h>
@@ -53,6 +54,19 @@ int listenOn(const addrinfo &address)
     ::close(socket);
     errno = error;
     return -1;
+}
+
+bool isLoopbackAddress(const sockaddr &address)
+{
+    constexpr quint32 net = 127;
+    if (address.sa_family == AF_INET) {
+        const auto &four = reinterpret_cast<const sockaddr_in &>(address);
+        return ntohl(four.sin_addr.s_addr) >> 24U == net;
+    }
+    const auto &six = reinterpret_cast<const sockaddr_in6 &>(address).sin6_addr;
+    return address.sa_family == AF_INET6
+           && (std::memcmp(&six, &in6addr_loopback, sizeof six) == 0
+               || (IN6_IS_ADDR_V4MAPPED(&six) && six.s6_addr[12] == net));
 }
 
 } // namespace
@@ -109,6 +123,27 @@ int ListenAddress::listen() const
     throw Refusal{ExitCode::NoAccess,
                   QStringLiteral("cannot listen on %1: %2; %3")
                       .arg(urlAuthority(m_port), qt_error_string(error), cureOf(error))};
+}
+
+bool ListenAddress::isLoopback() const
+{
+    if (m_host.isEmpty()) {
+        return false;
+    }
+    addrinfo wanted{};
+    wanted.ai_family = AF_UNSPEC;
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo *found = nullptr;
+    if (getaddrinfo(m_host.toUtf8().constData(), nullptr, &wanted, &found) != 0) {
+        return false;
+    }
+    const std::unique_ptr<addrinfo, FreeAddresses> addresses(found);
+    for (const addrinfo *one = found; one != nullptr; one = one->ai_next) {
+        if (!isLoopbackAddress(*one->ai_addr)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 quint16 ListenAddress::portOf(int socket)

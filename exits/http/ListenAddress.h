@@ -18,6 +18,11 @@ public:
     int listen() const;
     /// The port of a socket that listens.
     static quint16 portOf(int socket);
+    /// Whether nobody but this machine can reach it. A name is looked up; one that leads nowhere is none.
+    bool isLoopback() const;
+    /// As it was written, without brackets; empty for all addresses of the machine.
+    const QString &host() const { return m_host; }
+    quint16 port() const { return m_port; }
     /// The same address with the port that was chosen, fit for a URL.
     QString urlAuthority(quint16 port) const;
 

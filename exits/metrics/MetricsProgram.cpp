@@ -219,7 +219,7 @@ HttpResponse MetricsProgram::answer(const HttpRequest &request)
                         "<p><a href=\"/metrics\">Metrics</a></p></html>\n";
         return response;
     }
-    const MetricsForm form = formAccepted(request.accept);
+    const MetricsForm form = formAccepted(request.header("Accept"));
     m_setup.region->lookNow();
     response.contentType = contentTypeOf(form);
     response.body = metricsText(*m_setup.region, m_leaves, form);

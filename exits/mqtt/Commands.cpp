@@ -2,7 +2,7 @@
 
 #include "Access/ProcessDataGuards.h"
 #include "mqtt/WireValue.h"
-#include "mqtt/WriteCheck.h"
+#include "region/WriteCheck.h"
 #include "service/ServiceLog.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "mqtt/NodeSettings.h"
 
-#include "mqtt/SecretFile.h"
+#include "service/SecretFile.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 

@@ -111,6 +111,7 @@ FollowedLeaf describe(const QString &url, const ProcessDataValueSharedPointer &e
     leaf.maxLimit = given(element, Definitions::getKeyDataPropertyMaxLimit());
     leaf.viewStart = given(element, Definitions::getKeyDataPropertyViewStart());
     leaf.viewEnd = given(element, Definitions::getKeyDataPropertyViewEnd());
+    leaf.entries = element->getProperty(QStringLiteral("selectionList")).toStringList();
     leaf.isReadOnly = element->getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool();
     leaf.element = element;
     return leaf;

@@ -3,6 +3,7 @@
 #include "ProcessData/Linux/ProcessDataValue.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -24,6 +25,7 @@ struct FollowedLeaf
     std::optional<QVariant> maxLimit;
     std::optional<QVariant> viewStart;
     std::optional<QVariant> viewEnd;
+    QStringList entries;     ///< what a selector selects from, by index
     bool isReadOnly = false; ///< only the creator of the region writes it
     /// Bound while the region is up, and null while it is not.
     ProcessDataValueSharedPointer element;

@@ -1,4 +1,4 @@
-#include "mqtt/WriteCheck.h"
+#include "region/WriteCheck.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 

@@ -1,4 +1,4 @@
-#include "mqtt/SecretFile.h"
+#include "service/SecretFile.h"
 
 #include "service/Refusal.h"
 
@@ -8,6 +8,25 @@
 namespace {
 
 constexpr qint64 mostBytes = 4096;
+
+QString firstLineOf(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("%1: %2; the user of this program has to be able to read it")
+                          .arg(path, file.errorString())};
+    }
+    QByteArray line = file.readLine(mostBytes);
+    while (line.endsWith('\n') || line.endsWith('\r')) {
+        line.chop(1);
+    }
+    if (line.isEmpty()) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: its first line is empty").arg(path)};
+    }
+    return QString::fromUtf8(line);
+}
 
 } // namespace
 
@@ -41,19 +60,19 @@ void SecretFile::check(const QString &path)
 QString SecretFile::firstLine(const QString &path)
 {
     check(path);
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    return firstLineOf(path);
+}
+
+QString SecretFile::firstLineForOwner(const QString &path)
+{
+    requireReadable(path);
+    const QFile::Permissions open = QFile::ReadOther | QFile::WriteOther | QFile::ExeOther
+                                    | QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup;
+    if ((QFile::permissions(path) & open) != 0) {
         throw Refusal{ExitCode::NoAccess,
-                      QStringLiteral("%1: %2; the user of this program has to be able to read it")
-                          .arg(path, file.errorString())};
+                      QStringLiteral("%1: others than its owner may read or change it; 'chmod 600' "
+                                     "it")
+                          .arg(path)};
     }
-    QByteArray line = file.readLine(mostBytes);
-    while (line.endsWith('\n') || line.endsWith('\r')) {
-        line.chop(1);
-    }
-    if (line.isEmpty()) {
-        throw Refusal{ExitCode::InputOutputFile,
-                      QStringLiteral("%1: its first line is empty").arg(path)};
-    }
-    return QString::fromUtf8(line);
+    return firstLineOf(path);
 }
