@@ -1,0 +1,20 @@
+#include "web/EventText.h"
+
+#include <QList>
+
+QByteArray EventText::event(const char *name, const QByteArray &data)
+{
+    QByteArray text("event: ");
+    text += name;
+    text += '\n';
+    // A line end inside would begin another field.
+    for (const auto &line : data.split('\n')) {
+        text += "data: " + line + '\n';
+    }
+    return text + '\n';
+}
+
+QByteArray EventText::comment()
+{
+    return ": alive\n\n";
+}

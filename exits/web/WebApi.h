@@ -1,0 +1,33 @@
+#pragma once
+
+#include "web/LiveFeed.h"
+#include "web/PageFiles.h"
+#include "web/WebSettings.h"
+
+#include <memory>
+
+/// What is answered to whom.
+class WebApi
+{
+public:
+    /// Both have to be set before the first question.
+    void use(const WebSettings &settings, const std::shared_ptr<LiveFeed> &feed);
+
+    HttpResponse answer(const HttpRequest &request);
+    /// What those above the limit of connections are told.
+    static HttpResponse crowdedAnswer();
+
+private:
+    using Answer = HttpResponse (WebApi::*)(const HttpRequest &);
+
+    HttpResponse route(const HttpRequest &request);
+    HttpResponse answerFile(const HttpRequest &request, const QByteArray &name) const;
+    HttpResponse answerDescription(const HttpRequest &request);
+    HttpResponse answerValues(const HttpRequest &request);
+    HttpResponse answerEvents(const HttpRequest &request);
+    HttpResponse answerConfiguration(const HttpRequest &request);
+
+    WebSettings m_settings;
+    std::shared_ptr<LiveFeed> m_feed;
+    PageFiles m_page;
+};

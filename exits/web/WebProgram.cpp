@@ -1,0 +1,118 @@
+#include "web/WebProgram.h"
+
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <QCoreApplication>
+
+#include <utility>
+
+namespace {
+
+constexpr int millisecondsPerSecond = 1000;
+
+bool isSame(const HttpServer::Certificate &left, const HttpServer::Certificate &right)
+{
+    return left.chain == right.chain && left.key == right.key;
+}
+
+} // namespace
+
+void WebProgram::serve(Service &service)
+{
+    Setup setup = prepare();
+    listen(setup);
+    adopt(std::move(setup));
+    service.tellReady(statusText());
+    connect(&service, &Service::endAsked, QCoreApplication::instance(), &QCoreApplication::quit);
+    connect(&service, &Service::reloadAsked, this, [this, &service] { reload(service); });
+}
+
+WebProgram::Setup WebProgram::prepare() const
+{
+    Setup setup;
+    setup.settings = WebSettings::from(Settings::fromCommandLine(WebSettings::syntax(), m_words));
+    const WebSettings &former = m_setup.settings;
+    const bool isSameRegion = m_setup.feed && former.path == setup.settings.path
+                              && former.rate == setup.settings.rate;
+    setup.feed = isSameRegion
+                     ? m_setup.feed
+                     : std::make_shared<LiveFeed>(std::make_shared<RegionFollower>(
+                         setup.settings.path, millisecondsPerSecond / setup.settings.rate));
+    return setup;
+}
+
+std::shared_ptr<HttpServer> WebProgram::makeServer(const WebSettings &settings)
+{
+    auto server = std::make_shared<HttpServer>(
+        settings.address, settings.limits,
+        [this](const HttpRequest &request) { return m_api.answer(request); }, settings.certificate);
+    server->setCrowdedAnswer(WebApi::crowdedAnswer());
+    return server;
+}
+
+void WebProgram::listen(Setup &setup)
+{
+    const bool isSameAddress = m_setup.server
+                               && m_setup.server->address() == setup.settings.address;
+    if (!isSameAddress) {
+        setup.server = makeServer(setup.settings);
+        return;
+    }
+    if (isSame(m_setup.settings.certificate, setup.settings.certificate)) {
+        setup.server = m_setup.server;
+        return;
+    }
+    // Nobody else may listen there meanwhile.
+    m_setup.server.reset();
+    try {
+        setup.server = makeServer(setup.settings);
+    } catch (const Refusal &) {
+        m_setup.server = makeServer(m_setup.settings);
+        throw;
+    }
+}
+
+void WebProgram::reload(Service &service)
+{
+    try {
+        Setup setup = prepare();
+        listen(setup);
+        adopt(std::move(setup));
+        ServiceLog::notice(QStringLiteral("the configuration was read again"));
+    } catch (const Refusal &refusal) {
+        ServiceLog::error(
+            QStringLiteral("%1; the configuration stays as it was").arg(refusal.text));
+    }
+    service.tellReady(statusText());
+}
+
+void WebProgram::adopt(Setup setup)
+{
+    const bool isOtherServer = setup.server != m_setup.server;
+    const bool isOtherFeed = setup.feed != m_setup.feed;
+    if (isOtherFeed && m_setup.feed) {
+        disconnect(m_setup.feed.get(), nullptr, this, nullptr);
+    }
+    m_setup = std::move(setup);
+    m_api.use(m_setup.settings, m_setup.feed);
+    m_setup.server->setLimits(m_setup.settings.limits);
+    if (isOtherFeed) {
+        // Browsers come again by themselves, and are greeted with the other region.
+        m_setup.server->endStreams();
+        connect(m_setup.feed.get(), &LiveFeed::newsToTell, this,
+                [this] { m_setup.server->wakeStreams(); });
+    }
+    if (isOtherServer) {
+        ServiceLog::notice(statusText());
+    }
+}
+
+QString WebProgram::statusText() const
+{
+    const auto &server = *m_setup.server;
+    return QStringLiteral("serving %1://%2/ of %3")
+        .arg(m_setup.settings.certificate.isEmpty() ? QStringLiteral("http")
+                                                    : QStringLiteral("https"),
+             server.address().urlAuthority(server.port()), m_setup.settings.path);
+}

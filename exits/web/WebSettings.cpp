@@ -1,0 +1,163 @@
+#include "web/WebSettings.h"
+
+#include "service/Refusal.h"
+#include "service/SecretFile.h"
+
+#include <QFile>
+
+#include <algorithm>
+
+namespace {
+
+using Type = SettingSyntax::Type;
+
+/// Of what a request brings.
+constexpr int bodyBytes = 1024 * 1024;
+constexpr int shortestToken = 16;
+
+QVector<SettingSyntax> servingSettings()
+{
+    constexpr qint64 mostConnections = 1000;
+    constexpr qint64 mostSeconds = 3600;
+    constexpr qint64 highestRate = 50;
+    return {{"listen", Type::Text, "ADDRESS:PORT",
+             "Where the page is; port 0 lets the system choose.", "127.0.0.1:9300"},
+            {"description", Type::Text, "FILE|DIR",
+             "The description, unless it stands alone on the command line.", ""},
+            {"rate", Type::Number, "N", "Sets a second that a browser is told of at most.", "10", 1,
+             highestRate},
+            {"configuration", Type::Text, "FILE|DIR",
+             "A configuration that is shown beside the values.", ""},
+            {"connections", Type::Number, "N", "Connections at once; others are answered 503.",
+             "64", 1, mostConnections},
+            {"timeout", Type::Number, "SECONDS",
+             "For a whole request, and for silence between two.", "30", 1, mostSeconds}};
+}
+
+QVector<SettingSyntax> guardingSettings()
+{
+    return {
+        {"host", Type::List, "NAME",
+         "Another name by which browsers may ask for the page; may be repeated.", ""},
+        {"token-file", Type::Text, "FILE", "Holds the token with which values may be written.", ""},
+        {"cert-file", Type::Text, "FILE", "Certificate with its chain, for https.", ""},
+        {"key-file", Type::Text, "FILE", "The key of the certificate.", ""}};
+}
+
+[[noreturn]] void refuse(const QString &reason)
+{
+    throw Refusal{ExitCode::WrongUse, QStringLiteral("%1; see 'tessel-web --help'").arg(reason)};
+}
+
+QString descriptionOf(const Settings &settings)
+{
+    const QString named = settings.positional().isEmpty()
+                              ? settings.settings().text(QStringLiteral("description"))
+                              : settings.positional();
+    const QString path = named.isEmpty() ? qEnvironmentVariable("TESSEL_DIR") : named;
+    if (path.isEmpty()) {
+        throw Refusal{ExitCode::WrongUse,
+                      QStringLiteral("no description; name a file or folder, set 'description' in "
+                                     "the configuration, or TESSEL_DIR")};
+    }
+    return path;
+}
+
+QByteArray tokenIn(const QString &path)
+{
+    const QByteArray token = SecretFile::firstLineForOwner(path).toUtf8();
+    const bool isVisible = std::all_of(token.cbegin(), token.cend(), [](char character) {
+        return character > ' ' && character <= '~';
+    });
+    if (token.size() < shortestToken || !isVisible) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: its first line is no token of at least %2 visible ASCII "
+                                     "characters; 'openssl rand -hex 16' prints one")
+                          .arg(path)
+                          .arg(shortestToken)};
+    }
+    return token;
+}
+
+QByteArray contentOf(const QString &path)
+{
+    constexpr qint64 mostBytes = 1024 * 1024;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("%1: %2; the user of this program has to be able to read it")
+                          .arg(path, file.errorString())};
+    }
+    return file.read(mostBytes);
+}
+
+HttpServer::Certificate certificateOf(const SettingGroup &given)
+{
+    const QString certificate = given.text(QStringLiteral("cert-file"));
+    const QString key = given.text(QStringLiteral("key-file"));
+    if (certificate.isEmpty() != key.isEmpty()) {
+        refuse(QStringLiteral("--cert-file and --key-file belong together"));
+    }
+    if (certificate.isEmpty()) {
+        return {};
+    }
+    SecretFile::requireReadable(certificate);
+    SecretFile::check(key);
+    return {contentOf(certificate), contentOf(key)};
+}
+
+/// Whoever can reach another address than the machine's own must neither listen in nor write as he likes.
+void checkReach(const WebSettings &settings)
+{
+    if (settings.address.isLoopback()) {
+        return;
+    }
+    const QString place = settings.address.urlAuthority(settings.address.port());
+    if (settings.certificate.isEmpty() || settings.token.isEmpty()) {
+        refuse(QStringLiteral("other machines can reach %1: give --cert-file, --key-file and "
+                              "--token-file as well, or listen on 127.0.0.1")
+                   .arg(place));
+    }
+    if (settings.address.host().isEmpty() && settings.hosts.isEmpty()) {
+        refuse(QStringLiteral("%1 is all addresses of this machine: give the names by which "
+                              "browsers ask for the page with --host")
+                   .arg(place));
+    }
+}
+
+} // namespace
+
+ProgramSyntax WebSettings::syntax()
+{
+    ProgramSyntax syntax;
+    syntax.program = QStringLiteral("tessel-web");
+    syntax.summary = QStringLiteral("Serve the values of a region as a live page, and to programs "
+                                    "as JSON.");
+    syntax.settings = servingSettings() + guardingSettings();
+    syntax.examples = QStringLiteral(
+        "  tessel web plant.process.json\n"
+        "  tessel web --listen 127.0.0.1:9300 --token-file plant.token plant.process.json\n"
+        "  tessel web --config /etc/tessel/web/plant.conf\n");
+    return syntax;
+}
+
+WebSettings WebSettings::from(const Settings &all)
+{
+    const SettingGroup &given = all.settings();
+    WebSettings settings;
+    settings.path = descriptionOf(all);
+    settings.address = ListenAddress::fromText(given.text(QStringLiteral("listen")));
+    settings.hosts = given.list(QStringLiteral("host"));
+    settings.rate = static_cast<int>(given.number(QStringLiteral("rate")));
+    settings.configuration = given.text(QStringLiteral("configuration"));
+    settings.limits.connections = static_cast<int>(given.number(QStringLiteral("connections")));
+    settings.limits.time = std::chrono::seconds(given.number(QStringLiteral("timeout")));
+    settings.limits.body = bodyBytes;
+    const QString tokenFile = given.text(QStringLiteral("token-file"));
+    if (!tokenFile.isEmpty()) {
+        settings.token = tokenIn(tokenFile);
+    }
+    settings.certificate = certificateOf(given);
+    checkReach(settings);
+    return settings;
+}
