@@ -1,6 +1,5 @@
 #include "mqtt/Commands.h"
 
-#include "Access/ProcessDataGuards.h"
 #include "mqtt/WireValue.h"
 #include "region/WriteCheck.h"
 #include "service/ServiceLog.h"
@@ -51,7 +50,7 @@ void Commands::write(const QString &device, const Payload &payload)
     QVector<LeafWrite> writes;
     RefusalLines refused;
     for (const auto &metric : payload.metrics) {
-        LeafWrite write{-1, {}};
+        LeafWrite write{-1, {ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID}};
         const QString problem = problemOf(device, metric, write);
         if (problem.isEmpty()) {
             writes.append(write);
@@ -63,11 +62,13 @@ void Commands::write(const QString &device, const Payload &payload)
             m_values.ask(write.leaf);
         }
     }
-    if (!writes.isEmpty() && !publish(writes)) {
+    const SetWriting writing = writes.isEmpty() ? SetWriting()
+                                                : SetWriting::publish(m_follower, writes);
+    if (!writing.problem.isEmpty()) {
         ServiceLog::error(QStringLiteral("a command to write %1 values of device '%2' could not be "
-                                         "carried out: no lock on the region was to be had")
+                                         "carried out: %3")
                               .arg(writes.size())
-                              .arg(device));
+                              .arg(device, writing.problem));
     }
 }
 
@@ -100,31 +101,11 @@ QString Commands::problemOf(const QString &device, const Metric &metric, LeafWri
             .arg(leaf.url);
     }
     const DataType type = dataTypeOf(leaf.type);
-    write.value = metric.isNull ? QVariant() : valueOfWire(type, metric.value);
+    const QVariant value = metric.isNull ? QVariant() : valueOfWire(type, metric.value);
+    write.value = {value, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID};
     const bool isOtherType = metric.type != DataType::Unknown && metric.type != type;
-    if (!write.value.isValid() || isOtherType) {
+    if (!value.isValid() || isOtherType) {
         return QStringLiteral("it holds no value of type %1").arg(dataTypeName(type));
     }
-    return problemOfWrite(leaf, write.value);
-}
-
-bool Commands::publish(const QVector<LeafWrite> &writes)
-{
-    if (m_follower.manager() == nullptr) {
-        return false;
-    }
-    const LibraryReasons reasons;
-    ProcessDataWriteGuard guard(*m_follower.manager());
-    if (!guard.isLocked()) {
-        return false;
-    }
-    for (const auto &write : writes) {
-        const FollowedLeaf &leaf = m_follower.leaves()[write.leaf];
-        if (!leaf.element->setValueNoLock(
-                {write.value, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID})) {
-            ServiceLog::error(
-                QStringLiteral("'%1' was not written: %2").arg(leaf.url, reasons.text()));
-        }
-    }
-    return guard.publish();
+    return problemOfWrite(leaf, value);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "mqtt/NodeValues.h"
+#include "region/SetWriting.h"
 
 /// What commands of the plant do to values.
 class Commands
@@ -24,15 +25,8 @@ public:
     static QString rebirthName() { return QStringLiteral("Node Control/Rebirth"); }
 
 private:
-    struct LeafWrite
-    {
-        int leaf;
-        QVariant value;
-    };
-
-    /// Empty with a leaf and a value in @p write.
+    /// Empty with a leaf and a value in @p write; the leaf is -1 if there is none.
     QString problemOf(const QString &device, const Metric &metric, LeafWrite &write) const;
-    bool publish(const QVector<LeafWrite> &writes);
 
     RegionFollower &m_follower;
     NodeValues &m_values;

@@ -1,7 +1,7 @@
 #include "mqtt/NodeSettings.h"
 
-#include "service/SecretFile.h"
 #include "service/Refusal.h"
+#include "service/SecretFile.h"
 #include "service/ServiceLog.h"
 
 #include <QDir>

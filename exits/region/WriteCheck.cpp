@@ -82,16 +82,40 @@ QString problemOfNumber(const FollowedLeaf &leaf, const QVariant &value)
     return problemOfLimits(leaf, value);
 }
 
-} // namespace
-
-QString problemOfWrite(const FollowedLeaf &leaf, const QVariant &value)
+QString problemOfLeaf(const FollowedLeaf &leaf)
 {
     if (!leaf.element) {
         return QStringLiteral("its region is away, or it has no usable slot");
     }
-    if (leaf.isReadOnly) {
-        return QStringLiteral(
-            "it is read-only; only the process that created the region writes it");
+    return leaf.isReadOnly ? QStringLiteral("it is read-only; only the process that created the "
+                                            "region writes it")
+                           : QString();
+}
+
+} // namespace
+
+QString problemOfStateWrite(const FollowedLeaf &leaf, ProcessDataDefinitions::ErrorTypes state)
+{
+    const QString problem = problemOfLeaf(leaf);
+    if (!problem.isEmpty()) {
+        return problem;
+    }
+    if (state == ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID) {
+        return QStringLiteral("'valid' is no error; give a value instead");
+    }
+    const bool hasState = slotNumber(leaf, Definitions::getKeyDataPropertySizeMetadata()) != 0;
+    const bool isFloat = Definitions::getBasicDataTypeMapForProcessData().value(leaf.type)
+                         == QMetaType::Float;
+    return hasState || isFloat
+               ? QString()
+               : QStringLiteral("a %1 without metadata cannot carry an error state").arg(leaf.type);
+}
+
+QString problemOfWrite(const FollowedLeaf &leaf, const QVariant &value)
+{
+    const QString problem = problemOfLeaf(leaf);
+    if (!problem.isEmpty()) {
+        return problem;
     }
     switch (leaf.kind) {
     case FollowedLeaf::Kind::Text: return problemOfText(leaf, value.toString());

@@ -8,3 +8,7 @@
 /// those of `tessel set`: read-only leaves, limits, texts that do not fit, numbers that would read back as
 /// an error state.
 QString problemOfWrite(const FollowedLeaf &leaf, const QVariant &value);
+
+/// Why @p state is not to be written into it; empty if it may be. A slot that cannot hold it would read back
+/// as a valid value.
+QString problemOfStateWrite(const FollowedLeaf &leaf, ProcessDataDefinitions::ErrorTypes state);

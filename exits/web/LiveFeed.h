@@ -21,9 +21,8 @@ public:
     explicit LiveFeed(std::shared_ptr<RegionFollower> follower);
 
     const RegionFollower &region() const { return *m_follower; }
+    RegionFollower &region() { return *m_follower; }
     bool isUp() const { return m_follower->isUp(); }
-    /// Looks at once whether the region is still there.
-    void lookNow() { m_follower->lookNow(); }
     /// Counts how often the region came; between two answers that differ it was away.
     quint64 spell() const { return m_spell; }
     /// Why the region is away, or was the last time.

@@ -3,6 +3,7 @@
 #include "web/ErrorAnswer.h"
 #include "web/EventStream.h"
 #include "web/JsonText.h"
+#include "web/WriteRequest.h"
 
 #include <QCryptographicHash>
 #include <QFileInfo>
@@ -67,12 +68,14 @@ void guardHeaders(HttpResponse &response, bool isStored)
 void WebApi::use(const WebSettings &settings, const std::shared_ptr<LiveFeed> &feed)
 {
     m_settings = settings;
+    m_gate = RequestGate({settings.hostNames(), !settings.certificate.isEmpty(), settings.token});
     m_feed = feed;
 }
 
 HttpResponse WebApi::answer(const HttpRequest &request)
 {
-    HttpResponse response = route(request);
+    const auto problem = m_gate.problemOf(request);
+    HttpResponse response = problem ? errorAnswer(*problem) : route(request);
     // What is inside the program is kept by browsers as long as it is the same.
     guardHeaders(response, !request.path.startsWith("/api/") && response.status < 400);
     return response;
@@ -93,16 +96,19 @@ HttpResponse WebApi::route(const HttpRequest &request)
     struct Row
     {
         const char *path;
+        bool isWritable;
         Answer answer;
     };
-    static constexpr Row rows[] = {{"/api/description", &WebApi::answerDescription},
-                                   {"/api/values", &WebApi::answerValues},
-                                   {"/api/events", &WebApi::answerEvents},
-                                   {"/api/configuration", &WebApi::answerConfiguration}};
+    static constexpr Row rows[] = {{"/api/description", false, &WebApi::answerDescription},
+                                   {"/api/values", true, &WebApi::answerValues},
+                                   {"/api/events", false, &WebApi::answerEvents},
+                                   {"/api/configuration", false, &WebApi::answerConfiguration}};
     for (const auto &row : rows) {
         if (request.path == row.path) {
-            return isReading(request) ? (this->*row.answer)(request)
-                                      : refusedMethod(request.method, "GET, HEAD");
+            const bool isTaken = isReading(request) || (request.method == "POST" && row.isWritable);
+            return isTaken ? (this->*row.answer)(request)
+                           : refusedMethod(request.method,
+                                           row.isWritable ? "GET, HEAD, POST" : "GET, HEAD");
         }
     }
     const QByteArray folder("/app/");
@@ -146,9 +152,26 @@ HttpResponse WebApi::answerDescription(const HttpRequest &request)
     return tagged(request, jsonAnswer(json), '"' + digest.toHex().left(16) + '"');
 }
 
-HttpResponse WebApi::answerValues(const HttpRequest & /*request*/)
+HttpResponse WebApi::answerPost(const HttpRequest &request)
 {
-    m_feed->lookNow();
+    const auto problem = m_gate.problemOfWrite(request);
+    if (!problem) {
+        return answerWrite(m_feed->region(), request.body);
+    }
+    HttpResponse response = errorAnswer(*problem);
+    if (problem->status == 401) {
+        response.headers.append(
+            qMakePair(QByteArray("WWW-Authenticate"), QByteArray("Bearer realm=\"tessel-web\"")));
+    }
+    return response;
+}
+
+HttpResponse WebApi::answerValues(const HttpRequest &request)
+{
+    if (request.method == "POST") {
+        return answerPost(request);
+    }
+    m_feed->region().lookNow();
     if (!m_feed->isUp()) {
         return errorAnswer({503, m_feed->absence(), m_feed->region().key(),
                             QStringLiteral("start the program that creates the region")});

@@ -2,6 +2,7 @@
 
 #include "web/LiveFeed.h"
 #include "web/PageFiles.h"
+#include "web/RequestGate.h"
 #include "web/WebSettings.h"
 
 #include <memory>
@@ -24,10 +25,12 @@ private:
     HttpResponse answerFile(const HttpRequest &request, const QByteArray &name) const;
     HttpResponse answerDescription(const HttpRequest &request);
     HttpResponse answerValues(const HttpRequest &request);
+    HttpResponse answerPost(const HttpRequest &request);
     HttpResponse answerEvents(const HttpRequest &request);
     HttpResponse answerConfiguration(const HttpRequest &request);
 
     WebSettings m_settings;
+    RequestGate m_gate;
     std::shared_ptr<LiveFeed> m_feed;
     PageFiles m_page;
 };

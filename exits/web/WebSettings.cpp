@@ -2,6 +2,7 @@
 
 #include "service/Refusal.h"
 #include "service/SecretFile.h"
+#include "web/HostName.h"
 
 #include <QFile>
 
@@ -106,6 +107,18 @@ HttpServer::Certificate certificateOf(const SettingGroup &given)
     return {contentOf(certificate), contentOf(key)};
 }
 
+void checkHosts(const QStringList &hosts)
+{
+    for (const auto &host : hosts) {
+        const QByteArray name = host.toLower().toUtf8();
+        const bool isAddress = name.contains(':') && !name.contains('[');
+        if (hostNameOf(isAddress ? '[' + name + ']' : name) != name) {
+            refuse(QStringLiteral("--host takes a name or an address without port, not '%1'")
+                       .arg(host));
+        }
+    }
+}
+
 /// Whoever can reach another address than the machine's own must neither listen in nor write as he likes.
 void checkReach(const WebSettings &settings)
 {
@@ -126,6 +139,19 @@ void checkReach(const WebSettings &settings)
 }
 
 } // namespace
+
+QSet<QByteArray> WebSettings::hostNames() const
+{
+    QSet<QByteArray> names{"localhost"};
+    if (address.isLoopback()) {
+        names += {"127.0.0.1", "::1"};
+    }
+    for (const auto &host : hosts + QStringList{address.host()}) {
+        names.insert(host.toLower().toUtf8());
+    }
+    names.remove({});
+    return names;
+}
 
 ProgramSyntax WebSettings::syntax()
 {
@@ -148,6 +174,7 @@ WebSettings WebSettings::from(const Settings &all)
     settings.path = descriptionOf(all);
     settings.address = ListenAddress::fromText(given.text(QStringLiteral("listen")));
     settings.hosts = given.list(QStringLiteral("host"));
+    checkHosts(settings.hosts);
     settings.rate = static_cast<int>(given.number(QStringLiteral("rate")));
     settings.configuration = given.text(QStringLiteral("configuration"));
     settings.limits.connections = static_cast<int>(given.number(QStringLiteral("connections")));

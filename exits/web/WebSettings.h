@@ -5,6 +5,7 @@
 #include "service/Settings.h"
 
 #include <QByteArray>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -19,6 +20,9 @@ struct WebSettings
     int rate = 0;          ///< sets a second at most
     QString configuration; ///< file or folder; empty: none is shown
     HttpServer::Limits limits;
+
+    /// By which the page may be asked for, in small letters.
+    QSet<QByteArray> hostNames() const;
 
     static ProgramSyntax syntax();
     /// Reads the files with secrets. Throws a Refusal that names what makes no sense, or a file that is not

@@ -1,0 +1,201 @@
+#include "web/WriteRequest.h"
+
+#include "region/SetWriting.h"
+#include "region/TypedValue.h"
+#include "region/WriteCheck.h"
+#include "states/StateTable.h"
+#include "web/ErrorAnswer.h"
+#include "web/JsonText.h"
+#include "web/WriteBody.h"
+
+#include <QHash>
+
+#include <algorithm>
+
+namespace {
+
+using ProcessDataDefinitions::ErrorTypes;
+using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
+
+/// Of those that are refused beside the first.
+constexpr int mostToldOf = 20;
+
+/// Why a value is not written.
+struct RefusedWrite
+{
+    int status;
+    QString what;
+    QString url;
+};
+
+QString valueForm()
+{
+    return QStringLiteral("send an object of URLs and values, such as {\"pump/speed\": 12.5, "
+                          "\"pump/level\": {\"state\": \"timeout\"}}");
+}
+
+QString cureOf(int status)
+{
+    switch (status) {
+    case 400: return QStringLiteral("/api/description has the URLs of the leaves");
+    case 403: return QStringLiteral("have the process that created the region write it");
+    default: return QStringLiteral("choose a value that the description allows");
+    }
+}
+
+std::optional<ErrorTypes> stateNamed(const QString &text)
+{
+    for (const auto &row : StateTable::rows()) {
+        if (text == QLatin1String(row.name)
+            || text == QString::number(static_cast<int>(row.state))) {
+            return row.state;
+        }
+    }
+    return std::nullopt;
+}
+
+/// The value of @p asked, or in @p problem why there is none.
+ProcessValue valueOf(const FollowedLeaf &leaf, const AskedWrite &asked, QString &problem)
+{
+    if (asked.kind == AskedWrite::Kind::State) {
+        const auto state = stateNamed(asked.text);
+        problem = state ? problemOfStateWrite(leaf, *state)
+                        : QStringLiteral("'%1' is no error state; tessel-states(7) lists them")
+                              .arg(asked.text.left(100));
+        return {state.value_or(PROCESS_VALUE_ERROR_TYPE_VALID)};
+    }
+    const bool isText = asked.kind == AskedWrite::Kind::Text;
+    if (leaf.kind == FollowedLeaf::Kind::Text && !isText) {
+        problem = QStringLiteral("a string takes a text in quotation marks");
+        return {PROCESS_VALUE_ERROR_TYPE_VALID};
+    }
+    const TypedValue typed = asked.kind == AskedWrite::Kind::Number
+                                 ? TypedValue::fromJsonNumber(leaf, asked.text)
+                                 : TypedValue::fromText(leaf, asked.text);
+    problem = typed.problem.isEmpty() ? problemOfWrite(leaf, typed.value) : typed.problem;
+    return {typed.value, PROCESS_VALUE_ERROR_TYPE_VALID};
+}
+
+/// All that is asked for, looked over before anything is written.
+class Review
+{
+public:
+    Review(const RegionFollower &region, const QVector<AskedWrite> &asked)
+    {
+        QHash<QString, int> indices;
+        for (int i = 0; i < region.leaves().size(); ++i) {
+            indices.insert(region.leaves()[i].url, i);
+        }
+        for (const auto &write : asked) {
+            take(region, write, indices.value(write.url, -1));
+        }
+    }
+
+    const QVector<LeafWrite> &writes() const { return m_writes; }
+    const QVector<RefusedWrite> &refused() const { return m_refused; }
+
+private:
+    void take(const RegionFollower &region, const AskedWrite &asked, int index)
+    {
+        if (index < 0) {
+            m_refused.append({400, QStringLiteral("there is no such leaf"), asked.url});
+            return;
+        }
+        const FollowedLeaf &leaf = region.leaves()[index];
+        QString problem;
+        const ProcessValue value = leaf.element && !leaf.isReadOnly
+                                       ? valueOf(leaf, asked, problem)
+                                       : ProcessValue(PROCESS_VALUE_ERROR_TYPE_VALID);
+        if (!leaf.element || leaf.isReadOnly) {
+            problem = problemOfWrite(leaf, {});
+        }
+        if (problem.isEmpty()) {
+            m_writes.append({index, value});
+        } else {
+            m_refused.append({leaf.isReadOnly ? 403 : 409, problem, asked.url});
+        }
+    }
+
+    QVector<LeafWrite> m_writes;
+    QVector<RefusedWrite> m_refused;
+};
+
+HttpResponse refusedAnswer(const QVector<RefusedWrite> &refused, int asked)
+{
+    const RefusedWrite &first = refused.constFirst();
+    WebError error{first.status, first.what,
+                   first.url.isEmpty() ? QStringLiteral("\"\"") : first.url, cureOf(first.status)};
+    if (refused.size() > 1) {
+        error.what += QStringLiteral("; %1 of %2 values are refused, and nothing is written")
+                          .arg(refused.size())
+                          .arg(asked);
+        for (int i = 0; i < std::min(refused.size(), mostToldOf); ++i) {
+            error.refused.append({refused[i].url, refused[i].what});
+        }
+    }
+    return errorAnswer(error);
+}
+
+QByteArray stateJson(const ProcessValue &value)
+{
+    return QByteArray::number(static_cast<int>(value.getErrorType()));
+}
+
+QByteArray stateNameJson(const ProcessValue &value)
+{
+    return JsonText::text(StateTable::nameOf(value.getErrorType()));
+}
+
+QByteArray writtenJson(const FollowedLeaf &leaf, const ProcessValue &former,
+                       const ProcessValue &value)
+{
+    return JsonText::object({{"url", JsonText::text(leaf.url)},
+                             {"formerValue", JsonText::value(former)},
+                             {"formerState", stateJson(former)},
+                             {"formerStateName", stateNameJson(former)},
+                             {"value", JsonText::value(value)},
+                             {"state", stateJson(value)},
+                             {"stateName", stateNameJson(value)},
+                             {"unit", JsonText::text(leaf.unit)},
+                             {"type", JsonText::text(leaf.type)}});
+}
+
+HttpResponse absentAnswer(const RegionFollower &region)
+{
+    return errorAnswer({503, region.absence(), region.key(),
+                        QStringLiteral("start the program that creates the region")});
+}
+
+} // namespace
+
+HttpResponse answerWrite(RegionFollower &region, const QByteArray &body)
+{
+    const WriteBody asked = WriteBody::read(body);
+    if (!asked.problem.isEmpty()) {
+        return errorAnswer({400, asked.problem, asked.where, valueForm()});
+    }
+    region.lookNow();
+    if (!region.isUp()) {
+        return absentAnswer(region);
+    }
+    const Review review(region, asked.writes);
+    if (!review.refused().isEmpty()) {
+        return refusedAnswer(review.refused(), asked.writes.size());
+    }
+    const SetWriting writing = SetWriting::publish(region, review.writes());
+    if (!writing.problem.isEmpty()) {
+        const QString where = writing.problemLeaf < 0 ? region.key()
+                                                      : region.leaves()[writing.problemLeaf].url;
+        return errorAnswer({503, writing.problem, where,
+                            QStringLiteral("try again; 'tessel doctor' looks at the region")});
+    }
+    QVector<QByteArray> objects;
+    for (int i = 0; i < review.writes().size(); ++i) {
+        const LeafWrite &write = review.writes()[i];
+        objects.append(writtenJson(region.leaves()[write.leaf], writing.former[i], write.value));
+    }
+    HttpResponse response;
+    response.contentType = "application/json";
+    response.body = JsonText::object({{"written", JsonText::array(objects)}}) + '\n';
+    return response;
+}

@@ -1,0 +1,8 @@
+#pragma once
+
+#include "http/HttpMessage.h"
+#include "region/RegionFollower.h"
+
+/// Writes what the body of a request asks for, all of it as one set or nothing, and tells what was and what
+/// is. The checks are those of `tessel apply`.
+HttpResponse answerWrite(RegionFollower &region, const QByteArray &body);

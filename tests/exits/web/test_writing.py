@@ -1,0 +1,223 @@
+"""POST /api/values: what is written, what is refused, and by whom it may be asked for."""
+
+import json
+import pathlib
+import socket
+import unittest
+
+from web import LONGEST, TOKEN, Creator, WebTest, tool
+
+
+class Writing(WebTest):
+    def setUp(self):
+        super().setUp()
+        self.creator = self.closed(Creator(self.plant))
+        self.service = self.serve("--token-file", self.token_file())
+
+    def values(self):
+        """URL to value and state, as another program sees them."""
+        told = json.loads(tool("get", "--json", str(self.plant.file)).stdout)
+        return {value["url"]: (value["value"], value["stateName"]) for value in told}
+
+    def swaps(self):
+        return self.json(self.service, "/api/values")["swaps"]
+
+    def assert_refused(self, status, answer):
+        """Refused with that status and an error, which is given back, and nothing was published."""
+        told, error = self.error_of(answer)
+        self.assertEqual((told, self.swaps()), (status, 1), error)
+        return error
+
+    def test_values_are_written_as_one_set(self):
+        status, _, text = self.write(
+            self.service,
+            '{"pump/speed": 12.5, "pump/on": true, "pump/name": "a\\u00f6\\n\\"", "tank/count": 10,'
+            ' "tank/level": {"state": "overrange"}}',
+        )
+
+        self.assertEqual(status, 200, text)
+        self.assertEqual(self.swaps(), 2)
+        self.assertEqual(
+            self.values(),
+            {"pump/speed": (12.5, "valid"), "pump/on": (True, "valid"), "pump/name": ('aö\n"', "valid"),
+             "tank/count": (10, "valid"), "tank/level": (None, "overrange"), "tank/mode": (None, "no-input")},
+        )
+
+    def test_answer_tells_what_was_and_what_is(self):
+        self.write(self.service, {"pump/speed": 12.5})
+
+        told = json.loads(self.write(self.service, {"pump/speed": {"state": 9}})[2])
+
+        self.assertEqual(
+            told,
+            {"written": [{"url": "pump/speed", "formerValue": 12.5, "formerState": 0, "formerStateName": "valid",
+                          "value": None, "state": 9, "stateName": "timeout", "unit": "1/min", "type": "double"}]},
+        )
+
+    def test_answer_has_the_form_of_the_tool(self):
+        changes = self.plant.folder / "changes.json"
+        changes.write_text('{"pump/speed": 2, "tank/count": 3}', encoding="utf-8")
+        self.write(self.service, {"pump/speed": 1, "tank/count": 1})
+        of_tool = json.loads(tool("apply", "--json", str(self.plant.file), str(changes)).stdout)
+        self.write(self.service, {"pump/speed": 1, "tank/count": 1})
+
+        told = json.loads(self.write(self.service, {"pump/speed": 2, "tank/count": 3})[2])
+
+        self.assertEqual(told["written"], of_tool)
+
+    def test_whole_numbers_may_be_written_as_any_number_of_json(self):
+        for text, value in (("5.0", 5), ("1e1", 10), ('"0x07"', 7), ('"3"', 3), ("0", 0)):
+            with self.subTest(text=text):
+                self.assertEqual(self.write(self.service, f'{{"tank/count": {text}}}')[0], 200)
+                self.assertEqual(self.values()["tank/count"], (value, "valid"))
+
+    def test_what_a_leaf_does_not_take_is_refused(self):
+        for url, text, what in (
+            ("pump/speed", "3000.5", "3000.5 is above the upper limit, 3000"),
+            ("pump/speed", "-1", "-1 is below the lower limit, 0"),
+            ("pump/speed", '"fast"', "'fast' is no finite number of type double; an error state is written as "
+                                     '{"state": NAME}'),
+            ("pump/speed", "1e999", "'1e999' is no finite number of type double; an error state is written as "
+                                    '{"state": NAME}'),
+            ("pump/speed", '{"state": "valid"}', "'valid' is no error; give a value instead"),
+            ("pump/speed", '{"state": "odd"}', "'odd' is no error state; tessel-states(7) lists them"),
+            ("pump/on", "2", "'2' is no boolean; true, false, 1 and 0 are"),
+            ("pump/name", "5", "a string takes a text in quotation marks"),
+            ("pump/name", '"0123456789abcdef"', "a text of 16 characters does not fit; 15 do"),
+            ("pump/name", '"a\\u0000b"', "a text ends where its first zero character is"),
+            ("tank/count", "11", "11 is above the upper limit, 10"),
+            ("tank/count", "-1", "'-1' is no uint64; a whole number from 0 to 18446744073709551615 is"),
+            ("tank/count", "1.5", "'1.5' is no uint64; a whole number from 0 to 18446744073709551615 is"),
+            ("tank/count", "18446744073709551616",
+             "'18446744073709551616' is no uint64; a whole number from 0 to 18446744073709551615 is"),
+        ):
+            with self.subTest(url=url, text=text):
+                error = self.assert_refused(409, self.write(self.service, f'{{"{url}": {text}}}'))
+                self.assertEqual((error["what"], error["where"]), (what, url))
+
+    def test_read_only_leaf_is_refused(self):
+        error = self.assert_refused(403, self.write(self.service, {"tank/mode": 1}))
+
+        self.assertEqual(
+            (error["what"], error["where"]),
+            ("it is read-only; only the process that created the region writes it", "tank/mode"),
+        )
+
+    def test_one_bad_value_keeps_all_from_being_written(self):
+        status, _, text = self.write(
+            self.service, {"pump/on": True, "tank/mode": 1, "pump/speed": 9999, "none/there": 1}
+        )
+
+        error = json.loads(text)["error"]
+        self.assertEqual((status, self.swaps()), (403, 1))
+        self.assertEqual(
+            error["what"],
+            "it is read-only; only the process that created the region writes it; 3 of 4 values are refused, and "
+            "nothing is written",
+        )
+        self.assertEqual([each["where"] for each in error["refused"]], ["tank/mode", "pump/speed", "none/there"])
+        self.assertEqual(self.values()["pump/on"], (None, "no-input"))
+        # Nor does it come with the next set of somebody else.
+        self.plant.set("tank/count", "1")
+        self.assertEqual(self.values()["pump/on"], (None, "no-input"))
+
+    def test_bad_body_is_refused_with_its_place(self):
+        for body, what, where in (
+            ("", "expected is an object of URLs and values", "character 1"),
+            ("[]", "expected is an object of URLs and values", "character 1"),
+            ("{}", "there is no value in it", "body"),
+            ('{"pump/speed" 1}', "expected is ':'", "character 15"),
+            ('{"pump/speed": 01}', 'a value is a number, a text, true, false or {"state": NAME}', "character 16"),
+            ('{"pump/speed": nan}', 'a value is a number, a text, true, false or {"state": NAME}', "character 16"),
+            ('{"pump/speed": null}', 'a number, a text, true, false or {"state": NAME} is a value', "pump/speed"),
+            ('{"pump/speed": [1]}', 'a number, a text, true, false or {"state": NAME} is a value', "pump/speed"),
+            ('{"pump/speed": {"value": 1}}', 'a number, a text, true, false or {"state": NAME} is a value',
+             "pump/speed"),
+            ('{"pump/speed": 1, "pump/speed": 2}', "the URL is given twice", "pump/speed"),
+            ('{"pump/speed": 1,}', "expected is a text in quotation marks", "character 18"),
+            ('{"pump/speed": 1} x', "there is something behind the object", "character 19"),
+            ('{"pump/name": "a', "a text has no end", "character 17"),
+            ('{"none/there": 1}', "there is no such leaf", "none/there"),
+        ):
+            with self.subTest(body=body):
+                error = self.assert_refused(400, self.write(self.service, body))
+                self.assertEqual((error["what"], error["where"]), (what, where))
+
+    def test_body_that_is_no_utf8_is_refused(self):
+        with socket.create_connection((self.service.host, self.service.port), timeout=LONGEST) as raw:
+            body = b'{"pump/name": "\xff"}'
+            raw.sendall(
+                b"POST /api/values HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n"
+                b"Connection: close\r\nAuthorization: Bearer " + TOKEN.encode()
+                + b"\r\nContent-Length: %d\r\n\r\n" % len(body) + body
+            )
+            answer = b"".join(iter(lambda: raw.recv(65536), b""))
+
+        self.assertTrue(answer.startswith(b"HTTP/1.1 400 "), answer)
+        self.assertIn(b"the body is no UTF-8 text", answer)
+
+    def test_without_token_nothing_is_written(self):
+        for token in (None, "Bearer", "Bearer ", f"Basic {TOKEN}", TOKEN, f"Bearer {TOKEN}x", f"Bearer {TOKEN[:-1]}",
+                      f"Bearer {TOKEN.lower()}"):
+            with self.subTest(token=token):
+                answer = self.write(self.service, {"pump/speed": 1}, Authorization=token)
+                error = self.assert_refused(401, answer)
+                self.assertTrue(answer[1]["WWW-Authenticate"].startswith("Bearer"))
+                self.assertNotIn(TOKEN, json.dumps(error))
+        self.assertNotIn(TOKEN, self.service.log())
+
+    def test_without_token_file_nothing_is_written(self):
+        service = self.serve()
+
+        error = self.assert_refused(403, self.write(service, {"pump/speed": 1}, token=""))
+
+        self.assertEqual(
+            (error["what"], error["cure"]),
+            ("this server writes nothing", "start tessel-web with --token-file FILE to allow it"),
+        )
+
+    def test_other_content_types_are_refused(self):
+        for content_type in (None, "text/plain", "application/x-www-form-urlencoded", "application/jsonx",
+                             "application/json; charset=latin-1"):
+            with self.subTest(content_type=content_type):
+                answer = self.write(self.service, {"pump/speed": 1}, **{"Content-Type": content_type})
+                self.assertEqual(self.assert_refused(415, answer)["where"], "Content-Type")
+        answer = self.write(self.service, {"pump/speed": 1}, **{"Content-Type": "Application/JSON; charset=UTF-8"})
+        self.assertEqual(answer[0], 200)
+
+    def test_pages_of_other_servers_are_refused(self):
+        own = f"http://127.0.0.1:{self.service.port}"
+        for origin in ("http://evil.example", "null", f"https://127.0.0.1:{self.service.port}", "http://127.0.0.1",
+                       own + "/", own + ".evil.example", "http://127.0.0.1:1"):
+            with self.subTest(origin=origin):
+                answer = self.write(self.service, {"pump/speed": 1}, Origin=origin)
+                self.assertEqual(self.assert_refused(403, answer)["where"], "Origin")
+        self.assertEqual(self.write(self.service, {"pump/speed": 1}, Origin=own)[0], 200)
+
+    def test_large_body_is_refused_in_order(self):
+        answer = self.write(self.service, '{"pump/name": "' + "x" * (1024 * 1024) + '"}')
+
+        self.assert_refused(413, answer)
+        self.assertEqual(self.write(self.service, {"pump/speed": 1})[0], 200)
+
+    def test_without_region_nothing_is_written(self):
+        self.creator.close()
+
+        status, error = self.error_of(self.write(self.service, {"pump/speed": 1}))
+
+        self.assertEqual((status, error["where"]), (503, self.plant.key))
+
+    def test_stream_tells_what_was_written(self):
+        stream = self.stream(self.service)
+        stream.until("set")
+
+        self.write(self.service, {"pump/speed": 5})
+
+        self.assertEqual(stream.until("set")["values"], [[0, 5, 0]])
+
+    def test_description_tells_whether_writing_is_set_up(self):
+        self.assertIs(self.json(self.service, "/api/description")["writing"], True)
+
+
+if __name__ == "__main__":
+    unittest.main()
