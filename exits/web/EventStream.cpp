@@ -63,7 +63,6 @@ QByteArray EventStream::newsOfValues()
 
 QByteArray EventStream::signOfLife() const
 {
-    return m_isUp ? EventText::comment()
-                        + EventText::event("age", JsonText::object({{"age", m_feed->ageJson()}}))
-                  : EventText::comment();
+    const QByteArray age = m_isUp ? m_feed->ageJson() : "null";
+    return EventText::comment() + EventText::event("age", JsonText::object({{"age", age}}));
 }

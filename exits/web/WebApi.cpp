@@ -1,5 +1,7 @@
 #include "web/WebApi.h"
 
+#include "service/Refusal.h"
+#include "web/ConfigurationJson.h"
 #include "web/ErrorAnswer.h"
 #include "web/EventStream.h"
 #include "web/JsonText.h"
@@ -195,7 +197,15 @@ HttpResponse WebApi::answerEvents(const HttpRequest & /*request*/)
 
 HttpResponse WebApi::answerConfiguration(const HttpRequest & /*request*/)
 {
-    return errorAnswer({404, QStringLiteral("no configuration is shown"),
-                        QStringLiteral("/api/configuration"),
-                        QStringLiteral("start tessel-web with --configuration FILE|DIR")});
+    if (m_settings.configuration.isEmpty()) {
+        return errorAnswer({404, QStringLiteral("no configuration is shown"),
+                            QStringLiteral("/api/configuration"),
+                            QStringLiteral("start tessel-web with --configuration FILE|DIR")});
+    }
+    try {
+        return jsonAnswer(configurationAsJson(m_settings.configuration));
+    } catch (const Refusal &refusal) {
+        return errorAnswer({503, refusal.text, QStringLiteral("/api/configuration"),
+                            QStringLiteral("mend the file, or have 'configuration' name another")});
+    }
 }

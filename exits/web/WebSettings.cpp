@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+#include <arpa/inet.h>
+
 namespace {
 
 using Type = SettingSyntax::Type;
@@ -111,7 +113,8 @@ void checkHosts(const QStringList &hosts)
 {
     for (const auto &host : hosts) {
         const QByteArray name = host.toLower().toUtf8();
-        const bool isAddress = name.contains(':') && !name.contains('[');
+        in6_addr six{};
+        const bool isAddress = inet_pton(AF_INET6, name.constData(), &six) == 1;
         if (hostNameOf(isAddress ? '[' + name + ']' : name) != name) {
             refuse(QStringLiteral("--host takes a name or an address without port, not '%1'")
                        .arg(host));

@@ -127,6 +127,12 @@ class Events(WebTest):
         self.assertGreaterEqual(told["age"], 4)
         self.assertEqual(stream.comments, 1)
 
+    def test_stream_lives_while_the_region_is_away(self):
+        stream = self.stream(self.serve())
+        stream.until("gone")
+
+        self.assertEqual(stream.until("age"), {"age": None})
+
     def test_quick_publisher_is_told_of_at_the_rate(self):
         self.closed(Creator(self.plant))
         stream = self.stream(self.serve("--rate", "5"))

@@ -1,17 +1,11 @@
 """What `tessel-web` bounds: whom it answers, how many, how much and for how long."""
 
 import contextlib
-import json
 import pathlib
-import signal
 import socket
-import subprocess
-import time
 import unittest
 
 from web import (
-    EXIT,
-    LEAVES,
     LONGEST,
     TOKEN,
     Creator,
@@ -21,7 +15,6 @@ from web import (
     Stream,
     WebTest,
     readable,
-    tool,
     wait_until,
 )
 

@@ -1,7 +1,6 @@
 """POST /api/values: what is written, what is refused, and by whom it may be asked for."""
 
 import json
-import pathlib
 import socket
 import unittest
 
