@@ -113,7 +113,7 @@ class Reading(WebTest):
             ("/api/description", "GET, HEAD"),
             ("/api/events", "GET, HEAD"),
             ("/api/configuration", "GET, HEAD"),
-            ("/api/values", "GET, HEAD"),
+            ("/api/values", "GET, HEAD, POST"),
         ):
             with self.subTest(path=path):
                 answer = service.ask(path, method="DELETE")
