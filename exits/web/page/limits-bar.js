@@ -3,7 +3,11 @@
 import {element} from './elements.js';
 import {numberOf} from './value-text.js';
 
-const known = (first, second) => first ?? second ?? null;
+/** The first of the limits that the leaf has, as a number; null if it has neither. */
+function known(first, second) {
+  const limit = first ?? second ?? null;
+  return limit === null ? null : Number(limit);
+}
 
 /** The range that is shown, and the limits within it; null where the leaf has no range. */
 export function rangeOf(leaf) {
@@ -16,13 +20,15 @@ export function rangeOf(leaf) {
 export function limitsText(leaf) {
   const {min, max} = leaf;
   const unit = leaf.unit ? ` ${leaf.unit}` : '';
-  if (known(min, max) === null) {
-    return '';
+  const hasMin = known(min) !== null;
+  const hasMax = known(max) !== null;
+  if (hasMin && hasMax) {
+    return `${min} to ${max}${unit}`;
   }
-  if (known(min, null) === null) {
-    return `at most ${max}${unit}`;
+  if (hasMin) {
+    return `at least ${min}${unit}`;
   }
-  return known(max, null) === null ? `at least ${min}${unit}` : `${min} to ${max}${unit}`;
+  return hasMax ? `at most ${max}${unit}` : '';
 }
 
 /** A bar for the leaf, or null if it has no range. Show the value in it with showInBar(). */

@@ -6,7 +6,7 @@ import {stateOf} from './states.js';
 export function stateMark() {
   const symbol = element('span', {className: 'symbol', aria: {hidden: 'true'}});
   const word = element('span', {className: 'word'});
-  const mark = element('span', {className: 'state'}, symbol, word);
+  const mark = element('span', {className: 'state'}, symbol, ' ', word);
   mark.showState = (code) => {
     const state = stateOf(code);
     setText(symbol, state.symbol);

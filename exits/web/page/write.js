@@ -7,7 +7,7 @@ import {states} from './states.js';
 import {fullText} from './value-text.js';
 
 const tokenKey = 'tessel-web token';
-const integerTypes = /^u?int(8|16|32|64)$/;
+const integerTypes = /^(u?int(8|16|32|64)|selector)$/;
 
 /** What is sent for what was typed; throws a Refusal for what is no value of the type. */
 export function valueFrom(leaf, text) {
@@ -39,7 +39,7 @@ function valueField(leaf, value) {
   if (leaf.entries) {
     return choice(leaf.entries.map((text, number) => [text, String(number)]));
   }
-  if (leaf.type === 'boolean') {
+  if (leaf.type === 'boolean' || leaf.type === 'bit') {
     return choice([['true', 'true'], ['false', 'false']]);
   }
   const mode = leaf.type === 'string' ? 'text' : 'decimal';

@@ -1,0 +1,141 @@
+"""The stream behind the page, in a real browser: shared by its tabs, lost and found again."""
+
+import signal
+import unittest
+
+from browser import PageTest
+from exits import Creator, Service
+
+LEAVES = {"pump/speed": {"type": "double"}, "tank/level": {"type": "double"}}
+GREY = "rgb(90, 100, 112)"
+
+
+def connections(port):
+    """Clients of a port of the loopback that are connected to it, by their own ports."""
+    with open("/proc/net/tcp", encoding="ascii") as file:
+        lines = [line.split() for line in file.readlines()[1:]]
+    established = "01"
+    return {line[1] for line in lines if line[3] == established and int(line[2].split(":")[1], 16) == port}
+
+
+class Stream(PageTest):
+    def page(self):
+        plant = self.plant(LEAVES)
+        creator = self.creator(plant)
+        plant.set("pump/speed", "10")
+        service = self.served(plant)
+        self.open(service)
+        self.sees_value("pump/speed", "10")
+        return plant, creator, service
+
+    def colour(self, selector):
+        return self.browser.run("return getComputedStyle(document.querySelector(arguments[0])).color", selector)
+
+    def parts_of(self, service):
+        """What of the page runs in the browser: each tab, and the workers."""
+        mine = [target for target in self.browser.targets() if f":{service.port}/" in target["url"]]
+        return sorted(target["type"] for target in mine if target["type"] in ("page", "shared_worker"))
+
+    def own_streams(self):
+        return self.browser.run(
+            "return performance.getEntriesByType('resource').filter((entry) => entry.name.includes('events')).length")
+
+    def test_all_tabs_share_one_stream(self):
+        plant, _, service = self.page()
+        driver = self.browser.driver
+        first = driver.current_window_handle
+
+        driver.switch_to.new_window("tab")
+        self.open(service)
+        second = driver.current_window_handle
+        plant.set("pump/speed", "11")
+
+        for tab in [first, second]:
+            driver.switch_to.window(tab)
+            self.sees_value("pump/speed", "11")
+            self.assertEqual(self.own_streams(), 0)
+        self.assertEqual(self.parts_of(service), ["page", "page", "shared_worker"])
+
+    def test_a_tab_that_comes_later_knows_what_came_before(self):
+        _, creator, service = self.page()
+        creator.kill()
+        self.sees("#connection", "✕ no region")
+
+        self.browser.driver.switch_to.new_window("tab")
+        self.open(service, until_live=False)
+
+        self.sees("#connection", "✕ no region")
+        self.sees_value("pump/speed", "10")
+
+    def test_the_last_tab_that_goes_ends_the_stream(self):
+        plant = self.plant(LEAVES)
+        self.creator(plant)
+        # Longer than the test: no other connection ends by itself.
+        service = self.served(plant, "--timeout", "600")
+        self.open(service)
+        before = connections(service.port)
+
+        self.browser.driver.get("about:blank")
+
+        self.until(lambda: connections(service.port) < before, "a connection ends")
+
+    def test_without_shared_workers_a_tab_has_a_stream_of_its_own(self):
+        plant = self.plant(LEAVES)
+        self.creator(plant)
+        service = self.served(plant)
+        with self.browser.before_pages("delete window.SharedWorker;"):
+            self.open(service)
+
+            plant.set("pump/speed", "12")
+
+            self.sees_value("pump/speed", "12")
+            self.assertEqual(self.parts_of(service), ["page"])
+
+    def test_a_publisher_that_is_killed_greys_the_values_until_it_is_back(self):
+        plant, creator, _ = self.page()
+        self.assertNotEqual(self.colour('.leaf[data-url="pump/speed"] .state'), GREY)
+
+        creator.kill()
+
+        self.sees("#connection", "✕ no region")
+        self.assertIn("nobody renews them", self.browser.text("#banner"))
+        self.assertEqual(self.colour('.leaf[data-url="pump/speed"] .state'), GREY)
+        self.assertEqual(self.colour('.leaf[data-url="pump/speed"] .value'), GREY)
+        self.sees_value("pump/speed", "10")
+
+        self.closed(Creator(plant))
+        plant.set("pump/speed", "20")
+
+        self.sees("#connection", "● live")
+        self.sees_value("pump/speed", "20")
+        self.assertIsNone(self.browser.text("#banner"))
+        self.assertNotEqual(self.colour('.leaf[data-url="pump/speed"] .state'), GREY)
+
+    def test_a_server_that_ends_greys_the_values_until_it_is_back(self):
+        plant, _, service = self.page()
+
+        service.end(signal.SIGKILL)
+
+        self.sees("#connection", "✕ connection lost")
+        self.assertIn("the server does not answer", self.browser.text("#banner"))
+        self.assertEqual(self.colour('.leaf[data-url="pump/speed"] .value'), GREY)
+
+        self.closed(Service("--listen", f"127.0.0.1:{service.port}", str(plant.file)))
+
+        self.sees("#connection", "● live")
+
+    def test_a_description_that_has_changed_is_read_again(self):
+        plant, creator, _ = self.page()
+        creator.kill()
+        self.sees("#connection", "✕ no region")
+
+        text = plant.file.read_text(encoding="utf-8")
+        plant.file.write_text(text.replace('"level"', '"height"'), encoding="utf-8")
+        self.closed(Creator(plant))
+
+        self.until(lambda: self.shown() == ["pump/speed", "tank/height"], "the new leaves")
+        self.sees("#connection", "● live")
+
+
+if __name__ == "__main__":
+    unittest.main()
