@@ -46,6 +46,7 @@ export function limitsBar(leaf) {
   bar.showValue = (value) => {
     const number = numberOf(value);
     mark.hidden = number === null;
+    bar.dataset.empty = number === null;
     if (number !== null) {
       mark.style.left = share(number);
     }

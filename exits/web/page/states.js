@@ -8,7 +8,7 @@ const rows = [
   ['no-input', '○', 'failed', 'nothing has been measured yet, or the input is missing'],
   ['division-by-zero', '÷', 'failed', 'a calculation divided by zero'],
   ['incorrect-mathematic', '≠', 'failed', 'a calculation has no result'],
-  ['invalid-temperature', '°', 'failed', 'a temperature that cannot be'],
+  ['invalid-temperature', '⊘', 'failed', 'a temperature that cannot be'],
   ['sensor-short-circuit', '↯', 'failed', "the sensor's wires touch"],
   ['sensor-breakage', '✕', 'failed', 'the sensor or its wire is broken'],
   ['timeout', '◷', 'failed', 'the source has not answered in time'],

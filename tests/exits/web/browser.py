@@ -62,6 +62,11 @@ class Browser:
         self._keeper.stdout.close()
         self._keeper.wait()
 
+    def keep(self, plant):
+        """It goes with the browser, also where the test is killed."""
+        self._keeper.stdin.write(f"{plant.key} {plant.folder}\n")
+        self._keeper.stdin.flush()
+
     def look(self, width=1280, height=800, dark=False):
         """How large the window is, and which colours its owner likes."""
         self._tell("Emulation.setDeviceMetricsOverride",
@@ -147,7 +152,9 @@ class PageTest(unittest.TestCase):
         return thing
 
     def plant(self, leaves):
-        return self.closed(Plant(leaves))
+        plant = self.closed(Plant(leaves))
+        self.browser.keep(plant)
+        return plant
 
     def creator(self, plant):
         return self.closed(Creator(plant))

@@ -1,7 +1,8 @@
 """Runs chromedriver, and ends it with all that it has started and written when its standard input ends.
 
-Started as `browser_keeper.py FOLDER`; tells the port on standard output. It outlives the test that has started it, also
-where that is killed: nobody else could tidy up then.
+Started as `browser_keeper.py FOLDER`; tells the port on standard output. Each line that it gets names the key of a
+region and the folder of its description, which it removes as well if they are still there then. It outlives the test
+that has started it, also where that is killed: nobody else could tidy up then.
 """
 
 import ctypes
@@ -42,7 +43,14 @@ def keep(folder):
         if found := re.search(r"started successfully on port (\d+)", line):
             print(found[1], flush=True)
             break
-    sys.stdin.read()
+    return [line.split() for line in sys.stdin]
+
+
+def remove_plant(key, folder):
+    # A test that has come to its end has removed both.
+    if os.path.exists(folder):
+        subprocess.run([os.environ["TESSEL_TOOL"], "rm", "--force", key], capture_output=True, check=False)
+        shutil.rmtree(folder)
 
 
 if __name__ == "__main__":
@@ -50,8 +58,11 @@ if __name__ == "__main__":
         os._exit(0)
     os.setsid()
     become_parent_of_orphans()
+    plants = []
     try:
-        keep(sys.argv[1])
+        plants = keep(sys.argv[1])
     finally:
         end_all()
+        for plant in plants:
+            remove_plant(*plant)
         shutil.rmtree(sys.argv[1], ignore_errors=True)

@@ -67,17 +67,36 @@ class Stream(PageTest):
         self.sees("#connection", "✕ no region")
         self.sees_value("pump/speed", "10")
 
-    def test_the_last_tab_that_goes_ends_the_stream(self):
+    def test_the_last_tab_that_is_closed_ends_the_stream(self):
         plant = self.plant(LEAVES)
         self.creator(plant)
         # Longer than the test: no other connection ends by itself.
         service = self.served(plant, "--timeout", "600")
         self.open(service)
         before = connections(service.port)
+        driver = self.browser.driver
+        page = driver.current_window_handle
+        driver.switch_to.new_window("tab")
+        other = driver.current_window_handle
 
-        self.browser.driver.get("about:blank")
+        driver.switch_to.window(page)
+        driver.close()
+        driver.switch_to.window(other)
 
         self.until(lambda: connections(service.port) < before, "a connection ends")
+        self.assertEqual(self.parts_of(service), [])
+
+    def test_a_page_that_was_left_and_is_shown_again_is_live(self):
+        plant, _, service = self.page()
+        self.browser.driver.get("about:blank")
+        plant.set("pump/speed", "13")
+
+        self.browser.driver.back()
+
+        self.sees("#connection", "● live")
+        self.sees_value("pump/speed", "13")
+        plant.set("pump/speed", "14")
+        self.sees_value("pump/speed", "14")
 
     def test_without_shared_workers_a_tab_has_a_stream_of_its_own(self):
         plant = self.plant(LEAVES)
