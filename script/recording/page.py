@@ -43,12 +43,14 @@ def publish(plant, time):
         "pump/starts": 1482, "tank/level": 61 + 12 * math.sin(time / 11), "tank/outflow": 8.25 + 0.3 * wave,
         "tank/valve": True,
     }
+    errors = {"pump/vibration": "sensor-breakage", "tank/inflow": "underrange"}
+    if 18 < time % 60 < 26:
+        errors["tank/level"] = "timeout"
+        del values["tank/level"]
     texts = {url: str(value).lower() if isinstance(value, bool) else str(value) for url, value in values.items()}
     plant.set(*(text for pair in texts.items() for text in pair))
-    plant.set("pump/vibration", "--error", "sensor-breakage")
-    plant.set("tank/inflow", "--error", "underrange")
-    if 18 < time % 60 < 26:
-        plant.set("tank/level", "--error", "timeout")
+    for url, state in errors.items():
+        plant.set(url, "--error", state)
 
 
 class Photographs(PageTest):
@@ -71,9 +73,9 @@ class Photographs(PageTest):
         service = self.served(self.plant_, "--token-file", str(self.token_file(self.plant_)))
         self.browser.look(width=1200, height=880)
         self.open(service)
-        for url in ["boiler/temperature", "tank/level"]:
+        for url in ["boiler/temperature", "pump/speed"]:
             self.browser.click(f'.leaf[data-url="{url}"] .pin')
-        self.browser.click('.leaf[data-url="pump/speed"] .name')
+        self.browser.click('.leaf[data-url="tank/level"] .name')
         # As long as a trend is worth looking at.
         self.until(lambda: self.published() > 45, "the trends are long enough")
         self.shoot("web-light")
@@ -81,11 +83,8 @@ class Photographs(PageTest):
         self.shoot("web-dark")
         self.browser.look(width=360, height=740)
         self.browser.driver.find_element("id", "details").send_keys(Keys.ESCAPE)
-        self.browser.run("document.activeElement.blur(); scrollTo(0, 0)")
+        self.browser.run("document.activeElement.blur(); document.getElementById('leaves').scrollIntoView()")
         self.shoot("web-narrow")
-        self.browser.look(width=360, height=740)
-        self.browser.run("document.getElementById('leaves').scrollIntoView()")
-        self.shoot("web-narrow-tree")
         self.browser.look(width=1200, height=880)
         self.browser.click('.leaf[data-url="pump/speed"] .name')
         self.browser.click("#details .buttons button:nth-child(2)")

@@ -35,9 +35,17 @@ class Links(unittest.TestCase):
         for picture in (PROJECT / "docs/pictures").iterdir():
             self.assertIn(f"pictures/{picture.name}", texts)
 
-    def test_every_picture_reads_on_light_and_dark_pages(self):
+    def test_every_photograph_is_small_and_lets_no_page_shine_through(self):
+        for picture in (PROJECT / "docs/pictures").glob("*.png"):
+            content = picture.read_bytes()
+            colour_type, with_alpha = content[25], (4, 6)
+            with self.subTest(picture=picture.name):
+                self.assertLess(len(content), 150_000)
+                self.assertNotIn(colour_type, with_alpha)
+
+    def test_every_drawing_reads_on_light_and_dark_pages(self):
         """It has a panel of its own over its whole size, and a title for those who do not see it."""
-        for picture in (PROJECT / "docs/pictures").iterdir():
+        for picture in (PROJECT / "docs/pictures").glob("*.svg"):
             root = ElementTree.parse(picture).getroot()
             panel = root.find(f"{SVG}rect")
             with self.subTest(picture=picture.name):
