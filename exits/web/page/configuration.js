@@ -6,13 +6,21 @@ import {clockText} from './value-text.js';
 
 const mostRows = 500;
 
+/** What is entered: an entry of a list by its name, a table by the number of its rows. */
+function textOf({value, selection, unit}) {
+  if (Array.isArray(value)) {
+    return value.length === 1 ? '1 row' : `${value.length} rows`;
+  }
+  return `${selection ?? value ?? '–'}${unit ? ` ${unit}` : ''}`;
+}
+
 function tableOf(values) {
   const head = ['Parameter', 'Value', 'Modified by', 'Modified'].map((text) => element('th', {scope: 'col'}, text));
   const body = element('tbody');
-  for (const {url, value, unit, modifiedBy, modifiedAt} of values) {
-    const text = `${value ?? '–'}${unit ? ` ${unit}` : ''}`;
+  for (const parameter of values) {
+    const {url, modifiedBy, modifiedAt} = parameter;
     body.append(element('tr', {},
-      element('th', {scope: 'row'}, url), element('td', {}, text), element('td', {}, modifiedBy || '–'),
+      element('th', {scope: 'row'}, url), element('td', {}, textOf(parameter)), element('td', {}, modifiedBy || '–'),
       element('td', {title: modifiedAt ?? ''}, modifiedAt ? clockText(modifiedAt) : '–')));
   }
   return element('table', {}, element('thead', {}, element('tr', {}, ...head)), body);
