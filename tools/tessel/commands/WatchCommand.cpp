@@ -21,8 +21,8 @@ constexpr int shortestInterval = 1;
 constexpr int longestInterval = 3600 * 1000;
 constexpr int usualInterval = 1000;
 
-const QString jsonOption = QStringLiteral("json");
-const QString terseOption = QStringLiteral("terse");
+const QLatin1String jsonOption("json");
+const QLatin1String terseOption("terse");
 
 [[noreturn]] void refuseUse(const QString &reason)
 {
@@ -129,7 +129,7 @@ struct Pace
 ExitCode runOnScreen(const CommandLine &line)
 {
     for (const auto &option :
-         {QStringLiteral("on-change"), QStringLiteral("count"), jsonOption, terseOption}) {
+         {QLatin1String("on-change"), QLatin1String("count"), jsonOption, terseOption}) {
         if (line.isSet(option)) {
             refuseUse(QStringLiteral("--tui does not go with --%1").arg(option));
         }

@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 using Key = CursesTerminal::Key;
 
 /// In whose words is said that a terminal is none for it.
-const QString command = QStringLiteral("watch");
+const QLatin1String command("watch");
 
 /// Some thirty pictures a second: more are never seen.
 constexpr milliseconds leastPictureInterval{33};
