@@ -76,6 +76,7 @@ export class WriteDialog {
     this.#make();
     this.#dialog.showModal();
     this.#fields.value.focus();
+    this.#fields.value.select?.();
   }
 
   #make() {
