@@ -189,8 +189,11 @@ def work():
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--picture", type=pathlib.Path, default=pathlib.Path("build/demo-web.png"))
     arguments = parser.parse_args()
+    picture = arguments.picture.absolute()
+    if not os.access(picture.parent, os.W_OK):
+        raise Failed(f"no picture can be written into {picture.parent}; --picture names another place")
     with Parts(f"tesselDemo{os.getpid()}") as parts:
-        demo = Demo(parts, arguments.rounds, arguments.picture.absolute())
+        demo = Demo(parts, arguments.rounds, picture)
         demo.publish()
         demo.scrape()
         demo.carry()

@@ -41,7 +41,7 @@ class Demo:
         temporary = self.folder / "temporary"
         temporary.mkdir()
         self.process = subprocess.Popen(
-            ["/usr/bin/python3", "-B", str(PROJECT / "script/exits/demo.py"), *arguments],
+            ["/usr/bin/python3", "-B", str(PROJECT / "script/exits/demo.py"), "--picture", "page.png", *arguments],
             stdout=self._log, stderr=self._log, cwd=self.folder, preexec_fn=end_with_parent,
             env={**os.environ, "TESSEL_BUILD": str(build), "TMPDIR": str(temporary)})
         self.key = f"tesselDemo{self.process.pid}"
@@ -121,11 +121,18 @@ class Shows(unittest.TestCase):
             program.write_text(PAGE, encoding="utf-8")
             program.chmod(0o755)
 
-        demo = self.start("--rounds", "1", "--picture", "page.png", build=build)
+        demo = self.start("--rounds", "1", build=build)
 
         self.assertEqual(demo.wait_end(), 0, demo.said())
         self.assertEqual((demo.folder / "page.png").read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
         self.assertRegex(demo.said(), rf"\nthe picture of http://127.0.0.1:\d+/ in a browser: {demo.folder}/page.png\n")
+        self.assertEqual(demo.left(), [])
+
+    def test_picture_that_cannot_be_written_is_told_at_once(self):
+        demo = self.start("--picture", "missing/page.png")
+        self.assertEqual(demo.wait_end(), BROKEN)
+        self.assertEqual(demo.said(), f"script/demo: no picture can be written into {demo.folder}/missing; "
+                                      "--picture names another place\n")
         self.assertEqual(demo.left(), [])
 
     def test_signals_end_it_and_nothing_is_left(self):
