@@ -1,10 +1,12 @@
 """A picture of a page as a browser shows it, through the protocol of its driver."""
 
 import base64
+import contextlib
 import json
 import os
 import re
 import shutil
+import tempfile
 import urllib.request
 
 
@@ -16,7 +18,11 @@ class Browser:
     """One without a window, which has begun when this is there."""
 
     def __init__(self, parts):
-        self._driver = parts.start("chromedriver", "chromedriver", "--port=0")
+        # It makes a socket among its temporary files, whose name has 107 bytes at most (unix(7)).
+        short = tempfile.mkdtemp(prefix="tessel-", dir="/tmp")
+        removal = parts.closed(contextlib.ExitStack())
+        removal.callback(shutil.rmtree, short, ignore_errors=True)
+        self._driver = parts.start("chromedriver", "chromedriver", "--port=0", env={**os.environ, "TMPDIR": short})
         said = r"started successfully on port (\d+)"
         parts.wait(lambda: re.search(said, self._driver.log()), "chromedriver listens")
         self._base = f"http://127.0.0.1:{re.search(said, self._driver.log())[1]}/session"

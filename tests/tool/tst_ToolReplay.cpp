@@ -271,9 +271,11 @@ void tst_ToolReplay::regionThatIsReplacedEndsIt()
     const HeldRegion later(recorded.plant.file);
 
     const ToolResult result = tool.finish();
-    QVERIFY(result.error.endsWith(
-        QStringLiteral("tessel: %1: the region '%2' was replaced by a new one; start again\n")
-            .arg(recorded.plant.file, recorded.plant.key())));
+    QVERIFY2(
+        result.error.endsWith(
+            QStringLiteral("tessel: %1: the region '%2' was replaced by a new one; start again\n")
+                .arg(recorded.plant.file, recorded.plant.key())),
+        qPrintable(result.error));
     QCOMPARE(result.exitCode, 8);
 }
 
