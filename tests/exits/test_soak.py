@@ -11,7 +11,7 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent / "mqtt"))
 
-from exits import LONGEST, TOOL, end_with_parent, wait_until  # noqa: E402
+from exits import KEEPS_FREED_MEMORY, LONGEST, TOOL, end_with_parent, wait_until  # noqa: E402
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(TOOL).parents[2]
@@ -66,6 +66,7 @@ class Soak(unittest.TestCase):
                             check=False, timeout=LONGEST)
         return [*(self.folder / "temporary").iterdir(), *rm.stdout.splitlines()]
 
+    @unittest.skipIf(KEEPS_FREED_MEMORY, "memory that was given back is kept")
     def test_figures_of_every_exit_are_told_and_nothing_is_left(self):
         process = self.start(0.05)
         said = process.communicate(timeout=LONGEST)[0]
@@ -77,6 +78,7 @@ class Soak(unittest.TestCase):
         self.assertRegex(said, rf"\nmetrics: {figures}\d+ scrapes with all values, \d+ ms in the middle")
         self.assertEqual(self.left(process), [])
 
+    @unittest.skipIf(KEEPS_FREED_MEMORY, "memory that was given back is kept")
     def test_memory_that_grows_is_found(self):
         build = self.folder / "build"
         (build / "exits/metrics").mkdir(parents=True)

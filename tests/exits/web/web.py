@@ -13,6 +13,7 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent))
 
 from exits import (  # noqa: E402,F401
+    KEEPS_FREED_MEMORY,
     EXIT,
     LONGEST,
     TOOL,
