@@ -1,5 +1,7 @@
 """What axe finds on the page as it stands in the browser."""
 
+import gzip
+
 from browser import HERE
 
 LOOKS = {
@@ -14,7 +16,7 @@ def assert_accessible(test, when):
     """In every look; what is serious or critical fails, with the elements."""
     browser = test.browser
     if not browser.run("return typeof axe === 'object'"):
-        browser.run((HERE / "axe" / "axe.min.js").read_text(encoding="utf-8"))
+        browser.run(gzip.decompress((HERE / "axe" / "axe.min.js.gz").read_bytes()).decode())
     for name, look in LOOKS.items():
         browser.look(**look)
         found = browser.driver.execute_async_script(
