@@ -82,12 +82,6 @@ private Q_SLOTS:
     void nullChildrenAreLeftOutOfTheCollection_data();
     void nullChildrenAreLeftOutOfTheCollection();
     void incompletePositionsDoNotLoseElements();
-
-    void urlsOfAllLeavesAreCollected();
-    void urlsBeginWithThePrefix();
-    void anEmptyKeyHasNoUrl();
-    void aNullChildHasNoUrl();
-    void urlsOfANodeThatIsEmptyBelow();
 };
 
 void tst_TreeElementsCollecting::anEmptyNodeWarnsAndLeavesTheListAlone()
@@ -398,102 +392,6 @@ void tst_TreeElementsCollecting::incompletePositionsDoNotLoseElements()
     const QList<LogLine> lines = log.take();
     QVERIFY(!lines.isEmpty());
     QCOMPARE(lines.count(noPosition), lines.size());
-}
-
-void tst_TreeElementsCollecting::urlsOfAllLeavesAreCollected()
-{
-    const auto root = makeNode();
-    const auto node = makeNode();
-    const auto inner = makeNode();
-    root->addElement("a", node);
-    root->addElement("top", makeLeaf());
-    node->addElement("b", makeLeaf());
-    node->addElement("inner", inner);
-    inner->addElement("x[1]", makeLeaf());
-    QStringList urls;
-    QString prefix;
-    LogCapture log;
-
-    root->collectUrlsOfElements(urls, prefix);
-
-    urls.sort();
-    QCOMPARE(urls, (QStringList{"/a/b", "/a/inner/x[1]", "/top"}));
-    QVERIFY(prefix.isEmpty());
-    COMPARE_LOG(log);
-}
-
-void tst_TreeElementsCollecting::urlsBeginWithThePrefix()
-{
-    const auto root = makeNode();
-    const auto node = makeNode();
-    root->addElement("a", node);
-    node->addElement("b", makeLeaf());
-    QStringList urls;
-    QString prefix = "/device/";
-
-    root->collectUrlsOfElements(urls, prefix);
-
-    QCOMPARE(urls, QStringList{"/device//a/b"});
-    QCOMPARE(prefix, QString("/device/"));
-}
-
-void tst_TreeElementsCollecting::anEmptyKeyHasNoUrl()
-{
-    const auto root = makeNode();
-    const Element nameless = makeLeaf();
-    root->addElement(QString(), nameless);
-    root->addElement("a", makeLeaf());
-    QStringList urls;
-    QString prefix;
-    ListElements elements;
-    LogCapture log;
-
-    root->collectUrlsOfElements(urls, prefix);
-
-    QCOMPARE(urls, QStringList{"/a"});
-    COMPARE_LOG(log, noValue);
-
-    root->collectElements(elements, false);
-
-    QVERIFY(elements.contains(nameless));
-    COMPARE_LOG(log);
-}
-
-void tst_TreeElementsCollecting::aNullChildHasNoUrl()
-{
-    const auto root = makeNode();
-    root->addElement("broken", Element());
-    root->addElement("a", makeLeaf());
-    root->addElement("worse", Element());
-    QStringList urls;
-    QString prefix;
-    LogCapture log;
-
-    root->collectUrlsOfElements(urls, prefix);
-
-    QCOMPARE(urls, QStringList{"/a"});
-    COMPARE_LOG(log, noValue, noValue);
-}
-
-void tst_TreeElementsCollecting::urlsOfANodeThatIsEmptyBelow()
-{
-    const auto root = makeNode();
-    root->addElement("empty", makeNode());
-    root->addElement("a", makeLeaf());
-    QStringList urls;
-    QString prefix;
-    ListElements elements;
-    LogCapture log;
-
-    root->collectUrlsOfElements(urls, prefix);
-
-    QCOMPARE(urls, QStringList{"/a"});
-    COMPARE_LOG(log, noChilds);
-
-    root->collectElements(elements, true);
-
-    QCOMPARE(elements.size(), 1);
-    COMPARE_LOG(log, noChilds);
 }
 
 QTEST_GUILESS_MAIN(tst_TreeElementsCollecting)
