@@ -19,7 +19,10 @@ run_fuzz_target()
 {
     local target=$1 folder=$2
     shift 2
-    mkdir -p "$folder/$target"
+    mkdir -p "$folder/$target" "$folder/scratch"
+    # Where a target makes files: a run that fails leaves them.
+    TMPDIR=$(realpath "$folder/scratch")
+    export TMPDIR
     export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1:quarantine_size_mb=64
     export UBSAN_OPTIONS=print_stacktrace=1
     exec "$(fuzz_program "$target")" -artifact_prefix="$folder/$target-" -dict=fuzz/words.dict \
