@@ -27,6 +27,8 @@ public:
     /// Reads the rest and waits for the end. The exit code; -1 if a signal ended it.
     int finish();
 
+    /// Of the tool, while it runs.
+    pid_t pid() const { return m_child; }
     /// Everything shown so far.
     const QByteArray &shown() const { return m_shown; }
 

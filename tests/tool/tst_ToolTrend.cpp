@@ -7,6 +7,8 @@
 
 #include <memory>
 
+#include <sys/syscall.h>
+
 using namespace ProcessDataDefinitions;
 
 namespace {
@@ -20,6 +22,14 @@ QStringList trendOf(const DoctoredPlant &plant, const QStringList &options = {})
 QJsonObject objectOf(const ToolResult &result)
 {
     return QJsonDocument::fromJson(result.output.toUtf8()).object();
+}
+
+/// Whether the process waits for somebody to take what it writes.
+bool isInsideWrite(pid_t process)
+{
+    QFile call(QStringLiteral("/proc/%1/syscall").arg(process));
+    return call.open(QIODevice::ReadOnly)
+           && call.readAll().startsWith(QByteArray::number(SYS_write) + ' ');
 }
 
 /// The region of a plant, as whose publisher the test sees that `trend` has begun: it shows a first picture on
@@ -62,6 +72,9 @@ private Q_SLOTS:
     void setBeforeTheSignalIsShown();
     void regionThatIsRemovedEndsItWithWhatWasSeen();
     void regionThatIsReplacedEndsItWithWhatWasSeen();
+    void regionThatIsReplacedWhileItIsHeldUpEndsIt_data();
+    void regionThatIsReplacedWhileItIsHeldUpEndsIt();
+    void regionThatIsReplacedJustBeforeTheEndIsTold();
     void singleBufferIsSampled();
 };
 
@@ -391,6 +404,68 @@ void tst_ToolTrend::regionThatIsReplacedEndsItWithWhatWasSeen()
 
     QCOMPARE(trend.terminal().finish(), 8);
     QVERIFY(trend.terminal().shown().contains("mean 7, 1 valid"));
+    QVERIFY(trend.terminal().shown().contains("was replaced by a new one; start again"));
+}
+
+void tst_ToolTrend::regionThatIsReplacedWhileItIsHeldUpEndsIt_data()
+{
+    QTest::addColumn<bool>("isRemovedBefore");
+    QTest::newRow("replaced") << false;
+    QTest::newRow("removed and made anew") << true;
+}
+
+/// Its terminal takes nothing, longer than the tool and the library leave between two looks at the name of the
+/// region: that the former one has gone and a look at the new one are due together then.
+void tst_ToolTrend::regionThatIsReplacedWhileItIsHeldUpEndsIt()
+{
+    constexpr int longestInterval = 1500;
+    QFETCH(bool, isRemovedBefore);
+    const DoctoredPlant plant;
+    const LogCapture log;
+    auto region = std::make_unique<HeldRegion>(plant.file);
+    QVERIFY(region->publish(plant.url, validValue(7)));
+    Trend trend(plant, {});
+    QVERIFY(trend.hasBegun());
+    const pid_t pid = trend.terminal().pid();
+    QElapsedTimer heldUp;
+    trend.terminal().type("\x13");
+    QVERIFY(waitUntil([pid] { return isInsideWrite(pid); }));
+    heldUp.start();
+
+    if (isRemovedBefore) {
+        region.reset();
+    }
+    HeldRegion later(plant.file);
+    QVERIFY(later.publish(plant.url, validValue(1000)));
+    QVERIFY(waitUntil([&] { return heldUp.hasExpired(longestInterval); }));
+    trend.terminal().type("\x11");
+
+    QVERIFY(trend.terminal().readUntil("was replaced by a new one; start again"));
+    QCOMPARE(trend.terminal().finish(), 8);
+    QVERIFY(trend.terminal().shown().contains("mean 7, 1 valid"));
+    QVERIFY(!trend.terminal().shown().contains("1000"));
+}
+
+/// Nobody tells of a single buffer, and there is no other look before the end.
+void tst_ToolTrend::regionThatIsReplacedJustBeforeTheEndIsTold()
+{
+    DoctoredPlant plant;
+    plant.description().setRoot(QStringLiteral("doubleBuffer"), false);
+    plant.description().write();
+    const LogCapture log;
+    HeldRegion region(plant.file);
+    QVERIFY(region.write(plant.url, validValue(5)));
+    Trend trend(plant, {});
+    QVERIFY(trend.hasBegun());
+    const pid_t pid = trend.terminal().pid();
+    QVERIFY(trend.terminal().signal(SIGSTOP));
+    QVERIFY(waitUntil([pid] { return processState(pid) == 'T'; }));
+
+    const HeldRegion later(plant.file);
+    QVERIFY(trend.terminal().signal(SIGINT));
+    QVERIFY(trend.terminal().signal(SIGCONT));
+
+    QCOMPARE(trend.terminal().finish(), 8);
     QVERIFY(trend.terminal().shown().contains("was replaced by a new one; start again"));
 }
 

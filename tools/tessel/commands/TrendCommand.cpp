@@ -139,6 +139,10 @@ void TrendWatch::watch(SignalWait &signals)
     if (m_follower.descriptor() >= 0 && m_follower.take()) {
         add();
     }
+    // Nor was it looked at since, and a region that was replaced shows no more than what was there before.
+    if (m_follower.isThere()) {
+        m_follower.look();
+    }
     m_report.time = now();
 }
 
@@ -162,7 +166,8 @@ void TrendWatch::doWhatIsDue()
             m_nextSet = Clock::now() + std::max(m_interval, milliseconds(1));
         }
     }
-    if (Clock::now() >= m_nextLook) {
+    // A region that is gone ends the trend: a look would go on with the next one.
+    if (m_follower.isThere() && Clock::now() >= m_nextLook) {
         m_follower.look();
         m_nextLook = Clock::now() + lookInterval;
     }
