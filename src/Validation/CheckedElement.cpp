@@ -51,6 +51,19 @@ unsigned CheckedElement::places() const
     if (m_file.kind() == CheckedFile::Kind::Folder) {
         return KeyPlace::Folder;
     }
+    return placesInFile() | placesOfType();
+}
+
+unsigned CheckedElement::placesInFile() const
+{
+    if (m_object.offset() != m_file.root().offset()) {
+        return 0;
+    }
+    return KeyPlace::Top | (m_file.isProcess() ? KeyPlace::ProcessTop : 0U);
+}
+
+unsigned CheckedElement::placesOfType() const
+{
     if (m_type.isNode) {
         return KeyPlace::Node;
     }

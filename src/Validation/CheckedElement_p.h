@@ -35,6 +35,8 @@ public:
 
 private:
     void gather();
+    unsigned placesInFile() const;
+    unsigned placesOfType() const;
 
     CheckedFile &m_file;
     JsonText::Value m_object;

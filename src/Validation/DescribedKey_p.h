@@ -54,8 +54,10 @@ enum Place : unsigned {
     ConfigurationText = 16,
     Selector = 32,
     Array = 64,
-    Column = 128, ///< an object in the information of an array
-    Folder = 256, ///< folder.json
+    Column = 128,      ///< an object in the information of an array
+    Folder = 256,      ///< folder.json
+    Top = 512,         ///< the element that a file begins with
+    ProcessTop = 1024, ///< the same of a process description
     Element = Node | AnyLeaf
 };
 } // namespace KeyPlace

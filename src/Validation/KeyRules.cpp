@@ -160,6 +160,15 @@ std::optional<Rule> refusal(const std::optional<Key> &key, unsigned places)
                                               : std::nullopt;
 }
 
+/// Where a known key means nothing, though it may mean something elsewhere.
+QString placeInWords(const CheckedFile &file, Key key, unsigned places)
+{
+    const unsigned top = KeyPlace::Top | (file.isProcess() ? KeyPlace::ProcessTop : 0U);
+    const bool isBelow = (places & (KeyPlace::Top | KeyPlace::Folder)) == 0;
+    return isBelow && (rowOf(key).places & top) != 0 ? QStringLiteral("below the top level")
+                                                     : QStringLiteral("here");
+}
+
 /// Every key that is written, known or not.
 void checkMember(CheckedFile &file, const QString &url, unsigned places,
                  const JsonText::WrittenMembers &member)
@@ -172,7 +181,8 @@ void checkMember(CheckedFile &file, const QString &url, unsigned places,
                     *rule == Rule::UnknownKey
                         ? QStringLiteral("unknown key %1%2")
                               .arg(quoted(text), hintOf(text, describedKeysIn(places)))
-                        : QStringLiteral("'%1' means nothing here").arg(text));
+                        : QStringLiteral("'%1' means nothing %2")
+                              .arg(text, placeInWords(file, *key, places)));
         if (!isColumn) {
             DocumentRules::checkPlain(file, member.value(), url);
         }

@@ -56,7 +56,7 @@ constexpr Row rows[] = {
      "Tessel does not know the key. It is kept and written back, and has no effect.",
      "Correct its spelling; leave it if an application reads it."},
     {Rule::MisplacedKey, "misplaced-key", warning,
-     "The key is known, but means nothing for an element of this kind.",
+     "The key is known, but means nothing for an element of this kind, or below the top level.",
      "Remove it, or move it to the element that it is meant for."},
     {Rule::WrongType, "wrong-type", error,
      "The value of the key has a JSON type that cannot be read. The key counts as "
@@ -116,8 +116,8 @@ constexpr Row rows[] = {
      " keep it, a slot would not.",
      "Write a value that the type holds, or take a wider type."},
     {Rule::ValueOutsideLimits, "value-outside-limits", warning,
-     "The value lies outside its own limits. No write of the library looks at them, "
-     "displays and the tool do.",
+     "The value or cell lies outside its own limits. No write of the library looks at "
+     "them, displays and the tool do.",
      "Correct the value or the limits."},
     {Rule::LimitsOrder, "limits-order", warning,
      "The lower limit is above the upper one, so that no value is within both.",
@@ -162,8 +162,14 @@ constexpr Row rows[] = {
      "or a column by something else than an object. No row can be added.",
      "Describe each column by one object in the second list of the array "
      "information."},
-    {Rule::ColumnValue, "column-value", warning, "A cell does not fit the type of its column.",
-     "Correct the cell, or the type of the column."},
+    {Rule::ColumnValue, "column-value", warning,
+     "A cell, or a limit of a column, does not fit the type of the column.",
+     "Correct it, or the type of the column."},
+    {Rule::ColumnPattern, "column-pattern", warning,
+     "The regular expression of a column does not compile, or a cell does not match it. No write "
+     "of "
+     "the library looks at it, applications may.",
+     "Correct the cell or the pattern: a QRegExp of Qt 5, which has to match the whole text."},
     {Rule::ColumnDefault, "column-default", warning,
      "Rows may be added, but a column has no value for a new row. Its cell would be "
      "invalid.",

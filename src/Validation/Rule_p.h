@@ -49,6 +49,7 @@ enum class Rule {
     ArrayShape,
     ArrayColumns,
     ColumnValue,
+    ColumnPattern,
     ColumnDefault,
     RowLimits,
     // slots

@@ -1,5 +1,6 @@
 #include "Validation/KeyRules_p.h"
 #include "Validation/TableRules_p.h"
+#include "Validation/ValuePattern_p.h"
 #include "Validation/ValueRules_p.h"
 #include "Validation/ValueShown_p.h"
 
@@ -81,6 +82,8 @@ struct Column
     DescribedType type;
     QString typeName;
     Value selection;
+    ValueRules::Limits limits;
+    ValuePattern pattern;
 };
 
 /// An array that is looked over. It is one dimension, which counts as one column, or more.
@@ -114,6 +117,9 @@ private:
     bool checkDimension(const Value &dimension, int index);
     void checkColumn(const Value &object);
     void checkColumnType(const Value &type, const Column &column) const;
+    ValueRules::Limits checkColumnLimits(const Column &column) const;
+    ValueRules::Held checkColumnLimit(const Column &column, Key key) const;
+    ValuePattern checkColumnPattern(const Column &column) const;
     void checkColumnCount();
     void checkCells();
     void checkCell(const Value &cell, const Column &column);
@@ -213,15 +219,15 @@ bool Table::checkDimension(const Value &dimension, int index)
 void Table::checkColumn(const Value &object)
 {
     KeyRules::checkColumn(m_file, object, m_array.url());
-    Column column{object, {}, {}, memberOf(object, Key::SelectionList)};
+    Column column{object, {}, {}, memberOf(object, Key::SelectionList), {}, {}};
     const Value type = memberOf(object, Key::Type);
     if (type.isValid() && type.isText()) {
         column.typeName = type.toString();
         column.type = DescribedType::of(column.typeName);
         checkColumnType(type, column);
     }
-    ValueRules::checkColumnLimits(m_file, m_array.url(), column.type,
-                                  memberOf(object, Key::MinLimit), memberOf(object, Key::MaxLimit));
+    column.limits = checkColumnLimits(column);
+    column.pattern = checkColumnPattern(column);
     if (column.selection.isValid()) {
         if (isSelectionList(m_file, m_array.url(), column.selection)) {
             checkEntries(m_file, m_array.url(), column.selection);
@@ -249,6 +255,52 @@ void Table::checkColumnType(const Value &type, const Column &column) const
         report(Rule::UnknownType, type,
                QStringLiteral("the cells of a column are no %1").arg(column.typeName));
     }
+}
+
+/// Those that are in order, for the cells.
+ValueRules::Limits Table::checkColumnLimits(const Column &column) const
+{
+    if (!column.type.isNumber && !column.type.isSelector) {
+        return {};
+    }
+    const ValueRules::Limits limits{
+        memberOf(column.object, Key::MinLimit), memberOf(column.object, Key::MaxLimit),
+        checkColumnLimit(column, Key::MinLimit), checkColumnLimit(column, Key::MaxLimit)};
+    return ValueRules::checkOrder(m_file, m_array.url(), column.type, limits)
+               ? limits
+               : ValueRules::Limits();
+}
+
+ValueRules::Held Table::checkColumnLimit(const Column &column, Key key) const
+{
+    const Value written = memberOf(column.object, key);
+    if (!written.isValid()) {
+        return {};
+    }
+    const ValueRules::Held held = ValueRules::held(column.type, written);
+    if (!ValueRules::fits(column.type, written)) {
+        report(Rule::ColumnValue, written,
+               QStringLiteral("'%1' is %2, which is no %3")
+                   .arg(textOf(key), shown(m_file, written), column.typeName));
+        return {};
+    }
+    return held.isNoInput ? ValueRules::Held() : held;
+}
+
+/// One that compiles, for the cells.
+ValuePattern Table::checkColumnPattern(const Column &column) const
+{
+    const Value written = memberOf(column.object, Key::RegularExpression);
+    if (!column.type.isText || !written.isValid() || !written.isText()) {
+        return {};
+    }
+    const ValuePattern pattern(written.toString());
+    if (!pattern.error().isEmpty()) {
+        report(Rule::ColumnPattern, written,
+               QStringLiteral("%1: %2").arg(quoted(pattern.text()), pattern.error()));
+        return {};
+    }
+    return pattern;
 }
 
 void Table::checkColumnCount()
@@ -283,11 +335,22 @@ void Table::checkCells()
 
 void Table::checkCell(const Value &cell, const Column &column)
 {
-    if (column.type.hasSlot() && !ValueRules::fits(column.type, cell)) {
+    if (!column.type.hasSlot()) {
+        return;
+    }
+    if (!ValueRules::fits(column.type, cell)) {
         report(Rule::ColumnValue, cell,
                QStringLiteral("%1 is no %2").arg(shown(m_file, cell), column.typeName));
-    } else if (column.type.isSelector && column.selection.isValid()) {
+        return;
+    }
+    if (column.type.isSelector && column.selection.isValid()) {
         checkIndex(m_file, m_array.url(), cell, column.selection);
+    }
+    ValueRules::checkWithin(m_file, m_array.url(), column.type, cell, column.limits);
+    if (cell.isText() && column.type.isText && !column.pattern.matches(cell.toString())) {
+        report(Rule::ColumnPattern, cell,
+               QStringLiteral("%1 does not match %2")
+                   .arg(quoted(cell.toString()), quoted(column.pattern.text())));
     }
 }
 

@@ -1,11 +1,7 @@
-#include "Configuration/ConfigurationAndProcessDataTools.h"
-#include "Configuration/ConfigurationDataValue.h"
 #include "Validation/DocumentRules_p.h"
+#include "Validation/ValuePattern_p.h"
 #include "Validation/ValueRules_p.h"
 #include "Validation/ValueShown_p.h"
-
-#include <QJsonObject>
-#include <QRegExp>
 
 #include <cmath>
 #include <limits>
@@ -14,8 +10,8 @@ namespace {
 
 using Held = ValueRules::Held;
 using Key = DescribedKey;
+using Limits = ValueRules::Limits;
 using Kind = JsonText::Kind;
-using Tools = ConfigurationAndProcessDataTools;
 using Value = JsonText::Value;
 
 /// How well what a leaf holds says what is written.
@@ -135,43 +131,16 @@ Held checkedValue(const CheckedElement &leaf, Key key)
     return held.isNoInput ? Held() : held;
 }
 
-bool areExchanged(const DescribedType &type, const Held &least, const Held &most)
+bool areExchanged(const DescribedType &type, const Limits &limits)
 {
-    return least.isValid && most.isValid && isBelow(type, most.value, least.value);
+    return limits.leastHeld.isValid && limits.mostHeld.isValid
+           && isBelow(type, limits.mostHeld.value, limits.leastHeld.value);
 }
 
-void reportOrder(CheckedFile &file, const QString &url, const Value &least, const Value &most)
+Limits limitsOf(const CheckedElement &leaf)
 {
-    file.report(Rule::LimitsOrder, least, url,
-                QStringLiteral("the lower limit %1 is above the upper one, %2")
-                    .arg(shown(file, least), shown(file, most)));
-}
-
-void checkLimits(const CheckedElement &leaf, const Held &value)
-{
-    if ((leaf.places() & KeyPlace::Number) == 0) {
-        return;
-    }
-    const Held least = checkedValue(leaf, Key::MinLimit);
-    const Held most = checkedValue(leaf, Key::MaxLimit);
-    const DescribedType &type = leaf.type();
-    const auto limit = [&leaf](Key key) { return shown(leaf.file(), leaf.value(key)); };
-    if (areExchanged(type, least, most)) {
-        reportOrder(leaf.file(), leaf.url(), leaf.value(Key::MinLimit), leaf.value(Key::MaxLimit));
-        return;
-    }
-    if (!value.isValid) {
-        return;
-    }
-    if (least.isValid && isBelow(type, value.value, least.value)) {
-        leaf.report(Rule::ValueOutsideLimits, Key::Value,
-                    QStringLiteral("%1 is below the lower limit, %2")
-                        .arg(limit(Key::Value), limit(Key::MinLimit)));
-    } else if (most.isValid && isBelow(type, most.value, value.value)) {
-        leaf.report(Rule::ValueOutsideLimits, Key::Value,
-                    QStringLiteral("%1 is above the upper limit, %2")
-                        .arg(limit(Key::Value), limit(Key::MaxLimit)));
-    }
+    return {leaf.value(Key::MinLimit), leaf.value(Key::MaxLimit), checkedValue(leaf, Key::MinLimit),
+            checkedValue(leaf, Key::MaxLimit)};
 }
 
 void checkView(const CheckedElement &leaf)
@@ -188,31 +157,23 @@ void checkView(const CheckedElement &leaf)
     }
 }
 
-/// By the check of a write itself, which compiles the pattern as it does.
 void checkPattern(const CheckedElement &leaf)
 {
     const Value &written = leaf.value(Key::RegularExpression);
     if (!written.isValid() || !written.isText() || !leaf.type().isText) {
         return;
     }
-    const QString pattern = written.toString();
-    const QRegExp compiled(pattern, Qt::CaseSensitive, QRegExp::RegExp);
-    if (!compiled.isValid()) {
+    const ValuePattern pattern(written.toString());
+    if (!pattern.error().isEmpty()) {
         leaf.report(Rule::PatternInvalid, Key::RegularExpression,
-                    QStringLiteral("%1: %2").arg(quoted(pattern), compiled.errorString()));
+                    QStringLiteral("%1: %2").arg(quoted(pattern.text()), pattern.error()));
         return;
     }
     const Value &value = leaf.value(Key::Value);
-    if (!value.isValid() || !value.isText()) {
-        return;
-    }
-    const QJsonObject described{{textOf(Key::Type), leaf.typeName()},
-                                {textOf(Key::RegularExpression), pattern}};
-    const auto element = QSharedPointer<ConfigurationDataValue>::create(described, nullptr);
-    if (!Tools::checkRegularExpression(element, value.toString())) {
-        leaf.report(
-            Rule::PatternRefusesValue, Key::Value,
-            QStringLiteral("%1 does not match %2").arg(quoted(value.toString()), quoted(pattern)));
+    if (value.isValid() && value.isText() && !pattern.matches(value.toString())) {
+        leaf.report(Rule::PatternRefusesValue, Key::Value,
+                    QStringLiteral("%1 does not match %2")
+                        .arg(quoted(value.toString()), quoted(pattern.text())));
     }
 }
 
@@ -280,7 +241,12 @@ bool ValueRules::checkHeld(CheckedFile &file, const QString &url, const QString 
 void ValueRules::check(const CheckedElement &leaf)
 {
     const Held value = checkedValue(leaf, Key::Value);
-    checkLimits(leaf, value);
+    if ((leaf.places() & KeyPlace::Number) != 0) {
+        const Limits limits = limitsOf(leaf);
+        if (checkOrder(leaf.file(), leaf.url(), leaf.type(), limits) && value.isValid) {
+            checkWithin(leaf.file(), leaf.url(), leaf.type(), leaf.value(Key::Value), limits);
+        }
+    }
     checkView(leaf);
     if (leaf.file().isProcess()) {
         return;
@@ -291,14 +257,32 @@ void ValueRules::check(const CheckedElement &leaf)
     checkPattern(leaf);
 }
 
-void ValueRules::checkColumnLimits(CheckedFile &file, const QString &url, const DescribedType &type,
-                                   const Value &least, const Value &most)
+bool ValueRules::checkOrder(CheckedFile &file, const QString &url, const DescribedType &type,
+                            const Limits &limits)
 {
-    const auto limit = [&type](const Value &written) {
-        const Held held = written.isValid() ? ValueRules::held(type, written) : Held();
-        return held.isNoInput ? Held() : held;
+    if (!areExchanged(type, limits)) {
+        return true;
+    }
+    file.report(Rule::LimitsOrder, limits.least, url,
+                QStringLiteral("the lower limit %1 is above the upper one, %2")
+                    .arg(shown(file, limits.least), shown(file, limits.most)));
+    return false;
+}
+
+void ValueRules::checkWithin(CheckedFile &file, const QString &url, const DescribedType &type,
+                             const Value &written, const Limits &limits)
+{
+    const Held value = held(type, written);
+    if (!value.isValid || value.isNoInput) {
+        return;
+    }
+    const auto report = [&](const char *text, const Value &limit) {
+        file.report(Rule::ValueOutsideLimits, written, url,
+                    QString::fromLatin1(text).arg(shown(file, written), shown(file, limit)));
     };
-    if (type.isNumber && areExchanged(type, limit(least), limit(most))) {
-        reportOrder(file, url, least, most);
+    if (limits.leastHeld.isValid && isBelow(type, value.value, limits.leastHeld.value)) {
+        report("%1 is below the lower limit, %2", limits.least);
+    } else if (limits.mostHeld.isValid && isBelow(type, limits.mostHeld.value, value.value)) {
+        report("%1 is above the upper limit, %2", limits.most);
     }
 }

@@ -15,6 +15,15 @@ struct Held
     QVariant value;
 };
 
+/// The limits of a leaf or a column; one that is missing, or that its type does not hold, does not count.
+struct Limits
+{
+    JsonText::Value least;
+    JsonText::Value most;
+    Held leastHeld;
+    Held mostHeld;
+};
+
 /// As the parser converts it.
 Held held(const DescribedType &type, const JsonText::Value &written);
 
@@ -27,8 +36,11 @@ void check(const CheckedElement &leaf);
 /// another value or none.
 bool checkHeld(CheckedFile &file, const QString &url, const QString &name,
                const DescribedType &type, const JsonText::Value &written, const QString &what);
-/// The limits of a column, of which each may be missing.
-void checkColumnLimits(CheckedFile &file, const QString &url, const DescribedType &type,
-                       const JsonText::Value &least, const JsonText::Value &most);
+/// Reports a lower limit above the upper one. False then.
+bool checkOrder(CheckedFile &file, const QString &url, const DescribedType &type,
+                const Limits &limits);
+/// Reports a value or cell, which its type holds, outside of limits that are in order.
+void checkWithin(CheckedFile &file, const QString &url, const DescribedType &type,
+                 const JsonText::Value &written, const Limits &limits);
 
 } // namespace ValueRules

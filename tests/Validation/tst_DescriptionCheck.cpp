@@ -25,6 +25,9 @@ private Q_SLOTS:
     void folderThatWasNeverBuiltHasOnlyWarnings();
     void folderGivenTwiceIsLookedOverOnce();
     void typeOfNoColumnIsNotMistakenForAWord();
+    void cellsOfASingleColumnAreJudged();
+    void valueAtTheTopMayHaveAVersion();
+    void keyOfTheTopIsToldApartFromOneOfNoUse();
     void problemsStandInOrder();
     void checkOfAFileIsSilent();
     void nothingIsWritten();
@@ -178,6 +181,48 @@ void tst_DescriptionCheck::typeOfNoColumnIsNotMistakenForAWord()
 
     QCOMPARE(problems.size(), 1);
     QCOMPARE(problems.first().text, QStringLiteral("the cells of a column are no array"));
+}
+
+/// Its rows are the cells themselves.
+void tst_DescriptionCheck::cellsOfASingleColumnAreJudged()
+{
+    const Folder folder;
+    const QString path = folder.write(
+        QStringLiteral("curve.config.json"),
+        R"({"type": "treenode", "value": {"curve": {"type": "array", "value": [1, 5, null, "5"],
+            "arrayInformation": [[], [{"type": "int16", "maxLimit": 4}]]}}})");
+
+    const auto problems = DescriptionCheck::check({path});
+
+    QCOMPARE(problems.size(), 2);
+    QCOMPARE(problems.first().text, QStringLiteral("5 is above the upper limit, 4"));
+    QCOMPARE(problems.last().text, QStringLiteral("'5' is no int16"));
+}
+
+/// The parser looks for it there, whatever the element is.
+void tst_DescriptionCheck::valueAtTheTopMayHaveAVersion()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("limit.config.json"),
+                 R"({"type": "int16", "value": 1, "schemeVersion": 1, "cpveVersion": "2",
+                    "modifiedBy": "", "lastModified": ""})");
+
+    QCOMPARE(folder.problems({QStringLiteral("limit.config.json")}), QStringList());
+}
+
+void tst_DescriptionCheck::keyOfTheTopIsToldApartFromOneOfNoUse()
+{
+    const Folder folder;
+    const QString path = folder.write(QStringLiteral("limit.config.json"),
+                                      R"({"type": "treenode", "doubleBuffer": true,
+            "value": {"a": {"type": "int16", "value": 1, "schemeVersion": 1}}})");
+
+    const auto problems = DescriptionCheck::check({path});
+
+    QCOMPARE(problems.size(), 2);
+    QCOMPARE(problems.first().text, QStringLiteral("'doubleBuffer' means nothing here"));
+    QCOMPARE(problems.last().text,
+             QStringLiteral("'schemeVersion' means nothing below the top level"));
 }
 
 void tst_DescriptionCheck::problemsStandInOrder()
