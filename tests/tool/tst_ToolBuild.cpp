@@ -41,6 +41,11 @@ private Q_SLOTS:
     void doubleBufferCountsIntoTheRegion();
     void checkWritesNothingAndAnswersNo();
     void checkOfABuiltFolderAnswersYes();
+    void dryRunWritesNothingAndSaysWhatWouldBe();
+    void dryRunOfABuiltFolderKnowsItsKey();
+    void resultIsPrintedAsJson();
+    void planIsPrintedAsJson();
+    void failureLeavesJsonEmpty();
     void keyBeginsWithPrefixAndFolder();
     void usualPrefixIsTessel();
     void folderHasItsNameHoweverItIsWritten_data();
@@ -276,6 +281,91 @@ void tst_ToolBuild::wrongUse()
     QCOMPARE(result.exitCode, 2);
     QCOMPARE(result.output, QString());
     QCOMPARE(result.error.count(QLatin1Char('\n')), 1);
+}
+
+void tst_ToolBuild::dryRunWritesNothingAndSaysWhatWouldBe()
+{
+    const TwoFiles directory;
+    const auto before = statesBelow(directory.path());
+
+    const ToolResult result = runBuild(directory.path(), {QStringLiteral("--dry-run")});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, QStringLiteral("FILE                BUILD\n"
+                                           "a.process.json      would be rewritten\n"
+                                           "sub/b.process.json  would be rewritten\n"
+                                           "\n"
+                                           "Key     a new one\n"
+                                           "Buffer  single, 24 bytes\n"
+                                           "Region  24 bytes\n"));
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(statesBelow(directory.path()) == before);
+}
+
+void tst_ToolBuild::dryRunOfABuiltFolderKnowsItsKey()
+{
+    const TwoFiles directory;
+    QCOMPARE(runBuild(directory.path()).exitCode, 0);
+
+    const ToolResult result = runBuild(directory.path(), {QStringLiteral("--dry-run")});
+
+    QCOMPARE(result.output, report(directory, QStringLiteral("left"), QStringLiteral("left")));
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolBuild::resultIsPrintedAsJson()
+{
+    const TwoFiles directory;
+
+    const ToolResult result = runBuild(directory.path(), {QStringLiteral("--json")});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output,
+             QStringLiteral("{\"files\": [{\"file\": \"a.process.json\", \"rewritten\": true}, "
+                            "{\"file\": \"sub/b.process.json\", \"rewritten\": true}], "
+                            "\"written\": true, \"key\": \"%1\", \"doubleBuffer\": false, "
+                            "\"bufferSize\": 24, \"regionSize\": 24}\n")
+                 .arg(keyOf(directory)));
+    QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolBuild::planIsPrintedAsJson()
+{
+    const TwoFiles directory;
+    const QString unbuilt = QStringLiteral(
+        "{\"files\": [{\"file\": \"a.process.json\", \"rewritten\": true}, "
+        "{\"file\": \"sub/b.process.json\", \"rewritten\": true}], "
+        "\"written\": false, \"key\": null, \"doubleBuffer\": false, "
+        "\"bufferSize\": 24, \"regionSize\": 24}\n");
+    const QString json = QStringLiteral("--json");
+
+    const ToolResult trial = runBuild(directory.path(), {QStringLiteral("--dry-run"), json});
+    const ToolResult check = runBuild(directory.path(), {QStringLiteral("--check"), json});
+
+    QCOMPARE(trial.output, unbuilt);
+    QCOMPARE(trial.exitCode, 0);
+    QCOMPARE(check.output, unbuilt);
+    QCOMPARE(check.exitCode, 1);
+    QCOMPARE(runBuild(directory.path()).exitCode, 0);
+    const ToolResult later = runBuild(directory.path(), {QStringLiteral("--check"), json});
+    QVERIFY2(later.output.contains(QStringLiteral("\"rewritten\": false}], \"written\": false, "
+                                                  "\"key\": \"%1\"")
+                                       .arg(keyOf(directory))),
+             qPrintable(later.output));
+    QCOMPARE(later.exitCode, 0);
+}
+
+void tst_ToolBuild::failureLeavesJsonEmpty()
+{
+    const TwoFiles directory;
+    QCOMPARE(runBuild(directory.path()).exitCode, 0);
+    directory.write(fileB, QByteArrayLiteral("{"));
+
+    const ToolResult result = runBuild(directory.path(), {QStringLiteral("--json")});
+
+    QCOMPARE(result.output, QString());
+    QVERIFY(!result.error.isEmpty());
+    QCOMPARE(result.exitCode, 9);
 }
 
 QTEST_GUILESS_MAIN(tst_ToolBuild)

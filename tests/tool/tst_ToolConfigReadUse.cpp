@@ -56,6 +56,8 @@ void tst_ToolConfigReadUse::wrongUseIsRefused_data()
     row({"table", "x", "a", "--csv", "--json"}, "--csv goes neither with --json nor with --import");
     row({"table", "x", "a", "--csv", "--import", "y"},
         "--csv goes neither with --json nor with --import");
+    row({"get", "x", "a", "--dry-run"}, "get does not take --dry-run");
+    row({"table", "x", "a", "--dry-run"}, "table takes --dry-run with --import");
     row({"get", "x", "a", "--jso"}, "unknown option '--jso' (did you mean '--json'?)");
 }
 

@@ -41,6 +41,9 @@ private Q_SLOTS:
     void onlyTheFileOfTheValueIsWritten();
     void otherValuesOfTheFileStay();
     void stampIsPrintedAsJson();
+    void dryRunWritesNothing();
+    void dryRunRefusesWhatAWriteWould();
+    void dryRunOfAFileThatMayNotBeWrittenIsRefused();
     void valueThatStandsThereIsNotWritten_data();
     void valueThatStandsThereIsNotWritten();
     void valueIsReadBack_data();
@@ -367,6 +370,50 @@ void tst_ToolConfigSet::missingTargetIsNotFound()
 
     VERIFY_REFUSED(m_device->run("set", {url, "1"}), 3, reason.replace("%1", m_device->path()));
     QCOMPARE(m_device->directory().snapshot(), former);
+}
+
+void tst_ToolConfigSet::dryRunWritesNothing()
+{
+    const auto before = m_device->directory().snapshot();
+    const QString url = QStringLiteral("inputs/channel1/filter");
+
+    const ToolResult plain = m_device->run("set", {url, "0.75", "--dry-run"});
+    const ToolResult json = m_device->run("set", {url, "0.75", "--dry-run", "--json"});
+
+    QCOMPARE(plain.error, QString());
+    QCOMPARE(plain.output,
+             QStringLiteral("inputs/channel1/filter: 0.5 -> 0.75\nnot written to %1\n")
+                 .arg(m_device->path(channelFile)));
+    QCOMPARE(plain.exitCode, 0);
+    QCOMPARE(json.output, QStringLiteral("{\"url\": \"inputs/channel1/filter\", \"changed\": true, "
+                                         "\"stamped\": [], \"written\": false}\n"));
+    QCOMPARE(m_device->run("set", {url, "0.5", "--dry-run"}).output,
+             QStringLiteral("inputs/channel1/filter: unchanged\n"));
+    QCOMPARE(m_device->changedSince(before), QStringList());
+}
+
+void tst_ToolConfigSet::dryRunRefusesWhatAWriteWould()
+{
+    const ToolResult real = m_device->run("set", {"every/int8", "128"});
+    const ToolResult trial = m_device->run("set", {"every/int8", "128", "--dry-run"});
+
+    QCOMPARE(trial.exitCode, 5);
+    QCOMPARE(trial.error, real.error);
+    QCOMPARE(trial.output, QString());
+}
+
+void tst_ToolConfigSet::dryRunOfAFileThatMayNotBeWrittenIsRefused()
+{
+    if (!makePermissionsCount()) {
+        QSKIP("The system does not take root's permissions away.");
+    }
+    const QString file = m_device->path(channelFile);
+    const NarrowPermissions narrow(file, QFile::ReadOwner);
+
+    const ToolResult result = m_device->run("set", {"inputs/channel1/filter", "0.75", "--dry-run"});
+
+    VERIFY_REFUSED(result, 4,
+                   file + QStringLiteral(": no permission to write the file or its folder"));
 }
 
 QTEST_GUILESS_MAIN(tst_ToolConfigSet)

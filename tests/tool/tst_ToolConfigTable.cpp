@@ -40,6 +40,7 @@ private Q_SLOTS:
     void importReplacesTheRows_data();
     void importReplacesTheRows();
     void importWritesAndStampsOneFile();
+    void dryRunOfAnImportWritesNothing();
     void emptyCellIsNothingEntered();
     void importIsRefused_data();
     void importIsRefused();
@@ -290,6 +291,25 @@ void tst_ToolConfigTable::missingTargetsAreNotFound()
                    m_elsewhere->path() + ": is a folder; name a CSV file");
     VERIFY_REFUSED(m_device->run("table", {"inputs/nothing/whatsoever/in/this/place"}), 3,
                    m_device->path() + ": no element at 'inputs/nothing/whatsoever/in/this/place'");
+}
+
+void tst_ToolConfigTable::dryRunOfAnImportWritesNothing()
+{
+    const auto before = m_device->directory().snapshot();
+    const QTemporaryDir folder;
+    QFile csv(folder.filePath(QStringLiteral("rows.csv")));
+    QVERIFY(csv.open(QIODevice::WriteOnly) && csv.write("4,0,0\n20,99,2\n") > 0);
+    csv.close();
+
+    const ToolResult result = m_device->run(
+        "table", {"inputs/calibration/table", "--import", csv.fileName(), "--dry-run"});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output,
+             QStringLiteral("inputs/calibration/table: 4 rows -> 2 rows\nnot written to %1\n")
+                 .arg(m_device->path(QStringLiteral("inputs/calibration.config.json"))));
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(m_device->changedSince(before), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_ToolConfigTable)

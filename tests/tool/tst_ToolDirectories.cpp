@@ -70,6 +70,7 @@ class tst_ToolDirectories : public QObject
 
 private Q_SLOTS:
     void holdBuildsTheFolderAndCreatesItsRegion();
+    void dryRunOfHoldBuildsNothing();
     void secondHoldRewritesNothing();
     void valuesAreSetAndReadByTheirPlaceInTheFolder();
     void watchShowsWhatAnotherProcessSets();
@@ -105,6 +106,30 @@ void tst_ToolDirectories::holdBuildsTheFolderAndCreatesItsRegion()
     const ToolResult result = hold.end();
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.error, QString());
+    QVERIFY(!QFile::exists(plant.segmentPath()));
+}
+
+void tst_ToolDirectories::dryRunOfHoldBuildsNothing()
+{
+    const Plant plant;
+    const auto before = plant.snapshot();
+    const QStringList trial{QStringLiteral("hold"), QStringLiteral("--dry-run"),
+                            QStringLiteral("--prefix"), keyPrefix(), plant.path()};
+
+    const ToolResult unbuilt = runTool(trial);
+
+    QVERIFY2(unbuilt.error.startsWith(QStringLiteral("tessel: note: a build would rewrite ")),
+             qPrintable(unbuilt.error));
+    QCOMPARE(unbuilt.output,
+             QStringLiteral("would hold a new key: 3 leaves, single buffer, 24 bytes\n"));
+    QCOMPARE(unbuilt.exitCode, 0);
+    QVERIFY(plant.snapshot() == before);
+
+    QCOMPARE(runBuild(plant.path()).exitCode, 0);
+    const ToolResult built = runTool(trial);
+    QCOMPARE(built.error, QString());
+    QCOMPARE(built.output,
+             QStringLiteral("would hold %1: 3 leaves, single buffer, 24 bytes\n").arg(plant.key()));
     QVERIFY(!QFile::exists(plant.segmentPath()));
 }
 

@@ -28,6 +28,11 @@ private Q_SLOTS:
     void regionIsThereUntilTheSignal_data();
     void regionIsThereUntilTheSignal();
     void keyIsSaidAsItStands();
+    void severalLeavesAreCounted();
+    void readyRegionIsToldAsJson();
+    void dryRunCreatesNothing();
+    void dryRunSaysWhatWouldBeReplaced();
+    void dryRunRefusesAPrefixForAFile();
     void singleBufferIsHeldAsWell();
     void everyValueStartsWithoutInput();
     void killedHolderIsReplacedAndNothingIsLeft();
@@ -56,7 +61,7 @@ void tst_ToolHold::regionIsThereUntilTheSignal()
 
     ToolProcess hold({QStringLiteral("hold"), description.write()});
     QCOMPARE(hold.nextLine(),
-             readyLine(description, QStringLiteral("1 leaves, double buffer, 528 bytes")));
+             readyLine(description, QStringLiteral("1 leaf, double buffer, 528 bytes")));
     QVERIFY(description.hasSegment());
     QVERIFY(description.hasSemaphores());
 
@@ -82,7 +87,7 @@ void tst_ToolHold::keyIsSaidAsItStands()
 
     QCOMPARE(hold.finish().exitCode, 0);
     QCOMPARE(line, QStringLiteral("holding ") + key
-                       + QStringLiteral(": 1 leaves, double buffer, 528 bytes; SIGINT or SIGTERM "
+                       + QStringLiteral(": 1 leaf, double buffer, 528 bytes; SIGINT or SIGTERM "
                                         "ends it\n"));
 }
 
@@ -95,7 +100,7 @@ void tst_ToolHold::singleBufferIsHeldAsWell()
     ToolProcess hold({QStringLiteral("hold"), description.write()});
 
     QCOMPARE(hold.nextLine(),
-             readyLine(description, QStringLiteral("1 leaves, single buffer, 8 bytes")));
+             readyLine(description, QStringLiteral("1 leaf, single buffer, 8 bytes")));
     hold.signal(SIGTERM);
     QCOMPARE(hold.finish().exitCode, 0);
     QVERIFY(!description.hasSegment());
@@ -260,6 +265,98 @@ void tst_ToolHold::closedOutputEndsItWithoutAWord()
 
     QVERIFY(!description.hasSegment());
     QVERIFY(!description.hasSemaphores());
+}
+
+void tst_ToolHold::severalLeavesAreCounted()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    description.add(QStringLiteral("b"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    ToolProcess hold({QStringLiteral("hold"), description.write()});
+
+    QCOMPARE(hold.nextLine(),
+             readyLine(description, QStringLiteral("2 leaves, double buffer, 544 bytes")));
+    hold.signal(SIGTERM);
+    QCOMPARE(hold.finish().exitCode, 0);
+}
+
+void tst_ToolHold::readyRegionIsToldAsJson()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    const QString file = description.write();
+    const QString line = QStringLiteral("{\"key\": \"%1\", \"leaves\": 1, \"doubleBuffer\": true, "
+                                        "\"regionSize\": 528, \"replaced\": %2, \"created\": "
+                                        "true}\n");
+    ToolProcess first({QStringLiteral("hold"), QStringLiteral("--json"), file});
+    QCOMPARE(first.nextLine(), line.arg(description.key(), QStringLiteral("false")));
+    QVERIFY(description.hasSegment());
+    first.signal(SIGKILL);
+    first.finish();
+    ToolProcess second({QStringLiteral("hold"), QStringLiteral("--json"), file});
+
+    QCOMPARE(second.nextLine(), line.arg(description.key(), QStringLiteral("true")));
+    second.signal(SIGTERM);
+    QCOMPARE(second.finish().exitCode, 0);
+}
+
+void tst_ToolHold::dryRunCreatesNothing()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    const QString file = description.write();
+
+    const ToolResult plain = runTool({QStringLiteral("hold"), QStringLiteral("--dry-run"), file});
+    const ToolResult json = runTool(
+        {QStringLiteral("hold"), QStringLiteral("--dry-run"), QStringLiteral("--json"), file});
+
+    QCOMPARE(plain.error, QString());
+    QCOMPARE(
+        plain.output,
+        QStringLiteral("would hold %1: 1 leaf, double buffer, 528 bytes\n").arg(description.key()));
+    QCOMPARE(plain.exitCode, 0);
+    QCOMPARE(json.output, QStringLiteral("{\"key\": \"%1\", \"leaves\": 1, \"doubleBuffer\": true, "
+                                         "\"regionSize\": 528, \"replaced\": false, \"created\": "
+                                         "false}\n")
+                              .arg(description.key()));
+    QVERIFY(!description.hasSegment());
+    QVERIFY(!description.hasSemaphores());
+}
+
+void tst_ToolHold::dryRunSaysWhatWouldBeReplaced()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+    const QString file = description.write();
+    ToolProcess hold({QStringLiteral("hold"), file});
+    QVERIFY(!hold.nextLine().isEmpty());
+
+    const ToolResult result = runTool({QStringLiteral("hold"), QStringLiteral("--dry-run"), file});
+
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: note: the region '%1' is there and would be replaced\n")
+                 .arg(description.key()));
+    QCOMPARE(result.exitCode, 0);
+    // The one that is held is still the same.
+    QCOMPARE(runTool({QStringLiteral("get"), file}).exitCode, 0);
+    hold.signal(SIGTERM);
+    const ToolResult held = hold.finish();
+    QCOMPARE(held.error, QString());
+    QCOMPARE(held.exitCode, 0);
+}
+
+void tst_ToolHold::dryRunRefusesAPrefixForAFile()
+{
+    ToolDescription description;
+    description.add(QStringLiteral("a"), QStringLiteral("int32"), Metadata::ErrorState, 4);
+
+    const ToolResult result = runTool({QStringLiteral("hold"), QStringLiteral("--dry-run"),
+                                       QStringLiteral("--prefix=p"), description.write()});
+
+    QCOMPARE(result.error,
+             QStringLiteral("tessel: hold: --prefix goes with a folder, a file has its "
+                            "key; see 'tessel hold --help'\n"));
+    QCOMPARE(result.exitCode, 2);
 }
 
 QTEST_GUILESS_MAIN(tst_ToolHold)

@@ -26,9 +26,11 @@ public:
                              QStringLiteral("pumpKey"), 40));
     }
 
-    ToolResult merge(const QString &name = pump) const
+    ToolResult merge(const QString &name = pump, const QStringList &options = {}) const
     {
-        return runTool({QStringLiteral("merge"), filePath(rootFile), filePath(partFile), name});
+        return runTool(
+            QStringList{QStringLiteral("merge"), filePath(rootFile), filePath(partFile), name}
+            + options);
     }
     QString rootFailure(const QString &reason) const
     {
@@ -46,6 +48,9 @@ class tst_ToolMerge : public QObject
 private Q_SLOTS:
     void partIsHungInBehindTheRootsEnd();
     void replacedElementIsNoted();
+    void dryRunWritesNothing();
+    void dryRunRefusesWhatCannotBeMerged();
+    void resultIsPrintedAsJson();
     void partWithoutDisplayPositionIsNoted();
     void helpHasExamples();
     void wrongUse_data();
@@ -269,6 +274,58 @@ void tst_ToolMerge::readOnlyPlaceIsRefused()
     QCOMPARE(result.exitCode, 4);
     QCOMPARE(result.error, directory.rootFailure(QStringLiteral("no permission to write it")));
     QCOMPARE(directory.read(rootFile), before);
+}
+
+void tst_ToolMerge::dryRunWritesNothing()
+{
+    const RootAndPart directory;
+    const FileState before = stateOf(directory.filePath(rootFile));
+
+    const ToolResult result = directory.merge(pump, {QStringLiteral("--dry-run")});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, QStringLiteral("would merge 'pump' at offset 100, 40 bytes\n"));
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(stateOf(directory.filePath(rootFile)) == before);
+
+    const ToolResult replacing = directory.merge(QStringLiteral("tank"),
+                                                 {QStringLiteral("--dry-run")});
+    QCOMPARE(replacing.error,
+             QStringLiteral("tessel: note: %1: 'tank' was there and would be replaced; its bytes "
+                            "stay counted\n")
+                 .arg(directory.filePath(rootFile)));
+    QVERIFY(stateOf(directory.filePath(rootFile)) == before);
+}
+
+void tst_ToolMerge::dryRunRefusesWhatCannotBeMerged()
+{
+    const RootAndPart directory;
+    directory.write(partFile, QByteArrayLiteral(R"({"type": "treenode", "value": {}})"));
+    const FileState before = stateOf(directory.filePath(rootFile));
+
+    const ToolResult result = directory.merge(pump, {QStringLiteral("--dry-run")});
+
+    QVERIFY2(result.error.startsWith(QStringLiteral("tessel: %1: nothing would be merged: ")
+                                         .arg(directory.filePath(rootFile))),
+             qPrintable(result.error));
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 9);
+    QVERIFY(stateOf(directory.filePath(rootFile)) == before);
+}
+
+void tst_ToolMerge::resultIsPrintedAsJson()
+{
+    const RootAndPart directory;
+
+    QCOMPARE(directory.merge(pump, {QStringLiteral("--json"), QStringLiteral("--dry-run")}).output,
+             QStringLiteral("{\"name\": \"pump\", \"offset\": 100, \"size\": 40, \"replaced\": "
+                            "false, \"written\": false}\n"));
+    QCOMPARE(directory.merge(pump, {QStringLiteral("--json")}).output,
+             QStringLiteral("{\"name\": \"pump\", \"offset\": 100, \"size\": 40, \"replaced\": "
+                            "false, \"written\": true}\n"));
+    QCOMPARE(directory.merge(pump, {QStringLiteral("--json")}).output,
+             QStringLiteral("{\"name\": \"pump\", \"offset\": 140, \"size\": 40, \"replaced\": "
+                            "true, \"written\": true}\n"));
 }
 
 QTEST_GUILESS_MAIN(tst_ToolMerge)

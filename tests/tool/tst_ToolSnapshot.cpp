@@ -30,6 +30,7 @@ private Q_SLOTS:
     void standardOutputIsWritten();
     void formerFileIsReplacedWhole();
     void dryRunWritesNothing();
+    void whatWasWrittenIsToldAsJson();
     void whatIsNoFileStaysAsItIs_data();
     void whatIsNoFileStaysAsItIs();
     void missingFolderIsTold();
@@ -167,6 +168,21 @@ void tst_ToolSnapshot::dryRunWritesNothing()
     QVERIFY(!QFile::exists(target()));
 }
 
+void tst_ToolSnapshot::whatWasWrittenIsToldAsJson()
+{
+    const QString json = QStringLiteral("--json");
+    const QString object = QStringLiteral("{\"file\": \"%1\", \"values\": 3, \"written\": %2}\n");
+
+    QCOMPARE(snapshot({}, {json, QStringLiteral("--dry-run")}).output,
+             object.arg(target(), QStringLiteral("false")));
+    QVERIFY(!QFile::exists(target()));
+    const ToolResult result = snapshot({}, {json});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, object.arg(target(), QStringLiteral("true")));
+    QVERIFY(QFile::exists(target()));
+}
+
 void tst_ToolSnapshot::whatIsNoFileStaysAsItIs_data()
 {
     QTest::addColumn<bool>("isFolder");
@@ -256,6 +272,9 @@ void tst_ToolSnapshot::wrongUseIsRefused_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("no file") << QStringList{"-o", "s.json"} << "FILE is missing";
     QTest::newRow("no output") << QStringList{"f.process.json"} << "--output is missing";
+    QTest::newRow("two on standard output")
+        << QStringList{"f.process.json", "-o", "-", "--json"}
+        << "--json and --output - would both go to standard output";
     QTest::newRow("no name") << QStringList{"f.process.json", "-o"} << "Missing value after '-o'";
     QTest::newRow("unknown option") << QStringList{"--outptu=x", "f.process.json"}
                                     << "unknown option '--outptu' (did you mean '--output'?)";

@@ -45,6 +45,7 @@ private Q_SLOTS:
     void publishedRegionEndsItAtOnce();
     void creatorThatComesLaterEndsIt();
     void missingRegionTakesTheWholeTime();
+    void howFarItCameIsToldAsJson();
     void regionThatIsJustBeingMadeIsNotThereYet();
     void regionWithoutASetIsWaitedFor();
     void regionWithoutASetIsSleptOn();
@@ -363,6 +364,29 @@ void tst_ToolWait::folderIsWaitedForAsWell()
     QCOMPARE(hold.finish().exitCode, 0);
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolWait::howFarItCameIsToldAsJson()
+{
+    ToolDescription description;
+    const QString file = oneNumber(description);
+    const QStringList look{QStringLiteral("wait"), QStringLiteral("--timeout=0"),
+                           QStringLiteral("--json"), file};
+    const QString object = QStringLiteral("{\"key\": \"%1\", \"region\": \"%2\"}\n");
+    const LogCapture log;
+
+    const ToolResult missing = runTool(look);
+    QCOMPARE(missing.output, object.arg(description.key(), QStringLiteral("missing")));
+    QCOMPARE(
+        missing.error,
+        QStringLiteral("tessel: %1: no region '%2' within 0 s\n").arg(file, description.key()));
+    QCOMPARE(missing.exitCode, 6);
+
+    const HeldRegion region(file);
+    const ToolResult published = runTool(look);
+    QCOMPARE(published.output, object.arg(description.key(), QStringLiteral("published")));
+    QCOMPARE(published.error, QString());
+    QCOMPARE(published.exitCode, 0);
 }
 
 QTEST_GUILESS_MAIN(tst_ToolWait)

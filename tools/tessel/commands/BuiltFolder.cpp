@@ -5,17 +5,21 @@
 
 #include <QFileInfo>
 
-void buildIfFolder(const CommandLine &line, const QString &command)
+void refusePrefixOfFile(const CommandLine &line, const QString &command)
 {
-    const QString keyPrefix = keyPrefixFrom(line);
-    const QFileInfo file(line.positional(0));
-    if (file.isFile() && line.isSet(QStringLiteral("prefix"))) {
+    if (QFileInfo(line.positional(0)).isFile() && line.isSet(QStringLiteral("prefix"))) {
         throw Failure{ExitCode::WrongUse,
                       QStringLiteral("%1: --prefix goes with a folder, a file has its key; see "
                                      "'tessel %1 --help'")
                           .arg(command)};
     }
-    if (!file.isDir()) {
+}
+
+void buildIfFolder(const CommandLine &line, const QString &command)
+{
+    const QString keyPrefix = keyPrefixFrom(line);
+    refusePrefixOfFile(line, command);
+    if (!QFileInfo(line.positional(0)).isDir()) {
         return;
     }
     const DirectoryBuild build = buildFolder(DescriptionFolder(line.positional(0)), keyPrefix);

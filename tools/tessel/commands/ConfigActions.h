@@ -18,6 +18,7 @@ constexpr auto json = "json";
 constexpr auto csv = "csv";
 constexpr auto import = "import";
 constexpr auto noInput = "no-input";
+constexpr auto dryRun = "dry-run";
 
 inline bool isSet(const CommandLine &line, const char *option)
 {

@@ -20,12 +20,17 @@ struct Action
 QVector<Action> allActions()
 {
     return {{"get", 1, 1, {}, getConfiguration},
-            {"set", 1, 2, {QLatin1String(ConfigOption::noInput)}, setConfiguration},
+            {"set",
+             1,
+             2,
+             {QLatin1String(ConfigOption::noInput), QLatin1String(ConfigOption::dryRun)},
+             setConfiguration},
             {"show", 0, 1, {}, showConfiguration},
             {"table",
              1,
              1,
-             {QLatin1String(ConfigOption::csv), QLatin1String(ConfigOption::import)},
+             {QLatin1String(ConfigOption::csv), QLatin1String(ConfigOption::import),
+              QLatin1String(ConfigOption::dryRun)},
              tableOfConfiguration}};
 }
 
@@ -45,7 +50,8 @@ Action actionNamed(const QString &name)
 void checkOptions(const CommandLine &line, const Action &action)
 {
     const CommandSyntax ownSyntax = syntax();
-    for (const char *option : {ConfigOption::noInput, ConfigOption::csv, ConfigOption::import}) {
+    for (const char *option :
+         {ConfigOption::noInput, ConfigOption::csv, ConfigOption::import, ConfigOption::dryRun}) {
         if (isSet(line, option)
             && !mayTakeOption(ownSyntax, QLatin1String(action.name), QLatin1String(option))) {
             refuseConfigUse(QStringLiteral("%1 does not take --%2")
@@ -78,6 +84,10 @@ void checkCombination(const CommandLine &line, const Action &action)
         && (isSet(line, ConfigOption::json) || isSet(line, ConfigOption::import))) {
         refuseConfigUse(QStringLiteral("--csv goes neither with --json nor with --import"));
     }
+    if (action.run == tableOfConfiguration && isSet(line, ConfigOption::dryRun)
+        && !isSet(line, ConfigOption::import)) {
+        refuseConfigUse(QStringLiteral("table takes --dry-run with --import"));
+    }
 }
 
 ExitCode run(const CommandLine &line)
@@ -109,7 +119,9 @@ QList<QCommandLineOption> options()
             {QLatin1String(ConfigOption::csv), QStringLiteral("table: print CSV.")},
             {QLatin1String(ConfigOption::import),
              QStringLiteral("table: replace the rows by those of a CSV file."),
-             QStringLiteral("FILE")}};
+             QStringLiteral("FILE")},
+            {QLatin1String(ConfigOption::dryRun),
+             QStringLiteral("set, table --import: look everything over, but write nothing.")}};
 }
 
 QString examples()

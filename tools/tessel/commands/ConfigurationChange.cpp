@@ -50,6 +50,32 @@ QString stampJson(const ConfigurationStamp &stamp)
                        {QStringLiteral("lastModified"), jsonString(stamp.lastModified)}});
 }
 
+QVector<QPair<QString, QString>> membersOf(const QString &url, bool isChanged,
+                                           const QStringList &stamps)
+{
+    return {{QStringLiteral("url"), jsonString(url)},
+            {QStringLiteral("changed"), jsonBool(isChanged)},
+            {QStringLiteral("stamped"),
+             QLatin1Char('[') + stamps.join(QStringLiteral(", ")) + QLatin1Char(']')}};
+}
+
+QString trialJson(const QString &url)
+{
+    auto members = membersOf(url, true, {});
+    members.append({QStringLiteral("written"), jsonBool(false)});
+    return jsonObject(members);
+}
+
+void printTrial(const CommandLine &line, const ConfigurationTarget &target, const QString &change,
+                const ConfigurationFile &file)
+{
+    const QString text =
+        isSet(line, ConfigOption::json)
+            ? trialJson(target.url)
+            : change + QStringLiteral("\nnot written to %1").arg(printable(file.entry.filePath()));
+    writeOutput(text + QLatin1Char('\n'));
+}
+
 void printChange(const CommandLine &line, const QString &url, const QString &change,
                  const QList<ConfigurationStamp> &stamps)
 {
@@ -60,11 +86,7 @@ void printChange(const CommandLine &line, const QString &url, const QString &cha
         objects.append(stampJson(stamp));
     }
     if (isSet(line, ConfigOption::json)) {
-        texts = QStringList(jsonObject(
-            {{QStringLiteral("url"), jsonString(url)},
-             {QStringLiteral("changed"), jsonBool(true)},
-             {QStringLiteral("stamped"),
-              QLatin1Char('[') + objects.join(QStringLiteral(", ")) + QLatin1Char(']')}}));
+        texts = QStringList(jsonObject(membersOf(url, true, objects)));
     }
     writeOutput(texts.join(QLatin1Char('\n')) + QLatin1Char('\n'));
 }
@@ -72,9 +94,7 @@ void printChange(const CommandLine &line, const QString &url, const QString &cha
 void printUnchanged(const CommandLine &line, const QString &url)
 {
     const QString text = isSet(line, ConfigOption::json)
-                             ? jsonObject({{QStringLiteral("url"), jsonString(url)},
-                                           {QStringLiteral("changed"), jsonBool(false)},
-                                           {QStringLiteral("stamped"), QStringLiteral("[]")}})
+                             ? jsonObject(membersOf(url, false, {}))
                              : printable(url) + QStringLiteral(": unchanged");
     writeOutput(text + QLatin1Char('\n'));
 }
@@ -98,6 +118,11 @@ void applyChange(const CommandLine &line, const ConfigurationSource &source,
         return;
     }
     const ConfigurationFile &file = source.fileOf(target.leaf);
+    if (isSet(line, ConfigOption::dryRun)) {
+        requireUpdatable(file);
+        printTrial(line, target, printable(change), file);
+        return;
+    }
     const QList<ConfigurationStamp> stamps = updateFile(source, file);
     if (stamps.isEmpty()) {
         writeErrorLine(

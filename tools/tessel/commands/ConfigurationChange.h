@@ -10,7 +10,7 @@
 void checkNotReadOnly(const ConfigurationTarget &target);
 
 /// Sets the value, writes it back to the one file that it stands in, and prints @p change and what
-/// was stamped. Writes nothing, and says so, if the value stands there already; a Failure has the
-/// status in words.
+/// was stamped. Writes nothing, and says so, if the value stands there already, or for a trial; a Failure
+/// has the status in words.
 void applyChange(const CommandLine &line, const ConfigurationSource &source,
                  const ConfigurationTarget &target, const QVariant &value, const QString &change);

@@ -3,6 +3,7 @@
 #include "descriptions/DescriptionFile.h"
 #include "descriptions/FormerTexts.h"
 #include "text/Failure.h"
+#include "text/JsonText.h"
 #include "text/LogCollector.h"
 #include "text/Output.h"
 
@@ -66,35 +67,89 @@ void note(const QString &text)
     writeErrorLine(QStringLiteral("tessel: note: ") + text);
 }
 
-ExitCode run(const CommandLine &line)
+/// What a merge asks for, and what came of it.
+struct Merge
 {
-    const QString rootPath = line.positional(0);
-    const QString partPath = line.positional(1);
-    const QString name = line.positional(2);
-    checkName(name);
-    requireDescriptionFile(rootPath);
-    requireDescriptionFile(partPath);
-    requireWritable(rootPath);
-    const bool isReplaced = hasChild(rootPath, name);
-    hasChild(partPath, name);
-
-    const FormerTexts former({rootPath});
-    LogCollector::takeReasons();
+    QString rootPath;
+    QString partPath;
+    QString name;
+    bool isReplaced = false;
     int size = 0;
     int offset = 0;
-    const bool isMerged = ProcessDataBuilder().buildProcessDataFromFiles(rootPath, partPath, name,
-                                                                         size, offset);
-    requireWritten(former, rootPath, isMerged);
+};
+
+void writeMerge(Merge &merge)
+{
+    const FormerTexts former({merge.rootPath});
+    LogCollector::takeReasons();
+    const bool isMerged = ProcessDataBuilder().buildProcessDataFromFiles(
+        merge.rootPath, merge.partPath, merge.name, merge.size, merge.offset);
+    requireWritten(former, merge.rootPath, isMerged);
+}
+
+/// The same on the trees alone.
+void tryMerge(Merge &merge)
+{
+    const ConfigurationAndProcessDataParser parser;
+    auto root = parser.parseFromFile(merge.rootPath);
+    auto part = parser.parseFromFile(merge.partPath);
+    LogCollector::takeReasons();
+    if (!ProcessDataBuilder().buildProcessData(root, part, merge.name, merge.size, merge.offset)) {
+        refuseMerge(ExitCode::InputOutputFile, merge.rootPath,
+                    QStringLiteral("nothing would be merged"));
+    }
+}
+
+void noteWhatIsOdd(const Merge &merge, bool isDryRun)
+{
     const QString reasons = LogCollector::takeReasons();
     if (!reasons.isEmpty()) {
-        note(QStringLiteral("%1: %2").arg(partPath, reasons));
+        note(QStringLiteral("%1: %2").arg(merge.partPath, reasons));
     }
-    if (isReplaced) {
-        note(QStringLiteral("%1: '%2' was there and is replaced; its bytes stay counted")
-                 .arg(rootPath, name));
+    if (merge.isReplaced) {
+        note(QStringLiteral("%1: '%2' was there and %3; its bytes stay counted")
+                 .arg(merge.rootPath, merge.name,
+                      isDryRun ? QStringLiteral("would be replaced")
+                               : QStringLiteral("is replaced")));
     }
-    writeOutput(QStringLiteral("merged '%1' at offset %2, %3 bytes\n")
-                    .arg(printable(name), QString::number(offset), QString::number(size)));
+}
+
+QString jsonOf(const Merge &merge, bool isDryRun)
+{
+    return jsonObject({{QStringLiteral("name"), jsonString(merge.name)},
+                       {QStringLiteral("offset"), QString::number(merge.offset)},
+                       {QStringLiteral("size"), QString::number(merge.size)},
+                       {QStringLiteral("replaced"), jsonBool(merge.isReplaced)},
+                       {QStringLiteral("written"), jsonBool(!isDryRun)}});
+}
+
+QString textOf(const Merge &merge, bool isDryRun)
+{
+    return QStringLiteral("%1 '%2' at offset %3, %4 bytes")
+        .arg(isDryRun ? QStringLiteral("would merge") : QStringLiteral("merged"),
+             printable(merge.name), QString::number(merge.offset), QString::number(merge.size));
+}
+
+ExitCode run(const CommandLine &line)
+{
+    const bool isDryRun = line.isSet(QStringLiteral("dry-run"));
+    Merge merge{line.positional(0), line.positional(1), line.positional(2)};
+    checkName(merge.name);
+    requireDescriptionFile(merge.rootPath);
+    requireDescriptionFile(merge.partPath);
+    requireWritable(merge.rootPath);
+    merge.isReplaced = hasChild(merge.rootPath, merge.name);
+    hasChild(merge.partPath, merge.name);
+
+    if (isDryRun) {
+        tryMerge(merge);
+    } else {
+        writeMerge(merge);
+    }
+    noteWhatIsOdd(merge, isDryRun);
+    writeOutput(
+        (line.isSet(QStringLiteral("json")) ? jsonOf(merge, isDryRun) : textOf(merge, isDryRun))
+        + QLatin1Char('\n'));
     return ExitCode::Done;
 }
 
@@ -116,6 +171,11 @@ Command mergeCommand()
     syntax.positionals = positionals();
     syntax.leastPositionals = 3;
     syntax.mostPositionals = 3;
-    syntax.examples = QStringLiteral("  tessel merge plant.process.json pump.process.json pump\n");
+    syntax.options = {
+        {QStringLiteral("dry-run"), QStringLiteral("Look everything over, but write nothing.")},
+        {QStringLiteral("json"), QStringLiteral("Print a JSON object.")}};
+    syntax.examples = QStringLiteral(
+        "  tessel merge --dry-run plant.process.json pump.process.json pump   only look\n"
+        "  tessel merge plant.process.json pump.process.json pump\n");
     return {syntax, run};
 }

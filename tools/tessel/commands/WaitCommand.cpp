@@ -2,12 +2,24 @@
 #include "descriptions/DescriptionSource.h"
 #include "live/RegionWait.h"
 #include "text/Failure.h"
+#include "text/JsonText.h"
+#include "text/Output.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int longestTimeout = 24 * 3600;
+
+QString wordOf(RegionProgress progress)
+{
+    switch (progress) {
+    case RegionProgress::Published: return QStringLiteral("published");
+    case RegionProgress::Silent: return QStringLiteral("silent");
+    case RegionProgress::Missing: break;
+    }
+    return QStringLiteral("missing");
+}
 
 ExitCode run(const CommandLine &line)
 {
@@ -16,7 +28,14 @@ ExitCode run(const CommandLine &line)
     description.requireMemory();
     const Clock::time_point deadline = timeout < 0 ? Clock::time_point::max()
                                                    : Clock::now() + std::chrono::seconds(timeout);
-    switch (waitUntilPublished(description, deadline)) {
+    const RegionProgress progress = waitUntilPublished(description, deadline);
+    if (line.isSet(QStringLiteral("json"))) {
+        const QString object = jsonObject(
+            {{QStringLiteral("key"), jsonString(description.key())},
+             {QStringLiteral("region"), jsonString(wordOf(progress))}});
+        writeBesideAnswer(object + QLatin1Char('\n'));
+    }
+    switch (progress) {
     case RegionProgress::Published: return ExitCode::Done;
     case RegionProgress::Silent:
         throw Failure{ExitCode::TimedOut,
@@ -39,9 +58,10 @@ Command waitCommand()
     syntax.positionals = {fileArgument()};
     syntax.leastPositionals = 1;
     syntax.mostPositionals = 1;
-    syntax.options = {{QStringLiteral("timeout"),
-                       QStringLiteral("Give up after so many seconds, 0 to 86400."),
-                       QStringLiteral("S")}};
+    syntax.options = {
+        {QStringLiteral("timeout"), QStringLiteral("Give up after so many seconds, 0 to 86400."),
+         QStringLiteral("S")},
+        {QStringLiteral("json"), QStringLiteral("Print a JSON object: how far the region came.")}};
     syntax.examples = QStringLiteral(
         "  tessel wait plant.process.json                 before a program that attaches\n"
         "  tessel wait --timeout 30 plant.process.json    exit code 6 if it takes longer\n"

@@ -194,12 +194,17 @@ QList<ConfigurationStamp> stampsOf(const ConfigurationFile &file)
 
 } // namespace
 
-QList<ConfigurationStamp> updateFile(const ConfigurationSource &source,
-                                     const ConfigurationFile &file)
+void requireUpdatable(const ConfigurationFile &file)
 {
     LogCollector::takeReasons();
     checkWritable(file);
     checkKeepsValues(file);
+}
+
+QList<ConfigurationStamp> updateFile(const ConfigurationSource &source,
+                                     const ConfigurationFile &file)
+{
+    requireUpdatable(file);
     FormerFile former(file.entry);
     ConfigurationModificationHandler::getInstance().clearModifiedInstances();
     // Given the one file, and not its directory, the walk stamps and writes nothing else.

@@ -13,6 +13,9 @@ struct ConfigurationStamp
     QString lastModified;
 };
 
+/// Refuses, by a Failure, a file that updateFile() would not begin to write.
+void requireUpdatable(const ConfigurationFile &file);
+
 /// Stamps the tree of one file and writes it back; no other file of the configuration is touched.
 /// Empty if the file has no place for a stamp.
 ///

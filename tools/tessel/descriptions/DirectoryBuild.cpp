@@ -179,6 +179,8 @@ DirectoryBuild planFolder(const DescriptionFolder &folder, const QString &keyPre
     }
     plan.isDoubleBuffered =
         records.first().root->getProperty(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();
+    plan.isKeyNew = records.first().root->getProperty(Definitions::getStrKeyProcessDataMemory())
+                    != plan.key;
     const int settled = settle(builder, records, plan.bufferSize, plan.key);
     for (int i = 0; i < settled; ++i) {
         if (records[i].modified) {
@@ -210,6 +212,7 @@ DirectoryBuild buildFolder(const DescriptionFolder &folder, const QString &keyPr
     build.failure = restored.isEmpty() ? remainingTrouble(folder, build, isBuilt, reasons)
                                        : failure(folder, ExitCode::InputOutputFile,
                                                  withReasons(restored, reasons));
+    build.isKeyNew = false;
     build.rewritten.clear();
     for (const auto &file : rewritten) {
         if (!restoration.restored.contains(file) && !restoration.lost.contains(file)) {

@@ -14,6 +14,8 @@ struct DirectoryBuild
     int bufferSize = 0;
     bool isDoubleBuffered = false;
     QString key;
+    /// Of a plan: whether the build itself would make another one, which nobody knows yet.
+    bool isKeyNew = false;
     /// Why the folder is not what a build makes of it; the files may have been rewritten in part.
     std::optional<Failure> failure;
 };
