@@ -4,6 +4,7 @@
 #include "text/Failure.h"
 #include "text/LogCollector.h"
 #include "text/Output.h"
+#include "text/StandardDescriptors.h"
 #include "text/Suggestion.h"
 
 #include <QCoreApplication>
@@ -150,6 +151,7 @@ QString keyPrefixFrom(const CommandLine &line)
 
 int main(int argc, char *argv[])
 {
+    fillStandardDescriptors();
     const QCoreApplication application(argc, argv);
     // File names and texts are UTF-8 also where a bare machine has no locale set.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
