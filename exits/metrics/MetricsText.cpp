@@ -114,12 +114,14 @@ void writeRegion(Writer &writer, const RegionFollower &region)
     writer.family("tessel_region_up", "", "gauge",
                   "1 while the region is there and its creator lives, else 0.");
     writer.line(labels, region.isUp() ? "1" : "0");
-    if (const auto count = region.swapCount()) {
+    // With the values of a set stand the count and the time of the same set.
+    const bool hasSet = !region.set().isEmpty();
+    if (const auto count = hasSet ? region.setCount() : region.swapCount()) {
         writer.family("tessel_region_swaps", "_total", "counter",
                       "Sets that were published into the region since it was made.");
         writer.line(labels, QByteArray::number(*count));
     }
-    if (const auto time = region.lastSwap()) {
+    if (const auto time = hasSet ? region.setTime() : region.lastSwap()) {
         constexpr double millisecondsPerSecond = 1000;
         writer.family("tessel_region_last_swap_timestamp_seconds", "", "gauge",
                       "When the last set was published, in seconds since 1970.");

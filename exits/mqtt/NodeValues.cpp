@@ -163,8 +163,8 @@ Payload NodeValues::newsOf(const QString &device, qint64 now, QVector<int> &told
 
 quint64 NodeValues::timeOfSet() const
 {
-    const auto swap = m_follower.lastSwap();
-    return quint64(swap ? swap->toMSecsSinceEpoch() : QDateTime::currentMSecsSinceEpoch());
+    const auto &time = m_follower.setTime();
+    return quint64(time ? time->toMSecsSinceEpoch() : QDateTime::currentMSecsSinceEpoch());
 }
 
 void NodeValues::warnOfNames() const

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 namespace {
 
@@ -15,6 +17,15 @@ constexpr int usualInterval = 500;
 constexpr int longestInterval = 8000;
 /// From one look after an attached region to the next.
 constexpr int careInterval = 1000;
+
+/// From one look at a single buffer to the next, unless somebody wants them more rarely.
+constexpr int pollInterval = 100;
+/// Looks at a lock that is held, a millisecond apart. Who is at work inside leaves sooner.
+constexpr int mostLooksAtLock = 50;
+/// Who holds the lock for so long was stopped, and is worth a line.
+constexpr int longestHold = 1000;
+/// Until a set was looked at without another one in between.
+constexpr int mostTakes = 11;
 
 /// Of somebody else than a creator that has died: less would have it come and go at each set.
 constexpr int longestSilence = 60000;
@@ -35,9 +46,12 @@ RegionFollower::RegionFollower(const QString &path, int leastInterval, QObject *
     , m_stamp(DescriptionTree::stampOf(path))
     , m_tree(DescriptionTree::read(path))
     , m_timer(this)
+    , m_poll(this)
 {
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &RegionFollower::look);
+    m_poll.setInterval(leastInterval > 0 ? leastInterval : pollInterval);
+    connect(&m_poll, &QTimer::timeout, this, &RegionFollower::handlePublished);
     look();
 }
 
@@ -60,7 +74,78 @@ QStringList RegionFollower::devices() const
 bool RegionFollower::takeSet()
 {
     m_set = {};
-    return isUp() && m_set.take(*m_manager);
+    m_setTime.reset();
+    return isUp() && (m_tree.isDoubleBuffered || isLockFree(Access::Reading)) && takeSetWithTime();
+}
+
+/// Count and time are no part of the copy: they belong to it if no other set came until they were read.
+bool RegionFollower::takeSetWithTime()
+{
+    for (int i = 0; i < mostTakes; ++i) {
+        if (!m_set.take(*m_manager)) {
+            return false;
+        }
+        const auto time = m_region->getLastSwap();
+        const auto count = m_region->getSwapCount();
+        if (!count || *count == m_set.getGeneration()) {
+            m_setTime = count ? time : std::nullopt;
+            break;
+        }
+    }
+    return true;
+}
+
+std::optional<quint64> RegionFollower::setCount() const
+{
+    return m_tree.isDoubleBuffered && !m_set.isEmpty() ? std::make_optional(m_set.getGeneration())
+                                                       : std::nullopt;
+}
+
+bool RegionFollower::isLockFree(Access access)
+{
+    const auto isFreeNow = [&] {
+        const RegionLock lock = m_region->getLock();
+        return lock.state != RegionLock::State::Held
+               && (access == Access::Reading || lock.readers == 0);
+    };
+    bool isFree = isFreeNow();
+    // Once it was too long nobody is waited for, however often somebody asks.
+    const int most = m_sinceLockHeld.isValid() ? 1 : mostLooksAtLock;
+    for (int looks = 1; !isFree && looks < most; ++looks) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        isFree = isFreeNow();
+    }
+    noteLock(isFree);
+    return isFree;
+}
+
+void RegionFollower::noteLock(bool isFree)
+{
+    if (isFree) {
+        m_sinceLockHeld.invalidate();
+        if (m_isLockTold) {
+            ServiceLog::notice(
+                QStringLiteral("the lock of region '%1' is free again").arg(m_tree.key));
+        }
+        m_isLockTold = false;
+        return;
+    }
+    if (!m_sinceLockHeld.isValid()) {
+        m_sinceLockHeld.start();
+    } else if (!m_isLockTold && m_sinceLockHeld.hasExpired(longestHold)) {
+        m_isLockTold = true;
+        ServiceLog::warning(lockProblem());
+    }
+}
+
+QString RegionFollower::lockProblem() const
+{
+    const std::optional<qint64> holder = m_region->getLock().holder;
+    return QStringLiteral(
+               "%1 holds the lock of region '%2' and does not leave it; have it go on, or end it: "
+               "'tessel doctor' looks at the region")
+        .arg(holder ? QStringLiteral("process %1").arg(*holder) : QStringLiteral("another process"),
+             m_tree.key);
 }
 
 ProcessValue RegionFollower::value(int leaf) const
@@ -110,9 +195,14 @@ void RegionFollower::lookForRegion()
         return;
     }
     const RegionInspection look(m_tree.key);
-    if (isMissing(look) || !isPublished(look)) {
+    if (isMissing(look)) {
         m_failures = 0;
         tellMissing();
+        return;
+    }
+    if (!isPublished(look)) {
+        m_failures = 0;
+        tellAbsence(unpublishedText());
         return;
     }
     // Of the region that is compared here it is told later whether its name leads to it still.
@@ -142,6 +232,19 @@ bool RegionFollower::isPublished(const RegionInspection &region) const
     }
     // Without a management block it is being made, or is another description's.
     return region.getSize() != m_tree.regionSize;
+}
+
+QString RegionFollower::unpublishedText() const
+{
+    return m_tree.isDoubleBuffered
+               ? QStringLiteral(
+                     "region '%1' is there, but holds no set that could be read by %2: its "
+                     "creator is about to make it, or has another description")
+                     .arg(m_tree.key, m_path)
+               : QStringLiteral(
+                     "region '%1' is there, but its semaphores are not, or are not for this "
+                     "user: its creator is about to make them, or has to be started again")
+                     .arg(m_tree.key);
 }
 
 QString RegionFollower::problemOfRegion(const RegionInspection &region) const
@@ -233,6 +336,7 @@ void RegionFollower::checkSlots()
 void RegionFollower::watch()
 {
     if (!m_tree.isDoubleBuffered) {
+        m_poll.start();
         return;
     }
     m_notifier = new ProcessDataNotifier(*m_manager, this);
@@ -272,9 +376,6 @@ void RegionFollower::lookAfterRegion()
         return;
     }
     lookAfterCreator();
-    if (!m_tree.isDoubleBuffered && isUp()) {
-        Q_EMIT setPublished();
-    }
 }
 
 void RegionFollower::lookAfterCreator()
@@ -300,6 +401,7 @@ void RegionFollower::markOrphan(bool isOrphaned)
     m_isOrphaned = isOrphaned;
     if (isOrphaned) {
         m_set = {};
+        m_setTime.reset();
         tellAbsence(QStringLiteral("the creator of region '%1' has died; waiting for a new one")
                         .arg(m_tree.key));
     } else {
@@ -318,7 +420,11 @@ void RegionFollower::detach(const QString &why)
         delete m_notifier;
         m_notifier = nullptr;
     }
+    m_poll.stop();
+    m_sinceLockHeld.invalidate();
+    m_isLockTold = false;
     m_set = {};
+    m_setTime.reset();
     for (auto &leaf : m_tree.leaves) {
         leaf.element.reset();
     }
@@ -349,5 +455,6 @@ void RegionFollower::tellAbsence(const QString &why)
     if (why != m_absence) {
         m_absence = why;
         ServiceLog::warning(why);
+        Q_EMIT absenceChanged();
     }
 }

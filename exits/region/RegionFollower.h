@@ -53,17 +53,31 @@ public:
     /// for whoever tells others how things stand now.
     void lookNow();
     /// Copies the newest set. False if the region is away or no consistent set was to be had, with the
-    /// reason in the log; there is no set then.
+    /// reason in the log; there is no set then. Of a single buffer it needs the lock: see isLockFree().
     bool takeSet();
     /// Without a set, or of a leaf that has no usable slot, NO_VALID_INPUT_VALUE.
     ProcessValue value(int leaf) const;
     /// The last set that was taken, to be compared with others; decoding needs the region to be up.
     const ProcessDataSnapshot &set() const { return m_set; }
 
+    /// How often the region was swapped when that set was published; none without one, and of a single buffer.
+    std::optional<quint64> setCount() const;
+    /// When it was published; none as well where sets come faster than they can be looked at.
+    const std::optional<QDateTime> &setTime() const { return m_setTime; }
+
     /// How often the region was swapped; none while it is away, and of a single buffer.
     std::optional<quint64> swapCount() const;
     /// When that was done last.
     std::optional<QDateTime> lastSwap() const;
+
+    /// What the lock of the region is wanted for. Of a double buffer readers need none.
+    enum class Access { Reading, Writing };
+    /// Whether nobody is inside the lock who would make this thread wait, as somebody who was stopped there
+    /// would, for seconds each time. Gives one that is at work some milliseconds to leave. The region has to
+    /// be attached.
+    bool isLockFree(RegionFollower::Access access);
+    /// Who is inside and does not leave, for a person.
+    QString lockProblem() const;
 
     /// For writing; null while the region is away, and gone with it.
     ProcessDataManager *manager() const { return m_manager.get(); }
@@ -71,7 +85,10 @@ public:
 Q_SIGNALS:
     /// isUp() has another answer than before.
     void upChanged(bool isUp);
-    /// There is a newer set. Of a single buffer, which tells nobody, every second.
+    /// absence() is another one, and not empty.
+    void absenceChanged();
+    /// There is a newer set. Of a single buffer, which tells nobody, there may be one: once in each least
+    /// interval, or ten times a second.
     void setPublished();
     /// leaves() are others: the description was read anew. Whoever keeps leaves takes them again.
     void leavesChanged();
@@ -84,10 +101,13 @@ private:
     /// Empty if the region is there and can be attached to.
     QString problemOfRegion(const RegionInspection &region) const;
     bool isPublished(const RegionInspection &region) const;
+    QString unpublishedText() const;
     bool readAgain();
     void attach();
     void checkSlots();
     void watch();
+    bool takeSetWithTime();
+    void noteLock(bool isFree);
     void detach(const QString &why);
     void markOrphan(bool isOrphaned);
     void tellAbsence(const QString &why);
@@ -102,12 +122,16 @@ private:
     QString m_absence;
     bool m_isMissingTold = false;
     QTimer m_timer;
+    QTimer m_poll; ///< of a single buffer
     int m_failures = 0;
     bool m_isOrphaned = false;
     bool m_hasOtherPublisher = false; ///< than its creator, who has died
     QElapsedTimer m_sinceCountChanged;
     quint64 m_countAtLook = 0;
+    QElapsedTimer m_sinceLockHeld; ///< by somebody who did not leave; invalid while nobody is
+    bool m_isLockTold = false;
     ProcessDataSnapshot m_set;
+    std::optional<QDateTime> m_setTime;
     // Destroyed from the last to the first.
     std::optional<RegionInspection> m_region;
     std::unique_ptr<ProcessDataManager> m_manager;

@@ -24,9 +24,14 @@ SetWriting SetWriting::publish(RegionFollower &region, const QVector<LeafWrite> 
         writing.problem = region.absence();
         return writing;
     }
-    ProcessDataWriteGuard guard(*region.manager());
+    if (!region.isLockFree(RegionFollower::Access::Writing)) {
+        writing.problem = region.lockProblem();
+        return writing;
+    }
+    const ProcessDataWriteGuard guard(*region.manager());
     if (!guard.isLocked()) {
-        writing.problem = QStringLiteral("no lock on the region was to be had");
+        writing.problem =
+            QStringLiteral("no lock on the region was to be had: %1").arg(reasons.text());
         return writing;
     }
     for (const auto &write : writes) {
@@ -43,8 +48,11 @@ SetWriting SetWriting::publish(RegionFollower &region, const QVector<LeafWrite> 
             return writing;
         }
     }
-    if (!guard.publish()) {
+    // Inside the lock: between its end and a swap somebody else could come, be in the way of this swap and
+    // publish with his own what is said here to be unpublished.
+    if (!region.manager()->swapReadAndWriteBuffer()) {
         writing.problem = QStringLiteral("the set was not published: %1").arg(reasons.text());
+        takeBack(region, writes, writing, writes.size());
     }
     return writing;
 }

@@ -17,6 +17,8 @@ private Q_SLOTS:
     void newCreatorAfterAKilledOneIsFollowed();
     void orphanThatIsPublishedIntoIsUp();
     void otherLayoutIsSaidUntilItFits();
+    void regionWithoutASetIsNoMissingOne_data();
+    void regionWithoutASetIsNoMissingOne();
     void changedDescriptionIsReadAnew();
     void brokenDescriptionIsSaidAndSurvived();
 };
@@ -160,6 +162,46 @@ void tst_RegionReturn::otherLayoutIsSaidUntilItFits()
              qPrintable(follower.absence()));
     region.reset();
     region = std::make_unique<HeldRegion>(plant.file);
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+}
+
+void tst_RegionReturn::regionWithoutASetIsNoMissingOne_data()
+{
+    QTest::addColumn<bool>("isDoubleBuffered");
+    QTest::addColumn<QString>("absence");
+    QTest::newRow("double buffer")
+        << true
+        << QStringLiteral("region '%1' is there, but holds no set that could be read by %2: its "
+                          "creator is about to make it, or has another description");
+    QTest::newRow("single buffer")
+        << false
+        << QStringLiteral("region '%1' is there, but its semaphores are not, or are not for this "
+                          "user: its creator is about to make them, or has to be started again");
+}
+
+void tst_RegionReturn::regionWithoutASetIsNoMissingOne()
+{
+    QFETCH(const bool, isDoubleBuffered);
+    QFETCH(const QString, absence);
+    FollowedPlant plant;
+    plant.description().setRoot(QStringLiteral("doubleBuffer"), isDoubleBuffered);
+    const QString file = plant.description().write();
+    // Of the size that the description asks for, but with nothing of a region in it.
+    const SegmentFile segment(plant.key() + QStringLiteral("SharedMemory"));
+    QVERIFY(segment.makeSparse(DescriptionTree::read(file).regionSize));
+
+    RegionFollower follower(file);
+
+    QVERIFY(!follower.isUp());
+    QCOMPARE(follower.absence(),
+             isDoubleBuffered ? absence.arg(plant.key(), file) : absence.arg(plant.key()));
+    QVERIFY(segment.remove());
+    QTRY_COMPARE_WITH_TIMEOUT(follower.absence(),
+                              QStringLiteral("no region '%1' is there; waiting for the process "
+                                             "that creates it")
+                                  .arg(plant.key()),
+                              longestWait);
+    const HeldRegion region(file);
     QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
 }
 
