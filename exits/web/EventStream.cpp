@@ -5,10 +5,14 @@
 
 QByteArray EventStream::next()
 {
-    QByteArray text = m_isGreeted ? newsOfRegion() : hello();
-    text += newsOfValues();
+    const std::shared_ptr<LiveFeed> feed = m_feed.lock();
+    if (!feed) {
+        return {};
+    }
+    QByteArray text = m_isGreeted ? newsOfRegion(*feed) : hello(*feed);
+    text += newsOfValues(*feed);
     if (text.isEmpty() && m_sinceTold.hasExpired(sm_quietTime)) {
-        text = signOfLife();
+        text = signOfLife(*feed);
     }
     if (!text.isEmpty()) {
         m_sinceTold.start();
@@ -16,53 +20,56 @@ QByteArray EventStream::next()
     return text;
 }
 
-QByteArray EventStream::hello()
+QByteArray EventStream::hello(const LiveFeed &feed)
 {
     m_isGreeted = true;
-    m_isUp = m_feed->isUp();
-    m_spell = m_feed->spell();
+    m_isUp = feed.isUp();
+    m_spell = feed.spell();
     const QByteArray text = EventText::event(
-        "hello", JsonText::object({{"fingerprint", '"' + m_feed->fingerprint() + '"'},
+        "hello", JsonText::object({{"fingerprint", '"' + feed.fingerprint() + '"'},
                                    {"up", JsonText::boolean(m_isUp)}}));
-    return m_isUp
-               ? text
-               : text
-                     + EventText::event(
-                         "gone", JsonText::object({{"reason", JsonText::text(m_feed->absence())}}));
+    return m_isUp ? text : text + gone(feed);
 }
 
-QByteArray EventStream::newsOfRegion()
+QByteArray EventStream::newsOfRegion(const LiveFeed &feed)
 {
     QByteArray text;
     // It may have gone and come while nobody read.
-    if (m_isUp && (!m_feed->isUp() || m_feed->spell() != m_spell)) {
-        m_isUp = false;
-        text += EventText::event("gone",
-                                 JsonText::object({{"reason", JsonText::text(m_feed->absence())}}));
+    const bool hasGone = m_isUp && (!feed.isUp() || feed.spell() != m_spell);
+    const bool hasOtherReason = !m_isUp && !feed.isUp() && feed.absence() != m_reason;
+    if (hasGone || hasOtherReason) {
+        text += gone(feed);
     }
-    if (!m_isUp && m_feed->isUp()) {
+    if (!m_isUp && feed.isUp()) {
         m_isUp = true;
-        m_spell = m_feed->spell();
+        m_spell = feed.spell();
         m_told = 0;
         text += EventText::event(
-            "back", JsonText::object({{"fingerprint", '"' + m_feed->fingerprint() + '"'}}));
+            "back", JsonText::object({{"fingerprint", '"' + feed.fingerprint() + '"'}}));
     }
     return text;
 }
 
-QByteArray EventStream::newsOfValues()
+QByteArray EventStream::newsOfValues(LiveFeed &feed)
 {
-    const quint64 newest = m_isUp ? m_feed->newest() : 0;
+    const quint64 newest = m_isUp ? feed.newest() : 0;
     if (newest == 0 || newest == m_told) {
         return {};
     }
-    const QByteArray text = EventText::event("set", m_feed->setSince(m_told));
+    const QByteArray text = EventText::event("set", feed.setSince(m_told));
     m_told = newest;
     return text;
 }
 
-QByteArray EventStream::signOfLife() const
+QByteArray EventStream::gone(const LiveFeed &feed)
 {
-    const QByteArray age = m_isUp ? m_feed->ageJson() : "null";
+    m_isUp = false;
+    m_reason = feed.absence();
+    return EventText::event("gone", JsonText::object({{"reason", JsonText::text(m_reason)}}));
+}
+
+QByteArray EventStream::signOfLife(const LiveFeed &feed) const
+{
+    const QByteArray age = m_isUp ? feed.ageJson() : "null";
     return EventText::comment() + EventText::event("age", JsonText::object({{"age", age}}));
 }

@@ -57,6 +57,10 @@ LiveFeed::LiveFeed(std::shared_ptr<RegionFollower> follower)
 {
     connect(m_follower.get(), &RegionFollower::leavesChanged, this, &LiveFeed::takeLeaves);
     connect(m_follower.get(), &RegionFollower::upChanged, this, &LiveFeed::handleUp);
+    connect(m_follower.get(), &RegionFollower::absenceChanged, this, [this] {
+        m_absence = m_follower->absence();
+        Q_EMIT newsToTell();
+    });
     connect(m_follower.get(), &RegionFollower::setPublished, this, [this] {
         m_isPublished = true;
         Q_EMIT newsToTell();
@@ -83,8 +87,6 @@ void LiveFeed::handleUp(bool isUp)
         m_isPublished = true;
         m_firstOfSpell = m_number + 1;
         m_former = {};
-    } else {
-        m_absence = m_follower->absence();
     }
     Q_EMIT newsToTell();
 }
@@ -98,26 +100,19 @@ quint64 LiveFeed::newest()
         m_isPublished = false;
         // The signal of a set may come behind somebody who took it already.
         const bool isFirst = m_number < m_firstOfSpell;
-        const bool isOther = m_follower->set().getGeneration() != m_generationOfRows;
+        const bool isOther = m_follower->setCount() != m_count;
         if (takeRows(m_number + 1) || isFirst || isOther) {
             ++m_number;
-            m_generationOfRows = m_follower->set().getGeneration();
         }
+        m_count = m_follower->setCount();
+        m_time = m_follower->setTime();
     }
     return m_number < m_firstOfSpell ? 0 : m_number;
 }
 
 bool LiveFeed::takeSet()
 {
-    if (!m_follower->takeSet()) {
-        return false;
-    }
-    m_time = m_follower->lastSwap();
-    m_generation.reset();
-    if (m_time) {
-        m_generation = m_follower->set().getGeneration();
-    }
-    return true;
+    return m_follower->takeSet();
 }
 
 bool LiveFeed::takeRows(quint64 number)
@@ -142,19 +137,23 @@ bool LiveFeed::takeRows(quint64 number)
 
 QByteArray LiveFeed::setSince(quint64 told)
 {
-    const bool isFull = told < m_firstOfSpell;
+    return JsonText::object({{"swaps", countJson(m_count)},
+                             {"time", timeJson(m_time)},
+                             {"age", ageJson()},
+                             {"full", JsonText::boolean(isWhole(told))},
+                             {"values", rowsSince(told)}});
+}
+
+const QByteArray &LiveFeed::rowsSince(quint64 told)
+{
     if (m_text.isEmpty() || m_sinceOfText != told || m_numberOfText != m_number) {
         QVector<QByteArray> rows;
         for (std::size_t i = 0; i < m_rows.size(); ++i) {
-            if (isFull || m_changedWith[i] > told) {
+            if (isWhole(told) || m_changedWith[i] > told) {
                 rows.append(m_rows[i]);
             }
         }
-        m_text = JsonText::object({{"swaps", countJson(m_generation)},
-                                   {"time", timeJson(m_time)},
-                                   {"age", ageJson()},
-                                   {"full", JsonText::boolean(isFull)},
-                                   {"values", JsonText::array(rows)}});
+        m_text = JsonText::array(rows);
         m_sinceOfText = told;
         m_numberOfText = m_number;
     }
@@ -178,8 +177,8 @@ QByteArray LiveFeed::valuesJson() const
                    + objectOf(m_follower->leaves()[i], m_follower->value(i));
     }
     return JsonText::object({{"region", JsonText::text(m_follower->key())},
-                             {"swaps", countJson(m_generation)},
-                             {"time", timeJson(m_time)},
+                             {"swaps", countJson(m_follower->setCount())},
+                             {"time", timeJson(m_follower->setTime())},
                              {"values", '[' + objects + "\n]"}})
            + '\n';
 }

@@ -25,7 +25,7 @@ public:
     bool isUp() const { return m_follower->isUp(); }
     /// Counts how often the region came; between two answers that differ it was away.
     quint64 spell() const { return m_spell; }
-    /// Why the region is away, or was the last time.
+    /// Why the region is away, or was last.
     const QString &absence() const { return m_absence; }
     /// Of the leaves as they are described; another description has another one.
     const QByteArray &fingerprint() const { return m_fingerprint; }
@@ -38,7 +38,9 @@ public:
     /// The data of an event `set` with what has changed since the set @p told, or with everything if that is
     /// 0. newest() has to have given a number.
     QByteArray setSince(quint64 told);
-    /// Seconds since that set was published, as JSON; null without one.
+    /// The rows of it alone, a JSON array that all streams share which ask for the same.
+    const QByteArray &rowsSince(quint64 told);
+    /// Seconds since that set was published until now, as JSON; null without one.
     QByteArray ageJson() const;
     /// Has one consistent set for whoever asks once; false if there is none.
     bool takeSet();
@@ -50,6 +52,8 @@ Q_SIGNALS:
     void newsToTell();
 
 private:
+    /// Whether everything is told to whoever was told the set @p told.
+    bool isWhole(quint64 told) const { return told < m_firstOfSpell; }
     void takeLeaves();
     void handleUp(bool isUp);
     /// Whether any has changed; those count as changed with @p number.
@@ -64,12 +68,12 @@ private:
     bool m_isPublished = true; ///< something that was not taken yet
     quint64 m_number = 0;      ///< of the set that was taken last
     quint64 m_firstOfSpell = 1;
-    quint64 m_generationOfRows = 0;
     ProcessDataSnapshot m_former;
-    std::vector<QByteArray> m_rows;      ///< by leaf, as events have them
-    std::vector<quint64> m_changedWith;  ///< by leaf
-    std::optional<QDateTime> m_time;     ///< of the set that was taken last
-    std::optional<quint64> m_generation; ///< of it
+    std::vector<QByteArray> m_rows;     ///< by leaf, as events have them
+    std::vector<quint64> m_changedWith; ///< by leaf
+    // Of the set that the rows are of; the follower may have taken another one since, for somebody else.
+    std::optional<QDateTime> m_time;
+    std::optional<quint64> m_count;
     // Streams that keep up all ask for the same.
     quint64 m_sinceOfText = 0;
     quint64 m_numberOfText = 0;

@@ -2,6 +2,7 @@
 
 import contextlib
 import ctypes
+import hashlib
 import http.client
 import json
 import os
@@ -47,7 +48,7 @@ class Plant:
 
     _count = 0
 
-    def __init__(self, leaves):
+    def __init__(self, leaves, double_buffer=True):
         """`leaves`: URL of two pieces to its properties; each has an error state."""
         Plant._count += 1
         self.key = f"tesselExit{os.getpid()}x{Plant._count}"
@@ -72,7 +73,7 @@ class Plant:
             "type": "treenode",
             "value": nodes,
             "keyProcessDataMemory": self.key,
-            "doubleBuffer": True,
+            "doubleBuffer": double_buffer,
             "sizeOfSharedMemory": offset,
         }
         self.file.write_text(json.dumps(root), encoding="utf-8")
@@ -108,6 +109,29 @@ class Creator:
             self._process.send_signal(number)
             self._process.wait(timeout=LONGEST)
         self._process.stdout.close()
+
+
+class LockHolder:
+    """Inside the lock of a region, as a process that was stopped while it wrote."""
+
+    def __init__(self, plant):
+        self._libc = ctypes.CDLL(None, use_errno=True)
+        digest = hashlib.sha256(f"{plant.key}Semaphore".encode()).digest()
+        self._set = self._libc.semget(ctypes.c_int32(int.from_bytes(digest[:4], "big")), 0, 0)
+        assert self._set >= 0, os.strerror(ctypes.get_errno())
+        self._change(0, 1)
+
+    def _change(self, *operations):
+        """Each of the write lock, one after the other, given back by the kernel should the test die."""
+        write_lock, undo = 0, 0x1000
+        words = [word for change in operations for word in (write_lock, change, undo)]
+        array = (ctypes.c_short * len(words))(*words)
+        assert self._libc.semop(self._set, array, len(operations)) == 0, os.strerror(ctypes.get_errno())
+
+    def close(self):
+        if self._set >= 0:
+            self._change(-1)
+            self._set = -1
 
 
 class Service:

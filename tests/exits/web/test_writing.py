@@ -1,10 +1,12 @@
 """POST /api/values: what is written, what is refused, and by whom it may be asked for."""
 
 import json
+import os
 import socket
+import time
 import unittest
 
-from web import LONGEST, TOKEN, Creator, WebTest, tool
+from web import LEAVES, LONGEST, TOKEN, Creator, LockHolder, Plant, Service, WebTest, tool, wait_until
 
 
 class Writing(WebTest):
@@ -216,6 +218,62 @@ class Writing(WebTest):
 
     def test_description_tells_whether_writing_is_set_up(self):
         self.assertIs(self.json(self.service, "/api/description")["writing"], True)
+
+
+class StoppedWriter(WebTest):
+    """Somebody was stopped inside the lock of the region."""
+
+    # What a lock waits for at most, which nobody may have waited here.
+    LOCK_BOUND = 5
+
+    def assert_nobody_waits(self, plant, reads):
+        """`reads`: whether a set is to be had all the same."""
+        self.closed(Creator(plant))
+        service = self.closed(
+            Service("--listen", "127.0.0.1:0", "--token-file", self.token_file(), str(plant.file))
+        )
+        stream = self.stream(service)
+        stream.until("set")
+        holder = self.closed(LockHolder(plant))
+        begin = time.monotonic()
+
+        status, error = self.error_of(self.write(service, {"pump/speed": 1}))
+
+        self.assertEqual((status, error["where"]), (503, plant.key))
+        self.assertEqual(
+            error["what"],
+            f"process {os.getpid()} holds the lock of region '{plant.key}' and does not leave it; have it go on, or "
+            "end it: 'tessel doctor' looks at the region",
+        )
+        self.assertEqual(service.ask("/api/values")[0], 200 if reads else 503)
+        self.assertLess(time.monotonic() - begin, self.LOCK_BOUND)
+        holder.close()
+        self.assertEqual(self.write(service, {"pump/speed": 2})[0], 200)
+        self.assertEqual(self.json(service, "/api/values")["values"][0]["value"], 2)
+        self.assertEqual(stream.until("set")["values"], [[0, 2, 0]])
+        self.closed(LockHolder(plant))
+        code, seconds = service.end()
+        self.assertEqual(code, 0)
+        self.assertLess(seconds, self.LOCK_BOUND)
+
+    def test_double_buffer_is_read_and_not_written(self):
+        self.assert_nobody_waits(self.plant, True)
+
+    def test_single_buffer_is_neither_read_nor_written(self):
+        self.assert_nobody_waits(self.closed(Plant(LEAVES, double_buffer=False)), False)
+
+    def test_log_names_who_does_not_leave(self):
+        plant = self.closed(Plant(LEAVES, double_buffer=False))
+        self.closed(Creator(plant))
+        service = self.closed(Service("--listen", "127.0.0.1:0", str(plant.file)))
+        self.stream(service).until("set")
+        holder = self.closed(LockHolder(plant))
+        told = f"tessel-web: warning: process {os.getpid()} holds the lock of region '{plant.key}'"
+
+        wait_until(lambda: told in service.log(), "the lock is told of")
+        holder.close()
+        wait_until(lambda: f"the lock of region '{plant.key}' is free again" in service.log(), "and its end")
+        self.assertEqual(service.log().count(told), 1)
 
 
 if __name__ == "__main__":

@@ -27,6 +27,16 @@ QJsonObject dataOf(const QByteArray &text, const QByteArray &name)
     return QJsonDocument::fromJson(text.mid(begin, text.indexOf('\n', begin) - begin)).object();
 }
 
+double ageOf(const QByteArray &text)
+{
+    return dataOf(text, "set").value(QStringLiteral("age")).toDouble(-1);
+}
+
+QString reasonOf(const QByteArray &text)
+{
+    return dataOf(text, "gone").value(QStringLiteral("reason")).toString();
+}
+
 QByteArray valuesOf(const QByteArray &text)
 {
     return QJsonDocument(dataOf(text, "set").value(QStringLiteral("values")).toArray())
@@ -45,7 +55,12 @@ private Q_SLOTS:
     void firstSetIsWholeAndLaterOnesAreChanges();
     void streamThatDoesNotReadGetsTheNewestOnce();
     void streamsThatKeepUpShareOneText();
+    void laterStreamIsToldTheAgeOfNow();
+    void countAndTimeAreThoseOfTheValues();
     void regionThatCameBackMeanwhileIsTold();
+    void reasonOfAnAbsenceIsTheOneOfNow();
+    void singleBufferIsToldOfAtTheRate();
+    void feedThatWasReplacedIsLetGo();
     void withoutNewsThereIsNothing();
 
 private:
@@ -116,10 +131,131 @@ void tst_EventStream::streamsThatKeepUpShareOneText()
     const quint64 first = feed.newest();
     QVERIFY(first > 0);
 
-    const QByteArray text = feed.setSince(0);
+    const QByteArray rows = feed.rowsSince(0);
 
-    QVERIFY(feed.setSince(0).constData() == text.constData());
-    QVERIFY(feed.setSince(first) != text);
+    QVERIFY(feed.rowsSince(0).constData() == rows.constData());
+    QCOMPARE(feed.rowsSince(first), QByteArray("[]"));
+}
+
+void tst_EventStream::laterStreamIsToldTheAgeOfNow()
+{
+    const FollowedPlant plant;
+    const HeldRegion region(plant.file);
+    auto feed = std::make_shared<LiveFeed>(std::make_shared<RegionFollower>(plant.file));
+    EventStream first(feed);
+    const double toldFirst = ageOf(first.next());
+    QTRY_VERIFY_WITH_TIMEOUT(feed->ageJson().toDouble() > toldFirst + 0.5, longestWait);
+    const double before = feed->ageJson().toDouble();
+
+    EventStream later(feed);
+
+    QVERIFY(ageOf(later.next()) >= before);
+}
+
+void tst_EventStream::countAndTimeAreThoseOfTheValues()
+{
+    const FollowedPlant plant;
+    HeldRegion region(plant.file);
+    // After the first set nothing is told by itself.
+    auto feed = std::make_shared<LiveFeed>(
+        std::make_shared<RegionFollower>(plant.file, longestWait));
+    QSignalSpy news(&feed->region(), &RegionFollower::setPublished);
+    QTRY_COMPARE_WITH_TIMEOUT(news.count(), 1, longestWait);
+    EventStream stream(feed);
+    const QJsonObject former = dataOf(stream.next(), "set");
+    QTRY_VERIFY_WITH_TIMEOUT(feed->ageJson().toDouble() > 0.1, longestWait);
+    QVERIFY(region.publish(plant.speed, validValue(1.5)));
+
+    // Somebody asks for the values meanwhile.
+    QVERIFY(feed->takeSet());
+
+    const QJsonObject asked = QJsonDocument::fromJson(feed->valuesJson()).object();
+    QCOMPARE(asked.value(QStringLiteral("swaps")).toInt(), 2);
+    QVERIFY(asked.value(QStringLiteral("time")) != former.value(QStringLiteral("time")));
+    EventStream later(feed);
+    const QByteArray text = later.next();
+    const QJsonObject told = dataOf(text, "set");
+    QCOMPARE(valuesOf(text), QByteArray("[[0,null,3],[1,null,3]]"));
+    QCOMPARE(told.value(QStringLiteral("swaps")).toInt(), 1);
+    QCOMPARE(told.value(QStringLiteral("time")), former.value(QStringLiteral("time")));
+    QVERIFY(ageOf(text) > 0.1);
+}
+
+void tst_EventStream::reasonOfAnAbsenceIsTheOneOfNow()
+{
+    const FollowedPlant plant;
+    auto feed = std::make_shared<LiveFeed>(std::make_shared<RegionFollower>(plant.file));
+    EventStream stream(feed);
+    QVERIFY(reasonOf(stream.next()).startsWith(QStringLiteral("no region")));
+    ToolDescription other;
+    other.setRoot(QStringLiteral("keyProcessDataMemory"), plant.key());
+    other.add(plant.speed, QStringLiteral("double"), ToolDescription::Metadata::ErrorState, 8);
+    const HeldRegion region(other.write());
+    const QString reason = QStringLiteral("region '%1' was made from another description than %2")
+                               .arg(plant.key(), plant.file);
+
+    QTRY_VERIFY_WITH_TIMEOUT(feed->absence().startsWith(reason), longestWait);
+
+    const QByteArray text = stream.next();
+    QCOMPARE(eventsIn(text), QStringList(QStringLiteral("gone")));
+    QVERIFY(reasonOf(text).startsWith(reason));
+    QCOMPARE(stream.next(), QByteArray());
+    EventStream later(feed);
+    QVERIFY(reasonOf(later.next()).startsWith(reason));
+}
+
+void tst_EventStream::singleBufferIsToldOfAtTheRate()
+{
+    FollowedPlant plant;
+    plant.description().setRoot(QStringLiteral("doubleBuffer"), false);
+    const QString file = plant.description().write();
+    HeldRegion region(file);
+    constexpr int interval = 50;
+    auto feed = std::make_shared<LiveFeed>(std::make_shared<RegionFollower>(file, interval));
+    EventStream stream(feed);
+    stream.next();
+    QSignalSpy looks(&feed->region(), &RegionFollower::setPublished);
+    QTimer everySecond;
+    const QSignalSpy seconds(&everySecond, &QTimer::timeout);
+    everySecond.start(1000);
+    QElapsedTimer timer;
+    timer.start();
+    QTRY_VERIFY_WITH_TIMEOUT(looks.count() >= 20, longestWait);
+    const qint64 taken = timer.elapsed();
+    // Both wait for the same loop.
+    QVERIFY(seconds.count() < 10);
+
+    QVERIFY(region.write(plant.speed, validValue(2.5)));
+
+    QByteArray text;
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            text = stream.next();
+            return !text.isEmpty();
+        },
+        longestWait));
+    QCOMPARE(valuesOf(text), QByteArray("[[0,2.5,0]]"));
+    QCOMPARE(dataOf(text, "set").value(QStringLiteral("swaps")), QJsonValue(QJsonValue::Null));
+    QVERIFY(taken >= (looks.count() - 1) * interval / 2);
+    // Nothing is told of a set in which nothing has changed.
+    const int sofar = looks.count();
+    QTRY_VERIFY_WITH_TIMEOUT(looks.count() >= sofar + 3, longestWait);
+    QCOMPARE(stream.next(), QByteArray());
+}
+
+void tst_EventStream::feedThatWasReplacedIsLetGo()
+{
+    const FollowedPlant plant;
+    const HeldRegion region(plant.file);
+    auto feed = std::make_shared<LiveFeed>(std::make_shared<RegionFollower>(plant.file));
+    const std::weak_ptr<LiveFeed> watched = feed;
+    EventStream stopped(feed);
+    QVERIFY(!stopped.next().isEmpty());
+
+    feed.reset();
+
+    QVERIFY(watched.expired());
+    QCOMPARE(stopped.next(), QByteArray());
 }
 
 void tst_EventStream::regionThatCameBackMeanwhileIsTold()

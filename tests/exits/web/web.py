@@ -18,6 +18,7 @@ from exits import (  # noqa: E402,F401
     LONGEST,
     TOOL,
     Creator,
+    LockHolder,
     Plant,
     Service,
     end_with_parent,
