@@ -2,8 +2,10 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 namespace {
 
@@ -19,6 +21,11 @@ int baseOf(const QString &text)
 {
     const QString digits = text.startsWith(QLatin1Char('-')) ? text.mid(1) : text;
     return digits.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? 16 : 10;
+}
+
+bool isNoZero(QChar digit)
+{
+    return digit != QLatin1Char('0');
 }
 
 int bitsOf(const FollowedLeaf &leaf)
@@ -39,9 +46,7 @@ TypedValue signedValue(const FollowedLeaf &leaf, const QString &text)
     return ok && number >= least && number <= most
                ? TypedValue{number, {}}
                : refused(QStringLiteral("'%1' is no %2; a whole number from %3 to %4 is")
-                             .arg(text, leaf.type)
-                             .arg(least)
-                             .arg(most));
+                             .arg(text, leaf.type, QString::number(least), QString::number(most)));
 }
 
 TypedValue unsignedValue(const FollowedLeaf &leaf, const QString &text)
@@ -55,8 +60,7 @@ TypedValue unsignedValue(const FollowedLeaf &leaf, const QString &text)
     return ok && !text.startsWith(QLatin1Char('-')) && number <= most
                ? TypedValue{number, {}}
                : refused(QStringLiteral("'%1' is no %2; a whole number from 0 to %3 is")
-                             .arg(text, leaf.type)
-                             .arg(most));
+                             .arg(text, leaf.type, QString::number(most)));
 }
 
 TypedValue floatingValue(const FollowedLeaf &leaf, const QString &text, bool isSingle)
@@ -88,6 +92,31 @@ TypedValue booleanValue(const FollowedLeaf &leaf, const QString &text)
                    QStringLiteral("'%1' is no %2; true, false, 1 and 0 are").arg(text, leaf.type));
 }
 
+/// The number of JSON @p text without point and exponent, if it is whole and may fit 64 bits.
+std::optional<QString> wholeDigits(const QString &text)
+{
+    constexpr int mostDigits = 20;
+    const int sign = text.startsWith(QLatin1Char('-')) ? 1 : 0;
+    const int mark = text.indexOf(QLatin1Char('e'), 0, Qt::CaseInsensitive);
+    const QString written = text.mid(sign, mark < 0 ? -1 : mark - sign);
+    const int point = written.indexOf(QLatin1Char('.'));
+    const QString all = QString(written).remove(QLatin1Char('.'));
+    const auto first = std::find_if(all.cbegin(), all.cend(), isNoZero);
+    const auto last = std::find_if(all.crbegin(), all.crend(), isNoZero);
+    if (first == all.cend()) {
+        return text.left(sign) + QLatin1Char('0');
+    }
+    const int zeros = static_cast<int>(last - all.crbegin());
+    const QString digits = all.mid(static_cast<int>(first - all.cbegin())).chopped(zeros);
+    bool ok = mark < 0;
+    const int exponent = ok ? 0 : text.mid(mark + 1).toInt(&ok);
+    const qint64 power = qint64{exponent} + zeros - (point < 0 ? 0 : written.size() - point - 1);
+    if (!ok || power < 0 || power + digits.size() > mostDigits) {
+        return std::nullopt;
+    }
+    return text.left(sign) + digits + QString(static_cast<int>(power), QLatin1Char('0'));
+}
+
 QMetaType::Type metaTypeOf(const FollowedLeaf &leaf)
 {
     return Definitions::getBasicDataTypeMapForProcessData().value(leaf.type,
@@ -113,15 +142,7 @@ TypedValue TypedValue::fromText(const FollowedLeaf &leaf, const QString &text)
 
 TypedValue TypedValue::fromJsonNumber(const FollowedLeaf &leaf, const QString &text)
 {
-    // Up to here each whole number is a double of its own.
-    constexpr double mostExact = 9007199254740992.0;
-    const double number = text.toDouble();
-    const bool isWritten = text.contains(QLatin1Char('.'))
-                           || text.contains(QLatin1Char('e'), Qt::CaseInsensitive);
-    const bool isWhole = std::abs(number) <= mostExact && std::trunc(number) == number;
     const QMetaType::Type type = metaTypeOf(leaf);
     const bool isFloating = type == QMetaType::Float || type == QMetaType::Double;
-    return fromText(leaf, isWritten && isWhole && !isFloating
-                              ? QString::number(static_cast<qint64>(number))
-                              : text);
+    return fromText(leaf, isFloating ? text : wholeDigits(text).value_or(text));
 }

@@ -14,6 +14,7 @@ struct TypedValue
 
     /// The leaf has to have an element.
     static TypedValue fromText(const FollowedLeaf &leaf, const QString &text);
-    /// The same of a number as JSON has it, where 5.0 and 5e0 are the whole number 5.
+    /// The same of a number as JSON has it, where 5.0 and 5e0 are the whole number 5. Its digits decide: none of
+    /// them is rounded away, however many there are.
     static TypedValue fromJsonNumber(const FollowedLeaf &leaf, const QString &text);
 };

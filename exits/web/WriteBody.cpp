@@ -3,6 +3,9 @@
 #include <QSet>
 #include <QTextCodec>
 
+#include <algorithm>
+#include <cctype>
+
 namespace {
 
 /// Why and where the text is refused.
@@ -11,6 +14,11 @@ struct BodyProblem
     QString what;
     QString where;
 };
+
+bool isHexadecimal(QChar character)
+{
+    return character < QChar(0x80) && std::isxdigit(character.toLatin1()) != 0;
+}
 
 /// Goes through the text from its begin to its end.
 class BodyScan
@@ -191,17 +199,15 @@ private:
         if (known >= 0) {
             return meanings[known];
         }
-        bool isNumber = false;
         const QString digits = m_text.mid(m_at, 4);
-        const ushort unit = digits.toUShort(&isNumber, 16);
-        const bool isPlain = digits.size() == 4 && !digits.contains(QLatin1Char('x'))
-                             && !digits.contains(QLatin1Char('+'))
-                             && !digits.contains(QLatin1Char(' '));
-        if (name != QLatin1Char('u') || !isNumber || !isPlain) {
+        // The toolkit would take signs, prefixes and blanks as well.
+        const bool isUnit = digits.size() == 4
+                            && std::all_of(digits.cbegin(), digits.cend(), isHexadecimal);
+        if (name != QLatin1Char('u') || !isUnit) {
             refuse("this is no escape of JSON");
         }
-        m_at += 4;
-        return unit;
+        m_at += digits.size();
+        return digits.toUShort(nullptr, 16);
     }
 
     const QString &m_text;

@@ -132,6 +132,9 @@ void tst_ToolApply::largeNumbersKeepTheirDigits()
         QCOMPARE(apply("[{\"url\": \"count\", \"value\": " + digits + "}]").exitCode, 0);
         QCOMPARE(apply("{\"count\": \"" + digits + "\"}").exitCode, 0);
         QCOMPARE(published("count").getValue(), QVariant(number));
+        QCOMPARE(apply("{\"count\": 1}").exitCode, 0);
+        QCOMPARE(apply("{\"count\": " + digits + "0e-1}").exitCode, 0);
+        QCOMPARE(published("count").getValue(), QVariant(number));
     }
 
     const ToolResult result = apply(R"({"count": 18446744073709551616})");
@@ -218,6 +221,13 @@ void tst_ToolApply::valueThatDoesNotFitIsRefused_data()
         << QStringLiteral("'count': 'true' is no uint64; a whole number from 0 to "
                           "18446744073709551615 is")
         << 5;
+    for (const char *number : {"0.99999999999999999999", "1.00000000000000000001"}) {
+        QTest::newRow(number) << QByteArray("{\"count\": ") + number + '}'
+                              << QStringLiteral("'count': '%1' is no uint64; a whole number from 0 "
+                                                "to 18446744073709551615 is")
+                                     .arg(QString::fromLatin1(number))
+                              << 5;
+    }
     QTest::newRow("state that the slot cannot hold")
         << QByteArray(R"({"pump/on": {"state": "timeout"}})")
         << QStringLiteral("'pump/on': a boolean without metadata cannot carry an error state") << 5;

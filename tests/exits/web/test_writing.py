@@ -67,10 +67,60 @@ class Writing(WebTest):
         self.assertEqual(told["written"], of_tool)
 
     def test_whole_numbers_may_be_written_as_any_number_of_json(self):
-        for text, value in (("5.0", 5), ("1e1", 10), ('"0x07"', 7), ('"3"', 3), ("0", 0)):
+        for text, value in (("5.0", 5), ("1e1", 10), ('"0x07"', 7), ('"3"', 3), ("0", 0), ("0.05e2", 5),
+                            ("700e-2", 7), ("3.00000000000000000000", 3), ("0e-999999999999", 0)):
             with self.subTest(text=text):
-                self.assertEqual(self.write(self.service, f'{{"tank/count": {text}}}')[0], 200)
+                answer = self.write(self.service, f'{{"tank/count": {text}}}')
+                self.assertEqual(answer[0], 200, answer[2])
                 self.assertEqual(self.values()["tank/count"], (value, "valid"))
+
+    def test_numbers_are_taken_and_refused_as_the_tool_does(self):
+        self.plant = self.closed(Plant({**LEAVES, "tank/total": {"type": "uint64", "readOnly": False}}))
+        self.closed(Creator(self.plant))
+        self.service = self.serve("--token-file", self.token_file())
+        for url, text, value in (
+            ("tank/count", "0.99999999999999999999", None),
+            ("tank/count", "1e-400", None),
+            ("tank/count", "1.00000000000000000001", None),
+            ("tank/count", "-0", None),
+            ("tank/count", "-0.0", None),
+            ("tank/count", "5.0", 5),
+            ("tank/total", "9007199254740993.0", 9007199254740993),
+            ("tank/total", "18446744073709551615", 18446744073709551615),
+            ("tank/total", "1.8446744073709551615e19", 18446744073709551615),
+            ("tank/total", "18446744073709551616.0", None),
+            ("tank/total", "1e20", None),
+            ("tank/total", "1e999999999999", None),
+            ("tank/level", "1e-50", None),
+            ("pump/speed", "1e-400", None),
+            ("pump/speed", "0.99999999999999999999", 1),
+            ("pump/speed", "1e-320", 1e-320),
+        ):
+            with self.subTest(url=url, text=text):
+                changes = self.plant.folder / "changes.json"
+                changes.write_text(f'{{"{url}": {text}}}', encoding="utf-8")
+                self.plant.set(url, "2")
+                of_tool = tool("apply", str(self.plant.file), str(changes))
+                after_tool = self.values()[url]
+                self.plant.set(url, "2")
+
+                status, _, answer = self.write(self.service, f'{{"{url}": {text}}}')
+
+                self.assertEqual(after_tool, (2 if value is None else value, "valid"))
+                self.assertEqual(self.values()[url], after_tool, answer)
+                self.assertEqual((of_tool.returncode == 0, status == 200), (value is not None, value is not None))
+
+    def test_texts_are_written_as_they_were_sent(self):
+        for escaped in (r"\ufeffab", r"a\ufeffb", r"\ufffeab", r"\ud83d\ude00", r"a\ud800b", r"\udc00", r"\u007f\u0085",
+                        r"\u2028", r"\"\\\/\b\f\n\r\t", "\ufeffab", "\U0001f600", ""):
+            with self.subTest(escaped=escaped):
+                body = f'{{"pump/name": "{escaped}"}}'
+                status, _, answer = self.write(self.service, body)
+                self.assertEqual(status, 200, answer)
+                sent = json.loads(body)["pump/name"]
+                self.assertEqual(json.loads(answer)["written"][0]["value"], sent)
+                self.assertEqual(self.json(self.service, "/api/values")["values"][2]["value"], sent)
+                self.assertEqual(self.values()["pump/name"], (sent, "valid"))
 
     def test_what_a_leaf_does_not_take_is_refused(self):
         for url, text, what in (

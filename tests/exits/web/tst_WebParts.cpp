@@ -201,6 +201,17 @@ void tst_WebParts::bodyThatIsNoneIsRefusedWithItsPlace_data()
     row("{\"a\":\"\\x\"}", "character 9");
     row("{\"a\":\"\\u12\"}", "character 9");
     row("{\"a\":\"\\u+123\"}", "character 9");
+    row("{\"a\":\"\\u0X12\"}", "character 9");
+    row("{\"a\":\"\\u0x12\"}", "character 9");
+    row("{\"a\":\"\\u-000\"}", "character 9");
+    row("{\"a\":\"\\u\xc2\xa0"
+        "041\"}",
+        "character 9");
+    row("{\"a\":\"\\u\xd9\xa0"
+        "041\"}",
+        "character 9");
+    row("{\"a\":\"\\U0041\"}", "character 9");
+    row("{\"a\":\"\\", "character 9");
     row("{\"a\":\"\t\"}", "character 7");
     row("{\"a\":1,\"\\u0061\":2}", "a");
     row("{\"a\":\"\xff\"}", "body");

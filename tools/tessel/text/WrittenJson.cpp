@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -46,8 +47,51 @@ bool losesDigits(const QByteArray &number)
     // Each whole number of so many digits has a double of its own.
     constexpr int exactDigits = 15;
     const int sign = number.startsWith('-') ? 1 : 0;
-    const bool isWhole = std::all_of(number.cbegin() + sign, number.cend(), isDigit);
-    return isWhole && number.size() - sign > exactDigits;
+    if (std::all_of(number.cbegin() + sign, number.cend(), isDigit)) {
+        return number.size() - sign > exactDigits;
+    }
+    // What is no whole number must not become one that an integer can be.
+    constexpr double mostWhole = 18446744073709551616.0;
+    const double rounded = number.toDouble();
+    return std::abs(rounded) <= mostWhole && std::trunc(rounded) == rounded;
+}
+
+/// Without point and exponent where it is whole and may fit 64 bits; else as it is.
+QByteArray asWhole(const QByteArray &number)
+{
+    constexpr int mostDigits = 20;
+    const int sign = number.startsWith('-') ? 1 : 0;
+    const int mark = number.toLower().indexOf('e');
+    const QByteArray written = number.mid(sign, mark < 0 ? -1 : mark - sign);
+    const int point = written.indexOf('.');
+    QByteArray digits = QByteArray(written).replace(".", "");
+    bool ok = mark < 0;
+    qint64 power = ok ? 0 : number.mid(mark + 1).toInt(&ok);
+    power -= point < 0 ? 0 : written.size() - point - 1;
+    while (digits.endsWith('0')) {
+        digits.chop(1);
+        ++power;
+    }
+    while (digits.startsWith('0')) {
+        digits.remove(0, 1);
+    }
+    if (digits.isEmpty()) {
+        return "0";
+    }
+    return ok && power >= 0 && power + digits.size() <= mostDigits
+               ? number.left(sign) + digits + QByteArray(static_cast<int>(power), '0')
+               : number;
+}
+
+/// As the toolkit may read it.
+QByteArray keptNumber(const QByteArray &number)
+{
+    if (isNegativeZero(number)) {
+        return "\"-0\"";
+    }
+    const bool isPlain = std::all_of(number.cbegin() + 1, number.cend(), isDigit);
+    const QByteArray whole = isPlain ? number : asWhole(number);
+    return losesDigits(whole) ? '"' + whole + '"' : number;
 }
 
 QString decoded(const QByteArray &text)
@@ -83,10 +127,8 @@ QByteArray WrittenJson::withoutLosses(const QByteArray &json)
         QByteArray piece = json.mid(i, end - i);
         if (isText) {
             piece = withEscapedMarks(piece);
-        } else if (isNumber && isNegativeZero(piece)) {
-            piece = "\"-0\"";
-        } else if (isNumber && losesDigits(piece)) {
-            piece = '"' + piece + '"';
+        } else if (isNumber) {
+            piece = keptNumber(piece);
         }
         exact += piece;
         i = end;
