@@ -405,7 +405,7 @@ bool EdgeNode::publish(const char *type, const QString &device, Payload payload,
 
 QString EdgeNode::brokerName() const
 {
-    return QStringLiteral("%1:%2").arg(broker().host).arg(broker().port);
+    return QStringLiteral("%1:%2").arg(broker().host, QString::number(broker().port));
 }
 
 void EdgeNode::tellStatus(const QString &status)

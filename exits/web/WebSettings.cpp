@@ -76,8 +76,7 @@ QByteArray tokenIn(const QString &path)
         throw Refusal{ExitCode::InputOutputFile,
                       QStringLiteral("%1: its first line is no token of at least %2 visible ASCII "
                                      "characters; 'openssl rand -hex 16' prints one")
-                          .arg(path)
-                          .arg(shortestToken)};
+                          .arg(path, QString::number(shortestToken))};
     }
     return token;
 }

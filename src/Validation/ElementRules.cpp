@@ -128,8 +128,7 @@ void ElementRules::checkPositions(const CheckedElement &node)
         if (other != taken.cend()) {
             report(Rule::DisplayPositionClash, sibling.position,
                    QStringLiteral("%1 has the display position %2 as well")
-                       .arg(quoted(other->toString()))
-                       .arg(position));
+                       .arg(quoted(other->toString()), QString::number(position)));
         } else {
             taken.insert(position, sibling.key);
         }

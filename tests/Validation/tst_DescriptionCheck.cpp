@@ -28,6 +28,7 @@ private Q_SLOTS:
     void cellsOfASingleColumnAreJudged();
     void valueAtTheTopMayHaveAVersion();
     void keyOfTheTopIsToldApartFromOneOfNoUse();
+    void nameWithAPlaceholderStaysWhole();
     void problemsStandInOrder();
     void checkOfAFileIsSilent();
     void nothingIsWritten();
@@ -223,6 +224,23 @@ void tst_DescriptionCheck::keyOfTheTopIsToldApartFromOneOfNoUse()
     QCOMPARE(problems.first().text, QStringLiteral("'doubleBuffer' means nothing here"));
     QCOMPARE(problems.last().text,
              QStringLiteral("'schemeVersion' means nothing below the top level"));
+}
+
+void tst_DescriptionCheck::nameWithAPlaceholderStaysWhole()
+{
+    const Folder folder;
+    const QString path = folder.write(
+        QStringLiteral("a.config.json"),
+        R"({"type": "treenode", "value": {)"
+        R"("50%1": {"type": "boolean", "value": true, "displayPosition": 7},)"
+        R"("x": {"type": "boolean", "value": true, "displayPosition": 7}}})");
+
+    const auto problems = DescriptionCheck::check({path});
+
+    const bool isWhole = std::any_of(problems.cbegin(), problems.cend(), [](const auto &problem) {
+        return problem.text == QLatin1String("'50%1' has the display position 7 as well");
+    });
+    QVERIFY2(isWhole, problems.isEmpty() ? "nothing found" : qPrintable(problems.last().text));
 }
 
 void tst_DescriptionCheck::problemsStandInOrder()

@@ -97,6 +97,16 @@ class WebService(WebTest):
                         "-hex 16' prints one"),
                 )
 
+    def test_name_with_a_placeholder_stays_whole(self):
+        path = self.plant.folder / "50%2"
+        path.write_text("short\n", encoding="utf-8")
+        path.chmod(0o600)
+
+        code, text = self.run_web("--token-file", str(path), str(self.plant.file))
+
+        self.assertEqual((code, text.split(":")[0]), (9, str(path)))
+        self.assertIn("at least 16 visible", text)
+
     def test_key_that_others_can_read_is_refused(self):
         certificate, key = self.certificate()
         os.chmod(key, 0o644)
