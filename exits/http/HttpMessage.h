@@ -17,6 +17,8 @@ struct HttpRequest
     HttpHeaders headers;
     QByteArray body;
     bool isBodyCut = false; ///< it was larger than the limit, and is left out
+    /// Address of the other end of the connection, which may be that of a proxy; empty if unknown.
+    QByteArray peer = {};
 
     /// All headers of that name, in whatever case, joined by commas.
     QByteArray header(const char *name) const;

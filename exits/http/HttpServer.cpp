@@ -1,5 +1,6 @@
 #include "http/HttpServer.h"
 
+#include "http/PeerAddress.h"
 #include "service/Refusal.h"
 
 #include <QSocketNotifier>
@@ -136,6 +137,7 @@ struct HttpServer::Callbacks
             request.isBodyCut = exchange->isCut && !isReading(method);
         }
         MHD_get_connection_values(connection, MHD_HEADER_KIND, appendHeader, &request.headers);
+        request.peer = peerAddressOf(connection);
         return server.answer(connection, request) == 0 ? MHD_YES : MHD_NO;
     }
 

@@ -158,7 +158,7 @@ HttpResponse WebApi::answerPost(const HttpRequest &request)
 {
     const auto problem = m_gate.problemOfWrite(request);
     if (!problem) {
-        return answerWrite(m_feed->region(), request.body);
+        return answerWrite(m_feed->region(), request);
     }
     HttpResponse response = errorAnswer(*problem);
     if (problem->status == 401) {

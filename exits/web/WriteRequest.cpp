@@ -3,6 +3,7 @@
 #include "region/SetWriting.h"
 #include "region/TypedValue.h"
 #include "region/WriteCheck.h"
+#include "service/ServiceLog.h"
 #include "states/StateTable.h"
 #include "web/ErrorAnswer.h"
 #include "web/JsonText.h"
@@ -160,6 +161,22 @@ QByteArray writtenJson(const FollowedLeaf &leaf, const ProcessValue &former,
                              {"type", JsonText::text(leaf.type)}});
 }
 
+/// The value as JSON has it, or the name of its state.
+QString inLog(const ProcessValue &value)
+{
+    return value.getErrorType() == PROCESS_VALUE_ERROR_TYPE_VALID
+               ? QString::fromUtf8(JsonText::value(value))
+               : StateTable::nameOf(value.getErrorType());
+}
+
+void noteWrite(const QByteArray &peer, const FollowedLeaf &leaf, const ProcessValue &former,
+               const ProcessValue &value)
+{
+    const QString who = peer.isEmpty() ? QStringLiteral("somebody") : QString::fromLatin1(peer);
+    ServiceLog::notice(QStringLiteral("%1 has written '%2': %3, was %4")
+                           .arg(who, leaf.url, inLog(value), inLog(former)));
+}
+
 HttpResponse absentAnswer(const RegionFollower &region)
 {
     return errorAnswer({503, region.absence(), region.key(),
@@ -168,9 +185,9 @@ HttpResponse absentAnswer(const RegionFollower &region)
 
 } // namespace
 
-HttpResponse answerWrite(RegionFollower &region, const QByteArray &body)
+HttpResponse answerWrite(RegionFollower &region, const HttpRequest &request)
 {
-    const WriteBody asked = WriteBody::read(body);
+    const WriteBody asked = WriteBody::read(request.body);
     if (!asked.problem.isEmpty()) {
         return errorAnswer({400, asked.problem, asked.where, valueForm()});
     }
@@ -192,7 +209,9 @@ HttpResponse answerWrite(RegionFollower &region, const QByteArray &body)
     QVector<QByteArray> objects;
     for (int i = 0; i < review.writes().size(); ++i) {
         const LeafWrite &write = review.writes()[i];
-        objects.append(writtenJson(region.leaves()[write.leaf], writing.former[i], write.value));
+        const FollowedLeaf &leaf = region.leaves()[write.leaf];
+        objects.append(writtenJson(leaf, writing.former[i], write.value));
+        noteWrite(request.peer, leaf, writing.former[i], write.value);
     }
     HttpResponse response;
     response.contentType = "application/json";

@@ -146,6 +146,22 @@ class Writing(WebTest):
                 error = self.assert_refused(409, self.write(self.service, f'{{"{url}": {text}}}'))
                 self.assertEqual((error["what"], error["where"]), (what, url))
 
+    def test_log_tells_who_wrote_what(self):
+        self.write(self.service, '{"pump/speed": 12.5, "pump/name": "a\\n\\"%1"}')
+        self.write(self.service, {"pump/speed": {"state": "timeout"}})
+        self.write(self.service, {"tank/count": 18446744073709551615})
+        self.write(self.service, {"pump/speed": 7}, token="none")
+        self.write(self.service, {"pump/on": True})
+
+        lines = [line for line in self.service.log().splitlines() if "has written" in line]
+
+        head = "tessel-web: 127.0.0.1 has written "
+        self.assertEqual(
+            lines,
+            [head + "'pump/speed': 12.5, was no-input", head + r"""'pump/name': "a\n\"%1", was no-input""",
+             head + "'pump/speed': timeout, was 12.5", head + "'pump/on': true, was no-input"],
+        )
+
     def test_read_only_leaf_is_refused(self):
         error = self.assert_refused(403, self.write(self.service, {"tank/mode": 1}))
 
