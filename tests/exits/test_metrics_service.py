@@ -7,9 +7,10 @@ import signal
 import socket
 import subprocess
 import tempfile
+import time
 import unittest
 
-from exits import EXIT, LONGEST, Creator, Plant, Service, wait_until
+from exits import EXIT, LONGEST, Creator, LockHolder, Plant, Service, wait_until
 
 LEAVES = {"pump/speed": {"type": "double"}, "tank/level": {"type": "double"}}
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
@@ -46,6 +47,31 @@ class MetricsService(unittest.TestCase):
         self.configure(f"listen = 127.0.0.1:0\ndescription = {self.plant.file}\nurl = tank\n")
 
         self.assertEqual(self.urls(self.serve()), ["tank/level"])
+
+    def test_nobody_waits_for_who_was_stopped_inside_the_lock(self):
+        # What a lock waits for at most.
+        bound = 5
+        for double_buffer in (True, False):
+            with self.subTest(double_buffer=double_buffer):
+                self.plant = self.closed(Plant(LEAVES, double_buffer))
+                self.config = self.plant.folder / "metrics.conf"
+                self.configure(f"listen = 127.0.0.1:0\ndescription = {self.plant.file}\n")
+                self.closed(Creator(self.plant))
+                self.plant.set("pump/speed", "7")
+                service = self.serve()
+                self.assertIn('tessel_value{url="pump/speed"', service.ask()[2])
+                holder = self.closed(LockHolder(self.plant))
+                begin = time.monotonic()
+
+                texts = [service.ask()[2] for _ in range(5)]
+                code, _ = service.end()
+
+                self.assertLess(time.monotonic() - begin, bound)
+                self.assertEqual(code, 0)
+                for text in texts:
+                    self.assertEqual('tessel_value{url="pump/speed"' in text, double_buffer)
+                    self.assertRegex(text, r"(?m)^tessel_region_up\{.*\} 1$")
+                holder.close()
 
     def test_mistake_in_the_file_ends_the_start(self):
         self.configure("lisen = 127.0.0.1:0\n")

@@ -1,10 +1,12 @@
 """Commands of the plant: what they may write, and what is refused."""
 
+import os
+import time
 import unittest
 
 import sparkplug
 from broker import Broker, Listener, Node, command, metrics
-from exits import Creator, Plant, tool, wait_until
+from exits import Creator, LockHolder, Plant, tool, wait_until
 
 LEAVES = {
     "pump/speed": {"type": "double", "minLimit": 0, "maxLimit": 3000, "readOnly": False},
@@ -79,6 +81,28 @@ class Commands(unittest.TestCase):
                 self.assertEqual(metric.name, part[0])
                 node.wait_log(said)
         self.assertEqual({url: self.value(url) for url in LEAVES}, before)
+
+    def test_nobody_waits_for_who_was_stopped_inside_the_lock(self):
+        # What a lock waits for at most.
+        bound = 5
+        for count, double_buffer in enumerate((True, False), 1):
+            with self.subTest(double_buffer=double_buffer):
+                self.plant = self.closed(Plant(LEAVES, double_buffer))
+                self.closed(Creator(self.plant))
+                self.plant.set("pump/speed", "10")
+                node = self.closed(Node(self.broker, "--allow-write", "pump/**", str(self.plant.file)))
+                self.listener.wait("DBIRTH", count)
+                holder = self.closed(LockHolder(self.plant))
+                begin = time.monotonic()
+
+                self.broker.publish(TOPIC, command(("pump/speed", 10, "double", 12.5)))
+
+                node.wait_log("a command to write 1 values of device 'plant' could not be carried out: process "
+                              f"{os.getpid()} holds the lock of region '{self.plant.key}'")
+                self.assertEqual(node.end(), 0)
+                self.assertLess(time.monotonic() - begin, bound)
+                holder.close()
+                self.assertEqual(self.value("pump/speed"), "10")
 
     def test_nothing_is_writable_without_permission(self):
         node = self.born()
