@@ -2,10 +2,12 @@
 
 #include "Access/SleepingPlace_p.h"
 #include "Companion/Exchange/Identity_p.h"
+#include "Companion/PingPongReadingHandler_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
 
 #include <QDebug>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -34,12 +36,10 @@ Deadline deadlineOf(std::chrono::milliseconds bound)
     return Clock::now() + bound;
 }
 
-SetWaiting::Management *wordsOf(ProcessDataManager &manager)
+const PingPongBufferHandler *handlerOf(ProcessDataManager &manager)
 {
     ManagerAccess::beginInThisProcess(manager);
-    const auto *const handler = dynamic_cast<const PingPongBufferHandler *>(
-        ManagerAccess::handler(manager));
-    return handler != nullptr ? SetWaiting::words(*handler) : nullptr;
+    return dynamic_cast<const PingPongBufferHandler *>(ManagerAccess::handler(manager));
 }
 
 /// Starts threads that take no signals: those are for the program's own.
@@ -65,9 +65,10 @@ private:
 class ProcessDataWatcher::Private
 {
 public:
-    explicit Private(SetWaiting::Management *words)
-        : m_words(words)
-        , m_place(words != nullptr ? SleepingPlace::of(words) : nullptr)
+    explicit Private(const PingPongBufferHandler *handler)
+        : m_words(handler != nullptr ? SetWaiting::words(*handler) : nullptr)
+        , m_isUnheard(handler != nullptr && PingPongReadingHandler::isOne(*handler))
+        , m_place(m_words != nullptr ? SleepingPlace::of(m_words) : nullptr)
     {
     }
     ~Private();
@@ -91,6 +92,7 @@ private:
     Result wait(Lock &lock, quint64 &seen, const Deadline &deadline);
     void sleepInKernel(Lock &lock, quint64 seen, const Deadline &deadline);
     void sleepBehindOther(Lock &lock, quint64 seen, const Deadline &deadline);
+    void sleepUntilNextLook(Lock &lock, const Deadline &deadline);
 
     void tellDescriptor();
     void restUntilAcknowledged(Lock &lock);
@@ -99,6 +101,7 @@ private:
     void drain() const;
 
     SetWaiting::Management *const m_words;
+    const bool m_isUnheard; ///< The words cannot be written: no publisher hears of this watcher.
     const std::shared_ptr<SleepingPlace> m_place;
     const quint16 m_process = Identity::generation();
 
@@ -152,6 +155,9 @@ std::optional<ProcessDataWatcher::Result> ProcessDataWatcher::Private::look(quin
         return Result::RegionGone;
     }
     const quint64 newest = m_place->toldOf(generation());
+    if (m_isUnheard) {
+        m_place->pace.note(newest, Clock::now());
+    }
     if (newest == seen) {
         return std::nullopt;
     }
@@ -173,8 +179,10 @@ ProcessDataWatcher::Result ProcessDataWatcher::Private::wait(Lock &lock, quint64
     bool isSleeper = false;
     auto result = look(seen);
     while (!result && (!deadline || Clock::now() < *deadline)) {
-        isSleeper = isSleeper || m_place->enterKernel(this);
-        if (isSleeper) {
+        isSleeper = isSleeper || (!m_isUnheard && m_place->enterKernel(this));
+        if (m_isUnheard) {
+            sleepUntilNextLook(lock, deadline);
+        } else if (isSleeper) {
             sleepInKernel(lock, seen, deadline);
         } else {
             sleepBehindOther(lock, seen, deadline);
@@ -211,6 +219,13 @@ void ProcessDataWatcher::Private::sleepBehindOther(Lock &lock, quint64 seen,
     } else {
         m_place->changed.wait(lock);
     }
+}
+
+void ProcessDataWatcher::Private::sleepUntilNextLook(Lock &lock, const Deadline &deadline)
+{
+    const Clock::time_point now = Clock::now();
+    const Clock::time_point nextLook = now + m_place->pace.pause(now);
+    m_place->changed.wait_until(lock, deadline ? std::min(*deadline, nextLook) : nextLook);
 }
 
 void ProcessDataWatcher::Private::stop()
@@ -284,7 +299,7 @@ void ProcessDataWatcher::Private::tellDescriptor()
 /// nobody has to wake it for that. Whoever else waits for sets drives it out, once.
 void ProcessDataWatcher::Private::restUntilAcknowledged(Lock &lock)
 {
-    if (!m_isArmed && !m_isStopped && m_place->enterKernel(this)) {
+    if (!m_isUnheard && !m_isArmed && !m_isStopped && m_place->enterKernel(this)) {
         m_isResting = true;
         const quint64 epoch = generation();
         lock.unlock();
@@ -343,7 +358,7 @@ void ProcessDataWatcher::Private::drain() const
 }
 
 ProcessDataWatcher::ProcessDataWatcher(ProcessDataManager &manager)
-    : m_private(std::make_unique<Private>(wordsOf(manager)))
+    : m_private(std::make_unique<Private>(handlerOf(manager)))
 {
 }
 

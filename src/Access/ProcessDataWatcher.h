@@ -15,6 +15,11 @@
 /// wait() the one that it has seen, so that a set that was published before the call ends it at
 /// once. The newest set counts: of several that were published meanwhile a waiter hears once.
 ///
+/// Publishers do not hear of a manager whose access mode is SharedMemory::ReadOnly, and it costs them
+/// nothing at all: its watchers, the descriptor too, look for new sets by themselves. They find one at most
+/// an eighth of the time late that has gone by since the set before, within 0.2 to 20 milliseconds, and less
+/// where sets come regularly.
+///
 /// Only for double buffers; with a single buffer everything answers NotSupported or 0. The manager
 /// must live longer than the watcher, and keep its region. All operations may be called from any
 /// thread. In a forked child a watcher of the parent answers NotSupported: make one there.

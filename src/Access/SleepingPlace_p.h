@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Access/LookPace_p.h"
 #include "Companion/Exchange/MappedName_p.h"
 #include "Companion/Exchange/SetWaiting_p.h"
 
@@ -25,6 +26,8 @@ public:
     std::mutex mutex;
     /// Somebody has left the kernel, or a watcher has changed.
     std::condition_variable changed;
+    /// Of those whom publishers do not know of, who do not go to the kernel for others.
+    LookPace pace{LookPace::Clock::now()};
 
     /// False if somebody is in the kernel already. @p watcher is the one of the calling thread.
     bool enterKernel(const void *watcher);

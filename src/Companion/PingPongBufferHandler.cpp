@@ -52,10 +52,7 @@
 
 namespace {
 
-/// So many repetitions in a row, and the next read holds writers off.
-constexpr int optimisticAttempts = 2;
-
-/// How long such a read waits for the writer inside. If that one was stopped the read goes on
+/// How long a read that holds writers off waits for the writer inside. If that one was stopped the read goes on
 /// without the lock: a stopped writer does not swap, so that nobody writes into what is read.
 constexpr std::chrono::milliseconds heldReadBound{1000};
 
@@ -78,6 +75,17 @@ PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBu
                                           isUsable() ? &management->lease : nullptr))
 {
     joinFormat(type, semaphoreKey);
+}
+
+PingPongBufferHandler::PingPongBufferHandler(PingPongBufferHandler::ManagementBuffer *management,
+                                             unsigned char *first, unsigned char *second,
+                                             unsigned int size, const QString &semaphoreKey)
+    : m_management(management)
+    , m_buffers{first, second}
+    , m_size(size)
+    , m_number(LockNotes::newHandlerNumber())
+{
+    joinFormat(SystemVSemaphoreBaseClass::CreationTypeAttach, semaphoreKey);
 }
 
 /// A creator says which format its block has; whoever attaches to another one stays out.
@@ -142,7 +150,7 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForRead()
         return nullptr;
     }
     const int depth = LockNotes::count(m_number);
-    const bool holdsWriters = LockNotes::repeatsInARow(m_number, depth) >= optimisticAttempts
+    const bool holdsWriters = LockNotes::repeatsInARow(m_number, depth) >= sm_optimisticAttempts
                               && lock(heldReadBound);
     const quint64 epoch = m_management->swapCount.load(std::memory_order_acquire);
     LockNotes::add({m_number, buffer(epoch), epoch, depth, holdsWriters});

@@ -142,10 +142,20 @@ public:
     bool swapBuffers() override;
     quint32 bufferSize() override { return m_size; }
 
+protected:
+    /// For one that only reads: it takes part in no semaphores, so that only the reading operations of this
+    /// class may be used.
+    PingPongBufferHandler(PingPongBufferHandler::ManagementBuffer *management, unsigned char *first,
+                          unsigned char *second, unsigned int size, const QString &semaphoreKey);
+
 private:
+    friend class PingPongReadingHandler;
     friend class OptimisticRead; // the library's own short way to read one value
     friend class SetWaiting;     // and to wait for the next set
     friend class HandlerNumber;
+
+    /// So many repetitions in a row, and the next read does not begin at any moment.
+    static constexpr int sm_optimisticAttempts = 2;
 
     bool isUsable() const;
     void joinFormat(SystemVSemaphoreBaseClass::CreationType type, const QString &semaphoreKey);
@@ -167,7 +177,7 @@ private:
     quint64 m_number;                      ///< of this handler, for what threads note about it
     std::atomic<int> m_writeDepth{0};      ///< write locks of the thread that holds the lock
     std::atomic<bool> m_hasSwapped{false}; ///< inside the lock that is held
-    std::unique_ptr<BufferLock> m_lock;
+    std::unique_ptr<BufferLock> m_lock;    ///< null in one that only reads
 };
 
 static_assert(sizeof(PingPongBufferHandler::ManagementBuffer) == 512);

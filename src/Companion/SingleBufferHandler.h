@@ -33,6 +33,7 @@ public:
     quint32 bufferSize() override { return m_size; }
 
 private:
+    friend class SingleReadingHandler;
     friend class HandlerNumber;
 
     BufferPointer m_buffer;

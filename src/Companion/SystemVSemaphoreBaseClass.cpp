@@ -133,6 +133,36 @@ Recognition recognise(int semaphoreId, const std::array<unsigned short, Count> &
     return Recognition::Ours;
 }
 
+/// Why a set of that recognition cannot be used.
+void warnOfOthers(Recognition recognition, const QString &key)
+{
+    if (recognition == Recognition::Former) {
+        qWarning() << "The semaphores of" << key << "are of another memory format and in use."
+                   << "Run all programs with one version of the library.";
+        return;
+    }
+    qWarning() << "The semaphores of" << key << "can't be used: System V key"
+               << SystemVSemaphoreBaseClass::systemVKey(key)
+               << "belongs to somebody else (ipcs -s). Choose another memory key.";
+}
+
+/// For who joins alone, and could not.
+void warnOfMissingRights(const QString &key, int error)
+{
+    qWarning()
+        << "Can't join the semaphores of" << key << reason(error)
+        << ", and without them a single buffer cannot be read reliably: run as a user who may"
+           " alter them (ipcs -s shows owner and mode).";
+}
+
+bool mayNotBeSeen(int semaphoreId)
+{
+    semid_ds status{};
+    SemaphoreArgument argument{};
+    argument.status = &status;
+    return semctl(semaphoreId, 0, IPC_STAT, argument) != 0 && errno == EACCES;
+}
+
 /// Gives a maker that is just at it the time to fill the set in.
 template <std::size_t Count>
 Recognition recogniseFinished(int semaphoreId, const std::array<unsigned short, Count> &expected,
@@ -160,7 +190,11 @@ void setWaiting(sembuf *operations, std::size_t count, bool mayWait)
 SystemVSemaphoreBaseClass::SystemVSemaphoreBaseClass(const QString &key, CreationType type)
     : m_ownerProcess(getpid())
 {
-    open(key, type);
+    if (type == CreationTypeJoin) {
+        joinExisting(key);
+    } else {
+        open(key, type);
+    }
 }
 
 SystemVSemaphoreBaseClass::~SystemVSemaphoreBaseClass()
@@ -221,6 +255,56 @@ void SystemVSemaphoreBaseClass::open(const QString &key, CreationType type)
     qWarning() << "The semaphores are removed again and again:" << key;
 }
 
+void SystemVSemaphoreBaseClass::joinExisting(const QString &key)
+{
+    for (int i = 0; i < openingTries; ++i) {
+        if (i > 1) {
+            nanosleep(&openingPause, nullptr);
+        }
+        const Opening opening = tryToJoin(key);
+        if (opening == Opening::Refused) {
+            m_semaphoreId.store(sm_refusedSet, std::memory_order_release);
+        }
+        if (opening != Opening::Disturbed) {
+            return;
+        }
+    }
+    // Whoever locks later tries again.
+}
+
+/// Opened as well where there is nothing to join: such a set nobody uses, and who comes to write makes
+/// another one.
+SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::tryToJoin(const QString &key)
+{
+    const int existing = semget(systemVKey(key), 0, 0);
+    if (existing < 0) {
+        return Opening::Opened;
+    }
+    if (mayNotBeSeen(existing)) {
+        warnOfMissingRights(key, EACCES);
+        return Opening::Refused;
+    }
+    const Recognition recognition = recognise(existing, initialValues(key), SemaphoreFingerprint);
+    switch (recognition) {
+    case Recognition::Foreign:
+    case Recognition::Former: warnOfOthers(recognition, key); return Opening::Refused;
+    case Recognition::FormerLeft: return Opening::Opened;
+    case Recognition::Unfinished:
+    case Recognition::Vanished: return Opening::Disturbed;
+    case Recognition::Ours: break;
+    }
+    const Outcome outcome = joinSet(existing);
+    if (outcome == Outcome::Failed) {
+        warnOfMissingRights(key, errno);
+        return Opening::Refused;
+    }
+    if (outcome == Outcome::Done) {
+        m_semaphoreId.store(existing, std::memory_order_release);
+        return Opening::Opened;
+    }
+    return Opening::Disturbed;
+}
+
 SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::fillInAndJoin(const QString &key,
                                                                             int semaphoreId)
 {
@@ -244,15 +328,11 @@ SystemVSemaphoreBaseClass::Opening SystemVSemaphoreBaseClass::openExisting(const
         qWarning() << "Can't open the semaphores of" << key << reason(errno);
         return Opening::Refused;
     }
-    switch (recogniseFinished(existing, initialValues(key), SemaphoreFingerprint)) {
+    const Recognition recognition = recogniseFinished(existing, initialValues(key),
+                                                      SemaphoreFingerprint);
+    switch (recognition) {
     case Recognition::Foreign:
-        qWarning() << "The semaphores of" << key << "can't be used: System V key" << systemVKey(key)
-                   << "belongs to somebody else (ipcs -s). Choose another memory key.";
-        return Opening::Refused;
-    case Recognition::Former:
-        qWarning() << "The semaphores of" << key << "are of another memory format and in use."
-                   << "Run all programs with one version of the library.";
-        return Opening::Refused;
+    case Recognition::Former: warnOfOthers(recognition, key); return Opening::Refused;
     case Recognition::Vanished: return Opening::Disturbed;
     case Recognition::FormerLeft:
     case Recognition::Unfinished: return removeSet(key, existing);
@@ -365,6 +445,13 @@ void SystemVSemaphoreBaseClass::clearLeaseSemaphore() const
 {
     SemaphoreArgument argument{};
     semctl(setId(), SemaphoreLease, SETVAL, argument);
+}
+
+bool SystemVSemaphoreBaseClass::canBeJoined(const QString &key)
+{
+    const int existing = semget(systemVKey(key), 0, 0);
+    return existing >= 0
+           && recognise(existing, initialValues(key), SemaphoreFingerprint) == Recognition::Ours;
 }
 
 int SystemVSemaphoreBaseClass::findSet(const QString &key)

@@ -28,7 +28,9 @@ public:
         CreationTypeAttach = 0, ///< Joins the set, and makes it if there is none.
         /// Removes a set that was left over and begins with a new one. Waits up to
         /// sm_creationWaitBound for a writer inside the old one.
-        CreationTypeCreate = 1
+        CreationTypeCreate = 1,
+        /// Joins the set that is there. Makes none, and as long as there is none isValid() is false.
+        CreationTypeJoin = 2
     };
 
     /// Makes or joins the set of the text @p key; isValid() tells whether that worked.
@@ -78,6 +80,10 @@ protected:
     void clearLeaseSemaphore() const;
     /// The set that is there under @p key now; negative if there is none.
     static int findSet(const QString &key);
+    /// Whether there is a set under @p key now that is one of that text.
+    static bool canBeJoined(const QString &key);
+    /// Whether CreationTypeJoin has found a set that this process may not use. The log says why.
+    bool isRefused() const { return setId() == sm_refusedSet; }
     /// Whether the set @p semaphoreId is still there.
     static bool isThere(int semaphoreId);
 
@@ -95,6 +101,7 @@ private:
     friend class RegionLockReading; // for those who look at a set without using it
     Q_DISABLE_COPY(SystemVSemaphoreBaseClass)
 
+    static constexpr int sm_refusedSet = -2;
     static constexpr int sm_fingerprintCount = SemaphoreCount - SemaphoreFingerprint;
 
     enum class Opening {
@@ -108,6 +115,8 @@ private:
     static void removeOrReopen(int semaphoreId);
     static std::array<unsigned short, SemaphoreCount> initialValues(const QString &key);
     void open(const QString &key, CreationType type);
+    void joinExisting(const QString &key);
+    Opening tryToJoin(const QString &key);
     Opening fillInAndJoin(const QString &key, int semaphoreId);
     Opening openExisting(const QString &key, CreationType type);
     static Opening replaceSet(const QString &key, int semaphoreId);

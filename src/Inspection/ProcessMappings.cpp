@@ -32,6 +32,8 @@ bool readMapping(const QByteArray &line, Mapping &mapping)
     if (device.size() != 2 || fields.size() <= inodeField) {
         return false;
     }
+    constexpr int rightsField = 1;
+    mapping.isUnwritable = !fields[rightsField].contains('w');
     mapping.memory = {makedev(device[0].toUInt(nullptr, 16), device[1].toUInt(nullptr, 16)),
                       static_cast<ino_t>(fields[inodeField].toULongLong())};
     mapping.path = line.mid(path);
@@ -48,11 +50,16 @@ bool readMapping(const QByteArray &line, Mapping &mapping)
 void addMapping(std::vector<Mapping> &mappings, const QByteArray &line, dev_t device)
 {
     Mapping mapping{};
-    if (readMapping(line, mapping) && mapping.memory.device == device
-        && std::none_of(mappings.cbegin(), mappings.cend(), [&mapping](const Mapping &known) {
-               return known.memory == mapping.memory;
-           })) {
+    if (!readMapping(line, mapping) || mapping.memory.device != device) {
+        return;
+    }
+    const auto known = std::find_if(
+        mappings.begin(), mappings.end(),
+        [&mapping](const Mapping &other) { return other.memory == mapping.memory; });
+    if (known == mappings.end()) {
         mappings.push_back(mapping);
+    } else {
+        known->isUnwritable = known->isUnwritable || mapping.isUnwritable;
     }
 }
 

@@ -15,7 +15,8 @@ struct ProcessMappings
     struct Mapping
     {
         FileIdentity memory;
-        QByteArray path; ///< that it had when it was mapped
+        QByteArray path;   ///< that it had when it was mapped
+        bool isUnwritable; ///< at one place at least
     };
 
     /// Of @p process, without what does not lie on @p device. None if it may not be looked at; empty if it

@@ -20,6 +20,7 @@ struct RegionUser
     /// format or without a fingerprint, for a process with another memory, and for one that is not among the
     /// eight for whom there is place there when these are taken. Also where the start that was noted cannot be
     /// compared, as that of a process in another time namespace, for one that attached before the creator had
-    /// said its layout, and for one that may be a forked child of a noted one: that was started no earlier.
+    /// said its layout, for one that may be a forked child of a noted one: that was started no earlier, and for
+    /// one that maps the memory for reading alone, which leaves no word.
     std::optional<bool> hasOtherLayout;
 };

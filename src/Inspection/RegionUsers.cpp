@@ -85,6 +85,14 @@ std::optional<bool> isAmong(const OtherLayouts &others, const User &user)
     return isOpen ? std::nullopt : std::optional<bool>(false);
 }
 
+/// Whoever cannot write leaves no word, and may have another layout all the same.
+std::optional<bool> isAmong(const OtherLayouts &others, const User &user,
+                            const ProcessMappings::Mapping &mapping)
+{
+    const std::optional<bool> isNotedAmong = isAmong(others, user);
+    return isNotedAmong == false && mapping.isUnwritable ? std::nullopt : isNotedAmong;
+}
+
 } // namespace
 
 struct RegionUsers::Private
@@ -149,9 +157,9 @@ QVector<RegionUser> RegionUsers::getUsersOf(const RegionInspection &region) cons
             const bool isInspected = region.isReadable() && mapping.memory == inspected;
             // The same path on another device would be the name of another container.
             if (isCurrent || isInspected || mapping.path == path) {
-                users.append(
-                    {user.pid, user.program, !isCurrent,
-                     isInspected && otherLayouts ? isAmong(*otherLayouts, user) : std::nullopt});
+                users.append({user.pid, user.program, !isCurrent,
+                              isInspected && otherLayouts ? isAmong(*otherLayouts, user, mapping)
+                                                          : std::nullopt});
             }
         }
     }

@@ -84,12 +84,15 @@ void write(PingPongBufferHandler::ManagementBuffer &management, const BaseClassS
 }
 
 void compare(PingPongBufferHandler::ManagementBuffer &management,
-             const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key)
+             const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key,
+             Noting noting)
 {
     const quint64 others = management.fingerprint.load(std::memory_order_acquire);
     if (others == 0) {
         // The creator knew nothing of it, or is not that far.
-        noteUnknownLayout(management);
+        if (noting == Noting::InRegion) {
+            noteUnknownLayout(management);
+        }
         return;
     }
     if (LayoutDigest::valueOf(root) == others) {
@@ -99,14 +102,19 @@ void compare(PingPongBufferHandler::ManagementBuffer &management,
     std::transform(
         std::cbegin(management.layoutParts), std::cend(management.layoutParts), parts.begin(),
         [](const std::atomic<quint32> &part) { return part.load(std::memory_order_relaxed); });
-    noteOtherLayout(management);
+    if (noting == Noting::InRegion) {
+        noteOtherLayout(management);
+    }
     warn(root, parts, bufferSize, key);
 }
 
-void noteSingle(PingPongBufferHandler::ManagementBuffer &management,
-                const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key)
+void compareSingle(PingPongBufferHandler::ManagementBuffer &management,
+                   const BaseClassSharedPointer &root, quint32 bufferSize, const QString &key,
+                   Noting noting)
 {
-    noteOtherLayout(management);
+    if (noting == Noting::InRegion) {
+        noteOtherLayout(management);
+    }
     // As of a region without leaves: none is where it is described.
     warn(root, {}, bufferSize, key);
 }

@@ -35,6 +35,21 @@ public:
         manager.m_sharedMemory.m_PrivateData.m_process.store(Identity::generation(),
                                                              std::memory_order_release);
     }
+    /// How the manager maps the memory that it attaches to. The word lies in the segment, where there was
+    /// room for it.
+    static SharedMemory::AccessMode accessMode(const ProcessDataManager &manager)
+    {
+        const quint8 access = manager.m_sharedMemory.m_PrivateData.m_access;
+        return (access & SharedMemory::IsForReading) != 0 ? SharedMemory::ReadOnly
+                                                          : SharedMemory::ReadWrite;
+    }
+    static void setAccessMode(ProcessDataManager &manager, SharedMemory::AccessMode mode)
+    {
+        quint8 &access = manager.m_sharedMemory.m_PrivateData.m_access;
+        access = mode == SharedMemory::ReadOnly
+                     ? static_cast<quint8>(access | SharedMemory::IsForReading)
+                     : static_cast<quint8>(access & ~SharedMemory::IsForReading);
+    }
     static const BufferHandlerInterface *handler(const ProcessDataManager &manager)
     {
         return manager.m_bufferHandler.data();

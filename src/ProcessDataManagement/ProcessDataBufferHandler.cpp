@@ -1,6 +1,7 @@
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 
-#include "Companion/SingleBufferHandler.h"
+#include "Companion/PingPongReadingHandler_p.h"
+#include "Companion/SingleReadingHandler_p.h"
 #include "ProcessData/Linux/SharedMemory.h"
 
 #include <QDebug>
@@ -14,6 +15,11 @@ SystemVSemaphoreBaseClass::CreationType creationType(ProcessDataBufferHandler::I
     return type == ProcessDataBufferHandler::InitTypeBufferCreate
                ? SystemVSemaphoreBaseClass::CreationTypeCreate
                : SystemVSemaphoreBaseClass::CreationTypeAttach;
+}
+
+bool isForReading(const SharedMemory &memory)
+{
+    return memory.data() != nullptr && !memory.isWritable();
 }
 
 bool checkPointer(const void *pointer, const char *warning)
@@ -80,12 +86,21 @@ BufferHandlerInterface::HandlerSharedPointer ProcessDataBufferHandler::initBuffe
         unsigned char *first = nullptr;
         unsigned char *second = nullptr;
         calculatePointerForPingPongBuffer(&management, &first, &second, size, memory);
+        if (isForReading(memory)) {
+            return QSharedPointer<PingPongReadingHandler>::create(management, first, second, size,
+                                                                  semaphoreKey);
+        }
         return QSharedPointer<PingPongBufferHandler>::create(
             management, first, second, creationType(type), size, semaphoreKey);
     }
 
     auto *buffer = static_cast<unsigned char *>(memory.data());
     checkPointer(buffer, "Pointer to shared memory is nullptr");
+    if (isForReading(memory)) {
+        auto handler = QSharedPointer<SingleReadingHandler>::create(buffer, size, semaphoreKey);
+        return handler->isRefused() ? BufferHandlerInterface::HandlerSharedPointer()
+                                    : BufferHandlerInterface::HandlerSharedPointer(handler);
+    }
     return QSharedPointer<SingleBufferHandler>::create(buffer, creationType(type), size,
                                                        semaphoreKey);
 }

@@ -80,9 +80,10 @@ bool createSegment(SharedMemory &memory, const QString &key, int size)
     return true;
 }
 
-bool attachSegment(SharedMemory &memory, const QString &key, int size)
+bool attachSegment(SharedMemory &memory, SharedMemory::AccessMode mode, const QString &key,
+                   int size)
 {
-    if (!memory.attach(SharedMemory::ReadWrite)) {
+    if (!memory.attach(mode)) {
         qWarning() << "Attach to shared memory(" << key << ") fails" << memory.errorString() << ","
                    << memory.error();
         return false;
@@ -122,12 +123,14 @@ void exchangeLayout(SharedMemory &memory, const ProcessDataManager::BaseClassSha
     }
     // Of the region as it is: the creator's parts are those of its own buffer.
     const quint32 bufferSize = (static_cast<quint32>(memory.size()) - blockSize) / 2;
+    const auto noting = memory.isWritable() ? LayoutNote::Noting::InRegion
+                                            : LayoutNote::Noting::Nowhere;
     if (type == ProcessDataManager::InitTypeSharedMemoryCreate) {
         LayoutNote::write(*management, root, bufferSize);
     } else if (!doubleBuffer) {
-        LayoutNote::noteSingle(*management, root, bufferSize, key);
+        LayoutNote::compareSingle(*management, root, bufferSize, key, noting);
     } else {
-        LayoutNote::compare(*management, root, bufferSize, key);
+        LayoutNote::compare(*management, root, bufferSize, key, noting);
     }
 }
 
@@ -147,6 +150,16 @@ ProcessDataManager::~ProcessDataManager()
             m_bufferHandler.data())) {
         SetWaiting::wakeBeforeTheEnd(*handler);
     }
+}
+
+void ProcessDataManager::setAccessMode(SharedMemory::AccessMode mode)
+{
+    ManagerAccess::setAccessMode(*this, mode);
+}
+
+SharedMemory::AccessMode ProcessDataManager::getAccessMode() const
+{
+    return ManagerAccess::accessMode(*this);
 }
 
 ProcessDataManager::BaseClassSharedPointer ProcessDataManager::createProcessData(
@@ -243,14 +256,20 @@ bool ProcessDataManager::initSharedMemory(ProcessDataManager::InitTypeSharedMemo
     if (!checkRegionSize(key, size)) {
         return false;
     }
+    if (type == InitTypeSharedMemoryCreate && getAccessMode() == SharedMemory::ReadOnly) {
+        qWarning() << "A manager for reading alone cannot create the shared memory" << key
+                   << ". Attach to it, or set its access mode to SharedMemory::ReadWrite.";
+        return false;
+    }
     ManagerAccess::beginInThisProcess(*this);
     m_sharedMemory.setKey(key + sm_sharedMemoryKeyExtension);
     const int regionSize = static_cast<int>(size);
     if (type == InitTypeSharedMemoryCreate) {
         closeFormerRegion(key + sm_sharedMemoryKeyExtension, key + sm_semaphoreKeyExtension);
     }
-    return type == InitTypeSharedMemoryCreate ? createSegment(m_sharedMemory, key, regionSize)
-                                              : attachSegment(m_sharedMemory, key, regionSize);
+    return type == InitTypeSharedMemoryCreate
+               ? createSegment(m_sharedMemory, key, regionSize)
+               : attachSegment(m_sharedMemory, getAccessMode(), key, regionSize);
 }
 
 bool ProcessDataManager::setPointerToBufferHandler(const BaseClassSharedPointer &root,

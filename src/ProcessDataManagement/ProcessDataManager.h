@@ -27,6 +27,17 @@ public:
     ProcessDataManager();
     virtual ~ProcessDataManager();
 
+    /// How the next create...() maps the memory that it attaches to; ReadWrite unless it is set. With
+    /// ReadOnly the mapping itself cannot be written, so that nothing in this process can spoil the region,
+    /// and who may only read its file can attach. It leaves no trace in the region and its publishers do
+    /// not hear of it: watchers look for new sets at intervals (see ProcessDataWatcher), and no read holds
+    /// writers off (see BufferHandlerInterface). Whatever writes is refused with a warning, and so is
+    /// creating. Of a single buffer the semaphores are joined, which takes the right to alter them: where
+    /// that is missing attaching fails; none are made.
+    void setAccessMode(SharedMemory::AccessMode mode);
+    /// What setAccessMode() was given.
+    SharedMemory::AccessMode getAccessMode() const;
+
     /// Binds the tree below @p root and returns it; null on failure, with the reason in the log. A
     /// description without memory comes back unbound. Creating sets every slot to
     /// NO_VALID_INPUT_VALUE.

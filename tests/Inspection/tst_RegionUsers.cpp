@@ -53,6 +53,7 @@ private Q_SLOTS:
     void usersAreThoseOfTheLook();
     void userOfARemovedRegionWithASlashInFrontIsSeen();
     void userByAnotherPathIsSeen();
+    void layoutOfWhoeverOnlyReadsIsUnknown();
     void keysAreThoseOfAllThatIsMapped();
 };
 
@@ -110,6 +111,37 @@ void tst_RegionUsers::userByAnotherPathIsSeen()
 
     QCOMPARE(users.size(), 1);
     QVERIFY(!users[0].isReplaced);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
+}
+
+/// Such a process leaves no word, whatever layout it has.
+void tst_RegionUsers::layoutOfWhoeverOnlyReadsIsUnknown()
+{
+    const TwoNumbers description;
+    TwoNumbers other;
+    other.key = description.key;
+    other.leaves[QStringLiteral("b")].type = QStringLiteral("uint32");
+    const QuietManager creator(description, create);
+    ChildProcess child([&other](const ChildSide &side) {
+        const LogCapture log;
+        ProcessDataManager manager;
+        manager.setAccessMode(SharedMemory::ReadOnly);
+        CHILD_VERIFY(manager.createProcessData(other.parse(), attach));
+        side.say();
+        side.waitForWord();
+        return 0;
+    });
+    QVERIFY(child.waitUntilReady());
+
+    const QVector<RegionUser> users = description.inspect().getUsers();
+
+    QCOMPARE(users.size(), 2);
+    for (const auto &user : users) {
+        const bool isCreator = user.pid == QCoreApplication::applicationPid();
+        QCOMPARE(user.hasOtherLayout.has_value(), isCreator);
+        QVERIFY(!user.isReplaced);
+    }
     child.tell();
     QCOMPARE(child.waitForExit(), 0);
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <thread>
 
 #include <sys/sem.h>
 
@@ -23,6 +24,9 @@ constexpr Milliseconds waitingSlice{20};
 constexpr std::chrono::nanoseconds shortestPause{250};
 constexpr std::chrono::nanoseconds longestPause{2000};
 constexpr std::chrono::nanoseconds pausesBeforeSleep{16000};
+
+/// From one attempt to join a set to the next.
+constexpr Milliseconds setPause{1};
 
 /// An owner does not hear of a set that somebody removes by hand. It looks so often, while it locks.
 constexpr qint64 setLookInterval = 100;
@@ -358,6 +362,33 @@ BufferLock::Sharing BufferLock::lockShared(std::chrono::milliseconds bound)
     }
     m_inside.fetch_sub(1);
     return outcome == Outcome::Gone ? Sharing::Unneeded : Sharing::Failed;
+}
+
+BufferLock::Sharing BufferLock::lockSharedIfThere(std::chrono::milliseconds bound)
+{
+    const Clock::time_point deadline = Clock::now() + bound;
+    Milliseconds left = bound;
+    for (; left > Milliseconds::zero() && !isRefused();
+         left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now())) {
+        if (!isValid()) {
+            m_inside.fetch_add(1);
+            followRegion(setId());
+            m_inside.fetch_sub(1);
+        }
+        const Sharing sharing = isValid() ? lockShared(left) : Sharing::Unneeded;
+        if (sharing != Sharing::Unneeded || !isSetThere()) {
+            return sharing;
+        }
+        // It was made just now, its last user is leaving it, or another thread still holds the former one.
+        std::this_thread::sleep_for(setPause);
+    }
+    return Sharing::Failed;
+}
+
+bool BufferLock::isSetThere() const
+{
+    // That of a later region says nothing of this one.
+    return canBeJoined(m_key) && hasMappedName(m_memory);
 }
 
 void BufferLock::unlockShared()

@@ -75,6 +75,12 @@ public:
     /// Keeps writers out, but not readers.
     Sharing lockShared(std::chrono::milliseconds bound);
     void unlockShared();
+    /// For an object that was made with CreationTypeJoin: as lockShared(), in the set that there is by now.
+    /// Unneeded where there is none either.
+    Sharing lockSharedIfThere(std::chrono::milliseconds bound);
+    /// Whether others have a set for this region, be it the one of this object or not.
+    bool isSetThere() const;
+    using SystemVSemaphoreBaseClass::isRefused;
 
 private:
     void becomeHolder()

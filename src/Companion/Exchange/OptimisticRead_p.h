@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Companion/Exchange/LockNotes_p.h"
-#include "Companion/PingPongBufferHandler.h"
+#include "Companion/PingPongReadingHandler_p.h"
 
 /// One attempt at reading a double buffer, by a thread that is about nothing else: what lockForRead()
 /// and unlockForRead() do for a first attempt, without a note in between that nobody would look at.
@@ -106,13 +106,17 @@ public:
         return handler.buffer(epoch(*handler.m_management) + 1);
     }
 
-    /// What writeBufferPointer() gives, and notes.
+    /// What writeBufferPointer() gives, and notes; null, with a warning, where nothing may be written.
     static unsigned char *writeBuffer(const PingPongBufferHandler &handler)
     {
         const quint64 current = epoch(*handler.m_management);
         // Nearly always inside the write lock, which has noted it already.
         if (__builtin_expect(static_cast<long>(LockNotes::isNotedAsWritten(handler.m_number)), 1L)
             == 0) {
+            if (PingPongReadingHandler::isOne(handler)) {
+                PingPongReadingHandler::refuse(handler);
+                return nullptr;
+            }
             LockNotes::noteBareWrite(handler.m_number, current);
         }
         return handler.buffer(current + 1);

@@ -17,7 +17,7 @@ void SetWaiting::noteSwap(PingPongBufferHandler &handler)
 
 bool SetWaiting::hasSwappedInside(const PingPongBufferHandler &handler)
 {
-    return handler.m_lock->isHeldInThisProcess()
+    return handler.m_lock != nullptr && handler.m_lock->isHeldInThisProcess()
            && handler.m_hasSwapped.load(std::memory_order_relaxed);
 }
 

@@ -128,9 +128,11 @@ NumberSlot ProcessDataValue::getNumberSlot() const
 void ProcessDataValue::chooseDirectForm()
 {
     m_directForm = SlotForm::None;
-    // Exactly this class: of any other nothing is known but the calls of the interface, and all of
+    // Exactly these classes: of any other nothing is known but the calls of the interface, and all of
     // them have to be made.
-    if (!m_isValid || typeid(*m_bufferHandler) != typeid(PingPongBufferHandler)) {
+    if (!m_isValid
+        || (typeid(*m_bufferHandler) != typeid(PingPongBufferHandler)
+            && typeid(*m_bufferHandler) != typeid(PingPongReadingHandler))) {
         return;
     }
     const auto &handler = static_cast<PingPongBufferHandler &>(*m_bufferHandler);

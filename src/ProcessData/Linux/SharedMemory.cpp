@@ -103,6 +103,11 @@ SharedMemory::~SharedMemory()
     unmap();
 }
 
+bool SharedMemory::isWritable() const
+{
+    return m_PrivateData.m_data != nullptr && (m_PrivateData.m_access & IsMappedWritable) != 0;
+}
+
 void SharedMemory::setKey(const QString &key)
 {
     m_PrivateData.m_key = key.toLocal8Bit();
@@ -198,6 +203,10 @@ bool SharedMemory::mapDescriptor(int fd, qint32 size, int protection)
     }
     m_PrivateData.m_data = data;
     m_PrivateData.m_size = size;
+    const auto others = static_cast<quint8>(m_PrivateData.m_access & ~IsMappedWritable);
+    m_PrivateData.m_access = (protection & PROT_WRITE) != 0
+                                 ? static_cast<quint8>(others | IsMappedWritable)
+                                 : others;
     return true;
 }
 

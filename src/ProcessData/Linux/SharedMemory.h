@@ -31,6 +31,8 @@ public:
     /// Maps an existing object whole. It may be tried again after a failure.
     bool attach(SharedMemory::AccessMode mode);
 
+    /// Whether there is a mapping that may be written into. A store into another one ends the process.
+    bool isWritable() const;
     /// Size of the mapping in bytes, 0 without one.
     int size() const { return m_PrivateData.m_size; }
     /// First byte of the mapping; null without one.
@@ -47,6 +49,11 @@ private:
     friend class ManagerAccess; // for a manager that was inherited by a forked child
     Q_DISABLE_COPY(SharedMemory)
 
+    enum Access : quint8 {
+        IsMappedWritable = 1,
+        IsForReading = 2 ///< wanted by the manager that owns this one
+    };
+
     struct PrivateData
     {
         void *m_data = nullptr;
@@ -56,6 +63,7 @@ private:
         QString m_errorString;
         int m_error = 0;
         bool m_created = false;
+        quint8 m_access = 0;               ///< bits of Access
         std::atomic<quint16> m_process{0}; ///< Identity::generation() of the process that uses it
     };
 
@@ -63,6 +71,9 @@ private:
     int openForCreation();
     bool mapDescriptor(int fd, qint32 size, int protection);
     void unmap();
+
+    static_assert(sizeof(PrivateData) == sizeof(void *) * 3 + 8 + 8,
+                  "applications hold such objects");
 
     PrivateData m_PrivateData;
 };

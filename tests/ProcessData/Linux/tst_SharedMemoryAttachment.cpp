@@ -63,6 +63,7 @@ private Q_SLOTS:
     void attachTakesTheSizeFromTheObject();
     void attachedMemoryIsShared();
     void readOnlyMappingCannotBeWritten();
+    void mappingTellsWhetherItMayBeWritten();
     void attachToAnEmptyObjectFailsAtTheMapping();
     void attachToAnObjectAboveTwoGigabytesFails();
     void attachMayBeTriedAgainAfterAFailure();
@@ -140,6 +141,25 @@ void tst_SharedMemoryAttachment::readOnlyMappingCannotBeWritten()
     QVERIFY(memory->attach(SharedMemory::ReadWrite));
     QCOMPARE(segment.mappings().size(), 1);
     QVERIFY2(segment.mappings().first().contains(" rw-s "), segment.mappings().first());
+}
+
+void tst_SharedMemoryAttachment::mappingTellsWhetherItMayBeWritten()
+{
+    const SegmentFile segment;
+    const auto creator = memoryNamed(segment.name());
+    const auto memory = memoryNamed(segment.name());
+    QVERIFY(!creator->isWritable());
+    QVERIFY(!memory->attach(SharedMemory::ReadWrite));
+    QVERIFY(!memory->isWritable());
+
+    QVERIFY(creator->create(100));
+    QVERIFY(creator->isWritable());
+    QVERIFY(memory->attach(SharedMemory::ReadOnly));
+    QVERIFY(!memory->isWritable());
+    QVERIFY(memory->attach(SharedMemory::ReadWrite));
+    QVERIFY(memory->isWritable());
+    QVERIFY(memory->attach(SharedMemory::ReadOnly));
+    QVERIFY(!memory->isWritable());
 }
 
 void tst_SharedMemoryAttachment::attachToAnEmptyObjectFailsAtTheMapping()
