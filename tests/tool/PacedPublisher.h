@@ -2,6 +2,7 @@
 
 #include "Companion/PingPongBufferHandler.h"
 #include "DoctoredPlant.h"
+#include "LookingReader.h"
 #include "ProcessData/Linux/SharedMemory.h"
 #include "support/ProcessState.h"
 
@@ -24,11 +25,14 @@ bool waitUntil(const Condition &condition)
     return true;
 }
 
-/// A region of this process, which sees when somebody sleeps until its next set.
+/// A region of this process, which sees when somebody has seen all of its sets and waits for the next one.
 class PacedPublisher
 {
 public:
-    explicit PacedPublisher(const DoctoredPlant &plant) : m_region(plant.file), m_url(plant.url)
+    explicit PacedPublisher(const DoctoredPlant &plant)
+        : m_region(plant.file)
+        , m_key(plant.key())
+        , m_url(plant.url)
     {
         m_memory.setKey(plant.segment().name());
         m_isReady = m_memory.attach(SharedMemory::ReadWrite);
@@ -41,10 +45,7 @@ public:
     /// A set that somebody has slept for.
     bool publishToASleeper() { return waitUntilSomebodySleeps() && publish(); }
     /// Until all that was published before was seen.
-    bool waitUntilSomebodySleeps() const
-    {
-        return waitUntil([this] { return block().armed == block().swapCount + 1; });
-    }
+    bool waitUntilSomebodySleeps() const { return LookingReader::waitUntilSeen(m_key); }
     /// Until the process has done what it does with all that was published before.
     bool waitUntilDone(qint64 pid) const
     {
@@ -65,6 +66,7 @@ private:
 
     HeldRegion m_region;
     SharedMemory m_memory;
+    QString m_key;
     QString m_url;
     int m_number = 0;
     bool m_isReady = false;

@@ -35,8 +35,8 @@ extern "C" Q_DECL_EXPORT int shm_open(const char *name, int flags, mode_t mode)
 {
     using Open = int (*)(const char *, int, mode_t);
     static const auto original = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "shm_open"));
-    // A look needs no more than to read.
-    if (doesVanish && (flags & O_ACCMODE) == O_RDWR && shm_unlink(name) == 0) {
+    // Only an attachment asks for that, and a look does not.
+    if (doesVanish && (flags & (O_CREAT | O_EXCL)) == O_EXCL && shm_unlink(name) == 0) {
         ++vanished;
     }
     return original(name, flags, mode);

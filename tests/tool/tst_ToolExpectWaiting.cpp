@@ -1,6 +1,5 @@
-#include "Companion/PingPongBufferHandler.h"
 #include "HeldRegion.h"
-#include "ProcessData/Linux/SharedMemory.h"
+#include "LookingReader.h"
 #include "ToolProcess.h"
 #include "support/LogCapture.h"
 #include "support/SemaphoreSet.h"
@@ -17,25 +16,6 @@ using Metadata = ToolDescription::Metadata;
 namespace {
 
 const QString url = QStringLiteral("n/level");
-
-/// The words that publishers and waiters share.
-class SharedWords
-{
-public:
-    explicit SharedWords(const QString &key)
-    {
-        m_memory.setKey(key + QStringLiteral("SharedMemory"));
-        m_memory.attach(SharedMemory::ReadWrite);
-    }
-    /// Whether somebody sleeps until the next set.
-    bool isAwaited()
-    {
-        return static_cast<PingPongBufferHandler::ManagementBuffer *>(m_memory.data())->armed != 0;
-    }
-
-private:
-    SharedMemory m_memory;
-};
 
 } // namespace
 
@@ -108,9 +88,8 @@ void tst_ToolExpectWaiting::cleanup()
 
 void tst_ToolExpectWaiting::nextSetEndsIt()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--timeout=10min")}, QStringLiteral("n/level > 2"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
     QVERIFY(publish(1.5));
     QVERIFY(publish(2.5));
 
@@ -173,9 +152,8 @@ void tst_ToolExpectWaiting::whatHoldsLongEnoughEndsIt()
 
 void tst_ToolExpectWaiting::breakEndsIt()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--for=1h")}, QStringLiteral("n/level < 2"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
     QVERIFY(m_region->publish(url, ProcessValue(PROCESS_VALUE_ERROR_TYPE_TIMEOUT)));
 
     const ToolResult result = expect->finish();
@@ -191,10 +169,9 @@ void tst_ToolExpectWaiting::breakEndsIt()
 
 void tst_ToolExpectWaiting::breakBeginsTheTimeAnew()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--for=300ms"), QStringLiteral("--timeout=10min")},
                               QStringLiteral("n/level > 2"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
     QElapsedTimer timer;
     timer.start();
     QVERIFY(publish(3));
@@ -208,10 +185,9 @@ void tst_ToolExpectWaiting::breakBeginsTheTimeAnew()
 
 void tst_ToolExpectWaiting::timeoutEndsWhatHolds()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--for=2s"), QStringLiteral("--timeout=2.1s")},
                               QStringLiteral("n/level > 2"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
 
     const ToolResult result = expect->finish();
 
@@ -305,9 +281,8 @@ void tst_ToolExpectWaiting::missingRegionTakesTheWholeTime()
 
 void tst_ToolExpectWaiting::newRegionIsFollowed()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--timeout=10min")}, QStringLiteral("n/level == 7"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
 
     m_region = std::make_unique<HeldRegion>(m_file);
     QVERIFY(publish(7));
@@ -319,9 +294,8 @@ void tst_ToolExpectWaiting::newRegionIsFollowed()
 
 void tst_ToolExpectWaiting::newRegionEndsItWithoutATimeout()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--for=1h")}, QStringLiteral("n/level == 1"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
 
     const HeldRegion later(m_file);
 
@@ -334,9 +308,8 @@ void tst_ToolExpectWaiting::newRegionEndsItWithoutATimeout()
 
 void tst_ToolExpectWaiting::regionThatGoesEndsItWithoutATimeout()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--for=1h")}, QStringLiteral("n/level == 1"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
 
     m_region.reset();
 
@@ -349,9 +322,8 @@ void tst_ToolExpectWaiting::regionThatGoesEndsItWithoutATimeout()
 
 void tst_ToolExpectWaiting::regionThatGoesIsWaitedFor()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--timeout=10min")}, QStringLiteral("n/level == 7"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
     m_region.reset();
     m_region = std::make_unique<HeldRegion>(m_file);
     QVERIFY(publish(7));
@@ -364,9 +336,8 @@ void tst_ToolExpectWaiting::regionThatGoesIsWaitedFor()
 
 void tst_ToolExpectWaiting::signalIsNoAnswer()
 {
-    SharedWords words(m_description->key());
     const auto expect = start({QStringLiteral("--timeout=10min")}, QStringLiteral("n/level > 2"));
-    QTRY_VERIFY_WITH_TIMEOUT(words.isAwaited(), 60000);
+    QVERIFY(LookingReader::waitUntilSeen(m_description->key()));
 
     // Not SIGINT, which whoever runs the tests in the background ignores.
     expect->signal(SIGTERM);

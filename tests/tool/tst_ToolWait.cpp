@@ -1,5 +1,6 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "HeldRegion.h"
+#include "LookingReader.h"
 #include "ProcessData/Linux/SharedMemory.h"
 #include "ToolProcess.h"
 #include "support/LogCapture.h"
@@ -168,7 +169,7 @@ void tst_ToolWait::regionWithoutASetIsSleptOn()
 
     ToolProcess wait(
         {QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("60"), file});
-    QTRY_COMPARE_WITH_TIMEOUT(block.armed.load(), quint64{1}, 60000);
+    QVERIFY(LookingReader::waitUntilSeen(description.key()));
     QVERIFY(region.publish(QStringLiteral("n/a"), validValue(1)));
 
     const ToolResult result = wait.finish();
@@ -189,7 +190,7 @@ void tst_ToolWait::replacedRegionIsNotWaitedForAnyLonger()
     block.swapCount = 0;
     ToolProcess wait(
         {QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("60"), file});
-    QTRY_COMPARE_WITH_TIMEOUT(block.armed.load(), quint64{1}, 60000);
+    QVERIFY(LookingReader::waitUntilSeen(description.key()));
 
     const HeldRegion later(file);
 

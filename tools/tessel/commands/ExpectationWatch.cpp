@@ -48,7 +48,7 @@ ExpectationOutcome ExpectationWatch::run()
     while (true) {
         awaitRegion();
         try {
-            LiveRegion region(m_description, LiveRegion::Opening::Attach);
+            LiveRegion region(m_description, LiveRegion::Opening::Read);
             region.requireUsable(m_expectation.leaves());
             if (const auto outcome = follow(region)) {
                 return *outcome;

@@ -56,7 +56,7 @@ ExitCode run(const CommandLine &line)
     const DescriptionSource description(line.positional(0));
     const QStringList urls = line.positionalsFrom(1);
     QVector<Leaf> leaves = description.leavesAt(urls);
-    LiveRegion region(description, LiveRegion::Opening::Attach);
+    LiveRegion region(description, LiveRegion::Opening::Read);
     leaves = region.readable(leaves, urls);
     if (!region.isPublished()) {
         writeErrorLine(

@@ -224,7 +224,7 @@ ExitCode run(const CommandLine &line)
     QVector<Leaf> leaves = eachOnce(description.leavesAt(urls));
     addTriggers(options, line, description);
     SignalWait signals(SignalWait::Signals::Ending);
-    LiveRegion region(description, LiveRegion::Opening::Attach);
+    LiveRegion region(description, LiveRegion::Opening::Read);
     // A value without a byte is none of a recording.
     leaves = withTextsFrom(1, region.readable(leaves, urls), urls, description);
     for (const auto &trigger : options.triggers) {

@@ -111,7 +111,7 @@ bool StatWatch::take()
            || result == ProcessDataWatcher::Result::TimedOut;
 }
 
-/// As a reader does, but never a third time in a row, for which a reader holds writers off.
+/// As a reader does, but never a third time in a row, for which a reader waits until a set begins.
 void StatWatch::read()
 {
     ProcessDataManager &manager = m_region.manager();
@@ -196,7 +196,7 @@ ExitCode run(const CommandLine &line)
                                .arg(description.path()));
     }
     SignalWait signals(SignalWait::Signals::EndingAndTerminal);
-    LiveRegion region(description, LiveRegion::Opening::Attach);
+    LiveRegion region(description, LiveRegion::Opening::Read);
     StatWatch watch(region, description.key(), !isJson && isOutputTerminal());
     const bool isThere = watch.watch(signals, time);
     watch.print(isJson);

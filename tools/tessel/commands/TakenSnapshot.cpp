@@ -39,7 +39,7 @@ QVector<ProcessValue> readInto(Snapshot &snapshot, LiveRegion &region, const QVe
 Snapshot takeSnapshot(const DescriptionSource &description, const QStringList &urls)
 {
     QVector<Leaf> leaves = description.leavesAt(urls);
-    LiveRegion region(description, LiveRegion::Opening::Attach);
+    LiveRegion region(description, LiveRegion::Opening::Read);
     leaves = region.readable(leaves, urls);
     Snapshot snapshot;
     snapshot.key = description.key();

@@ -164,7 +164,7 @@ ExitCode run(const CommandLine &line)
     const QStringList urls = line.positionalsFrom(1);
     QVector<Leaf> leaves = description.leavesAt(urls);
     SignalWait signals(SignalWait::Signals::EndingAndTerminal);
-    LiveRegion region(description, LiveRegion::Opening::Attach);
+    LiveRegion region(description, LiveRegion::Opening::Read);
     leaves = region.readable(leaves, urls);
 
     const auto view = makeView(

@@ -69,13 +69,16 @@ LiveRegion::LiveRegion(const DescriptionSource &description, Opening opening)
     : m_description(description)
 {
     m_description.requireMemory();
-    if (opening == Opening::Attach) {
+    if (opening != Opening::Create) {
         // Before the manager attaches: of a region that is replaced in between, requireCurrent() hears.
         m_region.emplace(description.key());
         // One that knows the description holds the URLs of all leaves, and is needed only here.
         requireMatchingRegion(RegionInspection(description.root()), description);
     }
     LogCollector::takeReasons();
+    if (opening == Opening::Read) {
+        m_manager.setAccessMode(SharedMemory::ReadOnly);
+    }
     const auto root = m_manager.createProcessData(
         m_description.root(), opening == Opening::Create
                                   ? ProcessDataManager::InitTypeSharedMemoryCreate
@@ -152,21 +155,13 @@ void LiveRegion::requireUsable(const QVector<Leaf> &leaves) const
 
 QVector<ProcessValue> LiveRegion::read(const QVector<Leaf> &leaves)
 {
-    QVector<ProcessValue> values;
-    values.reserve(leaves.size());
-    readInLock([&] {
-        values.clear();
-        for (const auto &leaf : leaves) {
-            ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
-            leaf.element->getValueNoLock(value);
-            values.append(value);
-        }
-    });
-    return values;
+    quint64 generation = 0;
+    return read(leaves, generation);
 }
 
 QVector<ProcessValue> LiveRegion::read(const QVector<Leaf> &leaves, quint64 &generation)
 {
+    // Decoded behind the lock: the shorter it is, the fewer writers come in between.
     ProcessDataSnapshot set;
     readInLock([&] { set.take(m_manager); });
     if (set.isEmpty()) {

@@ -40,7 +40,8 @@ class LiveRegion
 public:
     enum class Opening {
         Create, ///< Makes the region with its lock; it is removed with this object.
-        Attach  ///< Joins a region that another process has made.
+        Attach, ///< Joins a region that another process has made, to write into it.
+        Read    ///< The same, in a mapping that cannot be written: nobody there hears of it.
     };
 
     LiveRegion(const DescriptionSource &description, Opening opening);

@@ -55,7 +55,7 @@ RegionCreator RegionFollower::creator() const
 
 void RegionFollower::attach()
 {
-    m_region.emplace(m_description, LiveRegion::Opening::Attach);
+    m_region.emplace(m_description, LiveRegion::Opening::Read);
     m_seen = 0;
     m_isOwed = true;
     if (m_description.isDoubleBuffered()) {
@@ -106,7 +106,7 @@ bool RegionFollower::isWriterInside() const
     return m_region->inspection().getLock().state == RegionLock::State::Held;
 }
 
-/// One attempt, and never a third in a row, for which a reader holds writers off.
+/// One attempt, and never a third in a row, for which a reader waits until a set begins.
 bool RegionFollower::copy()
 {
     // Of a single buffer a reader waits for the writer.

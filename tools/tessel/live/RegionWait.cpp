@@ -63,7 +63,7 @@ bool tellsOfSets(const DescriptionSource &description)
 void sleepUntilTold(const DescriptionSource &description, Clock::duration bound)
 {
     try {
-        LiveRegion region(description, LiveRegion::Opening::Attach);
+        LiveRegion region(description, LiveRegion::Opening::Read);
         ProcessDataWatcher watcher(region.manager());
         quint64 seen = 0;
         watcher.wait(seen, std::chrono::ceil<std::chrono::milliseconds>(bound));
