@@ -21,3 +21,10 @@ HttpResponse errorAnswer(const WebError &error)
     response.body = JsonText::object({{"error", JsonText::object(members)}}) + '\n';
     return response;
 }
+
+HttpResponse absentAnswer(const RegionFollower &region)
+{
+    return errorAnswer({503, region.absence(), region.key(),
+                        QStringLiteral("start the program that creates the region, with the "
+                                       "description that tessel-web has")});
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "http/HttpMessage.h"
+#include "region/RegionFollower.h"
 
 #include <QPair>
 #include <QString>
@@ -18,3 +19,6 @@ struct WebError
 };
 
 HttpResponse errorAnswer(const WebError &error);
+
+/// Where there are no values, for the reason that @p region has.
+HttpResponse absentAnswer(const RegionFollower &region);

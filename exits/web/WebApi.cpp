@@ -175,8 +175,7 @@ HttpResponse WebApi::answerValues(const HttpRequest &request)
     }
     m_feed->region().lookNow();
     if (!m_feed->isUp()) {
-        return errorAnswer({503, m_feed->absence(), m_feed->region().key(),
-                            QStringLiteral("start the program that creates the region")});
+        return absentAnswer(m_feed->region());
     }
     if (!m_feed->takeSet()) {
         return errorAnswer({503, QStringLiteral("no consistent set was to be had"),

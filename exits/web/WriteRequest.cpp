@@ -177,12 +177,6 @@ void noteWrite(const QByteArray &peer, const FollowedLeaf &leaf, const ProcessVa
                            .arg(who, leaf.url, inLog(value), inLog(former)));
 }
 
-HttpResponse absentAnswer(const RegionFollower &region)
-{
-    return errorAnswer({503, region.absence(), region.key(),
-                        QStringLiteral("start the program that creates the region")});
-}
-
 } // namespace
 
 HttpResponse answerWrite(RegionFollower &region, const HttpRequest &request)

@@ -9,7 +9,7 @@ const connections = {
   starting: '… connecting',
   waiting: '… waiting for values',
   live: '● live',
-  gone: '✕ no region',
+  gone: '✕ no values',
   lost: '✕ connection lost',
 };
 
@@ -20,14 +20,15 @@ function bannerText(plant) {
   }
   if (plant.connection === 'gone') {
     const reason = plant.reason ? `: ${plant.reason.replace(/\.$/, '')}` : '';
-    return `✕ The values' region is not there${reason}.${since} They come back by themselves.`;
+    return `✕ There are no values${reason}.${since} They come back by themselves.`;
   }
   return '';
 }
 
-function ageText(age) {
+function ageText(age, isLive) {
   if (age === null) {
-    return 'nothing published yet';
+    // Values without a time are those of a single buffer, which nobody publishes.
+    return isLive ? 'of no known age' : 'nothing published yet';
   }
   return age >= oldAfter ? `⚠ no set for ${durationText(age)}` : `set ${durationText(age)} old`;
 }
@@ -36,7 +37,7 @@ function ageText(age) {
 export function showStatus(plant) {
   function drawAge() {
     const age = plant.age();
-    setText(byId('age'), ageText(age));
+    setText(byId('age'), ageText(age, plant.isLive));
     byId('age').dataset.old = age !== null && age >= oldAfter;
   }
 

@@ -151,8 +151,8 @@ class PageTest(unittest.TestCase):
         self.addCleanup(thing.close)
         return thing
 
-    def plant(self, leaves):
-        plant = self.closed(Plant(leaves))
+    def plant(self, leaves, double_buffer=True):
+        plant = self.closed(Plant(leaves, double_buffer))
         self.browser.keep(plant)
         return plant
 

@@ -57,7 +57,7 @@ class Accessibility(PageTest):
     def test_grey_without_a_region(self):
         self.browser.click('.leaf[data-url="pump/speed"] .pin')
         self.creator_.kill()
-        self.sees("#connection", "✕ no region")
+        self.sees("#connection", "✕ no values")
 
         assert_accessible(self, "no region")
 

@@ -4,7 +4,7 @@ import signal
 import unittest
 
 from browser import PageTest
-from exits import Creator, Service
+from exits import Creator, Service, wait_until
 
 LEAVES = {"pump/speed": {"type": "double"}, "tank/level": {"type": "double"}}
 GREY = "rgb(90, 100, 112)"
@@ -59,12 +59,12 @@ class Stream(PageTest):
     def test_a_tab_that_comes_later_knows_what_came_before(self):
         _, creator, service = self.page()
         creator.kill()
-        self.sees("#connection", "✕ no region")
+        self.sees("#connection", "✕ no values")
 
         self.browser.driver.switch_to.new_window("tab")
         self.open(service, until_live=False)
 
-        self.sees("#connection", "✕ no region")
+        self.sees("#connection", "✕ no values")
         self.sees_value("pump/speed", "10")
 
     def test_the_last_tab_that_is_closed_ends_the_stream(self):
@@ -116,7 +116,7 @@ class Stream(PageTest):
 
         creator.kill()
 
-        self.sees("#connection", "✕ no region")
+        self.sees("#connection", "✕ no values")
         self.assertIn("nobody renews them", self.browser.text("#banner"))
         self.assertEqual(self.colour('.leaf[data-url="pump/speed"] .state'), GREY)
         self.assertEqual(self.colour('.leaf[data-url="pump/speed"] .value'), GREY)
@@ -129,6 +129,30 @@ class Stream(PageTest):
         self.sees_value("pump/speed", "20")
         self.assertIsNone(self.browser.text("#banner"))
         self.assertNotEqual(self.colour('.leaf[data-url="pump/speed"] .state'), GREY)
+
+    def test_a_region_of_another_description_is_no_missing_one(self):
+        plant, creator, _ = self.page()
+        creator.close()
+        self.sees("#connection", "✕ no values")
+        other = self.plant({"pump/speed": {"type": "double"}})
+        other.file.write_text(other.file.read_text(encoding="utf-8").replace(other.key, plant.key), encoding="utf-8")
+
+        self.creator(other)
+
+        wait_until(lambda: "was made from another description" in (self.browser.text("#banner") or ""), "the reason")
+        self.assertNotIn("is not there", self.browser.text("#banner"))
+        self.sees("#connection", "✕ no values")
+
+    def test_values_of_a_single_buffer_have_no_age(self):
+        plant = self.plant(LEAVES, double_buffer=False)
+        self.creator(plant)
+        plant.set("pump/speed", "10")
+        self.open(self.served(plant))
+
+        self.sees_value("pump/speed", "10")
+        self.sees("#age", "of no known age")
+        plant.set("pump/speed", "11")
+        self.sees_value("pump/speed", "11")
 
     def test_a_server_that_ends_greys_the_values_until_it_is_back(self):
         plant, _, service = self.page()
@@ -146,7 +170,7 @@ class Stream(PageTest):
     def test_a_description_that_has_changed_is_read_again(self):
         plant, creator, _ = self.page()
         creator.kill()
-        self.sees("#connection", "✕ no region")
+        self.sees("#connection", "✕ no values")
 
         text = plant.file.read_text(encoding="utf-8")
         plant.file.write_text(text.replace('"level"', '"height"'), encoding="utf-8")

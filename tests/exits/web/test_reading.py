@@ -78,7 +78,8 @@ class Reading(WebTest):
         self.assertEqual(
             error,
             {"what": f"no region '{self.plant.key}' is there; waiting for the process that creates it",
-             "where": self.plant.key, "cure": "start the program that creates the region"},
+             "where": self.plant.key,
+             "cure": "start the program that creates the region, with the description that tessel-web has"},
         )
         creator = self.closed(Creator(self.plant))
         wait_until(lambda: service.ask("/api/values")[0] == 200, "values")
