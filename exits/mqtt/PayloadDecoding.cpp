@@ -1,5 +1,7 @@
 #include "mqtt/PayloadDecoding.h"
 
+#include <QTextCodec>
+
 #include <pb_decode.h>
 #include <sparkplug.pb.h>
 
@@ -77,8 +79,11 @@ public:
     QString text()
     {
         const QByteArray content = bytes();
-        const QString text = QString::fromUtf8(content);
-        if (text.toUtf8() != content) {
+        // U+FEFF at the beginning is a part of it.
+        QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+        const QString text = QTextCodec::codecForName("UTF-8")->toUnicode(content.constData(),
+                                                                          content.size(), &state);
+        if (state.invalidChars > 0 || state.remainingChars > 0) {
             refuse("a text is no UTF-8");
         }
         return text;

@@ -3,6 +3,28 @@
 #include <algorithm>
 #include <cmath>
 
+namespace {
+
+template <class Number>
+double wholeDistance(Number left, Number right)
+{
+    // Modulo 2^64 the difference of the larger and the smaller one is right for signed numbers, too.
+    return static_cast<double>(static_cast<quint64>(std::max(left, right))
+                               - static_cast<quint64>(std::min(left, right)));
+}
+
+/// Doubles of large integers would be alike where the integers are not.
+double distance(const QVariant &left, const QVariant &right)
+{
+    switch (left.userType()) {
+    case QMetaType::LongLong: return wholeDistance(left.toLongLong(), right.toLongLong());
+    case QMetaType::ULongLong: return wholeDistance(left.toULongLong(), right.toULongLong());
+    default: return std::abs(left.toDouble() - right.toDouble());
+    }
+}
+
+} // namespace
+
 ReportRule ReportRules::ruleOf(const QString &url) const
 {
     const auto found = std::find_if(m_rules.cbegin(), m_rules.cend(),
@@ -30,5 +52,5 @@ bool ReportedLeaf::isWithinDeadband(const ProcessValue &value) const
         return false;
     }
     // From or to no number there is no distance.
-    return std::abs(content.toDouble() - m_told->getValue().toDouble()) <= m_rule.deadband;
+    return distance(content, m_told->getValue()) <= m_rule.deadband;
 }

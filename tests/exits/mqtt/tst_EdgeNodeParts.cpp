@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <cmath>
+#include <limits>
 
 using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_OVERRANGE;
 using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
@@ -22,6 +23,8 @@ private Q_SLOTS:
     void delayDoublesUpToItsBound();
     void firstRuleThatLeadsToAUrlHolds();
     void onlyWhatMovedByMoreThanTheDeadbandIsNews();
+    void largeIntegersHaveTheirDistance_data();
+    void largeIntegersHaveTheirDistance();
     void notANumberIsNewsOnce();
     void stateIsNewsAtOnce();
     void askedValueIsNews();
@@ -103,6 +106,38 @@ void tst_EdgeNodeParts::onlyWhatMovedByMoreThanTheDeadbandIsNews()
     QCOMPARE(leaf.dueTime(valid(7.5)).value(), qint64{1050});
     // A text has no distance.
     QVERIFY(told({2, 0}, QStringLiteral("1"), 0).dueTime(valid(QStringLiteral("2"))).has_value());
+}
+
+void tst_EdgeNodeParts::largeIntegersHaveTheirDistance_data()
+{
+    QTest::addColumn<QVariant>("told");
+    QTest::addColumn<QVariant>("now");
+    QTest::addColumn<bool>("isNews");
+    constexpr qlonglong least = std::numeric_limits<qlonglong>::min();
+    constexpr qlonglong most = std::numeric_limits<qlonglong>::max();
+    constexpr qulonglong mostUnsigned = std::numeric_limits<qulonglong>::max();
+    const auto row = [](const char *name, const QVariant &told, const QVariant &now, bool isNews) {
+        QTest::newRow(name) << told << now << isNews;
+    };
+    row("up by more", most - 11, most, true);
+    row("down by more", most, most - 11, true);
+    row("by as much", most - 10, most, false);
+    row("from end to end", least, most, true);
+    row("from end to end, down", most, least, true);
+    row("over zero", qlonglong(-5), qlonglong(5), false);
+    row("over zero by more", qlonglong(6), qlonglong(-5), true);
+    row("unsigned up by more", mostUnsigned - 11, mostUnsigned, true);
+    row("unsigned down by as much", mostUnsigned, mostUnsigned - 10, false);
+    row("unsigned from end to end", qulonglong(0), mostUnsigned, true);
+}
+
+void tst_EdgeNodeParts::largeIntegersHaveTheirDistance()
+{
+    QFETCH(const QVariant, told);
+    QFETCH(const QVariant, now);
+    QFETCH(const bool, isNews);
+
+    QCOMPARE(tst_EdgeNodeParts::told({10, 0}, told, 0).dueTime(valid(now)).has_value(), isNews);
 }
 
 void tst_EdgeNodeParts::notANumberIsNewsOnce()

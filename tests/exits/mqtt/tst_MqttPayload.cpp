@@ -20,6 +20,8 @@ private Q_SLOTS:
     void nullHasNoValue();
     void nameIsLeftOutBesideAnAlias();
     void whatIsWrittenIsReadBack();
+    void textIsReadBackAsItWas_data();
+    void textIsReadBackAsItWas();
     void unknownFieldsAreSkipped();
     void brokenBytesAreRefused_data();
     void brokenBytesAreRefused();
@@ -177,6 +179,34 @@ void tst_MqttPayload::whatIsWrittenIsReadBack()
         QVERIFY(read.payload->metrics[i].type == DataType::Int32);
         QCOMPARE(read.payload->metrics[i].value, payload.metrics[i].value);
     }
+}
+
+void tst_MqttPayload::textIsReadBackAsItWas_data()
+{
+    QTest::addColumn<QString>("text");
+    const QChar mark(0xfeff);
+    QTest::newRow("empty") << QString();
+    QTest::newRow("mark of the byte order") << mark + QStringLiteral("ab");
+    QTest::newRow("two of them") << QString(2, mark);
+    QTest::newRow("one inside") << QStringLiteral("a") + mark;
+    QTest::newRow("zero inside") << QStringLiteral("a") + QChar(0) + QStringLiteral("b");
+    QTest::newRow("beyond 16 bits") << QStringLiteral("\U0001F600");
+}
+
+void tst_MqttPayload::textIsReadBackAsItWas()
+{
+    QFETCH(const QString, text);
+    Metric metric;
+    metric.name = QStringLiteral("x");
+    metric.type = DataType::String;
+    metric.value = text;
+    Payload payload;
+    payload.metrics.append(metric);
+
+    const auto read = decodePayload(encodePayload(payload));
+
+    QVERIFY2(read.payload, qPrintable(read.problem));
+    QCOMPARE(read.payload->metrics.first().value.toString(), text);
 }
 
 void tst_MqttPayload::unknownFieldsAreSkipped()
