@@ -25,6 +25,15 @@ struct HttpRequest
     int countOf(const char *name) const;
 };
 
+/// Why a request is refused before anybody is asked for an answer.
+struct HttpProblem
+{
+    int status;
+    const char *what;
+    const char *where;
+    const char *cure;
+};
+
 /// What is answered.
 struct HttpResponse
 {

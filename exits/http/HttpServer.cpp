@@ -1,48 +1,33 @@
 #include "http/HttpServer.h"
 
-#include "http/PeerAddress.h"
+#include "http/IncomingRequest.h"
 #include "service/Refusal.h"
 
 #include <QSocketNotifier>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <microhttpd.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
-/// Connections above the limit that are still told so; further ones are closed without a word.
-constexpr int refusedAtOnce = 16;
-/// What no limit goes beyond.
-constexpr int mostConnections = 1000;
-/// Of a request; larger ones are answered 431.
-constexpr std::size_t headerBytes = 16 * 1024;
+/// Connections at once, whatever the limit is: those above it are still to be told so.
+constexpr unsigned int mostConnections = 1100;
+/// What the HTTP library has for the headers of a request, what it makes of them, and the head of the answer: enough
+/// for all that IncomingRequest takes. A smaller one is closed without a word where the answer finds no room.
+constexpr std::size_t connectionBytes = 64 * 1024;
 constexpr std::size_t pieceSize = 64 * 1024;
 /// What the system holds of an answer that goes on while nobody reads it.
 constexpr int streamBufferBytes = 64 * 1024;
-
-/// A request on its way in.
-struct Exchange
-{
-    QByteArray body;
-    bool isCut = false;
-
-    void take(const char *bytes, std::size_t size, int most)
-    {
-        isCut = isCut || size > static_cast<std::size_t>(std::max(most - body.size(), 0));
-        if (isCut) {
-            body.clear();
-        } else {
-            body.append(bytes, static_cast<int>(size));
-        }
-    }
-};
 
 ssize_t readBody(void *body, uint64_t position, char *target, size_t most)
 {
@@ -84,12 +69,6 @@ void setIdleTime(MHD_Connection *connection, std::chrono::seconds time)
                               static_cast<unsigned int>(time.count()));
 }
 
-MHD_Result appendHeader(void *target, MHD_ValueKind, const char *key, const char *value)
-{
-    static_cast<HttpHeaders *>(target)->append(qMakePair(QByteArray(key), QByteArray(value)));
-    return MHD_YES;
-}
-
 bool isReading(const char *method)
 {
     return qstrcmp(method, "GET") == 0 || qstrcmp(method, "HEAD") == 0;
@@ -113,32 +92,39 @@ struct HttpServer::Stream
 /// What the library calls, always on the thread of the server.
 struct HttpServer::Callbacks
 {
-    static MHD_Result handle(void *self, MHD_Connection *connection, const char *url,
-                             const char *method, const char * /*version*/, const char *uploaded,
+    static void *beginRequest(void * /*self*/, const char *target, MHD_Connection * /*connection*/)
+    {
+        return new IncomingRequest(target);
+    }
+
+    static MHD_Result handle(void *self, MHD_Connection *connection, const char * /*url*/,
+                             const char *method, const char *version, const char *uploaded,
                              size_t *uploadedSize, void **state)
     {
         auto &server = *static_cast<HttpServer *>(self);
-        const bool isWaitedFor = isReading(method) || server.m_limits.body > 0;
+        auto &incoming = *static_cast<IncomingRequest *>(*state);
         // An answer before the end of the request closes the connection, which is right for what brings
         // a body where nobody wants one. One that comes with a question is passed over.
-        if (isWaitedFor && *state == nullptr) {
-            *state = new Exchange;
-            return MHD_YES;
+        const bool isWaitedFor = isReading(method) || server.m_limits.body > 0;
+        if (!incoming.isBegun()) {
+            server.m_connections.beginRequest(descriptorOf(connection));
+            const auto problem = incoming.begin(connection, method, version);
+            if (problem) {
+                const auto refused = RefusedRequest::answer(server.m_refuser, *problem);
+                return server.send(connection, refused, {}) == 0 ? MHD_YES : MHD_NO;
+            }
+            if (isWaitedFor) {
+                return MHD_YES;
+            }
         }
-        auto *exchange = static_cast<Exchange *>(*state);
         if (isWaitedFor && *uploadedSize != 0) {
-            exchange->take(uploaded, *uploadedSize, isReading(method) ? 0 : server.m_limits.body);
+            if (!isReading(method)) {
+                incoming.take(uploaded, *uploadedSize, server.m_limits.body);
+            }
             *uploadedSize = 0;
             return MHD_YES;
         }
-        HttpRequest request{method, url, {}, {}, false};
-        if (exchange != nullptr) {
-            request.body = exchange->body;
-            request.isBodyCut = exchange->isCut && !isReading(method);
-        }
-        MHD_get_connection_values(connection, MHD_HEADER_KIND, appendHeader, &request.headers);
-        request.peer = peerAddressOf(connection);
-        return server.answer(connection, request) == 0 ? MHD_YES : MHD_NO;
+        return server.answer(connection, incoming.request()) == 0 ? MHD_YES : MHD_NO;
     }
 
     static void hearOfConnection(void *self, MHD_Connection *connection, void ** /*context*/,
@@ -146,29 +132,20 @@ struct HttpServer::Callbacks
     {
         auto &server = *static_cast<HttpServer *>(self);
         if (what == MHD_CONNECTION_NOTIFY_STARTED) {
-            const int descriptor = descriptorOf(connection);
-            server.m_deadlines.insert(descriptor, Clock::now() + server.m_limits.time);
-            setIdleTime(connection, server.m_limits.time);
-            if (server.m_deadlines.size() > server.m_limits.connections + refusedAtOnce) {
-                ::shutdown(descriptor, SHUT_RDWR);
-            }
+            server.greet(connection);
         } else {
-            server.m_deadlines.remove(descriptorOf(connection));
+            server.m_connections.remove(descriptorOf(connection));
         }
     }
 
     static void hearOfEnd(void *self, MHD_Connection *connection, void **state,
                           MHD_RequestTerminationCode /*how*/)
     {
-        delete static_cast<Exchange *>(*state);
+        delete static_cast<IncomingRequest *>(*state);
         *state = nullptr;
         auto &server = *static_cast<HttpServer *>(self);
-        const auto deadline = server.m_deadlines.find(descriptorOf(connection));
-        if (deadline != server.m_deadlines.end()) {
-            // Silence, and then the next request.
-            *deadline = Clock::now() + 2 * server.m_limits.time;
-            setIdleTime(connection, server.m_limits.time);
-        }
+        server.m_connections.endRequest(descriptorOf(connection));
+        setIdleTime(connection, server.m_connections.time());
     }
 
     static ssize_t readStream(void *opaque, uint64_t /*position*/, char *target, size_t most)
@@ -212,36 +189,23 @@ HttpServer::HttpServer(const ListenAddress &address, const Limits &limits, Handl
     , m_address(address)
     , m_limits(limits)
     , m_handler(std::move(handler))
+    , m_refuser(RefusedRequest::plainAnswer)
+    , m_certificate(certificate)
     , m_due(this)
     , m_care(this)
 {
-    m_crowdedAnswer.body = "too many connections\n";
+    setLimits(limits);
     const int socket = address.listen();
     m_port = ListenAddress::portOf(socket);
-    start(socket, certificate);
-    const MHD_DaemonInfo *info = m_daemon == nullptr
-                                     ? nullptr
-                                     : MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_EPOLL_FD);
-    if (info == nullptr) {
-        // The socket goes with the daemon, also with one that does not start.
-        if (m_daemon != nullptr) {
-            MHD_stop_daemon(m_daemon);
-        }
-        throw Refusal{ExitCode::Internal,
-                      certificate.isEmpty()
-                          ? QStringLiteral("the HTTP library does not start")
-                          : QStringLiteral("the HTTP library does not start with this certificate "
-                                           "and key; both have to be PEM, and belong together")};
-    }
-    m_readable = new QSocketNotifier(info->epoll_fd, QSocketNotifier::Read, this);
-    connect(m_readable, &QSocketNotifier::activated, this, &HttpServer::run);
+    follow(makeDaemon(socket, certificate));
     m_due.setSingleShot(true);
     connect(&m_due, &QTimer::timeout, this, &HttpServer::run);
     connect(&m_care, &QTimer::timeout, this, &HttpServer::endSlowOnes);
     m_care.start(std::chrono::seconds(1));
 }
 
-void HttpServer::start(int socket, const Certificate &certificate)
+/// The socket goes with the daemon, also with one that does not start.
+MHD_Daemon *HttpServer::makeDaemon(int socket, const Certificate &certificate)
 {
     const unsigned int plain = MHD_USE_EPOLL | MHD_USE_ERROR_LOG | MHD_ALLOW_SUSPEND_RESUME;
     std::vector<MHD_OptionItem> tls;
@@ -250,23 +214,71 @@ void HttpServer::start(int socket, const Certificate &certificate)
                {MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char *>(certificate.key.constData())}};
     }
     tls.push_back({MHD_OPTION_END, 0, nullptr});
-    m_daemon = MHD_start_daemon(
+    MHD_Daemon *daemon = MHD_start_daemon(
         certificate.isEmpty() ? plain : plain | MHD_USE_TLS, 0, nullptr, nullptr, Callbacks::handle,
         this, MHD_OPTION_EXTERNAL_LOGGER, Callbacks::ignoreMessage, this, MHD_OPTION_LISTEN_SOCKET,
-        socket, MHD_OPTION_CONNECTION_LIMIT,
-        static_cast<unsigned int>(mostConnections + 2 * refusedAtOnce),
-        MHD_OPTION_CONNECTION_MEMORY_LIMIT, headerBytes, MHD_OPTION_NOTIFY_CONNECTION,
-        Callbacks::hearOfConnection, this, MHD_OPTION_NOTIFY_COMPLETED, Callbacks::hearOfEnd, this,
-        MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
+        socket, MHD_OPTION_CONNECTION_LIMIT, mostConnections, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        connectionBytes, MHD_OPTION_NOTIFY_CONNECTION, Callbacks::hearOfConnection, this,
+        MHD_OPTION_NOTIFY_COMPLETED, Callbacks::hearOfEnd, this, MHD_OPTION_URI_LOG_CALLBACK,
+        Callbacks::beginRequest, this, MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
+    if (daemon == nullptr) {
+        throw certificate.isEmpty()
+            ? Refusal{ExitCode::Internal, QStringLiteral("the HTTP library does not start")}
+            : Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: no certificate that the key goes with; both have to be "
+                                     "PEM, and belong together")
+                          .arg(certificate.name)};
+    }
+    return daemon;
+}
+
+void HttpServer::follow(MHD_Daemon *daemon)
+{
+    m_daemon = daemon;
+    const int descriptor = MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
+    m_readable = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
+    connect(m_readable.get(), &QSocketNotifier::activated, this, &HttpServer::run);
+}
+
+void HttpServer::endDaemon()
+{
+    m_readable.reset();
+    // The daemon does not end with suspended connections.
+    wakeStreams();
+    MHD_stop_daemon(m_daemon);
 }
 
 HttpServer::~HttpServer()
 {
-    delete m_readable;
-    m_readable = nullptr;
-    // The daemon does not end with suspended connections.
-    wakeStreams();
-    MHD_stop_daemon(m_daemon);
+    endDaemon();
+}
+
+void HttpServer::setLimits(const Limits &limits)
+{
+    m_limits = limits;
+    m_connections.setLimits(limits.connections, limits.time);
+}
+
+void HttpServer::setCertificate(const Certificate &certificate)
+{
+    if (certificate == m_certificate) {
+        return;
+    }
+    // Both listen to the same socket for a moment: nobody else can take the address meanwhile, and the former one
+    // stays if the other does not begin.
+    const int listening = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_LISTEN_FD)->listen_fd;
+    const int socket = fcntl(listening, F_DUPFD_CLOEXEC, 0);
+    if (socket < 0) {
+        throw Refusal{
+            ExitCode::NoAccess,
+            QStringLiteral("no second descriptor for %1: %2; allow the program more open files")
+                .arg(m_address.urlAuthority(m_port), qt_error_string(errno))};
+    }
+    MHD_Daemon *daemon = makeDaemon(socket, certificate);
+    ::close(MHD_quiesce_daemon(m_daemon));
+    endDaemon();
+    follow(daemon);
+    m_certificate = certificate;
 }
 
 void HttpServer::wakeStreams()
@@ -296,6 +308,8 @@ void HttpServer::wake(Stream &stream)
 
 void HttpServer::run()
 {
+    // The library tells of a request when its first line is there, which may be late.
+    m_connections.noticeBeginnings();
     MHD_run(m_daemon);
     MHD_UNSIGNED_LONG_LONG bound = 0;
     if (MHD_get_timeout(m_daemon, &bound) == MHD_YES) {
@@ -306,42 +320,58 @@ void HttpServer::run()
     }
 }
 
+/// The library sees the end of those that are shut down, and closes them.
 void HttpServer::endSlowOnes()
 {
-    const Clock::time_point now = Clock::now();
-    for (auto deadline = m_deadlines.cbegin(); deadline != m_deadlines.cend(); ++deadline) {
-        if (deadline.value() < now) {
-            // The library sees its end, and closes it.
-            ::shutdown(deadline.key(), SHUT_RDWR);
-        }
-    }
+    m_connections.shutDownOldOnes();
     endDesertedStreams();
 }
 
-/// A suspended connection is not looked at by the library, so that it would not hear of its end.
+/// The library looks for the end of a connection neither while it is suspended nor while it cannot write to it.
 void HttpServer::endDesertedStreams()
 {
     for (Stream *stream : std::as_const(m_streams)) {
         pollfd look{descriptorOf(stream->connection), POLLRDHUP, 0};
-        if (stream->isSuspended && poll(&look, 1, 0) > 0) {
-            stream->isDeserted = true;
+        if (poll(&look, 1, 0) <= 0) {
+            continue;
+        }
+        stream->isDeserted = true;
+        if (stream->isSuspended) {
             wake(*stream);
+        } else {
+            ::shutdown(look.fd, SHUT_RDWR);
         }
     }
+}
+
+void HttpServer::greet(MHD_Connection *connection)
+{
+    const int descriptor = descriptorOf(connection);
+    setIdleTime(connection, m_connections.time());
+    if (m_connections.add(descriptor) != ConnectionTable::Place::Refused) {
+        return;
+    }
+    if (m_certificate.isEmpty()) {
+        const QByteArray text = RefusedRequest::crowdedText(m_refuser);
+        ::send(descriptor, text.constData(), static_cast<std::size_t>(text.size()),
+               MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+    ::shutdown(descriptor, SHUT_RDWR);
 }
 
 /// 0, or another number if the connection is to be closed without a word.
 int HttpServer::answer(MHD_Connection *connection, const HttpRequest &request)
 {
-    HttpResponse response;
-    if (m_deadlines.size() > m_limits.connections) {
-        response = m_crowdedAnswer;
-        response.status = 503;
-        response.headers += HttpHeaders{{"Connection", "close"}, {"Retry-After", "1"}};
-    } else {
-        response = m_handler(request);
-    }
-    const bool isStream = response.nextPiece != nullptr && request.method != "HEAD";
+    const bool isAdmitted = m_connections.admit(descriptorOf(connection));
+    return send(connection,
+                isAdmitted ? m_handler(request) : RefusedRequest::crowdedAnswer(m_refuser),
+                request.method);
+}
+
+int HttpServer::send(MHD_Connection *connection, const HttpResponse &response,
+                     const QByteArray &method)
+{
+    const bool isStream = response.nextPiece != nullptr && method != "HEAD";
     MHD_Response *made = isStream ? makeStream(connection, response) : makeWhole(response);
     if (made == nullptr) {
         return 1;
@@ -350,6 +380,7 @@ int HttpServer::answer(MHD_Connection *connection, const HttpRequest &request)
     for (const auto &header : response.headers) {
         MHD_add_response_header(made, header.first.constData(), header.second.constData());
     }
+    m_connections.beginAnswer(descriptorOf(connection));
     const MHD_Result queued = MHD_queue_response(connection,
                                                  static_cast<unsigned int>(response.status), made);
     MHD_destroy_response(made);
@@ -368,7 +399,7 @@ MHD_Response *HttpServer::makeStream(MHD_Connection *connection, const HttpRespo
     // It may take as long as both like. A reader that has stopped holds little of the system's memory, and one
     // that has vanished is found out by the system.
     const int descriptor = descriptorOf(connection);
-    m_deadlines.insert(descriptor, Clock::time_point::max());
+    m_connections.allowAnyTime(descriptor);
     setIdleTime(connection, std::chrono::seconds(0));
     const int on = 1;
     setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);

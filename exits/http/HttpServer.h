@@ -1,15 +1,17 @@
 #pragma once
 
+#include "http/ConnectionTable.h"
 #include "http/HttpMessage.h"
 #include "http/ListenAddress.h"
+#include "http/RefusedRequest.h"
 
-#include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QTimer>
 
 #include <chrono>
 #include <functional>
+#include <memory>
 
 struct MHD_Daemon;
 struct MHD_Connection;
@@ -29,7 +31,7 @@ public:
     struct Limits
     {
         int connections = 16; ///< at once, 1000 at most; those above are answered 503 and closed
-        /// For a whole request with its answer, and for silence between two. Not for answers that go on.
+        /// For a whole request with its answer, and again for silence between two. Not for answers that go on.
         std::chrono::seconds time{30};
         /// Bytes of what a request brings; more is passed over and told to the handler. With 0 a method
         /// that brings something is answered without waiting for it.
@@ -41,8 +43,13 @@ public:
     {
         QByteArray chain;
         QByteArray key;
+        QString name; ///< for messages
 
         bool isEmpty() const { return chain.isEmpty(); }
+        bool operator==(const Certificate &other) const
+        {
+            return chain == other.chain && key == other.key;
+        }
     };
 
     /// Listens at once, encrypted with a @p certificate that is not empty. Throws a Refusal if that cannot
@@ -56,9 +63,12 @@ public:
     /// The one that was chosen where the address has 0.
     quint16 port() const { return m_port; }
     /// Holds for connections that come from now on.
-    void setLimits(const Limits &limits) { m_limits = limits; }
-    /// What those above the limit of connections are told, with the status 503.
-    void setCrowdedAnswer(const HttpResponse &answer) { m_crowdedAnswer = answer; }
+    void setLimits(const Limits &limits);
+    /// Makes the answers to requests that the server refuses by itself; without it they are plain text.
+    void setRefuser(const RefusedRequest::Refuser &refuser) { m_refuser = refuser; }
+    /// Serves with @p certificate, or without encryption if it is empty, from now on; a change closes all
+    /// connections. Throws a Refusal if it is none, and goes on as before.
+    void setCertificate(const Certificate &certificate);
 
     /// Has every answer that goes on and had nothing to say asked again.
     void wakeStreams();
@@ -68,25 +78,29 @@ public:
 private:
     struct Callbacks;
     struct Stream;
-    using Clock = std::chrono::steady_clock;
 
-    void start(int socket, const Certificate &certificate);
+    MHD_Daemon *makeDaemon(int socket, const Certificate &certificate);
+    void follow(MHD_Daemon *daemon);
+    void endDaemon();
     void run();
     void endSlowOnes();
     void endDesertedStreams();
     void wake(Stream &stream);
+    void greet(MHD_Connection *connection);
     int answer(MHD_Connection *connection, const HttpRequest &request);
+    int send(MHD_Connection *connection, const HttpResponse &response, const QByteArray &method);
     MHD_Response *makeStream(MHD_Connection *connection, const HttpResponse &response);
 
     ListenAddress m_address;
     Limits m_limits;
     Handler m_handler;
-    HttpResponse m_crowdedAnswer;
+    RefusedRequest::Refuser m_refuser;
+    Certificate m_certificate;
     quint16 m_port = 0;
     MHD_Daemon *m_daemon = nullptr;
-    QSocketNotifier *m_readable = nullptr;
-    QTimer m_due;                              ///< when the daemon has something to do by itself
-    QTimer m_care;                             ///< looks for slow connections
-    QHash<int, Clock::time_point> m_deadlines; ///< by the descriptors of connections
-    QSet<Stream *> m_streams;                  ///< each belongs to its answer
+    std::unique_ptr<QSocketNotifier> m_readable;
+    QTimer m_due;  ///< when the daemon has something to do by itself
+    QTimer m_care; ///< looks for slow connections
+    ConnectionTable m_connections;
+    QSet<Stream *> m_streams; ///< each belongs to its answer
 };

@@ -60,6 +60,7 @@ HttpResponse missing(const QByteArray &path)
 void guardHeaders(HttpResponse &response, bool isStored)
 {
     response.headers += HttpHeaders{{"Content-Security-Policy", "default-src 'self'"},
+                                    {"X-Frame-Options", "DENY"},
                                     {"X-Content-Type-Options", "nosniff"},
                                     {"Referrer-Policy", "no-referrer"},
                                     {"Cache-Control", isStored ? "no-cache" : "no-store"}};
@@ -83,12 +84,11 @@ HttpResponse WebApi::answer(const HttpRequest &request)
     return response;
 }
 
-HttpResponse WebApi::crowdedAnswer()
+HttpResponse WebApi::refuse(const HttpProblem &problem)
 {
-    HttpResponse response = errorAnswer(
-        {503, QStringLiteral("too many connections"), QStringLiteral("connections"),
-         QStringLiteral("close other browsers, or have 'connections' allow more; "
-                        "it is tried again by itself")});
+    HttpResponse response = errorAnswer({problem.status, QString::fromLatin1(problem.what),
+                                         QString::fromLatin1(problem.where),
+                                         QString::fromLatin1(problem.cure)});
     guardHeaders(response, false);
     return response;
 }

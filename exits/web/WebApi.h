@@ -15,8 +15,8 @@ public:
     void use(const WebSettings &settings, const std::shared_ptr<LiveFeed> &feed);
 
     HttpResponse answer(const HttpRequest &request);
-    /// What those above the limit of connections are told.
-    static HttpResponse crowdedAnswer();
+    /// To what is refused before answer() hears of it.
+    static HttpResponse refuse(const HttpProblem &problem);
 
 private:
     using Answer = HttpResponse (WebApi::*)(const HttpRequest &);

@@ -11,11 +11,6 @@ namespace {
 
 constexpr int millisecondsPerSecond = 1000;
 
-bool isSame(const HttpServer::Certificate &left, const HttpServer::Certificate &right)
-{
-    return left.chain == right.chain && left.key == right.key;
-}
-
 } // namespace
 
 void WebProgram::serve(Service &service)
@@ -47,7 +42,7 @@ std::shared_ptr<HttpServer> WebProgram::makeServer(const WebSettings &settings)
     auto server = std::make_shared<HttpServer>(
         settings.address, settings.limits,
         [this](const HttpRequest &request) { return m_api.answer(request); }, settings.certificate);
-    server->setCrowdedAnswer(WebApi::crowdedAnswer());
+    server->setRefuser(WebApi::refuse);
     return server;
 }
 
@@ -59,18 +54,8 @@ void WebProgram::listen(Setup &setup)
         setup.server = makeServer(setup.settings);
         return;
     }
-    if (isSame(m_setup.settings.certificate, setup.settings.certificate)) {
-        setup.server = m_setup.server;
-        return;
-    }
-    // Nobody else may listen there meanwhile.
-    m_setup.server.reset();
-    try {
-        setup.server = makeServer(setup.settings);
-    } catch (const Refusal &) {
-        m_setup.server = makeServer(m_setup.settings);
-        throw;
-    }
+    setup.server = m_setup.server;
+    setup.server->setCertificate(setup.settings.certificate);
 }
 
 void WebProgram::reload(Service &service)
@@ -89,7 +74,9 @@ void WebProgram::reload(Service &service)
 
 void WebProgram::adopt(Setup setup)
 {
-    const bool isOtherServer = setup.server != m_setup.server;
+    const bool isOtherServer = setup.server != m_setup.server
+                               || setup.settings.certificate.isEmpty()
+                                      != m_setup.settings.certificate.isEmpty();
     const bool isOtherFeed = setup.feed != m_setup.feed;
     if (isOtherFeed && m_setup.feed) {
         disconnect(m_setup.feed.get(), nullptr, this, nullptr);

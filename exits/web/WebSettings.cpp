@@ -105,7 +105,7 @@ HttpServer::Certificate certificateOf(const SettingGroup &given)
     }
     SecretFile::requireReadable(certificate);
     SecretFile::check(key);
-    return {contentOf(certificate), contentOf(key)};
+    return {contentOf(certificate), contentOf(key), certificate};
 }
 
 void checkHosts(const QStringList &hosts)

@@ -272,7 +272,7 @@ class Metrics(unittest.TestCase):
 
             status, headers, text = service.ask()
 
-            self.assertEqual((status, text), (503, "too many connections\n"))
+            self.assertEqual((status, text), (503, "too many connections; close others, or have 'connections' allow more\n"))
             self.assertEqual(headers["Retry-After"], "1")
         wait_until(lambda: service.ask()[0] == 200, "a connection is free again")
 

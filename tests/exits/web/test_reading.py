@@ -7,6 +7,7 @@ from web import Creator, WebTest, tool, wait_until
 
 GUARDS = {
     "Content-Security-Policy": "default-src 'self'",
+    "X-Frame-Options": "DENY",
     "X-Content-Type-Options": "nosniff",
     "Referrer-Policy": "no-referrer",
 }

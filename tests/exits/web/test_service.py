@@ -1,5 +1,6 @@
 """`tessel-web` as a service: its configuration, its secrets, its signals and what it says of mistakes."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -71,8 +72,8 @@ class WebService(WebTest):
                                          "--help'"),
             (["--cert-file", certificate, file], 2, "--cert-file and --key-file belong together; see 'tessel-web --help'"),
             (["--listen", "x", file], 2, "'x' is no ADDRESS:PORT; write 127.0.0.1:9200, [::1]:9200 or :9200"),
-            (["--cert-file", file, "--key-file", key, "--listen", "127.0.0.1:0", file], 10,
-             "the HTTP library does not start with this certificate and key; both have to be PEM, and belong together"),
+            (["--cert-file", file, "--key-file", key, "--listen", "127.0.0.1:0", file], 9,
+             f"{file}: no certificate that the key goes with; both have to be PEM, and belong together"),
             (["/nowhere/x.process.json"], 3, "/nowhere/x.process.json: no such description file or folder"),
         ):
             with self.subTest(words=words):
@@ -225,6 +226,79 @@ class WebService(WebTest):
                 service.process.send_signal(signal.SIGHUP)
                 wait_until(lambda: service.log().count("; the configuration stays as it was\n") == number, "refused")
                 self.assertEqual(self.write(service, {"pump/speed": 1})[0], 200)
+
+    def encrypted_stream(self, service, certificate):
+        """A stream of events that has begun, and the certificate that it was served with."""
+        context = ssl.create_default_context(cafile=certificate)
+        plain = socket.create_connection((service.host, service.port), timeout=LONGEST)
+        raw = self.closed(context.wrap_socket(plain, server_hostname="localhost"))
+        raw.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
+        text = b""
+        while b"event: set" not in text:
+            text += raw.recv(65536)
+        return raw, raw.getpeercert(binary_form=True)
+
+    def test_hangup_with_a_broken_certificate_closes_nothing(self):
+        self.closed(Creator(self.plant))
+        certificate, key = self.certificate()
+        good = [pathlib.Path(path).read_bytes() for path in (certificate, key)]
+        others = [pathlib.Path(path).read_bytes() for path in self.certificate("other")]
+        trusted = self.plant.folder / "trusted.crt"
+        trusted.write_bytes(good[0])
+        self.configure(f"listen = 127.0.0.1:0\ncert-file = {certificate}\nkey-file = {key}\n")
+        service = self.closed(EncryptedService("--config", str(self.config)))
+        stream, shown = self.encrypted_stream(service, str(trusted))
+
+        for number, pair in enumerate(
+            ((b"no certificate", good[1]), (good[0], b"no key"), (b"", good[1]), (good[0], b""), (good[0], others[1]),
+             (others[0], good[1])), 1
+        ):
+            with self.subTest(number=number):
+                for path, content in zip((certificate, key), pair):
+                    pathlib.Path(path).write_bytes(content)
+                service.process.send_signal(signal.SIGHUP)
+                refused = f"{certificate}: no certificate that the key goes with; both have to be PEM, and belong " \
+                          "together; the configuration stays as it was\n"
+                wait_until(lambda: service.log().count(refused) == number, "refused")
+                self.assertEqual(self.encrypted_stream(service, str(trusted))[1], shown)
+        self.plant.set("pump/speed", "17")
+        text = b""
+        while b"[0,17,0]" not in text:
+            piece = stream.recv(65536)
+            self.assertTrue(piece, "the stream was closed")
+            text += piece
+
+    def test_hangup_takes_another_certificate(self):
+        self.closed(Creator(self.plant))
+        certificate, key = self.certificate()
+        self.configure(f"listen = 127.0.0.1:0\ncert-file = {certificate}\nkey-file = {key}\n")
+        service = self.closed(EncryptedService("--config", str(self.config)))
+        stream, former = self.encrypted_stream(service, certificate)
+
+        self.certificate()
+        service.process.send_signal(signal.SIGHUP)
+        wait_until(lambda: "the configuration was read again" in service.log(), "read again")
+
+        self.assertNotEqual(self.encrypted_stream(service, certificate)[1], former)
+        with contextlib.suppress(ConnectionError):
+            while stream.recv(65536):
+                pass
+
+    def test_hangup_begins_encryption_at_the_same_address(self):
+        self.closed(Creator(self.plant))
+        certificate, key = self.certificate()
+        with socket.socket() as probe:
+            probe.bind(("127.0.0.1", 0))
+            port = probe.getsockname()[1]
+        self.configure(f"listen = 127.0.0.1:{port}\n")
+        service = self.serve_configured()
+        self.json(service, "/api/values")
+
+        self.configure(f"listen = 127.0.0.1:{port}\ncert-file = {certificate}\nkey-file = {key}\n")
+        service.process.send_signal(signal.SIGHUP)
+        wait_until(lambda: f"serving https://127.0.0.1:{port}/" in service.log(), "serves encrypted")
+
+        self.encrypted_stream(service, certificate)
 
     def test_service_manager_hears_how_far_it_is(self):
         self.configure("listen = 127.0.0.1:0\n")
