@@ -19,6 +19,11 @@ private Q_SLOTS:
     void getPrintsTheValueAlone_data();
     void getPrintsTheValueAlone();
     void getPrintsOneObject();
+    void getTakesPatterns();
+    void getTakesACellOfEachArray();
+    void getOfAPatternPrintsAnArray();
+    void nameWithAStarIsReachedAsItStands();
+    void patternThatLeadsNowhereIsNotFound();
     void textsCannotMoveTheCursor();
     void percentSignsStayInUrls();
     void fileIsReadByItsOwnUrls();
@@ -298,6 +303,64 @@ void tst_ToolConfigRead::messagesAreShownOnRequestOnly()
     QCOMPARE(result.output, QString("TI-101\n"));
     QVERIFY(result.error.contains("loop"));
     QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolConfigRead::getTakesPatterns()
+{
+    const ToolResult result = m_device->run("get", {"inputs/channel1/**"});
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, QString("Supply temperature\n°C\n-20\n120\n0.5\n\ntrue\n"));
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(m_device->run("get", {"inputs/*/filter"}).output, QString("0.5\n0.5\n0.5\n0.5\n"));
+}
+
+void tst_ToolConfigRead::getTakesACellOfEachArray()
+{
+    QCOMPARE(m_device->run("get", {"**#3,1"}).output, QString("100\n"));
+    QCOMPARE(m_device->run("get", {"inputs/*/table#3,1"}).output, QString("100\n"));
+    VERIFY_REFUSED(m_device->run("get", {"inputs/*/table#4,1"}), 3,
+                   QString("'inputs/calibration/table': no cell 4,1; the array has 4 rows and 3 "
+                           "columns, counted from 0"));
+    VERIFY_REFUSED(m_device->run("get", {"inputs/*/filter#0,0"}), 3,
+                   m_device->path() + QString(": no array at 'inputs/*/filter'"));
+}
+
+/// Also where it names a single value: what a program gets does not depend on how many there are.
+void tst_ToolConfigRead::getOfAPatternPrintsAnArray()
+{
+    const auto filters = QJsonDocument::fromJson(
+        m_device->run("get", {"inputs/*/filter", "--json"}).output.toUtf8());
+    const auto one = QJsonDocument::fromJson(
+        m_device->run("get", {"inputs/channel1/filt*", "--json"}).output.toUtf8());
+
+    QVERIFY(filters.isArray());
+    QCOMPARE(filters.array().size(), 4);
+    QCOMPARE(filters.array().at(3).toObject().value("url"), QJsonValue("inputs/channel4/filter"));
+    QVERIFY(one.isArray());
+    QCOMPARE(one.array().size(), 1);
+}
+
+void tst_ToolConfigRead::nameWithAStarIsReachedAsItStands()
+{
+    m_device->directory().write("stars.config.json",
+                                R"({"type": "treenode", "value": {
+                                    "a*": {"type": "int8", "value": 1},
+                                    "ab": {"type": "int8", "value": 2}}})");
+
+    QCOMPARE(m_device->run("get", {"stars/a*"}).output, QString("1\n"));
+    QVERIFY(m_device->run("get", {"stars/a*", "--json"}).output.startsWith("{\"url\": "));
+    QCOMPARE(m_device->run("get", {"star*/a*"}).output, QString("1\n2\n"));
+    QCOMPARE(m_device->run("set", {"stars/a*", "3"}).exitCode, 0);
+    QCOMPARE(m_device->run("get", {"stars/ab"}).output, QString("2\n"));
+}
+
+void tst_ToolConfigRead::patternThatLeadsNowhereIsNotFound()
+{
+    VERIFY_REFUSED(m_device->run("get", {"inputs/*/flow"}), 3,
+                   m_device->path() + QString(": no element at 'inputs/*/flow'"));
+    // What is written is named as it stands.
+    QCOMPARE(m_device->run("set", {"inputs/*/filter", "1"}).exitCode, 3);
 }
 
 QTEST_GUILESS_MAIN(tst_ToolConfigRead)

@@ -35,6 +35,9 @@ private Q_SLOTS:
     void csvIsForPrograms();
     void csvIsQuoted();
     void tableIsPrintedAsJson();
+    void patternPrintsEachTableWithItsUrl();
+    void csvOfSeveralTablesIsRefused();
+    void importTakesNoPattern();
     void whatIsExportedIsImportedUnchanged_data();
     void whatIsExportedIsImportedUnchanged();
     void importReplacesTheRows_data();
@@ -309,6 +312,46 @@ void tst_ToolConfigTable::dryRunOfAnImportWritesNothing()
              QStringLiteral("inputs/calibration/table: 4 rows -> 2 rows\nnot written to %1\n")
                  .arg(m_device->path(QStringLiteral("inputs/calibration.config.json"))));
     QCOMPARE(result.exitCode, 0);
+    QCOMPARE(m_device->changedSince(before), QStringList());
+}
+
+void tst_ToolConfigTable::patternPrintsEachTableWithItsUrl()
+{
+    const QString one = m_device->run("table", {"texts/single"}).output;
+
+    const ToolResult result = m_device->run("table", {"texts/*e"});
+
+    QCOMPARE(result.error, QString());
+    const QStringList expected{"texts/single\n" + one,
+                               "texts/table\n" + m_device->run("table", {"texts/table"}).output};
+    for (const QString &table : expected) {
+        QVERIFY2(result.output.contains(table), qPrintable(result.output));
+    }
+    QCOMPARE(result.output.size(), expected.join('\n').size());
+    const auto json = QJsonDocument::fromJson(
+        m_device->run("table", {"texts/ope*", "--json"}).output.toUtf8());
+    QVERIFY(json.isArray());
+    QCOMPARE(json.array().size(), 1);
+    QCOMPARE(json.array().at(0).toObject().value("url"), QJsonValue("texts/open"));
+    VERIFY_REFUSED(m_device->run("table", {"inputs/*/filter"}), 3,
+                   m_device->path() + ": no array at 'inputs/*/filter'");
+}
+
+void tst_ToolConfigTable::csvOfSeveralTablesIsRefused()
+{
+    QCOMPARE(m_device->run("table", {"texts/ope*", "--csv"}).output,
+             m_device->run("table", {"texts/open", "--csv"}).output);
+    VERIFY_REFUSED(m_device->run("table", {"texts/*e", "--csv"}), 2,
+                   QString("config: --csv prints one array, 'texts/*e' names 2; see 'tessel config "
+                           "--help'"));
+}
+
+void tst_ToolConfigTable::importTakesNoPattern()
+{
+    const auto before = m_device->directory().snapshot();
+
+    QCOMPARE(import("inputs/*/table", "4,0,0\n").exitCode, 3);
+
     QCOMPARE(m_device->changedSince(before), QStringList());
 }
 

@@ -106,7 +106,8 @@ QVector<CommandSyntax::Positional> positionals()
              QStringLiteral("An instance directory, or a configuration file, NAME.config.json."),
              true},
             {QStringLiteral("[URL]"),
-             QStringLiteral("A leaf or a cell, URL#ROW,COLUMN; for show a node as well.")},
+             QStringLiteral("A leaf or a cell, URL#ROW,COLUMN; for show a node as well. To be "
+                            "read, * and ** stand for any names.")},
             {QStringLiteral("[VALUE]"),
              QStringLiteral("What to set, fitting the type; -- before a text with a '-'.")}};
 }
@@ -129,6 +130,7 @@ QString examples()
     return QStringLiteral(
         "  tessel config show device                                all values of a device\n"
         "  tessel config get device inputs/channel1/filter          one value\n"
+        "  tessel config get device 'inputs/*/filter'               several of them\n"
         "  tessel config set device inputs/channel1/filter 0.75     change and stamp its file\n"
         "  tessel config set device inputs/calibration/table#3,1 98.5    one cell\n"
         "  tessel config table device inputs/calibration/table --csv     for programs\n"

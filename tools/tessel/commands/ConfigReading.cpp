@@ -39,11 +39,20 @@ QString shownValue(const ConfigurationTarget &target)
 
 ExitCode getConfiguration(const CommandLine &line, const ConfigurationSource &source)
 {
-    const ConfigurationTarget target = targetAt(source, line.positional(2));
-    writeOutput((isSet(line, ConfigOption::json)
-                     ? jsonOf(target)
-                     : printable(configurationText(target.value, target.rules)))
-                + QLatin1Char('\n'));
+    const QString url = line.positional(2);
+    const bool isJson = isSet(line, ConfigOption::json);
+    const auto textOf = [isJson](const ConfigurationTarget &target) {
+        return isJson ? jsonOf(target) : printable(configurationText(target.value, target.rules));
+    };
+    if (!isPattern(source, url)) {
+        writeOutput(textOf(targetAt(source, url)) + QLatin1Char('\n'));
+        return ExitCode::Done;
+    }
+    QStringList texts;
+    for (const auto &target : targetsOf(source, url)) {
+        texts.append(textOf(target));
+    }
+    writeOutput((isJson ? jsonArray(texts) : texts.join(QLatin1Char('\n'))) + QLatin1Char('\n'));
     return ExitCode::Done;
 }
 

@@ -235,8 +235,11 @@ QString screenOf(const Explanation &explanation, const RegionLook &look,
 [[noreturn]] void refuseWithHint(Failure failure, const QString &path, const QString &url)
 {
     if (isConfigurationValue(path, url)) {
-        failure.reason += QStringLiteral("; it is a configuration value, which 'tessel explain "
-                                         "--config' explains");
+        const int guess = failure.reason.lastIndexOf(QLatin1String(" (did you mean "));
+        const QString hint = QStringLiteral("; it is a configuration value, which 'tessel explain "
+                                            "--config' explains");
+        // In front of what resembles it, which is known not to be meant.
+        failure.reason.insert(guess < 0 ? failure.reason.size() : guess, hint);
     }
     throw failure;
 }

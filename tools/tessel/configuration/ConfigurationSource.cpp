@@ -154,6 +154,13 @@ QVector<ConfigurationLeaf> ConfigurationSource::leavesAt(const QString &url) con
     return selected;
 }
 
+bool ConfigurationSource::hasLeaf(const QString &url) const
+{
+    const QString wanted = TreeUrl::normalized(url);
+    return std::any_of(m_leaves.cbegin(), m_leaves.cend(),
+                       [&wanted](const ConfigurationLeaf &leaf) { return leaf.url == wanted; });
+}
+
 ConfigurationLeaf ConfigurationSource::leafAt(const QString &url) const
 {
     const QString wanted = TreeUrl::normalized(url);

@@ -50,6 +50,8 @@ public:
     /// The leaves at and below the URL, in the order of their display positions; all of them for an
     /// empty URL.
     QVector<ConfigurationLeaf> leavesAt(const QString &url) const;
+    /// Whether the URL is the whole one of a leaf, stars in it being those of names.
+    bool hasLeaf(const QString &url) const;
     /// The one leaf at a URL.
     ConfigurationLeaf leafAt(const QString &url) const;
     /// The file that the leaf came from.

@@ -3,6 +3,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/SelectorUrlArrayIndex.h"
 #include "configuration/ConfigurationTable.h"
+#include "text/Failure.h"
 
 namespace {
 
@@ -21,6 +22,18 @@ ConfigurationTarget cellTarget(const ConfigurationLeaf &leaf, quint32 row, quint
     return target;
 }
 
+/// A URL with or without the `#ROW,COLUMN` of a cell.
+struct CellUrl
+{
+    explicit CellUrl(const QString &url)
+    {
+        SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, leafUrl);
+    }
+
+    SelectorUrlArrayIndex index;
+    QString leafUrl;
+};
+
 } // namespace
 
 ConfigurationTarget targetOf(const ConfigurationLeaf &leaf)
@@ -32,10 +45,46 @@ ConfigurationTarget targetOf(const ConfigurationLeaf &leaf)
 
 ConfigurationTarget targetAt(const ConfigurationSource &source, const QString &url)
 {
-    SelectorUrlArrayIndex index;
-    QString urlWithoutIndex;
-    SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, urlWithoutIndex);
-    const ConfigurationLeaf leaf = source.leafAt(urlWithoutIndex);
-    return index.isValid() ? cellTarget(leaf, index.getRowIndex(), index.getColumnIndex())
-                           : targetOf(leaf);
+    const CellUrl cell(url);
+    const ConfigurationLeaf leaf = source.leafAt(cell.leafUrl);
+    return cell.index.isValid()
+               ? cellTarget(leaf, cell.index.getRowIndex(), cell.index.getColumnIndex())
+               : targetOf(leaf);
+}
+
+bool isPattern(const ConfigurationSource &source, const QString &url)
+{
+    const QString leafUrl = CellUrl(url).leafUrl;
+    return leafUrl.contains(QLatin1Char('*')) && !source.hasLeaf(leafUrl);
+}
+
+QVector<ConfigurationTarget> targetsOf(const ConfigurationSource &source, const QString &pattern)
+{
+    const CellUrl cell(pattern);
+    QVector<ConfigurationTarget> targets;
+    if (!cell.index.isValid()) {
+        for (const auto &leaf : source.leavesAt(pattern)) {
+            targets.append(targetOf(leaf));
+        }
+        return targets;
+    }
+    for (const auto &leaf : arraysOf(source, cell.leafUrl)) {
+        targets.append(cellTarget(leaf, cell.index.getRowIndex(), cell.index.getColumnIndex()));
+    }
+    return targets;
+}
+
+QVector<ConfigurationLeaf> arraysOf(const ConfigurationSource &source, const QString &pattern)
+{
+    QVector<ConfigurationLeaf> arrays;
+    for (const auto &leaf : source.leavesAt(pattern)) {
+        if (leaf.isArray()) {
+            arrays.append(leaf);
+        }
+    }
+    if (arrays.isEmpty()) {
+        throw Failure{ExitCode::NotFound,
+                      QStringLiteral("%1: no array at '%2'").arg(source.path(), pattern)};
+    }
+    return arrays;
 }
