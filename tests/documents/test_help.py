@@ -135,7 +135,7 @@ class Help(unittest.TestCase):
         self.lay_out()
         # What runs until it is ended, or beside other work, is ended when it has said something.
         lasts = (
-            command.startswith("tessel hold")
+            (command.startswith("tessel hold") and "--dry-run" not in command)
             or (command.startswith("tessel watch") and "--count" not in command)
             or (command.startswith("tessel sim") and not re.search("--sets|--dry-run", command))
         )
