@@ -124,7 +124,7 @@ private:
     milliseconds m_interval;
     Clock::time_point m_nextSet = m_begin;
     Clock::time_point m_nextLook = m_begin;
-    Clock::time_point m_nextPicture = m_begin + drawInterval;
+    Clock::time_point m_nextPicture = m_begin;
 };
 
 void TrendWatch::watch(SignalWait &signals)
