@@ -21,6 +21,7 @@ ProcessSlot::ProcessSlot(const CheckedElement &leaf)
     , mask(leaf.count(Key::Bitmask))
     , offsetAt(placeOf(leaf, Key::OffsetSharedMemory))
     , distanceAt(placeOf(leaf, Key::RelativeOffsetMetadata))
+    , sizeMetadataAt(placeOf(leaf, Key::SizeMetadata))
     , maskAt(placeOf(leaf, Key::Bitmask))
 {
 }

@@ -14,6 +14,9 @@ struct ProcessSlot
     quint64 stateBegin() const { return quint64(offset) + distance; }
     quint64 stateEnd() const { return stateBegin() + stateSize; }
 
+    /// Where a leaf that is bound takes the slot to end: by the size of its metadata alone, in 32 bits.
+    quint32 countedEnd() const { return offset + sizeMetadata; }
+
     /// Bytes of an error state, whatever sizeMetadata says.
     static constexpr quint32 stateSize = 4;
 
@@ -24,8 +27,9 @@ struct ProcessSlot
     quint32 distance;
     quint32 sizeMetadata;
     quint32 mask;
-    /// Where problems with offset and distance stand: the element where the key is missing.
+    /// Where problems with offset, distance and metadata stand: the element where the key is missing.
     JsonText::Value offsetAt;
     JsonText::Value distanceAt;
+    JsonText::Value sizeMetadataAt;
     JsonText::Value maskAt;
 };

@@ -198,9 +198,10 @@ constexpr Row rows[] = {
      "The value does not lie within the buffer. Each access to it is refused.",
      "Correct the offset or sizeOfSharedMemory, or have tessel build lay it out."},
     {Rule::MetadataOutsideBuffer, "metadata-outside-buffer", error,
-     "The error state does not lie within the buffer. Each access to the value is "
-     "refused.",
-     "Correct the distance, the offset or sizeOfSharedMemory."},
+     "The error state does not lie within the buffer, or sizeMetadata counts beyond it. Each "
+     "access "
+     "to the value is refused.",
+     "Correct the distance, sizeMetadata, the offset or sizeOfSharedMemory."},
     {Rule::SlotsOverlap, "slots-overlap", error,
      "Two values share bytes. To write one of them changes the other.",
      "Correct the offsets, or have tessel build lay them out."},

@@ -75,6 +75,13 @@ void checkEnd(CheckedFile &file, const ProcessSlot &slot, quint32 bufferSize)
                     QStringLiteral("the error state ends at byte %1 of a buffer of %2")
                         .arg(slot.stateEnd())
                         .arg(bufferSize));
+    } else if (slot.countedEnd() > bufferSize) {
+        file.report(Rule::MetadataOutsideBuffer, slot.sizeMetadataAt, slot.url,
+                    QStringLiteral("%1 bytes of metadata are counted from byte %2 of a buffer of "
+                                   "%3, and the value is not bound")
+                        .arg(slot.sizeMetadata)
+                        .arg(slot.offset)
+                        .arg(bufferSize));
     }
 }
 
