@@ -201,6 +201,13 @@ void tst_ToolHold::keyThatNamesNoObjectIsRefused()
                        "memory:")
             .arg(file)));
     QCOMPARE(result.error.count(QLatin1Char('\n')), 1);
+
+    const ToolResult trial = runTool({QStringLiteral("hold"), QStringLiteral("--dry-run"), file});
+    QCOMPARE(trial.exitCode, 4);
+    QCOMPARE(trial.output, QString());
+    QVERIFY2(trial.error.startsWith(
+                 QStringLiteral("tessel: %1: no region for key 'no/such/folder/': ").arg(file)),
+             qPrintable(trial.error));
 }
 
 void tst_ToolHold::semaphoresOfSomebodyElseAreAFailure_data()

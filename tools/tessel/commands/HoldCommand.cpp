@@ -9,6 +9,8 @@
 
 #include <QFileInfo>
 
+#include <cerrno>
+
 namespace {
 
 void noteReplacement(const DescriptionSource &description)
@@ -76,6 +78,18 @@ QString keyAfterBuild(const CommandLine &line, const DescriptionSource &descript
     return plan.isKeyNew ? QString() : plan.key;
 }
 
+/// Refuses a key that no region can have.
+bool isThere(const DescriptionSource &description, const QString &key)
+{
+    const RegionInspection region(key);
+    if (!region.exists() && region.getError() != ENOENT) {
+        throw Failure{ExitCode::NoAccess,
+                      QStringLiteral("%1: no region for key '%2': %3")
+                          .arg(description.path(), key, region.getErrorString())};
+    }
+    return region.exists();
+}
+
 ExitCode tryHold(const CommandLine &line)
 {
     refusePrefixOfFile(line, QStringLiteral("hold"));
@@ -84,7 +98,7 @@ ExitCode tryHold(const CommandLine &line)
     if (!QFileInfo(line.positional(0)).isDir()) {
         description.requireMemory();
     }
-    holding.isReplacing = !holding.key.isEmpty() && RegionInspection(holding.key).exists();
+    holding.isReplacing = !holding.key.isEmpty() && isThere(description, holding.key);
     if (line.isSet(QStringLiteral("json"))) {
         writeOutput(jsonLine(holding, false));
         return ExitCode::Done;
