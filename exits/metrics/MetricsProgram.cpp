@@ -127,7 +127,8 @@ MetricsProgram::Setup MetricsProgram::prepare(const Settings &settings) const
     const QString path = descriptionOf(settings);
     setup.region = m_setup.region && m_setup.region->path() == path
                        ? m_setup.region
-                       : std::make_shared<RegionFollower>(path, leastInterval);
+                       : std::make_shared<RegionFollower>(path, leastInterval,
+                                                          RegionFollower::Use::Reading);
     return setup;
 }
 

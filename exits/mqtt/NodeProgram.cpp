@@ -20,7 +20,9 @@ struct NodeProgram::Run
     explicit Run(const NodeSettings &given)
         : settings(given)
         , counter(settings.stateFolder, settings.group, settings.node)
-        , follower(settings.path, settings.leastInterval)
+        , follower(settings.path, settings.leastInterval,
+                   settings.writablePatterns.isEmpty() ? RegionFollower::Use::Reading
+                                                       : RegionFollower::Use::Writing)
         , history(settings.historyBytes, settings.historyFolder)
         , node(follower, settings, counter, history)
     {

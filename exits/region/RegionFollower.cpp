@@ -39,10 +39,11 @@ bool isMissing(const RegionInspection &region)
 
 } // namespace
 
-RegionFollower::RegionFollower(const QString &path, int leastInterval, QObject *parent)
+RegionFollower::RegionFollower(const QString &path, int leastInterval, Use use, QObject *parent)
     : QObject(parent)
     , m_path(path)
     , m_leastInterval(leastInterval)
+    , m_use(use)
     , m_stamp(DescriptionTree::stampOf(path))
     , m_tree(DescriptionTree::read(path))
     , m_timer(this)
@@ -291,6 +292,9 @@ void RegionFollower::attach()
     const LibraryReasons reasons;
     m_isBound = true;
     m_manager = std::make_unique<ProcessDataManager>();
+    if (m_use == Use::Reading) {
+        m_manager->setAccessMode(SharedMemory::ReadOnly);
+    }
     const bool isAttached =
         !m_manager->createProcessData(m_tree.root, ProcessDataManager::InitTypeSharedMemoryAttach)
              .isNull();

@@ -30,13 +30,19 @@ class RegionFollower : public QObject
     Q_OBJECT
 
 public:
+    /// What it is for. A region that is only read is mapped so that it cannot be written, and its publishers do
+    /// not hear of this program.
+    enum class Use { Reading, Writing };
+
     /// Reads the description at @p path and looks for its region at once. @p leastInterval: milliseconds from
     /// one setPublished() to the next at least. Throws a Refusal that says what is wrong with the
     /// description; that there is no region is no reason.
-    explicit RegionFollower(const QString &path, int leastInterval = 0, QObject *parent = nullptr);
+    explicit RegionFollower(const QString &path, int leastInterval = 0, Use use = Use::Writing,
+                            QObject *parent = nullptr);
     ~RegionFollower() override;
 
     const QString &path() const { return m_path; }
+    Use use() const { return m_use; }
     /// Memory key of the description.
     const QString &key() const { return m_tree.key; }
     /// Whether there are values to be had.
@@ -79,7 +85,7 @@ public:
     /// Who is inside and does not leave, for a person.
     QString lockProblem() const;
 
-    /// For writing; null while the region is away, and gone with it.
+    /// For writing, if it is for that; null while the region is away, and gone with it.
     ProcessDataManager *manager() const { return m_manager.get(); }
 
 Q_SIGNALS:
@@ -116,6 +122,7 @@ private:
 
     QString m_path;
     int m_leastInterval;
+    Use m_use;
     QString m_stamp;
     DescriptionTree m_tree;
     bool m_isBound = false; ///< the tree, to a memory that may have gone

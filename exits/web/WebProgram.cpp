@@ -28,12 +28,15 @@ WebProgram::Setup WebProgram::prepare() const
     Setup setup;
     setup.settings = WebSettings::from(Settings::fromCommandLine(WebSettings::syntax(), m_words));
     const WebSettings &former = m_setup.settings;
+    const auto use = setup.settings.token.isEmpty() ? RegionFollower::Use::Reading
+                                                    : RegionFollower::Use::Writing;
     const bool isSameRegion = m_setup.feed && former.path == setup.settings.path
-                              && former.rate == setup.settings.rate;
+                              && former.rate == setup.settings.rate
+                              && m_setup.feed->region().use() == use;
     setup.feed = isSameRegion
                      ? m_setup.feed
                      : std::make_shared<LiveFeed>(std::make_shared<RegionFollower>(
-                         setup.settings.path, millisecondsPerSecond / setup.settings.rate));
+                         setup.settings.path, millisecondsPerSecond / setup.settings.rate, use));
     return setup;
 }
 

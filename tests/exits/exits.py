@@ -82,6 +82,11 @@ class Plant:
         result = tool("set", str(self.file), *values)
         assert result.returncode == 0, result.stderr
 
+    def rights_of(self, process):
+        """With which the process has mapped the region: r--s where it cannot write."""
+        with open(f"/proc/{process.pid}/maps", encoding="utf-8") as table:
+            return [line.split()[1] for line in table if f"/dev/shm/{self.key}SharedMemory" in line]
+
     def close(self):
         # Also without a region: a program that was killed while it was attached leaves its semaphores.
         tool("rm", "--force", self.key)

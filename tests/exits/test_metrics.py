@@ -77,6 +77,14 @@ class Metrics(unittest.TestCase):
             len([name for name in told if name.startswith('tessel_value_state{url="pump/speed"')]), 10
         )
 
+    def test_region_is_mapped_for_reading_alone(self):
+        self.closed(Creator(self.plant))
+
+        service = self.serve()
+
+        wait_until(lambda: self.plant.rights_of(service.process), "maps the region")
+        self.assertEqual(self.plant.rights_of(service.process), ["r--s"])
+
     def test_description_of_a_leaf_is_told(self):
         told = values(self.serve().ask()[2])
 

@@ -50,6 +50,12 @@ class Commands(unittest.TestCase):
         self.assertEqual([self.value(url) for url in ("pump/speed", "pump/on", "pump/name")],
                          ["12.5", "true", "spare"])
 
+    def test_region_is_mapped_for_reading_alone_where_nothing_may_be_written(self):
+        self.assertEqual(self.plant.rights_of(self.born().process), ["r--s"])
+
+    def test_region_is_mapped_for_writing_where_something_may_be(self):
+        self.assertEqual(self.plant.rights_of(self.born("--allow-write", "pump/**").process), ["rw-s"])
+
     def test_negative_number_is_written(self):
         self.born("--allow-write", "tank/level")
 

@@ -215,6 +215,21 @@ class WebService(WebTest):
         self.assertEqual(service.ask("/", headers={"Host": "press3"})[0], 200)
         self.assertEqual(service.last_served(), former)
 
+    def test_region_is_mapped_for_writing_only_with_a_token(self):
+        self.closed(Creator(self.plant))
+        self.configure("listen = 127.0.0.1:0\n")
+        service = self.serve_configured()
+        wait_until(lambda: self.plant.rights_of(service.process), "maps the region")
+        self.assertEqual(self.plant.rights_of(service.process), ["r--s"])
+
+        self.configure(f"listen = 127.0.0.1:0\ntoken-file = {self.token_file()}\n")
+        service.process.send_signal(signal.SIGHUP)
+
+        wait_until(lambda: self.plant.rights_of(service.process) == ["rw-s"], "maps it for writing")
+        self.configure("listen = 127.0.0.1:0\n")
+        service.process.send_signal(signal.SIGHUP)
+        wait_until(lambda: self.plant.rights_of(service.process) == ["r--s"], "maps it for reading alone")
+
     def test_hangup_with_a_mistake_changes_nothing(self):
         self.closed(Creator(self.plant))
         path = self.token_file()
