@@ -151,6 +151,7 @@ private Q_SLOTS:
     void readerOfASingleBufferIsWaitedFor();
     void setOfADeadWriterIsNotSeen();
     void stoppedWriterDelaysNobody();
+    void readThatWasOvertakenTwiceAwaitsASwap();
     void hurryingPublisherIsReadConsistently();
     void goneRegionIsReadOn_data() { addBuffers(); }
     void goneRegionIsReadOn();
@@ -470,6 +471,32 @@ void tst_ReadingManager::stoppedWriterDelaysNobody()
     QVERIFY(writer.waitUntilReady() && writer.stop());
 
     QCOMPARE(wrongWay(reader, 9), QString());
+}
+
+/// From there nobody overtakes it for as long as a set takes. Without a publisher it goes on all the same.
+void tst_ReadingManager::readThatWasOvertakenTwiceAwaitsASwap()
+{
+    constexpr qint64 bound = 20;
+    const Plant plant(true);
+    LiveRegion creator(plant);
+    ReadingRegion reader(plant);
+    bool repeat = false;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        reader.manager().lockReadBuffer();
+        QVERIFY(publish(creator, 7) && publish(creator, 8));
+        QVERIFY(reader.manager().unlockReadBuffer(repeat));
+        QVERIFY(repeat);
+    }
+    QElapsedTimer timer;
+    timer.start();
+
+    reader.manager().lockReadBuffer();
+
+    QVERIFY(timer.elapsed() >= bound);
+    QVERIFY(reader.manager().getPointerReadBuffer() != nullptr);
+    QVERIFY(reader.manager().unlockReadBuffer(repeat));
+    QVERIFY(!repeat);
+    QCOMPARE(wrongWay(reader, 8), QString());
 }
 
 /// A copy of the buffer takes a good part of the time from one swap to the next.
