@@ -13,23 +13,6 @@ namespace {
 /// Milliseconds. Nobody but those who ask wants a set, so a publisher is woken as rarely as that.
 constexpr int leastInterval = 1000;
 
-QString descriptionOf(const Settings &settings)
-{
-    QString path = settings.positional();
-    if (path.isEmpty()) {
-        path = settings.settings().text(QStringLiteral("description"));
-    }
-    if (path.isEmpty()) {
-        path = qEnvironmentVariable("TESSEL_DIR");
-    }
-    if (path.isEmpty()) {
-        throw Refusal{ExitCode::WrongUse,
-                      QStringLiteral("no description; name a file or folder, set 'description' in "
-                                     "the configuration, or TESSEL_DIR")};
-    }
-    return path;
-}
-
 HttpServer::Limits limitsOf(const SettingGroup &settings)
 {
     HttpServer::Limits limits;
@@ -124,7 +107,7 @@ MetricsProgram::Setup MetricsProgram::prepare(const Settings &settings) const
     Setup setup;
     setup.choice = {UrlChoice(group.list(QStringLiteral("url"))),
                     UrlChoice(group.list(QStringLiteral("except")))};
-    const QString path = descriptionOf(settings);
+    const QString path = settings.description();
     setup.region = m_setup.region && m_setup.region->path() == path
                        ? m_setup.region
                        : std::make_shared<RegionFollower>(path, leastInterval,

@@ -132,18 +132,6 @@ BrokerAccess fallbackBroker(BrokerAccess access, const QString &text)
     return access;
 }
 
-QString descriptionOf(const Settings &settings)
-{
-    const QString named = settings.positional().isEmpty()
-                              ? settings.settings().text(QStringLiteral("description"))
-                              : settings.positional();
-    const QString path = named.isEmpty() ? qEnvironmentVariable("TESSEL_DIR") : named;
-    if (path.isEmpty()) {
-        refuse(QStringLiteral("FILE|DIR is missing"));
-    }
-    return path;
-}
-
 ReportRule ruleOf(const Settings::Section &section)
 {
     ReportRule rule;
@@ -200,7 +188,7 @@ NodeSettings NodeSettings::from(const Settings &all)
 {
     const SettingGroup &given = all.settings();
     NodeSettings settings;
-    settings.path = descriptionOf(all);
+    settings.path = all.description();
     settings.group = nameFor(given, QStringLiteral("group"));
     settings.node = nameFor(given, QStringLiteral("node"));
     if (given.isSet(QStringLiteral("primary-host"))) {

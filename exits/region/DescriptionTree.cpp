@@ -3,9 +3,8 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/FileSearch.h"
 #include "Companion/PropertyManagerConst.h"
-#include "Configuration/ConfigurationAndProcessDataParser.h"
-#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
+#include "region/ParsedFiles.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
@@ -26,41 +25,6 @@ using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedP
 QString endingOfFiles()
 {
     return QLatin1Char('.') + PropertyManagerConst::getProcessDataDescriptionFileExtension();
-}
-
-/// A path such as "." does not show the name of the folder.
-QString namingPath(const QString &path)
-{
-    return QFileInfo(path).canonicalFilePath();
-}
-
-BaseClassSharedPointer parse(const QString &path)
-{
-    const QFileInfo entry(path);
-    if (!entry.exists()) {
-        throw Refusal{ExitCode::NotFound,
-                      QStringLiteral("%1: no such description file or folder").arg(path)};
-    }
-    if (!entry.isReadable()) {
-        throw Refusal{ExitCode::NoAccess,
-                      QStringLiteral("%1: no permission to read it; give the user of this program "
-                                     "a group that may")
-                          .arg(path)};
-    }
-    const LibraryReasons reasons;
-    BaseClassSharedPointer root;
-    if (!entry.isDir()) {
-        root = ConfigurationAndProcessDataParser().parseFromFile(path);
-    } else if (!ConfigurationDataAndProcessDescriptionAccess::parseProcessDir(
-                   root, QFileInfo(namingPath(path)))) {
-        root.reset();
-    }
-    if (!root) {
-        throw Refusal{ExitCode::InputOutputFile,
-                      QStringLiteral("%1: cannot be parsed: %2; 'tessel validate' shows where")
-                          .arg(path, reasons.text())};
-    }
-    return root;
 }
 
 QStringList childrenInOrder(const ConfigurationAndProcessDataBase::ChildMap &children)
@@ -153,7 +117,7 @@ void nameDevices(QVector<FollowedLeaf> &leaves, const QString &path)
 DescriptionTree DescriptionTree::read(const QString &path)
 {
     DescriptionTree tree;
-    tree.root = parse(path);
+    tree.root = parsedFiles(path, FileKind::ProcessDescription);
     const auto property = [&](const QString &name) { return tree.root->getProperty(name); };
     tree.key = property(Definitions::getStrKeyProcessDataMemory()).toString();
     tree.isDoubleBuffered = property(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();

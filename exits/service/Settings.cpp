@@ -206,6 +206,19 @@ void Settings::takeOption(const ProgramSyntax &syntax, const QString &word, QStr
     }
 }
 
+QString Settings::description() const
+{
+    const QString named = m_positional.isEmpty() ? m_settings.text(QStringLiteral("description"))
+                                                 : m_positional;
+    const QString path = named.isEmpty() ? qEnvironmentVariable("TESSEL_DIR") : named;
+    if (path.isEmpty()) {
+        throw Refusal{ExitCode::WrongUse,
+                      QStringLiteral("no description; name a file or folder, set 'description' in "
+                                     "the configuration, or TESSEL_DIR")};
+    }
+    return path;
+}
+
 QString Settings::helpText(const ProgramSyntax &syntax)
 {
     QString text = QStringLiteral("Usage: %1 [OPTION...] FILE|DIR\n\n%2\n\nOptions:\n")

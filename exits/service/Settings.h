@@ -65,6 +65,9 @@ public:
     const QVector<Section> &sections() const { return m_sections; }
     /// What stands on the command line without an option. More than one is refused.
     const QString &positional() const { return m_positional; }
+    /// The description that the command line names, else the setting `description`, else TESSEL_DIR. Throws a
+    /// Refusal where none does.
+    QString description() const;
     bool isHelpAsked() const { return m_isHelpAsked; }
     bool isVersionAsked() const { return m_isVersionAsked; }
 

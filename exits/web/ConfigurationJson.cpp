@@ -1,14 +1,9 @@
 #include "web/ConfigurationJson.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Configuration/ConfigurationAndProcessDataParser.h"
-#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/ConfigurationDataValue.h"
-#include "service/Refusal.h"
-#include "service/ServiceLog.h"
+#include "region/ParsedFiles.h"
 #include "web/JsonText.h"
-
-#include <QFileInfo>
 
 namespace {
 
@@ -21,33 +16,6 @@ struct Stamp
     QString modifiedBy;
     QString modifiedAt;
 };
-
-Node parse(const QString &path)
-{
-    const QFileInfo entry(path);
-    if (!entry.exists()) {
-        throw Refusal{ExitCode::NotFound, QStringLiteral("%1: no such configuration").arg(path)};
-    }
-    if (!entry.isReadable()) {
-        throw Refusal{ExitCode::NoAccess,
-                      QStringLiteral("%1: no permission to read it; give the user of this program "
-                                     "a group that may")
-                          .arg(path)};
-    }
-    const LibraryReasons reasons;
-    Node root;
-    if (!entry.isDir()) {
-        root = ConfigurationAndProcessDataParser().parseFromFile(path);
-    } else if (!ConfigurationDataAndProcessDescriptionAccess::parseConfigDir(root, entry)) {
-        root.reset();
-    }
-    if (!root) {
-        throw Refusal{ExitCode::InputOutputFile,
-                      QStringLiteral("%1: cannot be parsed: %2; 'tessel validate' shows where")
-                          .arg(path, reasons.text())};
-    }
-    return root;
-}
 
 QByteArray valueJson(const QVariant &value)
 {
@@ -123,6 +91,6 @@ void collect(const Node &node, const QString &url, Stamp stamp, QVector<QByteArr
 QByteArray configurationAsJson(const QString &path)
 {
     QVector<QByteArray> objects;
-    collect(parse(path), {}, {}, objects);
+    collect(parsedFiles(path, FileKind::Configuration), {}, {}, objects);
     return JsonText::object({{"values", JsonText::array(objects)}}) + '\n';
 }

@@ -52,20 +52,6 @@ QVector<SettingSyntax> guardingSettings()
     throw Refusal{ExitCode::WrongUse, QStringLiteral("%1; see 'tessel-web --help'").arg(reason)};
 }
 
-QString descriptionOf(const Settings &settings)
-{
-    const QString named = settings.positional().isEmpty()
-                              ? settings.settings().text(QStringLiteral("description"))
-                              : settings.positional();
-    const QString path = named.isEmpty() ? qEnvironmentVariable("TESSEL_DIR") : named;
-    if (path.isEmpty()) {
-        throw Refusal{ExitCode::WrongUse,
-                      QStringLiteral("no description; name a file or folder, set 'description' in "
-                                     "the configuration, or TESSEL_DIR")};
-    }
-    return path;
-}
-
 QByteArray tokenIn(const QString &path)
 {
     const QByteArray token = SecretFile::firstLineForOwner(path).toUtf8();
@@ -173,7 +159,7 @@ WebSettings WebSettings::from(const Settings &all)
 {
     const SettingGroup &given = all.settings();
     WebSettings settings;
-    settings.path = descriptionOf(all);
+    settings.path = all.description();
     settings.address = ListenAddress::fromText(given.text(QStringLiteral("listen")));
     settings.hosts = given.list(QStringLiteral("host"));
     checkHosts(settings.hosts);

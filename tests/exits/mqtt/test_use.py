@@ -74,7 +74,7 @@ class Use(unittest.TestCase):
             with self.subTest(text=text):
                 result = self.run_node("--config", self.file("c", text), "--host", "h", "--group", "a/b")
                 self.assertEqual(result.returncode, 2)
-                self.assertIn("--group 'a/b' holds a '/'" if text == every else "FILE|DIR is missing", result.stderr)
+                self.assertIn("--group 'a/b' holds a '/'" if text == every else "no description; name a file or folder", result.stderr)
 
     def test_table_of_the_assertions_names_tests_that_exist(self):
         table = (PROJECT / "docs/sparkplug.md").read_text(encoding="utf-8")
@@ -89,7 +89,8 @@ class Use(unittest.TestCase):
     def test_mistakes_name_what_is_wrong(self):
         plant = str(self.plant.file)
         end = "; see 'tessel-mqtt --help'"
-        self.refused(2, "FILE|DIR is missing" + end, *GIVEN)
+        self.refused(2, "no description; name a file or folder, set 'description' in the configuration, or TESSEL_DIR",
+                     *GIVEN)
         self.refused(2, "--host is missing" + end, "--group", "g", "--node", "n", plant)
         self.refused(2, "--group is missing" + end, "--host", "h", "--node", "n", plant)
         self.refused(2, "--node 'a+b' holds a '+', which no name in a topic may" + end, *GIVEN[:4], "--node", "a+b",
