@@ -43,12 +43,12 @@ public:
     {
         QByteArray chain;
         QByteArray key;
-        QString name; ///< for messages
+        QString name; ///< for messages; without one there is none, whereas a file may well be empty
 
-        bool isEmpty() const { return chain.isEmpty(); }
+        bool isEmpty() const { return name.isEmpty(); }
         bool operator==(const Certificate &other) const
         {
-            return chain == other.chain && key == other.key;
+            return chain == other.chain && key == other.key && isEmpty() == other.isEmpty();
         }
     };
 
