@@ -2,9 +2,8 @@
 
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
+#include "service/Serving.h"
 #include "service/StandardOutput.h"
-
-#include <QCoreApplication>
 
 #include <utility>
 
@@ -148,25 +147,16 @@ void MetricsProgram::serve(Service &service)
     Setup setup = m_setup;
     listen(m_settings, setup);
     adopt(std::move(setup));
-    service.tellReady(statusText());
-    connect(&service, &Service::endAsked, QCoreApplication::instance(), &QCoreApplication::quit);
-    connect(&service, &Service::reloadAsked, this, [this, &service] { reload(service); });
+    keepServing(service, this, {[this] { readAgain(); }, [this] { return statusText(); }});
 }
 
-void MetricsProgram::reload(Service &service)
+void MetricsProgram::readAgain()
 {
-    try {
-        const Settings settings = Settings::fromCommandLine(metricsSyntax(), m_words);
-        Setup setup = prepare(settings);
-        listen(settings, setup);
-        m_settings = settings;
-        adopt(std::move(setup));
-        ServiceLog::notice(QStringLiteral("the configuration was read again"));
-    } catch (const Refusal &refusal) {
-        ServiceLog::error(
-            QStringLiteral("%1; the configuration stays as it was").arg(refusal.text));
-    }
-    service.tellReady(statusText());
+    const Settings settings = Settings::fromCommandLine(metricsSyntax(), m_words);
+    Setup setup = prepare(settings);
+    listen(settings, setup);
+    m_settings = settings;
+    adopt(std::move(setup));
 }
 
 void MetricsProgram::adopt(Setup setup)

@@ -41,7 +41,7 @@ private:
     Setup prepare(const Settings &settings) const;
     void listen(const Settings &settings, Setup &setup);
     void choose();
-    void reload(Service &service);
+    void readAgain();
     void adopt(Setup setup);
     QString statusText() const;
     HttpResponse answer(const HttpRequest &request);

@@ -1,9 +1,7 @@
 #include "web/WebProgram.h"
 
-#include "service/Refusal.h"
 #include "service/ServiceLog.h"
-
-#include <QCoreApplication>
+#include "service/Serving.h"
 
 #include <utility>
 
@@ -15,12 +13,8 @@ constexpr int millisecondsPerSecond = 1000;
 
 void WebProgram::serve(Service &service)
 {
-    Setup setup = prepare();
-    listen(setup);
-    adopt(std::move(setup));
-    service.tellReady(statusText());
-    connect(&service, &Service::endAsked, QCoreApplication::instance(), &QCoreApplication::quit);
-    connect(&service, &Service::reloadAsked, this, [this, &service] { reload(service); });
+    readAgain();
+    keepServing(service, this, {[this] { readAgain(); }, [this] { return statusText(); }});
 }
 
 WebProgram::Setup WebProgram::prepare() const
@@ -61,18 +55,11 @@ void WebProgram::listen(Setup &setup)
     setup.server->setCertificate(setup.settings.certificate);
 }
 
-void WebProgram::reload(Service &service)
+void WebProgram::readAgain()
 {
-    try {
-        Setup setup = prepare();
-        listen(setup);
-        adopt(std::move(setup));
-        ServiceLog::notice(QStringLiteral("the configuration was read again"));
-    } catch (const Refusal &refusal) {
-        ServiceLog::error(
-            QStringLiteral("%1; the configuration stays as it was").arg(refusal.text));
-    }
-    service.tellReady(statusText());
+    Setup setup = prepare();
+    listen(setup);
+    adopt(std::move(setup));
 }
 
 void WebProgram::adopt(Setup setup)

@@ -32,7 +32,7 @@ private:
     Setup prepare() const;
     std::shared_ptr<HttpServer> makeServer(const WebSettings &settings);
     void listen(Setup &setup);
-    void reload(Service &service);
+    void readAgain();
     void adopt(Setup setup);
     QString statusText() const;
 
