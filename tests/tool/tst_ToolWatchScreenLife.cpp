@@ -35,9 +35,11 @@ void tst_ToolWatchScreenLife::everyEndLeavesTheTerminalAsItWas_data()
     QTest::addColumn<QString>("signal");
     QTest::newRow("q") << QStringLiteral("q") << QString();
     QTest::newRow("Ctrl-C") << QStringLiteral("C-c") << QString();
+    QTest::newRow("Ctrl-\\") << QStringLiteral("C-\\") << QString();
     QTest::newRow("SIGINT") << QString() << QStringLiteral("INT");
     QTest::newRow("SIGTERM") << QString() << QStringLiteral("TERM");
     QTest::newRow("SIGHUP") << QString() << QStringLiteral("HUP");
+    QTest::newRow("SIGQUIT") << QString() << QStringLiteral("QUIT");
 }
 
 void tst_ToolWatchScreenLife::everyEndLeavesTheTerminalAsItWas()

@@ -16,19 +16,23 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-sigset_t endingSignals()
+sigset_t endingSignals(SignalWait::Signals signals)
 {
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&set, signal);
     }
+    if (signals == SignalWait::Signals::FullScreen) {
+        // A key of the terminal, which would be left with its modes changed.
+        sigaddset(&set, SIGQUIT);
+    }
     return set;
 }
 
 sigset_t setOf(SignalWait::Signals signals)
 {
-    sigset_t set = endingSignals();
+    sigset_t set = endingSignals(signals);
     if (signals != SignalWait::Signals::Ending) {
         sigaddset(&set, SIGWINCH);
         sigaddset(&set, SIGTSTP);
@@ -64,7 +68,7 @@ SignalWait::SignalWait(Signals signals) : m_signals(signals)
 SignalWait::~SignalWait()
 {
     const sigset_t set = setOf(m_signals);
-    const sigset_t ending = endingSignals();
+    const sigset_t ending = endingSignals(m_signals);
     const timespec noTime = {};
     // The program ends in order already; a second one must not end it in the middle of that.
     while (m_isEnding && sigtimedwait(&ending, nullptr, &noTime) > 0) { }

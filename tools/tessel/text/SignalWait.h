@@ -24,7 +24,7 @@ public:
     enum class Signals {
         Ending,            ///< What End stands for.
         EndingAndTerminal, ///< Resized and Stop as well.
-        FullScreen         ///< Continued as well, for who has changed the modes of the terminal.
+        FullScreen ///< Continued as well, for who has changed the modes of the terminal; SIGQUIT ends.
     };
 
     explicit SignalWait(Signals signals);
