@@ -36,12 +36,17 @@ ChildProcess::Body writingInto(const QString &file)
     };
 }
 
+bool mountOwnMemory(unsigned long flags)
+{
+    return ::unshare(CLONE_NEWNS | CLONE_NEWIPC) == 0
+           && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0
+           && ::mount("none", "/dev/shm", "tmpfs", flags, "size=8k") == 0;
+}
+
 /// Makes /dev/shm so small that one region fills it, and looks.
 int lookWithoutRoom(const QString &file, const QString &key)
 {
-    if (::unshare(CLONE_NEWNS | CLONE_NEWIPC) != 0
-        || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-        || ::mount("none", "/dev/shm", "tmpfs", 0, "size=8k") != 0) {
+    if (!mountOwnMemory(0)) {
         return ChildProcess::sm_cannotTry;
     }
     QFile other(QStringLiteral("/dev/shm/other"));
@@ -52,6 +57,20 @@ int lookWithoutRoom(const QString &file, const QString &key)
     CHILD_VERIFY(hasLine(lines, QStringLiteral("error no-region %1: ").arg(key)));
     CHILD_VERIFY(hasLine(lines, QStringLiteral("error shm-full /dev/shm: 8192 of 8192 (100 %) "
                                                "bytes are taken: ")));
+    return 0;
+}
+
+/// Makes /dev/shm one that nobody can write, and looks.
+int lookAtReadOnlyRoom(const QString &file, const QString &key)
+{
+    if (!mountOwnMemory(MS_RDONLY)) {
+        return ChildProcess::sm_cannotTry;
+    }
+    CHILD_VERIFY(runTool({QStringLiteral("hold"), file}).exitCode != 0);
+    const QStringList lines = firstLines(file);
+    CHILD_VERIFY(hasLine(lines, QStringLiteral("error no-region %1: ").arg(key)));
+    CHILD_VERIFY(hasLine(lines, QStringLiteral("error shm-read-only /dev/shm: it is mounted "
+                                               "read-only: ")));
     return 0;
 }
 
@@ -71,6 +90,7 @@ private Q_SLOTS:
     void holderOfTheLockIsStopped();
     void descriptionChangedUnderARunningReader();
     void roomForRegionsIsFull();
+    void roomForRegionsIsReadOnly();
     void clockWasSetBack();
     void publisherIsSilent();
     void publisherIsStopped();
@@ -224,6 +244,15 @@ void tst_DoctorSituations::roomForRegionsIsFull()
     const DoctoredPlant plant;
     ChildProcess child(
         [&plant](const ChildSide &) { return lookWithoutRoom(plant.file, plant.key()); });
+
+    COMPARE_EXIT(child.waitForExit(), "the right to mount a /dev/shm of its own");
+}
+
+void tst_DoctorSituations::roomForRegionsIsReadOnly()
+{
+    const DoctoredPlant plant;
+    ChildProcess child(
+        [&plant](const ChildSide &) { return lookAtReadOnlyRoom(plant.file, plant.key()); });
 
     COMPARE_EXIT(child.waitForExit(), "the right to mount a /dev/shm of its own");
 }

@@ -6,6 +6,7 @@
 #include <QtTest>
 
 #include <pwd.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -73,6 +74,9 @@ private Q_SLOTS:
     void memoryIsFullFromNineTenthsOn();
     void namesAreFullFromNineTenthsOn();
     void memoryWithoutLimitIsNeverFull();
+    void memoryThatIsReadOnlyIsAnError();
+    void modeOfTheMemoryIsThatOfATemporaryFolder_data();
+    void modeOfTheMemoryIsThatOfATemporaryFolder();
     void setsAreFullFromNineTenthsOn_data();
     void setsAreFullFromNineTenthsOn();
     void semaphoresAreFullFromNineTenthsOn();
@@ -151,6 +155,44 @@ void tst_MachineCheck::memoryWithoutLimitIsNeverFull()
     facts.files = Fill{0, 0};
 
     QCOMPARE(textsOf(findingsOf(facts)), QStringList());
+}
+
+void tst_MachineCheck::memoryThatIsReadOnlyIsAnError()
+{
+    MachineFacts facts = wellMachine();
+    facts.isMemoryReadOnly = true;
+
+    QCOMPARE(textsOf(findingsOf(facts)),
+             QStringList(QStringLiteral("error shm-read-only /dev/shm: it is mounted read-only: no "
+                                        "region can be made; mount -o remount,rw /dev/shm")));
+}
+
+void tst_MachineCheck::modeOfTheMemoryIsThatOfATemporaryFolder_data()
+{
+    QTest::addColumn<uint>("mode");
+    QTest::addColumn<QString>("text");
+    const QString closed = QStringLiteral("it keeps users from making or reaching regions");
+    QTest::newRow("usual") << 01777U << QString();
+    QTest::newRow("with the group of the folder") << 03777U << QString();
+    QTest::newRow("for its owner") << 0700U << QStringLiteral("700 in place of 1777: ") + closed;
+    QTest::newRow("to be looked at")
+        << 01755U << QStringLiteral("1755 in place of 1777: ") + closed;
+    QTest::newRow("for nobody") << 0U << QStringLiteral("000 in place of 1777: ") + closed;
+    QTest::newRow("to be cleared")
+        << 0777U << QStringLiteral("777 in place of 1777: users can remove the regions of others");
+}
+
+void tst_MachineCheck::modeOfTheMemoryIsThatOfATemporaryFolder()
+{
+    QFETCH(uint, mode);
+    QFETCH(QString, text);
+    MachineFacts facts = wellMachine();
+    facts.memoryMode = mode;
+
+    const QString line = QStringLiteral("warning shm-mode /dev/shm: it has mode %1; chmod 1777 "
+                                        "/dev/shm")
+                             .arg(text);
+    QCOMPARE(textsOf(findingsOf(facts)), text.isEmpty() ? QStringList() : QStringList(line));
 }
 
 void tst_MachineCheck::setsAreFullFromNineTenthsOn_data()
@@ -307,11 +349,15 @@ void tst_MachineCheck::factsAreThoseOfTheFiles()
     QVERIFY(!MachineFacts::of(root.path()).hasSessions);
     QVERIFY(QDir().mkpath(root.path() + QStringLiteral("/run/systemd/system")));
     QVERIFY(QDir().mkpath(root.path() + QStringLiteral("/dev/shm")));
+    QCOMPARE(chmod(QFile::encodeName(root.path() + QStringLiteral("/dev/shm")).constData(), 01750),
+             0);
 
     const MachineFacts facts = MachineFacts::of(root.path());
 
     QVERIFY(facts.memory && facts.memory->most > 0 && facts.memory->taken <= facts.memory->most);
     QVERIFY(facts.files);
+    QVERIFY(!facts.isMemoryReadOnly);
+    QCOMPARE(facts.memoryMode, std::optional<mode_t>(01750));
     QCOMPARE(facts.semaphoreLimits->perSet, 250);
     QCOMPARE(facts.semaphoreLimits->all, 32000);
     QCOMPARE(facts.semaphoreLimits->operations, 32);
@@ -329,6 +375,7 @@ void tst_MachineCheck::filesThatAreMissingLeaveFactsOpen()
     const MachineFacts facts = MachineFacts::of(root.path());
 
     QVERIFY(!facts.memory && !facts.files && !facts.semaphoreLimits && !facts.semaphores);
+    QVERIFY(!facts.isMemoryReadOnly && !facts.memoryMode);
     QVERIFY(!facts.hasSessions);
 }
 

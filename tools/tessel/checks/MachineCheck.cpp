@@ -69,6 +69,30 @@ void addMemory(Findings &found, const MachineFacts &facts)
     }
 }
 
+/// Who may make and remove regions.
+void addMemoryAccess(Findings &found, const MachineFacts &facts)
+{
+    const QString place = QStringLiteral("/dev/shm");
+    if (facts.isMemoryReadOnly) {
+        found.append(ofMachine(Level::Error, "shm-read-only", place,
+                               QStringLiteral("it is mounted read-only: no region can be made"),
+                               QStringLiteral("mount -o remount,rw /dev/shm")));
+    }
+    constexpr mode_t usualMode = 01777;
+    constexpr mode_t everybody = 0777;
+    const mode_t mode = facts.memoryMode.value_or(usualMode);
+    if ((mode & usualMode) != usualMode) {
+        const bool isOpen = (mode & everybody) == everybody;
+        found.append(ofMachine(
+            Level::Warning, "shm-mode", place,
+            QStringLiteral("it has mode %1 in place of 1777: %2")
+                .arg(mode, 3, 8, QLatin1Char('0'))
+                .arg(isOpen ? QStringLiteral("users can remove the regions of others")
+                            : QStringLiteral("it keeps users from making or reaching regions")),
+            QStringLiteral("chmod 1777 /dev/shm")));
+    }
+}
+
 QString commandFor(const Limits &limits)
 {
     return QStringLiteral("sysctl -w kernel.sem='%1 %2 %3 %4'")
@@ -131,6 +155,7 @@ QString nameOf(uid_t user)
 Findings findingsOf(const MachineFacts &facts)
 {
     Findings found;
+    addMemoryAccess(found, facts);
     addMemory(found, facts);
     addSemaphores(found, facts);
     return found;

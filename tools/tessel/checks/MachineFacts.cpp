@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QList>
 
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 namespace {
@@ -18,11 +19,18 @@ std::optional<QByteArray> contentOf(const QString &path)
 
 void lookAtMemory(MachineFacts &facts, const QString &path)
 {
+    const QByteArray name = QFile::encodeName(path);
     struct statvfs status = {};
-    if (::statvfs(QFile::encodeName(path).constData(), &status) == 0) {
+    if (::statvfs(name.constData(), &status) == 0) {
         facts.memory = Fill{quint64{status.f_blocks - status.f_bfree} * status.f_frsize,
                             quint64{status.f_blocks} * status.f_frsize};
         facts.files = Fill{quint64{status.f_files - status.f_ffree}, quint64{status.f_files}};
+        facts.isMemoryReadOnly = (status.f_flag & ST_RDONLY) != 0;
+    }
+    constexpr mode_t permissions = 07777;
+    struct stat folder = {};
+    if (::stat(name.constData(), &folder) == 0) {
+        facts.memoryMode = folder.st_mode & permissions;
     }
 }
 

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+#include <sys/types.h>
+
 /// How much there is of something, and how much of it is taken.
 struct Fill
 {
@@ -37,8 +39,10 @@ struct MachineFacts
     /// Below @p root stands what is otherwise below /; for what a machine would say that is not this one.
     static MachineFacts of(const QString &root = {});
 
-    std::optional<Fill> memory; ///< bytes of /dev/shm
-    std::optional<Fill> files;  ///< names in /dev/shm
+    std::optional<Fill> memory;       ///< bytes of /dev/shm
+    std::optional<Fill> files;        ///< names in /dev/shm
+    bool isMemoryReadOnly = false;    ///< the mount of /dev/shm
+    std::optional<mode_t> memoryMode; ///< permissions of /dev/shm
     std::optional<SemaphoreLimits> semaphoreLimits;
     std::optional<SemaphoreTable> semaphores;
     /// Whether somebody looks after sessions at all; then removedIpc is what its files say.
