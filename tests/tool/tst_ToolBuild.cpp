@@ -2,6 +2,8 @@
 #include "TwoFiles.h"
 #include "support/WorkingDirectory.h"
 
+#include <QJsonArray>
+
 #include <sys/stat.h>
 
 namespace {
@@ -43,6 +45,8 @@ private Q_SLOTS:
     void checkOfABuiltFolderAnswersYes();
     void dryRunWritesNothingAndSaysWhatWouldBe();
     void dryRunOfABuiltFolderKnowsItsKey();
+    void dryRunRefusesWhatABuildWould_data();
+    void dryRunRefusesWhatABuildWould();
     void resultIsPrintedAsJson();
     void planIsPrintedAsJson();
     void failureLeavesJsonEmpty();
@@ -311,6 +315,37 @@ void tst_ToolBuild::dryRunOfABuiltFolderKnowsItsKey()
 
     QCOMPARE(result.output, report(directory, QStringLiteral("left"), QStringLiteral("left")));
     QCOMPARE(result.exitCode, 0);
+}
+
+void tst_ToolBuild::dryRunRefusesWhatABuildWould_data()
+{
+    QTest::addColumn<QJsonValue>("doubleBuffer");
+    QTest::newRow("another one") << QJsonValue(true);
+    QTest::newRow("no boolean") << QJsonValue(QJsonArray{true});
+}
+
+/// A build leaves it as it is, so that the folder is refused behind it.
+void tst_ToolBuild::dryRunRefusesWhatABuildWould()
+{
+    QFETCH(QJsonValue, doubleBuffer);
+    const TwoFiles directory;
+    QJsonObject file = directory.json(fileB);
+    file.insert(QStringLiteral("doubleBuffer"), doubleBuffer);
+    directory.write(fileB, file);
+    const auto before = statesBelow(directory.path());
+
+    const ToolResult trial = runBuild(directory.path(), {QStringLiteral("--dry-run")});
+
+    QCOMPARE(
+        trial.error,
+        QStringLiteral("tessel: %1: its files would not describe one memory after a build: "
+                       "'doubleBuffer' of sub/b.process.json is missing, no boolean, or another "
+                       "one than in a.process.json\n")
+            .arg(directory.path()));
+    QCOMPARE(trial.output, QString());
+    QCOMPARE(trial.exitCode, 9);
+    QVERIFY(statesBelow(directory.path()) == before);
+    QCOMPARE(runBuild(directory.path()).exitCode, 9);
 }
 
 void tst_ToolBuild::resultIsPrintedAsJson()

@@ -72,6 +72,9 @@ ExitCode plan(const CommandLine &line, const DescriptionFolder &folder, const QS
     if (plan.failure) {
         throw Failure(*plan.failure);
     }
+    if (plan.remaining && !isCheck) {
+        throw Failure(*plan.remaining);
+    }
     const bool isAnsweredNo = isCheck && !plan.rewritten.isEmpty();
     const auto print = [&] {
         if (line.isSet(QLatin1String(jsonOption))) {

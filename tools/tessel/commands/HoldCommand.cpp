@@ -64,8 +64,8 @@ QString keyAfterBuild(const CommandLine &line, const DescriptionSource &descript
     }
     const DescriptionFolder folder(line.positional(0));
     const DirectoryBuild plan = planFolder(folder, keyPrefixFrom(line));
-    if (plan.failure) {
-        throw Failure(*plan.failure);
+    if (plan.failure || plan.remaining) {
+        throw Failure(plan.failure ? *plan.failure : *plan.remaining);
     }
     QStringList names;
     for (const auto &file : plan.rewritten) {

@@ -70,6 +70,25 @@ std::optional<Failure> disagreement(const DescriptionFolder &folder)
     return std::nullopt;
 }
 
+/// What a build leaves as it is: whether the buffer is double, in which all files have to agree.
+std::optional<Failure> differingBuffer(const DescriptionFolder &folder, const Records &records)
+{
+    const QString property = Definitions::getKeyDataPropertyDoubleBuffer();
+    const bool isDouble = records.first().root->getProperty(property).toBool();
+    for (const auto &record : records) {
+        const QVariant value = record.root->getProperty(property);
+        if (!value.canConvert(QMetaType::Bool) || value.toBool() != isDouble) {
+            return failure(folder, ExitCode::InputOutputFile,
+                           QStringLiteral("its files would not describe one memory after a build: "
+                                          "'%1' of %2 is missing, no boolean, or another one than "
+                                          "in %3")
+                               .arg(property, folder.relativePath(record.filePath),
+                                    folder.relativePath(records.first().filePath)));
+        }
+    }
+    return std::nullopt;
+}
+
 using Node = ConfigurationAndProcessDataTreeNode;
 
 QSharedPointer<Node> newNode(QJsonObject properties)
@@ -191,6 +210,8 @@ DirectoryBuild planFolder(const DescriptionFolder &folder, const QString &keyPre
         plan.failure = leftOutFailure(folder, settled);
     } else if (plan.rewritten.isEmpty()) {
         plan.failure = disagreement(folder);
+    } else {
+        plan.remaining = differingBuffer(folder, records);
     }
     return plan;
 }

@@ -16,6 +16,8 @@ struct DirectoryBuild
     QString key;
     /// Of a plan: whether the build itself would make another one, which nobody knows yet.
     bool isKeyNew = false;
+    /// Of a plan: why the folder would be refused all the same when it is built.
+    std::optional<Failure> remaining;
     /// Why the folder is not what a build makes of it; the files may have been rewritten in part.
     std::optional<Failure> failure;
 };
