@@ -40,3 +40,16 @@ endforeach()
 configure_file(cmake/tessel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tessel.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tessel.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The models for displays: the component Models of the package, and tessel-models.pc.
+if(TARGET TesselModels)
+    install(DIRECTORY models/TesselModels DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h" PATTERN "*_p.h" EXCLUDE)
+    install(TARGETS TesselModels EXPORT TesselModelsTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(TesselModels PROPERTIES INSTALL_RPATH "$ORIGIN")
+    install(EXPORT TesselModelsTargets NAMESPACE Tessel:: DESTINATION ${tessel_package_dir})
+    configure_file(cmake/tessel-models.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tessel-models.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tessel-models.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()

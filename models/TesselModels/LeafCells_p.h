@@ -1,0 +1,25 @@
+#pragma once
+
+#include "TesselModels/ShownSet_p.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QVariant>
+#include <QVector>
+
+/// What list and tree show of a leaf.
+namespace LeafCells {
+
+QHash<int, QByteArray> roleNames();
+QVariant header(int section, int role);
+
+/// Of a leaf of the set; a negative one is a value that the description does not have: the URL and the name
+/// are all that is known of it.
+QVariant data(const ShownSet &set, int leaf, const QString &url, int column, int role);
+/// Whether it may be written now.
+bool isWritable(const ShownSet &set, int leaf);
+
+/// The roles whose answers a new set changes.
+const QVector<int> &changingRoles();
+
+} // namespace LeafCells

@@ -1,0 +1,182 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Companion/FileSearch.h"
+#include "Companion/PropertyManagerConst.h"
+#include "Configuration/ConfigurationAndProcessDataParser.h"
+#include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
+#include "ProcessDataManagement/ProcessDataBufferHandler.h"
+#include "TesselModels/SourceDescription_p.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
+
+/// Null, with the reason in @p problem.
+BaseClassSharedPointer parse(const QString &path, QString &problem)
+{
+    const QFileInfo entry(path);
+    if (!entry.exists()) {
+        problem = QStringLiteral("%1: no such description file or folder").arg(path);
+        return {};
+    }
+    BaseClassSharedPointer root;
+    if (!entry.isDir()) {
+        root = ConfigurationAndProcessDataParser().parseFromFile(path);
+        // A path such as "." does not show the name of the folder.
+    } else if (!ConfigurationDataAndProcessDescriptionAccess::parseProcessDir(
+                   root, QFileInfo(entry.canonicalFilePath()))) {
+        root.reset();
+    }
+    if (!root) {
+        problem =
+            QStringLiteral("%1: cannot be read or parsed; 'tessel validate' shows where").arg(path);
+    }
+    return root;
+}
+
+QVariant given(const ConfigurationAndProcessDataBase &element, const QString &key)
+{
+    const QVariant value = element.getProperty(key);
+    return value.isNull() ? QVariant() : value;
+}
+
+QStringList childrenInOrder(const ConfigurationAndProcessDataBase::ChildMap &children)
+{
+    std::vector<std::pair<int, QString>> places;
+    places.reserve(static_cast<std::size_t>(children.size()));
+    for (auto child = children.cbegin(); child != children.cend(); ++child) {
+        const QVariant position = child.value()
+                                      ? given(*child.value(),
+                                              Definitions::getKeyDataPropertyDisplayPosition())
+                                      : QVariant();
+        places.emplace_back(position.isValid() ? position.toInt() : std::numeric_limits<int>::max(),
+                            child.key());
+    }
+    std::sort(places.begin(), places.end());
+    QStringList keys;
+    keys.reserve(children.size());
+    for (const auto &place : places) {
+        keys.append(place.second);
+    }
+    return keys;
+}
+
+SourceLeaf describe(const QString &url, const ProcessDataValue &element)
+{
+    const auto text = [&](const QString &key) { return element.getProperty(key).toString(); };
+    SourceLeaf leaf;
+    leaf.url = url;
+    leaf.name = url.section(QLatin1Char('/'), -1);
+    leaf.type = text(Definitions::getKeyDataPropertyType());
+    leaf.content = Definitions::getBasicDataTypeMapForProcessData().value(leaf.type,
+                                                                          QMetaType::UnknownType);
+    leaf.unit = text(Definitions::getKeyDataPropertyUnit());
+    leaf.label = text(Definitions::getKeyDataPropertyLabelTextId());
+    leaf.minimum = given(element, Definitions::getKeyDataPropertyMinLimit());
+    leaf.maximum = given(element, Definitions::getKeyDataPropertyMaxLimit());
+    leaf.displayPosition = given(element, Definitions::getKeyDataPropertyDisplayPosition());
+    leaf.entries = element.getProperty(QStringLiteral("selectionList")).toStringList();
+    leaf.isReadOnly = element.getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool();
+    return leaf;
+}
+
+/// Files that did not parse are null here, and left out.
+void collect(const BaseClassSharedPointer &node, const QString &prefix,
+             SourceDescription &description, QVector<ProcessDataValueSharedPointer> &elements)
+{
+    const auto &children = node->getChildMap();
+    for (const auto &key : childrenInOrder(children)) {
+        const BaseClassSharedPointer child = children[key];
+        const QString url = prefix + key;
+        if (const auto leaf = qSharedPointerDynamicCast<ProcessDataValue>(child)) {
+            SourceLeaf described = describe(url, *leaf);
+            if (described.content == QMetaType::QString) {
+                described.textIndex = description.textCount++;
+            }
+            description.leafAt.insert(url, elements.size());
+            description.leaves.push_back(std::move(described));
+            elements.append(leaf);
+        } else if (child) {
+            collect(child, url + QLatin1Char('/'), description, elements);
+        }
+    }
+}
+
+} // namespace
+
+bool SourceLeaf::operator==(const SourceLeaf &other) const
+{
+    const auto facts = [](const SourceLeaf &leaf) {
+        return std::tie(leaf.url, leaf.type, leaf.unit, leaf.label, leaf.minimum, leaf.maximum,
+                        leaf.displayPosition, leaf.entries, leaf.isReadOnly);
+    };
+    return facts(*this) == facts(other);
+}
+
+QStringList SourceDescription::urls() const
+{
+    QStringList all;
+    all.reserve(static_cast<int>(leaves.size()));
+    for (const auto &leaf : leaves) {
+        all.append(leaf.url);
+    }
+    return all;
+}
+
+DescriptionReading DescriptionReading::read(const QString &path)
+{
+    DescriptionReading reading;
+    reading.root = parse(path, reading.problem);
+    if (!reading.root) {
+        return reading;
+    }
+    const auto property = [&](const QString &name) { return reading.root->getProperty(name); };
+    reading.key = property(Definitions::getStrKeyProcessDataMemory()).toString();
+    reading.isDoubleBuffered = property(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();
+    const int size = property(Definitions::getKeyDataPropertySizeOfSharedMemory()).toInt();
+    if (reading.key.isEmpty() || size < 1) {
+        reading.problem = QStringLiteral(
+                              "%1: describes no memory to follow; lay it out with 'tessel build'")
+                              .arg(path);
+        return reading;
+    }
+    reading.regionSize = ProcessDataBufferHandler(reading.isDoubleBuffered)
+                             .calculateSizeSharedMemory(static_cast<unsigned int>(size));
+    SourceDescription description;
+    collect(reading.root, {}, description, reading.elements);
+    if (description.leaves.empty()) {
+        reading.problem = QStringLiteral("%1: holds no process value").arg(path);
+        return reading;
+    }
+    reading.description = std::make_shared<const SourceDescription>(std::move(description));
+    return reading;
+}
+
+QString DescriptionReading::stampOf(const QString &path)
+{
+    QFileInfoList files;
+    if (QFileInfo(path).isDir()) {
+        searchFilesOnPathRecursive(
+            path,
+            {QStringLiteral("*.") + PropertyManagerConst::getProcessDataDescriptionFileExtension()},
+            files);
+    } else {
+        files.append(QFileInfo(path));
+    }
+    QString stamp;
+    for (const auto &file : std::as_const(files)) {
+        stamp += QStringLiteral("%1 %2 %3\n")
+                     .arg(file.filePath(), QString::number(file.size()),
+                          QString::number(file.lastModified().toMSecsSinceEpoch()));
+    }
+    return stamp;
+}

@@ -1,0 +1,268 @@
+#include "DisplayedPlant.h"
+#include "TesselModels/ProcessDataItem.h"
+#include "support/StoppedProcess.h"
+
+#include <QDir>
+
+using TesselModels::WriteError;
+
+namespace {
+
+/// Threads of this process that belong to sources; what such a thread starts has its name.
+int helperThreads()
+{
+    int count = 0;
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    for (const auto &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile name(tasks.filePath(task + QStringLiteral("/comm")));
+        count += name.open(QIODevice::ReadOnly) && name.readAll() == "TesselModels\n" ? 1 : 0;
+    }
+    return count;
+}
+
+/// A process that attaches to the region when told, and stands still with its write lock.
+class StoppedWriter
+{
+public:
+    /// Before there is another thread.
+    explicit StoppedWriter(const QString &file)
+        : m_child([file](const ChildSide &parent) {
+            parent.waitForWord();
+            ProcessDataManager manager;
+            CHILD_VERIFY(manager.createProcessDataFromFile(
+                file, ProcessDataManager::InitTypeSharedMemoryAttach));
+            CHILD_VERIFY(manager.lockWriteBuffer());
+            parent.say();
+            parent.waitForWord();
+            CHILD_VERIFY(manager.unlockWriteBuffer());
+            return 0;
+        })
+    {
+    }
+
+    bool takeLock()
+    {
+        m_child.tell();
+        return m_child.waitUntilReady() && m_child.stop();
+    }
+    int goOn()
+    {
+        m_child.resume();
+        m_child.tell();
+        return m_child.waitForExit();
+    }
+
+private:
+    ChildProcess m_child;
+};
+
+} // namespace
+
+/// Values that a display writes.
+class tst_ProcessDataSourceWriting : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void writtenValueIsPublished_data();
+    void writtenValueIsPublished();
+    void refusedValueIsTold_data();
+    void refusedValueIsTold();
+    void valueWithoutARegionIsRefused();
+    void itemHearsOfItsOwnFailureAlone();
+    void writerStoppedInItsLockHoldsUpNobodyButTheWrite();
+    void endOfASourceDoesNotWaitForItsWrite();
+};
+
+void tst_ProcessDataSourceWriting::writtenValueIsPublished_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QVariant>("written");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("double") << "pump/speed" << QVariant(12.25) << QVariant(12.25) << "12.25";
+    QTest::newRow("double as text") << "pump/speed" << QVariant("0.5") << QVariant(0.5) << "0.5";
+    QTest::newRow("text") << "pump/name" << QVariant("north") << QVariant("north") << "north";
+    QTest::newRow("text of seven")
+        << "pump/name" << QVariant("7777777") << QVariant("7777777") << "7777777";
+    QTest::newRow("2^53 + 1") << "pump/count" << QVariant(Q_INT64_C(9007199254740993))
+                              << QVariant(Q_INT64_C(9007199254740993)) << "9007199254740993";
+    QTest::newRow("hexadecimal") << "pump/count" << QVariant("0x10") << QVariant(Q_INT64_C(16))
+                                 << "16";
+    QTest::newRow("whole number of QML")
+        << "pump/count" << QVariant(5.0) << QVariant(Q_INT64_C(5)) << "5";
+    QTest::newRow("selector") << "tank/mode" << QVariant(1) << QVariant(1) << "auto";
+    QTest::newRow("biggest of its type")
+        << "tank/small" << QVariant(255) << QVariant(255u) << "255";
+    QTest::newRow("boolean") << "tank/flag" << QVariant(true) << QVariant(true) << "true";
+    QTest::newRow("boolean as number") << "tank/flag" << QVariant(0) << QVariant(false) << "false";
+}
+
+void tst_ProcessDataSourceWriting::writtenValueIsPublished()
+{
+    QFETCH(QString, url);
+    QFETCH(QVariant, written);
+    QFETCH(QVariant, value);
+    const DisplayedPlant plant;
+    HeldRegion region(plant.file);
+    ProcessDataSource source(plant.file);
+    ProcessDataItem item;
+    item.setSource(&source);
+    item.setUrl(url);
+    QVERIFY(waitForGeneration(source, 1));
+    QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+
+    source.write(url, written);
+
+    QVERIFY(waitForGeneration(source, 2));
+    QCOMPARE(item.getValue(), value);
+    QCOMPARE(item.getValue().userType(), value.userType());
+    QTEST(item.getText(), "text");
+    QCOMPARE(failed.count(), 0);
+    QCOMPARE(region.read(url).getValue(), value);
+}
+
+void tst_ProcessDataSourceWriting::refusedValueIsTold_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QVariant>("written");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("text");
+
+    const auto row = [](const char *name, const char *url, const QVariant &written, WriteError code,
+                        const QString &text) {
+        QTest::newRow(name) << url << written << static_cast<int>(code) << text;
+    };
+    row("no such value", "pump/none", 1, WriteError::NoSuchValue,
+        QStringLiteral("'pump/none': FILE describes no such value"));
+    row("node", "pump", 1, WriteError::NoSuchValue,
+        QStringLiteral("'pump': FILE describes no such value"));
+    row("read-only", "tank/level", 1.5, WriteError::ReadOnly,
+        QStringLiteral("'tank/level' is read-only; only the process that created the region writes "
+                       "it"));
+    row("no number", "pump/speed", "fast", WriteError::WrongType,
+        QStringLiteral("'fast' is no double that 'pump/speed' can hold"));
+    row("nan", "pump/speed", qQNaN(), WriteError::WrongType,
+        QStringLiteral("'nan' is no double that 'pump/speed' can hold"));
+    row("nothing", "pump/speed", QVariant(), WriteError::WrongType,
+        QStringLiteral("what was given for 'pump/speed' is no value"));
+    row("half", "pump/count", 2.5, WriteError::WrongType,
+        QStringLiteral("'2.5' is no int64 that 'pump/count' can hold"));
+    row("too big for its type", "tank/small", 256, WriteError::WrongType,
+        QStringLiteral("'256' is no uint8 that 'tank/small' can hold"));
+    row("negative", "tank/small", -1, WriteError::WrongType,
+        QStringLiteral("'-1' is no uint8 that 'tank/small' can hold"));
+    row("long text", "pump/name", "88888888", WriteError::WrongType,
+        QStringLiteral("a text of 8 characters does not fit into 'pump/name'; 7 do"));
+    row("number for a boolean", "tank/flag", 2, WriteError::WrongType,
+        QStringLiteral("'2' is no boolean that 'tank/flag' can hold"));
+    row("below", "pump/speed", 0.25, WriteError::OutOfRange,
+        QStringLiteral("0.25 is below the lower limit of 'pump/speed', 0.5"));
+    row("above", "pump/speed", 3000.5, WriteError::OutOfRange,
+        QStringLiteral("3000.5 is above the upper limit of 'pump/speed', 3000"));
+}
+
+void tst_ProcessDataSourceWriting::refusedValueIsTold()
+{
+    QFETCH(QString, url);
+    QFETCH(QVariant, written);
+    QFETCH(QString, text);
+    const DisplayedPlant plant;
+    const HeldRegion region(plant.file);
+    ProcessDataSource source(plant.file);
+    QVERIFY(waitForGeneration(source, 1));
+    QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+
+    source.write(url, written);
+
+    QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, longestWait);
+    QCOMPARE(failed.first()[0].toString(), url);
+    QTEST(failed.first()[1].toInt(), "code");
+    QCOMPARE(failed.first()[2].toString(), text.replace(QLatin1String("FILE"), plant.file));
+    // Nothing was published.
+    QCOMPARE(source.getGeneration(), quint64{1});
+}
+
+void tst_ProcessDataSourceWriting::valueWithoutARegionIsRefused()
+{
+    const DisplayedPlant plant;
+    ProcessDataSource source(plant.file);
+    QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+
+    source.write(plant.speed, 1.5);
+
+    QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, longestWait);
+    QCOMPARE(failed.first()[1].toInt(), static_cast<int>(WriteError::NotConnected));
+    QCOMPARE(failed.first()[2].toString(),
+             QStringLiteral("'pump/speed': its region is away, or it has no usable slot"));
+}
+
+void tst_ProcessDataSourceWriting::itemHearsOfItsOwnFailureAlone()
+{
+    const DisplayedPlant plant;
+    const HeldRegion region(plant.file);
+    ProcessDataSource source(plant.file);
+    QVERIFY(waitForGeneration(source, 1));
+    ProcessDataItem speed;
+    speed.setSource(&source);
+    speed.setUrl(plant.speed);
+    ProcessDataItem level;
+    level.setSource(&source);
+    level.setUrl(plant.level);
+    QSignalSpy speedFailed(&speed, &ProcessDataItem::writeFailed);
+    QSignalSpy levelFailed(&level, &ProcessDataItem::writeFailed);
+
+    level.setValue(1.5);
+
+    QTRY_COMPARE_WITH_TIMEOUT(levelFailed.count(), 1, longestWait);
+    QCOMPARE(levelFailed.first()[0].toInt(), static_cast<int>(WriteError::ReadOnly));
+    QCOMPARE(speedFailed.count(), 0);
+    QVERIFY(speed.isWritable());
+    QVERIFY(!level.isWritable());
+}
+
+void tst_ProcessDataSourceWriting::writerStoppedInItsLockHoldsUpNobodyButTheWrite()
+{
+    const DisplayedPlant plant;
+    StoppedWriter writer(plant.file);
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.speed, validValue(7.5)));
+    QVERIFY(writer.takeLock());
+    ProcessDataSource source(plant.file);
+    ProcessDataItem speed;
+    speed.setSource(&source);
+    speed.setUrl(plant.speed);
+
+    QVERIFY(waitForGeneration(source, 2));
+    QCOMPARE(speed.getValue(), QVariant(7.5));
+    speed.setValue(8.5);
+    // The display asks and answers while its thread waits for the lock.
+    QCOMPARE(speed.getValue(), QVariant(7.5));
+    QCOMPARE(writer.goOn(), 0);
+
+    QVERIFY(waitForGeneration(source, 3));
+    QCOMPARE(speed.getValue(), QVariant(8.5));
+}
+
+void tst_ProcessDataSourceWriting::endOfASourceDoesNotWaitForItsWrite()
+{
+    const DisplayedPlant plant;
+    StoppedWriter writer(plant.file);
+    QTRY_COMPARE_WITH_TIMEOUT(helperThreads(), 0, longestWait);
+    HeldRegion region(plant.file);
+    QVERIFY(writer.takeLock());
+    auto source = std::make_unique<ProcessDataSource>(plant.file);
+    QVERIFY(waitForGeneration(*source, 1));
+    source->write(plant.speed, 8.5);
+
+    source.reset();
+
+    // It waits for the lock still, or was not asked to yet.
+    QVERIFY(helperThreads() > 0);
+    QCOMPARE(writer.goOn(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(helperThreads(), 0, longestWait);
+}
+
+QTEST_GUILESS_MAIN(tst_ProcessDataSourceWriting)
+#include "tst_ProcessDataSourceWriting.moc"
