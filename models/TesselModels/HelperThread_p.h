@@ -3,14 +3,13 @@
 #include <QMetaObject>
 #include <QObject>
 #include <QPointer>
-#include <QThread>
 
 #include <utility>
 
 /// A thread with an event loop in which one object lives that may wait for files, locks and regions.
 ///
-/// Whoever owns the thread never waits for it: its end only asks it to end. What has not ended by then is
-/// waited for when the application object goes.
+/// Whoever owns the thread never waits for it: its end only asks it to end, behind what was posted. What has
+/// not ended by then is waited for when the application object goes.
 class HelperThread
 {
 public:
@@ -34,5 +33,7 @@ public:
 
 private:
     QPointer<QObject> m_worker; ///< owned by the thread
-    QPointer<QThread> m_thread; ///< outlives this object until it has ended
+    /// In the thread; whoever calls for the end does it through this. Outlives this object until the thread
+    /// has ended.
+    QPointer<QObject> m_ender;
 };

@@ -67,6 +67,41 @@ enum Column {
 };
 Q_ENUM_NS(Column)
 
+/// What became of a write into a configuration. Below ConfigurationTargetMissing it was a success; the first
+/// five are those of the library's checked write.
+enum ConfigurationStatus {
+    ConfigurationChanged = 0,             ///< the new value was stored
+    ConfigurationUnchanged = 1,           ///< it stood there already
+    ConfigurationTargetMissing = 2,       ///< there is no such value
+    ConfigurationPatternMismatch = 3,     ///< the text does not match the pattern of the value
+    ConfigurationPropertyPathInvalid = 4, ///< the element has no value that could be set
+    ConfigurationWrongType = 5,           ///< what was given is no value of its type
+    ConfigurationOutOfRange = 6,          ///< it is beyond a limit of the value
+    ConfigurationReadOnly = 7             ///< the value is not to be changed
+};
+Q_ENUM_NS(ConfigurationStatus)
+
+/// What the model of a configuration holds beside Role, of which it has url, name, value, text, unit, type,
+/// minimum, maximum, readOnly, displayPosition and label.
+enum ConfigurationRole {
+    SelectionRole = LabelRole + 100, ///< `selection`: what a selector selects from, by index
+    PatternRole,                     ///< `pattern`: of a text, a regular expression
+    StatusRole,                      ///< `status`: of the last write; undefined: none
+    StatusTextRole                   ///< `statusText`: the same in words
+};
+Q_ENUM_NS(ConfigurationRole)
+
+/// The columns of the model of a configuration.
+enum ConfigurationColumn {
+    ConfigurationNameColumn,
+    ConfigurationValueColumn,
+    ConfigurationUnitColumn,
+    ConfigurationTypeColumn,
+    ConfigurationStatusColumn,
+    ConfigurationColumnCount ///< how many there are
+};
+Q_ENUM_NS(ConfigurationColumn)
+
 /// The word for a state, as the tool writes it, such as `overrange`; `state-77` for a number that is none.
 TESSEL_MODELS_EXPORT QString stateName(int state);
 

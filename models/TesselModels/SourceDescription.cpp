@@ -4,6 +4,7 @@
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
+#include "TesselModels/ChildrenInOrder_p.h"
 #include "TesselModels/SourceDescription_p.h"
 
 #include <QDateTime>
@@ -43,33 +44,6 @@ BaseClassSharedPointer parse(const QString &path, QString &problem)
     return root;
 }
 
-QVariant given(const ConfigurationAndProcessDataBase &element, const QString &key)
-{
-    const QVariant value = element.getProperty(key);
-    return value.isNull() ? QVariant() : value;
-}
-
-QStringList childrenInOrder(const ConfigurationAndProcessDataBase::ChildMap &children)
-{
-    std::vector<std::pair<int, QString>> places;
-    places.reserve(static_cast<std::size_t>(children.size()));
-    for (auto child = children.cbegin(); child != children.cend(); ++child) {
-        const QVariant position = child.value()
-                                      ? given(*child.value(),
-                                              Definitions::getKeyDataPropertyDisplayPosition())
-                                      : QVariant();
-        places.emplace_back(position.isValid() ? position.toInt() : std::numeric_limits<int>::max(),
-                            child.key());
-    }
-    std::sort(places.begin(), places.end());
-    QStringList keys;
-    keys.reserve(children.size());
-    for (const auto &place : places) {
-        keys.append(place.second);
-    }
-    return keys;
-}
-
 SourceLeaf describe(const QString &url, const ProcessDataValue &element)
 {
     const auto text = [&](const QString &key) { return element.getProperty(key).toString(); };
@@ -81,9 +55,10 @@ SourceLeaf describe(const QString &url, const ProcessDataValue &element)
                                                                           QMetaType::UnknownType);
     leaf.unit = text(Definitions::getKeyDataPropertyUnit());
     leaf.label = text(Definitions::getKeyDataPropertyLabelTextId());
-    leaf.minimum = given(element, Definitions::getKeyDataPropertyMinLimit());
-    leaf.maximum = given(element, Definitions::getKeyDataPropertyMaxLimit());
-    leaf.displayPosition = given(element, Definitions::getKeyDataPropertyDisplayPosition());
+    leaf.minimum = ChildrenInOrder::given(element, Definitions::getKeyDataPropertyMinLimit());
+    leaf.maximum = ChildrenInOrder::given(element, Definitions::getKeyDataPropertyMaxLimit());
+    leaf.displayPosition = ChildrenInOrder::given(element,
+                                                  Definitions::getKeyDataPropertyDisplayPosition());
     leaf.entries = element.getProperty(QStringLiteral("selectionList")).toStringList();
     leaf.isReadOnly = element.getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool();
     return leaf;
@@ -94,7 +69,7 @@ void collect(const BaseClassSharedPointer &node, const QString &prefix,
              SourceDescription &description, QVector<ProcessDataValueSharedPointer> &elements)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : childrenInOrder(children)) {
+    for (const auto &key : ChildrenInOrder::keys(children)) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
         if (const auto leaf = qSharedPointerDynamicCast<ProcessDataValue>(child)) {

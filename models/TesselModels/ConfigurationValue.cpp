@@ -1,0 +1,169 @@
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "TesselModels/ConfigurationValue_p.h"
+
+#include <QJsonDocument>
+#include <QJsonValue>
+
+#include <cmath>
+#include <limits>
+
+using namespace TesselModels;
+
+namespace {
+
+using Definitions = ConfigurationAndProcessDataDefinitions;
+
+bool isFloating(QMetaType::Type type)
+{
+    return type == QMetaType::Float || type == QMetaType::Double;
+}
+
+bool isSigned(QMetaType::Type type)
+{
+    return type == QMetaType::Int || type == QMetaType::LongLong;
+}
+
+/// Whether a whole number fits into the bits of its type, of which a variant may have more.
+bool fits(const QVariant &number, const QString &typeName, QMetaType::Type type)
+{
+    constexpr int bitsOfByte = 8;
+    const int bits = Definitions::getMapBasicDataTypeStringToSize().value(typeName, 0) * bitsOfByte;
+    if (bits == 0 || bits >= 64) {
+        return true;
+    }
+    if (isSigned(type)) {
+        const qint64 most = (qint64(1) << (bits - 1)) - 1;
+        return number.toLongLong() >= -most - 1 && number.toLongLong() <= most;
+    }
+    return number.toULongLong() < (quint64(1) << bits);
+}
+
+/// A number of the type; invalid if it is none.
+QVariant number(const QVariant &given, const QString &typeName, QMetaType::Type type)
+{
+    if (isFloating(type)) {
+        bool ok = false;
+        const double floating = given.toDouble(&ok);
+        const bool isFinite = std::isfinite(floating)
+                              && (type == QMetaType::Double
+                                  || std::abs(floating)
+                                         <= double(std::numeric_limits<float>::max()));
+        QVariant result(floating);
+        return ok && isFinite && result.convert(type) ? result : QVariant();
+    }
+    // QML has no other numbers than doubles; half a whole number would be rounded.
+    const bool isDouble = isFloating(static_cast<QMetaType::Type>(given.userType()));
+    if (isDouble && std::trunc(given.toDouble()) != given.toDouble()) {
+        return {};
+    }
+    bool ok = false;
+    QVariant result = isSigned(type) ? QVariant(given.toLongLong(&ok))
+                                     : QVariant(given.toULongLong(&ok));
+    const bool isNegative = !isSigned(type)
+                            && (isDouble ? given.toDouble() < 0
+                                         : given.toString().startsWith(QLatin1Char('-')));
+    return ok && !isNegative && fits(result, typeName, type) && result.convert(type) ? result
+                                                                                     : QVariant();
+}
+
+QVariant boolean(const QVariant &given)
+{
+    const QString word = given.toString().toLower();
+    if (word == QLatin1String("true") || word == QLatin1String("1")) {
+        return true;
+    }
+    return word == QLatin1String("false") || word == QLatin1String("0") ? QVariant(false)
+                                                                        : QVariant();
+}
+
+QVariant converted(const QVariant &given, const QString &typeName, const QStringList &selection)
+{
+    const auto type = Definitions::getBasicDataTypeMapForProcessData().value(
+        typeName, QMetaType::UnknownType);
+    if (typeName == Definitions::getKeyDataTypeSelector()) {
+        const int entry = given.type() == QVariant::String ? selection.indexOf(given.toString())
+                                                           : -1;
+        const QVariant index = entry >= 0 ? QVariant(entry) : number(given, typeName, type);
+        const bool isEntry = index.isValid() && index.toInt() >= 0
+                             && (selection.isEmpty() || index.toInt() < selection.size());
+        return isEntry ? index : QVariant();
+    }
+    switch (type) {
+    case QMetaType::QString: return given.canConvert<QString>() ? given.toString() : QVariant();
+    case QMetaType::Bool: return boolean(given);
+    case QMetaType::UnknownType: return {};
+    default: return number(given, typeName, type);
+    }
+}
+
+QString problemOfLimits(const ConfigurationDataValue &element, const QVariant &value)
+{
+    const auto limit = [&](const QString &key) {
+        QVariant found = element.getProperty(key);
+        return !found.isNull() && found.convert(value.userType()) ? found : QVariant();
+    };
+    const auto isLess = [](const QVariant &left, const QVariant &right) {
+        const auto type = static_cast<QMetaType::Type>(left.userType());
+        if (isFloating(type)) {
+            return left.toDouble() < right.toDouble();
+        }
+        return isSigned(type) ? left.toLongLong() < right.toLongLong()
+                              : left.toULongLong() < right.toULongLong();
+    };
+    const QVariant least = limit(Definitions::getKeyDataPropertyMinLimit());
+    if (least.isValid() && isLess(value, least)) {
+        return QStringLiteral("%1 is below the lower limit, %2")
+            .arg(value.toString(), least.toString());
+    }
+    const QVariant most = limit(Definitions::getKeyDataPropertyMaxLimit());
+    return most.isValid() && isLess(most, value) ? QStringLiteral("%1 is above the upper limit, %2")
+                                                       .arg(value.toString(), most.toString())
+                                                 : QString();
+}
+
+} // namespace
+
+ConfigurationEntry ConfigurationEntry::of(const ConfigurationDataValue &element,
+                                          const QVariant &given)
+{
+    if (element.getProperty(Definitions::getKeyDataPropertyReadOnly()).toBool()) {
+        return {{}, ConfigurationReadOnly, QStringLiteral("the value is read-only")};
+    }
+    const QString type = element.getProperty(Definitions::getKeyDataPropertyType()).toString();
+    const QStringList selection =
+        element.getProperty(QStringLiteral("selectionList")).toStringList();
+    const QVariant value = converted(given, type, selection);
+    if (!value.isValid()) {
+        return {{},
+                ConfigurationWrongType,
+                QStringLiteral("'%1' is no %2").arg(given.toString(), type)};
+    }
+    const QString problem = element.isNumberType() ? problemOfLimits(element, value) : QString();
+    if (!problem.isEmpty()) {
+        return {{}, ConfigurationOutOfRange, problem};
+    }
+    return {value, ConfigurationChanged, {}};
+}
+
+QString configurationText(const QVariant &value, const QStringList &selection)
+{
+    if (!value.isValid() || value.isNull()) {
+        return {};
+    }
+    if (value.type() == QVariant::List || value.type() == QVariant::Map) {
+        return QString::fromUtf8(QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact));
+    }
+    return selection.isEmpty() ? value.toString()
+                               : selection.value(value.toInt(), value.toString());
+}
+
+QString configurationStatusText(ConfigurationStatus status)
+{
+    switch (status) {
+    case ConfigurationChanged: return QStringLiteral("changed");
+    case ConfigurationUnchanged: return QStringLiteral("unchanged");
+    case ConfigurationTargetMissing: return QStringLiteral("there is no such value");
+    case ConfigurationPatternMismatch: return QStringLiteral("the text does not match the pattern");
+    default: return QStringLiteral("the element has no value that could be set");
+    }
+}
