@@ -1,0 +1,98 @@
+"""The displays of examples/display, on the example device that `tessel sim` publishes.
+
+Each runs under a screen of its own, in the memory, and photographs itself. TESSEL_TOOL, DISPLAY_PAGE and
+DISPLAY_TREE are the programs, QML_IMPORT_PATH leads to the module. Pictures are left in TESSEL_PICTURES, if that
+names a folder, for the guide.
+"""
+
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import tempfile
+import unittest
+import zlib
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+FORMER_KEY = "tesselFolderdevice3f9c1"
+LONGEST = 240
+
+
+def rows_of(picture):
+    """Width, height and the packed rows of a PNG: enough to tell an empty picture from a drawn one."""
+    data = picture.read_bytes()
+    width, height = struct.unpack(">II", data[16:24])
+    position, packed = 8, b""
+    while position < len(data):
+        size, kind = struct.unpack(">I4s", data[position : position + 8])
+        if kind == b"IDAT":
+            packed += data[position + 8 : position + 8 + size]
+        position += size + 12
+    plain = zlib.decompress(packed)
+    stride = len(plain) // height
+    return width, height, [plain[i * stride : (i + 1) * stride] for i in range(height)]
+
+
+class Displays(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="tessel-display-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.device = self.folder / "device"
+        shutil.copytree(PROJECT / "examples/device", self.device)
+        key = f"tesselDisplayTest{os.getpid()}x{id(self)}"
+        for file in self.device.rglob("*.process.json"):
+            file.write_text(file.read_text(encoding="utf-8").replace(FORMER_KEY, key), encoding="utf-8")
+        self.sim = subprocess.Popen(
+            [os.environ["TESSEL_TOOL"], "sim", self.device, "--seed", "7", "--rate", "20", "--profile", "faulty"],
+            stdout=subprocess.DEVNULL,
+        )
+        self.addCleanup(self.end)
+
+    def end(self):
+        self.sim.terminate()
+        self.sim.wait(LONGEST)
+
+    def photograph(self, program, arguments, name):
+        picture = self.folder / name
+        environment = dict(
+            os.environ,
+            QT_QPA_PLATFORM="xcb",
+            QT_QUICK_BACKEND="software",
+            QML2_IMPORT_PATH=os.environ["QML_IMPORT_PATH"],
+            XDG_RUNTIME_DIR=str(self.folder),
+            HOME=str(self.folder),
+        )
+        done = subprocess.run(
+            ["xvfb-run", "--auto-servernum", "--server-args=-screen 0 1024x768x24", os.environ[program]]
+            + [str(argument) for argument in arguments]
+            + [str(picture)],
+            env=environment,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            encoding="utf-8",
+            timeout=LONGEST,
+        )
+        self.assertEqual(done.returncode, 0, done.stderr)
+        for line in done.stderr.splitlines():
+            self.assertNotIn("qrc:", line, "the page has complaints")
+        kept = os.environ.get("TESSEL_PICTURES")
+        if kept:
+            shutil.copy(picture, kept)
+        return rows_of(picture)
+
+    def test_page_shows_the_device(self):
+        settings = self.device / "inputs/channel1.config.json"
+        width, height, rows = self.photograph("DISPLAY_PAGE", [self.device, settings], "display-page.png")
+        self.assertEqual((width, height), (940, 520))
+        self.assertGreater(len(set(rows)), 100)
+
+    def test_tree_shows_the_device(self):
+        width, height, rows = self.photograph("DISPLAY_TREE", [self.device], "display-tree.png")
+        self.assertEqual((width, height), (800, 500))
+        self.assertGreater(len(set(rows)), 100)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
