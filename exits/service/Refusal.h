@@ -8,6 +8,7 @@ enum class ExitCode {
     WrongUse = 2,        ///< The command line or the configuration makes no sense.
     NotFound = 3,        ///< No such file.
     NoAccess = 4,        ///< No permission, or an address that cannot be had.
+    LayoutMismatch = 8,  ///< Region and description do not match.
     InputOutputFile = 9, ///< A file that cannot be used, standard output included.
     Internal = 10        ///< A mistake in the program.
 };

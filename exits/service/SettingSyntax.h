@@ -44,4 +44,6 @@ struct ProgramSyntax
     QVector<SettingSyntax> settings;
     QVector<SectionSyntax> sections;
     QString examples;
+    /// Whether several descriptions may stand on the command line.
+    bool takesSeveral = false;
 };

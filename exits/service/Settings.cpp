@@ -136,7 +136,7 @@ Settings Settings::fromCommandLine(const ProgramSyntax &syntax, const QStringLis
     }
     Settings settings = fromText(syntax, contentOf(typed.m_file), typed.m_file);
     settings.m_settings.override(typed.m_settings);
-    settings.m_positional = typed.m_positional;
+    settings.m_positionals = typed.m_positionals;
     return settings;
 }
 
@@ -153,11 +153,11 @@ void Settings::takeWords(const ProgramSyntax &syntax, QStringList words)
             takeOption(syntax, word, words);
         } else if (word.isEmpty()) {
             refuseUse(syntax, QStringLiteral("an empty argument names no description"));
-        } else if (!m_positional.isEmpty()) {
+        } else if (!m_positionals.isEmpty() && !syntax.takesSeveral) {
             refuseUse(syntax, QStringLiteral("one description at a time, not '%1' as well as '%2'")
-                                  .arg(word, m_positional));
+                                  .arg(word, m_positionals[0]));
         } else {
-            m_positional = word;
+            m_positionals.append(word);
         }
     }
 }
@@ -208,8 +208,8 @@ void Settings::takeOption(const ProgramSyntax &syntax, const QString &word, QStr
 
 QString Settings::description() const
 {
-    const QString named = m_positional.isEmpty() ? m_settings.text(QStringLiteral("description"))
-                                                 : m_positional;
+    const QString named = m_positionals.isEmpty() ? m_settings.text(QStringLiteral("description"))
+                                                  : positional();
     const QString path = named.isEmpty() ? qEnvironmentVariable("TESSEL_DIR") : named;
     if (path.isEmpty()) {
         throw Refusal{ExitCode::WrongUse,
@@ -221,8 +221,9 @@ QString Settings::description() const
 
 QString Settings::helpText(const ProgramSyntax &syntax)
 {
-    QString text = QStringLiteral("Usage: %1 [OPTION...] FILE|DIR\n\n%2\n\nOptions:\n")
-                       .arg(syntax.program, syntax.summary);
+    QString text = QStringLiteral("Usage: %1 [OPTION...] FILE|DIR%2\n\n%3\n\nOptions:\n")
+                       .arg(syntax.program, syntax.takesSeveral ? QStringLiteral("...") : QString(),
+                            syntax.summary);
     text += optionLine(QStringLiteral("--config FILE"),
                        QStringLiteral("Take settings from a file; options win over it."));
     for (const auto &setting : syntax.settings) {

@@ -63,11 +63,13 @@ public:
     const SettingGroup &settings() const { return m_settings; }
     /// In the order of the file.
     const QVector<Section> &sections() const { return m_sections; }
-    /// What stands on the command line without an option. More than one is refused.
-    const QString &positional() const { return m_positional; }
     /// The description that the command line names, else the setting `description`, else TESSEL_DIR. Throws a
     /// Refusal where none does.
     QString description() const;
+    /// What stands on the command line without an option, the first of it. More than one is refused, unless the
+    /// program takes several.
+    QString positional() const { return m_positionals.value(0); }
+    const QStringList &positionals() const { return m_positionals; }
     bool isHelpAsked() const { return m_isHelpAsked; }
     bool isVersionAsked() const { return m_isVersionAsked; }
 
@@ -82,7 +84,7 @@ private:
 
     SettingGroup m_settings;
     QVector<Section> m_sections;
-    QString m_positional;
+    QStringList m_positionals;
     QString m_file;
     bool m_isHelpAsked = false;
     bool m_isVersionAsked = false;

@@ -73,6 +73,7 @@ private Q_SLOTS:
     void optionWinsOverTheFile();
     void mistakeOnTheCommandLineIsNamed_data();
     void mistakeOnTheCommandLineIsNamed();
+    void severalDescriptionsStandWhereTheyAreTaken();
     void fileThatIsTooLargeIsRefused();
     void helpHasEachSetting();
 };
@@ -217,6 +218,22 @@ void tst_Settings::mistakeOnTheCommandLineIsNamed()
     QFETCH(QStringList, words);
 
     QTEST(refusalOfWords(words), "refusal");
+}
+
+void tst_Settings::severalDescriptionsStandWhereTheyAreTaken()
+{
+    ProgramSyntax several = syntax();
+    several.takesSeveral = true;
+
+    const Settings settings = Settings::fromCommandLine(
+        several, {QStringLiteral("b"), QStringLiteral("--quiet"), QStringLiteral("a")});
+
+    QCOMPARE(settings.positionals(), (QStringList{QStringLiteral("b"), QStringLiteral("a")}));
+    QCOMPARE(settings.positional(), QStringLiteral("b"));
+    QVERIFY(Settings::helpText(several).startsWith(
+        QLatin1String("Usage: tessel-some [OPTION...] FILE|DIR...\n")));
+    QVERIFY(Settings::helpText(syntax()).startsWith(
+        QLatin1String("Usage: tessel-some [OPTION...] FILE|DIR\n")));
 }
 
 void tst_Settings::fileThatIsTooLargeIsRefused()
