@@ -54,7 +54,7 @@ class Plant:
         self.key = f"tesselExit{os.getpid()}x{Plant._count}"
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tessel-exit"))
         self.file = self.folder / "plant.process.json"
-        sizes = {"double": 8, "float": 4, "int32": 4, "uint64": 8, "int64": 8, "boolean": 1, "string": 32, "selector": 4}
+        sizes = {"double": 8, "float": 4, "int32": 4, "uint64": 8, "int64": 8, "boolean": 1, "bit": 1, "string": 32, "selector": 4}
         nodes, offset = {}, 0
         for url, properties in leaves.items():
             node, name = url.split("/")

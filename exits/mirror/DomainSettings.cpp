@@ -1,0 +1,126 @@
+#include "mirror/DomainSettings.h"
+
+#include "service/Refusal.h"
+
+#include <memory>
+
+#include <ifaddrs.h>
+#include <net/if.h>
+
+namespace {
+
+constexpr qint64 mostDomain = 230;
+constexpr qint64 leastPort = 1024;
+/// The engine adds 250 for each domain, and some for each program.
+constexpr qint64 mostPort = 65535 - 250 - 100;
+/// Programs of one machine and domain that find each other without multicast.
+constexpr int mostParticipants = 31;
+
+bool isLoopback(const QString &name)
+{
+    ifaddrs *first = nullptr;
+    if (::getifaddrs(&first) != 0) {
+        throw Refusal{ExitCode::Internal, QStringLiteral("getifaddrs: no list of interfaces")};
+    }
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> all(first, &::freeifaddrs);
+    QStringList names;
+    for (const ifaddrs *one = first; one != nullptr; one = one->ifa_next) {
+        if (name == QLatin1String(one->ifa_name)) {
+            return (one->ifa_flags & IFF_LOOPBACK) != 0;
+        }
+        names.append(QLatin1String(one->ifa_name));
+    }
+    names.removeDuplicates();
+    throw Refusal{ExitCode::NoAccess, QStringLiteral("interface '%1' is not there; there are %2")
+                                          .arg(name, names.join(QLatin1String(", ")))};
+}
+
+QByteArray attribute(const QString &text)
+{
+    return text.toHtmlEscaped().toUtf8();
+}
+
+} // namespace
+
+QVector<SettingSyntax> DomainSettings::syntax()
+{
+    using Type = SettingSyntax::Type;
+    return {{QStringLiteral("domain"), Type::Number, QStringLiteral("N"),
+             QStringLiteral("Number of the domain; only programs of one domain meet."),
+             QStringLiteral("0"), 0, mostDomain},
+            {QStringLiteral("interface"),
+             Type::List,
+             QStringLiteral("NAME"),
+             QStringLiteral("Network interface; may be repeated (lo)."),
+             {}},
+            {QStringLiteral("peer"),
+             Type::List,
+             QStringLiteral("ADDRESS"),
+             QStringLiteral("Look for others there and not by multicast; may be repeated."),
+             {}},
+            {QStringLiteral("port-base"), Type::Number, QStringLiteral("PORT"),
+             QStringLiteral("Where the ports of domain 0 begin."), QStringLiteral("7400"),
+             leastPort, mostPort},
+            {QStringLiteral("insecure"),
+             Type::Flag,
+             {},
+             QStringLiteral("Use interfaces on which others can read and write everything."),
+             QStringLiteral("no")}};
+}
+
+DomainSettings DomainSettings::from(const SettingGroup &settings)
+{
+    DomainSettings domain;
+    domain.domain = static_cast<quint32>(settings.number(QStringLiteral("domain")));
+    domain.portBase = static_cast<quint16>(settings.number(QStringLiteral("port-base")));
+    domain.peers = settings.list(QStringLiteral("peer"));
+    domain.interfaces = settings.list(QStringLiteral("interface"));
+    if (domain.portBase + qint64{250} * domain.domain + 11 + 2 * mostParticipants > 65535) {
+        throw Refusal{ExitCode::WrongUse,
+                      QStringLiteral("the ports of domain %1 lie behind 65535; take a smaller "
+                                     "'domain' or 'port-base'")
+                          .arg(domain.domain)};
+    }
+    if (domain.interfaces.isEmpty()) {
+        domain.interfaces.append(QStringLiteral("lo"));
+    }
+    for (const auto &name : std::as_const(domain.interfaces)) {
+        if (!isLoopback(name) && !settings.flag(QStringLiteral("insecure"))) {
+            throw Refusal{ExitCode::WrongUse,
+                          QStringLiteral("on interface '%1' anybody can read the values and send "
+                                         "others; if that network is yours alone, say "
+                                         "'insecure = yes' or --insecure")
+                              .arg(name)};
+        }
+    }
+    return domain;
+}
+
+QByteArray DomainSettings::engineText() const
+{
+    QByteArray interfaceList;
+    bool isOnlyLoopback = true;
+    for (const auto &name : interfaces) {
+        interfaceList += "<NetworkInterface name=\"" + attribute(name) + "\"/>";
+        isOnlyLoopback = isOnlyLoopback && isLoopback(name);
+    }
+    // The loopback has no multicast.
+    const bool isUnicast = isOnlyLoopback || !peers.isEmpty();
+    QByteArray peerList;
+    for (const auto &peer : peers) {
+        peerList += "<Peer address=\"" + attribute(peer) + "\"/>";
+    }
+    if (isOnlyLoopback && peers.isEmpty()) {
+        peerList = "<Peer address=\"127.0.0.1\"/>";
+    }
+    // The lease of a participant is also how soon two find each other again after a cut.
+    return "<CycloneDDS><Domain Id=\"any\"><General><Interfaces>" + interfaceList
+           + "</Interfaces><AllowMulticast>" + (isUnicast ? "false" : "true")
+           + "</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>"
+             "<MaxAutoParticipantIndex>"
+           + QByteArray::number(mostParticipants) + "</MaxAutoParticipantIndex><LeaseDuration>2s"
+           + "</LeaseDuration><SPDPInterval>500ms</SPDPInterval><Ports><Base>"
+           + QByteArray::number(portBase) + "</Base></Ports><Peers>" + peerList
+           + "</Peers></Discovery><Internal><WriterLingerDuration>0s</WriterLingerDuration>"
+             "</Internal></Domain></CycloneDDS>";
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "service/Settings.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+/// Which machines can meet, and how: the part of the configuration that senders and receivers share.
+struct DomainSettings
+{
+    quint32 domain = 0;
+    QStringList interfaces; ///< names; all of one run have to be there
+    QStringList peers;      ///< addresses to be asked one by one; none: multicast
+    quint16 portBase = 7400;
+
+    /// The keys, for a syntax.
+    static QVector<SettingSyntax> syntax();
+    /// Throws a Refusal: an interface that is not there, or one that others can hear without `insecure`.
+    static DomainSettings from(const SettingGroup &settings);
+    /// The configuration of the engine.
+    QByteArray engineText() const;
+};

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "mirror/DomainSettings.h"
+
+#include <QtGlobal>
+
+#include <dds/dds.h>
+
+/// The place where sources and receivers meet, and this program's part in it. One at a time.
+///
+/// Owns the entities of the engine, and with them every writer and reader that was made of it. Its threads
+/// are those of the engine: make it after the Service, so that they leave the signals alone.
+class MirrorDomain
+{
+public:
+    /// Throws a Refusal with what the engine says.
+    explicit MirrorDomain(const DomainSettings &settings);
+    ~MirrorDomain();
+    Q_DISABLE_COPY(MirrorDomain)
+
+    /// Writers of sets and layouts. A source that says nothing for @p lease milliseconds counts as gone.
+    dds_entity_t makeSetWriter(int lease) const;
+    dds_entity_t makeLayoutWriter() const;
+    /// @p listener may be null and stays the caller's.
+    dds_entity_t makeSetReader(const dds_listener_t *listener) const;
+    dds_entity_t makeLayoutReader() const;
+
+private:
+    dds_entity_t makeTopic(const dds_topic_descriptor_t &type, const char *name) const;
+
+    dds_entity_t m_domain = 0;
+    dds_entity_t m_participant = 0;
+    dds_entity_t m_sets = 0;
+    dds_entity_t m_layouts = 0;
+};

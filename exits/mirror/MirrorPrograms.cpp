@@ -1,0 +1,147 @@
+#include "mirror/MirrorPrograms.h"
+
+#include "mirror/MirrorSettings.h"
+#include "mirror/SetReceiver.h"
+#include "service/Refusal.h"
+#include "service/Service.h"
+#include "service/ServiceLog.h"
+
+#include <QCoreApplication>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+
+QString placeOf(const DomainSettings &domain)
+{
+    return QStringLiteral("domain %1 on %2")
+        .arg(QString::number(domain.domain), domain.interfaces.join(QLatin1String(", ")));
+}
+
+struct Sending
+{
+    explicit Sending(const Settings &settings) : domain(DomainSettings::from(settings.settings()))
+    {
+        const auto pace = paceOf(settings.settings());
+        const QStringList paths = descriptionsOf(settings);
+        for (const auto &path : paths) {
+            sources.push_back(std::make_unique<SetSource>(path, domain, pace));
+        }
+        status = QStringLiteral("sending %1 in %2")
+                     .arg(paths.join(QLatin1String(", ")),
+                          placeOf(DomainSettings::from(settings.settings())));
+    }
+
+    MirrorDomain domain;
+    std::vector<std::unique_ptr<SetSource>> sources;
+    QString status;
+};
+
+std::vector<std::unique_ptr<MirroredRegion>> regionsOf(const Settings &settings)
+{
+    const SettingGroup &group = settings.settings();
+    const QStringList paths = descriptionsOf(settings);
+    const QString key = group.text(QStringLiteral("as"));
+    if (!key.isEmpty() && paths.size() > 1) {
+        throw Refusal{ExitCode::WrongUse,
+                      QStringLiteral("'as' gives one key, and there are %1 descriptions; run a "
+                                     "program for each")
+                          .arg(paths.size())};
+    }
+    const UrlChoice withoutState(group.list(QStringLiteral("without-state")));
+    std::vector<std::unique_ptr<MirroredRegion>> regions;
+    for (const auto &path : paths) {
+        // A second one of the same key finds the region of the first in use.
+        regions.push_back(std::make_unique<MirroredRegion>(path, key, withoutState));
+    }
+    return regions;
+}
+
+struct Receiving
+{
+    explicit Receiving(const Settings &settings)
+        : domain(DomainSettings::from(settings.settings()))
+        , receiver(domain, regionsOf(settings),
+                   static_cast<int>(settings.settings().number(QStringLiteral("watchdog"))))
+        , status(QStringLiteral("receiving %1 in %2")
+                     .arg(descriptionsOf(settings).join(QLatin1String(", ")),
+                          placeOf(DomainSettings::from(settings.settings()))))
+    {
+    }
+
+    MirrorDomain domain;
+    SetReceiver receiver;
+    QString status;
+};
+
+/// The keys that say something else in @p next, but for @p adopted.
+QStringList keysToRestart(const Settings &former, const Settings &next, const QString &adopted)
+{
+    QStringList keys;
+    for (const auto &setting : former.settings().syntax()) {
+        const bool isList = setting.type == SettingSyntax::Type::List;
+        const bool isSame =
+            isList ? former.settings().list(setting.name) == next.settings().list(setting.name)
+                   : former.settings().text(setting.name) == next.settings().text(setting.name);
+        if (!isSame && setting.name != adopted) {
+            keys.append(setting.name);
+        }
+    }
+    return keys;
+}
+
+/// Takes over @p adopted alone: another key would end regions or leases, which is a restart.
+void serve(Service &service, const Settings &settings, const QStringList &words,
+           const ProgramSyntax &syntax, const QString &status, const QString &adopted,
+           const std::function<void(int)> &adopt)
+{
+    QCoreApplication *const application = QCoreApplication::instance();
+    ServiceLog::notice(status);
+    service.tellReady(status);
+    QObject::connect(&service, &Service::endAsked, application, &QCoreApplication::quit);
+    QObject::connect(&service, &Service::reloadAsked, application, [=, &service] {
+        try {
+            const Settings next = Settings::fromCommandLine(syntax, words);
+            adopt(static_cast<int>(next.settings().number(adopted)));
+            const QStringList others = keysToRestart(settings, next, adopted);
+            ServiceLog::notice(QStringLiteral("the configuration was read again"));
+            if (!others.isEmpty()) {
+                ServiceLog::warning(QStringLiteral("%1: is taken over by a restart alone")
+                                        .arg(others.join(QLatin1String(", "))));
+            }
+        } catch (const Refusal &refusal) {
+            ServiceLog::error(
+                QStringLiteral("%1; the configuration stays as it was").arg(refusal.text));
+        }
+        service.tellReady(status);
+    });
+}
+
+} // namespace
+
+int runSend(const Settings &settings, const QStringList &words)
+{
+    // Before the threads of the engine, so that they leave the signals alone.
+    Service service;
+    Sending sending(settings);
+    serve(service, settings, words, sendSyntax(), sending.status, QStringLiteral("silent-after"),
+          [&sending](int milliseconds) {
+              for (const auto &source : sending.sources) {
+                  source->setSilentAfter(milliseconds);
+              }
+          });
+    return QCoreApplication::exec();
+}
+
+int runReceive(const Settings &settings, const QStringList &words)
+{
+    Service service;
+    Receiving receiving(settings);
+    QObject::connect(&receiving.receiver, &SetReceiver::layoutRefused, QCoreApplication::instance(),
+                     [] { QCoreApplication::exit(static_cast<int>(ExitCode::LayoutMismatch)); });
+    serve(service, settings, words, receiveSyntax(), receiving.status, QStringLiteral("watchdog"),
+          [&receiving](int milliseconds) { receiving.receiver.setWatchdog(milliseconds); });
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,117 @@
+#include "mirror/MirroredRegion.h"
+
+#include "Access/ProcessDataGuards.h"
+#include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "Inspection/RegionInspection.h"
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <cstring>
+
+MirroredRegion::MirroredRegion(const QString &path, const QString &key,
+                               const UrlChoice &withoutState)
+    : m_path(path)
+    , m_tree(DescriptionTree::read(path))
+    , m_key(key.isEmpty() ? m_tree.key : key)
+    , m_layout(SlotLayout::of(m_tree))
+    , m_order(m_layout)
+    , m_manager(std::make_unique<ProcessDataManager>())
+{
+    if (!m_tree.isDoubleBuffered) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: has a single buffer, which has no whole sets; a mirror "
+                                     "needs 'doubleBuffer'")
+                          .arg(path)};
+    }
+    refuseLeavesWithoutState(withoutState);
+    refuseRegionInUse();
+    m_tree.root->setProperty(ConfigurationAndProcessDataDefinitions::getStrKeyProcessDataMemory(),
+                             m_key);
+    const LibraryReasons reasons;
+    if (m_manager->createProcessData(m_tree.root, ProcessDataManager::InitTypeSharedMemoryCreate)
+            .isNull()) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("region '%1' cannot be made: %2").arg(m_key, reasons.text())};
+    }
+    showTimeout();
+}
+
+MirroredRegion::~MirroredRegion()
+{
+    // Whoever stays attached keeps the memory.
+    if (m_manager) {
+        showTimeout();
+    }
+}
+
+void MirroredRegion::refuseLeavesWithoutState(const UrlChoice &withoutState) const
+{
+    QStringList unnamed;
+    const QStringList urls = m_layout.withoutState();
+    for (const auto &url : urls) {
+        if (!withoutState.leadsTo(url)) {
+            unnamed.append(url);
+        }
+    }
+    if (!unnamed.isEmpty()) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: these leaves cannot show that their source has gone, as "
+                                     "their slots hold no error state: %2; give them one, or name "
+                                     "them with --without-state")
+                          .arg(m_path, unnamed.join(QLatin1String(", ")))};
+    }
+}
+
+void MirroredRegion::refuseRegionInUse() const
+{
+    const RegionInspection region(m_key);
+    if (region.exists() && region.getCreator().isAlive == true) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("region '%1' is there already and its creator lives; where "
+                                     "source and mirror stand on one machine give the mirror "
+                                     "another key with --as")
+                          .arg(m_key)};
+    }
+}
+
+bool MirroredRegion::show(const unsigned char *bytes, ByteOrder::Order order)
+{
+    const LibraryReasons reasons;
+    ProcessDataWriteGuard guard(*m_manager);
+    unsigned char *const buffer = guard.isLocked() ? m_manager->getPointerWriteBuffer() : nullptr;
+    bool isShown = false;
+    if (buffer != nullptr) {
+        std::memcpy(buffer, bytes, m_layout.bufferSize);
+        if (order != ByteOrder::ofThisMachine()) {
+            m_order.turn(buffer);
+        }
+        isShown = guard.publish();
+    }
+    if (!isShown) {
+        ServiceLog::warning(QStringLiteral("a set of region '%1' was not published: %2; the next "
+                                           "one is tried")
+                                .arg(m_key, reasons.text()));
+    }
+    return isShown;
+}
+
+bool MirroredRegion::showTimeout()
+{
+    const LibraryReasons reasons;
+    ProcessDataWriteGuard guard(*m_manager);
+    const ProcessValue timeout(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
+    if (guard.isLocked()) {
+        for (const auto &leaf : m_tree.leaves) {
+            // One without a usable slot shows nothing at any time.
+            leaf.element->setValueNoLock(timeout);
+        }
+        if (guard.publish()) {
+            return true;
+        }
+    }
+    ServiceLog::error(
+        QStringLiteral("the loss of the source of region '%1' cannot be shown: %2; end this "
+                       "program, its readers then see its end")
+            .arg(m_key, reasons.text()));
+    return false;
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "ProcessDataManagement/ProcessDataManager.h"
+#include "mirror/ByteOrder.h"
+#include "mirror/SlotLayout.h"
+#include "region/UrlChoice.h"
+
+#include <memory>
+
+/// The region of a receiver: what a source has, or `timeout` everywhere. Each change is one swap.
+///
+/// Creates the region and removes it at its end, after a last set of `timeout`.
+class MirroredRegion
+{
+public:
+    /// @p key: another memory key than that of the description; empty: that one. Throws a Refusal: a
+    /// description that cannot be mirrored, a region whose creator lives, leaves without an error state
+    /// that @p withoutState does not name.
+    MirroredRegion(const QString &path, const QString &key, const UrlChoice &withoutState);
+    ~MirroredRegion();
+    Q_DISABLE_COPY(MirroredRegion)
+
+    /// The key of the source.
+    const QString &sourceKey() const { return m_tree.key; }
+    /// The key of the region here.
+    const QString &key() const { return m_key; }
+    const QString &path() const { return m_path; }
+    const SlotLayout &layout() const { return m_layout; }
+
+    /// @p bytes: a whole buffer. False, with the reason in the log, if nobody sees it.
+    bool show(const unsigned char *bytes, ByteOrder::Order order);
+    /// All leaves at once. The same.
+    bool showTimeout();
+
+private:
+    void refuseLeavesWithoutState(const UrlChoice &withoutState) const;
+    void refuseRegionInUse() const;
+
+    QString m_path;
+    DescriptionTree m_tree;
+    QString m_key;
+    SlotLayout m_layout;
+    ByteOrder m_order;
+    std::unique_ptr<ProcessDataManager> m_manager;
+};

@@ -1,0 +1,253 @@
+#include "mirror/SetReceiver.h"
+
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <QSocketNotifier>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <MirrorTopics.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace {
+
+/// Samples at a time; a region has one of each source.
+constexpr int mostAtOnce = 16;
+/// Who is refused is told of once, as long as there are not more of them.
+constexpr int mostRefused = 100;
+/// Looks for the layout of a refused source, and milliseconds between two.
+constexpr int mostLooks = 100;
+constexpr int lookInterval = 20;
+
+void wake(dds_entity_t, void *descriptor)
+{
+    const quint64 one = 1;
+    // Full is readable too.
+    (void)!::write(*static_cast<const int *>(descriptor), &one, sizeof one);
+}
+
+QString boundedText(const char *text, std::size_t room)
+{
+    return QString::fromUtf8(text, int(::strnlen(text, room)));
+}
+
+QByteArray identityOf(const uint8_t (&source)[16])
+{
+    return QByteArray(reinterpret_cast<const char *>(source), sizeof source);
+}
+
+ReceivedSet received(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
+{
+    return {identityOf(sample.source),
+            info.publication_handle,
+            boundedText(sample.host, sizeof sample.host),
+            sample.attachment,
+            sample.generation,
+            sample.time_stamp,
+            sample.fingerprint,
+            sample.byte_order,
+            sample.status,
+            sample.bytes._buffer,
+            sample.bytes._length};
+}
+
+SlotLayout layoutOf(const tessel_mirror_SourceLayout &sample)
+{
+    SlotLayout layout;
+    layout.fingerprint = sample.fingerprint;
+    layout.bufferSize = sample.buffer_size;
+    for (uint32_t i = 0; i < sample.leaves._length; ++i) {
+        const auto &leaf = sample.leaves._buffer[i];
+        layout.leaves.append({QString::fromUtf8(leaf.url), QString::fromUtf8(leaf.type),
+                              leaf.offset, leaf.size_value, leaf.relative_offset_metadata,
+                              leaf.size_metadata, leaf.mask});
+    }
+    return layout;
+}
+
+QString nameOf(const ReceivedSet &set)
+{
+    return QStringLiteral("%1 (%2)").arg(set.host, QString::fromLatin1(set.source.toHex().left(8)));
+}
+
+} // namespace
+
+SetReceiver::SetReceiver(const MirrorDomain &domain,
+                         std::vector<std::unique_ptr<MirroredRegion>> regions, int watchdog)
+    : m_domain(domain)
+    , m_watchdog(watchdog)
+{
+    for (auto &region : regions) {
+        m_mirrors.push_back(std::make_unique<Mirror>(std::move(region)));
+        Mirror *const mirror = m_mirrors.back().get();
+        connect(&mirror->watchdog, &QTimer::timeout, this, [this, mirror] {
+            mirror->gate.release();
+            lose(*mirror, QStringLiteral("nothing came from it for %1 ms").arg(m_watchdog));
+        });
+    }
+    connect(&m_looks, &QTimer::timeout, this, &SetReceiver::lookForLayout);
+    makeReader();
+}
+
+SetReceiver::~SetReceiver()
+{
+    // The last call of the listener has ended then.
+    dds_delete(m_reader);
+    delete m_readable;
+    ::close(m_descriptor);
+}
+
+void SetReceiver::makeReader()
+{
+    m_descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (m_descriptor < 0) {
+        throw Refusal{ExitCode::Internal,
+                      QStringLiteral("eventfd: %1").arg(qt_error_string(errno))};
+    }
+    m_readable = new QSocketNotifier(m_descriptor, QSocketNotifier::Read, this);
+    connect(m_readable, &QSocketNotifier::activated, this, &SetReceiver::takeAll);
+    dds_listener_t *const listener = dds_create_listener(&m_descriptor);
+    dds_lset_data_available(listener, &wake);
+    m_reader = m_domain.makeSetReader(listener);
+    dds_delete_listener(listener);
+}
+
+void SetReceiver::takeAll()
+{
+    quint64 count = 0;
+    (void)!::read(m_descriptor, &count, sizeof count);
+    for (;;) {
+        void *samples[mostAtOnce] = {};
+        dds_sample_info_t infos[mostAtOnce];
+        const dds_return_t taken = dds_take(m_reader, samples, infos, mostAtOnce, mostAtOnce);
+        for (int i = 0; i < taken; ++i) {
+            take(*static_cast<const tessel_mirror_SourceSet *>(samples[i]), infos[i]);
+        }
+        if (taken > 0) {
+            dds_return_loan(m_reader, samples, taken);
+        }
+        if (taken < mostAtOnce) {
+            return;
+        }
+    }
+}
+
+void SetReceiver::take(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
+{
+    const QString key = boundedText(sample.region, sizeof sample.region);
+    const auto found = std::find_if(m_mirrors.cbegin(), m_mirrors.cend(), [&](const auto &one) {
+        return one->region->sourceKey() == key;
+    });
+    if (found == m_mirrors.cend()) {
+        return;
+    }
+    Mirror &mirror = **found;
+    if (info.valid_data) {
+        show(mirror, received(sample, info));
+    }
+    if (info.instance_state != DDS_IST_ALIVE && mirror.gate.release(identityOf(sample.source))) {
+        lose(mirror, QStringLiteral("it is no longer there"));
+    }
+}
+
+void SetReceiver::show(Mirror &mirror, const ReceivedSet &set)
+{
+    const SourceGate::Answer answer = mirror.gate.take(set);
+    switch (answer) {
+    case SourceGate::Answer::OtherSource:
+        refuse(mirror, set, QStringLiteral("%1 is its source").arg(mirror.source));
+        return;
+    case SourceGate::Answer::NotASet: refuse(mirror, set, mirror.gate.problem()); return;
+    case SourceGate::Answer::OtherLayout: askForLayout(mirror, set); return;
+    case SourceGate::Answer::Fail:
+        lose(mirror,
+             QStringLiteral("it says that %1").arg(textOf(static_cast<SourceState>(set.state))));
+        break;
+    case SourceGate::Answer::Show:
+        if (mirror.source.isEmpty()) {
+            mirror.source = nameOf(set);
+            ServiceLog::notice(
+                QStringLiteral("region '%1' mirrors '%2' of %3")
+                    .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
+        }
+        mirror.region->show(set.bytes, static_cast<ByteOrder::Order>(set.byteOrder));
+        break;
+    case SourceGate::Answer::Keep: break;
+    }
+    if (m_watchdog > 0) {
+        mirror.watchdog.start(m_watchdog);
+    }
+}
+
+void SetReceiver::lose(Mirror &mirror, const QString &why)
+{
+    if (mirror.source.isEmpty()) {
+        return;
+    }
+    mirror.region->showTimeout();
+    ServiceLog::warning(QStringLiteral("the source of region '%1', %2, is lost: %3; all values are "
+                                       "'timeout' until it is back")
+                            .arg(mirror.region->key(), mirror.source, why));
+    mirror.source.clear();
+    mirror.watchdog.stop();
+}
+
+void SetReceiver::refuse(Mirror &mirror, const ReceivedSet &set, const QString &why)
+{
+    if (mirror.refused.size() >= mostRefused || mirror.refused.contains(set.source)) {
+        return;
+    }
+    mirror.refused.insert(set.source);
+    ServiceLog::warning(
+        QStringLiteral(
+            "a set for region '%1' from %2 was refused: %3; further ones are not told of")
+            .arg(mirror.region->key(), nameOf(set), why));
+}
+
+void SetReceiver::askForLayout(Mirror &mirror, const ReceivedSet &set)
+{
+    if (m_question || mirror.refused.size() >= mostRefused || mirror.refused.contains(set.source)) {
+        return;
+    }
+    mirror.refused.insert(set.source);
+    m_question = Question{&mirror, set.source, nameOf(set), 0, m_domain.makeLayoutReader()};
+    m_looks.start(lookInterval);
+}
+
+void SetReceiver::lookForLayout()
+{
+    QString difference;
+    void *samples[1] = {};
+    dds_sample_info_t info;
+    while (difference.isEmpty() && dds_take(m_question->reader, samples, &info, 1, 1) == 1) {
+        const auto &sample = *static_cast<const tessel_mirror_SourceLayout *>(samples[0]);
+        if (info.valid_data && identityOf(sample.source) == m_question->source) {
+            difference = m_question->mirror->region->layout().firstDifference(layoutOf(sample));
+        }
+        dds_return_loan(m_question->reader, samples, 1);
+    }
+    if (!difference.isEmpty() || ++m_question->looks == mostLooks) {
+        endQuestion(difference);
+    }
+}
+
+void SetReceiver::endQuestion(const QString &difference)
+{
+    Mirror &mirror = *m_question->mirror;
+    ServiceLog::error(
+        QStringLiteral(
+            "source %1 of region '%2' has another layout than %3: %4; give both the same "
+            "description")
+            .arg(m_question->host, mirror.region->sourceKey(), mirror.region->path(),
+                 difference.isEmpty() ? QStringLiteral("it does not tell in what") : difference));
+    dds_delete(m_question->reader);
+    m_question.reset();
+    m_looks.stop();
+    if (!mirror.gate.hadSource()) {
+        Q_EMIT layoutRefused();
+    }
+}

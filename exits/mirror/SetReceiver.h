@@ -1,0 +1,82 @@
+#pragma once
+
+#include "mirror/MirrorDomain.h"
+#include "mirror/MirroredRegion.h"
+#include "mirror/SourceGate.h"
+
+#include <QObject>
+#include <QSet>
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+class QSocketNotifier;
+struct tessel_mirror_SourceSet;
+
+/// Takes the sets of all sources and shows each in the region that mirrors it; a region whose source is
+/// lost shows `timeout`. Belongs to the thread and the event loop of its maker.
+class SetReceiver : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @p domain has to live longer. @p watchdog: milliseconds without anything from a source until it
+    /// counts as lost, whatever the engine says; 0: never. Throws a Refusal.
+    SetReceiver(const MirrorDomain &domain, std::vector<std::unique_ptr<MirroredRegion>> regions,
+                int watchdog);
+    ~SetReceiver() override;
+
+    void setWatchdog(int milliseconds) { m_watchdog = milliseconds; }
+
+Q_SIGNALS:
+    /// The first source of a region is laid out in another way: there is nothing to be mirrored.
+    void layoutRefused();
+
+private:
+    struct Mirror
+    {
+        explicit Mirror(std::unique_ptr<MirroredRegion> shown)
+            : region(std::move(shown))
+            , gate(region->layout().fingerprint, region->layout().bufferSize)
+        {
+            watchdog.setSingleShot(true);
+        }
+
+        std::unique_ptr<MirroredRegion> region;
+        SourceGate gate;
+        QString source; ///< for messages; empty while there is none
+        QSet<QByteArray> refused;
+        QTimer watchdog;
+    };
+    /// A source whose layout was asked for, so that the difference can be named.
+    struct Question
+    {
+        Mirror *mirror;
+        QByteArray source;
+        QString host;
+        int looks = 0;
+        dds_entity_t reader = 0;
+    };
+
+    void makeReader();
+    void takeAll();
+    void take(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info);
+    void show(Mirror &mirror, const ReceivedSet &set);
+    void lose(Mirror &mirror, const QString &why);
+    void refuse(Mirror &mirror, const ReceivedSet &set, const QString &why);
+    void askForLayout(Mirror &mirror, const ReceivedSet &set);
+    void lookForLayout();
+    void endQuestion(const QString &difference);
+
+    const MirrorDomain &m_domain;
+    std::vector<std::unique_ptr<Mirror>> m_mirrors;
+    int m_watchdog;
+    int m_descriptor = -1; ///< readable when the engine has something
+    QSocketNotifier *m_readable = nullptr;
+    dds_entity_t m_reader = 0;
+    std::optional<Question> m_question;
+    QTimer m_looks; ///< while there is a question
+};

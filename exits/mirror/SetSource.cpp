@@ -1,0 +1,189 @@
+#include "mirror/SetSource.h"
+
+#include "mirror/ByteOrder.h"
+#include "service/Refusal.h"
+#include "service/ServiceLog.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QSysInfo>
+#include <QUuid>
+
+#include <cstring>
+#include <vector>
+
+#include <MirrorTopics.h>
+
+namespace {
+
+/// Milliseconds until the newest is said again.
+constexpr int againInterval = 1000;
+/// The same of one that found no room: what was sent before is on its way still.
+constexpr int roomInterval = 5;
+/// Of keys and names, with the zero at the end.
+constexpr int textRoom = 256;
+
+QByteArray bootIdentity()
+{
+    QFile file(QStringLiteral("/proc/sys/kernel/random/boot_id"));
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed()
+                                                           : QByteArray();
+    return QUuid(QString::fromLatin1(text)).toRfc4122();
+}
+
+void fill(char *target, const QString &text)
+{
+    const QByteArray bytes = text.toUtf8().left(textRoom - 1);
+    std::memcpy(target, bytes.constData(), static_cast<std::size_t>(bytes.size()));
+}
+
+DescriptionTree doubleBuffered(const QString &path)
+{
+    DescriptionTree tree = DescriptionTree::read(path);
+    if (!tree.isDoubleBuffered) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: has a single buffer, which has no whole sets; a mirror "
+                                     "needs 'doubleBuffer'")
+                          .arg(path)};
+    }
+    if (tree.key.toUtf8().size() >= textRoom) {
+        throw Refusal{ExitCode::InputOutputFile,
+                      QStringLiteral("%1: its memory key is longer than 255 bytes").arg(path)};
+    }
+    return tree;
+}
+
+} // namespace
+
+SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace)
+    : m_region(path, pace.leastInterval)
+    , m_pace(pace)
+    , m_layout(SlotLayout::of(doubleBuffered(path)))
+    , m_identity(QUuid::createUuid().toRfc4122())
+    , m_writer(domain.makeSetWriter(pace.lease))
+    , m_layoutWriter(domain.makeLayoutWriter())
+{
+    connect(&m_region, &RegionFollower::upChanged, this, &SetSource::handleUp);
+    connect(&m_region, &RegionFollower::setPublished, this, &SetSource::handlePublished);
+    connect(&m_region, &RegionFollower::leavesChanged, this, &SetSource::readLayout);
+    connect(&m_again, &QTimer::timeout, this, &SetSource::sendNewest);
+    connect(&m_silence, &QTimer::timeout, this, &SetSource::handleSilence);
+    m_again.setSingleShot(true);
+    m_silence.setSingleShot(true);
+    readLayout();
+    handleUp(m_region.isUp());
+}
+
+SetSource::~SetSource()
+{
+    dds_delete(m_writer);
+    dds_delete(m_layoutWriter);
+}
+
+void SetSource::readLayout()
+{
+    try {
+        m_layout = SlotLayout::of(doubleBuffered(m_region.path()));
+    } catch (const Refusal &refusal) {
+        ServiceLog::error(refusal.text);
+        return;
+    }
+    std::vector<QByteArray> texts;
+    std::vector<tessel_mirror_LayoutLeaf> leaves;
+    texts.reserve(2 * static_cast<std::size_t>(m_layout.leaves.size()));
+    for (const auto &leaf : std::as_const(m_layout.leaves)) {
+        char *const url = texts.emplace_back(leaf.url.toUtf8()).data();
+        char *const type = texts.emplace_back(leaf.type.toUtf8()).data();
+        leaves.push_back({url, type, leaf.offset, leaf.sizeValue, leaf.relativeOffsetMetadata,
+                          leaf.sizeMetadata, leaf.mask});
+    }
+    tessel_mirror_SourceLayout sample{};
+    fill(sample.region, m_region.key());
+    std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
+    sample.fingerprint = m_layout.fingerprint;
+    sample.buffer_size = m_layout.bufferSize;
+    sample.leaves._length = sample.leaves._maximum = static_cast<uint32_t>(leaves.size());
+    sample.leaves._buffer = leaves.data();
+    dds_write(m_layoutWriter, &sample);
+}
+
+void SetSource::handleUp(bool isUp)
+{
+    if (isUp) {
+        ++m_attachment;
+        m_generation = 0;
+        handlePublished();
+        return;
+    }
+    m_silence.stop();
+    const RegionInspection region(m_region.key());
+    setState(region.exists() && region.getCreator().isAlive == true ? SourceState::RegionReplaced
+                                                                    : SourceState::CreatorGone);
+}
+
+void SetSource::handlePublished()
+{
+    if (!m_region.isUp() || m_region.swapCount() == m_generation) {
+        return;
+    }
+    if (m_pace.silentAfter > 0) {
+        m_silence.start(m_pace.silentAfter);
+    }
+    if (m_state == SourceState::Silent) {
+        ServiceLog::notice(
+            QStringLiteral("region '%1' is published into again").arg(m_region.key()));
+    }
+    m_state = SourceState::Live;
+    sendNewest();
+}
+
+void SetSource::handleSilence()
+{
+    ServiceLog::warning(QStringLiteral("nothing was published into region '%1' for %2 ms; its "
+                                       "mirrors show 'timeout' until something is")
+                            .arg(m_region.key(), QString::number(m_pace.silentAfter)));
+    setState(SourceState::Silent);
+}
+
+void SetSource::setState(SourceState state)
+{
+    m_state = state;
+    sendNewest();
+}
+
+void SetSource::sendNewest()
+{
+    m_again.start(againInterval);
+    if (m_state != SourceState::Live) {
+        send(nullptr, 0);
+    } else if (m_region.takeSet()) {
+        m_generation = m_region.set().getGeneration();
+        send(m_region.set().getBytes(), m_region.set().getSize());
+    }
+}
+
+void SetSource::send(const unsigned char *bytes, quint32 size)
+{
+    static const QByteArray boot = bootIdentity();
+    tessel_mirror_SourceSet sample{};
+    fill(sample.region, m_region.key());
+    fill(sample.host, QSysInfo::machineHostName());
+    std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
+    std::memcpy(sample.boot, boot.constData(), sizeof sample.boot);
+    sample.attachment = m_attachment;
+    sample.generation = m_generation;
+    sample.time_stamp = QDateTime::currentMSecsSinceEpoch() * 1000;
+    sample.fingerprint = m_layout.fingerprint;
+    sample.byte_order = static_cast<uint8_t>(ByteOrder::ofThisMachine());
+    sample.status = static_cast<uint8_t>(m_state);
+    sample.bytes._buffer = const_cast<unsigned char *>(bytes);
+    sample.bytes._length = sample.bytes._maximum = size;
+    const dds_return_t result = dds_write(m_writer, &sample);
+    if (result == DDS_RETCODE_TIMEOUT) {
+        m_again.start(roomInterval);
+    } else if (result != DDS_RETCODE_OK) {
+        ServiceLog::warning(QStringLiteral("a set of region '%1' was not sent: %2; the next one is "
+                                           "tried")
+                                .arg(m_region.key(), QLatin1String(dds_strretcode(result))));
+    }
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "mirror/MirrorDomain.h"
+#include "mirror/SlotLayout.h"
+#include "mirror/SourceState.h"
+#include "region/RegionFollower.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+/// Sends the newest set of one region to whoever mirrors it, and how the region is when there is none.
+///
+/// Reads as any reader does, so that its publisher never waits; a set that finds no room on the way is
+/// followed by a newer one. Says the newest again each second, so that a receiver knows this program to
+/// be at work, and not only the engine in it.
+class SetSource : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Pace
+    {
+        int leastInterval; ///< milliseconds from one set to the next
+        int silentAfter; ///< milliseconds without a set until the publisher counts as silent; 0: never
+        int lease;       ///< milliseconds
+    };
+
+    /// @p domain has to live longer. Throws a Refusal.
+    SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace);
+    ~SetSource() override;
+
+    const RegionFollower &region() const { return m_region; }
+    /// From the next set on; see Pace.
+    void setSilentAfter(int milliseconds) { m_pace.silentAfter = milliseconds; }
+
+private:
+    void readLayout();
+    void handleUp(bool isUp);
+    void handlePublished();
+    void handleSilence();
+    void sendNewest();
+    void send(const unsigned char *bytes, quint32 size);
+    void setState(SourceState state);
+
+    RegionFollower m_region;
+    Pace m_pace;
+    SlotLayout m_layout;
+    QByteArray m_identity;
+    dds_entity_t m_writer;
+    dds_entity_t m_layoutWriter;
+    SourceState m_state = SourceState::CreatorGone;
+    quint32 m_attachment = 0;
+    quint64 m_generation = 0; ///< of the set that was sent last
+    QTimer m_again;
+    QTimer m_silence;
+};

@@ -1,0 +1,119 @@
+"""A source that is lost, by whatever way: every leaf of its mirror is `timeout`, and the next set heals all.
+
+Each case prints the milliseconds from the loss to the first look that showed it, the look included.
+"""
+
+import signal
+import time
+import unittest
+
+from mirrors import Creator, Domain, Mirror, MirroredPlant, wait_until
+
+
+class Losses(unittest.TestCase):
+    def closed(self, thing):
+        self.addCleanup(thing.close)
+        return thing
+
+    def setUp(self):
+        self.domain = self.closed(Domain())
+        self.plant = self.closed(MirroredPlant())
+        self.creator = self.closed(Creator(self.plant))
+        self.receiver = self.receive()
+        self.sender = self.send()
+        self.value = 0
+        self.heal()
+
+    def send(self, *options):
+        return self.closed(Mirror("send", self.domain, *options, self.plant.file))
+
+    def receive(self, *options):
+        return self.closed(
+            Mirror("receive", self.domain, "--as", self.plant.mirror_key, *options, self.plant.file)
+        )
+
+    def heal(self):
+        """A set of the source is seen whole again."""
+        self.value += 1
+        self.plant.set("a/whole", str(self.value), "b/number", str(self.value))
+        wait_until(lambda: (self.plant.leaves() or {}).get("a/whole") == (self.value, "valid"), "heals")
+        self.assertEqual(self.plant.leaves(), self.plant.leaves(self.plant.file))
+
+    def lose(self, how):
+        begin = time.monotonic()
+        how()
+        wait_until(lambda: self.plant.states() == ["timeout"], "all leaves are timeout")
+        print(f"{self.id().split('.')[-1]}: {1000 * (time.monotonic() - begin):.0f} ms")
+
+    def test_killed_sender(self):
+        self.lose(lambda: self.sender.end(signal.SIGKILL))
+
+        self.sender = self.send()
+        self.heal()
+
+    def test_sender_that_ends(self):
+        self.lose(self.sender.end)
+
+        self.sender = self.send()
+        self.heal()
+
+    def test_stopped_sender(self):
+        self.lose(lambda: self.sender.send_signal(signal.SIGSTOP))
+
+        self.sender.send_signal(signal.SIGCONT)
+        self.heal()
+
+    def test_creator_that_ends(self):
+        self.lose(self.creator.close)
+        self.assertTrue(self.receiver.logged("it says that the creator of its region has gone"))
+
+        self.closed(Creator(self.plant))
+        self.heal()
+
+    def test_creator_that_is_killed(self):
+        self.lose(self.creator.kill)
+
+        self.closed(Creator(self.plant))
+        self.heal()
+
+    def test_region_that_is_replaced(self):
+        self.closed(Creator(self.plant))
+        wait_until(lambda: self.plant.leaves()["a/whole"] == (None, "no-input"), "the new region is mirrored")
+
+        self.heal()
+
+    def test_silent_publisher(self):
+        self.lose(self.sender.end)
+        self.sender = self.send("--silent-after", "400")
+        self.heal()
+
+        self.lose(lambda: None)
+        self.assertTrue(self.receiver.logged("nothing is published into its region"))
+
+        self.heal()
+
+    def test_receiver_stopped_for_ten_seconds(self):
+        self.receiver.send_signal(signal.SIGSTOP)
+        end = time.monotonic() + 10
+        longest = 0
+        while time.monotonic() < end:
+            self.value += 1
+            begin = time.monotonic()
+            self.plant.set("a/whole", str(self.value))
+            longest = max(longest, time.monotonic() - begin)
+        print(f"longest write meanwhile, the tool's start included: {1000 * longest:.0f} ms")
+
+        self.receiver.send_signal(signal.SIGCONT)
+        self.heal()
+
+    def test_receiver_that_is_started_again(self):
+        self.assertEqual(self.receiver.end(), 0)
+
+        self.receiver = self.receive()
+        wait_until(lambda: self.plant.states() != ["timeout"], "has a set")
+
+        self.assertEqual(self.plant.leaves(), self.plant.leaves(self.plant.file))
+
+
+if __name__ == "__main__":
+    unittest.main()

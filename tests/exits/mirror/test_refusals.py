@@ -1,0 +1,241 @@
+"""What neither side takes: descriptions, interfaces, layouts, a second source, and samples that lie."""
+
+import json
+import os
+import subprocess
+import unittest
+
+from mirrors import EXIT, LONGEST, Creator, Domain, Mirror, MirroredPlant, end_with_parent, wait_until
+
+LIVE = "0"
+
+
+class RawSource:
+    """Writes what it is told to."""
+
+    def __init__(self, domain):
+        self._process = subprocess.Popen(
+            [os.environ["TESSEL_RAW_SOURCE"], str(domain.number)], stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE, text=True, preexec_fn=end_with_parent,
+        )
+
+    def send(self, key, fingerprint, order="1", status=LIVE, attachment="1", generation="1", time="0", data=b""):
+        words = [key, fingerprint, order, status, attachment, generation, time, data.hex() or "-"]
+        print(*words, file=self._process.stdin, flush=True)
+        assert self._process.stdout.readline() == "sent\n"
+
+    def close(self):
+        self._process.stdin.close()
+        self._process.wait(timeout=LONGEST)
+        self._process.stdout.close()
+
+
+def run(*arguments):
+    return subprocess.run([EXIT, *map(str, arguments)], capture_output=True, text=True, timeout=LONGEST, check=False)
+
+
+class Refusals(unittest.TestCase):
+    def closed(self, thing):
+        self.addCleanup(thing.close)
+        return thing
+
+    def setUp(self):
+        self.domain = self.closed(Domain())
+        self.plant = self.closed(MirroredPlant())
+
+    def send(self, plant=None):
+        return self.closed(Mirror("send", self.domain, (plant or self.plant).file))
+
+    def receive(self, *options):
+        return self.closed(
+            Mirror("receive", self.domain, "--as", self.plant.mirror_key, *options, self.plant.file)
+        )
+
+    def change(self, change):
+        root = json.loads(self.plant.file.read_text(encoding="utf-8"))
+        change(root)
+        self.plant.file.write_text(json.dumps(root), encoding="utf-8")
+
+    def size(self):
+        return json.loads(self.plant.file.read_text(encoding="utf-8"))["sizeOfSharedMemory"]
+
+    def test_leaves_without_error_state_are_listed(self):
+        def change(root):
+            root["value"]["a"]["value"]["whole"]["sizeMetadata"] = 0
+            root["value"]["b"]["value"]["number"]["sizeMetadata"] = 0
+            root["value"]["c"]["value"]["ratio"]["sizeMetadata"] = 0
+
+        self.change(change)
+
+        refused = run("receive", "--domain", self.domain.number, self.plant.file)
+
+        self.assertEqual(refused.returncode, 9)
+        self.assertEqual(
+            refused.stderr,
+            f"tessel-mirror receive: error: {self.plant.file}: these leaves cannot show that their source has "
+            "gone, as their slots hold no error state: a/whole, b/number; give them one, or name them with "
+            "--without-state\n",
+        )
+        self.plant.write_mirror()
+        self.receive("--without-state", "a/whole", "--without-state", "b/*")
+        leaves = self.plant.leaves()
+        self.assertEqual(leaves["c/ratio"][1], "timeout")
+        self.assertEqual(leaves["a/count"][1], "timeout")
+        self.assertEqual(leaves["a/whole"], (0, "valid"))
+
+    def test_single_buffer_is_refused_by_both(self):
+        self.change(lambda root: root.update(doubleBuffer=False))
+
+        for command in ("send", "receive"):
+            refused = run(command, "--domain", self.domain.number, self.plant.file)
+
+            self.assertEqual(refused.returncode, 9)
+            self.assertIn("has a single buffer, which has no whole sets", refused.stderr)
+
+    def test_region_of_a_living_creator_is_not_taken(self):
+        self.closed(Creator(self.plant))
+        self.plant.set("a/whole", "5")
+
+        refused = run("receive", "--domain", self.domain.number, self.plant.file)
+
+        self.assertEqual(refused.returncode, 4)
+        self.assertIn("give the mirror another key with --as", refused.stderr)
+        self.assertEqual(self.plant.leaves(self.plant.file)["a/whole"], (5, "valid"))
+
+    def test_other_layout_is_refused_with_its_first_leaf(self):
+        receiver = self.receive()
+        self.change(lambda root: root["value"]["a"]["value"]["count"].update(type="int64"))
+        self.closed(Creator(self.plant))
+
+        self.send()
+
+        self.assertEqual(receiver.wait(), 8)
+        self.assertRegex(
+            receiver.log(),
+            r"has another layout than .*: the source has 'a/count', type int64 at offset 12, .*"
+            r"here it is 'a/count', type uint64 at offset 12",
+        )
+
+    def test_source_that_comes_back_with_another_layout_is_refused(self):
+        creator = self.closed(Creator(self.plant))
+        receiver = self.receive()
+        sender = self.send()
+        wait_until(lambda: receiver.logged("mirrors"), "mirrors")
+        sender.end()
+        wait_until(lambda: self.plant.states() == ["timeout"], "lost")
+        creator.close()
+        self.change(lambda root: root["value"]["a"]["value"]["count"].update(type="int64"))
+        self.closed(Creator(self.plant))
+
+        self.send()
+
+        wait_until(lambda: receiver.logged("'a/count', type int64"), "refused")
+        self.assertEqual(self.plant.states(), ["timeout"])
+        self.assertIsNone(receiver.process.poll())
+
+    def test_second_source_is_refused_until_the_first_has_gone(self):
+        creator = self.closed(Creator(self.plant))
+        receiver = self.receive()
+        first = self.send()
+        self.plant.set("a/whole", "1")
+        wait_until(lambda: self.plant.leaves()["a/whole"] == (1, "valid"), "mirrors the first")
+
+        self.send()
+        wait_until(lambda: receiver.logged(r"from \S+ \(\w+\) was refused: \S+ \(\w+\) is its source"), "refused")
+        self.assertEqual(self.plant.leaves()["a/whole"], (1, "valid"))
+        first.end()
+
+        wait_until(lambda: len(receiver.log().split(" mirrors ")) == 3, "mirrors the second")
+        self.plant.set("a/whole", "2")
+        wait_until(lambda: self.plant.leaves()["a/whole"] == (2, "valid"), "the second is shown")
+        creator.close()
+
+    def test_samples_that_lie_change_no_leaf(self):
+        receiver = self.receive()
+        raw = self.closed(RawSource(self.domain))
+        fingerprint = self.plant.fingerprint()
+        size = self.size()
+        lies = {
+            "it has": {"data": bytes(size - 1)},
+            "status is 77": {"data": bytes(size), "status": "77"},
+            "byte order is 9": {"data": bytes(size), "order": "9"},
+        }
+        for what, lie in lies.items():
+            raw.send(self.plant.key, fingerprint, **lie)
+        wait_until(lambda: receiver.logged("was refused: "), "refused")
+
+        self.assertEqual(self.plant.states(), ["timeout"])
+
+        # What is a set is one, though its bytes are nobody's values.
+        raw.send(self.plant.key, fingerprint, data=bytes(size))
+        wait_until(lambda: self.plant.states() == ["valid"], "a whole set is shown")
+        raw.send(self.plant.key, fingerprint, data=bytes(size + 1), generation="2")
+        raw.send(self.plant.key, fingerprint, data=b"\xff" * size, generation="3")
+        wait_until(lambda: self.plant.states() != ["valid"], "random bytes are a set")
+        self.assertIsNone(receiver.process.poll())
+
+    def test_set_of_the_other_byte_order_shows_the_same_values(self):
+        receiver = self.receive()
+        raw = self.closed(RawSource(self.domain))
+        creator = self.closed(Creator(self.plant))
+        self.plant.set("a/whole", "-5", "a/count", "18446744073709551615", "b/text", "ä", "b/number", "0.1",
+                       "c/low", "true", "c/high", "true", "c/ratio", "2.5")
+        data = b"".join((
+            (-5).to_bytes(8, "big", signed=True), bytes(4), b"\xff" * 8, bytes(4),
+            "ä".encode("utf-16-be").ljust(32, b"\0"), bytes(4),
+            bytes.fromhex("3fb999999999999a"), bytes(4),
+            b"\x01", bytes(4), b"\x80", bytes(4), bytes.fromhex("40200000"), bytes(4)))
+
+        raw.send(self.plant.key, self.plant.fingerprint(), order="2", data=data)
+
+        wait_until(lambda: receiver.logged("mirrors"), "mirrors")
+        wait_until(lambda: self.plant.leaves() == self.plant.leaves(self.plant.file), "the same values")
+        creator.close()
+
+    def test_clock_of_the_source_is_no_matter(self):
+        self.receive()
+        raw = self.closed(RawSource(self.domain))
+        hour = 3600 * 1000 * 1000
+
+        raw.send(self.plant.key, self.plant.fingerprint(), time=str(4 * 10**15), data=bytes(self.size()))
+        wait_until(lambda: self.plant.states() == ["valid"], "a source of the future is shown")
+        raw.send(self.plant.key, self.plant.fingerprint(), time=str(hour), generation="2",
+                 data=b"\1" + bytes(self.size() - 1))
+
+        wait_until(lambda: self.plant.leaves()["a/whole"] == (1, "valid"), "one of the past is shown")
+
+    def test_interface_that_others_hear_is_asked_about(self):
+        names = [name for name in os.listdir("/sys/class/net") if name != "lo"]
+        if not names:
+            self.skipTest("this machine has the loopback alone")
+
+        refused = run("receive", "--interface", names[0], self.plant.file)
+
+        self.assertEqual(refused.returncode, 2)
+        self.assertIn("say 'insecure = yes' or --insecure", refused.stderr)
+
+    def test_interface_that_is_not_there_is_named(self):
+        refused = run("send", "--interface", "nowhere0", self.plant.file)
+
+        self.assertEqual(refused.returncode, 4)
+        self.assertIn("interface 'nowhere0' is not there; there are lo", refused.stderr)
+
+    def test_words_that_are_none_are_refused(self):
+        for words, text in (
+            ([], "no command; it is send or receive"),
+            (["recieve"], "unknown command 'recieve'; it is send or receive"),
+        ):
+            refused = run(*words)
+
+            self.assertEqual(refused.returncode, 2)
+            self.assertIn(text, refused.stderr)
+
+    def test_two_descriptions_have_no_common_key(self):
+        refused = run("receive", "--as", "x", self.plant.file, self.plant.mirror_file)
+
+        self.assertEqual(refused.returncode, 2)
+        self.assertIn("'as' gives one key, and there are 2 descriptions", refused.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
