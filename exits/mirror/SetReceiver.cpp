@@ -185,13 +185,18 @@ void SetReceiver::show(Mirror &mirror, const ReceivedSet &set)
 
 void SetReceiver::lose(Mirror &mirror, const QString &why)
 {
-    if (mirror.source.isEmpty()) {
-        return;
+    const bool wasShown = !mirror.source.isEmpty();
+    if (wasShown) {
+        mirror.region->showTimeout();
     }
-    mirror.region->showTimeout();
-    ServiceLog::warning(QStringLiteral("the source of region '%1', %2, is lost: %3; all values are "
-                                       "'timeout' until it is back")
-                            .arg(mirror.region->key(), mirror.source, why));
+    if (wasShown || mirror.trouble != why) {
+        ServiceLog::warning(
+            QStringLiteral("the source of region '%1'%2 is lost: %3; all values are "
+                           "'timeout' until it is back")
+                .arg(mirror.region->key(),
+                     wasShown ? QStringLiteral(", %1,").arg(mirror.source) : QString(), why));
+    }
+    mirror.trouble = why;
     mirror.source.clear();
     mirror.watchdog.stop();
 }

@@ -47,7 +47,8 @@ private:
 
         std::unique_ptr<MirroredRegion> region;
         SourceGate gate;
-        QString source; ///< for messages; empty while there is none
+        QString source;  ///< for messages; empty while there is none
+        QString trouble; ///< what was told last of a source without a set
         QSet<QByteArray> refused;
         QTimer watchdog;
     };

@@ -45,7 +45,7 @@ try {
     settings.domain = argc > 1 ? static_cast<quint32>(std::atoi(argv[1])) : 0;
     settings.interfaces = QStringList(QStringLiteral("lo"));
     const MirrorDomain domain(settings);
-    const dds_entity_t writer = domain.makeSetWriter(300);
+    const dds_entity_t writer = domain.makeSetWriter(20000);
     std::string line;
     while (std::getline(std::cin, line)) {
         const QList<QByteArray> words = QByteArray::fromStdString(line).split(' ');

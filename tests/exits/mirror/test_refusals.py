@@ -44,7 +44,7 @@ class Refusals(unittest.TestCase):
         self.plant = self.closed(MirroredPlant())
 
     def send(self, plant=None):
-        return self.closed(Mirror("send", self.domain, (plant or self.plant).file))
+        return self.closed(Mirror("send", self.domain, "--lease", "20000", (plant or self.plant).file))
 
     def receive(self, *options):
         return self.closed(

@@ -27,7 +27,7 @@ class Sets(unittest.TestCase):
         self.creator = self.closed(Creator(self.plant))
 
     def send(self, *options):
-        return self.closed(Mirror("send", self.domain, *options, self.plant.file))
+        return self.closed(Mirror("send", self.domain, "--lease", "20000", *options, self.plant.file))
 
     def receive(self, *options):
         return self.closed(
