@@ -39,14 +39,13 @@ class Domain:
 class Mirror:
     """`tessel-mirror send` or `receive` while it runs; its log is collected."""
 
-    def __init__(self, command, domain, *arguments, ready=True):
+    def __init__(self, command, domain, *arguments, before=()):
         self._log = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
-            [EXIT, command, "--domain", str(domain.number), *map(str, arguments)],
+            [*before, EXIT, command, "--domain", str(domain.number), *map(str, arguments)],
             stderr=self._log, preexec_fn=end_with_parent,
         )
-        if ready:
-            wait_until(lambda: self.process.poll() is not None or " in domain " in self.log(), "ready")
+        wait_until(lambda: self.process.poll() is not None or " in domain " in self.log(), "ready")
 
     def log(self):
         size = os.fstat(self._log.fileno()).st_size

@@ -1,0 +1,109 @@
+"""Sets of a publisher that does not stop, across a mirror: never half of one, never an older one.
+
+All leaves of a set hold one number, so that two sets in one are seen. Prints how many of the published sets
+arrived, and the microseconds from writing to seeing.
+"""
+
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import unittest
+
+from mirrors import LONGEST, Domain, Mirror, MirroredPlant, end_with_parent, wait_until
+
+LEAVES = {f"n{i // 100}/v{i % 100}": {"type": "int64"} for i in range(1000)}
+RATE = 500
+SECONDS = 6
+
+
+class Peer:
+    """One end, which has begun when this is there."""
+
+    def __init__(self, *words):
+        self._process = subprocess.Popen(
+            [os.environ["TESSEL_TRAFFIC_PEER"], *map(str, words)], stdout=subprocess.PIPE, text=True,
+            preexec_fn=end_with_parent)
+        assert self._process.stdout.readline() == "ready\n"
+
+    def result(self):
+        text = self._process.stdout.read()
+        assert self._process.wait(timeout=LONGEST) == 0, text
+        return json.loads(text)
+
+    def close(self):
+        self._process.kill()
+        self._process.wait()
+        self._process.stdout.close()
+
+
+def resident(process):
+    """Bytes."""
+    fields = pathlib.Path(f"/proc/{process.pid}/statm").read_text(encoding="ascii").split()
+    return int(fields[1]) * os.sysconf("SC_PAGE_SIZE")
+
+
+class Traffic(unittest.TestCase):
+    def closed(self, thing):
+        self.addCleanup(thing.close)
+        return thing
+
+    def setUp(self):
+        self.domain = self.closed(Domain())
+        self.plant = self.closed(MirroredPlant(LEAVES))
+        self.receiver = self.closed(
+            Mirror("receive", self.domain, "--as", self.plant.mirror_key, self.plant.file))
+        self.sender = self.closed(
+            Mirror("send", self.domain, "--lease", "20000", "--rate", "1000", self.plant.file))
+
+    def flow(self, meanwhile=lambda: None):
+        publisher = self.closed(Peer("publish", self.plant.file, RATE, SECONDS))
+        wait_until(lambda: self.receiver.logged(" mirrors "), "mirrors")
+        watcher = self.closed(Peer("watch", self.plant.mirror_file, SECONDS - 1))
+        meanwhile()
+        seen = watcher.result()
+        published = publisher.result()
+        print(f"{self.id().split('.')[-1]}: published {published}, seen {seen}")
+        self.assertEqual((seen["torn"], seen["older"]), (0, 0))
+        self.assertEqual(published["sets"], RATE * SECONDS)
+        self.assertGreater(seen["sets"], 0)
+        return published, seen
+
+    def test_no_set_is_torn_or_older(self):
+        before = resident(self.receiver.process), resident(self.sender.process)
+
+        self.flow()
+
+        # The histories are of one set: what is more than a few of them is a leak.
+        for process, size in zip((self.receiver.process, self.sender.process), before):
+            self.assertLess(resident(process) - size, 32 * 1024 * 1024)
+
+    def test_stopped_receiver_is_not_seen_by_the_publisher(self):
+        undisturbed, _ = self.flow()
+
+        disturbed, _ = self.flow(lambda: self.receiver.send_signal(signal.SIGSTOP)
+                                 or wait_until(self.state_is("T"), "stopped")
+                                 or self.continue_after_a_while())
+
+        # What the scheduler of a busy machine does is in both.
+        self.assertLess(disturbed["median"], 5 * undisturbed["median"] + 500)
+
+    def state_is(self, letter):
+        stat = pathlib.Path(f"/proc/{self.receiver.process.pid}/stat")
+        return lambda: stat.read_text(encoding="ascii").rsplit(")", 1)[1].split()[0] == letter
+
+    def continue_after_a_while(self):
+        """When the source has published a thousand sets more."""
+        def swaps():
+            key = self.plant.key
+            listed = subprocess.run([os.environ["TESSEL_TOOL"], "regions", "--json"], capture_output=True,
+                                    text=True, check=True, timeout=LONGEST).stdout
+            return next(region["swapCount"] for region in json.loads(listed) if region["key"] == key)
+        begin = swaps()
+        wait_until(lambda: swaps() > begin + 1000, "a thousand sets")
+        self.receiver.send_signal(signal.SIGCONT)
+
+
+if __name__ == "__main__":
+    unittest.main()
