@@ -1,6 +1,9 @@
 #include "mirror/DomainSettings.h"
 
 #include "service/Refusal.h"
+#include "service/SecretFile.h"
+
+#include <QDir>
 
 #include <memory>
 
@@ -40,6 +43,51 @@ QByteArray attribute(const QString &text)
     return text.toHtmlEscaped().toUtf8();
 }
 
+/// The folder by its whole path.
+QString securityOf(const QString &folder)
+{
+    if (folder.isEmpty()) {
+        return {};
+    }
+    const QDir directory(folder);
+    if (QLatin1String(TESSEL_DDS_SECURITY).isEmpty()) {
+        throw Refusal{ExitCode::WrongUse,
+                      QStringLiteral("security: this program was built where the engine has no "
+                                     "plugins for it")};
+    }
+    for (const char *const name :
+         {"authority.pem", "identity.pem", "governance.p7s", "permissions.p7s"}) {
+        SecretFile::requireReadable(directory.filePath(QLatin1String(name)));
+    }
+    SecretFile::check(directory.filePath(QStringLiteral("identity.key")));
+    return directory.absolutePath();
+}
+
+QByteArray plugin(const char *name, const char *functions)
+{
+    return QByteArray("<Library path=\"") + TESSEL_DDS_SECURITY + "/libdds_security_" + name
+           + ".so\" initFunction=\"init_" + functions + "\" finalizeFunction=\"finalize_"
+           + functions + "\"/>";
+}
+
+QByteArray securityText(const QString &folder)
+{
+    if (folder.isEmpty()) {
+        return {};
+    }
+    const QByteArray beginning = "file:" + folder.toHtmlEscaped().toUtf8() + '/';
+    const auto file = [&](const char *element, const char *name) {
+        return QByteArray("<") + element + '>' + beginning + name + "</" + element + '>';
+    };
+    return "<Security><Authentication>" + plugin("auth", "authentication")
+           + file("IdentityCertificate", "identity.pem") + file("IdentityCA", "authority.pem")
+           + file("PrivateKey", "identity.key") + "</Authentication><AccessControl>"
+           + plugin("ac", "access_control") + file("PermissionsCA", "authority.pem")
+           + file("Governance", "governance.p7s") + file("Permissions", "permissions.p7s")
+           + "</AccessControl><Cryptographic>" + plugin("crypto", "crypto")
+           + "</Cryptographic></Security>";
+}
+
 } // namespace
 
 QVector<SettingSyntax> DomainSettings::syntax()
@@ -61,6 +109,11 @@ QVector<SettingSyntax> DomainSettings::syntax()
             {QStringLiteral("port-base"), Type::Number, QStringLiteral("PORT"),
              QStringLiteral("Where the ports of domain 0 begin."), QStringLiteral("7400"),
              leastPort, mostPort},
+            {QStringLiteral("security"),
+             Type::Text,
+             QStringLiteral("DIR"),
+             QStringLiteral("Encrypt all, with the certificates and permissions in a folder."),
+             {}},
             {QStringLiteral("insecure"),
              Type::Flag,
              {},
@@ -75,6 +128,7 @@ DomainSettings DomainSettings::from(const SettingGroup &settings)
     domain.portBase = static_cast<quint16>(settings.number(QStringLiteral("port-base")));
     domain.peers = settings.list(QStringLiteral("peer"));
     domain.interfaces = settings.list(QStringLiteral("interface"));
+    domain.security = securityOf(settings.text(QStringLiteral("security")));
     if (domain.portBase + qint64{250} * domain.domain + 11 + 2 * mostParticipants > 65535) {
         throw Refusal{ExitCode::WrongUse,
                       QStringLiteral("the ports of domain %1 lie behind 65535; take a smaller "
@@ -85,11 +139,13 @@ DomainSettings DomainSettings::from(const SettingGroup &settings)
         domain.interfaces.append(QStringLiteral("lo"));
     }
     for (const auto &name : std::as_const(domain.interfaces)) {
-        if (!isLoopback(name) && !settings.flag(QStringLiteral("insecure"))) {
+        if (!isLoopback(name) && domain.security.isEmpty()
+            && !settings.flag(QStringLiteral("insecure"))) {
             throw Refusal{ExitCode::WrongUse,
                           QStringLiteral("on interface '%1' anybody can read the values and send "
-                                         "others; if that network is yours alone, say "
-                                         "'insecure = yes' or --insecure")
+                                         "others; give certificates with 'security', or, if that "
+                                         "network is yours alone, say 'insecure = yes' or "
+                                         "--insecure")
                               .arg(name)};
         }
     }
@@ -121,6 +177,7 @@ QByteArray DomainSettings::engineText() const
            + QByteArray::number(mostParticipants) + "</MaxAutoParticipantIndex><LeaseDuration>2s"
            + "</LeaseDuration><SPDPInterval>500ms</SPDPInterval><Ports><Base>"
            + QByteArray::number(portBase) + "</Base></Ports><Peers>" + peerList
-           + "</Peers></Discovery><Internal><WriterLingerDuration>0s</WriterLingerDuration>"
+           + "</Peers></Discovery>" + securityText(security)
+           + "<Internal><WriterLingerDuration>0s</WriterLingerDuration>"
              "</Internal></Domain></CycloneDDS>";
 }

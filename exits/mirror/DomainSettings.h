@@ -14,10 +14,12 @@ struct DomainSettings
     QStringList interfaces; ///< names; all of one run have to be there
     QStringList peers;      ///< addresses to be asked one by one; none: multicast
     quint16 portBase = 7400;
+    QString security; ///< folder of the certificates; empty: nothing is encrypted
 
     /// The keys, for a syntax.
     static QVector<SettingSyntax> syntax();
-    /// Throws a Refusal: an interface that is not there, or one that others can hear without `insecure`.
+    /// Throws a Refusal: an interface that is not there, or one that others can hear without `security` or
+    /// `insecure`; a certificate or key that is missing, or a key that others can read.
     static DomainSettings from(const SettingGroup &settings);
     /// The configuration of the engine.
     QByteArray engineText() const;
