@@ -121,6 +121,10 @@ class MirroredPlant(Plant):
                 value = (value ^ byte) * 0x100000001B3 % 2**64
         return f"{value:x}"
 
+    def swaps_of_mirror(self):
+        listed = json.loads(tool("regions", "--json").stdout)
+        return next(region["swapCount"] for region in listed if region["key"] == self.mirror_key)
+
     def halves(self, key):
         """Both buffers as they are."""
         size = json.loads(self.file.read_text(encoding="utf-8"))["sizeOfSharedMemory"]

@@ -86,7 +86,7 @@ class Losses(unittest.TestCase):
     def test_region_that_is_replaced(self):
         self.closed(Creator(self.plant))
         self.wait_for_equality()
-        self.assertEqual(self.plant.leaves()["a/whole"], (None, "no-input"))
+        wait_until(lambda: self.plant.leaves()["a/whole"] == (None, "no-input"), "the new region is mirrored")
 
         self.heal()
 
@@ -118,8 +118,8 @@ class Losses(unittest.TestCase):
         self.assertEqual(self.receiver.end(), 0)
 
         self.receiver = self.receive()
+        wait_until(lambda: (self.plant.leaves() or {}).get("a/whole") == (self.value, "valid"), "has the set")
         self.wait_for_equality()
-        self.assertEqual(self.plant.leaves()["a/whole"], (self.value, "valid"))
 
 
 if __name__ == "__main__":

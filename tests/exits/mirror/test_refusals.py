@@ -2,6 +2,7 @@
 
 import json
 import os
+import signal
 import subprocess
 import unittest
 
@@ -48,7 +49,9 @@ class Refusals(unittest.TestCase):
 
     def receive(self, *options):
         return self.closed(
-            Mirror("receive", self.domain, "--as", self.plant.mirror_key, *options, self.plant.file)
+            # What is written by hand is written once.
+            Mirror("receive", self.domain, "--as", self.plant.mirror_key, "--watchdog", "0", *options,
+                   self.plant.file)
         )
 
     def change(self, change):
@@ -191,6 +194,62 @@ class Refusals(unittest.TestCase):
         wait_until(lambda: receiver.logged("mirrors"), "mirrors")
         wait_until(lambda: self.plant.leaves() == self.plant.leaves(self.plant.file), "the same values")
         creator.close()
+
+    def test_each_set_and_each_loss_is_one_swap(self):
+        receiver = self.receive()
+        raw = self.closed(RawSource(self.domain))
+        swaps = self.plant.swaps_of_mirror()
+
+        raw.send(self.plant.key, self.plant.fingerprint(), data=bytes(self.size()))
+        wait_until(lambda: self.plant.states() == ["valid"], "a set")
+        self.assertEqual(self.plant.swaps_of_mirror(), swaps + 1)
+
+        raw.send(self.plant.key, self.plant.fingerprint(), data=bytes(self.size()))
+        raw.send(self.plant.key, self.plant.fingerprint(), status="1")
+        wait_until(lambda: receiver.logged("the creator of its region has gone"), "lost")
+        self.assertEqual(self.plant.states(), ["timeout"])
+        self.assertEqual(self.plant.swaps_of_mirror(), swaps + 2)
+
+        raw.send(self.plant.key, self.plant.fingerprint(), data=bytes(self.size()))
+        wait_until(lambda: self.plant.states() == ["valid"], "healed")
+        self.assertEqual(self.plant.swaps_of_mirror(), swaps + 3)
+
+    def test_older_set_is_not_shown(self):
+        self.receive()
+        raw = self.closed(RawSource(self.domain))
+        for generation, first in (("5", b"\5"), ("4", b"\4"), ("6", b"\6")):
+            raw.send(self.plant.key, self.plant.fingerprint(), generation=generation,
+                     data=first + bytes(self.size() - 1))
+            if generation != "4":
+                wait_until(lambda: self.plant.leaves()["a/whole"] == (first[0], "valid"), "the newest is shown")
+
+    def test_source_that_says_nothing_is_given_up_by_the_watchdog(self):
+        receiver = self.receive("--watchdog", "300")
+        raw = self.closed(RawSource(self.domain))
+
+        raw.send(self.plant.key, self.plant.fingerprint(), data=bytes(self.size()))
+
+        wait_until(lambda: receiver.logged("is lost: nothing came from it for 300 ms"), "given up")
+        self.assertEqual(self.plant.states(), ["timeout"])
+
+    def test_configuration_is_read_again(self):
+        config = self.plant.folder / "receive.conf"
+        lines = f"description = {self.plant.file}\nas = {self.plant.mirror_key}\n"
+        config.write_text(lines + "watchdog = 0\n", encoding="utf-8")
+        receiver = self.closed(Mirror("receive", self.domain, "--config", config))
+        raw = self.closed(RawSource(self.domain))
+
+        config.write_text(lines + "watchdog = 200\nport-base = 7500\n", encoding="utf-8")
+        receiver.send_signal(signal.SIGHUP)
+        wait_until(lambda: receiver.logged("the configuration was read again"), "reads")
+        wait_until(lambda: receiver.logged("port-base: is taken over by a restart alone"), "tells")
+        raw.send(self.plant.key, self.plant.fingerprint(), data=bytes(self.size()))
+        wait_until(lambda: receiver.logged("nothing came from it for 200 ms"), "given up")
+
+        config.write_text("watchdgo = 5\n", encoding="utf-8")
+        receiver.send_signal(signal.SIGHUP)
+        wait_until(lambda: receiver.logged(r"did you mean 'watchdog'\?\); the configuration stays"), "refuses")
+        self.assertIsNone(receiver.process.poll())
 
     def test_clock_of_the_source_is_no_matter(self):
         self.receive()
