@@ -6,6 +6,7 @@ Blocks called `sh` are commands alone. In front of a block that no test runs sta
 <!-- not run: REASON -->.
 """
 
+import builtins
 import os
 import re
 import unittest
@@ -85,7 +86,8 @@ class Commands(unittest.TestCase):
             for room in ("src", "tools", "exits", "examples", "tests", "docs/protocol")
             for path in sources.source_files(room, ".h", ".cpp", ".json", ".txt", ".pml")
         )
-        known = set(re.findall(r"\w+", code)) | FOREIGN | ENDINGS
+        code += "".join(path.read_text(encoding="utf-8") for path in sources.source_files("python", ".py"))
+        known = set(re.findall(r"\w+", code)) | FOREIGN | ENDINGS | set(dir(builtins))
         pattern = re.compile(r"`([A-Za-z]+[a-z][A-Z]\w*)(?:\([^`]*\))?`")
         mentioned = [
             (document.name, word)

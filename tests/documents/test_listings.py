@@ -7,22 +7,32 @@ import unittest
 import sources
 from documents import all_documents
 
-LANGUAGES = {"cpp": (".cpp", ".h"), "json": (".json",), "cmake": ("CMakeLists.txt",)}
-# The worked example of the format is checked by the tool, see tests/tool/tst_Readme.cpp.
-CHECKED_ELSEWHERE = {("docs/description-format.md", "json")}
+LANGUAGES = {
+    "cpp": (".cpp", ".h"),
+    "json": (".json",),
+    "cmake": ("CMakeLists.txt",),
+    "python": (".py",),
+}
+# The worked example of the format is checked by the tool, see tests/tool/tst_Readme.cpp; the programs that read memory
+# and recordings are run by tests of their own.
+CHECKED_ELSEWHERE = {
+    ("docs/description-format.md", "json"),
+    ("docs/memory-format.md", "python"),
+    ("docs/recording-format.md", "python"),
+}
 
 
 def regions(text):
-    """The parts of a source between marks such as //! [name], joined by their names."""
+    """The parts of a source between marks such as //! [name] or #! [name], joined by their names."""
     parts = {}
     name = None
     for line in text.splitlines(keepends=True):
-        mark = re.fullmatch(r"\s*//! \[(.*)\]\n", line)
+        mark = re.fullmatch(r"\s*(?://|#)! \[(.*)\]\n", line)
         if mark:
             name = None if name == mark[1] else mark[1]
         elif name:
             parts[name] = parts.get(name, "") + line
-    return {textwrap.dedent(part) for part in parts.values()}
+    return {textwrap.dedent(part).rstrip("\n") + "\n" for part in parts.values()}
 
 
 def example_parts(endings):
