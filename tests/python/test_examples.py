@@ -86,7 +86,8 @@ def test_plot(examples, tank, tmp_path):
         region.publish({"tank/level": 1.25, "tank/temperature": 20.0})
         done = run(examples / "plot.py", tank, tmp_path / "plot.png", 0, "tank/level", "tank/temperature",
                    env={**os.environ, "MPLCONFIGDIR": str(tmp_path)})
-    assert (done.returncode, done.stderr) == (0, "")
+    # On a slow machine matplotlib has something to say of its fonts.
+    assert done.returncode == 0, done.stderr
     assert (tmp_path / "plot.png").read_bytes()[:4] == b"\x89PNG"
 
 
