@@ -49,6 +49,7 @@ void RegionWorker::setPath(const QString &path)
     m_description.reset();
     m_isBound = false;
     m_failures = 0;
+    m_hasGone = false;
     m_timer.stop();
     showAbsence({});
     if (!m_path.isEmpty()) {
@@ -101,8 +102,7 @@ void RegionWorker::lookForRegion()
     const RegionInspection look(m_reading.key);
     if (isMissing(look) || !isPublished(look)) {
         m_failures = 0;
-        showAbsence(QStringLiteral("no region '%1' is there; start the program that creates it")
-                        .arg(m_reading.key));
+        showMissing();
         return;
     }
     // Of the region that is compared here it is told later whether its name leads to it still.
@@ -115,6 +115,15 @@ void RegionWorker::lookForRegion()
         ++m_failures;
         showAbsence(problem);
     }
+}
+
+/// That a region has gone stays said, however often somebody looks for another one.
+void RegionWorker::showMissing()
+{
+    const QString text =
+        m_hasGone ? QStringLiteral("region '%1' has gone; start the program that creates it")
+                  : QStringLiteral("no region '%1' is there; start the program that creates it");
+    showAbsence(text.arg(m_reading.key));
 }
 
 /// @p region knows the key alone: a description would answer for a block that is not there yet.
@@ -197,6 +206,7 @@ void RegionWorker::attach()
         }
     }
     m_failures = 0;
+    m_hasGone = false;
     m_countAtLook = m_region->getSwapCount().value_or(0);
     markOrphan(m_region->getCreator().isAlive == false);
     watch();
@@ -237,8 +247,8 @@ void RegionWorker::lookAfterRegion()
     case RegionInspection::Name::Removed: break;
     }
     detach();
-    showAbsence(QStringLiteral("region '%1' has gone; start the program that creates it")
-                    .arg(m_reading.key));
+    m_hasGone = true;
+    showMissing();
 }
 
 void RegionWorker::lookAfterCreator()

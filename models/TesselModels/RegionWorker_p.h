@@ -55,6 +55,7 @@ private:
 
     void handlePublished();
     void showNewest();
+    void showMissing();
     void showAbsence(const QString &why);
     void deliver(const std::shared_ptr<ShownSet> &set);
 
@@ -70,6 +71,7 @@ private:
     QTimer m_timer;
     QTimer m_pollTimer; ///< a single buffer tells nobody
     int m_failures = 0;
+    bool m_hasGone = false; ///< the region that was attached last
     bool m_isOrphaned = false;
     quint64 m_countAtLook = 0;
     ProcessDataSnapshot m_snapshot;
