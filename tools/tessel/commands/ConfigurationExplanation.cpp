@@ -11,6 +11,8 @@
 
 #include <QHash>
 
+#include <algorithm>
+
 namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
@@ -95,6 +97,11 @@ void addStamp(Suspicions &found, const FileStamp &stamp)
     }
 }
 
+QString limitsRule()
+{
+    return QStringLiteral("value-outside-limits");
+}
+
 void addProblems(Suspicions &found, const QVector<DescriptionProblem> &problems, const QString &url,
                  Level level)
 {
@@ -105,12 +112,20 @@ void addProblems(Suspicions &found, const QVector<DescriptionProblem> &problems,
     }
 }
 
-/// Of a cell. Whether a whole value is within its limits is one of the rules for descriptions.
+/// Of a cell. Whether a whole value is within its limits is one of the rules for descriptions, by which an array
+/// has the problems of all its cells.
 void addLimits(Suspicions &found, const ConfigurationTarget &target)
 {
-    const QString problem = target.isCell ? limitProblemOf(target) : QString();
+    if (!target.isCell) {
+        return;
+    }
+    const auto isOfAnyCell = [](const ConfigurationSuspicion &suspicion) {
+        return suspicion.name == limitsRule();
+    };
+    found.erase(std::remove_if(found.begin(), found.end(), isOfAnyCell), found.end());
+    const QString problem = limitProblemOf(target);
     if (!problem.isEmpty()) {
-        found.append({QStringLiteral("value-outside-limits"), problem});
+        found.append({limitsRule(), problem});
     }
 }
 
