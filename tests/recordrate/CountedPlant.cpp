@@ -1,6 +1,5 @@
 #include "CountedPlant.h"
 
-#include "Companion/PingPongBufferHandler.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 
 #include <QDir>
@@ -14,11 +13,6 @@ namespace {
 
 constexpr int slotSize = 12;
 constexpr int nodeSize = 100;
-
-QString keyOfThisProcess()
-{
-    return QStringLiteral("tesselRecordRate%1").arg(::getpid());
-}
 
 QString urlOf(int leaf)
 {
@@ -51,7 +45,7 @@ QByteArray description(int leaves)
                                  {QStringLiteral("value"), children}});
     }
     const QJsonObject root{{QStringLiteral("type"), QStringLiteral("treenode")},
-                           {QStringLiteral("keyProcessDataMemory"), keyOfThisProcess()},
+                           {QStringLiteral("keyProcessDataMemory"), CountedPlant::key()},
                            {QStringLiteral("doubleBuffer"), true},
                            {QStringLiteral("sizeOfSharedMemory"), slotSize * leaves},
                            {QStringLiteral("value"), nodes}};
@@ -59,6 +53,11 @@ QByteArray description(int leaves)
 }
 
 } // namespace
+
+QString CountedPlant::key()
+{
+    return QStringLiteral("tesselRecordRate%1").arg(::getpid());
+}
 
 CountedPlant::CountedPlant(const QString &folder, int leaves, int changing)
     : m_file(QDir(folder).filePath(QStringLiteral("plant.process.json")))
@@ -74,8 +73,7 @@ CountedPlant::CountedPlant(const QString &folder, int leaves, int changing)
     if (!m_root || !m_manager.isBufferValid()) {
         return;
     }
-    m_memory.setKey(keyOfThisProcess() + QStringLiteral("SharedMemory"));
-    m_isLive = m_memory.attach(SharedMemory::ReadWrite) && m_manager.lockWriteBuffer();
+    m_isLive = m_manager.lockWriteBuffer();
     for (int leaf = 0; leaf < leaves && m_isLive; ++leaf) {
         m_leaves.emplace_back(m_root, urlOf(leaf));
         m_isLive = m_leaves.back().writeNoLock(0);
@@ -123,11 +121,4 @@ bool CountedPlant::swap()
     }
     ++m_number;
     return true;
-}
-
-bool CountedPlant::hasSleeper() const
-{
-    const auto &block = *static_cast<const PingPongBufferHandler::ManagementBuffer *>(
-        m_memory.data());
-    return block.armed == block.swapCount + 1;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Access/ProcessDoubleHandle.h"
-#include "ProcessData/Linux/SharedMemory.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
 #include <QString>
@@ -19,6 +18,7 @@ public:
 
     bool isLive() const { return m_isLive; }
     const QString &file() const { return m_file; }
+    static QString key();
     /// The first of the leaves that change in this set.
     static int firstChanged(quint64 number, int leaves, int changing);
     /// Which of the leaves has this URL.
@@ -32,8 +32,6 @@ public:
     bool publishUncounted() { return m_manager.swapReadAndWriteBuffer(); }
     /// The number of the last set.
     quint64 number() const { return m_number; }
-    /// Whether somebody sleeps, who has seen all that was published.
-    bool hasSleeper() const;
 
 private:
     bool write(quint64 number);
@@ -44,7 +42,6 @@ private:
     ProcessDataManager m_manager;
     ProcessDataManager::BaseClassSharedPointer m_root;
     std::vector<ProcessDoubleHandle> m_leaves;
-    SharedMemory m_memory; ///< to see who sleeps
     quint64 m_number = 0;
     bool m_isLive = false;
 };

@@ -1,6 +1,7 @@
 #include "RateRun.h"
 
 #include "RecordedCount.h"
+#include "support/LookingReader.h"
 #include "text/Failure.h"
 
 #include <QElapsedTimer>
@@ -140,9 +141,10 @@ bool RateRun::startRecorder()
     m_recorder.start(QStringLiteral(TESSEL_TOOL),
                      {QStringLiteral("record"), QStringLiteral("--json"), QStringLiteral("-o"),
                       m_recording, m_plant.file()});
+    LookingReader reader(CountedPlant::key());
     QElapsedTimer timer;
     timer.start();
-    while (endSignal == 0 && !m_plant.hasSleeper()) {
+    while (endSignal == 0 && !reader.hasSeen()) {
         if (m_recorder.waitForFinished(1) || timer.elapsed() > longestStart) {
             m_problem = QStringLiteral("the recorder has not begun; the lines above say why");
             return false;

@@ -9,7 +9,7 @@
 #include <QMap>
 
 #include <chrono>
-#include <optional>
+#include <utility>
 
 #include <sched.h>
 #include <sys/syscall.h>
@@ -22,45 +22,16 @@
 class LookingReader
 {
 public:
+    explicit LookingReader(QString key) : m_key(std::move(key)) { }
+
     /// Until the process that has the region mapped, beside this one, has taken up all that was published
     /// before the call. False if it does not come to that.
     static bool waitUntilSeen(const QString &key)
     {
-        // The first look may have begun before, and so may the sleep behind it.
-        constexpr qint64 sleeps = 3;
-        QMap<qint64, qint64> first;
-        qint64 reader = 0;
-        return waitFor([&] {
-            reader = reader == 0 ? findReader(key) : reader;
-            if (reader == 0) {
-                return false;
-            }
-            const QString folder = QStringLiteral("/proc/%1/task").arg(reader);
-            const QStringList threads = QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-            for (const auto &thread : threads) {
-                const QString path = folder + QLatin1Char('/') + thread;
-                const qint64 count = sleepsOf(path);
-                if (sleepsWithABound(path)) {
-                    const qint64 number = thread.toLongLong();
-                    if (!first.contains(number)) {
-                        first.insert(number, count);
-                    }
-                    if (count >= first[number] + sleeps) {
-                        return true;
-                    }
-                }
-            }
-            return false;
-        });
-    }
-
-private:
-    template <class Condition>
-    static bool waitFor(const Condition &condition)
-    {
         using Clock = std::chrono::steady_clock;
         const Clock::time_point deadline = Clock::now() + std::chrono::seconds(60);
-        while (!condition()) {
+        LookingReader reader(key);
+        while (!reader.hasSeen()) {
             if (Clock::now() > deadline) {
                 return false;
             }
@@ -69,6 +40,34 @@ private:
         return true;
     }
 
+    /// Whether it has taken up all that was published before this was asked for the first time.
+    bool hasSeen()
+    {
+        // The first look may have begun before, and so may the sleep behind it.
+        constexpr qint64 sleeps = 3;
+        m_reader = m_reader == 0 ? findReader(m_key) : m_reader;
+        if (m_reader == 0) {
+            return false;
+        }
+        const QString folder = QStringLiteral("/proc/%1/task").arg(m_reader);
+        const QStringList threads = QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        for (const auto &thread : threads) {
+            const QString path = folder + QLatin1Char('/') + thread;
+            const qint64 count = sleepsOf(path);
+            if (sleepsWithABound(path)) {
+                const qint64 number = thread.toLongLong();
+                if (!m_first.contains(number)) {
+                    m_first.insert(number, count);
+                }
+                if (count >= m_first[number] + sleeps) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+
+private:
     static QByteArray contentOf(const QString &path)
     {
         QFile file(path);
@@ -112,4 +111,9 @@ private:
 #endif
         return isNumber && isFutex && fields.value(boundField, "0x0") != "0x0";
     }
+
+    QString m_key;
+    qint64 m_reader = 0; ///< 0 until there is one
+    QMap<qint64, qint64>
+        m_first; ///< of each thread, how often it had slept when it was first seen asleep
 };

@@ -1,7 +1,7 @@
 #include "HeldRegion.h"
-#include "LookingReader.h"
 #include "ToolProcess.h"
 #include "support/LogCapture.h"
+#include "support/LookingReader.h"
 #include "support/SemaphoreSet.h"
 
 #include <QElapsedTimer>

@@ -1,6 +1,6 @@
 #include "DoctoredPlant.h"
-#include "LookingReader.h"
 #include "support/LogCapture.h"
+#include "support/LookingReader.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,9 +1,9 @@
 #include "Companion/PingPongBufferHandler.h"
 #include "HeldRegion.h"
-#include "LookingReader.h"
 #include "ProcessData/Linux/SharedMemory.h"
 #include "ToolProcess.h"
 #include "support/LogCapture.h"
+#include "support/LookingReader.h"
 #include "support/SegmentFile.h"
 
 #include <csignal>
