@@ -2,6 +2,7 @@
 
 export class Latest {
   #region = null;
+  #fingerprint = null;
   #set = null;
   #values = new Map();
   #setAt = 0;
@@ -16,6 +17,16 @@ export class Latest {
       this.#setAt = performance.now();
     } else if (message.kind !== 'age') {
       this.#region = message;
+      this.#describe(message.fingerprint ?? this.#fingerprint);
+    }
+  }
+
+  // Values are told by the places of their leaves, which are others in another description.
+  #describe(fingerprint) {
+    if (fingerprint !== this.#fingerprint) {
+      this.#fingerprint = fingerprint;
+      this.#set = null;
+      this.#values.clear();
     }
   }
 

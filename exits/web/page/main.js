@@ -88,16 +88,23 @@ showStatus(plant);
 followViews(plant);
 
 const reloadedFor = 'tessel-web reloaded for';
+let isOther = false;
 
 connect((message) => {
   const {fingerprint} = message;
-  const isOther = fingerprint && fingerprint !== description.fingerprint;
-  // Other leaves than those on the page: everything is made anew, with what is kept in the browser. Once for each
-  // description, so that a server that contradicts itself does not have the page loaded for ever.
-  if (isOther && sessionStorage.getItem(reloadedFor) !== fingerprint) {
-    sessionStorage.setItem(reloadedFor, fingerprint);
-    location.reload();
-    return;
+  if (fingerprint) {
+    isOther = fingerprint !== description.fingerprint;
+    if (!isOther) {
+      sessionStorage.removeItem(reloadedFor);
+    } else if (sessionStorage.getItem(reloadedFor) !== fingerprint) {
+      // Other leaves than those on the page: everything is made anew, with what is kept in the browser. Once in a
+      // row for each description, so that a server that contradicts itself does not have the page loaded for ever.
+      sessionStorage.setItem(reloadedFor, fingerprint);
+      location.reload();
+      return;
+    }
   }
-  plant.take(message);
+  // A value of other leaves must not stand under the name of one of these.
+  plant.take(isOther && message.kind !== 'lost'
+    ? {kind: 'gone', reason: 'the server has another description than it sends; load this page anew'} : message);
 });

@@ -1,5 +1,6 @@
 """The stream behind the page, in a real browser: shared by its tabs, lost and found again."""
 
+import json
 import signal
 import unittest
 
@@ -178,6 +179,72 @@ class Stream(PageTest):
 
         self.until(lambda: self.shown() == ["pump/speed", "tank/height"], "the new leaves")
         self.sees("#connection", "● live")
+
+    def describe(self, plant, creator, text):
+        """Another description, and a creator that has it."""
+        creator.close()
+        plant.file.write_text(text, encoding="utf-8")
+        return self.closed(Creator(plant))
+
+    def fingerprint(self, service):
+        return json.loads(service.ask("/api/description")[2])["fingerprint"]
+
+    def test_a_description_that_changes_to_and_fro_is_read_each_time(self):
+        plant, creator, service = self.page()
+        first = plant.file.read_text(encoding="utf-8")
+        second = first.replace('"level"', '"height"')
+        creator = self.describe(plant, creator, second)
+        self.until(lambda: self.shown() == ["pump/speed", "tank/height"], "the second description")
+        # Back to the first one while nobody looks.
+        address = self.browser.driver.current_url
+        self.browser.driver.get("about:blank")
+        before = self.fingerprint(service)
+        creator = self.describe(plant, creator, first)
+        wait_until(lambda: self.fingerprint(service) != before, "the server has the first again")
+        self.browser.driver.get(address)
+        self.sees("#connection", "● live")
+        self.assertEqual(self.shown(), ["pump/speed", "tank/level"])
+
+        self.describe(plant, creator, second)
+
+        self.until(lambda: self.shown() == ["pump/speed", "tank/height"], "the second description again")
+
+    def test_values_of_another_description_are_never_shown(self):
+        plant, creator, service = self.page()
+        other = plant.file.read_text(encoding="utf-8").replace('"speed"', '"a"')
+        # As if the page had been loaded for it already, in vain.
+        self.browser.run(
+            "Storage.prototype.getItem = (key) => key.includes('reloaded') ? window.told : null;")
+        creator.close()
+        self.sees("#connection", "✕ no values")
+        copy = self.plant(LEAVES)
+        copy.file.write_text(other, encoding="utf-8")
+        told = self.fingerprint(self.served(copy))
+        self.browser.run("window.told = arguments[0];", told)
+        plant.file.write_text(other, encoding="utf-8")
+
+        self.closed(Creator(plant))
+        plant.set("pump/a", "77")
+
+        wait_until(lambda: "has another description than it sends" in (self.browser.text("#banner") or ""), "the reason")
+        self.assertEqual(self.shown(), ["pump/speed", "tank/level"])
+        self.sees_value("pump/speed", "10")
+        self.sees("#connection", "✕ no values")
+
+    def test_a_later_tab_gets_no_values_of_a_former_description(self):
+        self.page()
+
+        told = self.browser.run(
+            "return import('/app/latest.js').then(({Latest}) => {"
+            " const set = {kind: 'set', age: 0, full: true, values: [[0, 10, 0]]};"
+            " return ['a', 'b'].map((fingerprint) => {"
+            "  const latest = new Latest();"
+            "  [{kind: 'hello', fingerprint: 'a'}, set, {kind: 'gone'}, {kind: 'back', fingerprint}]"
+            "   .forEach((message) => latest.take(message));"
+            "  return latest.messages().map(({kind}) => kind);"
+            " }); })")
+
+        self.assertEqual(told, [["set", "back"], ["back"]])
 
 
 if __name__ == "__main__":
