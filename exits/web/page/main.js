@@ -41,10 +41,13 @@ function showDescription({description, version, region, writing}) {
 function followViews(plant) {
   const views = {values: byId('show-values'), configuration: byId('show-configuration')};
   const configuration = new Configuration();
-  const show = (wanted) => Object.entries(views).forEach(([view, button]) => {
-    byId(view).hidden = view !== wanted;
-    button.setAttribute('aria-pressed', view === wanted);
-  });
+  const show = (wanted) => {
+    Object.entries(views).forEach(([view, button]) => {
+      byId(view).hidden = view !== wanted;
+      button.setAttribute('aria-pressed', view === wanted);
+    });
+    document.querySelector('.skip').hash = wanted === 'values' ? 'tree' : 'configuration-table';
+  };
   views.values.onclick = () => show('values');
   views.configuration.onclick = () => {
     show('configuration');
@@ -69,8 +72,9 @@ function followSearch(tree) {
     const isTyping = event.target.closest?.('input, select, textarea, dialog');
     if (event.key === '/' && !isTyping && !event.ctrlKey && !event.altKey && !event.metaKey) {
       event.preventDefault();
-      search.focus();
-      search.select();
+      const inSight = byId('configuration').hidden ? search : byId('configuration-search');
+      inSight.focus();
+      inSight.select();
     }
   });
 }

@@ -4,7 +4,7 @@ import json
 import unittest
 
 from axe_look import assert_accessible
-from browser import PageTest
+from browser import Keys, PageTest
 
 LEAVES = {"pump/speed": {"type": "double"}}
 STAMP = {"modifiedBy": "<b>Service</b>(Keller)", "lastModified": "2026-01-05T09:12:44.031Z"}
@@ -47,6 +47,26 @@ class Configuration(PageTest):
         self.browser.click("#show-values")
         self.assertIsNotNone(self.browser.text("#tree"))
         self.assertEqual(self.browser.complaints(), [])
+
+    def test_the_keyboard_goes_to_what_is_in_sight(self):
+        self.page("--configuration")
+        focused = "return document.activeElement.id"
+        self.browser.click("#show-configuration")
+        self.sees("#configuration-note", "2 of 2 parameters")
+
+        self.browser.type("/", "gain")
+        self.assertEqual(self.browser.run(focused), "configuration-search")
+        self.sees("#configuration-note", "1 of 2 parameters")
+        self.browser.run("document.querySelector('.skip').focus()")
+        self.browser.type(Keys.ENTER)
+        self.assertEqual(self.browser.run(focused), "configuration-table")
+
+        self.browser.click("#show-values")
+        self.browser.type("/")
+        self.assertEqual(self.browser.run(focused), "search")
+        self.browser.run("document.querySelector('.skip').focus()")
+        self.browser.type(Keys.ENTER)
+        self.assertEqual(self.browser.run(focused), "tree")
 
     def test_the_search_and_reading_again(self):
         self.page("--configuration")
