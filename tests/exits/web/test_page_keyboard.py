@@ -1,5 +1,6 @@
 """The page by keyboard alone, and on a narrow screen."""
 
+import json
 import unittest
 
 from browser import Keys, PageTest
@@ -112,6 +113,27 @@ class Keyboard(PageTest):
             widths = self.browser.run("return [document.documentElement.scrollWidth, innerWidth]")
             self.assertEqual(widths, [360, 360], keys)
         self.assertLessEqual(self.browser.run("return document.getElementById('write').offsetWidth"), 360)
+
+    def test_a_deep_tree_has_room_for_its_names_on_a_narrow_screen(self):
+        self.browser.look(width=360, height=640)
+        plant = self.plant(LEAVES)
+        root = json.loads(plant.file.read_text(encoding="utf-8"))
+        for level in range(40):
+            root["value"] = {f"level{level}": {"type": "treenode", "value": root["value"]}}
+        plant.file.write_text(json.dumps(root), encoding="utf-8")
+        self.creator(plant)
+        self.open(self.served(plant))
+
+        for key in [Keys.HOME, Keys.END]:
+            self.browser.type("/", Keys.ENTER, key)
+            rows = self.browser.run(
+                "return [...document.querySelectorAll('#tree .row')].map((row) =>"
+                " [row.dataset.key, row.querySelector('.name').offsetWidth, row.lastChild.getBoundingClientRect().right])")
+            self.assertGreater(len(rows), 10)
+            for row, width, right in rows:
+                self.assertGreaterEqual(width, 60, row)
+                self.assertLessEqual(right, 360, row)
+            self.assertEqual(self.browser.run("return document.documentElement.scrollWidth"), 360)
 
 
 if __name__ == "__main__":
