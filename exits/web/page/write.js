@@ -112,16 +112,20 @@ export class WriteDialog {
 
   async #send() {
     const {value, state, token} = this.#fields;
-    const submit = this.#dialog.querySelector('[type=submit]');
+    const form = this.#dialog.firstChild;
+    const submit = form.querySelector('[type=submit]');
     submit.disabled = true;
     this.#problem.replaceChildren();
     try {
       const wanted = state.value ? {state: state.value} : valueFrom(this.#leaf, value.value);
       this.#keepToken(token.value.trim());
       await writeValues({[this.#leaf.url]: wanted}, token.value.trim());
-      this.#dialog.close();
+      // Who did not wait for the answer may be writing another value by now.
+      if (form.isConnected) {
+        this.#dialog.close();
+      }
     } catch (refusal) {
-      this.#show(refusal);
+      this.#show(refusal, form);
     }
     submit.disabled = false;
   }
@@ -134,13 +138,18 @@ export class WriteDialog {
     }
   }
 
-  #show(refusal) {
+  #show(refusal, form) {
     if (!(refusal instanceof Refusal)) {
       throw refusal;
     }
     // A token that is refused is not worth keeping.
     if (refusal.status === 401) {
       sessionStorage.removeItem(tokenKey);
+    }
+    if (!form.isConnected) {
+      return;
+    }
+    if (refusal.status === 401) {
       this.#fields.token.focus();
     }
     const what = element('p', {className: 'what'});

@@ -1,8 +1,9 @@
 """Writing from the page, with and without a token, in a real browser."""
 
+import signal
 import unittest
 
-from browser import TOKEN, PageTest
+from browser import TOKEN, Keys, PageTest
 from exits import tool
 
 LEAVES = {
@@ -11,6 +12,16 @@ LEAVES = {
     "pump/on": {"type": "boolean"},
     "pump/serial": {"type": "string", "readOnly": True},
 }
+# Behind all that the page does with an answer.
+TELL_OF_ANSWERS = """
+const ask = window.fetch;
+window.fetch = async (...what) => {
+  const answer = await ask(...what);
+  const read = answer.json.bind(answer);
+  answer.json = () => read().finally(() => setTimeout(() => { window.answered = true; }));
+  return answer;
+};
+"""
 
 
 class Writing(PageTest):
@@ -123,6 +134,29 @@ class Writing(PageTest):
         self.fill("write-value", "18446744073709551615")
         self.submit()
         self.sees_value("pump/starts", "18446744073709551615")
+
+    def test_an_answer_that_comes_late_leaves_the_next_dialog_alone(self):
+        for token in [TOKEN, "another-token-0123456789"]:
+            with self.subTest(token):
+                _, service = self.page()
+                self.browser.run(TELL_OF_ANSWERS)
+                self.ask_to_write("pump/speed")
+                self.fill("write-value", "20")
+                self.fill("write-token", token)
+                service.process.send_signal(signal.SIGSTOP)
+                self.submit()
+                self.browser.type(Keys.ESCAPE)
+                self.until(lambda: not self.has_dialog(), "it is closed")
+                self.ask_to_write("pump/starts")
+                self.fill("write-value", "7")
+
+                service.process.send_signal(signal.SIGCONT)
+
+                self.until(lambda: self.browser.run("return window.answered"), "the answer")
+                self.assertTrue(self.has_dialog())
+                self.assertEqual(self.browser.text("#write-name"), "Write pump/starts")
+                self.assertEqual(self.browser.run("return document.activeElement.id"), "write-value")
+                self.assertEqual(self.browser.text("#write .problem"), "")
 
     def test_what_is_read_only_cannot_be_written(self):
         self.page()
