@@ -30,6 +30,12 @@ class Ring {
     }
   }
 
+  shift(seconds) {
+    this.#times.forEach((time, at) => {
+      this.#times[at] = time + seconds;
+    });
+  }
+
   forEach(take) {
     for (let i = 0; i < this.#count; ++i) {
       const at = (this.#first + i) % this.length;
@@ -64,6 +70,11 @@ export class History {
       this.#rings.set(index, ring);
     }
     ring?.add(time, number ?? NaN);
+  }
+
+  /** What is kept was so many seconds later, or earlier with a number below 0. */
+  shift(seconds) {
+    this.#rings.forEach((ring) => ring.shift(seconds));
   }
 
   /** Nothing is known of any leaf from now on. */

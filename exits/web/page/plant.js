@@ -15,6 +15,8 @@ export class Plant {
   #age = null;
   #ageAt = 0;
   #newest = 0;
+  // By which the clock of the device is ahead of that which only ever goes on.
+  #ahead = (Date.now() - performance.now()) / 1000;
   #listeners = [];
 
   constructor(description) {
@@ -96,8 +98,7 @@ export class Plant {
   #takeSet({time, age, full, values}) {
     this.setTime = time;
     this.#takeAge(age);
-    // A clock that was set back must not have a trend run backwards.
-    this.#newest = Math.max(this.#newest, (time ? Date.parse(time) : Date.now()) / 1000);
+    this.#takeTime(time);
     const changed = [];
     for (const [index, value, code] of values) {
       const isAlike = value === this.#values[index] && code === this.#codes[index];
@@ -107,6 +108,18 @@ export class Plant {
       }
     }
     return changed;
+  }
+
+  // A set that nobody knows the time of has that which it would be on the clock of the others.
+  #takeTime(time) {
+    const here = performance.now() / 1000;
+    const there = time ? Date.parse(time) / 1000 : here + this.#ahead;
+    this.#ahead = there - here;
+    // A clock that was set back must not have a trend run backwards, nor stop it until the former time is reached.
+    if (there < this.#newest) {
+      this.history.shift(there - this.#newest);
+    }
+    this.#newest = there;
   }
 
   #takeValue(index, value, code) {

@@ -34,6 +34,22 @@ return Array.from({length: width}, (_, x) => {
 });
 """
 
+# What a trend has of sets with these times, in seconds behind midnight; null for a set without a time. The values are
+# 0, 1, 2, ... Gives the seconds and the values of its points.
+POINTS = """
+const day = Date.parse('2020-01-05T00:00:00Z') / 1000;
+return import('/app/plant.js').then(({Plant}) => {
+  const plant = new Plant({leaves: [{index: 0, url: 'tank/level', type: 'double'}]});
+  arguments[0].forEach((seconds, value) => {
+    const time = seconds === null ? null : new Date(1000 * (day + seconds)).toISOString();
+    plant.take({kind: 'set', time, age: 0, full: false, values: [[0, value, 0]]});
+  });
+  const [times, numbers] = plant.history.between(0, plant.now() - 120, plant.now());
+  const begins = times.filter((_, at) => at % 2 === 0);
+  return [begins.map((time) => Math.round(time - day)), numbers.filter((_, at) => at % 2 === 0)];
+});
+"""
+
 
 class Trend(PageTest):
     def page(self):
@@ -79,6 +95,20 @@ class Trend(PageTest):
         self.until(lambda: self.runs('.card[data-url="tank/level"]') == 1, "the line is drawn")
         self.assertEqual(self.browser.count('.card[data-url="tank/name"]'), 1)
         self.assertEqual(self.browser.count('.card[data-url="tank/name"] canvas'), 0)
+
+    def test_a_clock_that_was_set_back_does_not_stop_the_trend(self):
+        self.page()
+
+        points = self.browser.run(POINTS, [3600, 3601, 1, 2, 3])
+
+        self.assertEqual(points, [[0, 1, 1, 2, 3], [0, 1, 2, 3, 4]])
+
+    def test_a_set_without_a_time_is_of_the_clock_of_the_others(self):
+        self.page()
+
+        points = self.browser.run(POINTS, [10, None, 12, None, 14])
+
+        self.assertEqual(points, [[10, 10, 12, 12, 14], [0, 1, 2, 3, 4]])
 
 
 if __name__ == "__main__":
