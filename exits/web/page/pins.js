@@ -87,8 +87,17 @@ export function showPins(plant, pins, open) {
 
   const draw = oncePerFrame(() => cards.forEach(({show}) => show()));
 
+  /** Who took away the card at this place with the keyboard goes on beside it, and not at the top of the page. */
+  function keepFocus(place) {
+    if (place >= 0 && !room.contains(document.activeElement)) {
+      const next = room.children[Math.min(place, room.children.length - 1)]?.querySelector('.icon');
+      (next ?? byId('pins')).focus({preventScroll: true});
+    }
+  }
+
   function arrange() {
     const wanted = pins.urls.filter((url) => leafOf.has(url));
+    const focused = [...room.children].findIndex((made) => made.contains(document.activeElement));
     for (const [url, {made, end}] of cards) {
       if (!wanted.includes(url)) {
         end();
@@ -102,6 +111,7 @@ export function showPins(plant, pins, open) {
       room.append(cards.get(url).made);
     }
     byId('no-pins').hidden = wanted.length > 0;
+    keepFocus(focused);
     draw();
   }
 

@@ -85,6 +85,19 @@ class Keyboard(PageTest):
         self.assertEqual(self.focused(), "tree")
         self.assertEqual(self.row(), "pump/speed")
 
+    def test_the_focus_stays_among_the_pins_when_one_goes(self):
+        self.browser.type("/", Keys.ENTER, Keys.ARROW_DOWN, "p", Keys.ARROW_DOWN, "p", Keys.END, "p")
+        self.until(lambda: self.browser.count(".card") == 3, "three cards")
+        self.browser.run("document.querySelector('.card .icon').focus()")
+        label = "return document.activeElement.ariaLabel || document.activeElement.id"
+
+        for left in ["Unpin pump/starts", f"Unpin {list(LEAVES)[3]}", "pins"]:
+            self.browser.type(Keys.ENTER)
+            self.until(lambda: self.browser.run(label) == left, left)
+        self.browser.type("/", Keys.ENTER, Keys.HOME, Keys.ARROW_DOWN, "p", "p")
+
+        self.assertEqual(self.browser.run(label), "Values")
+
     def test_w_writes_and_the_focus_comes_back(self):
         self.browser.type("/", Keys.ENTER, Keys.ARROW_DOWN, "w")
         self.assertEqual(self.focused(), "write-value")
