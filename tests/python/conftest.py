@@ -2,6 +2,7 @@
 
 import json
 import os
+import signal
 import subprocess
 import sys
 import textwrap
@@ -94,8 +95,9 @@ def other():
     yield start
     for one in started:
         if one.process.poll() is None:
-            one.process.kill()
-            one.process.communicate()
+            # Who is killed cannot give its semaphores back.
+            one.process.send_signal(signal.SIGINT)
+            one.process.communicate(timeout=60)
 
 
 @pytest.fixture
