@@ -4,7 +4,7 @@ import re
 import unittest
 
 import sources
-from documents import document
+from documents import PROJECT, document
 
 TROUBLESHOOTING = "docs/guide/11-troubleshooting.md"
 
@@ -31,6 +31,16 @@ class Messages(unittest.TestCase):
     def test_each_message_has_a_cause(self):
         for row in re.findall(r"^\| `.*$", document(TROUBLESHOOTING).text, re.M):
             self.assertTrue(row.split("|")[2].strip(), row)
+
+    def test_what_the_guide_says_of_mirrors_is_said_by_them(self):
+        code = "".join(path.read_text(encoding="utf-8") for path in sorted((PROJECT / "exits/mirror").glob("*.cpp")))
+        said = re.sub(r'"\s*"', "", code)
+        section = document(TROUBLESHOOTING).text.split("\n## Mirrors\n")[1]
+        rows = re.findall(r"^\| `(.*?)` \|", section, re.M)
+        self.assertGreater(len(rows), 20)
+        for row in rows:
+            for piece in re.split(r"'?…'?|[:;]|it says that", row):
+                self.assertIn(piece.strip(), said, row)
 
 
 if __name__ == "__main__":
