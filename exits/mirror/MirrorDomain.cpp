@@ -115,6 +115,7 @@ MirrorDomain::MirrorDomain(const DomainSettings &settings)
     }
     m_sets = makeTopic(tessel_mirror_SourceSet_desc, "TesselMirrorSet1");
     m_layouts = makeTopic(tessel_mirror_SourceLayout_desc, "TesselMirrorLayout1");
+    m_reports = makeTopic(tessel_mirror_MirrorReport_desc, "TesselMirrorReport1");
 }
 
 MirrorDomain::~MirrorDomain()
@@ -150,4 +151,26 @@ dds_entity_t MirrorDomain::makeLayoutReader() const
 {
     return require(dds_create_reader(m_participant, m_layouts, newestOfEach().get(), nullptr),
                    "reader");
+}
+
+dds_entity_t MirrorDomain::makeReportWriter() const
+{
+    return require(dds_create_writer(m_participant, m_reports, newestOfEach().get(), nullptr),
+                   "writer");
+}
+
+dds_entity_t MirrorDomain::makeReportReader() const
+{
+    return require(dds_create_reader(m_participant, m_reports, newestOfEach().get(), nullptr),
+                   "reader");
+}
+
+dds_entity_t MirrorDomain::makeWaitset(std::initializer_list<dds_entity_t> readers) const
+{
+    const dds_entity_t waitset = require(dds_create_waitset(m_participant), "waitset");
+    for (const dds_entity_t reader : readers) {
+        dds_set_status_mask(reader, DDS_DATA_AVAILABLE_STATUS);
+        require(dds_waitset_attach(waitset, reader, reader), "waitset");
+    }
+    return waitset;
 }

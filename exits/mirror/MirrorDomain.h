@@ -4,6 +4,8 @@
 
 #include <QtGlobal>
 
+#include <initializer_list>
+
 #include <dds/dds.h>
 
 /// The place where sources and receivers meet, and this program's part in it. One at a time.
@@ -24,6 +26,10 @@ public:
     /// @p listener may be null and stays the caller's.
     dds_entity_t makeSetReader(const dds_listener_t *listener) const;
     dds_entity_t makeLayoutReader() const;
+    dds_entity_t makeReportWriter() const;
+    dds_entity_t makeReportReader() const;
+    /// Something to wait with until one of @p readers has data.
+    dds_entity_t makeWaitset(std::initializer_list<dds_entity_t> readers) const;
 
 private:
     dds_entity_t makeTopic(const dds_topic_descriptor_t &type, const char *name) const;
@@ -32,4 +38,5 @@ private:
     dds_entity_t m_participant = 0;
     dds_entity_t m_sets = 0;
     dds_entity_t m_layouts = 0;
+    dds_entity_t m_reports = 0;
 };

@@ -2,9 +2,11 @@
 
 #include "mirror/MirrorSettings.h"
 #include "mirror/SetReceiver.h"
+#include "mirror/StatusLook.h"
 #include "service/Refusal.h"
 #include "service/Service.h"
 #include "service/ServiceLog.h"
+#include "service/StandardOutput.h"
 
 #include <QCoreApplication>
 
@@ -144,4 +146,22 @@ int runReceive(const Settings &settings, const QStringList &words)
     serve(service, settings, words, receiveSyntax(), receiving.status, QStringLiteral("watchdog"),
           [&receiving](int milliseconds) { receiving.receiver.setWatchdog(milliseconds); });
     return QCoreApplication::exec();
+}
+
+int runStatus(const Settings &settings, const QStringList &)
+{
+    const SettingGroup &group = settings.settings();
+    const DomainSettings place = DomainSettings::from(group);
+    const int moment = static_cast<int>(group.number(QStringLiteral("for")));
+    const DomainStatus status = lookAround(MirrorDomain(place), moment);
+    if (group.flag(QStringLiteral("json"))) {
+        writeToStandardOutput(status.json());
+    } else if (status.isEmpty()) {
+        writeToStandardOutput(QStringLiteral("no source and no receiver in %1 within %2 ms\n")
+                                  .arg(placeOf(place), QString::number(moment))
+                                  .toUtf8());
+    } else {
+        writeToStandardOutput(status.text().toUtf8());
+    }
+    return static_cast<int>(ExitCode::Done);
 }

@@ -8,3 +8,6 @@
 /// Refusal; @p words are read again on SIGHUP.
 int runSend(const Settings &settings, const QStringList &words);
 int runReceive(const Settings &settings, const QStringList &words);
+
+/// `tessel-mirror status`: says what it sees, and ends.
+int runStatus(const Settings &settings, const QStringList &words);

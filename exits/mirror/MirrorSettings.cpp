@@ -11,6 +11,9 @@ constexpr qint64 mostMilliseconds = 3600 * 1000;
 /// Less than the machines need to hear of each other in time.
 constexpr qint64 leastLease = 50;
 constexpr qint64 mostLease = 60000;
+/// Milliseconds; in less not even those of this machine hear of each other.
+constexpr qint64 leastLook = 100;
+constexpr qint64 mostLook = 60000;
 
 SettingSyntax descriptionSyntax()
 {
@@ -75,6 +78,32 @@ ProgramSyntax receiveSyntax()
         "  tessel mirror receive plant.process.json\n"
         "  tessel mirror receive --as plantMirror plant.process.json\n"
         "  tessel mirror receive --config /etc/tessel/mirror-receive/plant.conf\n");
+    return syntax;
+}
+
+ProgramSyntax statusSyntax()
+{
+    ProgramSyntax syntax;
+    syntax.program = QStringLiteral("tessel-mirror status");
+    syntax.summary = QStringLiteral("Show the sources and receivers of a domain.");
+    syntax.takesNone = true;
+    SettingSyntax json{QStringLiteral("json"),
+                       Type::Flag,
+                       {},
+                       QStringLiteral("Print JSON."),
+                       QStringLiteral("no")};
+    json.isOptionOnly = true;
+    SettingSyntax moment{QStringLiteral("for"),
+                         Type::Number,
+                         QStringLiteral("MS"),
+                         QStringLiteral("Look as many milliseconds."),
+                         QStringLiteral("2500"),
+                         leastLook,
+                         mostLook};
+    moment.isOptionOnly = true;
+    syntax.settings = QVector<SettingSyntax>{json, moment} + DomainSettings::syntax();
+    syntax.examples = QStringLiteral("  tessel mirror status\n"
+                                     "  tessel mirror status --json --interface eth1 --insecure\n");
     return syntax;
 }
 

@@ -11,6 +11,8 @@
 ProgramSyntax sendSyntax();
 /// What `tessel-mirror receive` takes.
 ProgramSyntax receiveSyntax();
+/// What `tessel-mirror status` takes.
+ProgramSyntax statusSyntax();
 
 /// The descriptions that @p settings name, by command line, configuration or environment, each once. Throws
 /// a Refusal if there are none.

@@ -1,9 +1,11 @@
 #include "mirror/SetReceiver.h"
 
+#include "mirror/SampleFields.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
 #include <QSocketNotifier>
+#include <QSysInfo>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,17 +24,14 @@ constexpr int mostRefused = 100;
 /// Looks for the layout of a refused source, and milliseconds between two.
 constexpr int mostLooks = 100;
 constexpr int lookInterval = 20;
+/// Milliseconds from one report to the next.
+constexpr int reportInterval = 1000;
 
 void wake(dds_entity_t, void *descriptor)
 {
     const quint64 one = 1;
     // Full is readable too.
     (void)!::write(*static_cast<const int *>(descriptor), &one, sizeof one);
-}
-
-QString boundedText(const char *text, std::size_t room)
-{
-    return QString::fromUtf8(text, int(::strnlen(text, room)));
 }
 
 QByteArray identityOf(const uint8_t (&source)[16])
@@ -42,17 +41,10 @@ QByteArray identityOf(const uint8_t (&source)[16])
 
 ReceivedSet received(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
 {
-    return {identityOf(sample.source),
-            info.publication_handle,
-            boundedText(sample.host, sizeof sample.host),
-            sample.attachment,
-            sample.generation,
-            sample.time_stamp,
-            sample.fingerprint,
-            sample.byte_order,
-            sample.status,
-            sample.bytes._buffer,
-            sample.bytes._length};
+    return {identityOf(sample.source), info.publication_handle, sampleText(sample.host),
+            sample.attachment,         sample.generation,       sample.time_stamp,
+            sample.fingerprint,        sample.byte_order,       sample.status,
+            sample.bytes._buffer,      sample.bytes._length};
 }
 
 SlotLayout layoutOf(const tessel_mirror_SourceLayout &sample)
@@ -90,13 +82,24 @@ SetReceiver::SetReceiver(const MirrorDomain &domain,
         });
     }
     connect(&m_looks, &QTimer::timeout, this, &SetReceiver::lookForLayout);
+    connect(&m_reports, &QTimer::timeout, this, [this] {
+        for (const auto &mirror : m_mirrors) {
+            report(*mirror);
+        }
+    });
     makeReader();
+    m_reportWriter = m_domain.makeReportWriter();
+    m_reports.start(reportInterval);
+    for (const auto &mirror : m_mirrors) {
+        report(*mirror);
+    }
 }
 
 SetReceiver::~SetReceiver()
 {
     // The last call of the listener has ended then.
     dds_delete(m_reader);
+    dds_delete(m_reportWriter);
     delete m_readable;
     ::close(m_descriptor);
 }
@@ -138,7 +141,7 @@ void SetReceiver::takeAll()
 
 void SetReceiver::take(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
 {
-    const QString key = boundedText(sample.region, sizeof sample.region);
+    const QString key = sampleText(sample.region);
     const auto found = std::find_if(m_mirrors.cbegin(), m_mirrors.cend(), [&](const auto &one) {
         return one->region->sourceKey() == key;
     });
@@ -167,19 +170,29 @@ void SetReceiver::show(Mirror &mirror, const ReceivedSet &set)
         lose(mirror,
              QStringLiteral("it says that %1").arg(textOf(static_cast<SourceState>(set.state))));
         break;
-    case SourceGate::Answer::Show:
-        if (mirror.source.isEmpty()) {
-            mirror.source = nameOf(set);
-            ServiceLog::notice(
-                QStringLiteral("region '%1' mirrors '%2' of %3")
-                    .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
-        }
-        mirror.region->show(set.bytes, static_cast<ByteOrder::Order>(set.byteOrder));
-        break;
+    case SourceGate::Answer::Show: publish(mirror, set); break;
     case SourceGate::Answer::Keep: break;
     }
     if (m_watchdog > 0) {
         mirror.watchdog.start(m_watchdog);
+    }
+}
+
+void SetReceiver::publish(Mirror &mirror, const ReceivedSet &set)
+{
+    const bool isNew = mirror.source.isEmpty();
+    if (isNew) {
+        mirror.source = nameOf(set);
+        mirror.identity = set.source;
+        ServiceLog::notice(
+            QStringLiteral("region '%1' mirrors '%2' of %3")
+                .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
+    }
+    if (mirror.region->show(set.bytes, static_cast<ByteOrder::Order>(set.byteOrder))) {
+        mirror.count.addShown(set, sampleTime());
+    }
+    if (isNew) {
+        report(mirror);
     }
 }
 
@@ -198,7 +211,29 @@ void SetReceiver::lose(Mirror &mirror, const QString &why)
     }
     mirror.trouble = why;
     mirror.source.clear();
+    mirror.identity.clear();
     mirror.watchdog.stop();
+    if (wasShown) {
+        report(mirror);
+    }
+}
+
+void SetReceiver::report(const Mirror &mirror)
+{
+    tessel_mirror_MirrorReport sample{};
+    setSampleText(sample.region, mirror.region->sourceKey());
+    setSampleText(sample.host, QSysInfo::machineHostName());
+    setSampleText(sample.mirror, mirror.region->key());
+    std::memcpy(sample.receiver, mirror.own.constData(), sizeof sample.receiver);
+    std::memcpy(sample.source, mirror.identity.constData(),
+                static_cast<std::size_t>(mirror.identity.size()));
+    sample.generation = mirror.count.generation();
+    sample.sets = mirror.count.sets();
+    sample.left_out = mirror.count.leftOut();
+    sample.lag = mirror.count.lag();
+    sample.time_stamp = sampleTime();
+    // One that finds no room is followed by the next.
+    dds_write(m_reportWriter, &sample);
 }
 
 void SetReceiver::refuse(Mirror &mirror, const ReceivedSet &set, const QString &why)

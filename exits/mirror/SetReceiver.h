@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mirror/MirrorCount.h"
 #include "mirror/MirrorDomain.h"
 #include "mirror/MirroredRegion.h"
 #include "mirror/SourceGate.h"
@@ -7,6 +8,7 @@
 #include <QObject>
 #include <QSet>
 #include <QTimer>
+#include <QUuid>
 
 #include <memory>
 #include <optional>
@@ -47,8 +49,11 @@ private:
 
         std::unique_ptr<MirroredRegion> region;
         SourceGate gate;
-        QString source;  ///< for messages; empty while there is none
-        QString trouble; ///< what was told last of a source without a set
+        MirrorCount count;
+        const QByteArray own = QUuid::createUuid().toRfc4122(); ///< identity in reports
+        QByteArray identity; ///< of the source; empty while there is none
+        QString source;      ///< for messages; empty while there is none
+        QString trouble;     ///< what was told last of a source without a set
         QSet<QByteArray> refused;
         QTimer watchdog;
     };
@@ -66,6 +71,8 @@ private:
     void takeAll();
     void take(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info);
     void show(Mirror &mirror, const ReceivedSet &set);
+    void publish(Mirror &mirror, const ReceivedSet &set);
+    void report(const Mirror &mirror);
     void lose(Mirror &mirror, const QString &why);
     void refuse(Mirror &mirror, const ReceivedSet &set, const QString &why);
     void askForLayout(Mirror &mirror, const ReceivedSet &set);
@@ -78,6 +85,8 @@ private:
     int m_descriptor = -1; ///< readable when the engine has something
     QSocketNotifier *m_readable = nullptr;
     dds_entity_t m_reader = 0;
+    dds_entity_t m_reportWriter = 0;
     std::optional<Question> m_question;
+    QTimer m_reports;
     QTimer m_looks; ///< while there is a question
 };

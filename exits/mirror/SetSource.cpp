@@ -1,10 +1,10 @@
 #include "mirror/SetSource.h"
 
 #include "mirror/ByteOrder.h"
+#include "mirror/SampleFields.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
-#include <QDateTime>
 #include <QFile>
 #include <QSysInfo>
 #include <QUuid>
@@ -20,8 +20,6 @@ namespace {
 constexpr int againInterval = 1000;
 /// The same of one that found no room: what was sent before is on its way still.
 constexpr int roomInterval = 5;
-/// Of keys and names, with the zero at the end.
-constexpr int textRoom = 256;
 
 QByteArray bootIdentity()
 {
@@ -29,12 +27,6 @@ QByteArray bootIdentity()
     const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed()
                                                            : QByteArray();
     return QUuid(QString::fromLatin1(text)).toRfc4122();
-}
-
-void fill(char *target, const QString &text)
-{
-    const QByteArray bytes = text.toUtf8().left(textRoom - 1);
-    std::memcpy(target, bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
 DescriptionTree doubleBuffered(const QString &path)
@@ -46,7 +38,7 @@ DescriptionTree doubleBuffered(const QString &path)
                                      "needs 'doubleBuffer'")
                           .arg(path)};
     }
-    if (tree.key.toUtf8().size() >= textRoom) {
+    if (tree.key.toUtf8().size() >= sampleTextRoom) {
         throw Refusal{ExitCode::InputOutputFile,
                       QStringLiteral("%1: its memory key is longer than 255 bytes").arg(path)};
     }
@@ -98,7 +90,7 @@ void SetSource::readLayout()
                           leaf.sizeMetadata, leaf.mask});
     }
     tessel_mirror_SourceLayout sample{};
-    fill(sample.region, m_region.key());
+    setSampleText(sample.region, m_region.key());
     std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
     sample.fingerprint = m_layout.fingerprint;
     sample.buffer_size = m_layout.bufferSize;
@@ -166,13 +158,13 @@ void SetSource::send(const unsigned char *bytes, quint32 size)
 {
     static const QByteArray boot = bootIdentity();
     tessel_mirror_SourceSet sample{};
-    fill(sample.region, m_region.key());
-    fill(sample.host, QSysInfo::machineHostName());
+    setSampleText(sample.region, m_region.key());
+    setSampleText(sample.host, QSysInfo::machineHostName());
     std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
     std::memcpy(sample.boot, boot.constData(), sizeof sample.boot);
     sample.attachment = m_attachment;
     sample.generation = m_generation;
-    sample.time_stamp = QDateTime::currentMSecsSinceEpoch() * 1000;
+    sample.time_stamp = sampleTime();
     sample.fingerprint = m_layout.fingerprint;
     sample.byte_order = static_cast<uint8_t>(ByteOrder::ofThisMachine());
     sample.status = static_cast<uint8_t>(m_state);

@@ -46,4 +46,6 @@ struct ProgramSyntax
     QString examples;
     /// Whether several descriptions may stand on the command line.
     bool takesSeveral = false;
+    /// Whether a description is none of its words.
+    bool takesNone = false;
 };

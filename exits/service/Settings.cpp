@@ -153,6 +153,9 @@ void Settings::takeWords(const ProgramSyntax &syntax, QStringList words)
             takeOption(syntax, word, words);
         } else if (word.isEmpty()) {
             refuseUse(syntax, QStringLiteral("an empty argument names no description"));
+        } else if (syntax.takesNone) {
+            refuseUse(syntax,
+                      QStringLiteral("'%1' is too much; it takes no description").arg(word));
         } else if (!m_positionals.isEmpty() && !syntax.takesSeveral) {
             refuseUse(syntax, QStringLiteral("one description at a time, not '%1' as well as '%2'")
                                   .arg(word, m_positionals[0]));
@@ -221,9 +224,12 @@ QString Settings::description() const
 
 QString Settings::helpText(const ProgramSyntax &syntax)
 {
-    QString text = QStringLiteral("Usage: %1 [OPTION...] FILE|DIR%2\n\n%3\n\nOptions:\n")
-                       .arg(syntax.program, syntax.takesSeveral ? QStringLiteral("...") : QString(),
-                            syntax.summary);
+    const QString descriptions = syntax.takesNone
+                                     ? QString()
+                                     : (syntax.takesSeveral ? QStringLiteral(" FILE|DIR...")
+                                                            : QStringLiteral(" FILE|DIR"));
+    QString text = QStringLiteral("Usage: %1 [OPTION...]%2\n\n%3\n\nOptions:\n")
+                       .arg(syntax.program, descriptions, syntax.summary);
     text += optionLine(QStringLiteral("--config FILE"),
                        QStringLiteral("Take settings from a file; options win over it."));
     for (const auto &setting : syntax.settings) {

@@ -74,6 +74,7 @@ private Q_SLOTS:
     void mistakeOnTheCommandLineIsNamed_data();
     void mistakeOnTheCommandLineIsNamed();
     void severalDescriptionsStandWhereTheyAreTaken();
+    void noDescriptionStandsWhereNoneIsTaken();
     void fileThatIsTooLargeIsRefused();
     void helpHasEachSetting();
 };
@@ -234,6 +235,21 @@ void tst_Settings::severalDescriptionsStandWhereTheyAreTaken()
         QLatin1String("Usage: tessel-some [OPTION...] FILE|DIR...\n")));
     QVERIFY(Settings::helpText(syntax()).startsWith(
         QLatin1String("Usage: tessel-some [OPTION...] FILE|DIR\n")));
+}
+
+void tst_Settings::noDescriptionStandsWhereNoneIsTaken()
+{
+    ProgramSyntax none = syntax();
+    none.takesNone = true;
+
+    QVERIFY(Settings::helpText(none).startsWith(QLatin1String("Usage: tessel-some [OPTION...]\n")));
+    try {
+        Settings::fromCommandLine(none, {QStringLiteral("plant")});
+        QFAIL("was taken");
+    } catch (const Refusal &refusal) {
+        QCOMPARE(refusal.text, QStringLiteral("'plant' is too much; it takes no description; see "
+                                              "'tessel-some --help'"));
+    }
 }
 
 void tst_Settings::fileThatIsTooLargeIsRefused()

@@ -281,8 +281,8 @@ class Refusals(unittest.TestCase):
 
     def test_words_that_are_none_are_refused(self):
         for words, text in (
-            ([], "no command; it is send or receive"),
-            (["recieve"], "unknown command 'recieve'; it is send or receive"),
+            ([], "no command; it is send, receive or status"),
+            (["recieve"], "unknown command 'recieve'; it is send, receive or status"),
         ):
             refused = run(*words)
 

@@ -1,0 +1,88 @@
+#include "mirror/StatusLook.h"
+
+#include "mirror/SampleFields.h"
+
+#include <QDeadlineTimer>
+
+#include <algorithm>
+
+#include <MirrorTopics.h>
+
+namespace {
+
+constexpr int mostAtOnce = 16;
+
+template <std::size_t size>
+QByteArray bytesOf(const uint8_t (&identity)[size])
+{
+    return QByteArray(reinterpret_cast<const char *>(identity), size);
+}
+
+void take(DomainStatus &status, const tessel_mirror_SourceSet &sample,
+          const dds_sample_info_t &info)
+{
+    const QString region = sampleText(sample.region);
+    if (info.valid_data) {
+        status.take(region, bytesOf(sample.source),
+                    DomainStatus::Source{sampleText(sample.host), sample.status, sample.attachment,
+                                         sample.generation, sample.time_stamp,
+                                         sample.bytes._length});
+    }
+    if (info.instance_state != DDS_IST_ALIVE) {
+        status.removeSource(region, bytesOf(sample.source));
+    }
+}
+
+void take(DomainStatus &status, const tessel_mirror_MirrorReport &sample,
+          const dds_sample_info_t &info)
+{
+    const QString region = sampleText(sample.region);
+    const QByteArray source = bytesOf(sample.source);
+    const bool hasSource = source.count('\0') < source.size();
+    if (info.valid_data) {
+        status.take(region, bytesOf(sample.receiver),
+                    DomainStatus::Receiver{sampleText(sample.host), sampleText(sample.mirror),
+                                           hasSource ? source : QByteArray(), sample.generation,
+                                           sample.sets, sample.left_out, sample.lag,
+                                           sample.time_stamp});
+    }
+    if (info.instance_state != DDS_IST_ALIVE) {
+        status.removeReceiver(region, bytesOf(sample.receiver));
+    }
+}
+
+template <typename Sample>
+void takeAll(DomainStatus &status, dds_entity_t reader)
+{
+    dds_return_t taken = mostAtOnce;
+    while (taken == mostAtOnce) {
+        void *samples[mostAtOnce] = {};
+        dds_sample_info_t infos[mostAtOnce];
+        taken = dds_take(reader, samples, infos, mostAtOnce, mostAtOnce);
+        for (int i = 0; i < taken; ++i) {
+            take(status, *static_cast<const Sample *>(samples[i]), infos[i]);
+        }
+        if (taken > 0) {
+            dds_return_loan(reader, samples, taken);
+        }
+    }
+}
+
+} // namespace
+
+DomainStatus lookAround(const MirrorDomain &domain, int milliseconds)
+{
+    const dds_entity_t sets = domain.makeSetReader(nullptr);
+    const dds_entity_t reports = domain.makeReportReader();
+    const dds_entity_t either = domain.makeWaitset({sets, reports});
+    DomainStatus status;
+    for (QDeadlineTimer end(milliseconds); !end.hasExpired();) {
+        dds_waitset_wait(either, nullptr, 0, DDS_MSECS(std::max<qint64>(1, end.remainingTime())));
+        takeAll<tessel_mirror_SourceSet>(status, sets);
+        takeAll<tessel_mirror_MirrorReport>(status, reports);
+    }
+    for (const dds_entity_t one : {either, sets, reports}) {
+        dds_delete(one);
+    }
+    return status;
+}
