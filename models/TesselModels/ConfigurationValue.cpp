@@ -51,9 +51,13 @@ QVariant number(const QVariant &given, const QString &typeName, QMetaType::Type 
         QVariant result(floating);
         return ok && isFinite && result.convert(type) ? result : QVariant();
     }
-    // QML has no other numbers than doubles; half a whole number would be rounded.
+    // QML has no other numbers than doubles; half a whole number would be rounded. Up to the bound each whole
+    // number is a double of its own; what lies beyond 64 bits would become any number at all.
+    constexpr double mostExact = 9007199254740992.0;
     const bool isDouble = isFloating(static_cast<QMetaType::Type>(given.userType()));
-    if (isDouble && std::trunc(given.toDouble()) != given.toDouble()) {
+    if (isDouble
+        && (std::trunc(given.toDouble()) != given.toDouble()
+            || std::abs(given.toDouble()) > mostExact)) {
         return {};
     }
     bool ok = false;

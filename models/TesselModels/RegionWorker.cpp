@@ -296,13 +296,17 @@ void RegionWorker::write(const QString &url, const QVariant &value)
     const auto refuse = [&](const WriteProblem &problem) {
         Q_EMIT writeFailed(url, static_cast<int>(problem.code), problem.text);
     };
+    // Nobody reads any more what is written into a region that has lost its name.
+    if (m_manager && m_region->getName() != RegionInspection::Name::Current) {
+        look();
+    }
     const int leaf = m_description ? m_description->leafAt.value(url, -1) : -1;
     if (m_description && leaf < 0) {
         refuse({TesselModels::WriteError::NoSuchValue,
                 QStringLiteral("'%1': %2 describes no such value").arg(url, m_path)});
         return;
     }
-    if (m_manager == nullptr || !m_reading.elements[leaf]) {
+    if (!isUp() || !m_reading.elements[leaf]) {
         refuse({TesselModels::WriteError::NotConnected,
                 QStringLiteral("'%1': its region is away, or it has no usable slot").arg(url)});
         return;

@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QtTest>
 
+#include <limits>
 #include <memory>
 
 using namespace TesselModels;
@@ -214,6 +215,10 @@ void tst_ConfigurationModel::refusedValueIsToldInWords_data()
     row("negative", "empty", "-1", ConfigurationWrongType, "'-1' is no uint32");
     row("no entry", "mode", 2, ConfigurationWrongType, "'2' is no selector");
     row("no boolean", "flag", "perhaps", ConfigurationWrongType, "'perhaps' is no boolean");
+    // Both have no fraction.
+    row("beyond 64 bits", "big", 1e300, ConfigurationWrongType, "'1e+300' is no int64");
+    row("infinite", "big", std::numeric_limits<double>::infinity(), ConfigurationWrongType,
+        "'inf' is no int64");
     row("read-only", "fixed", 8, ConfigurationReadOnly, "the value is read-only");
     row("node", "range", 8, ConfigurationTargetMissing, "there is no such value");
     row("missing", "none", 8, ConfigurationTargetMissing, "there is no such value");

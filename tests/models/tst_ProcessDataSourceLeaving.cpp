@@ -13,6 +13,7 @@ class tst_ProcessDataSourceLeaving : public QObject
 private Q_SLOTS:
     void regionThatReturnsIsAttachedAnew();
     void replacedRegionIsAttachedAnew();
+    void writeIntoAReplacedRegionIsNotLost();
     void killedCreatorCountsAsGone();
     void changedDescriptionIsReadAnew();
     void brokenDescriptionIsSaidAndSurvived();
@@ -60,6 +61,23 @@ void tst_ProcessDataSourceLeaving::replacedRegionIsAttachedAnew()
     QVERIFY(second.publish(plant.speed, validValue(9.5)));
 
     QTRY_COMPARE_WITH_TIMEOUT(speed.getValue(), QVariant(9.5), longestWait);
+}
+
+void tst_ProcessDataSourceLeaving::writeIntoAReplacedRegionIsNotLost()
+{
+    const DisplayedPlant plant;
+    const auto first = std::make_unique<HeldRegion>(plant.file);
+    ProcessDataSource source(plant.file);
+    QVERIFY(waitUntilConnected(source));
+    const QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+
+    HeldRegion second(plant.file);
+    QVERIFY(second.publish(plant.speed, validValue(1.5)));
+    // The source is not told of the second one yet.
+    source.write(plant.speed, 9.5);
+
+    QTRY_COMPARE_WITH_TIMEOUT(second.read(plant.speed).toDouble(), 9.5, longestWait);
+    QCOMPARE(failed.count(), 0);
 }
 
 void tst_ProcessDataSourceLeaving::killedCreatorCountsAsGone()

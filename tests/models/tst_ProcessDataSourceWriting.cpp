@@ -1,6 +1,6 @@
 #include "DisplayedPlant.h"
+#include "StoppedWriter.h"
 #include "TesselModels/ProcessDataItem.h"
-#include "support/StoppedProcess.h"
 
 #include <QDir>
 
@@ -19,42 +19,6 @@ int helperThreads()
     }
     return count;
 }
-
-/// A process that attaches to the region when told, and stands still with its write lock.
-class StoppedWriter
-{
-public:
-    /// Before there is another thread.
-    explicit StoppedWriter(const QString &file)
-        : m_child([file](const ChildSide &parent) {
-            parent.waitForWord();
-            ProcessDataManager manager;
-            CHILD_VERIFY(manager.createProcessDataFromFile(
-                file, ProcessDataManager::InitTypeSharedMemoryAttach));
-            CHILD_VERIFY(manager.lockWriteBuffer());
-            parent.say();
-            parent.waitForWord();
-            CHILD_VERIFY(manager.unlockWriteBuffer());
-            return 0;
-        })
-    {
-    }
-
-    bool takeLock()
-    {
-        m_child.tell();
-        return m_child.waitUntilReady() && m_child.stop();
-    }
-    int goOn()
-    {
-        m_child.resume();
-        m_child.tell();
-        return m_child.waitForExit();
-    }
-
-private:
-    ChildProcess m_child;
-};
 
 } // namespace
 
