@@ -2,8 +2,8 @@
 
 #include "Companion/PingPongBufferHandler.h"
 #include "DoctoredPlant.h"
-#include "LookingReader.h"
 #include "ProcessData/Linux/SharedMemory.h"
+#include "support/LookingReader.h"
 #include "support/ProcessState.h"
 
 #include <chrono>
