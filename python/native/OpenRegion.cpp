@@ -15,6 +15,9 @@
 
 namespace {
 
+/// A wait for a lock counts its slices in whole milliseconds, and may end so much too early.
+constexpr qint64 lockWaitRounding = 10;
+
 /// A description would answer for a management block that is not there.
 bool hasOtherFormat(const RegionInspection &region)
 {
@@ -183,10 +186,11 @@ void OpenRegion::requireOpen() const
 
 void OpenRegion::refuseLock(qint64 waitedMilliseconds) const
 {
-    if (waitedMilliseconds >= SystemVSemaphoreBaseClass::sm_lockWaitBound.count()) {
+    const qint64 waited = waitedMilliseconds + lockWaitRounding;
+    if (waited >= SystemVSemaphoreBaseClass::sm_lockWaitBound.count()) {
         refuse(Failure::Kind::TimedOut, m_path,
                QStringLiteral("another process has held the lock of region '%1' for more than %2 s")
-                   .arg(m_tree.key, QString::number(waitedMilliseconds / 1000)));
+                   .arg(m_tree.key, QString::number(waited / 1000)));
     }
     refuse(Failure::Kind::Access, m_path,
            LibraryReasons::behind(QStringLiteral("no lock on region '%1'").arg(m_tree.key)));
@@ -236,10 +240,13 @@ void OpenRegion::close()
     if (!m_manager) {
         return;
     }
-    for (auto *const set : m_sets) {
-        set->decodeAll();
+    {
+        const std::lock_guard<std::mutex> setsLock(m_setsMutex);
+        for (auto *const set : m_sets) {
+            set->decodeAll();
+        }
+        m_sets.clear();
     }
-    m_sets.clear();
     for (auto &leaf : m_leaves) {
         leaf.element.reset();
     }
@@ -252,6 +259,6 @@ void OpenRegion::forget(TakenSet *set)
     if (m_fork.isInChild()) {
         return;
     }
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_setsMutex);
     m_sets.erase(set);
 }

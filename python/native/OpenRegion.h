@@ -87,6 +87,9 @@ private:
     bool m_isClosed = false;
     DescriptionTree m_tree;
     QVector<Leaf> m_leaves;
+    /// A set is dropped with the interpreter's lock held, and must not wait for who waits inside m_mutex. Taken
+    /// inside that one, or alone.
+    std::mutex m_setsMutex;
     std::unordered_set<TakenSet *> m_sets; ///< those whose values lie in their snapshots
     std::vector<std::weak_ptr<SetWait>> m_waits;
     // Destroyed from the last to the first.

@@ -96,6 +96,7 @@ std::shared_ptr<TakenSet> OpenRegion::read(const QVector<int> &leaves)
             QStringLiteral("%1: nothing was published in region '%2' yet").arg(m_path, m_tree.key)};
     }
     auto set = std::make_shared<TakenSet>(shared_from_this(), leaves, std::move(snapshot));
+    const std::lock_guard<std::mutex> setsLock(m_setsMutex);
     m_sets.insert(set.get());
     return set;
 }

@@ -3,14 +3,16 @@
 from __future__ import annotations
 
 import asyncio
+import atexit
 import os
 import threading
 import time
+import weakref
 from types import TracebackType
 from typing import AsyncIterator, Dict, Iterable, Iterator, List, Mapping, Optional, Tuple, Type, Union
 
 from . import _native
-from ._errors import ClosedError, FileError, TimedOutError, UnknownUrlError, UseError
+from ._errors import ClosedError, Error, FileError, TimedOutError, UnknownUrlError, UseError
 from ._set import Choice, Set, plain
 from ._states import Description, Scalar, State, Value
 
@@ -39,6 +41,29 @@ def create(path: Path, prefix: str = "") -> Region:
     return Region(_native.create(os.fspath(path), prefix))
 
 
+_opened: weakref.WeakSet[Region] = weakref.WeakSet()
+
+
+@atexit.register
+def _close_all() -> None:
+    """A thread that Python does not wait for would keep its region, and what was created would stay behind."""
+    for region in list(_opened):
+        try:
+            region.close()
+        except Error:
+            pass  # it belongs to the parent of this process
+
+
+#: An asynchronous interval looks for the end of its watch this often, in seconds.
+_LOOKS = 0.05
+
+
+def _seconds(given: float) -> float:
+    if given != given:
+        raise UseError(f"'{given}' is no time in seconds")
+    return max(given, 0.0)
+
+
 def _is_main_thread() -> bool:
     return threading.get_ident() == threading.main_thread().ident
 
@@ -64,6 +89,7 @@ class Region:
         self._lock = threading.Lock()
         self._wait: Optional[_native.Wait] = None
         self._has_descriptor = False
+        _opened.add(self)
 
     def _choice(self, indices: List[int]) -> Choice:
         chosen = [self._descriptions[index] for index in indices]
@@ -173,7 +199,7 @@ class Region:
         replaced `LayoutMismatchError`, within some two seconds; one with a single buffer `UseError`. Ctrl-C ends
         it, and so does `close` on another thread, with `ClosedError`.
         """
-        bound = -1.0 if timeout is None else max(timeout, 0.0)
+        bound = -1.0 if timeout is None else _seconds(timeout)
         outcome = self._own_wait().wait(seen, bound, _is_main_thread())
         if outcome is None:
             raise TimedOutError(f"no set was published in {bound:g} s")
@@ -262,7 +288,7 @@ class Watch:
     def __init__(self, region: Region, choice: Choice, interval: float) -> None:
         self._region = region
         self._choice = choice
-        self._interval = interval
+        self._interval = _seconds(interval)
         self._wait = region._native.make_wait()
         self._seen = 0
         self._next = 0.0
@@ -305,8 +331,11 @@ class Watch:
         return self
 
     async def __anext__(self) -> Set:
-        if (left := self._next - time.monotonic()) > 0:
-            await asyncio.sleep(left)
+        while (left := self._next - time.monotonic()) > 0:
+            # Ended by close() like any other wait.
+            if self._wait.acknowledge(self._seen) is False:
+                raise StopAsyncIteration
+            await asyncio.sleep(min(left, _LOOKS))
         try:
             descriptor = self._wait.fileno()
         except ClosedError:
