@@ -14,6 +14,7 @@ namespace {
 
 void requireWritable(const OpenRegion &region, const Leaf &leaf)
 {
+    region.requireWritable();
     if (!leaf.slotProblem.isEmpty()) {
         throw Failure{Failure::Kind::File, QStringLiteral("%1: '%2' has no usable slot: %3")
                                                .arg(region.path(), leaf.url, leaf.slotProblem)};

@@ -63,6 +63,9 @@ void OpenRegion::attach()
     requireMatchingRegion();
     LibraryReasons::take();
     m_manager = std::make_unique<ProcessDataManager>();
+    if (m_opening == Opening::AttachReadOnly) {
+        m_manager->setAccessMode(SharedMemory::ReadOnly);
+    }
     if (!m_manager->createProcessData(m_tree.root,
                                       ProcessDataManager::InitTypeSharedMemoryAttach)) {
         refuse(
@@ -142,6 +145,15 @@ void OpenRegion::requireMatchingRegion() const
                              .arg(m_tree.key, first.isEmpty()
                                                   ? QString()
                                                   : QStringLiteral(", from '%1' on").arg(first)));
+}
+
+void OpenRegion::requireWritable() const
+{
+    if (m_opening == Opening::AttachReadOnly) {
+        refuse(Failure::Kind::Access, m_path,
+               QStringLiteral("its region was attached for reading alone; attach without read_only "
+                              "to write"));
+    }
 }
 
 void OpenRegion::requireCurrent() const

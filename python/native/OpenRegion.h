@@ -34,7 +34,7 @@ struct LeafWrite
 class OpenRegion : public std::enable_shared_from_this<OpenRegion>
 {
 public:
-    enum class Opening { Attach, Create };
+    enum class Opening { Attach, AttachReadOnly, Create };
 
     /// @p prefix is that of the key which a created folder of descriptions gets.
     OpenRegion(const QString &path, Opening opening, const QString &prefix);
@@ -62,6 +62,8 @@ public:
     /// Gives the region back. Sets that were read keep their values; who waits is told.
     void close();
 
+    /// Throws a Failure if the region was attached for reading alone.
+    void requireWritable() const;
     /// Throws the Failure of a region that went away under its user.
     void requireCurrent() const;
 

@@ -106,6 +106,7 @@ void OpenRegion::publish(const QVector<LeafWrite> &writes)
     m_fork.requireOwnProcess();
     const std::lock_guard<std::mutex> lock(m_mutex);
     requireOpen();
+    requireWritable();
     write(writes);
 }
 

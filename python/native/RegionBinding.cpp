@@ -247,10 +247,13 @@ void bindRegions(py::module_ &module)
         .def("close", [](OpenRegion &region) { callLibrary([&] { region.close(); }); });
     module.def(
         "attach",
-        [](const py::str &path) {
-            return openRegion(path, OpenRegion::Opening::Attach, py::str());
+        [](const py::str &path, bool isReadOnly) {
+            return openRegion(path,
+                              isReadOnly ? OpenRegion::Opening::AttachReadOnly
+                                         : OpenRegion::Opening::Attach,
+                              py::str());
         },
-        py::arg("path"));
+        py::arg("path"), py::arg("read_only"));
     module.def(
         "create",
         [](const py::str &path, const py::str &prefix) {

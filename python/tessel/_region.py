@@ -21,14 +21,18 @@ Urls = Union[str, Iterable[str]]
 Writable = Union[Scalar, State, Value]
 
 
-def attach(path: Path) -> Region:
+def attach(path: Path, *, read_only: bool = False) -> Region:
     """Attaches to the region of a process description, a file or a folder.
 
-    Another process has to have created it. Raises `MissingError` where there is no such file or region,
-    `AccessError` where it must not be read, `LayoutMismatchError` where the region was made from another
-    description, `FileError` where the description does not parse.
+    Another process has to have created it. With ``read_only`` its memory cannot be written, so that nothing here can
+    spoil it, and who may only read its file can attach; writes raise `AccessError`. The publishers do not hear of such
+    a reader: a wait looks for new sets itself, and a fast writer may leave no time to read.
+
+    Raises `MissingError` where there is no such file or region, `AccessError` where it must not be read,
+    `LayoutMismatchError` where the region was made from another description, `FileError` where the description does
+    not parse.
     """
-    return Region(_native.attach(os.fspath(path)))
+    return Region(_native.attach(os.fspath(path), read_only))
 
 
 def create(path: Path, prefix: str = "") -> Region:

@@ -206,3 +206,42 @@ def test_a_closed_region_says_so(plant):
     region.close()
     with pytest.raises(tessel.MissingError):
         tessel.attach(plant)
+
+
+def access_of_mappings(key):
+    """How this process has mapped the region of a key, such as `rw-s`."""
+    with open("/proc/self/maps") as maps:
+        return {line.split()[1] for line in maps if f"/dev/shm/{key}SharedMemory" in line}
+
+
+def test_a_region_is_attached_for_reading_alone(plant, other):
+    creator = other("""
+        import sys, tessel
+        with tessel.create(sys.argv[1]) as region:
+            region.publish({"count": 2**53 + 1})
+            print("created", flush=True)
+            for line in sys.stdin:
+                region.publish({"count": int(line)})
+        """, plant)
+    assert creator.line() == "created"
+    with tessel.attach(plant) as region:
+        assert access_of_mappings(region.key) == {"rw-s"}
+    with tessel.attach(plant, read_only=True) as region:
+        assert access_of_mappings(region.key) == {"r--s"}
+        assert region["count"].value == 2**53 + 1
+        seen = region.generation
+        creator.tell("7")
+        assert region.wait(seen, timeout=60) == seen + 1 and region["count"].value == 7
+        assert next(region.watch("count"))["count"].value == 7
+        told = "attached for reading alone; attach without read_only to write"
+        with region.write() as values:
+            with pytest.raises(PermissionError, match=told) as caught:
+                values["count"] = 8
+        assert caught.value.exit_code == 4
+        for writes in ({"count": 8}, {}):
+            with pytest.raises(tessel.AccessError, match=told):
+                region.publish(writes)
+        assert region["count"].value == 7
+    creator.process.stdin.close()
+    creator.process.stdin = None
+    assert creator.end() == (0, "", "")
