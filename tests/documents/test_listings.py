@@ -13,7 +13,7 @@ LANGUAGES = {
     "cmake": ("CMakeLists.txt",),
     "python": (".py",),
 }
-# The worked example of the format is checked by the tool, see tests/tool/tst_Readme.cpp; the programs that read memory
+# The worked example of the format is checked by the tool, see tests/tool/tst_Readme.cpp; the programs that reckon with memory
 # and recordings are run by tests of their own.
 CHECKED_ELSEWHERE = {
     ("docs/description-format.md", "json"),
