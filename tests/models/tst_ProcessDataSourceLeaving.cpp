@@ -95,6 +95,11 @@ void tst_ProcessDataSourceLeaving::killedCreatorCountsAsGone()
     QCOMPARE(
         source.getErrorText(),
         QStringLiteral("the creator of region '%1' has died; start it again").arg(plant.key()));
+    // Nor does a write of its own make it one that lives.
+    QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+    source.write(plant.speed, 9.5);
+    QVERIFY(failed.wait(longestWait));
+    QCOMPARE(failed.first()[1].toInt(), int(TesselModels::WriteError::NotConnected));
     HeldRegion next(plant.file);
     QVERIFY(waitUntilConnected(source));
 }
