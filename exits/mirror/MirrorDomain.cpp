@@ -116,6 +116,7 @@ MirrorDomain::MirrorDomain(const DomainSettings &settings)
     m_sets = makeTopic(tessel_mirror_SourceSet_desc, "TesselMirrorSet1");
     m_layouts = makeTopic(tessel_mirror_SourceLayout_desc, "TesselMirrorLayout1");
     m_reports = makeTopic(tessel_mirror_MirrorReport_desc, "TesselMirrorReport1");
+    m_descriptions = makeTopic(tessel_mirror_SourceDescription_desc, "TesselMirrorDescription1");
 }
 
 MirrorDomain::~MirrorDomain()
@@ -162,6 +163,18 @@ dds_entity_t MirrorDomain::makeReportWriter() const
 dds_entity_t MirrorDomain::makeReportReader() const
 {
     return require(dds_create_reader(m_participant, m_reports, newestOfEach().get(), nullptr),
+                   "reader");
+}
+
+dds_entity_t MirrorDomain::makeDescriptionWriter() const
+{
+    return require(dds_create_writer(m_participant, m_descriptions, newestOfEach().get(), nullptr),
+                   "writer");
+}
+
+dds_entity_t MirrorDomain::makeDescriptionReader() const
+{
+    return require(dds_create_reader(m_participant, m_descriptions, newestOfEach().get(), nullptr),
                    "reader");
 }
 

@@ -28,6 +28,8 @@ public:
     dds_entity_t makeLayoutReader() const;
     dds_entity_t makeReportWriter() const;
     dds_entity_t makeReportReader() const;
+    dds_entity_t makeDescriptionWriter() const;
+    dds_entity_t makeDescriptionReader() const;
     /// Something to wait with until one of @p readers has data.
     dds_entity_t makeWaitset(std::initializer_list<dds_entity_t> readers) const;
 
@@ -39,4 +41,5 @@ private:
     dds_entity_t m_sets = 0;
     dds_entity_t m_layouts = 0;
     dds_entity_t m_reports = 0;
+    dds_entity_t m_descriptions = 0;
 };

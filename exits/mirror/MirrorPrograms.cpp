@@ -1,5 +1,6 @@
 #include "mirror/MirrorPrograms.h"
 
+#include "mirror/DescriptionFetch.h"
 #include "mirror/MirrorSettings.h"
 #include "mirror/SetReceiver.h"
 #include "mirror/StatusLook.h"
@@ -121,6 +122,22 @@ void serve(Service &service, const Settings &settings, const QStringList &words,
     });
 }
 
+int fetch(const Settings &settings)
+{
+    const SettingGroup &group = settings.settings();
+    const QString key = group.text(QStringLiteral("describe"));
+    const QString folder = group.text(QStringLiteral("output"));
+    if (key.isEmpty() || folder.isEmpty() || !settings.positionals().isEmpty()) {
+        throw Refusal{ExitCode::WrongUse,
+                      QStringLiteral("--describe KEY and -o DIR go together, without a "
+                                     "description")};
+    }
+    const MirrorDomain domain(DomainSettings::from(group));
+    const auto patience = static_cast<int>(group.number(QStringLiteral("watchdog")));
+    writeToStandardOutput(fetchDescription(domain, key, folder, patience).toUtf8() + '\n');
+    return static_cast<int>(ExitCode::Done);
+}
+
 } // namespace
 
 int runSend(const Settings &settings, const QStringList &words)
@@ -139,6 +156,10 @@ int runSend(const Settings &settings, const QStringList &words)
 
 int runReceive(const Settings &settings, const QStringList &words)
 {
+    const SettingGroup &group = settings.settings();
+    if (group.isSet(QStringLiteral("describe")) || group.isSet(QStringLiteral("output"))) {
+        return fetch(settings);
+    }
     Service service;
     Receiving receiving(settings);
     QObject::connect(&receiving.receiver, &SetReceiver::layoutRefused, QCoreApplication::instance(),

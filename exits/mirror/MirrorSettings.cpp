@@ -24,6 +24,24 @@ SettingSyntax descriptionSyntax()
             {}};
 }
 
+QVector<SettingSyntax> describeSyntax()
+{
+    SettingSyntax key{QStringLiteral("describe"),
+                      Type::Text,
+                      QStringLiteral("KEY"),
+                      QStringLiteral("Fetch the description of a source, and end."),
+                      {}};
+    SettingSyntax folder{QStringLiteral("output"),
+                         Type::Text,
+                         QStringLiteral("DIR"),
+                         QStringLiteral("Where --describe makes a folder with it."),
+                         {}};
+    key.isOptionOnly = true;
+    folder.isOptionOnly = true;
+    folder.letter = QLatin1Char('o');
+    return {key, folder};
+}
+
 } // namespace
 
 ProgramSyntax sendSyntax()
@@ -73,10 +91,12 @@ ProgramSyntax receiveSyntax()
         {QStringLiteral("watchdog"), Type::Number, QStringLiteral("MS"),
          QStringLiteral("Give a source up after as many milliseconds without a set; 0: never."),
          QStringLiteral("5000"), 0, mostMilliseconds}};
+    syntax.settings += describeSyntax();
     syntax.settings += DomainSettings::syntax();
     syntax.examples = QStringLiteral(
         "  tessel mirror receive plant.process.json\n"
         "  tessel mirror receive --as plantMirror plant.process.json\n"
+        "  tessel mirror receive --describe plant -o plant\n"
         "  tessel mirror receive --config /etc/tessel/mirror-receive/plant.conf\n");
     return syntax;
 }

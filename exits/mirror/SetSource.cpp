@@ -1,6 +1,7 @@
 #include "mirror/SetSource.h"
 
 #include "mirror/ByteOrder.h"
+#include "mirror/DescriptionBundle.h"
 #include "mirror/SampleFields.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
@@ -54,6 +55,7 @@ SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace
     , m_identity(QUuid::createUuid().toRfc4122())
     , m_writer(domain.makeSetWriter(pace.lease))
     , m_layoutWriter(domain.makeLayoutWriter())
+    , m_descriptionWriter(domain.makeDescriptionWriter())
 {
     connect(&m_region, &RegionFollower::upChanged, this, &SetSource::handleUp);
     connect(&m_region, &RegionFollower::setPublished, this, &SetSource::handlePublished);
@@ -70,6 +72,7 @@ SetSource::~SetSource()
 {
     dds_delete(m_writer);
     dds_delete(m_layoutWriter);
+    dds_delete(m_descriptionWriter);
 }
 
 void SetSource::readLayout()
@@ -97,6 +100,42 @@ void SetSource::readLayout()
     sample.leaves._length = sample.leaves._maximum = static_cast<uint32_t>(leaves.size());
     sample.leaves._buffer = leaves.data();
     dds_write(m_layoutWriter, &sample);
+    offerDescription();
+}
+
+void SetSource::offerDescription()
+{
+    DescriptionBundle bundle;
+    QString problem;
+    try {
+        bundle = DescriptionBundle::read(m_region.path());
+        problem = bundle.problem();
+    } catch (const Refusal &refusal) {
+        problem = refusal.text;
+    }
+    if (!problem.isEmpty()) {
+        ServiceLog::warning(QStringLiteral("%1: this description cannot be fetched: %2")
+                                .arg(m_region.path(), problem));
+        return;
+    }
+    std::vector<QByteArray> names;
+    std::vector<tessel_mirror_DescriptionFile> files;
+    for (const auto &file : std::as_const(bundle.files)) {
+        tessel_mirror_DescriptionFile one{};
+        one.name = names.emplace_back(file.name.toUtf8()).data();
+        one.content._length = one.content._maximum = static_cast<uint32_t>(file.content.size());
+        one.content._buffer = reinterpret_cast<uint8_t *>(
+            const_cast<char *>(file.content.constData()));
+        files.push_back(one);
+    }
+    tessel_mirror_SourceDescription sample{};
+    setSampleText(sample.region, m_region.key());
+    setSampleText(sample.host, QSysInfo::machineHostName());
+    std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
+    sample.is_folder = bundle.isFolder;
+    sample.files._length = sample.files._maximum = static_cast<uint32_t>(files.size());
+    sample.files._buffer = files.data();
+    dds_write(m_descriptionWriter, &sample);
 }
 
 void SetSource::handleUp(bool isUp)

@@ -36,6 +36,7 @@ public:
 
 private:
     void readLayout();
+    void offerDescription();
     void handleUp(bool isUp);
     void handlePublished();
     void handleSilence();
@@ -49,6 +50,7 @@ private:
     QByteArray m_identity;
     dds_entity_t m_writer;
     dds_entity_t m_layoutWriter;
+    dds_entity_t m_descriptionWriter;
     SourceState m_state = SourceState::CreatorGone;
     quint32 m_attachment = 0;
     quint64 m_generation = 0; ///< of the set that was sent last

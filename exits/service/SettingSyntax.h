@@ -25,6 +25,8 @@ struct SettingSyntax
     qint64 most = 0;
     /// Only as an option, never in a file: what a run is for, not how.
     bool isOptionOnly = false;
+    /// Of the option in short; null: none.
+    QChar letter = {};
 };
 
 /// A kind of section, `[name argument]`, that a file may hold any number of times.

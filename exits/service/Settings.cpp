@@ -50,6 +50,16 @@ QStringList namesOfOptions(const ProgramSyntax &syntax)
     return names;
 }
 
+/// `-o` as `--output`.
+QString inLong(const ProgramSyntax &syntax, const QString &word)
+{
+    const auto found = std::find_if(
+        syntax.settings.cbegin(), syntax.settings.cend(), [&](const SettingSyntax &setting) {
+            return !setting.letter.isNull() && word == QLatin1Char('-') + QString(setting.letter);
+        });
+    return found == syntax.settings.cend() ? word : dashes + found->name;
+}
+
 QString optionLine(const QString &left, const QString &summary)
 {
     return QStringLiteral("  %1  %2\n").arg(left, -27).arg(summary);
@@ -150,7 +160,7 @@ void Settings::takeWords(const ProgramSyntax &syntax, QStringList words)
         } else if (isOptionAllowed && word == QLatin1String("-h")) {
             m_isHelpAsked = true;
         } else if (isOptionAllowed && word.startsWith(QLatin1Char('-')) && word.size() > 1) {
-            takeOption(syntax, word, words);
+            takeOption(syntax, inLong(syntax, word), words);
         } else if (word.isEmpty()) {
             refuseUse(syntax, QStringLiteral("an empty argument names no description"));
         } else if (syntax.takesNone) {
@@ -233,9 +243,12 @@ QString Settings::helpText(const ProgramSyntax &syntax)
     text += optionLine(QStringLiteral("--config FILE"),
                        QStringLiteral("Take settings from a file; options win over it."));
     for (const auto &setting : syntax.settings) {
+        const QString name = setting.letter.isNull() ? dashes + setting.name
+                                                     : QStringLiteral("-%1, ").arg(setting.letter)
+                                                           + dashes + setting.name;
         const QString left = setting.type == SettingSyntax::Type::Flag
-                                 ? dashes + setting.name
-                                 : dashes + setting.name + QLatin1Char(' ') + setting.placeholder;
+                                 ? name
+                                 : name + QLatin1Char(' ') + setting.placeholder;
         text += optionLine(left, summaryOf(setting));
     }
     text += optionLine(QStringLiteral("-h, --help"), QStringLiteral("Show this help."));

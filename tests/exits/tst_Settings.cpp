@@ -75,6 +75,7 @@ private Q_SLOTS:
     void mistakeOnTheCommandLineIsNamed();
     void severalDescriptionsStandWhereTheyAreTaken();
     void noDescriptionStandsWhereNoneIsTaken();
+    void optionHasALetter();
     void fileThatIsTooLargeIsRefused();
     void helpHasEachSetting();
 };
@@ -250,6 +251,27 @@ void tst_Settings::noDescriptionStandsWhereNoneIsTaken()
         QCOMPARE(refusal.text, QStringLiteral("'plant' is too much; it takes no description; see "
                                               "'tessel-some --help'"));
     }
+}
+
+void tst_Settings::optionHasALetter()
+{
+    ProgramSyntax lettered = syntax();
+    SettingSyntax output{QStringLiteral("output"),
+                         SettingSyntax::Type::Text,
+                         QStringLiteral("DIR"),
+                         QStringLiteral("Where to."),
+                         {}};
+    output.letter = QLatin1Char('o');
+    lettered.settings.append(output);
+
+    const Settings settings = Settings::fromCommandLine(
+        lettered, {QStringLiteral("-o"), QStringLiteral("there")});
+
+    QCOMPARE(settings.settings().text(QStringLiteral("output")), QStringLiteral("there"));
+    QVERIFY(Settings::helpText(lettered).contains(QLatin1String("  -o, --output DIR ")));
+    QVERIFY_EXCEPTION_THROWN(
+        Settings::fromCommandLine(syntax(), {QStringLiteral("-o"), QStringLiteral("there")}),
+        Refusal);
 }
 
 void tst_Settings::fileThatIsTooLargeIsRefused()

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "mirror/MirrorDomain.h"
+
+#include <QString>
+
+/// Asks for the description of the region @p key, waits for it as many milliseconds (0: without an end), and
+/// writes it into @p folder. Gives its path; throws a Refusal, with nothing written.
+QString fetchDescription(const MirrorDomain &domain, const QString &key, const QString &folder,
+                         int milliseconds);
