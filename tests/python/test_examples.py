@@ -91,9 +91,10 @@ def test_plot(examples, tank, tmp_path):
     assert (tmp_path / "plot.png").read_bytes()[:4] == b"\x89PNG"
 
 
-def test_the_acceptance_test(examples):
+def test_the_acceptance_test(examples, tmp_path):
     path = f"{Path(os.environ['TESSEL_TOOL']).parent}:{os.environ['PATH']}"
-    done = run("-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", examples / "test_plant.py",
+    done = run("-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", f"--basetemp={tmp_path / 'inner'}",
+               examples / "test_plant.py",
                env={**os.environ, "PATH": path})
     assert done.returncode == 0 and "2 passed" in done.stdout, done.stdout
 
