@@ -10,10 +10,17 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include <sys/sem.h>
 #include <sys/stat.h>
+
+#if defined(__has_feature)
+# if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#  define SLOW_COPIES
+# endif
+#endif
 
 using namespace ProcessDataDefinitions;
 
@@ -22,6 +29,13 @@ namespace {
 constexpr auto attach = ProcessDataManager::InitTypeSharedMemoryAttach;
 constexpr auto create = ProcessDataManager::InitTypeSharedMemoryCreate;
 constexpr int somebodyElse = 65534;
+
+#ifdef SLOW_COPIES
+/// A copy takes the sanitizer longer than a publisher that never rests takes for a set.
+constexpr std::chrono::milliseconds restOfPublisher{1};
+#else
+constexpr std::chrono::milliseconds restOfPublisher{0};
+#endif
 
 const QString number = QStringLiteral("number");
 
@@ -511,6 +525,7 @@ void tst_ReadingManager::hurryingPublisherIsReadConsistently()
         parent.say();
         for (int content = 1; !parent.hasWord(); ++content) {
             CHILD_VERIFY(publish(other, content));
+            std::this_thread::sleep_for(restOfPublisher);
         }
         return 0;
     });
