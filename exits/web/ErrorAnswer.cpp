@@ -22,9 +22,9 @@ HttpResponse errorAnswer(const WebError &error)
     return response;
 }
 
-HttpResponse absentAnswer(const RegionFollower &region)
+HttpResponse absentAnswer(const QString &key, const QString &absence)
 {
-    return errorAnswer({503, region.absence(), region.key(),
+    return errorAnswer({503, absence, key,
                         QStringLiteral("start the program that creates the region, with the "
                                        "description that tessel-web has")});
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "http/HttpMessage.h"
-#include "region/RegionFollower.h"
 
 #include <QPair>
 #include <QString>
@@ -20,5 +19,5 @@ struct WebError
 
 HttpResponse errorAnswer(const WebError &error);
 
-/// Where there are no values, for the reason that @p region has.
-HttpResponse absentAnswer(const RegionFollower &region);
+/// Where there are no values of the region @p key, and why.
+HttpResponse absentAnswer(const QString &key, const QString &absence);

@@ -175,7 +175,7 @@ HttpResponse WebApi::answerValues(const HttpRequest &request)
     }
     m_feed->region().lookNow();
     if (!m_feed->isUp()) {
-        return absentAnswer(m_feed->region());
+        return absentAnswer(m_feed->region().key(), m_feed->region().absence());
     }
     if (!m_feed->takeSet()) {
         return errorAnswer({503, QStringLiteral("no consistent set was to be had"),

@@ -187,7 +187,7 @@ HttpResponse answerWrite(RegionFollower &region, const HttpRequest &request)
     }
     region.lookNow();
     if (!region.isUp()) {
-        return absentAnswer(region);
+        return absentAnswer(region.key(), region.absence());
     }
     const Review review(region, asked.writes);
     if (!review.refused().isEmpty()) {
