@@ -69,21 +69,23 @@ std::optional<double> ValueTrend::mean() const
 
 QVector<Part> ValueTrend::parts(Time from, Time to, int count) const
 {
-    QVector<Part> all(std::max(count, 0));
+    QVector<Part> all;
     const Time span = std::max(to - from, Time(1));
     auto point = std::upper_bound(m_points.begin(), m_points.end(), from,
                                   [](Time time, const TrendPoint &it) { return time < it.time; });
-    for (int i = 0; i < all.size(); ++i) {
-        const bool isLast = i + 1 == all.size();
+    for (int i = 0; i < count; ++i) {
+        const bool isLast = i + 1 == count;
         const Time end = isLast ? to : from + span * (i + 1) / count;
         const auto first = point;
+        Part part;
         while (point != m_points.end() && (isLast ? point->time <= end : point->time < end)) {
-            include(all[i], *point++);
+            include(part, *point++);
         }
         // Where no set came, what was before holds on.
         if (first != m_points.begin() && first == point) {
-            include(all[i], *std::prev(first));
+            include(part, *std::prev(first));
         }
+        all.append(part);
     }
     return all;
 }
