@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <exception>
+#include <new>
 
 namespace {
 
@@ -167,6 +168,9 @@ int main(int argc, char *argv[])
         return static_cast<int>(failure.code);
     } catch (const OutputClosed &) {
         return static_cast<int>(ExitCode::Done);
+    } catch (const std::bad_alloc &) {
+        writeErrorLine(QStringLiteral("tessel: there is no memory left; end other programs, or "
+                                      "raise the limit (ulimit -v)"));
     } catch (const std::exception &exception) {
         writeErrorLine(
             QStringLiteral("tessel: internal: %1").arg(QString::fromLocal8Bit(exception.what())));
