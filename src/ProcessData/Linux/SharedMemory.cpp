@@ -87,6 +87,16 @@ quint32 numberOfNamedObject(const QByteArray &key)
                : 0;
 }
 
+/// Of two things under one name at two moments this tells the first: no more than a rule against what was
+/// left there by mistake.
+bool isNamedPipe(const QByteArray &key)
+{
+    struct stat status = {};
+    const QByteArray path = QByteArrayLiteral("/dev/shm/") + key;
+    return ::fstatat(AT_FDCWD, path.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0
+           && S_ISFIFO(status.st_mode);
+}
+
 } // namespace
 
 SharedMemory::~SharedMemory()
@@ -142,6 +152,11 @@ bool SharedMemory::attach(SharedMemory::AccessMode mode)
     unmap();
 
     const bool writable = mode != ReadOnly;
+    // Opened for reading alone it waits for a writer. So it ends where that for both ends, without the wait.
+    if (!writable && isNamedPipe(m_PrivateData.m_key)) {
+        recordFailure("SharedMemory::attach: mmap failed: ", EINVAL);
+        return false;
+    }
     const Descriptor descriptor(::shm_open(m_PrivateData.m_key.constData(),
                                            (writable ? O_RDWR : O_RDONLY) | O_EXCL,
                                            writable ? modeForEverybody : modeReadOnly));

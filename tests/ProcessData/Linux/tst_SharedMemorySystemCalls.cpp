@@ -10,6 +10,8 @@
 
 #include <cerrno>
 
+#include <sys/stat.h>
+
 namespace {
 
 QString unlinkOf(const SegmentFile &segment)
@@ -46,6 +48,7 @@ private Q_SLOTS:
 
     void attachGoesStepByStep_data();
     void attachGoesStepByStep();
+    void pipeIsNotOpenedForReading();
     void failedOpenEndsTheAttachment();
     void failedStatusEndsTheAttachment();
     void failedMappingEndsTheAttachment();
@@ -287,6 +290,25 @@ void tst_SharedMemorySystemCalls::attachGoesStepByStep()
                  {opening, statusQuery,
                   QStringLiteral("mmap(size 77, protection %1, flags 1, offset 0)").arg(protection),
                   closing}));
+}
+
+void tst_SharedMemorySystemCalls::pipeIsNotOpenedForReading()
+{
+    const SegmentFile segment;
+    QCOMPARE(mkfifo(QFile::encodeName(segment.path()).constData(), 0666), 0);
+    const auto memory = memoryNamed(segment.name());
+    SystemCallRecording recording;
+    // The opening would not come back.
+    recording.letFail("shm_open", {ENOENT});
+
+    QVERIFY(!memory->attach(SharedMemory::ReadOnly));
+
+    QCOMPARE(recording.take(), QStringList());
+    QCOMPARE(memory->error(), EINVAL);
+    QCOMPARE(memory->errorString(),
+             QStringLiteral("SharedMemory::attach: mmap failed: Invalid argument"));
+    QVERIFY(memory->data() == nullptr);
+    QVERIFY(!memory->isWritable());
 }
 
 void tst_SharedMemorySystemCalls::failedOpenEndsTheAttachment()
