@@ -43,7 +43,7 @@ bool SingleReadingHandler::unlockForRead(BufferPointer buffer, bool &repeat)
     }
     if (!note->holdsSemaphore) {
         // There were none at the lock: whoever has made them since may have written.
-        repeat = m_lock->isSetThere();
+        repeat = m_lock->isSetThere() != false;
     } else if (note->depth == 0) {
         m_lock->unlockShared();
     }

@@ -5,6 +5,7 @@
 #include "Access/ReadingRegion.h"
 #include "Companion/PingPongBufferHandler.h"
 #include "support/ChildProcess.h"
+#include "support/ResourceLimit.h"
 
 #include <QtTest>
 
@@ -161,6 +162,8 @@ private Q_SLOTS:
     void singleBufferMakesNoSemaphores();
     void singleBufferJoinsSemaphoresThatComeLater();
     void semaphoresThatComeDuringAReadHaveItRepeated();
+    void readIsRefusedWhereNobodyCanTellWhoseSemaphoresThereAre();
+    void readEndsUnreliablyWhereNobodyCanTellWhoseSemaphoresThereAre();
     void writerOfASingleBufferIsWaitedFor();
     void readerOfASingleBufferIsWaitedFor();
     void setOfADeadWriterIsNotSeen();
@@ -400,6 +403,49 @@ void tst_ReadingManager::semaphoresThatComeDuringAReadHaveItRepeated()
     QVERIFY(reader.manager().unlockReadBuffer(repeat));
     QVERIFY(repeat);
     QCOMPARE(wrongWay(reader, 8), QString());
+}
+
+void tst_ReadingManager::readIsRefusedWhereNobodyCanTellWhoseSemaphoresThereAre()
+{
+    const Plant plant(false);
+    const LiveRegion creator(plant);
+    QVERIFY(plant.semaphores.remove());
+    ReadingRegion reader(plant);
+    LiveRegion writer(plant, attach);
+    QVERIFY(publish(writer, 8));
+
+    {
+        LogCapture log;
+        const ResourceLimit noDescriptors(RLIMIT_NOFILE, 0);
+        reader.manager().lockReadBuffer();
+        QVERIFY(reader.manager().getPointerReadBuffer() == nullptr);
+        bool repeat = false;
+        QVERIFY(!reader.manager().unlockReadBuffer(repeat));
+        COMPARE_LOG(log, warning(QStringLiteral(
+                                     "It cannot be told whether the semaphores of \"%1Semaphore\" "
+                                     "are those of this memory: /proc/thread-self/maps cannot be "
+                                     "read. Close descriptors, or raise their limit (ulimit -n).")
+                                     .arg(plant.key)));
+    }
+
+    QCOMPARE(wrongWay(reader, 8), QString());
+}
+
+void tst_ReadingManager::readEndsUnreliablyWhereNobodyCanTellWhoseSemaphoresThereAre()
+{
+    const Plant plant(false);
+    const LiveRegion creator(plant);
+    QVERIFY(plant.semaphores.remove());
+    ReadingRegion reader(plant);
+    reader.manager().lockReadBuffer();
+    QVERIFY(reader.manager().getPointerReadBuffer() != nullptr);
+    LiveRegion writer(plant, attach);
+    QVERIFY(publish(writer, 8));
+
+    const ResourceLimit noDescriptors(RLIMIT_NOFILE, 0);
+    bool repeat = false;
+    QVERIFY(reader.manager().unlockReadBuffer(repeat));
+    QVERIFY(repeat);
 }
 
 void tst_ReadingManager::writerOfASingleBufferIsWaitedFor()

@@ -376,7 +376,17 @@ BufferLock::Sharing BufferLock::lockSharedIfThere(std::chrono::milliseconds boun
             m_inside.fetch_sub(1);
         }
         const Sharing sharing = isValid() ? lockShared(left) : Sharing::Unneeded;
-        if (sharing != Sharing::Unneeded || !isSetThere()) {
+        if (sharing != Sharing::Unneeded) {
+            return sharing;
+        }
+        const std::optional<bool> isThere = isSetThere();
+        if (!isThere) {
+            qWarning() << "It cannot be told whether the semaphores of" << m_key
+                       << "are those of this memory: /proc/thread-self/maps cannot be read. Close"
+                          " descriptors, or raise their limit (ulimit -n).";
+            return Sharing::Failed;
+        }
+        if (!*isThere) {
             return sharing;
         }
         // It was made just now, its last user is leaving it, or another thread still holds the former one.
@@ -385,10 +395,10 @@ BufferLock::Sharing BufferLock::lockSharedIfThere(std::chrono::milliseconds boun
     return Sharing::Failed;
 }
 
-bool BufferLock::isSetThere() const
+std::optional<bool> BufferLock::isSetThere() const
 {
     // That of a later region says nothing of this one.
-    return canBeJoined(m_key) && hasMappedName(m_memory);
+    return canBeJoined(m_key) ? findMappedName(m_memory) : false;
 }
 
 void BufferLock::unlockShared()

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <optional>
 
 /// The locks of one region: writers exclude each other, and readers where there is only one buffer.
 ///
@@ -78,8 +79,9 @@ public:
     /// For an object that was made with CreationTypeJoin: as lockShared(), in the set that there is by now.
     /// Unneeded where there is none either.
     Sharing lockSharedIfThere(std::chrono::milliseconds bound);
-    /// Whether others have a set for this region, be it the one of this object or not.
-    bool isSetThere() const;
+    /// Whether others have a set for this region, be it the one of this object or not. Nothing where there is a
+    /// set, and it cannot be told whether it is that of this region.
+    std::optional<bool> isSetThere() const;
     using SystemVSemaphoreBaseClass::isRefused;
 
 private:

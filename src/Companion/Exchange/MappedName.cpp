@@ -66,6 +66,12 @@ bool hasMappedName(const void *address)
     return isNamed(findLine(address));
 }
 
+std::optional<bool> findMappedName(const void *address)
+{
+    const QByteArray line = findLine(address);
+    return line.isEmpty() ? std::nullopt : std::make_optional(isNamed(line));
+}
+
 MappedName::MappedName(const void *address)
 {
     const QByteArray line = findLine(address);

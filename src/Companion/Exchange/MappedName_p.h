@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 
+#include <optional>
 #include <utility>
 
 #include <sys/types.h>
@@ -10,6 +11,9 @@
 /// gets the same memory. False where nothing is mapped, and for memory without a file. Reads
 /// /proc/thread-self/maps: not for the ordinary way through a lock.
 bool hasMappedName(const void *address);
+/// The same for who must know what cannot be told: nothing where the table cannot be read, as without a free
+/// descriptor, and where nothing is mapped.
+std::optional<bool> findMappedName(const void *address);
 
 /// Which memory is mapped at an address, wherever else it is mapped as well: device and inode of its file
 /// as the table of mappings has them. Without such a table the address itself.
