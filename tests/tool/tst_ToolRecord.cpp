@@ -41,6 +41,7 @@ private Q_SLOTS:
     void folderIsCarriedAsOneDescription();
     void regionThatIsRemovedEndsIt();
     void regionThatIsReplacedEndsIt();
+    void regionThatIsReplacedJustBeforeTheEndIsTold();
     void missingRegionIsNotFound();
     void singleBufferHasNoSets();
     void environmentNamesTheDescription();
@@ -364,6 +365,27 @@ void tst_ToolRecord::regionThatIsReplacedEndsIt()
     QVERIFY(result.error.endsWith(
         QStringLiteral("tessel: %1: the region '%2' was replaced by a new one; start again\n")
             .arg(recorded.plant.file, recorded.plant.key())));
+    QCOMPARE(valuesOf(recorded.path()), QStringList{QString()});
+}
+
+void tst_ToolRecord::regionThatIsReplacedJustBeforeTheEndIsTold()
+{
+    const RecordedPlant recorded;
+    ToolProcess recorder(recorded.record());
+    QVERIFY(recorded.isBegun(recorder));
+    recorder.signal(SIGSTOP);
+    QVERIFY(waitUntil([&] { return processState(static_cast<pid_t>(recorder.pid())) == 'T'; }));
+
+    const HeldRegion later(recorded.plant.file);
+    recorder.signal(SIGINT);
+    recorder.signal(SIGCONT);
+
+    const ToolResult result = recorder.finish();
+    QCOMPARE(result.exitCode, 8);
+    QVERIFY(result.error.endsWith(
+        QStringLiteral("tessel: %1: the region '%2' was replaced by a new one; start again\n")
+            .arg(recorded.plant.file, recorded.plant.key())));
+    QVERIFY(fileBytes(recorded.path()).contains("\"reason\":\"region gone\""));
     QCOMPARE(valuesOf(recorded.path()), QStringList{QString()});
 }
 

@@ -47,6 +47,7 @@ private Q_SLOTS:
     void timeEndsIt();
     void regionThatIsRemovedEndsItWithWhatWasSeen();
     void regionThatIsReplacedEndsItWithWhatWasSeen();
+    void regionThatIsReplacedJustBeforeTheEndIsTold();
     void missingRegionIsNotFound();
     void missingDescriptorIsTold();
     void singleBufferHasNoSets();
@@ -301,6 +302,29 @@ void tst_ToolStat::regionThatIsReplacedEndsItWithWhatWasSeen()
     QVERIFY(publisher.waitUntilSomebodySleeps());
 
     const HeldRegion later(plant.file);
+
+    const ToolResult result = stat.finish();
+    QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 set in ").arg(plant.key())));
+    QCOMPARE(result.error, QStringLiteral("tessel: %1: the region '%2' was replaced by a new one; "
+                                          "start again\n")
+                               .arg(plant.file, plant.key()));
+    QCOMPARE(result.exitCode, 8);
+}
+
+void tst_ToolStat::regionThatIsReplacedJustBeforeTheEndIsTold()
+{
+    const DoctoredPlant plant;
+    const LogCapture log;
+    PacedPublisher publisher(plant);
+    ToolProcess stat(statOf(plant));
+    QVERIFY(publisher.publishToASleeper());
+    QVERIFY(publisher.waitUntilSomebodySleeps());
+    stat.signal(SIGSTOP);
+    QVERIFY(waitUntil([&stat] { return processState(static_cast<pid_t>(stat.pid())) == 'T'; }));
+
+    const HeldRegion later(plant.file);
+    stat.signal(SIGINT);
+    stat.signal(SIGCONT);
 
     const ToolResult result = stat.finish();
     QVERIFY(result.output.startsWith(QStringLiteral("%1: 1 set in ").arg(plant.key())));

@@ -76,6 +76,8 @@ Recorder::End Recorder::run(SignalWait &signals)
     }
     if (*end == End::Interrupted || *end == End::Time) {
         takeLast();
+        // A watcher looks for that once a second.
+        end = m_region.isCurrent() ? end : End::RegionGone;
     }
     finish(*end);
     return *end;

@@ -54,8 +54,7 @@ public:
     {
     }
 
-    /// False if the region has gone meanwhile.
-    bool watch(SignalWait &signals, milliseconds time);
+    void watch(SignalWait &signals, milliseconds time);
     void print(bool isJson);
 
 private:
@@ -80,7 +79,7 @@ private:
     Clock::time_point m_nextPicture = m_begin + drawInterval;
 };
 
-bool StatWatch::watch(SignalWait &signals, milliseconds time)
+void StatWatch::watch(SignalWait &signals, milliseconds time)
 {
     const Clock::time_point end = m_begin + time;
     bool isThere = true;
@@ -97,7 +96,6 @@ bool StatWatch::watch(SignalWait &signals, milliseconds time)
         }
     }
     m_report.time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - m_begin);
-    return isThere;
 }
 
 bool StatWatch::take()
@@ -198,11 +196,10 @@ ExitCode run(const CommandLine &line)
     SignalWait signals(SignalWait::Signals::EndingAndTerminal);
     LiveRegion region(description, LiveRegion::Opening::Read);
     StatWatch watch(region, description.key(), !isJson && isOutputTerminal());
-    const bool isThere = watch.watch(signals, time);
+    watch.watch(signals, time);
     watch.print(isJson);
-    if (!isThere) {
-        region.requireCurrent();
-    }
+    // Also of one that is gone since the watcher, which looks once a second, looked for that.
+    region.requireCurrent();
     return ExitCode::Done;
 }
 
