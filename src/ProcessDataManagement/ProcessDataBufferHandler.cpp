@@ -97,9 +97,7 @@ BufferHandlerInterface::HandlerSharedPointer ProcessDataBufferHandler::initBuffe
     auto *buffer = static_cast<unsigned char *>(memory.data());
     checkPointer(buffer, "Pointer to shared memory is nullptr");
     if (isForReading(memory)) {
-        auto handler = QSharedPointer<SingleReadingHandler>::create(buffer, size, semaphoreKey);
-        return handler->isRefused() ? BufferHandlerInterface::HandlerSharedPointer()
-                                    : BufferHandlerInterface::HandlerSharedPointer(handler);
+        return QSharedPointer<SingleReadingHandler>::create(buffer, size, semaphoreKey);
     }
     return QSharedPointer<SingleBufferHandler>::create(buffer, creationType(type), size,
                                                        semaphoreKey);

@@ -34,9 +34,9 @@ public:
                                       unsigned char *base) const;
 
     /// Makes the handler over @p memory, which must be mapped already and outlive every use of it. Over one
-    /// that is mapped for reading alone it refuses to write, and joins semaphores, but makes none. Null only
-    /// there, where a single buffer has semaphores that may not be altered; over an unmapped memory the
-    /// handler's locks fail.
+    /// that is mapped for reading alone it refuses to write, and joins semaphores, but makes none. Never
+    /// null: over an unmapped memory, and where a single buffer has semaphores that may not be altered by who
+    /// reads alone, the handler's locks fail.
     BufferHandlerInterface::HandlerSharedPointer initBufferHandler(
         ProcessDataBufferHandler::InitTypeBuffer type, const QString &semaphoreKey,
         unsigned int size, SharedMemory &memory);

@@ -4,6 +4,7 @@
 #include "Companion/Exchange/SetWaiting_p.h"
 #include "Companion/PingPongBufferHandler.h"
 #include "Companion/RegularFile_p.h"
+#include "Companion/SingleReadingHandler_p.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/SortedLeaves_p.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
@@ -97,6 +98,13 @@ bool attachSegment(SharedMemory &memory, SharedMemory::AccessMode mode, const QS
     }
     qDebug() << "Attach: Key for shared memory (" << key << ")!";
     return true;
+}
+
+/// Whether no lock of it could ever be had. The log says why.
+bool isRefused(const BufferHandlerInterface &handler)
+{
+    const auto *const reading = dynamic_cast<const SingleReadingHandler *>(&handler);
+    return reading != nullptr && reading->isRefused();
 }
 
 /// Null for any other.
@@ -234,7 +242,7 @@ bool ProcessDataManager::createProcessDataMemory(const BaseClassSharedPointer &r
     }
     m_bufferHandler = layout.initBufferHandler(bufferInitType(type), key + sm_semaphoreKeyExtension,
                                                size, m_sharedMemory);
-    if (m_bufferHandler.isNull()) {
+    if (m_bufferHandler.isNull() || isRefused(*m_bufferHandler)) {
         qWarning() << "Can not initialize Buffer Handler.";
         return false;
     }

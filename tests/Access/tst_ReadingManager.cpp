@@ -4,6 +4,7 @@
 #include "Access/ProcessDoubleHandle.h"
 #include "Access/ReadingRegion.h"
 #include "Companion/PingPongBufferHandler.h"
+#include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "support/ChildProcess.h"
 #include "support/ResourceLimit.h"
 
@@ -662,6 +663,15 @@ void tst_ReadingManager::semaphoresThatMayNotBeAlteredAreRefused()
             warning(QStringLiteral("Can not initialize Buffer Handler.")),
             warning(QStringLiteral("Can not create process data memory."))};
         CHILD_VERIFY(reader.lines() == expected);
+        // What guards the memory is made all the same.
+        const LogCapture log;
+        SharedMemory memory;
+        memory.setKey(plant.segment.name());
+        CHILD_VERIFY(memory.attach(SharedMemory::ReadOnly));
+        const auto handler = ProcessDataBufferHandler(false).initBufferHandler(
+            ProcessDataBufferHandler::InitTypeBufferAttach, plant.key + QStringLiteral("Semaphore"),
+            24, memory);
+        CHILD_VERIFY(handler && handler->lockForRead() == nullptr);
         return 0;
     });
 
