@@ -77,6 +77,7 @@ bool JsonText::read(const QByteArray &text)
     JsonTextScan scan(m_text, m_entries);
     const bool isTaken = scan.scan();
     m_error = scan.error();
+    m_faultOffset = scan.faultOffset();
     return isTaken;
 }
 

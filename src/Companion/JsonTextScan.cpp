@@ -45,7 +45,7 @@ bool JsonTextScan::scan()
     skipByteOrderMark();
     const char token = nextToken();
     if (token != '[' && token != '{') {
-        return fail(QJsonParseError::IllegalValue);
+        return failAt(placeOf(token), QJsonParseError::IllegalValue);
     }
     if (!(token == '[' ? scanArray() : scanObject())) {
         return false;
@@ -53,10 +53,17 @@ bool JsonTextScan::scan()
     return !skipSpace() || fail(QJsonParseError::GarbageAtEnd);
 }
 
+/// Where nothing was passed that is at fault.
 bool JsonTextScan::fail(QJsonParseError::ParseError error)
+{
+    return failAt(std::min(m_at, m_end), error);
+}
+
+bool JsonTextScan::failAt(const char *fault, QJsonParseError::ParseError error)
 {
     m_error.error = error;
     m_error.offset = static_cast<int>(m_at - m_begin);
+    m_faultOffset = static_cast<int>(fault - m_begin);
     return false;
 }
 
@@ -81,6 +88,12 @@ bool JsonTextScan::skipSpace()
 char JsonTextScan::nextToken()
 {
     return skipSpace() ? *m_at++ : '\0';
+}
+
+/// Of what nextToken() gave just now.
+const char *JsonTextScan::placeOf(char token) const
+{
+    return token != '\0' ? m_at - 1 : m_at;
 }
 
 quint32 JsonTextScan::append(Kind kind, const char *at)
@@ -108,9 +121,9 @@ bool JsonTextScan::scanValue()
     case 't': return scanWord("rue", Kind::Bool, true);
     case 'f': return scanWord("alse", Kind::Bool, false);
     case 'n': return scanWord("ull", Kind::Null, false);
-    case ',': return fail(QJsonParseError::IllegalValue);
+    case ',': return failAt(m_at - 1, QJsonParseError::IllegalValue);
     case '}':
-    case ']': return fail(QJsonParseError::MissingObject);
+    case ']': return failAt(m_at - 1, QJsonParseError::MissingObject);
     default: --m_at; return scanNumber();
     }
 }
@@ -121,11 +134,11 @@ bool JsonTextScan::scanWord(const char *rest, Kind kind, bool isTrue)
     const auto size = static_cast<std::ptrdiff_t>(std::strlen(rest));
     // One more byte has to follow: no word can end a text.
     if (m_end - m_at <= size) {
-        return fail(QJsonParseError::IllegalValue);
+        return failAt(start, QJsonParseError::IllegalValue);
     }
     for (; *rest != '\0'; ++rest) {
         if (*m_at++ != *rest) {
-            return fail(QJsonParseError::IllegalValue);
+            return failAt(start, QJsonParseError::IllegalValue);
         }
     }
     m_entries[append(kind, start)].integer = isTrue ? 1 : 0;
@@ -135,7 +148,7 @@ bool JsonTextScan::scanWord(const char *rest, Kind kind, bool isTrue)
 bool JsonTextScan::scanArray()
 {
     if (++m_depth > maximumDepth) {
-        return fail(QJsonParseError::DeepNesting);
+        return failAt(m_at - 1, QJsonParseError::DeepNesting);
     }
     const quint32 array = append(Kind::Array, m_at - 1);
     if (!skipSpace()) {
@@ -164,8 +177,9 @@ bool JsonTextScan::scanElements()
             return true;
         }
         if (token != ',') {
-            return fail(skipSpace() ? QJsonParseError::MissingValueSeparator
-                                    : QJsonParseError::UnterminatedArray);
+            const char *const place = placeOf(token);
+            return failAt(place, skipSpace() ? QJsonParseError::MissingValueSeparator
+                                             : QJsonParseError::UnterminatedArray);
         }
     }
 }
@@ -173,7 +187,7 @@ bool JsonTextScan::scanElements()
 bool JsonTextScan::scanObject()
 {
     if (++m_depth > maximumDepth) {
-        return fail(QJsonParseError::DeepNesting);
+        return failAt(m_at - 1, QJsonParseError::DeepNesting);
     }
     const quint32 object = append(Kind::Object, m_at - 1);
     if (!scanMembers(object)) {
@@ -205,11 +219,11 @@ bool JsonTextScan::scanMembers(quint32 object)
         }
         token = nextToken();
         if (token == '}') {
-            return fail(QJsonParseError::MissingObject);
+            return failAt(m_at - 1, QJsonParseError::MissingObject);
         }
     }
     m_entries[object].order = order;
-    return token == '}' || fail(QJsonParseError::UnterminatedObject);
+    return token == '}' || failAt(placeOf(token), QJsonParseError::UnterminatedObject);
 }
 
 bool JsonTextScan::scanMember()
@@ -217,8 +231,9 @@ bool JsonTextScan::scanMember()
     if (!scanText()) {
         return false;
     }
-    if (nextToken() != ':') {
-        return fail(QJsonParseError::MissingNameSeparator);
+    const char token = nextToken();
+    if (token != ':') {
+        return failAt(placeOf(token), QJsonParseError::MissingNameSeparator);
     }
     if (!skipSpace()) {
         return fail(QJsonParseError::UnterminatedObject);
@@ -326,7 +341,7 @@ bool JsonTextScan::scanNumber()
         return fail(QJsonParseError::TerminationByNumber);
     }
     switch (number.form) {
-    case JsonNumber::Broken: return fail(QJsonParseError::IllegalNumber);
+    case JsonNumber::Broken: return failAt(start, QJsonParseError::IllegalNumber);
     case JsonNumber::Integer:
         m_entries[append(Kind::Integer, start)].integer = number.integer;
         break;

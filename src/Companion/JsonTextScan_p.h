@@ -15,6 +15,8 @@ public:
     bool scan();
 
     QJsonParseError error() const { return m_error; }
+    /// Of the first byte of what is at fault, where the offset of the error is the one up to which Qt has read.
+    int faultOffset() const { return m_faultOffset; }
 
 private:
     using Kind = JsonText::Kind;
@@ -22,9 +24,11 @@ private:
     using Order = JsonText::Order;
 
     bool fail(QJsonParseError::ParseError error);
+    bool failAt(const char *fault, QJsonParseError::ParseError error);
     void skipByteOrderMark();
     bool skipSpace();
     char nextToken();
+    const char *placeOf(char token) const;
     quint32 append(Kind kind, const char *at);
     void close(quint32 index);
 
@@ -52,4 +56,5 @@ private:
     const bool m_hasZero;
     int m_depth = 0;
     QJsonParseError m_error{0, QJsonParseError::NoError};
+    int m_faultOffset = 0;
 };

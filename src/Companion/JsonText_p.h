@@ -40,6 +40,9 @@ public:
 
     /// As fromJson() sets it: no error at offset 0 for a text that was taken.
     const QJsonParseError &error() const { return m_error; }
+    /// Of the first byte of what is at fault in a text that was refused. Qt's offset may be one behind it, or
+    /// far behind.
+    int faultOffset() const { return m_faultOffset; }
 
     /// The array or object that the text is. Only after read() returned true.
     Value root() const;
@@ -79,6 +82,7 @@ private:
     QByteArray m_text;
     std::vector<Entry> m_entries;
     QJsonParseError m_error{0, QJsonParseError::NoError};
+    int m_faultOffset = 0;
 };
 
 /// One value of a JsonText, or a key of an object, which is a text. Valid as long as its JsonText lives

@@ -51,7 +51,7 @@ bool CheckedFile::read()
     }
     m_places = TextPlaces(m_text);
     if (!m_json.read(m_text)) {
-        m_findings.add(Rule::NotJson, m_path, m_places.placeOf(m_json.error().offset), m_url,
+        m_findings.add(Rule::NotJson, m_path, m_places.placeOf(m_json.faultOffset()), m_url,
                        m_json.error().errorString());
         return false;
     }

@@ -21,6 +21,8 @@ class tst_JsonTextErrors : public QObject
 private Q_SLOTS:
     void brokenTextIsRefusedAtItsPlace_data();
     void brokenTextIsRefusedAtItsPlace();
+    void faultIsToldByItsFirstByte_data();
+    void faultIsToldByItsFirstByte();
     void everyBeginningIsRefusedAlike_data();
     void everyBeginningIsRefusedAlike();
     void everyWrongByteIsToldAlike_data() { everyBeginningIsRefusedAlike_data(); }
@@ -183,6 +185,48 @@ void tst_JsonTextErrors::compareWithToolkit(const QByteArray &json)
     QCOMPARE(text.read(json), isTaken);
     QCOMPARE(text.error().error, expected.error);
     QCOMPARE(text.error().offset, expected.offset);
+}
+
+void tst_JsonTextErrors::faultIsToldByItsFirstByte_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<int>("offset");
+
+    QTest::newRow("nothing") << QByteArray() << 0;
+    QTest::newRow("blanks") << QByteArray("  ") << 2;
+    QTest::newRow("no list and no object") << QByteArray(" 1") << 1;
+    QTest::newRow("something behind the end") << QByteArray("[] x") << 3;
+    QTest::newRow("misspelt word") << QByteArray("[1, tru]") << 4;
+    QTest::newRow("word that differs at its end") << QByteArray("[nulx ]") << 1;
+    QTest::newRow("word cut off") << QByteArray("[fal") << 1;
+    QTest::newRow("comma for a value") << QByteArray("[1, ,2]") << 4;
+    QTest::newRow("comma at the end of a list") << QByteArray("[1, ]") << 4;
+    QTest::newRow("comma at the end of an object") << QByteArray("{\"a\":1, }") << 8;
+    QTest::newRow("no comma in a list") << QByteArray("[1 2  ]") << 3;
+    QTest::newRow("list closed as an object") << QByteArray("[1}") << 2;
+    QTest::newRow("no comma in an object") << QByteArray("{\"a\":1 \"b\":2}") << 7;
+    QTest::newRow("key in other quotes") << QByteArray("{'a':1}") << 1;
+    QTest::newRow("no colon") << QByteArray("{\"a\" 1}") << 5;
+    QTest::newRow("object cut off") << QByteArray("{\"a\":1") << 6;
+    QTest::newRow("object cut off behind a value") << QByteArray("{\"a\":[]") << 7;
+    QTest::newRow("value missing") << QByteArray("{\"a\":") << 5;
+    QTest::newRow("list cut off") << QByteArray("[[]") << 3;
+    QTest::newRow("text cut off") << QByteArray("[\"ab") << 4;
+    QTest::newRow("number that is none") << QByteArray("[ NaN]") << 2;
+    QTest::newRow("number beyond every double") << QByteArray("[1, 1e999]") << 4;
+    QTest::newRow("number without digits") << QByteArray("[-]") << 1;
+    QTest::newRow("byte that is no UTF-8") << QByteArray("[\"a\xff\"]") << 3;
+}
+
+void tst_JsonTextErrors::faultIsToldByItsFirstByte()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(int, offset);
+    JsonText text;
+
+    QVERIFY(!text.read(json));
+
+    QCOMPARE(text.faultOffset(), offset);
 }
 
 void tst_JsonTextErrors::everyBeginningIsRefusedAlike_data()
