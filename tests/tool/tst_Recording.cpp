@@ -8,6 +8,8 @@
 #include <QtEndian>
 #include <QtTest>
 
+#include <algorithm>
+
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -80,6 +82,28 @@ RecordingReader readerOf(const QByteArray &bytes)
     return {std::move(buffer), QStringLiteral("bytes")};
 }
 
+/// A recording on a disk that gives nothing from @p end on.
+class FailingDisk : public QBuffer
+{
+public:
+    FailingDisk(const QByteArray &bytes, qint64 end) : m_end(end)
+    {
+        setData(bytes);
+        // What is read ahead would fail ahead.
+        open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+
+protected:
+    qint64 readData(char *data, qint64 most) override
+    {
+        const qint64 left = m_end - pos();
+        return left <= 0 ? -1 : QBuffer::readData(data, std::min(most, left));
+    }
+
+private:
+    qint64 m_end;
+};
+
 /// The numbers of the sets that can be read; -1 behind them where there is no head, -2 where a set is none that
 /// was written.
 QVector<int> numbersIn(const QByteArray &bytes)
@@ -122,6 +146,7 @@ private Q_SLOTS:
     void writtenSetsReadBack();
     void cutAtEveryByteReadsUpToItsLastWholeSet();
     void noChangedByteGoesUnseen();
+    void failingDiskIsNoEndOfTheRecording();
     void impossibleRecordsEndTheReading_data();
     void impossibleRecordsEndTheReading();
     void unknownKindsAreSkipped();
@@ -219,6 +244,22 @@ void tst_Recording::noChangedByteGoesUnseen()
         const bool isFree = place >= 12 && place < fileHeadSize;
         QCOMPARE(numbers == (QVector<int>{1, 2, 3, 4}), isFree);
         QVERIFY(!numbers.contains(-2));
+    }
+}
+
+void tst_Recording::failingDiskIsNoEndOfTheRecording()
+{
+    const QByteArray bytes = written(3);
+    RecordingReader untouched = readerOf(bytes);
+    const qint64 begin = untouched.position();
+
+    for (qint64 end = begin; end < bytes.size(); ++end) {
+        RecordingReader reader(std::make_unique<FailingDisk>(bytes, end), QStringLiteral("bytes"));
+        RecordedSet set;
+        while (reader.next(set)) { }
+
+        QVERIFY2(reader.isDamaged() && !reader.isCutOff(), qPrintable(QString::number(end)));
+        QVERIFY(reader.position() <= end);
     }
 }
 

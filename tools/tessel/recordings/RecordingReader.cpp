@@ -130,9 +130,14 @@ bool RecordingReader::nextRecord()
         m_isDamaged = true;
         return false;
     }
-    const QByteArray head = m_device->read(recordHeadSize);
-    m_isCutOff = head.size() < recordHeadSize;
+    m_isCutOff = left < recordHeadSize;
     if (m_isCutOff) {
+        return false;
+    }
+    const QByteArray head = m_device->read(recordHeadSize);
+    // Where the disk fails there may be sets behind, which nobody may cut off.
+    m_isDamaged = head.size() < recordHeadSize;
+    if (m_isDamaged) {
         return false;
     }
     const auto length = numberAt<quint32>(head, 0);
