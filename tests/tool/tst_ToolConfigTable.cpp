@@ -49,6 +49,7 @@ private Q_SLOTS:
     void importIsRefused();
     void leafThatIsNoArrayIsRefused();
     void missingTargetsAreNotFound();
+    void fileThatCannotBeReadIsNoEmptyTable();
 
 private:
     ToolResult import(const QString &target, const QByteArray &csv);
@@ -294,6 +295,15 @@ void tst_ToolConfigTable::missingTargetsAreNotFound()
                    m_elsewhere->path() + ": is a folder; name a CSV file");
     VERIFY_REFUSED(m_device->run("table", {"inputs/nothing/whatsoever/in/this/place"}), 3,
                    m_device->path() + ": no element at 'inputs/nothing/whatsoever/in/this/place'");
+}
+
+/// Opens, and fails at the first byte.
+void tst_ToolConfigTable::fileThatCannotBeReadIsNoEmptyTable()
+{
+    const QString unreadable = QStringLiteral("/proc/self/mem");
+
+    VERIFY_REFUSED(m_device->run("table", {"texts/empty", "--import", unreadable}), 9,
+                   unreadable + ": cannot be read: " + qt_error_string(EIO));
 }
 
 void tst_ToolConfigTable::dryRunOfAnImportWritesNothing()

@@ -35,6 +35,10 @@ QByteArray readBytes(const QString &path)
                QStringLiteral("cannot be read: %1").arg(file.errorString()));
     }
     QByteArray bytes = file.read(largestFile + 1);
+    // A part of the rows would be taken for all of them.
+    if (file.error() != QFileDevice::NoError) {
+        refuseFile(path, QStringLiteral("cannot be read: %1").arg(file.errorString()));
+    }
     if (bytes.size() > largestFile) {
         refuseFile(path, QStringLiteral("is larger than 64 MiB"));
     }
