@@ -32,6 +32,7 @@ private Q_SLOTS:
     void fileIsAtFault_data();
     void fileIsAtFault();
     void missingFileIsTold();
+    void linkThatLeadsNowhereIsNoFile();
     void missingRegionIsTold();
     void wrongUseIsRefused_data();
     void wrongUseIsRefused();
@@ -306,6 +307,17 @@ void tst_ToolApply::missingFileIsTold()
     const ToolResult result = runTool({QStringLiteral("apply"), m_file, missing});
 
     QCOMPARE(result.error, QStringLiteral("tessel: %1: No such file or directory\n").arg(missing));
+    QCOMPARE(result.exitCode, 3);
+}
+
+void tst_ToolApply::linkThatLeadsNowhereIsNoFile()
+{
+    const QString link = m_description->path(QStringLiteral("link.json"));
+    QVERIFY(QFile::link(m_description->path(QStringLiteral("missing.json")), link));
+
+    const ToolResult result = runTool({QStringLiteral("apply"), m_file, link});
+
+    QCOMPARE(result.error, QStringLiteral("tessel: %1: No such file or directory\n").arg(link));
     QCOMPARE(result.exitCode, 3);
 }
 

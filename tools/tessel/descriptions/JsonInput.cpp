@@ -4,6 +4,7 @@
 #include "text/WrittenJson.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 namespace {
 
@@ -18,7 +19,7 @@ QByteArray textOf(const QString &path)
     const bool isOpen = path == QLatin1String("-") ? file.open(0, QIODevice::ReadOnly)
                                                    : file.open(QIODevice::ReadOnly);
     if (!isOpen) {
-        refusePath(file.exists() ? ExitCode::NoAccess : ExitCode::NotFound, path,
+        refusePath(QFileInfo::exists(path) ? ExitCode::NoAccess : ExitCode::NotFound, path,
                    file.errorString());
     }
     QByteArray text;
