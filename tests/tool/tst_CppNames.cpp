@@ -12,6 +12,7 @@ private Q_SLOTS:
     void identifierFollowsTheRule();
     void namesThatWouldBeTheSameAreNumbered();
     void numberedNameFollowsTheRule();
+    void manyNamesThatWouldBeTheSameAreNumberedInOneGo();
     void orderDoesNotMatter();
     void takenNamesAreNotGiven();
     void namespaceIsNothingThatIsThere_data();
@@ -94,6 +95,30 @@ void tst_CppNames::numberedNameFollowsTheRule()
     const QHash<QString, QString> expected{{"A-B", "A_B_"}, {"A_B", "A_B_2_"}};
 
     QCOMPARE(CppNames::uniqueIdentifiers(expected.keys(), {}), expected);
+}
+
+/// Where each of them tried all numbers before its own, this would go on for many minutes.
+void tst_CppNames::manyNamesThatWouldBeTheSameAreNumberedInOneGo()
+{
+    constexpr int count = 40000;
+    QStringList names;
+    for (int i = 0; i < count; ++i) {
+        names.append(QLatin1Char('a') + QString(QChar('-')).repeated(i % 200)
+                     + QString(QChar('.')).repeated(i / 200) + QLatin1Char('b'));
+    }
+
+    const auto identifiers = CppNames::uniqueIdentifiers(names, {});
+
+    QCOMPARE(identifiers.value(QStringLiteral("ab")), QStringLiteral("ab"));
+    QSet<QString> found;
+    for (const auto &name : names) {
+        found.insert(identifiers.value(name));
+    }
+    QSet<QString> expected{QStringLiteral("ab"), QStringLiteral("a_b")};
+    for (int number = 2; number < count; ++number) {
+        expected.insert(QStringLiteral("a_b_%1").arg(number));
+    }
+    QCOMPARE(found, expected);
 }
 
 void tst_CppNames::orderDoesNotMatter()

@@ -5,6 +5,8 @@
 #include "generation/CppNames.h"
 #include "text/Output.h"
 
+#include <QHash>
+
 #include <algorithm>
 #include <deque>
 
@@ -17,7 +19,8 @@ struct Node
 {
     QString key;
     const Leaf *leaf = nullptr;
-    std::deque<Node> children; ///< in the order of the leaves
+    std::deque<Node> children;      ///< in the order of the leaves
+    QHash<QString, Node *> childOf; ///< by key: a node may have as many as a device has values
 };
 
 void insert(Node &root, const Leaf &leaf)
@@ -25,13 +28,12 @@ void insert(Node &root, const Leaf &leaf)
     Node *node = &root;
     const QStringList pieces = leaf.url.split(QLatin1Char('/'));
     for (const auto &piece : pieces) {
-        auto child = std::find_if(node->children.begin(), node->children.end(),
-                                  [&piece](const Node &other) { return other.key == piece; });
-        if (child == node->children.end()) {
-            node->children.push_back({piece, nullptr, {}});
-            child = node->children.end() - 1;
+        Node *&child = node->childOf[piece];
+        if (child == nullptr) {
+            node->children.push_back({piece, nullptr, {}, {}});
+            child = &node->children.back();
         }
-        node = &*child;
+        node = child;
     }
     // Of two leaves with one URL the first is reached.
     node->leaf = node->leaf == nullptr ? &leaf : node->leaf;

@@ -2,6 +2,8 @@
 
 #include "generation/CppTakenNames.h"
 
+#include <QVector>
+
 #include <algorithm>
 
 namespace {
@@ -45,24 +47,36 @@ QString CppNames::identifierOf(const QString &name)
 QHash<QString, QString> CppNames::uniqueIdentifiers(const QStringList &names,
                                                     const QSet<QString> &taken)
 {
-    QStringList ordered = names;
+    struct Wanted
+    {
+        QString name;
+        QString identifier;
+        bool isOneAlready;
+    };
+    QVector<Wanted> ordered;
+    for (const auto &name : names) {
+        const QString identifier = identifierOf(name);
+        ordered.append({name, identifier, identifier == name});
+    }
     // What is an identifier comes first, so that no odd neighbour changes it.
-    std::sort(ordered.begin(), ordered.end(), [](const QString &left, const QString &right) {
-        const bool isLeftOne = identifierOf(left) == left;
-        const bool isRightOne = identifierOf(right) == right;
-        return isLeftOne != isRightOne ? isLeftOne : left < right;
+    std::sort(ordered.begin(), ordered.end(), [](const Wanted &left, const Wanted &right) {
+        return left.isOneAlready != right.isOneAlready ? left.isOneAlready : left.name < right.name;
     });
     QSet<QString> used = taken;
     QHash<QString, QString> identifiers;
-    for (const auto &name : std::as_const(ordered)) {
-        const QString wanted = identifierOf(name);
-        const QString stem = wanted.endsWith(QLatin1Char('_')) ? wanted.chopped(1) : wanted;
-        QString identifier = wanted;
-        for (int number = 2; used.contains(identifier); ++number) {
+    QHash<QString, int> numbers; // the next one to try of each stem: those before it are taken
+    for (const auto &wanted : std::as_const(ordered)) {
+        const QString stem = wanted.identifier.endsWith(QLatin1Char('_'))
+                                 ? wanted.identifier.chopped(1)
+                                 : wanted.identifier;
+        int &number = numbers[stem];
+        number = std::max(number, 2);
+        QString identifier = wanted.identifier;
+        for (; used.contains(identifier); ++number) {
             identifier = identifierOf(QStringLiteral("%1_%2").arg(stem).arg(number));
         }
         used.insert(identifier);
-        identifiers.insert(name, identifier);
+        identifiers.insert(wanted.name, identifier);
     }
     return identifiers;
 }
