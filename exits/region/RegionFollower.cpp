@@ -356,6 +356,7 @@ void RegionFollower::handlePublished()
 {
     // The first signal tells of the set that was there before.
     if (m_isOrphaned && swapCount().value_or(0) != m_countAtLook) {
+        m_sinceCountChanged.start();
         markOrphan(false);
     }
     if (isUp()) {
@@ -409,6 +410,7 @@ void RegionFollower::markOrphan(bool isOrphaned)
         tellAbsence(QStringLiteral("the creator of region '%1' has died; waiting for a new one")
                         .arg(m_tree.key));
     } else {
+        m_hasOtherPublisher = m_region->getCreator().isAlive == false;
         m_absence.clear();
         ServiceLog::notice(
             QStringLiteral("region '%1' of %2 is published into again").arg(m_tree.key, m_path));

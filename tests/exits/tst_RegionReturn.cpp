@@ -16,6 +16,7 @@ private Q_SLOTS:
     void killedCreatorCountsAsGone();
     void newCreatorAfterAKilledOneIsFollowed();
     void orphanThatIsPublishedIntoIsUp();
+    void orphanThatIsPublishedIntoRarelyStaysUp();
     void otherLayoutIsSaidUntilItFits();
     void regionWithoutASetIsNoMissingOne_data();
     void regionWithoutASetIsNoMissingOne();
@@ -143,6 +144,29 @@ void tst_RegionReturn::orphanThatIsPublishedIntoIsUp()
         0);
 
     QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+}
+
+void tst_RegionReturn::orphanThatIsPublishedIntoRarelyStaysUp()
+{
+    const FollowedPlant plant;
+    Creator creator(plant.file);
+    RegionFollower follower(plant.file);
+    creator.kill();
+    QTRY_VERIFY_WITH_TIMEOUT(!follower.isUp(), longestWait);
+    QCOMPARE(
+        runTool({QStringLiteral("set"), plant.file, plant.name, QStringLiteral("new")}).exitCode,
+        0);
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
+    const QSignalSpy up(&follower, &RegionFollower::upChanged);
+
+    // The first look sees the set that is new to it, and those behind it no newer one.
+    for (int looks = 0; looks < 3; ++looks) {
+        follower.lookNow();
+        QVERIFY(follower.isUp());
+    }
+
+    QCOMPARE(up.count(), 0);
+    QCOMPARE(follower.absence(), QString());
 }
 
 void tst_RegionReturn::otherLayoutIsSaidUntilItFits()
