@@ -5,11 +5,12 @@
 
 namespace {
 
-/// What was written and not published would go with the next set of anybody.
+/// What was written and not published would go with the next set of anybody. From the last to the first: of a leaf
+/// that was written twice the first time has what was there before.
 void takeBack(RegionFollower &region, const QVector<LeafWrite> &writes, const SetWriting &writing,
               int count)
 {
-    for (int i = 0; i < count; ++i) {
+    for (int i = count - 1; i >= 0; --i) {
         region.leaves()[writes[i].leaf].element->setValueNoLock(writing.former[i]);
     }
 }

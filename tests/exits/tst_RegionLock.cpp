@@ -185,8 +185,10 @@ void tst_RegionLock::setThatCannotBeWrittenIsTakenBack()
     QVERIFY(region.publish(powerUrl(), validValue(7.5)));
     RegionFollower follower(file);
 
+    // A command may have a leaf twice.
     const SetWriting writing = SetWriting::publish(
-        follower, {{power, validValue(8.5)}, {readOnly, validValue(1.0)}});
+        follower,
+        {{power, validValue(8.5)}, {power, validValue(9.5)}, {readOnly, validValue(1.0)}});
 
     QCOMPARE(writing.problemLeaf, readOnly);
     QVERIFY(writing.problem.startsWith(QStringLiteral("'pump/speed' was not written: ")));
