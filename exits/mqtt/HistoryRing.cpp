@@ -92,26 +92,33 @@ void HistoryRing::readAll()
     const int older = written(1) < written(0) ? 1 : 0;
     for (const int number : {older, 1 - older}) {
         QFile file(fileAt(number));
-        if (!file.open(QIODevice::ReadOnly)) {
-            continue;
-        }
-        // A length that was cut off or changed must not ask for more than can be there.
-        const QByteArray all = file.read(m_most);
-        QDataStream records(all);
-        while (!records.atEnd()) {
-            QByteArray content;
-            quint16 sum = 0;
-            records >> content >> sum;
-            if (records.status() != QDataStream::Ok || sum != sumOf(content)) {
-                break;
-            }
-            Entry entry;
-            QDataStream fields(content);
-            fields >> entry.device >> entry.payload;
-            addToMemory(entry);
+        if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
+            // What is added later would never be found behind the rest of a record.
+            file.resize(readRecords(file));
         }
     }
     m_current = 1 - older;
+}
+
+/// Gives where the last whole record ends. A length that is wrong has no more read than the file holds.
+qint64 HistoryRing::readRecords(QFile &file)
+{
+    QDataStream records(&file);
+    qint64 end = 0;
+    while (!records.atEnd()) {
+        QByteArray content;
+        quint16 sum = 0;
+        records >> content >> sum;
+        if (records.status() != QDataStream::Ok || sum != sumOf(content)) {
+            break;
+        }
+        end = file.pos();
+        Entry entry;
+        QDataStream fields(content);
+        fields >> entry.device >> entry.payload;
+        addToMemory(entry);
+    }
+    return end;
 }
 
 void HistoryRing::addToMemory(const Entry &entry)

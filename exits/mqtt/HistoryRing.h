@@ -5,6 +5,8 @@
 
 #include <deque>
 
+class QFile;
+
 /// Messages that could not be sent, the oldest dropped where they would be too many bytes.
 ///
 /// With a folder they are on the disk as well, in two files that are filled in turn, so that they are
@@ -37,6 +39,7 @@ public:
 private:
     QString fileAt(int number) const;
     void readAll();
+    qint64 readRecords(QFile &file);
     void addToMemory(const Entry &entry);
     void addToDisk(const Entry &entry);
     void removeFiles() const;

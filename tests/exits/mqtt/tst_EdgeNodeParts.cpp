@@ -3,6 +3,7 @@
 #include "mqtt/HostState.h"
 #include "mqtt/ReportRules.h"
 
+#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -31,6 +32,8 @@ private Q_SLOTS:
     void ringDropsTheOldest();
     void entryThatIsTooLargeIsDropped();
     void ringOnTheDiskIsReadInOrder();
+    void whatComesBehindABrokenRecordIsFound();
+    void smallerRingKeepsTheNewestOfTheDisk();
 
 private:
     static ProcessValue valid(const QVariant &value)
@@ -212,6 +215,47 @@ void tst_EdgeNodeParts::ringOnTheDiskIsReadInOrder()
         again.removeFirst();
     }
     QVERIFY(HistoryRing(100000, folder.path()).isEmpty());
+}
+
+void tst_EdgeNodeParts::whatComesBehindABrokenRecordIsFound()
+{
+    const QTemporaryDir folder;
+    HistoryRing(100000, folder.path()).add({QStringLiteral("d"), "before"});
+    const QFileInfoList files = QDir(folder.path()).entryInfoList(QDir::Files);
+    QCOMPARE(files.size(), 1);
+    QFile file(files.first().filePath());
+    QVERIFY(file.open(QIODevice::Append));
+    // A power cut came while a record was written.
+    QVERIFY(file.write(QByteArray::fromHex("00000050616263")) > 0);
+    file.close();
+    HistoryRing(100000, folder.path()).add({QStringLiteral("d"), "behind"});
+
+    HistoryRing again(100000, folder.path());
+
+    QCOMPARE(again.count(), 2);
+    QCOMPARE(again.first().payload, QByteArray("before"));
+    again.removeFirst();
+    QCOMPARE(again.first().payload, QByteArray("behind"));
+}
+
+void tst_EdgeNodeParts::smallerRingKeepsTheNewestOfTheDisk()
+{
+    const QTemporaryDir folder;
+    {
+        HistoryRing ring(100000, folder.path());
+        for (char i = 0; i < 20; ++i) {
+            ring.add({QStringLiteral("d"), QByteArray(100, i)});
+        }
+    }
+
+    HistoryRing smaller(1000, folder.path());
+
+    QVERIFY(smaller.count() > 3);
+    QVERIFY(smaller.bytes() <= 1000);
+    for (char i = char(20 - smaller.count()); i < 20; ++i) {
+        QCOMPARE(smaller.first().payload, QByteArray(100, i));
+        smaller.removeFirst();
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_EdgeNodeParts)
