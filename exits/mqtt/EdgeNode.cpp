@@ -359,9 +359,11 @@ void EdgeNode::keep(const QString &device, const Payload &news)
 
 void EdgeNode::sendHistory()
 {
-    while (m_stage == Stage::Born && !m_history.isEmpty() && !m_bornDevices.isEmpty()) {
+    while (m_stage == Stage::Born && !m_isRebirthDue && !m_history.isEmpty()
+           && !m_bornDevices.isEmpty()) {
         const HistoryRing::Entry &entry = m_history.first();
-        const DecodedPayload decoded = decodePayload(entry.payload);
+        // Of its own making: what others may send is bounded further.
+        const DecodedPayload decoded = decodePayload(entry.payload, entry.payload.size());
         const Payload payload = decoded.payload ? m_values.asData(entry.device, *decoded.payload)
                                                 : Payload();
         // Of a device that the description does not have any more, nothing is left.

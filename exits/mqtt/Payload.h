@@ -44,7 +44,6 @@ struct Metric
     bool isNull = false;
     /// Invalid: there is none, or one of a kind that no leaf has.
     QVariant value;
-    /// Not read back from a payload.
     QVector<MetricProperty> properties;
 };
 

@@ -2,6 +2,8 @@
 
 #include <QTextCodec>
 
+#include <algorithm>
+
 #include <pb_decode.h>
 #include <sparkplug.pb.h>
 
@@ -110,6 +112,49 @@ private:
     quint32 m_tag = 0;
 };
 
+MetricProperty readProperty(const QByteArray &bytes)
+{
+    MetricProperty property;
+    Fields fields(bytes);
+    while (fields.next()) {
+        switch (fields.tag()) {
+        case tessel_PropertyValue_type_tag:
+            property.type = static_cast<DataType>(fields.shortNumber());
+            break;
+        case tessel_PropertyValue_int_value_tag: property.value = fields.shortNumber(); break;
+        case tessel_PropertyValue_long_value_tag:
+            property.value = QVariant::fromValue<qulonglong>(fields.number());
+            break;
+        case tessel_PropertyValue_float_value_tag: property.value = fields.floatNumber(); break;
+        case tessel_PropertyValue_double_value_tag: property.value = fields.doubleNumber(); break;
+        case tessel_PropertyValue_boolean_value_tag: property.value = fields.number() != 0; break;
+        case tessel_PropertyValue_string_value_tag: property.value = fields.text(); break;
+        default: fields.skip(); break;
+        }
+    }
+    return property;
+}
+
+/// As many as have a key and a value.
+QVector<MetricProperty> readProperties(const QByteArray &bytes)
+{
+    QStringList keys;
+    QVector<MetricProperty> properties;
+    Fields fields(bytes);
+    while (fields.next()) {
+        switch (fields.tag()) {
+        case tessel_PropertySet_keys_tag: keys.append(fields.text()); break;
+        case tessel_PropertySet_values_tag: properties.append(readProperty(fields.bytes())); break;
+        default: fields.skip(); break;
+        }
+    }
+    properties.resize(std::min(properties.size(), keys.size()));
+    for (int i = 0; i < properties.size(); ++i) {
+        properties[i].key = keys[i];
+    }
+    return properties;
+}
+
 Metric readMetric(const QByteArray &bytes)
 {
     Metric metric;
@@ -124,6 +169,9 @@ Metric readMetric(const QByteArray &bytes)
             break;
         case tessel_Metric_is_historical_tag: metric.isHistorical = fields.number() != 0; break;
         case tessel_Metric_is_null_tag: metric.isNull = fields.number() != 0; break;
+        case tessel_Metric_properties_tag:
+            metric.properties = readProperties(fields.bytes());
+            break;
         case tessel_Metric_int_value_tag: metric.value = fields.shortNumber(); break;
         case tessel_Metric_long_value_tag:
             metric.value = QVariant::fromValue<qulonglong>(fields.number());
@@ -160,9 +208,9 @@ Payload readPayload(const QByteArray &bytes)
 
 } // namespace
 
-DecodedPayload decodePayload(const QByteArray &bytes)
+DecodedPayload decodePayload(const QByteArray &bytes, int most)
 {
-    if (bytes.size() > PayloadBounds::mostBytes) {
+    if (bytes.size() > most) {
         return {{}, QStringLiteral("more bytes than are taken at once")};
     }
     try {

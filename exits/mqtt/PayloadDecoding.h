@@ -19,6 +19,6 @@ constexpr int mostMetrics = 4096;
 
 } // namespace PayloadBounds
 
-/// Reads what encodePayload() writes, and whatever fields others add, which are skipped: properties,
-/// metadata, bodies. As the encoding wants it, the last of a field that stands twice holds.
-DecodedPayload decodePayload(const QByteArray &bytes);
+/// Reads what encodePayload() writes, and whatever fields others add, which are skipped: metadata, bodies.
+/// As the encoding wants it, the last of a field that stands twice holds. More than @p most bytes are refused.
+DecodedPayload decodePayload(const QByteArray &bytes, int most = PayloadBounds::mostBytes);

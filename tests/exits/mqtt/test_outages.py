@@ -1,6 +1,7 @@
 """Brokers that stop, are killed and come back, and hosts that do: what is told then, and how often a node
 knocks. `TESSEL_OUTAGES` names another number of them than 20."""
 
+import json
 import os
 import pathlib
 import signal
@@ -10,8 +11,8 @@ import time
 import unittest
 
 import sparkplug
-from broker import Broker, Listener, Node, free_port, metrics
-from exits import LONGEST, Creator, Plant, wait_until
+from broker import Broker, Listener, Node, Relay, free_port, metrics, rebirth
+from exits import LONGEST, Creator, Plant, tool, wait_until
 
 LEAVES = {
     "pump/speed": {"type": "double", "readOnly": False},
@@ -104,6 +105,90 @@ class Outages(unittest.TestCase):
 
         wait_until(lambda: "State/tank/level1999" in told(), "history")
         self.assertLessEqual({f"tank/level{i}" for i in range(count)}, told())
+
+    def test_history_has_the_qualities(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        node = self.waiting("--history-dir", folder.name)
+        node.wait_log("connected to broker")
+        for words in (("--error", "timeout"), ("--error", "overrange"), ("7",)):
+            before = self.recorded(folder.name)
+            self.plant.set("tank/level", *words)
+            wait_until(lambda before=before: self.recorded(folder.name) > before, "recorded")
+
+        listener = self.listen()
+        self.broker.host("h", True, 1000)
+
+        def told():
+            return [(sparkplug.value(metric), metric.is_null, sparkplug.properties(metric).get("Quality"))
+                    for metric in self.history_of(listener) if metric.name == "tank/level"]
+
+        wait_until(lambda: len(told()) == 3, "history")
+        self.assertEqual(told(), [(None, True, (3, "int", 500)), (None, True, (3, "int", 0)),
+                                  (("int", 7), False, (3, "int", 192))])
+
+    def test_history_of_long_names_is_whole(self):
+        # Together more than a command may have.
+        name, count = "x" * 3000, 200
+        plant = self.closed(Plant({f"tank/{name}{i}": {"type": "int32", "readOnly": False} for i in range(count)}))
+        self.closed(Creator(plant))
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        node = self.closed(Node(self.broker, "--primary-host", "h", "--history-dir", folder.name, str(plant.file)))
+        node.wait_log("connected to broker")
+        changes = plant.folder / "changes.json"
+        changes.write_text(json.dumps({f"tank/{name}{i}": i for i in range(count)}), encoding="utf-8")
+        self.assertEqual(tool("apply", str(plant.file), str(changes)).returncode, 0)
+        wait_until(lambda: self.recorded(folder.name) > count * len(name), "recorded")
+
+        listener = self.listen()
+        self.broker.host("h", True, 1000)
+
+        def told():
+            return {metric.name for metric in self.history_of(listener)}
+
+        wait_until(lambda: f"State/tank/{name}{count - 1}" in told(), "history")
+        self.assertLessEqual({f"tank/{name}{i}" for i in range(count)}, told())
+
+    def test_no_history_comes_between_a_command_and_the_rebirth(self):
+        name, count = "x" * 3000, 60
+        plant = self.closed(Plant({f"tank/{name}{i}": {"type": "int32", "readOnly": False} for i in range(count)}))
+        self.closed(Creator(plant))
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        relay = self.closed(Relay(self.broker))
+        node = self.closed(Node(self.broker, "--primary-host", "h", "--history-dir", folder.name, "--history-bytes",
+                                "100000000", "--queue-bytes", "1024", "--keep-alive", "3600", str(plant.file),
+                                port=relay.port))
+        node.wait_log("connected to broker")
+        changes = plant.folder / "changes.json"
+        # More than the system takes of what is on its way.
+        sets = 50
+        for value in range(1, sets + 1):
+            before = self.recorded(folder.name)
+            changes.write_text(json.dumps({f"tank/{name}{i}": value for i in range(count)}), encoding="utf-8")
+            self.assertEqual(tool("apply", str(plant.file), str(changes)).returncode, 0)
+            wait_until(lambda before=before: self.recorded(folder.name) > before, "recorded")
+        listener = self.listen()
+        ask = rebirth()
+        ask.metrics.add(name="told when it is heard", datatype=11, boolean=True)
+
+        relay.hold()
+        self.broker.host("h", True, 1000)
+        self.broker.publish("spBv1.0/g/NCMD/n", ask)
+        node.wait_log("'told when it is heard' is none that it knows")
+        heard = time.time() * 1000
+        relay.let_go()
+        listener.wait("DBIRTH", 2)
+
+        messages = listener.all()
+        second = [i for i, message in enumerate(messages) if "/NBIRTH/" in message.topic][1]
+        self.assertLess(max(message.payload.timestamp for message in messages[:second]), heard)
+        wait_until(lambda: self.last_of(listener) == sets, "all of the history")
+
+    def last_of(self, listener):
+        return max((sparkplug.value(metric)[1] for metric in self.history_of(listener)
+                    if metric.name.startswith("tank/")), default=0)
 
     def test_history_on_the_disk_outlives_the_program(self):
         folder = tempfile.TemporaryDirectory()

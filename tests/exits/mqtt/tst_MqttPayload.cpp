@@ -20,6 +20,7 @@ private Q_SLOTS:
     void nullHasNoValue();
     void nameIsLeftOutBesideAnAlias();
     void whatIsWrittenIsReadBack();
+    void propertyNeedsKeyAndValue();
     void textIsReadBackAsItWas_data();
     void textIsReadBackAsItWas();
     void unknownFieldsAreSkipped();
@@ -163,7 +164,8 @@ void tst_MqttPayload::whatIsWrittenIsReadBack()
         metric.timestamp = 9;
         metric.type = DataType::Int32;
         metric.value = value;
-        metric.properties = {{QStringLiteral("Quality"), DataType::Int32, 0U}};
+        metric.properties = {{QStringLiteral("Quality"), DataType::Int32, 500U},
+                             {QStringLiteral("other"), DataType::String, value}};
         payload.metrics.append(metric);
     }
 
@@ -178,6 +180,26 @@ void tst_MqttPayload::whatIsWrittenIsReadBack()
         QCOMPARE(*read.payload->metrics[i].timestamp, quint64{9});
         QVERIFY(read.payload->metrics[i].type == DataType::Int32);
         QCOMPARE(read.payload->metrics[i].value, payload.metrics[i].value);
+        const auto &properties = read.payload->metrics[i].properties;
+        QCOMPARE(properties.size(), 2);
+        QCOMPARE(properties[0].key, QStringLiteral("Quality"));
+        QVERIFY(properties[0].type == DataType::Int32);
+        QCOMPARE(properties[0].value, QVariant(500U));
+        QCOMPARE(properties[1].key, QStringLiteral("other"));
+        QCOMPARE(properties[1].value, payload.metrics[i].value);
+    }
+}
+
+void tst_MqttPayload::propertyNeedsKeyAndValue()
+{
+    // Of two keys and one value, and of one key and two values.
+    for (const char *bytes : {"120c4a0a0a01610a016212020803", "120b4a090a0161120208031200"}) {
+        const auto read = decodePayload(QByteArray::fromHex(bytes));
+
+        QVERIFY2(read.payload, qPrintable(read.problem));
+        const auto &properties = read.payload->metrics.first().properties;
+        QCOMPARE(properties.size(), 1);
+        QCOMPARE(properties.first().key, QStringLiteral("a"));
     }
 }
 
@@ -238,6 +260,9 @@ void tst_MqttPayload::brokenBytesAreRefused_data()
     QTest::newRow("name as number") << QByteArray::fromHex("12020805") << other;
     QTest::newRow("field number 0") << QByteArray::fromHex("000000") << number;
     QTest::newRow("tag without end") << QByteArray::fromHex("ff") << number;
+    QTest::newRow("property as number") << QByteArray::fromHex("12024805") << other;
+    QTest::newRow("type of a property as text")
+        << QByteArray::fromHex("12074a0512030a0161") << other;
     QTest::newRow("name that is no UTF-8")
         << QByteArray::fromHex("12040a02c328") << QStringLiteral("a text is no UTF-8");
 }
