@@ -328,7 +328,7 @@ void EdgeNode::report()
         m_values.takeAsTold();
         return;
     }
-    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    const qint64 now = m_values.now();
     m_isHeldBack = false;
     const auto next = m_values.report(now, [this](const QString &device, const Payload &news) {
         if (m_stage == Stage::Born) {

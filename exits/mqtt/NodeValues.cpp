@@ -27,6 +27,7 @@ NodeValues::NodeValues(RegionFollower &follower, const NodeSettings &settings)
     : m_follower(follower)
     , m_settings(settings)
 {
+    m_clock.start();
     takeLeaves();
 }
 
@@ -49,7 +50,7 @@ Payload NodeValues::birthOf(const QString &device)
 {
     Payload payload;
     const quint64 time = timeOfSet();
-    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    const qint64 now = this->now();
     for (const int i : m_leavesOf.value(device)) {
         const FollowedLeaf &leaf = m_follower.leaves()[i];
         const ProcessValue value = m_follower.value(i);
@@ -86,7 +87,7 @@ std::optional<qint64> NodeValues::report(qint64 now, const Send &send)
 
 void NodeValues::takeAsTold()
 {
-    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    const qint64 now = this->now();
     for (int i = 0; i < m_reported.size(); ++i) {
         m_reported[i].markTold(m_follower.value(i), now);
     }

@@ -4,6 +4,7 @@
 #include "mqtt/Payload.h"
 #include "region/RegionFollower.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 
 #include <functional>
@@ -22,10 +23,13 @@ public:
     void takeLeaves();
     const QStringList &devices() const { return m_devices; }
 
+    /// Milliseconds of a clock that goes on whatever is done to the time of day.
+    qint64 now() const { return m_clock.elapsed(); }
+
     /// Everything of a device, which counts as told from then on.
     Payload birthOf(const QString &device);
     /// Has @p send have what is news, a message a device; what it could not give on stays news. With the
-    /// names of the metrics, whatever the settings say of aliases. Gives the time of @p now at which more
+    /// names of the metrics, whatever the settings say of aliases. Gives the time of now() at which more
     /// will be news without a newer set; none if nothing waits.
     std::optional<qint64> report(qint64 now, const Send &send);
     /// Has everything count as told: what was so at the beginning is told at the birth, and no history.
@@ -48,6 +52,7 @@ private:
 
     RegionFollower &m_follower;
     const NodeSettings &m_settings;
+    QElapsedTimer m_clock;
     QStringList m_devices;
     QHash<QString, QVector<int>> m_leavesOf;
     /// By device and name.

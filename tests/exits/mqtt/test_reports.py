@@ -1,10 +1,13 @@
 """What is told and when: deadbands and least intervals."""
 
+import os
+import pathlib
 import unittest
+from unittest import mock
 
 import sparkplug
 from broker import Broker, Listener, Node
-from exits import Creator, Plant, wait_until
+from exits import EXIT, Creator, Plant, wait_until
 
 LEAVES = {
     "pump/speed": {"type": "double", "readOnly": False},
@@ -63,6 +66,24 @@ class Reports(unittest.TestCase):
         times = [message.payload.timestamp for message in self.listener.of("DDATA")]
         birth = self.listener.of("DBIRTH")[0].payload.timestamp
         self.assertGreaterEqual(min(b - a for a, b in zip([birth - 1, *times], times)), 690)
+
+
+    def test_interval_goes_on_when_the_clock_is_set_back(self):
+        program = pathlib.Path(EXIT).read_bytes()
+        if b"__asan_init" in program or b"__tsan_init" in program:
+            self.skipTest("a sanitizer stands before the clock")
+        set_back = self.plant.folder / "set back"
+        with mock.patch.dict(os.environ, LD_PRELOAD=os.environ["TESSEL_CLOCK"], TESSEL_SET_BACK=str(set_back)):
+            self.node(config="[report tank/level]\nleast-interval = 50\n")
+        self.listener.wait("DBIRTH")
+        self.plant.set("tank/level", "1")
+        before = self.listener.wait("DDATA")[0].payload.timestamp
+
+        set_back.touch()
+        self.plant.set("tank/level", "2")
+
+        wait_until(lambda: ("tank/level", 2, False) in self.told(), "the newer value")
+        self.assertLess(self.listener.of("DDATA")[-1].payload.timestamp, before - 80_000_000)
 
 
 if __name__ == "__main__":
