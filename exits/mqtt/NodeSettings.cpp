@@ -1,5 +1,6 @@
 #include "mqtt/NodeSettings.h"
 
+#include "mqtt/TopicName.h"
 #include "service/Refusal.h"
 #include "service/SecretFile.h"
 #include "service/ServiceLog.h"
@@ -73,11 +74,9 @@ QString nameFor(const SettingGroup &settings, const QString &key)
     if (name.isEmpty()) {
         refuse(QStringLiteral("--%1 is missing").arg(key));
     }
-    for (const char forbidden : {'+', '#', '/'}) {
-        if (name.contains(QLatin1Char(forbidden))) {
-            refuse(QStringLiteral("--%1 '%2' holds a '%3', which no name in a topic may")
-                       .arg(key, name, QString(QLatin1Char(forbidden))));
-        }
+    const QString problem = TopicName::problemOf(name);
+    if (!problem.isEmpty()) {
+        refuse(QStringLiteral("--%1 '%2' %3").arg(key, name, problem));
     }
     return name;
 }
@@ -128,6 +127,9 @@ BrokerAccess fallbackBroker(BrokerAccess access, const QString &text)
         refuse(QStringLiteral("--fallback takes HOST:PORT, not '%1'").arg(text));
     }
     access.host = text.left(colon);
+    if (access.host.startsWith(QLatin1Char('[')) && access.host.endsWith(QLatin1Char(']'))) {
+        access.host = access.host.mid(1, access.host.size() - 2);
+    }
     access.port = port;
     return access;
 }

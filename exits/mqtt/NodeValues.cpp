@@ -1,6 +1,7 @@
 #include "mqtt/NodeValues.h"
 
 #include "mqtt/LeafMetric.h"
+#include "mqtt/TopicName.h"
 #include "service/ServiceLog.h"
 
 #include <QDateTime>
@@ -33,7 +34,7 @@ NodeValues::NodeValues(RegionFollower &follower, const NodeSettings &settings)
 
 void NodeValues::takeLeaves()
 {
-    m_devices = m_follower.devices();
+    takeDevices();
     m_leavesOf.clear();
     m_leafByName.clear();
     m_reported.clear();
@@ -166,6 +167,21 @@ quint64 NodeValues::timeOfSet() const
 {
     const auto &time = m_follower.setTime();
     return quint64(time ? time->toMSecsSinceEpoch() : QDateTime::currentMSecsSinceEpoch());
+}
+
+void NodeValues::takeDevices()
+{
+    m_devices.clear();
+    for (const auto &device : m_follower.devices()) {
+        const QString problem = TopicName::problemOf(device);
+        if (problem.isEmpty()) {
+            m_devices.append(device);
+        } else {
+            ServiceLog::warning(QStringLiteral("device '%1' of %2 is left out: its name %3; give "
+                                               "its file or folder another one")
+                                    .arg(device, m_follower.path(), problem));
+        }
+    }
 }
 
 void NodeValues::warnOfNames() const

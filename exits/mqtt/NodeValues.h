@@ -21,6 +21,7 @@ public:
 
     /// Takes the leaves of the follower anew.
     void takeLeaves();
+    /// Those whose names can be a part of a topic.
     const QStringList &devices() const { return m_devices; }
 
     /// Milliseconds of a clock that goes on whatever is done to the time of day.
@@ -44,6 +45,7 @@ public:
     Payload asData(const QString &device, const Payload &named) const;
 
 private:
+    void takeDevices();
     bool isStateNameTaken(const FollowedLeaf &leaf) const;
     Payload newsOf(const QString &device, qint64 now, QVector<int> &told,
                    std::optional<qint64> &next);

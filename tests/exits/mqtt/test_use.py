@@ -1,16 +1,18 @@
 """Settings, secrets and encryption of the edge node, and what it says of mistakes."""
 
+import json
 import os
 import pathlib
 import re
 import shutil
+import socket
 import subprocess
 import tempfile
 import unittest
 
 import sparkplug
 from broker import Broker, Listener, Node, Relay, free_port
-from exits import EXIT, LONGEST, TOOL, Creator, Plant, wait_until
+from exits import EXIT, LONGEST, TOOL, Creator, Plant, end_with_parent, wait_until
 
 PROJECT = pathlib.Path(__file__).resolve().parents[3]
 LEAVES = {"tank/level": {"type": "int32", "readOnly": False}}
@@ -197,6 +199,49 @@ class Use(unittest.TestCase):
         node = self.closed(Node(None, "--config", config, str(self.plant.file), port=free_port()))
         node.wait_log(f"allow-write 'tank/lebel' leads to no leaf of {self.plant.file}; 'tessel get' shows their URLs")
         node.wait_log(f"report 'pump' leads to no leaf of {self.plant.file}")
+
+    def test_broker_may_be_named_by_an_address_in_brackets(self):
+        self.closed(Creator(self.plant))
+        try:
+            with socket.socket(socket.AF_INET6) as probe:
+                probe.bind(("::1", 0))
+        except OSError:
+            self.skipTest("needs IPv6")
+        port = free_port()
+        broker = self.closed(Broker(f"listener {port} ::1"))
+        listener = self.closed(Listener(broker))
+
+        self.closed(Node(None, "--fallback", f"[::1]:{port}", str(self.plant.file), port=free_port()))
+
+        listener.wait("DBIRTH")
+
+    def test_device_whose_name_is_no_part_of_a_topic_is_told_and_left_out(self):
+        folder = self.folder / "plant"
+        folder.mkdir()
+        leaf = {"type": "int32", "offsetSharedMemory": 0, "sizeValue": 4, "relativeOffsetMetadata": 4,
+                "sizeMetadata": 4, "displayPosition": 0}
+        text = json.dumps({"type": "treenode", "keyProcessDataMemory": self.plant.key, "doubleBuffer": True,
+                           "sizeOfSharedMemory": 8, "value": {"level": leaf}})
+        for name in ("a#b", "a+b", "a\x01b", "good"):
+            (folder / f"{name}.process.json").write_text(text, encoding="utf-8")
+        self.assertEqual(subprocess.run([TOOL, "build", str(folder)], capture_output=True, timeout=LONGEST,
+                                        check=False).returncode, 0)
+        broker = self.closed(Broker())
+        listener = self.closed(Listener(broker))
+
+        node = self.closed(Node(broker, str(folder)))
+
+        for device, holds in (("a#b", "a '#'"), ("a+b", "a '+'"), ("a\\u0001b", "a control character")):
+            node.wait_log(f"device '{device}' of {folder} is left out: its name holds {holds}, which no name in a topic "
+                          "may; give its file or folder another one")
+        creator = subprocess.Popen([TOOL, "hold", str(folder)], stdout=subprocess.PIPE, preexec_fn=end_with_parent)
+        try:
+            self.assertEqual([message.topic for message in listener.wait("DBIRTH")], ["spBv1.0/g/DBIRTH/n/good"])
+        finally:
+            creator.terminate()
+            creator.communicate(timeout=LONGEST)
+        (death,) = listener.wait("DDEATH")
+        self.assertEqual((death.topic, death.payload.seq), ("spBv1.0/g/DDEATH/n/good", 2))
 
     def test_end_is_quick_while_the_broker_is_away(self):
         node = self.closed(Node(None, str(self.plant.file), port=free_port()))
