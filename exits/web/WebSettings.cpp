@@ -107,6 +107,16 @@ void checkHosts(const QStringList &hosts)
     }
 }
 
+/// Nobody can ask for the page by such a name.
+bool isEveryAddress(const QString &host)
+{
+    const QByteArray name = host.toLatin1();
+    in_addr four{};
+    in6_addr six{};
+    return host.isEmpty() || (inet_pton(AF_INET, name.constData(), &four) == 1 && four.s_addr == 0)
+           || (inet_pton(AF_INET6, name.constData(), &six) == 1 && IN6_IS_ADDR_UNSPECIFIED(&six));
+}
+
 /// Whoever can reach another address than the machine's own must neither listen in nor write as he likes.
 void checkReach(const WebSettings &settings)
 {
@@ -119,7 +129,7 @@ void checkReach(const WebSettings &settings)
                               "--token-file as well, or listen on 127.0.0.1")
                    .arg(place));
     }
-    if (settings.address.host().isEmpty() && settings.hosts.isEmpty()) {
+    if (isEveryAddress(settings.address.host()) && settings.hosts.isEmpty()) {
         refuse(QStringLiteral("%1 is all addresses of this machine: give the names by which "
                               "browsers ask for the page with --host")
                    .arg(place));

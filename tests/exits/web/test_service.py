@@ -54,12 +54,14 @@ class WebService(WebTest):
                 self.assertEqual(
                     self.run_web("--listen", "0.0.0.0:0", *words, str(self.plant.file)), (2, place)
                 )
-        self.assertEqual(
-            self.run_web("--listen", ":0", "--token-file", token, "--cert-file", certificate, "--key-file", key,
-                         str(self.plant.file)),
-            (2, "[::]:0 is all addresses of this machine: give the names by which browsers ask for the page with "
-                "--host; see 'tessel-web --help'"),
-        )
+        for words, place in ((":0", "[::]:0"), ("0.0.0.0:0", "0.0.0.0:0"), ("[::]:0", "[::]:0"), ("[0::0]:0", "[0::0]:0")):
+            with self.subTest(words=words):
+                self.assertEqual(
+                    self.run_web("--listen", words, "--token-file", token, "--cert-file", certificate, "--key-file",
+                                 key, str(self.plant.file)),
+                    (2, f"{place} is all addresses of this machine: give the names by which browsers ask for the page "
+                        "with --host; see 'tessel-web --help'"),
+                )
 
     def test_wrong_use_is_refused(self):
         certificate, key = self.certificate()
