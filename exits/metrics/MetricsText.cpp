@@ -219,19 +219,40 @@ MediaRange rangeOf(const QByteArray &text)
     return range;
 }
 
+/// 0: it does not take the plain text.
+int closenessToPlain(const QByteArray &type)
+{
+    constexpr const char *types[] = {"*/*", "text/*", "text/plain"};
+    for (int i = 0; i < 3; ++i) {
+        if (type == types[i]) {
+            return i + 1;
+        }
+    }
+    return 0;
+}
+
 } // namespace
 
 MetricsForm formAccepted(const QByteArray &accept)
 {
     double open = 0;
     double plain = 0;
+    int closest = 0;
     for (const auto &piece : accept.split(',')) {
         const MediaRange range = rangeOf(piece);
         if (range.type == "application/openmetrics-text") {
             if (range.version.isEmpty() || range.version == "1.0.0") {
                 open = std::max(open, range.quality);
             }
-        } else if (range.type == "text/plain" || range.type == "text/*" || range.type == "*/*") {
+            continue;
+        }
+        // What names the type itself wins over what takes it among others.
+        const int closeness = closenessToPlain(range.type);
+        if (closeness > closest) {
+            closest = closeness;
+            plain = 0;
+        }
+        if (closeness > 0 && closeness == closest) {
             plain = std::max(plain, range.quality);
         }
     }

@@ -257,6 +257,10 @@ class Metrics(unittest.TestCase):
             ("application/openmetrics-text;q=0,*/*;q=0.1", plain_type),
             ('Application/OpenMetrics-Text; Version="1.0.0"', open_type),
             ("application/openmetrics-text;q=odd", plain_type),
+            ("application/openmetrics-text;q=0.5,text/plain;q=0.1,*/*;q=0.9", open_type),
+            ("*/*;q=0.9,text/*;q=0.8,text/plain;q=0.1,application/openmetrics-text;q=0.5", open_type),
+            ("application/openmetrics-text;q=0.5,text/*;q=0.6,*/*;q=0.1", plain_type),
+            ("application/openmetrics-text;q=0.5,*/*;q=0.9", plain_type),
             (",;,=;q", plain_type),
         ]
         for accept, expected in rows:
