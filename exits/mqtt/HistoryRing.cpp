@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
 
 namespace {
 
@@ -44,13 +45,30 @@ HistoryRing::HistoryRing(qint64 mostBytes, const QString &folder)
     if (m_folder.isEmpty()) {
         return;
     }
+    takeFolder();
+    readFile(olderFile());
+    readFile(newerFile());
+}
+
+HistoryRing::~HistoryRing() = default;
+
+void HistoryRing::takeFolder()
+{
     if (!QDir().mkpath(m_folder) || !QFileInfo(m_folder).isWritable()) {
         throw Refusal{ExitCode::NoAccess,
                       QStringLiteral("%1: this folder for what waits to be sent cannot be written "
                                      "to; name another one with 'history-dir'")
                           .arg(m_folder)};
     }
-    readAll();
+    m_lock = std::make_unique<QLockFile>(QDir(m_folder).filePath(QStringLiteral("lock")));
+    m_lock->setStaleLockTime(0);
+    // On a full disk there is no lock, and nobody else has the folder.
+    if (!m_lock->tryLock() && m_lock->error() == QLockFile::LockFailedError) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("%1: another node keeps what waits to be sent in this folder "
+                                     "already; name another one with 'history-dir'")
+                          .arg(m_folder)};
+    }
 }
 
 void HistoryRing::add(const Entry &entry)
@@ -81,23 +99,25 @@ void HistoryRing::clear()
     removeFiles();
 }
 
-QString HistoryRing::fileAt(int number) const
+// Which is the older one is said by their names: a clock may have been set back in between.
+
+QString HistoryRing::olderFile() const
 {
-    return QDir(m_folder).filePath(QStringLiteral("history.%1").arg(number));
+    return QDir(m_folder).filePath(QStringLiteral("history.0"));
 }
 
-void HistoryRing::readAll()
+QString HistoryRing::newerFile() const
 {
-    const auto written = [this](int number) { return QFileInfo(fileAt(number)).lastModified(); };
-    const int older = written(1) < written(0) ? 1 : 0;
-    for (const int number : {older, 1 - older}) {
-        QFile file(fileAt(number));
-        if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
-            // What is added later would never be found behind the rest of a record.
-            file.resize(readRecords(file));
-        }
+    return QDir(m_folder).filePath(QStringLiteral("history.1"));
+}
+
+void HistoryRing::readFile(const QString &path)
+{
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) {
+        // What is added later would never be found behind the rest of a record.
+        file.resize(readRecords(file));
     }
-    m_current = 1 - older;
 }
 
 /// Gives where the last whole record ends. A length that is wrong has no more read than the file holds.
@@ -135,24 +155,39 @@ void HistoryRing::addToMemory(const Entry &entry)
 void HistoryRing::addToDisk(const Entry &entry)
 {
     const QByteArray record = bytesOf(entry);
-    if (QFileInfo(fileAt(m_current)).size() + record.size() > m_most / 2) {
-        m_current = 1 - m_current;
-        QFile::remove(fileAt(m_current));
-    }
-    QFile file(fileAt(m_current));
+    makeRoom(record.size());
+    QFile file(newerFile());
+    const qint64 before = QFileInfo(file).size();
     const bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Append)
                            && file.write(record) == record.size() && file.flush();
     if (!isWritten && !m_isFailureTold) {
         ServiceLog::error(QStringLiteral("%1: %2; what waits to be sent is in memory alone")
                               .arg(file.fileName(), file.errorString()));
     }
+    if (!isWritten && file.isOpen()) {
+        // The beginning of an entry would hide what comes behind it.
+        file.close();
+        QFile::resize(newerFile(), before);
+    }
     m_isFailureTold = !isWritten;
+}
+
+/// For an entry of @p bytes: each file has half of what is allowed, unless one entry alone has more.
+void HistoryRing::makeRoom(qint64 bytes) const
+{
+    if (QFileInfo(newerFile()).size() + bytes > m_most / 2) {
+        QFile::remove(olderFile());
+        QFile::rename(newerFile(), olderFile());
+    }
+    if (QFileInfo(olderFile()).size() + bytes > m_most) {
+        QFile::remove(olderFile());
+    }
 }
 
 void HistoryRing::removeFiles() const
 {
     if (!m_folder.isEmpty()) {
-        QFile::remove(fileAt(0));
-        QFile::remove(fileAt(1));
+        QFile::remove(olderFile());
+        QFile::remove(newerFile());
     }
 }

@@ -4,13 +4,16 @@
 #include <QString>
 
 #include <deque>
+#include <memory>
 
 class QFile;
+class QLockFile;
 
 /// Messages that could not be sent, the oldest dropped where they would be too many bytes.
 ///
-/// With a folder they are on the disk as well, in two files that are filled in turn, so that they are
-/// still there after a restart. What a crash cuts off at the end of a file is dropped when it is read.
+/// With a folder, which is this one's alone, they are on the disk as well, so that they are still there after
+/// a restart: in two files, the older of which goes when the newer one is full. What a crash cuts off at the
+/// end of a file is dropped when it is read.
 class HistoryRing
 {
 public:
@@ -20,8 +23,9 @@ public:
         QByteArray payload;
     };
 
-    /// @p folder empty: in memory alone.
+    /// @p folder empty: in memory alone. Throws a Refusal for one that cannot be used.
     HistoryRing(qint64 mostBytes, const QString &folder = {});
+    ~HistoryRing();
 
     bool isEmpty() const { return m_entries.empty(); }
     int count() const { return static_cast<int>(m_entries.size()); }
@@ -37,11 +41,14 @@ public:
     void clear();
 
 private:
-    QString fileAt(int number) const;
-    void readAll();
+    QString olderFile() const;
+    QString newerFile() const;
+    void takeFolder();
+    void readFile(const QString &path);
     qint64 readRecords(QFile &file);
     void addToMemory(const Entry &entry);
     void addToDisk(const Entry &entry);
+    void makeRoom(qint64 bytes) const;
     void removeFiles() const;
 
     qint64 m_most;
@@ -49,6 +56,6 @@ private:
     std::deque<Entry> m_entries;
     qint64 m_bytes = 0;
     qint64 m_dropped = 0;
-    int m_current = 0;
+    std::unique_ptr<QLockFile> m_lock; ///< of the folder
     bool m_isFailureTold = false;
 };

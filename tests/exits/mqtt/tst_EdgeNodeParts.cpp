@@ -2,16 +2,50 @@
 #include "mqtt/HistoryRing.h"
 #include "mqtt/HostState.h"
 #include "mqtt/ReportRules.h"
+#include "service/Refusal.h"
 
 #include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <cmath>
+#include <csignal>
 #include <limits>
+
+#include <sys/resource.h>
 
 using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_OVERRANGE;
 using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
+
+namespace {
+
+/// Files of this process end at so many bytes, as on a disk that is full.
+class LongestFile
+{
+public:
+    explicit LongestFile(qint64 bytes)
+    {
+        m_handler = std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_former);
+        rlimit limit = m_former;
+        limit.rlim_cur = static_cast<rlim_t>(bytes);
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~LongestFile()
+    {
+        setrlimit(RLIMIT_FSIZE, &m_former);
+        std::signal(SIGXFSZ, m_handler);
+    }
+
+    LongestFile(const LongestFile &) = delete;
+    LongestFile &operator=(const LongestFile &) = delete;
+
+private:
+    rlimit m_former{};
+    void (*m_handler)(int) = SIG_DFL;
+};
+
+} // namespace
 
 /// The decisions of an edge node that need neither a broker nor a region.
 class tst_EdgeNodeParts : public QObject
@@ -34,8 +68,21 @@ private Q_SLOTS:
     void ringOnTheDiskIsReadInOrder();
     void whatComesBehindABrokenRecordIsFound();
     void smallerRingKeepsTheNewestOfTheDisk();
+    void orderOnTheDiskIsThatOfNoClock();
+    void whatComesBehindACrashIsReadAgain_data();
+    void whatComesBehindACrashIsReadAgain();
+    void whatFoundNoRoomCutsNothingOff();
+    void largeEntriesKeepTheBoundOnTheDisk();
+    void folderOfAnotherNodeIsRefused();
 
 private:
+    /// The first bytes of the entries in a ring, in their order.
+    static QByteArray marksOf(HistoryRing &ring);
+    static QFileInfoList filesOf(const QTemporaryDir &folder);
+    static HistoryRing::Entry marked(char mark, int size = 10)
+    {
+        return {QStringLiteral("d"), QByteArray(size, mark)};
+    }
     static ProcessValue valid(const QVariant &value)
     {
         return {value, PROCESS_VALUE_ERROR_TYPE_VALID};
@@ -207,12 +254,14 @@ void tst_EdgeNodeParts::ringOnTheDiskIsReadInOrder()
         }
     }
 
-    HistoryRing again(100000, folder.path());
+    {
+        HistoryRing again(100000, folder.path());
 
-    QCOMPARE(again.count(), 5);
-    for (char i = 0; i < 5; ++i) {
-        QCOMPARE(again.first().payload, QByteArray(10, i));
-        again.removeFirst();
+        QCOMPARE(again.count(), 5);
+        for (char i = 0; i < 5; ++i) {
+            QCOMPARE(again.first().payload, QByteArray(10, i));
+            again.removeFirst();
+        }
     }
     QVERIFY(HistoryRing(100000, folder.path()).isEmpty());
 }
@@ -256,6 +305,140 @@ void tst_EdgeNodeParts::smallerRingKeepsTheNewestOfTheDisk()
         QCOMPARE(smaller.first().payload, QByteArray(100, i));
         smaller.removeFirst();
     }
+}
+
+QByteArray tst_EdgeNodeParts::marksOf(HistoryRing &ring)
+{
+    QByteArray marks;
+    while (!ring.isEmpty()) {
+        marks += ring.first().payload.left(1);
+        ring.removeFirst();
+    }
+    return marks;
+}
+
+QFileInfoList tst_EdgeNodeParts::filesOf(const QTemporaryDir &folder)
+{
+    return QDir(folder.path()).entryInfoList({QStringLiteral("history.*")});
+}
+
+void tst_EdgeNodeParts::orderOnTheDiskIsThatOfNoClock()
+{
+    const QTemporaryDir folder;
+    {
+        HistoryRing ring(2000, folder.path());
+        for (char mark = 'a'; mark <= 'h'; ++mark) {
+            ring.add(marked(mark, 150));
+        }
+    }
+    // As a clock that was set back in between would have dated them.
+    QCOMPARE(filesOf(folder).size(), 2);
+    for (const auto &info : filesOf(folder)) {
+        QFile file(info.filePath());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const bool isNewer = file.readAll().contains("hhhh");
+        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(isNewer ? -7200 : -60),
+                                 QFileDevice::FileModificationTime));
+    }
+    {
+        HistoryRing ring(2000, folder.path());
+        ring.add(marked('i', 150));
+    }
+
+    HistoryRing again(2000, folder.path());
+
+    const QByteArray marks = marksOf(again);
+    QVERIFY2(QByteArray("abcdefghi").endsWith(marks) && marks.size() > 4, marks.constData());
+}
+
+void tst_EdgeNodeParts::whatComesBehindACrashIsReadAgain_data()
+{
+    QTest::addColumn<int>("cut");
+    // Up to two records and a piece of a third.
+    for (int cut = 1; cut <= 60; ++cut) {
+        QTest::addRow("%d bytes", cut) << cut;
+    }
+}
+
+void tst_EdgeNodeParts::whatComesBehindACrashIsReadAgain()
+{
+    QFETCH(const int, cut);
+    constexpr int recordBytes = 26;
+    const QTemporaryDir folder;
+    {
+        HistoryRing ring(100000, folder.path());
+        for (const char mark : {'a', 'b', 'c', 'd'}) {
+            ring.add(marked(mark));
+        }
+    }
+    const QFileInfoList files = filesOf(folder);
+    QCOMPARE(files.size(), 1);
+    QCOMPARE(files[0].size(), qint64{4 * recordBytes});
+    QVERIFY(QFile::resize(files[0].filePath(), files[0].size() - cut));
+    {
+        HistoryRing ring(100000, folder.path());
+        ring.add(marked('e'));
+        ring.add(marked('f'));
+    }
+
+    HistoryRing again(100000, folder.path());
+
+    const int whole = (4 * recordBytes - cut) / recordBytes;
+    QCOMPARE(marksOf(again), QByteArray("abcd").left(whole) + "ef");
+}
+
+void tst_EdgeNodeParts::whatFoundNoRoomCutsNothingOff()
+{
+    const QTemporaryDir folder;
+    {
+        HistoryRing ring(100000, folder.path());
+        ring.add(marked('a'));
+        {
+            const LongestFile full(filesOf(folder)[0].size() + 7);
+            ring.add(marked('b'));
+        }
+        ring.add(marked('c'));
+        QCOMPARE(ring.count(), 3);
+    }
+
+    HistoryRing again(100000, folder.path());
+
+    QCOMPARE(marksOf(again), QByteArray("ac"));
+}
+
+void tst_EdgeNodeParts::largeEntriesKeepTheBoundOnTheDisk()
+{
+    const QTemporaryDir folder;
+    HistoryRing ring(1000, folder.path());
+    for (const int size : {400, 800, 100, 900, 450, 450, 300, 800}) {
+        ring.add(marked('x', size));
+
+        qint64 bytes = 0;
+        for (const auto &file : filesOf(folder)) {
+            bytes += file.size();
+        }
+        QVERIFY2(bytes <= 1000, qPrintable(QString::number(bytes)));
+        QVERIFY(bytes > size);
+    }
+}
+
+void tst_EdgeNodeParts::folderOfAnotherNodeIsRefused()
+{
+    const QTemporaryDir folder;
+    HistoryRing ring(1000, folder.path());
+    ring.add(marked('a'));
+
+    try {
+        const HistoryRing other(1000, folder.path());
+        QFAIL("taken twice");
+    } catch (const Refusal &refusal) {
+        QCOMPARE(refusal.code, ExitCode::NoAccess);
+        QCOMPARE(refusal.text,
+                 QStringLiteral("%1: another node keeps what waits to be sent in this folder "
+                                "already; name another one with 'history-dir'")
+                     .arg(folder.path()));
+    }
+    QCOMPARE(marksOf(ring), QByteArray("a"));
 }
 
 QTEST_GUILESS_MAIN(tst_EdgeNodeParts)
