@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <mutex>
 #include <vector>
 
@@ -14,10 +15,16 @@
 
 namespace {
 
-/// A broker that takes a connection and says nothing is no broker.
+/// A broker that takes a connection, or a subscription, and says nothing is no broker.
 constexpr qint64 longestHandshake = 10000;
 /// Longer ones are for somebody else: no command has that many bytes.
 constexpr int mostPayload = 256 * 1024;
+/// Messages, and their bytes, that wait for the thread of the maker. Behind these the broker has to wait: whoever
+/// can send commands must neither fill the memory nor keep the program from anything else.
+constexpr int mostReceived = 16;
+constexpr qint64 mostReceivedBytes = 2 * mostPayload;
+/// By which the library numbers what is on its way, with some room: twice the same would never count as sent.
+constexpr int mostQueuedMessages = 60000;
 /// How long the thread of a connection may sleep before it looks whether it is still wanted.
 constexpr int loopInterval = 100;
 
@@ -57,10 +64,29 @@ struct BrokerConnection::Core
         }
     }
 
+    /// Gives the owner time to take what was received before.
+    void waitForRoom()
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        hasRoom.wait(lock, [this] {
+            return isUnwanted || (received < mostReceived && receivedBytes < mostReceivedBytes);
+        });
+    }
+    void countReceived(int messages, qint64 bytes)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        received += messages;
+        receivedBytes += bytes;
+        hasRoom.notify_all();
+    }
+
     mosquitto *handle = nullptr;
     BrokerAccess access;
-    std::mutex mutex; ///< of the owner
+    std::mutex mutex; ///< of the owner, and of what waits for it
+    std::condition_variable hasRoom;
     BrokerConnection *owner = nullptr;
+    int received = 0;
+    qint64 receivedBytes = 0;
     std::atomic<bool> isUnwanted{false};
     std::atomic<bool> hasEnded{false};
     // Of the thread of the connection.
@@ -76,7 +102,6 @@ struct BrokerCallbacks
     static void onConnect(mosquitto *, void *data, int code)
     {
         auto *const core = static_cast<Core *>(data);
-        core->isAnswered = true;
         if (code == 0) {
             core->tell([](BrokerConnection &connection) {
                 connection.m_isConnected = true;
@@ -92,9 +117,13 @@ struct BrokerCallbacks
         if (message->payloadlen > mostPayload) {
             return;
         }
+        auto *const core = static_cast<Core *>(data);
         const QString topic = QString::fromUtf8(message->topic);
         const QByteArray payload(static_cast<const char *>(message->payload), message->payloadlen);
-        static_cast<Core *>(data)->tell([topic, payload](BrokerConnection &connection) {
+        core->waitForRoom();
+        core->countReceived(1, payload.size());
+        core->tell([topic, payload](BrokerConnection &connection) {
+            connection.m_core->countReceived(-1, -qint64{payload.size()});
             Q_EMIT connection.received(topic, payload);
         });
     }
@@ -106,6 +135,7 @@ struct BrokerCallbacks
     static void onSubscribe(mosquitto *, void *data, int, int count, const int *granted)
     {
         constexpr int refused = 0x80;
+        static_cast<Core *>(data)->isAnswered = true;
         bool isGranted = true;
         for (int i = 0; i < count; ++i) {
             isGranted = isGranted && granted[i] < refused;
@@ -190,8 +220,9 @@ BrokerConnection::~BrokerConnection()
     {
         const std::lock_guard<std::mutex> lock(m_core->mutex);
         m_core->owner = nullptr;
+        m_core->isUnwanted = true;
     }
-    m_core->isUnwanted = true;
+    m_core->hasRoom.notify_all();
     // One that waits for a name or for a machine that does not answer cannot be called back, and has
     // nothing to lose.
     if (m_isConnected || m_core->hasEnded) {
@@ -204,7 +235,9 @@ BrokerConnection::~BrokerConnection()
 bool BrokerConnection::publish(const BrokerMessage &message, qint64 mostQueued)
 {
     const qint64 size = message.topic.size() + message.payload.size();
-    if (!m_isConnected || (m_queuedBytes > 0 && m_queuedBytes + size > mostQueued)) {
+    const bool isFull = m_queued.size() >= mostQueuedMessages
+                        || (m_queuedBytes > 0 && m_queuedBytes + size > mostQueued);
+    if (!m_isConnected || isFull) {
         return false;
     }
     int number = 0;

@@ -48,9 +48,9 @@ public:
     /// A connection that stands is cut, so that the broker sends the will.
     ~BrokerConnection() override;
 
-    /// False if there is no connection, or more than @p mostQueued bytes wait to be sent with it.
+    /// False if there is no connection, or more than @p mostQueued bytes, or 60,000 messages, wait to be sent with it.
     bool publish(const BrokerMessage &message, qint64 mostQueued);
-    /// With QoS 1, all at once; subscribed() answers.
+    /// With QoS 1, all at once; subscribed() answers, or the connection ends.
     void subscribe(const QStringList &topics);
     /// DISCONNECT; the broker throws the will away.
     void disconnectInOrder();

@@ -2,11 +2,10 @@
 
 #include "mqtt/WireValue.h"
 #include "region/WriteCheck.h"
-#include "service/ServiceLog.h"
 
 namespace {
 
-/// Lines in the log for one message; whoever can send commands must not fill the disk.
+/// Lines in the log for one message.
 constexpr int mostLines = 5;
 
 QString nameOf(const Metric &metric)
@@ -21,25 +20,26 @@ QString nameOf(const Metric &metric)
 class RefusalLines
 {
 public:
+    explicit RefusalLines(CommandLog &log) : m_log(log) { }
     void add(const QString &line)
     {
         if (++m_count <= mostLines) {
-            ServiceLog::warning(line);
+            m_log.warning(line);
         }
     }
     ~RefusalLines()
     {
         if (m_count > mostLines) {
-            ServiceLog::warning(QStringLiteral("a command: %1 more metrics of it are refused")
-                                    .arg(m_count - mostLines));
+            m_log.warning(QStringLiteral("a command: %1 more metrics of it are refused")
+                              .arg(m_count - mostLines));
         }
     }
 
-    RefusalLines() = default;
     RefusalLines(const RefusalLines &) = delete;
     RefusalLines &operator=(const RefusalLines &) = delete;
 
 private:
+    CommandLog &m_log;
     int m_count = 0;
 };
 
@@ -48,7 +48,7 @@ private:
 void Commands::write(const QString &device, const Payload &payload)
 {
     QVector<LeafWrite> writes;
-    RefusalLines refused;
+    RefusalLines refused(m_log);
     for (const auto &metric : payload.metrics) {
         LeafWrite write{-1, {ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID}};
         const QString problem = problemOf(device, metric, write);
@@ -65,17 +65,18 @@ void Commands::write(const QString &device, const Payload &payload)
     const SetWriting writing = writes.isEmpty() ? SetWriting()
                                                 : SetWriting::publish(m_follower, writes);
     if (!writing.problem.isEmpty()) {
-        ServiceLog::error(QStringLiteral("a command to write %1 values of device '%2' could not be "
-                                         "carried out: %3")
-                              .arg(writes.size())
-                              .arg(device, writing.problem));
+        m_log.error(
+            QStringLiteral("a command to write %1 values of device '%2' could not be carried "
+                           "out: %3")
+                .arg(writes.size())
+                .arg(device, writing.problem));
     }
 }
 
 bool Commands::isRebirth(const Payload &payload)
 {
     bool isAsked = false;
-    RefusalLines refused;
+    RefusalLines refused(m_log);
     for (const auto &metric : payload.metrics) {
         if (metric.name == rebirthName() && metric.value.userType() == QMetaType::Bool) {
             isAsked = isAsked || metric.value.toBool();

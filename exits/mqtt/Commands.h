@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mqtt/CommandLog.h"
 #include "mqtt/NodeValues.h"
 #include "region/SetWriting.h"
 
@@ -19,7 +20,9 @@ public:
     /// was written is told to the plant with the next report.
     void write(const QString &device, const Payload &payload);
     /// Whether @p payload asks for new births. What else is in it is told in the log.
-    static bool isRebirth(const Payload &payload);
+    bool isRebirth(const Payload &payload);
+    /// Tells in the log why a command is none.
+    void refuse(const QString &line) { m_log.warning(line); }
 
     /// The metric that asks for new births.
     static QString rebirthName() { return QStringLiteral("Node Control/Rebirth"); }
@@ -31,4 +34,5 @@ private:
     RegionFollower &m_follower;
     NodeValues &m_values;
     const NodeSettings &m_settings;
+    CommandLog m_log;
 };

@@ -173,6 +173,9 @@ void EdgeNode::handleEnded(const QString &reason, bool wasSent)
 
 void EdgeNode::handleMessage(const QString &name, const QByteArray &bytes)
 {
+    if (m_stage == Stage::Leaving || m_stage == Stage::Finishing) {
+        return;
+    }
     if (name == QStringLiteral("spBv1.0/STATE/") + m_settings.primaryHost) {
         handleHost(m_host.take(bytes));
         return;
@@ -181,22 +184,22 @@ void EdgeNode::handleMessage(const QString &name, const QByteArray &bytes)
     const QString device = name.section(QLatin1Char('/'), 4);
     const DecodedPayload decoded = decodePayload(bytes);
     if (!decoded.payload) {
-        ServiceLog::warning(QStringLiteral("a command on %1 is no payload of Sparkplug B: %2")
-                                .arg(name.left(200), decoded.problem));
+        m_commands.refuse(QStringLiteral("a command on %1 is no payload of Sparkplug B: %2")
+                              .arg(name.left(200), decoded.problem));
     } else if (isOfNode) {
         handleNodeCommand(*decoded.payload);
     } else if (m_stage == Stage::Born && m_bornDevices.contains(device)) {
         m_commands.write(device, *decoded.payload);
         report();
     } else {
-        ServiceLog::warning(QStringLiteral("a command is refused: there is no device '%1' now")
-                                .arg(device.left(200)));
+        m_commands.refuse(QStringLiteral("a command is refused: there is no device '%1' now")
+                              .arg(device.left(200)));
     }
 }
 
 void EdgeNode::handleNodeCommand(const Payload &payload)
 {
-    if (!Commands::isRebirth(payload) || m_stage != Stage::Born || m_rebirth.isActive()) {
+    if (!m_commands.isRebirth(payload) || m_stage != Stage::Born || m_rebirth.isActive()) {
         return;
     }
     // Until then no data is told.

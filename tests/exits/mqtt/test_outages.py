@@ -6,6 +6,7 @@ import os
 import pathlib
 import signal
 import socket
+import struct
 import tempfile
 import time
 import unittest
@@ -23,6 +24,25 @@ OUTAGES = int(os.environ.get("TESSEL_OUTAGES", "20"))
 
 def bd_seq(message):
     return sparkplug.value(metrics(message)["bdSeq"])[1]
+
+
+def record_of(number):
+    """On the disk: lengths, the device in UTF-16, the message, and the checksum of both."""
+    payload = sparkplug.Payload()
+    payload.metrics.add(name="tank/level", timestamp=1, is_historical=True, int=number)
+    data, device = payload.SerializeToString(), "plant".encode("utf-16-be")
+    content = struct.pack(">I", len(device)) + device + struct.pack(">I", len(data)) + data
+    return struct.pack(">I", len(content)) + content + struct.pack(">H", checksum(content))
+
+
+def checksum(content):
+    """CRC-16 of ISO 3309."""
+    value = 0xFFFF
+    for byte in content:
+        value ^= byte
+        for _ in range(8):
+            value = value >> 1 ^ (0x8408 if value & 1 else 0)
+    return value ^ 0xFFFF
 
 
 class Outages(unittest.TestCase):
@@ -211,6 +231,26 @@ class Outages(unittest.TestCase):
         wait_until(lambda: [sparkplug.value(metric)[1] for metric in self.history_of(listener)
                             if metric.alias == alias][-2:] == [7, 8], "history")
         self.assertFalse(any(metric.HasField("name") for metric in self.history_of(listener)))
+
+    def test_history_of_more_messages_than_have_a_number_is_sent(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        count = 100000
+        pathlib.Path(folder.name, "history.1").write_bytes(b"".join(map(record_of, range(count))))
+        self.broker.stop()
+        self.broker = self.closed(Broker(log="notice"))
+
+        node = self.waiting("--history-dir", folder.name, "--history-bytes", "40000000", "--queue-bytes", "8000000")
+        node.wait_log("connected to broker")
+        self.broker.host("h", True, 1000)
+        wait_until(lambda: self.recorded(folder.name) == 0, "nothing left on the disk")
+
+        # Only behind all that waits the last value comes, and the leave.
+        listener = self.listen()
+        self.plant.set("tank/level", "5")
+        listener.wait("DDATA")
+        self.assertEqual(node.end(), 0)
+        wait_until(lambda: "Client tessel.g.n disconnected." in self.broker.log(), "DISCONNECT")
 
     def test_history_is_bounded_and_keeps_the_newest(self):
         folder = tempfile.TemporaryDirectory()
