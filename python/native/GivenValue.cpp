@@ -3,9 +3,11 @@
 #include "native/Failure.h"
 #include "native/PythonValue.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 
 namespace py = pybind11;
@@ -47,14 +49,32 @@ QVariant limitFor(const QVariant &value, QVariant limit)
     return !limit.isNull() && limit.convert(value.userType()) ? limit : QVariant();
 }
 
-/// A bool of Python, or one of numpy, which is another type.
-bool isTruthValue(py::handle object)
+/// What a scalar of another package, or an array without dimensions, holds, as numpy has them; else the object.
+py::object scalarIn(py::handle object)
 {
-    if (PyBool_Check(object.ptr())) {
-        return true;
+    const bool isPlain = PyLong_CheckExact(object.ptr()) || PyFloat_CheckExact(object.ptr())
+                         || PyUnicode_CheckExact(object.ptr()) || PyBool_Check(object.ptr());
+    if (!isPlain && py::hasattr(object, "dtype") && py::hasattr(object, "item")
+        && py::getattr(object, "ndim", py::none()).equal(py::int_(0))) {
+        return object.attr("item")();
     }
-    return !PyLong_CheckExact(object.ptr()) && !PyFloat_CheckExact(object.ptr())
-           && py::hasattr(object, "dtype") && py::str(object.attr("dtype")).equal(py::str("bool"));
+    return py::reinterpret_borrow<py::object>(object);
+}
+
+/// Whether the conversion of an object has said that it is none; what else it raised goes on its way.
+bool hasRefused(std::initializer_list<PyObject *> reasons)
+{
+    if (PyErr_Occurred() == nullptr) {
+        return false;
+    }
+    const bool isReason = std::any_of(reasons.begin(), reasons.end(), [](PyObject *reason) {
+        return PyErr_ExceptionMatches(reason) != 0;
+    });
+    if (!isReason) {
+        throw py::error_already_set();
+    }
+    PyErr_Clear();
+    return true;
 }
 
 } // namespace
@@ -95,22 +115,26 @@ void GivenValue::refuse(bool isOfWrongType, const QString &reason) const
 QString GivenValue::shown(py::handle object) const
 {
     constexpr int mostShown = 60;
-    const QString text = qtText(py::repr(object));
+    PyObject *const code = PyObject_Repr(object.ptr());
+    // An integer of more than 4,300 digits has no text.
+    if (hasRefused({PyExc_ValueError})) {
+        return QStringLiteral("this %1").arg(QString::fromUtf8(Py_TYPE(object.ptr())->tp_name));
+    }
+    const QString text = qtText(py::reinterpret_steal<py::object>(code));
     return text.size() <= mostShown ? text : text.left(mostShown) + QStringLiteral("...");
 }
 
-/// The integer that it is, also of numpy's types, and of a float that has nothing behind its point.
+/// The integer that it is, and of a float that has nothing behind its point.
 py::object GivenValue::whole(py::handle object) const
 {
-    if (isTruthValue(object)) {
+    if (PyBool_Check(object.ptr())) {
         return {};
     }
     if (PyIndex_Check(object.ptr())) {
         PyObject *const index = PyNumber_Index(object.ptr());
-        if (index == nullptr) {
-            throw py::error_already_set();
-        }
-        return py::reinterpret_steal<py::object>(index);
+        // An array of several numbers looks like one until it is asked.
+        return hasRefused({PyExc_TypeError}) ? py::object()
+                                             : py::reinterpret_steal<py::object>(index);
     }
     if (!PyFloat_Check(object.ptr())) {
         return {};
@@ -149,8 +173,7 @@ QVariant GivenValue::unsignedValue(py::handle object) const
     const py::object number = whole(object);
     const quint64 value = number ? PyLong_AsUnsignedLongLong(number.ptr()) : 0;
     // Negative, or too big for any type.
-    const bool isOutside = PyErr_Occurred() != nullptr;
-    PyErr_Clear();
+    const bool isOutside = hasRefused({PyExc_OverflowError});
     if (!number || isOutside || value > most) {
         refuse(!number && !PyFloat_Check(object.ptr()),
                QStringLiteral("%1 is no %2; a whole number from 0 to %3 is")
@@ -162,12 +185,18 @@ QVariant GivenValue::unsignedValue(py::handle object) const
 
 QVariant GivenValue::floatingValue(py::handle object) const
 {
-    const bool isNumber = !isTruthValue(object) && !PyUnicode_Check(object.ptr())
-                          && PyNumber_Check(object.ptr()) != 0;
-    const double number = isNumber ? PyFloat_AsDouble(object.ptr()) : 0.0;
-    const bool isOutside = PyErr_Occurred() != nullptr;
-    PyErr_Clear();
-    if (!isNumber || isOutside || !std::isfinite(number)) {
+    bool isNumber = !PyBool_Check(object.ptr()) && !PyUnicode_Check(object.ptr())
+                    && !PyComplex_Check(object.ptr()) && PyNumber_Check(object.ptr()) != 0;
+    double number = isNumber ? PyFloat_AsDouble(object.ptr()) : 0.0;
+    if (PyErr_Occurred() != nullptr && PyErr_ExceptionMatches(PyExc_TypeError) != 0) {
+        PyErr_Clear();
+        isNumber = false;
+    }
+    // A number that is too big, or one that says itself that it is none.
+    if (hasRefused({PyExc_OverflowError, PyExc_ValueError})) {
+        number = std::numeric_limits<double>::quiet_NaN();
+    }
+    if (!isNumber || !std::isfinite(number)) {
         refuse(!isNumber, QStringLiteral("%1 is no finite number of type %2; an error state is "
                                          "written as tessel.State")
                               .arg(shown(object), type));
@@ -184,8 +213,8 @@ QVariant GivenValue::floatingValue(py::handle object) const
 
 QVariant GivenValue::booleanValue(py::handle object) const
 {
-    if (isTruthValue(object)) {
-        return PyObject_IsTrue(object.ptr()) == 1;
+    if (PyBool_Check(object.ptr())) {
+        return object.ptr() == Py_True;
     }
     const py::object number = PyIndex_Check(object.ptr()) ? whole(object) : py::object();
     const bool isBit = number && (number.equal(py::int_(0)) || number.equal(py::int_(1)));
@@ -208,8 +237,9 @@ QVariant GivenValue::textValue(py::handle object) const
     return text;
 }
 
-QVariant GivenValue::from(py::handle object) const
+QVariant GivenValue::from(py::handle given) const
 {
+    const py::object object = scalarIn(given);
     switch (metaType) {
     case QMetaType::Bool: return booleanValue(object);
     case QMetaType::Int:

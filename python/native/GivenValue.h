@@ -14,7 +14,8 @@ struct GivenValue
     int metaType;
     quint32 size; ///< bytes that the value has room in
 
-    QVariant from(pybind11::handle object) const;
+    /// Of a scalar of numpy, or an array without dimensions, what it holds.
+    QVariant from(pybind11::handle given) const;
 
 private:
     [[noreturn]] void refuse(bool isOfWrongType, const QString &reason) const;

@@ -34,6 +34,7 @@ def region(pair):
      f"'count': {2**63} is no int64; a whole number from {-2**63} to {2**63 - 1} is"),
     ("total", -1, ValueError, f"'total': -1 is no uint64; a whole number from 0 to {2**64 - 1} is"),
     ("total", 2**64, ValueError, f"'total': {2**64} is no uint64; a whole number from 0 to {2**64 - 1} is"),
+    ("pump/speed", 1 + 0j, TypeError, "'pump/speed': (1+0j) is no finite number of type double"),
     ("level", 1e39, ValueError, "'level': 1e+39 does not fit a float"),
     ("level", 1e-60, ValueError, "'level': 1e-60 does not fit a float"),
     ("level", math.inf, ValueError,
@@ -68,6 +69,16 @@ def test_what_is_refused(region, url, value, kind, text):
     assert region["level"].state == State.NO_VALID_INPUT_VALUE
 
 
+@pytest.mark.parametrize("url, text", [("count", "no int64"), ("total", "no uint64"), ("pump/running", "no boolean"),
+                                       ("pump/speed", "no finite number of type double")])
+@pytest.mark.parametrize("sign", [1, -1])
+def test_an_integer_without_a_text_is_refused_like_any_other(region, url, text, sign):
+    """Python has no text for one of more than 4,300 digits."""
+    with pytest.raises(tessel.RefusedError, match=f"'{url}': this int is {text}"):
+        region.publish({url: sign * 10**5000})
+    assert region.generation == 1
+
+
 @pytest.mark.parametrize("url, value, read", [
     ("small", 5.0, 5), ("small", -128, -128), ("small", 127, 127), ("total", 2**64 - 1, 2**64 - 1),
     ("pump/speed", 7, 7.0), ("pump/speed", 0, 0.0), ("pump/speed", 50, 50.0), ("pump/running", 0, False),
@@ -88,6 +99,39 @@ def test_numbers_of_numpy_are_numbers(region):
     for url in ("small", "level"):
         with pytest.raises(tessel.TypeRefusedError):
             region.publish({url: numpy.bool_(True)})
+
+
+def test_scalars_of_numpy_are_what_they_hold(region):
+    numpy = pytest.importorskip("numpy")
+    region.publish({"small": numpy.float32(-3), "total": numpy.array(7), "level": numpy.array(0.5),
+                    "pump/running": numpy.array(True), "count": numpy.array(4.0), "name": numpy.str_("a"),
+                    "pump/speed": numpy.float16(1.5)})
+    urls = ("small", "total", "level", "pump/running", "count", "name", "pump/speed")
+    assert [region[url].value for url in urls] == [-3, 7, 0.5, True, 4, "a", 1.5]
+
+
+@pytest.mark.parametrize("url", ["small", "total", "level", "pump/speed", "pump/running", "name"])
+@pytest.mark.parametrize("value", ["array([1, 2])", "array([1.5, 2])", "array([True, False])", "array([])",
+                                   "complex64(1)", "array(1j)", "datetime64('2020-01-01')"])
+@pytest.mark.filterwarnings("error")
+def test_what_is_no_scalar_of_numpy_is_refused(region, url, value):
+    numpy = pytest.importorskip("numpy")
+    with pytest.raises(tessel.TypeRefusedError, match=f"'{url}': .* is no "):
+        region.publish({url: eval(f"numpy.{value}")})
+    assert region.generation == 1
+
+
+@pytest.mark.parametrize("url, method", [("small", "__index__"), ("total", "__index__"), ("pump/running", "__index__"),
+                                         ("level", "__float__"), ("small", "__repr__"), ("level", "__repr__")])
+@pytest.mark.parametrize("error", [ZeroDivisionError, KeyboardInterrupt])
+def test_what_a_number_raises_itself_is_not_lost(region, url, method, error):
+    def fail(_):
+        raise error("of its own")
+
+    odd = type("Odd", (), {method: fail})()
+    with pytest.raises(error, match="of its own"):
+        region.publish({url: odd})
+    assert region.generation == 1
 
 
 def test_limits_can_be_left_out(region):
