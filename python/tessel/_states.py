@@ -31,6 +31,10 @@ class State(enum.IntEnum):
         """Whether the value beside it can be trusted."""
         return self == 0
 
+    def __reduce_ex__(self, protocol: object) -> Tuple[Any, ...]:
+        # By its number: another one has no name that could be looked up.
+        return State, (int(self),)
+
     @classmethod
     def _missing_(cls, value: object) -> Optional[State]:
         # Somebody may have left another number in the memory, and a set must be readable all the same.

@@ -1,8 +1,10 @@
 """The package as such: its errors, its log, its types, and what its comments say."""
 
+import copy
 import doctest
 import logging
 import os
+import pickle
 import pkgutil
 import subprocess
 import sys
@@ -47,6 +49,27 @@ def test_states_have_the_numbers_of_the_format(tool):
     assert tessel.State(42).name == "STATE_42" and not tessel.State(42).is_valid
     with pytest.raises(ValueError):
         tessel.State("timeout")
+
+
+@pytest.mark.parametrize("state", [tessel.State.VALID, tessel.State.TIMEOUT, tessel.State(42), tessel.State(-1)])
+def test_states_are_copied_and_sent(state):
+    value = tessel.Value(None, state, "m")
+    for copied in (copy.copy(state), copy.deepcopy(value).state, pickle.loads(pickle.dumps(value)).state):
+        assert copied == state and copied.name == state.name and isinstance(copied, tessel.State)
+
+
+@pytest.mark.parametrize("error", ERRORS, ids=lambda error: error.__name__)
+def test_errors_are_sent(error):
+    sent = pickle.loads(pickle.dumps(error("'a' is b")))
+    assert type(sent) is error and str(sent) == "'a' is b"
+
+
+def test_what_belongs_to_a_process_is_not_sent(plant):
+    with tessel.create(plant) as region:
+        region.publish({"count": 1})
+        for one in (region, region.read(), region.watch(), region.write()):
+            with pytest.raises(TypeError, match="cannot pickle 'tessel._native"):
+                pickle.dumps(one)
 
 
 def test_the_library_speaks_to_the_logger(write_description, caplog):
