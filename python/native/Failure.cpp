@@ -1,5 +1,7 @@
 #include "native/Failure.h"
 
+#include "native/PythonValue.h"
+
 #include <exception>
 
 #include <pybind11/pybind11.h>
@@ -35,7 +37,8 @@ void registerFailures()
         } catch (const Failure &failure) {
             const auto type =
                 pybind11::module_::import("tessel._errors").attr(exceptionName(failure.kind));
-            PyErr_SetString(type.ptr(), failure.text.toUtf8().constData());
+            // With its length: a zero character in a name does not end it.
+            PyErr_SetObject(type.ptr(), pythonText(failure.text).ptr());
         }
     });
 }

@@ -58,8 +58,8 @@ class Config:
     `MissingError`, `AccessError` or `FileError` if it cannot be read.
     """
 
-    def __init__(self, path: Union[str, os.PathLike[str]]) -> None:
-        self._native = _native.Config(os.fspath(path))
+    def __init__(self, path: Union[str, bytes, os.PathLike[str], os.PathLike[bytes]]) -> None:
+        self._native = _native.Config(os.fsdecode(path))
 
     @property
     def urls(self) -> Tuple[str, ...]:

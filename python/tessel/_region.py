@@ -5,6 +5,7 @@ from __future__ import annotations
 import asyncio
 import atexit
 import os
+import sys
 import threading
 import time
 import weakref
@@ -16,7 +17,7 @@ from ._errors import ClosedError, Error, FileError, TimedOutError, UnknownUrlErr
 from ._set import Choice, Set, plain
 from ._states import Description, Scalar, State, Value
 
-Path = Union[str, "os.PathLike[str]"]
+Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Urls = Union[str, Iterable[str]]
 Writable = Union[Scalar, State, Value]
 
@@ -32,7 +33,7 @@ def attach(path: Path, *, read_only: bool = False) -> Region:
     `LayoutMismatchError` where the region was made from another description, `FileError` where the description does
     not parse.
     """
-    return Region(_native.attach(os.fspath(path), read_only))
+    return Region(_native.attach(os.fsdecode(path), read_only))
 
 
 def create(path: Path, prefix: str = "") -> Region:
@@ -42,7 +43,7 @@ def create(path: Path, prefix: str = "") -> Region:
     out first, and its key then begins with ``prefix`` ("tessel" without one). Every value begins as
     `State.NO_VALID_INPUT_VALUE`. Raises as `attach`.
     """
-    return Region(_native.create(os.fspath(path), prefix))
+    return Region(_native.create(os.fsdecode(path), prefix))
 
 
 _opened: weakref.WeakSet[Region] = weakref.WeakSet()
@@ -65,7 +66,8 @@ _LOOKS = 0.05
 def _seconds(given: float) -> float:
     if given != given:
         raise UseError(f"'{given}' is no time in seconds")
-    return max(given, 0.0)
+    # An integer may be more than any float.
+    return min(max(given, 0.0), sys.float_info.max)
 
 
 def _is_main_thread() -> bool:
@@ -204,6 +206,8 @@ class Region:
         it, and so does `close` on another thread, with `ClosedError`.
         """
         bound = -1.0 if timeout is None else _seconds(timeout)
+        if not 0 <= seen < 2**64:
+            raise UseError(f"{seen} is no generation; one counts from 0 on")
         outcome = self._own_wait().wait(seen, bound, _is_main_thread())
         if outcome is None:
             raise TimedOutError(f"no set was published in {bound:g} s")
@@ -228,6 +232,8 @@ class Region:
         return descriptor
 
     def _own_wait(self) -> _native.Wait:
+        # In a forked child the lock may be held by a thread that is not there: that is told first.
+        self._native.is_open()
         with self._lock:
             if self._wait is None:
                 self._wait = self._native.make_wait()

@@ -3,6 +3,7 @@
 import math
 import subprocess
 import sys
+from pathlib import Path
 
 import pytest
 
@@ -190,6 +191,18 @@ def test_what_cannot_be_opened_says_why(plant, tmp_path, write_description):
         plant.write_text(text.replace('"offsetSharedMemory": 160', '"offsetSharedMemory": 164'))
         with pytest.raises(tessel.LayoutMismatchError, match="has another layout, from 'level' on"):
             tessel.attach(plant)
+
+
+@pytest.mark.parametrize("opening", [tessel.attach, tessel.create, tessel.Config])
+def test_paths_of_any_kind(opening, tmp_path):
+    missing = str(tmp_path / "none.process.json")
+    for path in (missing, missing.encode(), Path(missing)):
+        with pytest.raises(tessel.MissingError, match="none.process.json: no such"):
+            opening(path)
+    # A zero character is part of the name, and of what is said of it.
+    with pytest.raises(tessel.MissingError) as caught:
+        opening("plant\0.process.json")
+    assert str(caught.value).startswith("plant\0.process.json: no such ")
 
 
 def test_a_closed_region_says_so(plant):

@@ -27,6 +27,17 @@ def test_a_bound_raises(plant):
             assert caught.type is tessel.TimedOutError and caught.value.exit_code == 6
 
 
+def test_bounds_and_generations_beyond_all_clocks(plant):
+    with tessel.create(plant) as region:
+        for timeout in (10**400, float("inf"), 1e300):
+            assert region.wait(0, timeout) == 1
+        assert next(region.watch(interval=10**400)).generation == 1
+        for seen in (-1, 2**64):
+            with pytest.raises(tessel.UseError, match=f"{seen} is no generation; one counts from 0 on"):
+                region.wait(seen, 0)
+        assert region.wait(2**64 - 1, 0) == 1
+
+
 @pytest.mark.parametrize("waits_on_main_thread", [True, False])
 def test_other_threads_go_on_during_a_wait(plant, waits_on_main_thread):
     """Neither would end if the wait kept the interpreter: the one counts, and publishes at its end."""
@@ -304,6 +315,23 @@ def test_a_forked_child_is_told_to_attach_anew(plant):
         region.publish({"count": 3})
         assert region["count"].value == 3 and plant.exists()
         tessel.attach(plant).close()
+
+
+def test_a_child_does_not_wait_for_a_thread_that_is_not_there(plant):
+    """A fork may come while a thread is about to begin the first wait."""
+    with tessel.create(plant) as region:
+        with region._lock:
+            child = os.fork()
+            if child == 0:
+                code = 1
+                signal.alarm(60)
+                try:
+                    region.wait()
+                except tessel.ForkedError:
+                    code = 0
+                finally:
+                    os._exit(code)
+        assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
 
 
 def test_threads_share_a_region(plant):
