@@ -154,7 +154,8 @@ void SetSource::handleUp(bool isUp)
 
 void SetSource::handlePublished()
 {
-    if (!m_region.isUp() || m_region.swapCount() == m_generation) {
+    const quint64 former = m_generation;
+    if (!takeNewest() || m_generation == former) {
         return;
     }
     if (m_pace.silentAfter > 0) {
@@ -165,7 +166,18 @@ void SetSource::handlePublished()
             QStringLiteral("region '%1' is published into again").arg(m_region.key()));
     }
     m_state = SourceState::Live;
-    sendNewest();
+    m_again.start(againInterval);
+    send(m_set.getBytes(), m_set.getSize());
+}
+
+/// By itself and not by the follower, which looks at the time of a set as well: that is much of the way of a set.
+bool SetSource::takeNewest()
+{
+    if (!m_region.isUp() || !m_set.take(*m_region.manager())) {
+        return false;
+    }
+    m_generation = m_set.getGeneration();
+    return true;
 }
 
 void SetSource::handleSilence()
@@ -187,18 +199,18 @@ void SetSource::sendNewest()
     m_again.start(againInterval);
     if (m_state != SourceState::Live) {
         send(nullptr, 0);
-    } else if (m_region.takeSet()) {
-        m_generation = m_region.set().getGeneration();
-        send(m_region.set().getBytes(), m_region.set().getSize());
+    } else if (takeNewest()) {
+        send(m_set.getBytes(), m_set.getSize());
     }
 }
 
 void SetSource::send(const unsigned char *bytes, quint32 size)
 {
     static const QByteArray boot = bootIdentity();
+    static const QString host = QSysInfo::machineHostName();
     tessel_mirror_SourceSet sample{};
     setSampleText(sample.region, m_region.key());
-    setSampleText(sample.host, QSysInfo::machineHostName());
+    setSampleText(sample.host, host);
     std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
     std::memcpy(sample.boot, boot.constData(), sizeof sample.boot);
     sample.attachment = m_attachment;

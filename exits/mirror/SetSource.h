@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Access/ProcessDataSnapshot.h"
 #include "mirror/MirrorDomain.h"
 #include "mirror/SlotLayout.h"
 #include "mirror/SourceState.h"
@@ -40,6 +41,7 @@ private:
     void handleUp(bool isUp);
     void handlePublished();
     void handleSilence();
+    bool takeNewest();
     void sendNewest();
     void send(const unsigned char *bytes, quint32 size);
     void setState(SourceState state);
@@ -47,6 +49,7 @@ private:
     RegionFollower m_region;
     Pace m_pace;
     SlotLayout m_layout;
+    ProcessDataSnapshot m_set; ///< kept, so that each copy finds its room
     QByteArray m_identity;
     dds_entity_t m_writer;
     dds_entity_t m_layoutWriter;

@@ -1,0 +1,226 @@
+"""How soon, and for how long, sets of a region are seen in its mirror. See script/bench-mirror."""
+
+import argparse
+import contextlib
+import json
+import os
+import pathlib
+import signal
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+from mirrors import KEEPS_FREED_MEMORY, LONGEST, Cable, Domain, Mirror, MirroredPlant, Peer, end_with_parent, resident, wait_until
+
+TRAFFIC = os.environ["TESSEL_TRAFFIC_PEER"]
+FLOOR = os.environ.get("TESSEL_FLOOR_PEER")
+# Median of a mirror by that of the bytes alone.
+TARGET = 3
+ROUNDS = 3
+# Sets a second while it is measured how soon they come: each finds everybody asleep, as most sets do.
+PACE = 50
+# Memory that is taken and given back makes steps; more than that is growth.
+MOST_GROWTH = 2 << 20
+PER_NODE = 100
+
+
+def leaves_of(count):
+    return {f"n{number // PER_NODE:04}/v{number % PER_NODE:02}": {"type": "int64"} for number in range(count)}
+
+
+class Here:
+    """Both sides on this machine, over its loopback."""
+
+    name = "loopback"
+    options = ()
+    before = ((), ())
+    addresses = ("127.0.0.1", "127.0.0.1")
+    problem = ""
+
+
+class Apart:
+    """Each side in a network of its own, with a cable between."""
+
+    name = "cable"
+    options = ("--interface", "cable", "--insecure")
+
+    def __init__(self, cable):
+        self.before = tuple(("ip", "netns", "exec", side) for side in cable.sides)
+        self.addresses = cable.addresses
+
+
+class Broker:
+    def __init__(self, place):
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            self.port = free.getsockname()[1]
+        self._folder = tempfile.TemporaryDirectory(prefix="tessel-bench")
+        file = pathlib.Path(self._folder.name) / "mosquitto.conf"
+        file.write_text(f"listener {self.port} {place.addresses[0]}\nallow_anonymous true\nset_tcp_nodelay true\n"
+                        "user root\nlog_dest stderr\nlog_type error\n", encoding="utf-8")
+        self._process = subprocess.Popen([*place.before[0], "/usr/sbin/mosquitto", "-c", str(file)],
+                                         preexec_fn=end_with_parent)
+
+    def close(self):
+        self._process.kill()
+        self._process.wait()
+        self._folder.cleanup()
+
+
+class Pair:
+    """A source, its mirror, and the two programs between."""
+
+    def __init__(self, stack, place, count):
+        self._stack = stack
+        self._place = place
+        self.plant = stack.enter_context(contextlib.closing(MirroredPlant(leaves_of(count))))
+        self.size = json.loads(self.plant.file.read_text(encoding="utf-8"))["sizeOfSharedMemory"]
+        self.domain = stack.enter_context(contextlib.closing(Domain()))
+        # A busy machine is no reason to lose the source.
+        self.receiver = self._mirror("receive", 1, "--as", self.plant.mirror_key)
+        self.sender = self._mirror("send", 0, "--rate", "1000", "--lease", "20000")
+
+    def _mirror(self, command, side, *options):
+        return self._stack.enter_context(contextlib.closing(Mirror(
+            command, self.domain, *self._place.options, *options, self.plant.file, before=self._place.before[side])))
+
+    def flow(self, rate, seconds, meanwhile=lambda: None, wrong=()):
+        """What the publisher and the watcher of the mirror found."""
+        with contextlib.ExitStack() as stack:
+            publisher = stack.enter_context(contextlib.closing(
+                Peer(TRAFFIC, "publish", self.plant.file, rate, seconds, *wrong)))
+            wait_until(lambda: self.receiver.logged(" mirrors "), "mirrors")
+            watcher = stack.enter_context(contextlib.closing(
+                Peer(TRAFFIC, "watch", self.plant.mirror_file, max(0.2, seconds - 0.5))))
+            meanwhile()
+            return publisher.result(seconds + LONGEST), watcher.result(seconds + LONGEST)
+
+
+def ping(place, size, seconds):
+    with contextlib.closing(Peer(FLOOR, "udp-echo", place.addresses[1], before=place.before[1])) as echo:
+        done = subprocess.run([*place.before[0], FLOOR, "udp-ping", place.addresses[1], echo.said, str(size), str(PACE),
+                               str(seconds)], capture_output=True, text=True, check=True, timeout=seconds + LONGEST)
+    return json.loads(done.stdout)
+
+
+def message(place, broker, size, seconds):
+    with contextlib.closing(Peer(FLOOR, "mqtt-subscribe", place.addresses[0], broker.port, seconds + 0.5,
+                                 before=place.before[1])) as subscriber:
+        done = subprocess.run([*place.before[0], FLOOR, "mqtt-publish", place.addresses[0], str(broker.port), str(size),
+                               str(PACE), str(seconds)], capture_output=True, text=True, check=True,
+                              timeout=seconds + LONGEST)
+        assert json.loads(done.stdout)["failed"] == 0
+        return subscriber.result()
+
+
+class Bench:
+    def __init__(self, arguments):
+        self._arguments = arguments
+        self.problems = []
+
+    def tell(self, line):
+        print(line, flush=True)
+
+    def complain(self, line):
+        self.problems.append(line)
+
+    def run(self):
+        with contextlib.ExitStack() as stack:
+            places = [Here()]
+            cable = stack.enter_context(contextlib.closing(Cable()))
+            if cable.problem:
+                self.tell(f"cable: left out, no network namespaces: {cable.problem}")
+            else:
+                places.append(Apart(cable))
+            if self._arguments.seconds > 0:
+                self.tell("            leaves   bytes   mirror  99 %   ping  there and back  mosquitto   "
+                          "mirror/ping  mirror/mosquitto   (microseconds, medians)")
+                for place in places:
+                    for count in self._arguments.leaves:
+                        self.delays(place, count)
+            if self._arguments.minutes > 0:
+                self.steady(places[0])
+
+    def delays(self, place, count):
+        seconds = self._arguments.seconds / ROUNDS
+        with contextlib.ExitStack() as stack:
+            broker = stack.enter_context(contextlib.closing(Broker(place)))
+            pair = Pair(stack, place, count)
+            rounds = []
+            for _ in range(ROUNDS):
+                # One after the other, so that what disturbs the machine disturbs all of them.
+                published, seen = pair.flow(PACE, seconds + 1)
+                self.judge(f"{place.name}, {count} leaves", seen)
+                rounds.append((seen["median"], seen["ninetyNine"], ping(place, pair.size, seconds),
+                               message(place, broker, pair.size, seconds)))
+        mirror, late, way, back, mosquitto = (statistics.median(values) / 1000 for values in zip(*(
+            (seen, ninety, udp["median"], udp["roundMedian"], mqtt["median"]) for seen, ninety, udp, mqtt in rounds)))
+        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {way:6.0f} {back:15.0f} {mosquitto:10.0f} "
+                  f"{mirror / way:13.2f} {mirror / mosquitto:17.2f}")
+        if mirror > TARGET * way and not self._arguments.unjudged:
+            self.complain(f"{place.name}, {count} leaves: {mirror / way:.2f} times the ping, above {TARGET}")
+
+    def judge(self, where, seen):
+        for fault in ("torn", "older", "states"):
+            if seen[fault]:
+                self.complain(f"{where}: {seen[fault]} sets {'without values' if fault == 'states' else fault}")
+        if seen["sets"] == 0:
+            self.complain(f"{where}: no set was seen")
+
+    def steady(self, place):
+        """Many values fast for long."""
+        count, rate, seconds = self._arguments.leaves[-1], self._arguments.rate, self._arguments.minutes * 60
+        with contextlib.ExitStack() as stack:
+            pair = Pair(stack, place, count)
+            memory = []
+
+            def look():
+                end = time.monotonic() + max(0, seconds - 1)
+                while time.monotonic() < end:
+                    time.sleep(min(1, seconds / 40))
+                    memory.append((resident(pair.sender.process), resident(pair.receiver.process)))
+
+            published, seen = pair.flow(rate, seconds, look, self._arguments.plant)
+        self.judge("steady", seen)
+        self.tell(f"steady: {count} leaves at {rate:g} Hz for {seconds:g} s over {place.name}: {published['sets']} sets "
+                  f"published, {seen['sets']} of {seen['published']} seen ({100 * seen['sets'] / max(1, seen['published']):.1f} %), "
+                  f"{seen['torn']} torn, {seen['older']} older; delay {seen['median'] / 1000:.0f} us, 99 % "
+                  f"{seen['ninetyNine'] / 1000:.0f} us; a set took its publisher {published['median'] / 1000:.0f} us, 99 % "
+                  f"{published['ninetyNine'] / 1000:.0f} us, {published['most'] / 1000:.0f} us at most")
+        tenth = max(1, len(memory) // 10)
+        for name, sizes in zip(("sender", "receiver"), zip(*memory)):
+            growth = statistics.median(sizes[-tenth:]) - statistics.median(sizes[tenth:2 * tenth] or sizes)
+            self.tell(f"steady: {name}: {statistics.median(sizes) / 1048576:.1f} MiB of memory, {growth / 1024:+.0f} KiB "
+                      "from its second tenth to its last")
+            if growth > MOST_GROWTH and not KEEPS_FREED_MEMORY:
+                self.complain(f"steady: the {name} has grown by {growth / 1048576:.1f} MiB")
+
+
+def arguments_of(words):
+    parser = argparse.ArgumentParser(prog="script/bench-mirror")
+    parser.add_argument("--seconds", type=float, default=12)
+    parser.add_argument("--minutes", type=float, default=10)
+    parser.add_argument("--leaves", type=lambda text: [int(word) for word in text.split(",")], default=[200, 10000])
+    parser.add_argument("--rate", type=float, default=1000)
+    parser.add_argument("--unjudged", action="store_true")
+    parser.add_argument("--plant", action="append", choices=("torn", "older"), default=[])
+    return parser.parse_args(words)
+
+
+def main():
+    signal.signal(signal.SIGTERM, lambda number, frame: sys.exit(128 + number))
+    bench = Bench(arguments_of(sys.argv[1:]))
+    try:
+        bench.run()
+    except KeyboardInterrupt:
+        return 130
+    for problem in bench.problems:
+        print(f"script/bench-mirror: {problem}", file=sys.stderr)
+    return 1 if bench.problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
