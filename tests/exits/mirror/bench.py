@@ -17,7 +17,7 @@ from mirrors import KEEPS_FREED_MEMORY, LONGEST, Cable, Domain, Mirror, Mirrored
 
 TRAFFIC = os.environ["TESSEL_TRAFFIC_PEER"]
 FLOOR = os.environ.get("TESSEL_FLOOR_PEER")
-# Median of a mirror by that of the bytes alone.
+# Median of a mirror by that of a ping, there and back, of the same bytes.
 TARGET = 3
 ROUNDS = 3
 # Sets a second while it is measured how soon they come: each finds everybody asleep, as most sets do.
@@ -62,7 +62,14 @@ class Broker:
         file.write_text(f"listener {self.port} {place.addresses[0]}\nallow_anonymous true\nset_tcp_nodelay true\n"
                         "user root\nlog_dest stderr\nlog_type error\n", encoding="utf-8")
         self._process = subprocess.Popen([*place.before[0], "/usr/sbin/mosquitto", "-c", str(file)],
-                                         preexec_fn=end_with_parent)
+                                         stderr=subprocess.DEVNULL, preexec_fn=end_with_parent)
+        wait_until(lambda: self._answers(place), "the broker listens")
+
+    def _answers(self, place):
+        assert self._process.poll() is None, "the broker has ended"
+        asked = subprocess.run([*place.before[0], FLOOR, "mqtt-publish", place.addresses[0], str(self.port), "8", "1000",
+                                "0.001"], capture_output=True, check=False, timeout=LONGEST)
+        return asked.returncode == 0
 
     def close(self):
         self._process.kill()
@@ -136,11 +143,13 @@ class Bench:
             else:
                 places.append(Apart(cable))
             if self._arguments.seconds > 0:
-                self.tell("            leaves   bytes   mirror  99 %   ping  there and back  mosquitto   "
+                self.tell("            leaves   bytes   mirror  99 %  one way           ping  mosquitto  "
                           "mirror/ping  mirror/mosquitto   (microseconds, medians)")
                 for place in places:
                     for count in self._arguments.leaves:
                         self.delays(place, count)
+            if self._arguments.stop > 0:
+                self.stopped(places[0])
             if self._arguments.minutes > 0:
                 self.steady(places[0])
 
@@ -158,10 +167,10 @@ class Bench:
                                message(place, broker, pair.size, seconds)))
         mirror, late, way, back, mosquitto = (statistics.median(values) / 1000 for values in zip(*(
             (seen, ninety, udp["median"], udp["roundMedian"], mqtt["median"]) for seen, ninety, udp, mqtt in rounds)))
-        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {way:6.0f} {back:15.0f} {mosquitto:10.0f} "
-                  f"{mirror / way:13.2f} {mirror / mosquitto:17.2f}")
-        if mirror > TARGET * way and not self._arguments.unjudged:
-            self.complain(f"{place.name}, {count} leaves: {mirror / way:.2f} times the ping, above {TARGET}")
+        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {way:8.0f} {back:14.0f} {mosquitto:10.0f} "
+                  f"{mirror / back:13.2f} {mirror / mosquitto:17.2f}")
+        if mirror > TARGET * back and not self._arguments.unjudged:
+            self.complain(f"{place.name}, {count} leaves: {mirror / back:.2f} times the ping, above {TARGET}")
 
     def judge(self, where, seen):
         for fault in ("torn", "older", "states"):
@@ -169,6 +178,28 @@ class Bench:
                 self.complain(f"{where}: {seen[fault]} sets {'without values' if fault == 'states' else fault}")
         if seen["sets"] == 0:
             self.complain(f"{where}: no set was seen")
+
+    def stopped(self, place):
+        """What a publisher sees of a receiver that stands still: nothing that it does not see without a mirror."""
+        count, rate, seconds = self._arguments.leaves[0], self._arguments.rate, self._arguments.stop
+        with contextlib.ExitStack() as stack:
+            plant = stack.enter_context(contextlib.closing(MirroredPlant(leaves_of(count))))
+            alone = stack.enter_context(contextlib.closing(
+                Peer(TRAFFIC, "publish", plant.file, rate, seconds + 2))).result(seconds + LONGEST)
+        with contextlib.ExitStack() as stack:
+            pair = Pair(stack, place, count)
+
+            def stop():
+                pair.receiver.send_signal(signal.SIGSTOP)
+                time.sleep(seconds)
+                pair.receiver.send_signal(signal.SIGCONT)
+
+            disturbed, seen = pair.flow(rate, seconds + 2, stop)
+        self.judge("stopped", seen)
+        for what, times in (("without a mirror", alone), (f"receiver stopped for {seconds:g} s", disturbed)):
+            self.tell(f"publisher, {count} leaves at {rate:g} Hz, {what}: {times['sets']} sets, a set took "
+                      f"{times['median'] / 1000:.0f} us, 99 % {times['ninetyNine'] / 1000:.0f} us, "
+                      f"{times['most'] / 1000:.0f} us at most")
 
     def steady(self, place):
         """Many values fast for long."""
@@ -205,12 +236,14 @@ def arguments_of(words):
     parser.add_argument("--minutes", type=float, default=10)
     parser.add_argument("--leaves", type=lambda text: [int(word) for word in text.split(",")], default=[200, 10000])
     parser.add_argument("--rate", type=float, default=1000)
+    parser.add_argument("--stop", type=float, default=10)
     parser.add_argument("--unjudged", action="store_true")
     parser.add_argument("--plant", action="append", choices=("torn", "older"), default=[])
     return parser.parse_args(words)
 
 
 def main():
+    os.environ["QT_LOGGING_RULES"] = "*.debug=false"
     signal.signal(signal.SIGTERM, lambda number, frame: sys.exit(128 + number))
     bench = Bench(arguments_of(sys.argv[1:]))
     try:

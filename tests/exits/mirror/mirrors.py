@@ -16,6 +16,32 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 from exits import EXIT, KEEPS_FREED_MEMORY, LONGEST, Creator, Plant, end_with_parent, tool, wait_until  # noqa: E402, F401
 
 
+class Peer:
+    """A program that says a line once it has begun, and one of JSON at its end."""
+
+    def __init__(self, program, *words, before=()):
+        self.process = subprocess.Popen([*before, program, *map(str, words)], stdout=subprocess.PIPE, text=True,
+                                        preexec_fn=end_with_parent)
+        self.said = self.process.stdout.readline().strip()
+        assert self.said, f"{words[0]} has not begun"
+
+    def result(self, longest=LONGEST):
+        text, _ = self.process.communicate(timeout=longest)
+        assert self.process.returncode == 0, text
+        return json.loads(text)
+
+    def close(self):
+        self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+
+
+def resident(process):
+    """Bytes."""
+    fields = pathlib.Path(f"/proc/{process.pid}/statm").read_text(encoding="ascii").split()
+    return int(fields[1]) * os.sysconf("SC_PAGE_SIZE")
+
+
 class Domain:
     """A number of a domain that no other run of these tests has while this one goes on."""
 
@@ -138,3 +164,42 @@ class MirroredPlant(Plant):
 
 def parsed(text):
     return {leaf["url"]: (leaf["value"], leaf["stateName"]) for leaf in json.loads(text)}
+
+
+def ip(*words):
+    return subprocess.run(["ip", *words], capture_output=True, text=True, check=False)
+
+
+class Cable:
+    """Network namespaces NAMEa and NAMEb, each with one end of it, called `cable`."""
+
+    def __init__(self):
+        self.sides = [f"tesselm{os.getpid()}{side}" for side in "ab"]
+        self.addresses = ["192.0.2.1", "192.0.2.2"]
+        self.problem = ""
+        for side in self.sides:
+            made = ip("netns", "add", side)
+            self.problem = self.problem or made.stderr.strip()
+        if self.problem:
+            return
+        first, second = self.sides
+        self._do("link", "add", "cable", "netns", first, "type", "veth", "peer", "name", "cable", "netns", second)
+        for side, address in zip(self.sides, self.addresses):
+            self._do("-n", side, "address", "add", f"{address}/24", "dev", "cable")
+            self._do("-n", side, "link", "set", "cable", "up")
+            # By which a machine reaches itself, whatever its address.
+            self._do("-n", side, "link", "set", "lo", "up")
+
+    def _do(self, *words):
+        if not self.problem:
+            self.problem = ip(*words).stderr.strip()
+
+    def cut(self):
+        assert ip("-n", self.sides[0], "link", "set", "cable", "down").returncode == 0
+
+    def mend(self):
+        assert ip("-n", self.sides[0], "link", "set", "cable", "up").returncode == 0
+
+    def close(self):
+        for side in self.sides:
+            ip("netns", "delete", side)

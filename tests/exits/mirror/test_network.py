@@ -4,48 +4,10 @@ Each case prints the milliseconds from the cut to the first look that showed it,
 set, the looks included.
 """
 
-import os
-import subprocess
 import time
 import unittest
 
-from mirrors import Creator, Domain, Mirror, MirroredPlant, wait_until
-
-
-def ip(*words):
-    return subprocess.run(["ip", *words], capture_output=True, text=True, check=False)
-
-
-class Cable:
-    """Namespaces NAMEa and NAMEb, each with one end of it, called `cable`."""
-
-    def __init__(self):
-        self.sides = [f"tesselm{os.getpid()}{side}" for side in "ab"]
-        self.problem = ""
-        for side in self.sides:
-            made = ip("netns", "add", side)
-            self.problem = self.problem or made.stderr.strip()
-        if self.problem:
-            return
-        first, second = self.sides
-        self._do("link", "add", "cable", "netns", first, "type", "veth", "peer", "name", "cable", "netns", second)
-        for number, side in enumerate(self.sides, 1):
-            self._do("-n", side, "address", "add", f"192.0.2.{number}/24", "dev", "cable")
-            self._do("-n", side, "link", "set", "cable", "up")
-
-    def _do(self, *words):
-        if not self.problem:
-            self.problem = ip(*words).stderr.strip()
-
-    def cut(self):
-        assert ip("-n", self.sides[0], "link", "set", "cable", "down").returncode == 0
-
-    def mend(self):
-        assert ip("-n", self.sides[0], "link", "set", "cable", "up").returncode == 0
-
-    def close(self):
-        for side in self.sides:
-            ip("netns", "delete", side)
+from mirrors import Cable, Creator, Domain, Mirror, MirroredPlant, wait_until
 
 
 class Network(unittest.TestCase):

@@ -1,0 +1,84 @@
+"""The bench of the mirror, with small numbers: it tells its figures, finds what is wrong, and leaves nothing."""
+
+import pathlib
+import re
+import signal
+import subprocess
+import sys
+import unittest
+
+from mirrors import LONGEST, wait_until
+
+BENCH = pathlib.Path(__file__).with_name("bench.py")
+SMALL = ["--unjudged", "--leaves", "20,40", "--rate", "200"]
+NONE = {"--seconds": "0", "--stop": "0", "--minutes": "0"}
+
+
+def command(**options):
+    chosen = {**NONE, **{f"--{name}": value for name, value in options.items()}}
+    return [sys.executable, "-B", str(BENCH), *SMALL, *(word for pair in chosen.items() for word in pair)]
+
+
+def run(**options):
+    return subprocess.run(command(**options), capture_output=True, text=True, timeout=2 * LONGEST, check=False)
+
+
+def left(pid):
+    return [path.name for path in pathlib.Path("/dev/shm").iterdir() if f"tesselExit{pid}x" in path.name]
+
+
+class Bench(unittest.TestCase):
+    def test_delays_are_told_beside_their_floors(self):
+        told = run(seconds="3")
+
+        self.assertEqual(told.returncode, 0, told.stderr)
+        rows = re.findall(r"^(loopback|cable) +(\d+) +(\d+)((?: +[\d.]+){7})$", told.stdout, re.M)
+        self.assertEqual([row[:3] for row in rows[:2]],
+                         [("loopback", "20", "240"), ("loopback", "40", "480")], told.stdout)
+        if "cable: left out" not in told.stdout:
+            self.assertEqual([row[:3] for row in rows[2:]], [("cable", "20", "240"), ("cable", "40", "480")])
+        for row in rows:
+            mirror, late, way, back, broker, by_ping, by_broker = map(float, row[3].split())
+            self.assertGreaterEqual(late, mirror)
+            self.assertGreaterEqual(back, way)
+            self.assertAlmostEqual(by_ping, mirror / back, delta=0.02 * by_ping + 0.05)
+            self.assertAlmostEqual(by_broker, mirror / broker, delta=0.02 * by_broker + 0.05)
+
+    def test_publisher_is_told_of_with_and_without_a_stopped_receiver(self):
+        told = run(stop="1")
+
+        self.assertEqual(told.returncode, 0, told.stderr)
+        times = r"\d+ sets, a set took \d+ us, 99 % \d+ us, \d+ us at most$"
+        self.assertRegex(told.stdout, rf"(?m)^publisher, 20 leaves at 200 Hz, without a mirror: {times}")
+        self.assertRegex(told.stdout, rf"(?m)^publisher, 20 leaves at 200 Hz, receiver stopped for 1 s: {times}")
+
+    def test_steady_flow_is_told_with_its_share_and_memory(self):
+        told = run(minutes="0.05")
+
+        self.assertEqual(told.returncode, 0, told.stderr)
+        flow = re.search(r"^steady: 40 leaves at 200 Hz for 3 s over loopback: (\d+) sets published, (\d+) of (\d+) "
+                         r"seen \([\d.]+ %\), 0 torn, 0 older; delay \d+ us, 99 % \d+ us;", told.stdout, re.M)
+        self.assertTrue(flow, told.stdout)
+        published, seen, between = map(int, flow.groups())
+        self.assertTrue(0 < seen <= between <= published, flow.group())
+        for name in ("sender", "receiver"):
+            self.assertRegex(told.stdout, rf"(?m)^steady: {name}: [\d.]+ MiB of memory, [+-]\d+ KiB from")
+
+    def test_wrong_sets_are_found(self):
+        for wrong in ("torn", "older"):
+            told = run(minutes="0.05", plant=wrong)
+
+            self.assertEqual(told.returncode, 1)
+            self.assertRegex(told.stderr, rf"script/bench-mirror: steady: [1-9]\d* sets {wrong}\n")
+
+    def test_signal_ends_it_and_nothing_is_left(self):
+        with subprocess.Popen(command(minutes="60"), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as bench:
+            wait_until(lambda: any(name.endswith("mSharedMemory") for name in left(bench.pid)), "a mirror")
+            bench.send_signal(signal.SIGTERM)
+
+            self.assertEqual(bench.wait(LONGEST), 128 + signal.SIGTERM)
+        self.assertEqual(left(bench.pid), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
