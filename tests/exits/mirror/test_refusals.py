@@ -195,6 +195,41 @@ class Refusals(unittest.TestCase):
         wait_until(lambda: self.plant.leaves() == self.plant.leaves(self.plant.file), "the same values")
         creator.close()
 
+    def test_every_type_and_state_of_the_other_byte_order_arrives_byte_for_byte(self):
+        widths = {"int64": 8, "uint64": 8, "double": 8, "float": 4, "int32": 4, "selector": 4, "string": 2, "boolean": 1,
+                  "bit": 1}
+        leaves = {f"{kind}/v{number}": {"type": kind, "bitmask": 1 << 7 * number} for number in range(2)
+                  for kind in widths}
+        plant = self.closed(MirroredPlant(leaves))
+        self.closed(Mirror("receive", self.domain, "--as", plant.mirror_key, "--watchdog", "0", plant.file))
+        self.closed(Creator(plant))
+        plant.set("int64/v0", "-9223372036854775807", "uint64/v0", "18446744073709551614", "double/v0", "-0.1",
+                  "float/v0", "16777215", "int32/v0", "-2", "selector/v0", "3", "string/v0", "ß𝄞 ",
+                  "boolean/v0", "true", "bit/v0", "true")
+        plant.set("int64/v1", "--error", "sensor-breakage")
+        plant.set("float/v1", "--error", "timeout")
+        # Brings the other buffer up to date as well.
+        plant.set("boolean/v0", "true")
+        (newest,) = plant.halves(plant.key)
+        data = bytearray(newest)
+        root = json.loads(plant.file.read_text(encoding="utf-8"))
+        for node in root["value"].values():
+            for leaf in node["value"].values():
+                first, width = leaf["offsetSharedMemory"], widths[leaf["type"]]
+                state = first + leaf["relativeOffsetMetadata"]
+                units = [(at, width) for at in range(first, first + leaf["sizeValue"], width)] + [(state, 4)]
+                for at, size in units:
+                    data[at:at + size] = data[at:at + size][::-1]
+        self.assertNotEqual(bytes(data), newest)
+        raw = self.closed(RawSource(self.domain))
+
+        raw.send(plant.key, plant.fingerprint(), order="2", data=bytes(data))
+
+        wait_until(lambda: plant.leaves() == plant.leaves(plant.file), "the same values and states")
+        self.assertIn(newest, plant.halves(plant.mirror_key))
+        self.assertEqual(plant.leaves()["int64/v1"], (None, "sensor-breakage"))
+        self.assertEqual(plant.leaves()["uint64/v0"], (18446744073709551614, "valid"))
+
     def test_each_set_and_each_loss_is_one_swap(self):
         receiver = self.receive()
         raw = self.closed(RawSource(self.domain))
