@@ -4,8 +4,10 @@
 #include "service/ServiceLog.h"
 
 #include <QMutex>
+#include <QRegularExpression>
 #include <QStringList>
 
+#include <cstring>
 #include <memory>
 
 #include <MirrorTopics.h>
@@ -69,6 +71,12 @@ QString textOf(dds_return_t code)
 
 dds_entity_t require(dds_entity_t entity, const char *what)
 {
+    if (entity == DDS_RETCODE_NOT_ALLOWED_BY_SECURITY) {
+        throw Refusal{ExitCode::NoAccess,
+                      QStringLiteral("permissions.p7s does not allow the %1; with "
+                                     "'script/authority --commands' it allows requests")
+                          .arg(QLatin1String(what))};
+    }
     if (entity < 0) {
         throw Refusal{
             ExitCode::Internal,
@@ -88,6 +96,55 @@ QosPointer newestOfEach()
                                 DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED);
     dds_qset_history(qos.get(), DDS_HISTORY_KEEP_LAST, 1);
     return qos;
+}
+
+/// The newest of each, for whoever is there.
+QosPointer passingOfEach()
+{
+    QosPointer qos(dds_create_qos(), &dds_delete_qos);
+    dds_qset_reliability(qos.get(), DDS_RELIABILITY_RELIABLE, 0);
+    dds_qset_durability(qos.get(), DDS_DURABILITY_VOLATILE);
+    dds_qset_history(qos.get(), DDS_HISTORY_KEEP_LAST, 1);
+    return qos;
+}
+
+/// The addresses in what the engine says, such as `udp/192.0.2.7:7411@2`.
+QString addressesIn(const QString &text)
+{
+    static const QRegularExpression form(
+        QStringLiteral("/\\[?([^\\],@]*?)\\]?(?::\\d+)?(?:@\\d+)?(?:,|$)"));
+    QStringList addresses;
+    for (auto match = form.globalMatch(text); match.hasNext();) {
+        addresses.append(match.next().captured(1));
+    }
+    addresses.removeDuplicates();
+    return addresses.join(QLatin1String(", "));
+}
+
+/// The engine's own words for what a program says of itself.
+constexpr char addressProperty[] = "__NetworkAddresses";
+
+/// Of the program with that key, as a reader of who is there has it.
+QString addressOf(dds_entity_t participants, const dds_guid_t &program)
+{
+    QString address;
+    constexpr int most = 64;
+    void *samples[most] = {};
+    dds_sample_info_t infos[most];
+    const dds_return_t count = dds_read(participants, samples, infos, most, most);
+    for (int i = 0; i < count; ++i) {
+        const auto &one = *static_cast<const dds_builtintopic_participant_t *>(samples[i]);
+        char *text = nullptr;
+        if (infos[i].valid_data && std::memcmp(one.key.v, program.v, sizeof program.v) == 0
+            && dds_qget_prop(one.qos, addressProperty, &text)) {
+            address = addressesIn(QString::fromUtf8(text));
+            dds_free(text);
+        }
+    }
+    if (count > 0) {
+        dds_return_loan(participants, samples, count);
+    }
+    return address;
 }
 
 } // namespace
@@ -117,6 +174,9 @@ MirrorDomain::MirrorDomain(const DomainSettings &settings)
     m_layouts = makeTopic(tessel_mirror_SourceLayout_desc, "TesselMirrorLayout1");
     m_reports = makeTopic(tessel_mirror_MirrorReport_desc, "TesselMirrorReport1");
     m_descriptions = makeTopic(tessel_mirror_SourceDescription_desc, "TesselMirrorDescription1");
+    m_participants = require(
+        dds_create_reader(m_participant, DDS_BUILTIN_TOPIC_DCPSPARTICIPANT, nullptr, nullptr),
+        "reader");
 }
 
 MirrorDomain::~MirrorDomain()
@@ -176,6 +236,56 @@ dds_entity_t MirrorDomain::makeDescriptionReader() const
 {
     return require(dds_create_reader(m_participant, m_descriptions, newestOfEach().get(), nullptr),
                    "reader");
+}
+
+dds_entity_t MirrorDomain::makeRequestTopic() const
+{
+    return makeTopic(tessel_mirror_WriteRequest_desc, "TesselMirrorRequest1");
+}
+
+dds_entity_t MirrorDomain::makeAnswerTopic() const
+{
+    return makeTopic(tessel_mirror_WriteAnswer_desc, "TesselMirrorAnswer1");
+}
+
+dds_entity_t MirrorDomain::makeRequestWriter() const
+{
+    return require(
+        dds_create_writer(m_participant, makeRequestTopic(), passingOfEach().get(), nullptr),
+        "writing of requests");
+}
+
+dds_entity_t MirrorDomain::makeRequestReader(const dds_listener_t *listener) const
+{
+    return require(
+        dds_create_reader(m_participant, makeRequestTopic(), passingOfEach().get(), listener),
+        "reading of requests");
+}
+
+dds_entity_t MirrorDomain::makeAnswerWriter() const
+{
+    return require(
+        dds_create_writer(m_participant, makeAnswerTopic(), passingOfEach().get(), nullptr),
+        "writing of answers");
+}
+
+dds_entity_t MirrorDomain::makeAnswerReader(const dds_listener_t *listener) const
+{
+    return require(
+        dds_create_reader(m_participant, makeAnswerTopic(), passingOfEach().get(), listener),
+        "reading of answers");
+}
+
+QString MirrorDomain::addressOf(dds_entity_t reader, dds_instance_handle_t publisher) const
+{
+    dds_builtintopic_endpoint_t *const endpoint = dds_get_matched_publication_data(reader,
+                                                                                   publisher);
+    if (endpoint == nullptr) {
+        return {};
+    }
+    const QString address = ::addressOf(m_participants, endpoint->participant_key);
+    dds_builtintopic_free_endpoint(endpoint);
+    return address;
 }
 
 dds_entity_t MirrorDomain::makeWaitset(std::initializer_list<dds_entity_t> readers) const

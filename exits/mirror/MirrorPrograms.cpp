@@ -23,18 +23,46 @@ QString placeOf(const DomainSettings &domain)
         .arg(QString::number(domain.domain), domain.interfaces.join(QLatin1String(", ")));
 }
 
+UrlChoice commandsOf(const Settings &settings)
+{
+    return UrlChoice(settings.settings().list(QStringLiteral("commands")));
+}
+
+void warnOfUnused(const Settings &settings, const QStringList &urls)
+{
+    const QString unused = commandsOf(settings).findUnused(urls);
+    if (!unused.isEmpty()) {
+        ServiceLog::warning(QStringLiteral("--commands '%1' leads to no leaf; 'tessel get' shows "
+                                           "their URLs")
+                                .arg(unused));
+    }
+}
+
 struct Sending
 {
     explicit Sending(const Settings &settings) : domain(DomainSettings::from(settings.settings()))
     {
         const auto pace = paceOf(settings.settings());
+        const UrlChoice commands = commandsOf(settings);
         const QStringList paths = descriptionsOf(settings);
         for (const auto &path : paths) {
-            sources.push_back(std::make_unique<SetSource>(path, domain, pace));
+            sources.push_back(std::make_unique<SetSource>(path, domain, pace, commands));
         }
+        warnOfUnused(settings, urls());
         status = QStringLiteral("sending %1 in %2")
                      .arg(paths.join(QLatin1String(", ")),
                           placeOf(DomainSettings::from(settings.settings())));
+    }
+
+    QStringList urls() const
+    {
+        QStringList all;
+        for (const auto &source : sources) {
+            for (const auto &leaf : source->region().leaves()) {
+                all.append(leaf.url);
+            }
+        }
+        return all;
     }
 
     MirrorDomain domain;
@@ -67,7 +95,8 @@ struct Receiving
     explicit Receiving(const Settings &settings)
         : domain(DomainSettings::from(settings.settings()))
         , receiver(domain, regionsOf(settings),
-                   static_cast<int>(settings.settings().number(QStringLiteral("watchdog"))))
+                   static_cast<int>(settings.settings().number(QStringLiteral("watchdog"))),
+                   settings.settings().list(QStringLiteral("commands")))
         , status(QStringLiteral("receiving %1 in %2")
                      .arg(descriptionsOf(settings).join(QLatin1String(", ")),
                           placeOf(DomainSettings::from(settings.settings()))))

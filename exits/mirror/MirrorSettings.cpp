@@ -24,6 +24,11 @@ SettingSyntax descriptionSyntax()
             {}};
 }
 
+SettingSyntax commandsSyntax(const QString &help)
+{
+    return {QStringLiteral("commands"), Type::List, QStringLiteral("URL"), help, {}};
+}
+
 QVector<SettingSyntax> describeSyntax()
 {
     SettingSyntax key{QStringLiteral("describe"),
@@ -61,7 +66,9 @@ ProgramSyntax sendSyntax()
                         QStringLiteral("0"), 0, mostMilliseconds},
                        {QStringLiteral("lease"), Type::Number, QStringLiteral("MS"),
                         QStringLiteral("Count as gone after as many milliseconds without a sign."),
-                        QStringLiteral("300"), leastLease, mostLease}};
+                        QStringLiteral("300"), leastLease, mostLease},
+                       commandsSyntax(QStringLiteral("Let mirrors have these leaves written; may "
+                                                     "be repeated."))};
     syntax.settings += DomainSettings::syntax();
     syntax.examples = QStringLiteral(
         "  tessel mirror send plant.process.json\n"
@@ -90,7 +97,9 @@ ProgramSyntax receiveSyntax()
          {}},
         {QStringLiteral("watchdog"), Type::Number, QStringLiteral("MS"),
          QStringLiteral("Give a source up after as many milliseconds without a set; 0: never."),
-         QStringLiteral("5000"), 0, mostMilliseconds}};
+         QStringLiteral("5000"), 0, mostMilliseconds},
+        commandsSyntax(QStringLiteral("Ask the source for what is written into these leaves here; "
+                                      "may be repeated."))};
     syntax.settings += describeSyntax();
     syntax.settings += DomainSettings::syntax();
     syntax.examples = QStringLiteral(

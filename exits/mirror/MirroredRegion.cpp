@@ -8,6 +8,13 @@
 
 #include <cstring>
 
+namespace {
+
+/// Others who write without an end do not keep the source from being shown.
+constexpr int mostRounds = 8;
+
+} // namespace
+
 MirroredRegion::MirroredRegion(const QString &path, const QString &key,
                                const UrlChoice &withoutState)
     : m_path(path)
@@ -74,23 +81,49 @@ void MirroredRegion::refuseRegionInUse() const
     }
 }
 
+/// What lies in the buffer before it is filled may be of somebody else who has not published it yet: it
+/// would be lost with the filling. It is published first and looked at.
+bool MirroredRegion::publish(const std::function<void(unsigned char *)> &fill)
+{
+    for (int round = 0; round < mostRounds; ++round) {
+        ProcessDataWriteGuard guard(*m_manager);
+        unsigned char *const buffer = guard.isLocked() ? m_manager->getPointerWriteBuffer()
+                                                       : nullptr;
+        if (buffer == nullptr) {
+            return false;
+        }
+        const bool isLast = round + 1 == mostRounds;
+        const bool isOther = m_writes && !isLast && m_writes->isOther(buffer);
+        if (!isOther) {
+            fill(buffer);
+        }
+        if (!m_writes) {
+            return guard.publish();
+        }
+        // Inside the lock: behind it the published set could be another one already.
+        if (!m_manager->swapReadAndWriteBuffer()) {
+            return false;
+        }
+        if (!isOther) {
+            m_writes->noteShown();
+            return true;
+        }
+        m_writes->look();
+    }
+    return false;
+}
+
 bool MirroredRegion::show(const unsigned char *bytes, ByteOrder::Order order)
 {
     const LibraryReasons reasons;
-    ProcessDataWriteGuard guard(*m_manager);
-    unsigned char *const buffer = guard.isLocked() ? m_manager->getPointerWriteBuffer() : nullptr;
-    bool isShown = false;
-    if (buffer != nullptr) {
+    const bool isShown = publish([&](unsigned char *buffer) {
         std::memcpy(buffer, bytes, m_layout.bufferSize);
         if (order != ByteOrder::ofThisMachine()) {
             m_order.turn(buffer);
         }
-        isShown = guard.publish();
-    }
+    });
     if (!isShown) {
-        ServiceLog::warning(QStringLiteral("a set of region '%1' was not published: %2; the next "
-                                           "one is tried")
-                                .arg(m_key, reasons.text()));
+        tellUnpublished(reasons);
     }
     return isShown;
 }
@@ -98,20 +131,47 @@ bool MirroredRegion::show(const unsigned char *bytes, ByteOrder::Order order)
 bool MirroredRegion::showTimeout()
 {
     const LibraryReasons reasons;
-    ProcessDataWriteGuard guard(*m_manager);
     const ProcessValue timeout(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
-    if (guard.isLocked()) {
+    const bool isShown = publish([&](unsigned char *) {
         for (const auto &leaf : m_tree.leaves) {
             // One without a usable slot shows nothing at any time.
             leaf.element->setValueNoLock(timeout);
         }
-        if (guard.publish()) {
-            return true;
-        }
+    });
+    if (!isShown) {
+        ServiceLog::error(
+            QStringLiteral("the loss of the source of region '%1' cannot be shown: %2; end this "
+                           "program, its readers then see its end")
+                .arg(m_key, reasons.text()));
     }
-    ServiceLog::error(
-        QStringLiteral("the loss of the source of region '%1' cannot be shown: %2; end this "
-                       "program, its readers then see its end")
+    return isShown;
+}
+
+bool MirroredRegion::showAgain()
+{
+    if (!m_writes || m_writes->shown() == nullptr) {
+        return false;
+    }
+    const LibraryReasons reasons;
+    const QByteArray shown(reinterpret_cast<const char *>(m_writes->shown()),
+                           static_cast<int>(m_layout.bufferSize));
+    const bool isShown = publish([&](unsigned char *buffer) {
+        std::memcpy(buffer, shown.constData(), m_layout.bufferSize);
+    });
+    if (!isShown) {
+        tellUnpublished(reasons);
+    }
+    return isShown;
+}
+
+void MirroredRegion::watchWrites()
+{
+    m_writes = std::make_unique<LocalWrites>(*m_manager, m_tree.leaves);
+}
+
+void MirroredRegion::tellUnpublished(const LibraryReasons &reasons) const
+{
+    ServiceLog::warning(
+        QStringLiteral("a set of region '%1' was not published: %2; the next one is tried")
             .arg(m_key, reasons.text()));
-    return false;
 }

@@ -2,10 +2,14 @@
 
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "mirror/ByteOrder.h"
+#include "mirror/LocalWrites.h"
 #include "mirror/SlotLayout.h"
 #include "region/UrlChoice.h"
 
+#include <functional>
 #include <memory>
+
+class LibraryReasons;
 
 /// The region of a receiver: what a source has, or `timeout` everywhere. Each change is one swap.
 ///
@@ -31,10 +35,20 @@ public:
     bool show(const unsigned char *bytes, ByteOrder::Order order);
     /// All leaves at once. The same.
     bool showTimeout();
+    /// What was shown last, in place of what others have written since; with watchWrites() alone. The same.
+    bool showAgain();
+
+    /// Has what others write looked after from now on.
+    void watchWrites();
+    /// Null without watchWrites().
+    LocalWrites *writes() const { return m_writes.get(); }
+    ProcessDataManager &manager() const { return *m_manager; }
 
 private:
+    bool publish(const std::function<void(unsigned char *)> &fill);
     void refuseLeavesWithoutState(const UrlChoice &withoutState) const;
     void refuseRegionInUse() const;
+    void tellUnpublished(const LibraryReasons &reasons) const;
 
     QString m_path;
     DescriptionTree m_tree;
@@ -42,4 +56,5 @@ private:
     SlotLayout m_layout;
     ByteOrder m_order;
     std::unique_ptr<ProcessDataManager> m_manager;
+    std::unique_ptr<LocalWrites> m_writes;
 };

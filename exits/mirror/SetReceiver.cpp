@@ -1,19 +1,14 @@
 #include "mirror/SetReceiver.h"
 
 #include "mirror/SampleFields.h"
-#include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
-#include <QSocketNotifier>
 #include <QSysInfo>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include <MirrorTopics.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace {
 
@@ -26,13 +21,6 @@ constexpr int mostLooks = 100;
 constexpr int lookInterval = 20;
 /// Milliseconds from one report to the next.
 constexpr int reportInterval = 1000;
-
-void wake(dds_entity_t, void *descriptor)
-{
-    const quint64 one = 1;
-    // Full is readable too.
-    (void)!::write(*static_cast<const int *>(descriptor), &one, sizeof one);
-}
 
 QByteArray identityOf(const uint8_t (&source)[16])
 {
@@ -69,25 +57,31 @@ QString nameOf(const ReceivedSet &set)
 } // namespace
 
 SetReceiver::SetReceiver(const MirrorDomain &domain,
-                         std::vector<std::unique_ptr<MirroredRegion>> regions, int watchdog)
+                         std::vector<std::unique_ptr<MirroredRegion>> regions, int watchdog,
+                         const QStringList &commands)
     : m_domain(domain)
     , m_watchdog(watchdog)
 {
     for (auto &region : regions) {
-        m_mirrors.push_back(std::make_unique<Mirror>(std::move(region)));
+        m_mirrors.push_back(std::make_unique<Mirror>(std::move(region), commands));
         Mirror *const mirror = m_mirrors.back().get();
         connect(&mirror->watchdog, &QTimer::timeout, this, [this, mirror] {
             mirror->gate.release();
             lose(*mirror, QStringLiteral("nothing came from it for %1 ms").arg(m_watchdog));
         });
+        if (!commands.isEmpty()) {
+            mirror->forwarder = std::make_unique<WriteForwarder>(m_domain, *mirror->region,
+                                                                 mirror->own, UrlChoice(commands));
+        }
     }
+    connect(&m_arrival, &SampleSignal::arrived, this, &SetReceiver::takeAll);
     connect(&m_looks, &QTimer::timeout, this, &SetReceiver::lookForLayout);
     connect(&m_reports, &QTimer::timeout, this, [this] {
         for (const auto &mirror : m_mirrors) {
             report(*mirror);
         }
     });
-    makeReader();
+    m_reader = m_domain.makeSetReader(m_arrival.listener());
     m_reportWriter = m_domain.makeReportWriter();
     m_reports.start(reportInterval);
     for (const auto &mirror : m_mirrors) {
@@ -97,32 +91,12 @@ SetReceiver::SetReceiver(const MirrorDomain &domain,
 
 SetReceiver::~SetReceiver()
 {
-    // The last call of the listener has ended then.
     dds_delete(m_reader);
     dds_delete(m_reportWriter);
-    delete m_readable;
-    ::close(m_descriptor);
-}
-
-void SetReceiver::makeReader()
-{
-    m_descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (m_descriptor < 0) {
-        throw Refusal{ExitCode::Internal,
-                      QStringLiteral("eventfd: %1").arg(qt_error_string(errno))};
-    }
-    m_readable = new QSocketNotifier(m_descriptor, QSocketNotifier::Read, this);
-    connect(m_readable, &QSocketNotifier::activated, this, &SetReceiver::takeAll);
-    dds_listener_t *const listener = dds_create_listener(&m_descriptor);
-    dds_lset_data_available(listener, &wake);
-    m_reader = m_domain.makeSetReader(listener);
-    dds_delete_listener(listener);
 }
 
 void SetReceiver::takeAll()
 {
-    quint64 count = 0;
-    (void)!::read(m_descriptor, &count, sizeof count);
     for (;;) {
         void *samples[mostAtOnce] = {};
         dds_sample_info_t infos[mostAtOnce];
@@ -173,6 +147,10 @@ void SetReceiver::show(Mirror &mirror, const ReceivedSet &set)
     case SourceGate::Answer::Show: publish(mirror, set); break;
     case SourceGate::Answer::Keep: break;
     }
+    if (mirror.forwarder) {
+        mirror.forwarder->noteSign(set.timeStamp);
+        mirror.forwarder->takeFound();
+    }
     if (m_watchdog > 0) {
         mirror.watchdog.start(m_watchdog);
     }
@@ -187,6 +165,10 @@ void SetReceiver::publish(Mirror &mirror, const ReceivedSet &set)
         ServiceLog::notice(
             QStringLiteral("region '%1' mirrors '%2' of %3")
                 .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
+        mirror.mark.setSource(set.host, m_domain.addressOf(m_reader, set.publisher));
+        if (mirror.forwarder) {
+            mirror.forwarder->setSource(mirror.identity, mirror.source);
+        }
     }
     if (mirror.region->show(set.bytes, static_cast<ByteOrder::Order>(set.byteOrder))) {
         mirror.count.addShown(set, sampleTime());
@@ -212,7 +194,12 @@ void SetReceiver::lose(Mirror &mirror, const QString &why)
     mirror.trouble = why;
     mirror.source.clear();
     mirror.identity.clear();
+    mirror.mark.clearSource();
     mirror.watchdog.stop();
+    if (mirror.forwarder) {
+        mirror.forwarder->loseSource();
+        mirror.forwarder->takeFound();
+    }
     if (wasShown) {
         report(mirror);
     }

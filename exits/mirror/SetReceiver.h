@@ -2,8 +2,11 @@
 
 #include "mirror/MirrorCount.h"
 #include "mirror/MirrorDomain.h"
+#include "mirror/MirrorMark.h"
 #include "mirror/MirroredRegion.h"
+#include "mirror/SampleSignal.h"
 #include "mirror/SourceGate.h"
+#include "mirror/WriteForwarder.h"
 
 #include <QObject>
 #include <QSet>
@@ -15,7 +18,6 @@
 #include <utility>
 #include <vector>
 
-class QSocketNotifier;
 struct tessel_mirror_SourceSet;
 
 /// Takes the sets of all sources and shows each in the region that mirrors it; a region whose source is
@@ -26,9 +28,10 @@ class SetReceiver : public QObject
 
 public:
     /// @p domain has to live longer. @p watchdog: milliseconds without anything from a source until it
-    /// counts as lost, whatever the engine says; 0: never. Throws a Refusal.
+    /// counts as lost, whatever the engine says; 0: never. @p commands: of which leaves the source is asked for
+    /// what is written into the mirrors; empty: of none. Throws a Refusal.
     SetReceiver(const MirrorDomain &domain, std::vector<std::unique_ptr<MirroredRegion>> regions,
-                int watchdog);
+                int watchdog, const QStringList &commands);
     ~SetReceiver() override;
 
     void setWatchdog(int milliseconds) { m_watchdog = milliseconds; }
@@ -40,14 +43,16 @@ Q_SIGNALS:
 private:
     struct Mirror
     {
-        explicit Mirror(std::unique_ptr<MirroredRegion> shown)
+        Mirror(std::unique_ptr<MirroredRegion> shown, const QStringList &commands)
             : region(std::move(shown))
+            , mark(region->key(), region->sourceKey(), commands)
             , gate(region->layout().fingerprint, region->layout().bufferSize)
         {
             watchdog.setSingleShot(true);
         }
 
         std::unique_ptr<MirroredRegion> region;
+        MirrorMark mark;
         SourceGate gate;
         MirrorCount count;
         const QByteArray own = QUuid::createUuid().toRfc4122(); ///< identity in reports
@@ -56,6 +61,7 @@ private:
         QString trouble;     ///< what was told last of a source without a set
         QSet<QByteArray> refused;
         QTimer watchdog;
+        std::unique_ptr<WriteForwarder> forwarder; ///< null: nothing is asked of the source
     };
     /// A source whose layout was asked for, so that the difference can be named.
     struct Question
@@ -67,7 +73,6 @@ private:
         dds_entity_t reader = 0;
     };
 
-    void makeReader();
     void takeAll();
     void take(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info);
     void show(Mirror &mirror, const ReceivedSet &set);
@@ -82,8 +87,7 @@ private:
     const MirrorDomain &m_domain;
     std::vector<std::unique_ptr<Mirror>> m_mirrors;
     int m_watchdog;
-    int m_descriptor = -1; ///< readable when the engine has something
-    QSocketNotifier *m_readable = nullptr;
+    SampleSignal m_arrival;
     dds_entity_t m_reader = 0;
     dds_entity_t m_reportWriter = 0;
     std::optional<Question> m_question;

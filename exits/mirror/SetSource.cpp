@@ -48,8 +48,10 @@ DescriptionTree doubleBuffered(const QString &path)
 
 } // namespace
 
-SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace)
-    : m_region(path, pace.leastInterval)
+SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace,
+                     const UrlChoice &commands)
+    : m_region(path, pace.leastInterval,
+               commands.isEmpty() ? RegionFollower::Use::Reading : RegionFollower::Use::Writing)
     , m_pace(pace)
     , m_layout(SlotLayout::of(doubleBuffered(path)))
     , m_identity(QUuid::createUuid().toRfc4122())
@@ -64,6 +66,9 @@ SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace
     connect(&m_silence, &QTimer::timeout, this, &SetSource::handleSilence);
     m_again.setSingleShot(true);
     m_silence.setSingleShot(true);
+    if (!commands.isEmpty()) {
+        m_requests = std::make_unique<RequestTaker>(domain, m_region, m_identity, commands);
+    }
     readLayout();
     handleUp(m_region.isUp());
 }

@@ -2,6 +2,7 @@
 
 #include "Access/ProcessDataSnapshot.h"
 #include "mirror/MirrorDomain.h"
+#include "mirror/RequestTaker.h"
 #include "mirror/SlotLayout.h"
 #include "mirror/SourceState.h"
 #include "region/RegionFollower.h"
@@ -9,6 +10,8 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
+
+#include <memory>
 
 /// Sends the newest set of one region to whoever mirrors it, and how the region is when there is none.
 ///
@@ -27,8 +30,10 @@ public:
         int lease;       ///< milliseconds
     };
 
-    /// @p domain has to live longer. Throws a Refusal.
-    SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace);
+    /// @p domain has to live longer. @p commands: into which leaves mirrors may have something written; empty:
+    /// into none. Throws a Refusal.
+    SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace,
+              const UrlChoice &commands);
     ~SetSource() override;
 
     const RegionFollower &region() const { return m_region; }
@@ -59,4 +64,5 @@ private:
     quint64 m_generation = 0; ///< of the set that was sent last
     QTimer m_again;
     QTimer m_silence;
+    std::unique_ptr<RequestTaker> m_requests; ///< null: none is taken
 };

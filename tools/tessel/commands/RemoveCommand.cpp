@@ -123,6 +123,8 @@ void removeMemory(const Remains &remains)
         const int error = errno;
         refuseSystem(QStringLiteral("the memory of '%1'").arg(remains.key), qt_error_string(error));
     }
+    // What a receiver said of it as a mirror, if it did.
+    QFile::remove(QStringLiteral("/dev/shm/%1Mirror").arg(remains.key));
 }
 
 /// Before anything is changed: only the owner may take the name away.

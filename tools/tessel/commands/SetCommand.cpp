@@ -1,5 +1,6 @@
 #include "commands/Commands.h"
 #include "commands/WrittenValues.h"
+#include "live/MirrorNote.h"
 #include "text/WrongUse.h"
 #include "values/StateName.h"
 #include "values/ValueText.h"
@@ -67,6 +68,7 @@ void writeOne(const CommandLine &line, const DescriptionSource &description)
     LiveRegion region(description, LiveRegion::Opening::Attach);
     region.requireUsable({write.leaf});
     region.write({write});
+    noteWriteIntoMirror(description.key());
 }
 
 void writeSeveral(const CommandLine &line, const DescriptionSource &description)

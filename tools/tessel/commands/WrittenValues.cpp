@@ -1,6 +1,7 @@
 #include "commands/WrittenValues.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "live/MirrorNote.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
 #include "text/Table.h"
@@ -101,5 +102,8 @@ void writeAndPrint(const CommandLine &line, const DescriptionSource &description
         printJson(writes, formerValues);
     } else {
         printTable(writes, formerValues);
+    }
+    if (!line.isSet(QStringLiteral("dry-run"))) {
+        noteWriteIntoMirror(description.key());
     }
 }
