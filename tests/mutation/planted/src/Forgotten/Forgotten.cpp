@@ -1,0 +1,4 @@
+bool isForgotten(int value)
+{
+    return value == 4711;
+}
