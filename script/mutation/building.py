@@ -112,11 +112,15 @@ class Tree:
                 ["ninja", "-C", self.build, "-k", "0", "-j", str(jobs), *self.targets],
                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
             ) as process:  # fmt: skip
-                for line in process.stdout:
-                    log.write(line)
-                    step = re.match(r"\[(\d+)/(\d+)\]", line)
-                    if step:
-                        tell(f"building: {step[1]} of {step[2]} steps")
+                try:
+                    for line in process.stdout:
+                        log.write(line)
+                        step = re.match(r"\[(\d+)/(\d+)\]", line)
+                        if step:
+                            tell(f"building: {step[1]} of {step[2]} steps")
+                except KeyboardInterrupt:
+                    process.terminate()
+                    raise
         if process.returncode == 0:
             return []
         with open(self.log, encoding="utf-8") as log:

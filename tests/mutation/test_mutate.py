@@ -95,6 +95,38 @@ class Mutate(unittest.TestCase):
     def test_a_place_that_no_test_reaches_is_told(self):
         self.assertEqual(self.result("isForgotten", "value == 4711 -> value != 4711"), "unreached")
 
+    def test_every_kind_of_change_is_found(self):
+        for kind, change in (
+            ("condition", "isWanted -> !(isWanted)"),
+            ("comparison", "first == 'a' -> first != 'a'"),
+            ("logic", "isWanted || first == 'a' -> isWanted && first == 'a'"),
+            ("arithmetic", "first + second -> first - second"),
+            ("arithmetic", "sum *= 3 -> sum /= 3"),
+            ("arithmetic", "-1 -> 1"),
+            ("constant", "3 -> 3 + 1"),
+            ("constant", "3 -> 0"),
+            ("constant", "'a' -> static_cast<char>('a' + 1)"),
+            ("constant", '"text" -> ""'),
+            ("call", "take(first, second); -> ;"),
+            ("swap", "take(first, second) -> take(second, first)"),
+            ("assignment", "sum = second; -> ;"),
+            ("assignment", "sum *= 3; -> ;"),
+            ("fence", "std::atomic_thread_fence(std::memory_order_seq_cst); -> ;"),
+            (
+                "order",
+                "published.store(sum, std::memory_order_release) -> published.store(sum, std::memory_order_relaxed)",
+            ),
+            ("return", "return isWanted || first == 'a' ? sum : -1; -> return {};"),
+        ):
+            with self.subTest(change=change):
+                self.assertEqual(self.entries["everyKind", change]["kind"], kind)
+        self.assertEqual(self.entries["take", "return; -> ;"]["kind"], "return")
+
+    def test_what_is_constant_while_a_program_runs_is_not_changed(self):
+        changes = {change for function, change in self.entries if function == "note"}
+        self.assertFalse({c for c in changes if "17" in c or "19" in c}, changes)
+        self.assertIn("least + longest -> least - longest", changes)
+
     def test_a_change_that_does_not_compile_is_left_out(self):
         self.assertNotIn(("second", "1 -> 1 + 1"), self.entries)
         self.assertRegex(self.all.stdout, r"places, \d+ chosen, [1-9]\d* that do not compile; 2 tests; seed 7\n")
