@@ -5,7 +5,6 @@
 
 #include <QPointer>
 
-#include <algorithm>
 #include <utility>
 
 using namespace TesselModels;
@@ -17,10 +16,6 @@ public:
     {
         set = ShownSetAccess::of(source);
         leaf = set->description ? set->description->leafAt.value(url, -1) : -1;
-    }
-    bool isChanged() const
-    {
-        return std::binary_search(set->changed.cbegin(), set->changed.cend(), leaf);
     }
 
     QPointer<ProcessDataSource> source;
@@ -106,8 +101,8 @@ void ProcessDataItem::showSet()
         return;
     }
     const bool wasWritable = isWritable();
-    m_private->set = set;
-    if (m_private->isChanged()) {
+    const auto former = std::exchange(m_private->set, set);
+    if (m_private->leaf >= 0 && !set->isSame(m_private->leaf, *former)) {
         Q_EMIT valueChanged();
     }
     if (isWritable() != wasWritable) {

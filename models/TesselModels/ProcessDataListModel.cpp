@@ -14,7 +14,7 @@ class ProcessDataListModel::Private
 public:
     /// Which leaf of the description a row shows, and the other way round.
     void placeRows();
-    std::vector<int> changedRows() const;
+    std::vector<int> rowsOf(const std::vector<int> &leaves) const;
 
     QPointer<ProcessDataSource> source;
     QStringList urls;
@@ -49,11 +49,11 @@ void ProcessDataListModel::Private::placeRows()
     std::sort(rowsOfLeaf.begin(), rowsOfLeaf.end());
 }
 
-std::vector<int> ProcessDataListModel::Private::changedRows() const
+std::vector<int> ProcessDataListModel::Private::rowsOf(const std::vector<int> &leaves) const
 {
     std::vector<int> rows;
     auto place = rowsOfLeaf.cbegin();
-    for (const int leaf : set->changed) {
+    for (const int leaf : leaves) {
         while (place != rowsOfLeaf.cend() && place->first < leaf) {
             ++place;
         }
@@ -131,8 +131,8 @@ void ProcessDataListModel::setRootUrl(const QString &url)
 void ProcessDataListModel::showSet(const std::shared_ptr<const ShownSet> &set)
 {
     if (set->description == m_private->set->description) {
-        m_private->set = set;
-        tellChanged();
+        const auto former = std::exchange(m_private->set, set);
+        tellChanged(set->changesSince(*former));
         return;
     }
     rebuild();
@@ -150,11 +150,11 @@ void ProcessDataListModel::rebuild()
     }
 }
 
-void ProcessDataListModel::tellChanged()
+void ProcessDataListModel::tellChanged(const ShownChanges &changes)
 {
     using namespace TesselModels;
-    const int lastColumn = m_private->set->isStateChanged ? StateColumn : ValueColumn;
-    tellChangedRows(m_private->changedRows(), rowCount(), [&](int first, int last) {
+    const int lastColumn = changes.isStateChanged ? StateColumn : ValueColumn;
+    tellChangedRows(m_private->rowsOf(changes.leaves), rowCount(), [&](int first, int last) {
         Q_EMIT dataChanged(index(first, ValueColumn), index(last, lastColumn),
                            LeafCells::changingRoles());
     });

@@ -8,6 +8,7 @@
 #include <memory>
 
 class ProcessDataSource;
+struct ShownChanges;
 struct ShownSet;
 
 /// Process values of a source as a flat list: those of `urls`, those below `rootUrl`, or all of them.
@@ -69,7 +70,7 @@ private:
     class Q_DECL_HIDDEN Private;
     Q_DECL_HIDDEN void showSet(const std::shared_ptr<const ShownSet> &set);
     Q_DECL_HIDDEN void rebuild();
-    Q_DECL_HIDDEN void tellChanged();
+    Q_DECL_HIDDEN void tellChanged(const ShownChanges &changes);
 
     std::unique_ptr<Private> m_private;
 };

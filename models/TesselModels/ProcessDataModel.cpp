@@ -63,8 +63,8 @@ void ProcessDataModel::setSource(ProcessDataSource *source)
 void ProcessDataModel::showSet(const std::shared_ptr<const ShownSet> &set)
 {
     if (set->description == m_private->set->description) {
-        m_private->set = set;
-        tellChanged();
+        const auto former = std::exchange(m_private->set, set);
+        tellChanged(set->changesSince(*former));
         return;
     }
     rebuild();
@@ -79,18 +79,18 @@ void ProcessDataModel::rebuild()
     endResetModel();
 }
 
-void ProcessDataModel::tellChanged()
+void ProcessDataModel::tellChanged(const ShownChanges &changes)
 {
     // Below each node its rows, ascending: leaves stand in the order of the tree, but those of a node may
     // have others further down in between.
     std::vector<std::pair<int, int>> places;
-    places.reserve(m_private->set->changed.size());
-    for (const int leaf : m_private->set->changed) {
+    places.reserve(changes.leaves.size());
+    for (const int leaf : changes.leaves) {
         const UrlNode &node = m_private->tree.node(m_private->tree.nodeOfLeaf(leaf));
         places.emplace_back(node.parent, node.row);
     }
     std::sort(places.begin(), places.end());
-    const int lastColumn = m_private->set->isStateChanged ? StateColumn : ValueColumn;
+    const int lastColumn = changes.isStateChanged ? StateColumn : ValueColumn;
     std::vector<int> rows;
     for (auto place = places.cbegin(); place != places.cend();) {
         const int parent = place->first;

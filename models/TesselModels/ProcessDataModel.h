@@ -7,6 +7,7 @@
 #include <memory>
 
 class ProcessDataSource;
+struct ShownChanges;
 struct ShownSet;
 
 /// Process values of a source as the tree of their URLs.
@@ -52,7 +53,7 @@ private:
     class Q_DECL_HIDDEN Private;
     Q_DECL_HIDDEN void showSet(const std::shared_ptr<const ShownSet> &set);
     Q_DECL_HIDDEN void rebuild();
-    Q_DECL_HIDDEN void tellChanged();
+    Q_DECL_HIDDEN void tellChanged(const ShownChanges &changes);
     Q_DECL_HIDDEN QModelIndex indexOfNode(int node, int column) const;
 
     std::unique_ptr<Private> m_private;

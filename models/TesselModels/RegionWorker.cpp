@@ -330,7 +330,7 @@ void RegionWorker::showNewest()
     const auto former = std::exchange(m_decoded, set);
     if (former && !m_reading.isDoubleBuffered) {
         set->compareWith(*former);
-        if (set->changed.empty()) {
+        if (set->changes.leaves.empty()) {
             return;
         }
     }

@@ -144,23 +144,38 @@ void ShownSet::decodeLeaf(std::size_t leaf, const ProcessDataValue &element,
     }
 }
 
+bool ShownSet::isSame(int leaf, const ShownSet &other) const
+{
+    const auto cell = static_cast<std::size_t>(leaf);
+    const int textIndex = leafAt(leaf).textIndex;
+    return cells[cell] == other.cells[cell]
+           && (textIndex < 0
+               || texts[static_cast<std::size_t>(textIndex)]
+                      == other.texts[static_cast<std::size_t>(textIndex)]);
+}
+
+ShownChanges ShownSet::differencesTo(const ShownSet &other) const
+{
+    ShownChanges found;
+    if (other.description != description) {
+        return found;
+    }
+    for (int leaf = 0; leaf < static_cast<int>(cells.size()); ++leaf) {
+        if (!isSame(leaf, other)) {
+            found.leaves.push_back(leaf);
+            found.isStateChanged = found.isStateChanged || stateOf(leaf) != other.stateOf(leaf);
+        }
+    }
+    return found;
+}
+
 void ShownSet::compareWith(const ShownSet &shownBefore)
 {
-    changed.clear();
-    isStateChanged = false;
-    if (shownBefore.description != description) {
-        return;
-    }
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        bool isSame = cells[i] == shownBefore.cells[i];
-        isStateChanged = isStateChanged || cells[i].state != shownBefore.cells[i].state;
-        const int textIndex = isSame ? description->leaves[i].textIndex : -1;
-        if (textIndex >= 0) {
-            const auto index = static_cast<std::size_t>(textIndex);
-            isSame = texts[index] == shownBefore.texts[index];
-        }
-        if (!isSame) {
-            changed.push_back(static_cast<int>(i));
-        }
-    }
+    changes = differencesTo(shownBefore);
+    m_comparedWith = &shownBefore;
+}
+
+ShownChanges ShownSet::changesSince(const ShownSet &former) const
+{
+    return m_comparedWith == &former ? changes : differencesTo(former);
 }

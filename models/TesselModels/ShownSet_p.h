@@ -25,6 +25,13 @@ struct ShownCell
     }
 };
 
+/// How a set differs from another one; nothing where their descriptions do.
+struct ShownChanges
+{
+    std::vector<int> leaves; ///< with another content or state, ascending
+    bool isStateChanged = false;
+};
+
 /// What a display shows of a region at one moment: one set, decoded, or that there is none.
 ///
 /// Made by the helper thread and never changed once it is handed over, so that it needs no lock.
@@ -36,10 +43,7 @@ struct ShownSet
     quint64 generation = 0;
     std::vector<ShownCell> cells; ///< a leaf each
     std::vector<QString> texts;   ///< those of texts that are valid, by SourceLeaf::textIndex
-    /// Leaves with another content or state than in the set that was shown before, ascending. Without
-    /// meaning where the description is another one.
-    std::vector<int> changed;
-    bool isStateChanged = false; ///< of at least one of them
+    ShownChanges changes;         ///< since the set that was shown before
 
     /// A set of leaves without input.
     explicit ShownSet(std::shared_ptr<const SourceDescription> ofDescription = nullptr);
@@ -64,12 +68,20 @@ struct ShownSet
     void decode(const QVector<ProcessDataValueSharedPointer> &elements,
                 const ProcessDataSnapshot &snapshot, const ProcessDataSnapshot &former,
                 const ShownSet *formerSet);
-    /// Fills changed and isStateChanged.
+    /// Fills changes.
     void compareWith(const ShownSet &shownBefore);
+    /// What a model has to tell that has shown @p former up to now. That is not the set before this one where a
+    /// slot has turned the event loop in between: models behind it have missed one.
+    ShownChanges changesSince(const ShownSet &former) const;
+    /// By bits; only of sets of one description.
+    bool isSame(int leaf, const ShownSet &other) const;
 
 private:
+    ShownChanges differencesTo(const ShownSet &other) const;
     void decodeLeaf(std::size_t leaf, const ProcessDataValue &element,
                     const ProcessDataSnapshot &snapshot);
+
+    const ShownSet *m_comparedWith = nullptr; ///< only to tell which one it was
 };
 
 /// The way from a model to the sets of its source.
