@@ -3,6 +3,7 @@
 #include "TesselModels/ConfigurationValue_p.h"
 #include "TesselModels/ConfigurationWorker_p.h"
 #include "TesselModels/HelperThread_p.h"
+#include "TesselModels/LeafCells_p.h"
 #include "TesselModels/UrlTree_p.h"
 
 #include <QCoreApplication>
@@ -277,8 +278,8 @@ QVariant ConfigurationModel::data(const QModelIndex &index, int role) const
         return data(index, roleOfColumn(index.column()));
     }
     switch (role) {
-    case UrlRole:
-    case Qt::ToolTipRole: return node.url;
+    case UrlRole: return node.url;
+    case Qt::ToolTipRole: return LeafCells::tip(node.url);
     case NameRole: return node.url.section(QLatin1Char('/'), -1);
     default: break;
     }

@@ -59,7 +59,7 @@ QVariant missing(int role)
 QVariant displayed(const ShownSet &set, int leaf, const QString &url, int column)
 {
     switch (column) {
-    case NameColumn: return url.section(QLatin1Char('/'), -1);
+    case NameColumn: return url.section(QLatin1Char('/'), -1, -1, QString::SectionSkipEmpty);
     case ValueColumn: return LeafCells::data(set, leaf, url, column, TextRole);
     case UnitColumn: return LeafCells::data(set, leaf, url, column, UnitRole);
     case StateColumn: return LeafCells::data(set, leaf, url, column, StateNameRole);
@@ -101,7 +101,7 @@ QVariant LeafCells::data(const ShownSet &set, int leaf, const QString &url, int 
     case Qt::EditRole:
         return column == ValueColumn ? data(set, leaf, url, column, ValueRole)
                                      : displayed(set, leaf, url, column);
-    case Qt::ToolTipRole:
+    case Qt::ToolTipRole: return tip(url);
     case UrlRole: return url;
     case NameRole: return displayed(set, leaf, url, NameColumn);
     case Qt::TextAlignmentRole:
@@ -110,6 +110,12 @@ QVariant LeafCells::data(const ShownSet &set, int leaf, const QString &url, int 
     default: break;
     }
     return leaf >= 0 ? live(set, leaf, role) : missing(role);
+}
+
+QString LeafCells::tip(const QString &text)
+{
+    return text.contains(QLatin1Char('<')) ? QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped())
+                                           : text;
 }
 
 bool LeafCells::isWritable(const ShownSet &set, int leaf)

@@ -2,6 +2,7 @@
 
 #include "TesselModels/LeafCells_p.h"
 #include "TesselModels/ProcessDataSource.h"
+#include "TesselModels/UrlTree_p.h"
 
 #include <QPointer>
 
@@ -15,7 +16,7 @@ public:
     void find()
     {
         set = ShownSetAccess::of(source);
-        leaf = set->description ? set->description->leafAt.value(url, -1) : -1;
+        leaf = set->description ? set->description->find(url) : -1;
     }
 
     QPointer<ProcessDataSource> source;
@@ -50,7 +51,7 @@ void ProcessDataItem::setSource(ProcessDataSource *source)
         connect(source, &ProcessDataSource::setShown, this, &ProcessDataItem::showSet);
         connect(source, &ProcessDataSource::writeFailed, this,
                 [this](const QString &url, int code, const QString &text) {
-                    if (url == m_private->url) {
+                    if (plainUrl(url) == plainUrl(m_private->url)) {
                         Q_EMIT writeFailed(code, text);
                     }
                 });

@@ -3,6 +3,7 @@
 #include "TesselModels/ChangedRows_p.h"
 #include "TesselModels/LeafCells_p.h"
 #include "TesselModels/ProcessDataSource.h"
+#include "TesselModels/UrlTree_p.h"
 
 #include <QPointer>
 
@@ -30,7 +31,8 @@ void ProcessDataListModel::Private::placeRows()
     const SourceDescription *const description = set->description.get();
     rowUrls = urls;
     if (urls.isEmpty() && description != nullptr) {
-        const QString prefix = rootUrl.isEmpty() ? QString() : rootUrl + QLatin1Char('/');
+        const QString root = plainUrl(rootUrl);
+        const QString prefix = root.isEmpty() ? QString() : root + QLatin1Char('/');
         for (const auto &leaf : description->leaves) {
             if (leaf.url.startsWith(prefix)) {
                 rowUrls.append(leaf.url);
@@ -40,7 +42,7 @@ void ProcessDataListModel::Private::placeRows()
     leafOfRow.clear();
     rowsOfLeaf.clear();
     for (const auto &url : std::as_const(rowUrls)) {
-        const int leaf = description != nullptr ? description->leafAt.value(url, -1) : -1;
+        const int leaf = description != nullptr ? description->find(url) : -1;
         if (leaf >= 0) {
             rowsOfLeaf.emplace_back(leaf, static_cast<int>(leafOfRow.size()));
         }

@@ -87,7 +87,10 @@ void ProcessDataModel::tellChanged(const ShownChanges &changes)
     places.reserve(changes.leaves.size());
     for (const int leaf : changes.leaves) {
         const UrlNode &node = m_private->tree.node(m_private->tree.nodeOfLeaf(leaf));
-        places.emplace_back(node.parent, node.row);
+        // A value without a name would stand where the root does, which is shown nowhere.
+        if (node.parent >= 0) {
+            places.emplace_back(node.parent, node.row);
+        }
     }
     std::sort(places.begin(), places.end());
     const int lastColumn = changes.isStateChanged ? StateColumn : ValueColumn;

@@ -300,7 +300,7 @@ void RegionWorker::write(const QString &url, const QVariant &value)
     if (m_manager && m_region->getName() != RegionInspection::Name::Current) {
         look();
     }
-    const int leaf = m_description ? m_description->leafAt.value(url, -1) : -1;
+    const int leaf = m_description ? m_description->find(url) : -1;
     if (m_description && leaf < 0) {
         refuse({TesselModels::WriteError::NoSuchValue,
                 QStringLiteral("'%1': %2 describes no such value").arg(url, m_path)});

@@ -6,6 +6,7 @@
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "TesselModels/ChildrenInOrder_p.h"
 #include "TesselModels/SourceDescription_p.h"
+#include "TesselModels/UrlTree_p.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -105,6 +106,12 @@ QStringList SourceDescription::urls() const
         all.append(leaf.url);
     }
     return all;
+}
+
+int SourceDescription::find(const QString &url) const
+{
+    const auto exact = leafAt.constFind(url);
+    return exact != leafAt.cend() ? exact.value() : leafAt.value(plainUrl(url), -1);
 }
 
 DescriptionReading DescriptionReading::read(const QString &path)

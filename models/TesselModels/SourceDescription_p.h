@@ -39,6 +39,8 @@ struct SourceDescription
     int textCount = 0;
 
     QStringList urls() const;
+    /// The leaf at @p url, with whatever slashes that do not count; -1 if there is none.
+    int find(const QString &url) const;
 };
 
 /// A description as it was read from the disk, with the tree that is bound to the memory.

@@ -1,5 +1,10 @@
 #include "TesselModels/UrlTree_p.h"
 
+QString plainUrl(const QString &url)
+{
+    return url.split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
+}
+
 UrlTree::UrlTree(const QStringList &urls) : m_nodes(1)
 {
     m_nodeAt.insert(QString(), 0);

@@ -6,6 +6,9 @@
 
 #include <vector>
 
+/// The URL without the slashes that do not count.
+QString plainUrl(const QString &url);
+
 /// A node or leaf of a tree of URLs.
 struct UrlNode
 {
@@ -26,8 +29,11 @@ public:
     explicit UrlTree(const QStringList &urls);
 
     const UrlNode &node(int index) const { return m_nodes[static_cast<std::size_t>(index)]; }
-    /// -1 if there is none.
-    int find(const QString &url) const { return m_nodeAt.value(url, -1); }
+    /// With whatever slashes that do not count; -1 if there is none.
+    int find(const QString &url) const
+    {
+        return m_nodeAt.value(url, m_nodeAt.value(plainUrl(url), -1));
+    }
     int nodeOfLeaf(int leaf) const { return m_nodeOfLeaf[static_cast<std::size_t>(leaf)]; }
 
 private:
