@@ -13,6 +13,9 @@ Window {
     property string settings
     property int shownSets: 0
 
+    // Names, units and texts come from elsewhere, and must not be taken for markup.
+    component PlainLabel: Label { textFormat: Text.PlainText }
+
     // A state is told by a symbol as well as by a colour.
     function colourOf(state) {
         return state === Tessel.Valid ? "#2e7d32"
@@ -49,7 +52,7 @@ Window {
         anchors.fill: parent
         anchors.margins: 12
 
-        Label {
+        PlainLabel {
             Layout.fillWidth: true
             wrapMode: Text.Wrap
             color: source.connected ? "#2e7d32" : "#c62828"
@@ -68,19 +71,19 @@ Window {
                 model: values
                 delegate: RowLayout {
                     width: ListView.view.width
-                    Label { text: model.url; Layout.preferredWidth: 180; elide: Text.ElideLeft }
-                    Label {
+                    PlainLabel { text: model.url; Layout.preferredWidth: 180; elide: Text.ElideLeft }
+                    PlainLabel {
                         text: page.textOf(model.text, model.value, model.type) + " " + model.unit
                         horizontalAlignment: Text.AlignRight
                         Layout.fillWidth: true
                         elide: Text.ElideRight
                     }
-                    Label {
+                    PlainLabel {
                         text: page.symbolOf(model.state)
                         color: page.colourOf(model.state)
                         Layout.preferredWidth: 20
                     }
-                    Label {
+                    PlainLabel {
                         text: model.valid ? "" : model.stateName
                         color: page.colourOf(model.state)
                         Layout.preferredWidth: 130
@@ -92,7 +95,7 @@ Window {
                 Layout.fillWidth: true
                 Layout.alignment: Qt.AlignTop
 
-                Label {
+                PlainLabel {
                     text: temperature.url + "  "
                           + page.textOf(temperature.text, temperature.value, temperature.type)
                           + " " + temperature.unit
@@ -103,7 +106,7 @@ Window {
                     model: configuration
                     delegate: RowLayout {
                         visible: model.type !== undefined && model.type !== "array"
-                        Label { text: model.name; Layout.preferredWidth: 90 }
+                        PlainLabel { text: model.name; Layout.preferredWidth: 90 }
                         TextField {
                             text: model.text === undefined ? "" : model.text
                             enabled: model.readOnly !== true
@@ -111,7 +114,7 @@ Window {
                             Layout.preferredWidth: 170
                             onEditingFinished: configuration.write(model.url, text)
                         }
-                        Label {
+                        PlainLabel {
                             text: model.statusText === undefined ? "" : model.statusText
                             color: model.status > Tessel.ConfigurationUnchanged ? "#c62828" : "#2e7d32"
                         }
@@ -123,7 +126,7 @@ Window {
                         enabled: configuration.modified && !configuration.saving
                         onClicked: configuration.save()
                     }
-                    Label { text: configuration.errorText; color: "#c62828" }
+                    PlainLabel { text: configuration.errorText; color: "#c62828" }
                 }
             }
         }

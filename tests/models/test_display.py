@@ -7,6 +7,7 @@ names a folder, for the guide.
 
 import os
 import pathlib
+import re
 import shutil
 import struct
 import subprocess
@@ -92,6 +93,21 @@ class Displays(unittest.TestCase):
         width, height, rows = self.photograph("DISPLAY_TREE", [self.device], "display-tree.png")
         self.assertEqual((width, height), (800, 500))
         self.assertGreater(len(set(rows)), 100)
+
+
+class PlainTexts(unittest.TestCase):
+    """What a description or another process says is shown as it stands, and never taken for markup."""
+
+    def test_every_text_of_the_examples_is_plain(self):
+        for page in sorted((PROJECT / "examples").rglob("*.qml")):
+            with self.subTest(page=page.name):
+                blocks = re.findall(r"\b(?:Text|Label) \{[^{}]*\}", page.read_text(encoding="utf-8"))
+                for block in blocks:
+                    self.assertIn("textFormat: Text.PlainText", block)
+
+    def test_the_pages_with_texts_were_found(self):
+        texts = [page for page in (PROJECT / "examples").rglob("*.qml") if "PlainText" in page.read_text(encoding="utf-8")]
+        self.assertEqual(sorted(page.parent.name for page in texts), ["display", "first-display"])
 
 
 if __name__ == "__main__":
