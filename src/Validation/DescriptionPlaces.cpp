@@ -2,6 +2,7 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Companion/PropertyManagerConst.h"
+#include "Companion/SelectorUrlArrayIndex.h"
 #include "Configuration/DirectoryWalk_p.h"
 #include "Validation/CheckedFile_p.h"
 #include "Validation/NameInTree_p.h"
@@ -39,16 +40,29 @@ using Places = QVector<std::optional<DescriptionPlace>>;
 /// URLs that are looked for, by the names in them.
 struct Wanted
 {
+    /// The number of the URL of a cell, by row and column.
+    using Cells = QHash<QPair<quint32, quint32>, int>;
+
     QHash<QString, Wanted> below;
     QVector<int> here; ///< the numbers of the URLs that end here
+    Cells cells;       ///< of the array that is here
 
-    void add(const QString &url, int number)
+    void add(const QString &url, int number, Kind kind)
     {
+        SelectorUrlArrayIndex index;
+        QString withoutIndex = url;
+        if (kind == Kind::Configuration) {
+            SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, withoutIndex);
+        }
         Wanted *wanted = this;
-        for (const QString &name : url.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        for (const QString &name : withoutIndex.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
             wanted = &wanted->below[name];
         }
-        wanted->here.append(number);
+        if (index.isValid()) {
+            wanted->cells.insert({index.getRowIndex(), index.getColumnIndex()}, number);
+        } else {
+            wanted->here.append(number);
+        }
     }
 };
 
@@ -63,6 +77,9 @@ public:
     {
         for (const int number : wanted.here) {
             m_hits.push_back({place, number});
+        }
+        if (!wanted.cells.isEmpty()) {
+            searchCells(element, wanted.cells);
         }
         const auto children = wanted.below.isEmpty() ? std::nullopt : childrenOf(element);
         if (!children) {
@@ -108,6 +125,34 @@ private:
                                                              : std::nullopt;
     }
 
+    void searchCells(const Value &element, const Wanted::Cells &cells)
+    {
+        const QByteArray key = Definitions::getKeyDataPropertyValue().toLatin1();
+        const Value rows = element.member(QLatin1String(key));
+        if (!rows.isValid() || !rows.isArray()) {
+            return;
+        }
+        quint32 row = 0;
+        for (JsonText::Elements entry(rows); entry.isValid(); entry.next(), ++row) {
+            // A flat list is a table of one column.
+            if (!entry.value().isArray()) {
+                addCell(entry.value(), cells.value({row, 0}, -1));
+                continue;
+            }
+            quint32 column = 0;
+            for (JsonText::Elements cell(entry.value()); cell.isValid(); cell.next(), ++column) {
+                addCell(cell.value(), cells.value({row, column}, -1));
+            }
+        }
+    }
+
+    void addCell(const Value &cell, int number)
+    {
+        if (number >= 0) {
+            m_hits.push_back({cell, number});
+        }
+    }
+
     CheckedFile &m_file;
     std::vector<Hit> m_hits;
 };
@@ -146,7 +191,7 @@ QVector<std::optional<DescriptionPlace>> DescriptionPlaces::findAll(const QStrin
 {
     Wanted wanted;
     for (int i = 0; i < urls.size(); ++i) {
-        wanted.add(urls.at(i), i);
+        wanted.add(urls.at(i), i, kind);
     }
     Places found(urls.size());
     searchEntry(found, QFileInfo(path), wanted, extensionOf(kind));

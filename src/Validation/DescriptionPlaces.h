@@ -26,8 +26,8 @@ public:
 
     /// The key of the element at @p url of the description at @p path; of the top level, which has none,
     /// where it begins. @p path names a file, whatever @p kind says, or a folder, in which a URL begins with
-    /// the names of the folders and of the file. A key that stands twice is found where it counts.
-    /// Nothing if there is no such element or no file that can be read.
+    /// the names of the folders and of the file. A key that stands twice is found where it counts. Of a
+    /// configuration a URL with `#ROW,COLUMN` finds the cell of an array, where it begins. Nothing if there is no such element or no file that can be read.
     static std::optional<DescriptionPlace> find(const QString &path, const QString &url,
                                                 DescriptionPlaces::Kind kind);
     /// find() of each of @p urls, in their order. Reads a file once for all of them.

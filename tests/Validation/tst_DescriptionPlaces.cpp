@@ -57,6 +57,8 @@ class tst_DescriptionPlaces : public QObject
 private Q_SLOTS:
     void elementIsFoundAtItsKey_data();
     void elementIsFoundAtItsKey();
+    void cellIsFoundWhereItBegins_data();
+    void cellIsFoundWhereItBegins();
     void whatIsNoElementIsNotFound_data();
     void whatIsNoElementIsNotFound();
     void whatCannotBeReadHasNoPlace();
@@ -88,6 +90,38 @@ void tst_DescriptionPlaces::elementIsFoundAtItsKey()
     const QString file = folder.write(QStringLiteral("plant.process.json"));
 
     QCOMPARE(found(file, url.constData()), file + QLatin1Char(':') + place);
+}
+
+void tst_DescriptionPlaces::cellIsFoundWhereItBegins_data()
+{
+    QTest::addColumn<QByteArray>("url");
+    QTest::addColumn<QString>("place");
+    QTest::newRow("the array") << QByteArray("curve") << QStringLiteral("2:2");
+    QTest::newRow("number") << QByteArray("curve#0,0") << QStringLiteral("2:40");
+    QTest::newRow("text") << QByteArray("curve#0,1") << QStringLiteral("2:43");
+    QTest::newRow("another row") << QByteArray("/curve#1,1") << QStringLiteral("3:6");
+    QTest::newRow("flat list") << QByteArray("flat#1,0") << QStringLiteral("4:43");
+    QTest::newRow("no such column") << QByteArray("curve#0,2") << QString();
+    QTest::newRow("no such row") << QByteArray("curve#2,0") << QString();
+    QTest::newRow("second column of a flat list") << QByteArray("flat#1,1") << QString();
+    QTest::newRow("no array") << QByteArray("plain#0,0") << QString();
+}
+
+void tst_DescriptionPlaces::cellIsFoundWhereItBegins()
+{
+    QFETCH(QByteArray, url);
+    QFETCH(QString, place);
+    const Folder folder;
+    const QByteArray text = "{\"type\": \"treenode\", \"value\": {\n"
+                            " \"curve\": {\"type\": \"array\", \"value\": [[1, \"a\"],\n"
+                            " [2, \"b\"]]},\n"
+                            " \"flat\": {\"type\": \"array\", \"value\": [ 7,  8]},\n"
+                            " \"plain\": {\"type\": \"int8\", \"value\": 1}}}\n";
+    const QString file = folder.write(QStringLiteral("one.config.json"), text);
+
+    QCOMPARE(found(file, url.constData(), Kind::Configuration),
+             place.isEmpty() ? QString() : file + QLatin1Char(':') + place);
+    QCOMPARE(found(file, "curve#0,0", Kind::Process), QString());
 }
 
 void tst_DescriptionPlaces::whatIsNoElementIsNotFound_data()

@@ -72,6 +72,7 @@ private Q_SLOTS:
     void valueThatIsThereMayBeRefused_data();
     void valueThatIsThereMayBeRefused();
     void cellOutsideTheLimitsOfItsColumnIsSuspicious();
+    void cellHasNoProblemOfAnotherCell();
     void nothingIsWritten();
 
 private:
@@ -394,6 +395,29 @@ void tst_ToolExplainConfiguration::cellOutsideTheLimitsOfItsColumnIsSuspicious()
 
     QVERIFY(!suspicionsIn(explained({file, "plant/value#0,0"})).contains("value-outside-limits"));
     QVERIFY(suspicionsIn(explained({file, "plant/value#1,0"})).contains("value-outside-limits"));
+}
+
+void tst_ToolExplainConfiguration::cellHasNoProblemOfAnotherCell()
+{
+    const QByteArray stamp = stampAt(QDateTime::currentDateTimeUtc().addSecs(-60));
+    QVERIFY(m_device->directory().write(
+        "one.config.json",
+        fileWith(R"({"type": "array", "value": [["AB", 1], ["c", 300], ["DE", "x"]],
+                 "arrayInformation": [[], [
+                 {"type": "string", "unitType": "u", "value": "AA", "regularExpression": "[A-Z]{2}"},
+                 {"type": "uint8", "unitType": "u", "value": 0}]]})",
+                 stamp)));
+    const QString file = m_device->path("one.config.json");
+    const auto suspicionsOf = [&](const char *cell) {
+        return suspicionsIn(explained({file, QStringLiteral("plant/value") + QLatin1String(cell)}));
+    };
+
+    QCOMPARE(suspicionsOf("#0,0"), QStringList());
+    QCOMPARE(suspicionsOf("#0,1"), QStringList());
+    QCOMPARE(suspicionsOf("#1,0"), QStringList(QStringLiteral("column-pattern")));
+    QCOMPARE(suspicionsOf("#1,1"), QStringList(QStringLiteral("column-value")));
+    QCOMPARE(suspicionsOf("#2,1"), QStringList(QStringLiteral("column-value")));
+    QCOMPARE(suspicionsOf("").size(), 3);
 }
 
 void tst_ToolExplainConfiguration::nothingIsWritten()

@@ -10,6 +10,8 @@
 #include "text/Output.h"
 
 #include <QHash>
+#include <QPair>
+#include <QSet>
 
 #include <algorithm>
 
@@ -97,16 +99,55 @@ void addStamp(Suspicions &found, const FileStamp &stamp)
     }
 }
 
+/// The cells of an array, but for the one that is meant.
+QStringList otherCellsOf(const ConfigurationTarget &target)
+{
+    QStringList urls;
+    const QVariantList rows =
+        target.leaf.element->getProperty(Definitions::getKeyDataPropertyValue()).toList();
+    for (int row = 0; row < rows.size(); ++row) {
+        const bool isRow = rows.at(row).userType() == QMetaType::QVariantList;
+        const int columns = isRow ? rows.at(row).toList().size() : 1;
+        for (int column = 0; column < columns; ++column) {
+            const QString url = QStringLiteral("%1#%2,%3")
+                                    .arg(target.leaf.url, QString::number(row),
+                                         QString::number(column));
+            if (url != target.url) {
+                urls.append(url);
+            }
+        }
+    }
+    return urls;
+}
+
+/// Where those stand, for a target that is a cell. What is wrong there is none of its problems.
+QSet<QPair<int, int>> placesOfOtherCells(const ConfigurationTarget &target,
+                                         const ConfigurationSource &source)
+{
+    QSet<QPair<int, int>> places;
+    if (target.isCell) {
+        const auto found = DescriptionPlaces::findAll(source.path(), otherCellsOf(target),
+                                                      DescriptionPlaces::Kind::Configuration);
+        for (const auto &place : found) {
+            if (place) {
+                places.insert({place->line, place->column});
+            }
+        }
+    }
+    return places;
+}
+
 QString limitsRule()
 {
     return QStringLiteral("value-outside-limits");
 }
 
 void addProblems(Suspicions &found, const QVector<DescriptionProblem> &problems, const QString &url,
-                 Level level)
+                 Level level, const QSet<QPair<int, int>> &others)
 {
     for (const auto &problem : problems) {
-        if (problem.url == url && problem.level == level) {
+        if (problem.url == url && problem.level == level
+            && !others.contains({problem.line, problem.column})) {
             found.append({problem.rule, problem.text});
         }
     }
@@ -144,8 +185,9 @@ ConfigurationExplanation explanationOf(const ConfigurationTarget &target,
         const QString text = line.value(option);
         explanation.askedWrite = {text, writeOfText(source, target, text)};
     }
-    addProblems(explanation.suspicions, problems.of(path), urlInFile, Level::Error);
-    addProblems(explanation.suspicions, problems.of(path), urlInFile, Level::Warning);
+    const QSet<QPair<int, int>> others = placesOfOtherCells(target, source);
+    addProblems(explanation.suspicions, problems.of(path), urlInFile, Level::Error, others);
+    addProblems(explanation.suspicions, problems.of(path), urlInFile, Level::Warning, others);
     addLimits(explanation.suspicions, target);
     addStamp(explanation.suspicions, explanation.stamp);
     return explanation;
