@@ -32,6 +32,7 @@ private Q_SLOTS:
     void emptyFileIsFilled();
     void secondRecorderIsRefused();
     void fullDiskLeavesAReadableFile();
+    void diskThatIsFullAtOnceLeavesAnEmptyFile();
     void fileThatSomebodyTakesAwayIsTold_data();
     void fileThatSomebodyTakesAwayIsTold();
     void folderWithoutPermissionIsRefused();
@@ -242,6 +243,25 @@ void tst_ToolRecordFile::fullDiskLeavesAReadableFile()
     QCOMPARE(result.error, QString());
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.output.count(QLatin1Char('\n')) > 10);
+}
+
+/// Half of what stands before the first set would be a file that no recorder touches.
+void tst_ToolRecordFile::diskThatIsFullAtOnceLeavesAnEmptyFile()
+{
+    const RecordedPlant recorded;
+    QProcess limited;
+    limited.start(QStringLiteral("prlimit"),
+                  QStringList{QStringLiteral("--fsize=200"), QStringLiteral(TESSEL_TOOL)}
+                      + recorded.record(oneSet));
+    QVERIFY(limited.waitForFinished());
+
+    QCOMPARE(
+        QString::fromUtf8(limited.readAllStandardError()),
+        QStringLiteral("tessel: %1: cannot be written: File too large\n").arg(recorded.path()));
+    QCOMPARE(limited.exitCode(), 9);
+    QCOMPARE(QFileInfo(recorded.path()).size(), 0);
+    QCOMPARE(runTool(recorded.record(oneSet)).exitCode, 0);
+    QCOMPARE(valuesOf(recorded.path()), QStringList{QString()});
 }
 
 void tst_ToolRecordFile::fileThatSomebodyTakesAwayIsTold_data()

@@ -55,6 +55,15 @@ void finishRecord(QByteArray &record)
     qToLittleEndian(sum, record.data() + sumPlace);
 }
 
+QByteArray jsonRecord(RecordingFormat::Kind kind, const QByteArray &json)
+{
+    QByteArray record;
+    beginRecord(record, kind, json.size());
+    record.append(json);
+    finishRecord(record);
+    return record;
+}
+
 /// Why what a recorder of @p now writes cannot stand behind what is there; empty if it can. A recording has one
 /// beginning, which says what all of its sets are.
 QString differenceOf(const RecordingHead &former, const RecordingHead &now)
@@ -133,9 +142,9 @@ void RecordingWriter::begin()
     }
     if (!isContinued) {
         m_end = 0;
-        write(fileHead());
-        addJson(RecordingFormat::Head, headJson(m_head));
-        addJson(RecordingFormat::Description, m_head.description);
+        // At once: where there is no room the file is empty again, and not half a head that no recorder replaces.
+        write(fileHead() + jsonRecord(RecordingFormat::Head, headJson(m_head))
+              + jsonRecord(RecordingFormat::Description, m_head.description));
     }
 }
 
@@ -192,10 +201,7 @@ void RecordingWriter::addSet(RecordingFormat::Kind kind, const SetFacts &facts,
 
 void RecordingWriter::addJson(RecordingFormat::Kind kind, const QByteArray &json)
 {
-    beginRecord(m_record, kind, json.size());
-    m_record.append(json);
-    finishRecord(m_record);
-    write(m_record);
+    write(jsonRecord(kind, json));
 }
 
 void RecordingWriter::requireUntouched() const
