@@ -1,5 +1,6 @@
 """Sessions of the edge node, from birth to death, as a real broker passes them on."""
 
+import re
 import signal
 import time
 import unittest
@@ -37,6 +38,12 @@ class Session(unittest.TestCase):
         self.listener.wait("DBIRTH")
         return node
 
+    def assert_nothing_is_retained(self, *kinds):
+        """As the broker was asked: who has subscribed before is told of nothing that it is retained."""
+        told = re.findall(r"Received PUBLISH from tessel\.g\.n \(d\d, q\d, r(\d), m\d+, 'spBv1\.0/g/(\w+)/", self.broker.log())
+        self.assertEqual({kind for _, kind in told}, set(kinds))
+        self.assertEqual({retained for retained, _ in told}, {"0"})
+
     def bd_seq(self, message):
         metric = metrics(message)["bdSeq"]
         self.assertEqual(metric.datatype, 4)
@@ -56,6 +63,7 @@ class Session(unittest.TestCase):
             self.assertTrue(message.payload.HasField("seq"))
             self.assertEqual(message.payload.seq, number)
             self.assertTrue(before - 1000 <= message.payload.timestamp <= time.time() * 1000)
+        self.assert_nothing_is_retained("NBIRTH", "DBIRTH")
 
     def test_birth_of_the_node_has_its_session_and_the_rebirth(self):
         self.born()
@@ -114,6 +122,7 @@ class Session(unittest.TestCase):
             self.assertFalse(metric.HasField("datatype"))
             self.assertTrue(message.payload.timestamp >= metric.timestamp > 0)
         self.assertFalse(self.listener.of("NDATA"))
+        self.assert_nothing_is_retained("NBIRTH", "DBIRTH", "DDATA")
 
     def test_states_become_qualities_and_recover(self):
         self.born()
@@ -147,6 +156,19 @@ class Session(unittest.TestCase):
         self.assertEqual(self.broker.connects("tessel.g.n"), 1)
         self.assertFalse(self.listener.of("NDEATH"))
 
+    def test_no_data_come_between_a_command_and_the_rebirth(self):
+        node = self.born()
+        ask = rebirth()
+        ask.metrics.add(name="told when it is heard", datatype=11, boolean=True)
+
+        self.broker.publish("spBv1.0/g/NCMD/n", ask)
+        node.wait_log("'told when it is heard' is none that it knows")
+        self.plant.set("tank/level", "6")
+
+        self.listener.wait("DBIRTH", 2)
+        kinds = [message.topic.split("/")[2] for message in self.listener.all()]
+        self.assertEqual(kinds[:4], ["NBIRTH", "DBIRTH", "NBIRTH", "DBIRTH"])
+
     def test_intended_end_tells_the_death_and_disconnects(self):
         node = self.born()
 
@@ -160,6 +182,7 @@ class Session(unittest.TestCase):
         self.assertEqual(self.bd_seq(death), 0)
         self.assertFalse(death.payload.HasField("seq"))
         wait_until(lambda: "Received DISCONNECT from tessel.g.n" in self.broker.log(), "DISCONNECT")
+        self.assert_nothing_is_retained("NBIRTH", "DBIRTH", "NDEATH")
         self.assertEqual(len(self.listener.of("NDEATH")), 1)
 
     def test_killed_node_dies_by_its_will_and_is_born_with_the_next_number(self):
@@ -167,7 +190,9 @@ class Session(unittest.TestCase):
         node.end(signal.SIGKILL)
 
         (death,) = self.listener.wait("NDEATH")
-        self.assertEqual((death.qos, death.retained, self.bd_seq(death)), (1, False, 0))
+        self.assertEqual((death.topic, death.qos, self.bd_seq(death)), ("spBv1.0/g/NDEATH/n", 1, 0))
+        self.assertEqual([metric.name for metric in death.payload.metrics], ["bdSeq"])
+        self.assertRegex(self.broker.log(), r"as tessel\.g\.n .*\n.*Will message specified \(\d+ bytes\) \(r0, q1\)\.")
         self.assertFalse(death.payload.HasField("seq"))
 
         again = self.node(state=node.state)
@@ -202,6 +227,7 @@ class Session(unittest.TestCase):
         self.assertEqual((death.topic, death.qos, death.retained), ("spBv1.0/g/DDEATH/n/plant", 0, False))
         self.assertEqual(death.payload.seq, 2)
         self.assertTrue(death.payload.timestamp > 0)
+        self.assert_nothing_is_retained("NBIRTH", "DBIRTH", "DDEATH")
 
         self.closed(Creator(self.plant))
         birth = self.listener.wait("DBIRTH", 2)[1]

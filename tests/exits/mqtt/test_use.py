@@ -243,6 +243,15 @@ class Use(unittest.TestCase):
         (death,) = listener.wait("DDEATH")
         self.assertEqual((death.topic, death.payload.seq), ("spBv1.0/g/DDEATH/n/good", 2))
 
+    def test_names_that_differ_in_case_alone_are_told(self):
+        plant = self.closed(Plant({url: {"type": "int32"} for url in ("tank/level", "tank/Level", "tank/other")}))
+
+        node = self.closed(Node(None, str(plant.file), port=free_port()))
+
+        node.wait_log("'tank/level' and 'tank/Level' differ in upper and lower case alone; a host may take them for one "
+                      "metric")
+        self.assertEqual(node.log().count("in upper and lower case alone"), 1)
+
     def test_end_is_quick_while_the_broker_is_away(self):
         node = self.closed(Node(None, str(self.plant.file), port=free_port()))
         node.wait_log("no connection to broker")
