@@ -28,6 +28,16 @@ QString firstLineOf(const QString &path)
     return QString::fromUtf8(line);
 }
 
+/// What the service manager handed out, to the user of the unit alone: by a list of access rights, whose mask looks
+/// like a right of the group.
+bool isCredential(const QString &path)
+{
+    const QString folder = qEnvironmentVariable("CREDENTIALS_DIRECTORY");
+    return !folder.isEmpty()
+           && QFileInfo(QFileInfo(path).path()).canonicalFilePath()
+                  == QFileInfo(folder).canonicalFilePath();
+}
+
 } // namespace
 
 void SecretFile::requireReadable(const QString &path)
@@ -66,8 +76,11 @@ QString SecretFile::firstLine(const QString &path)
 QString SecretFile::firstLineForOwner(const QString &path)
 {
     requireReadable(path);
-    const QFile::Permissions open = QFile::ReadOther | QFile::WriteOther | QFile::ExeOther
-                                    | QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup;
+    QFile::Permissions open = QFile::ReadOther | QFile::WriteOther | QFile::ExeOther
+                              | QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup;
+    if (isCredential(path)) {
+        open &= ~QFile::Permissions(QFile::ReadGroup);
+    }
     if ((QFile::permissions(path) & open) != 0) {
         throw Refusal{ExitCode::NoAccess,
                       QStringLiteral("%1: others than its owner may read or change it; 'chmod 600' "

@@ -10,6 +10,7 @@ import socket
 import ssl
 import subprocess
 import unittest
+from unittest import mock
 
 from web import EXIT, LONGEST, TOKEN, Creator, Plant, Service, WebTest, wait_until
 
@@ -89,6 +90,19 @@ class WebService(WebTest):
                     self.run_web("--token-file", path, str(self.plant.file)),
                     (4, f"{path}: others than its owner may read or change it; 'chmod 600' it"),
                 )
+
+    def test_token_of_the_service_manager_is_taken(self):
+        self.closed(Creator(self.plant))
+        self.configure(f"listen = 127.0.0.1:0\ntoken-file = {self.token_file(mode=0o440)}\n")
+
+        service = self.serve_configured(CREDENTIALS_DIRECTORY=str(self.plant.folder))
+
+        self.assertEqual(self.write(service, {"pump/speed": 1})[0], 200)
+        for mode, folder in ((0o440, "/tmp"), (0o444, self.plant.folder), (0o460, self.plant.folder)):
+            with self.subTest(mode=oct(mode), folder=folder):
+                path = self.token_file(mode=mode)
+                with mock.patch.dict(os.environ, CREDENTIALS_DIRECTORY=str(folder)):
+                    self.assertEqual(self.run_web("--token-file", path, str(self.plant.file))[0], 4)
 
     def test_text_that_is_no_token_is_refused(self):
         for text in ("short", "with a blank inside it", "ümläute-ümläute-ümläute"):
