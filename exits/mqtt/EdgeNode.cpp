@@ -52,7 +52,7 @@ EdgeNode::EdgeNode(RegionFollower &follower, const NodeSettings &settings, Birth
     }
     connect(&m_reconnect, &QTimer::timeout, this, &EdgeNode::connectToBroker);
     connect(&m_later, &QTimer::timeout, this, &EdgeNode::report);
-    connect(&m_rebirth, &QTimer::timeout, this, &EdgeNode::giveBirth);
+    connect(&m_rebirth, &QTimer::timeout, this, &EdgeNode::giveBirthAgain);
     connect(&m_leaving, &QTimer::timeout, this,
             [this] { handleEnded(QStringLiteral("it did not take leave in time"), true); });
     connect(&follower, &RegionFollower::upChanged, this, &EdgeNode::handleUp);
@@ -259,6 +259,16 @@ void EdgeNode::giveBirth()
     publish("NBIRTH", {}, birth, std::numeric_limits<qint64>::max());
     tellStatus(QStringLiteral("connected to broker %1").arg(brokerName()));
     giveBirthToDevices();
+}
+
+void EdgeNode::giveBirthAgain()
+{
+    // Births are queued however much waits already; those that somebody asks for wait themselves.
+    if (m_connection->queuedBytes() > m_settings.queueBytes) {
+        m_rebirth.start(leastBirthInterval);
+        return;
+    }
+    giveBirth();
 }
 
 void EdgeNode::giveBirthToDevices()

@@ -53,6 +53,7 @@ private:
     void handleNodeCommand(const Payload &payload);
 
     void giveBirth();
+    void giveBirthAgain();
     void giveBirthToDevices();
     void tellDevicesDead();
     void leave(Stage next);

@@ -206,6 +206,32 @@ class Outages(unittest.TestCase):
         self.assertLess(max(message.payload.timestamp for message in messages[:second]), heard)
         wait_until(lambda: self.last_of(listener) == sets, "all of the history")
 
+    def test_rebirth_waits_for_a_broker_that_does_not_read(self):
+        # A birth of more than the system takes of what is on its way.
+        name, count = "x" * 4000, 1000
+        plant = self.closed(Plant({f"tank/{name}{i}": {"type": "int32"} for i in range(count)}))
+        self.closed(Creator(plant))
+        relay = self.closed(Relay(self.broker))
+        node = self.closed(Node(self.broker, "--primary-host", "h", "--queue-bytes", "1024", "--keep-alive", "3600",
+                                str(plant.file), port=relay.port))
+        node.wait_log("connected to broker")
+        listener = self.listen()
+        ask = rebirth()
+        ask.metrics.add(name="told when it is heard", datatype=11, boolean=True)
+        relay.hold()
+        self.broker.host("h", True, 1000)
+        self.broker.publish("spBv1.0/g/NCMD/n", ask)
+        node.wait_log("'told when it is heard' is none that it knows")
+        heard = time.monotonic()
+
+        # Longer than a rebirth has to wait for the birth before.
+        wait_until(lambda: time.monotonic() - heard > 1.5, "more than a second has passed")
+        before = time.time() * 1000
+        relay.let_go()
+
+        self.assertGreater(listener.wait("NBIRTH", 2)[1].payload.timestamp, before)
+        listener.wait("DBIRTH", 2)
+
     def last_of(self, listener):
         return max((sparkplug.value(metric)[1] for metric in self.history_of(listener)
                     if metric.name.startswith("tank/")), default=0)
