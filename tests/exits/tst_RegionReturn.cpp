@@ -14,6 +14,7 @@ private Q_SLOTS:
     void regionThatReturnsIsAttachedAnew();
     void replacedRegionIsAttachedAnew();
     void killedCreatorCountsAsGone();
+    void regionOfADeadCreatorIsNotUpFromTheBeginning();
     void newCreatorAfterAKilledOneIsFollowed();
     void orphanThatIsPublishedIntoIsUp();
     void orphanThatIsPublishedIntoRarelyStaysUp();
@@ -114,6 +115,26 @@ void tst_RegionReturn::killedCreatorCountsAsGone()
     QVERIFY(!follower.takeSet());
     // The memory is still there to be looked at.
     QCOMPARE(follower.swapCount().value(), quint64{1});
+}
+
+void tst_RegionReturn::regionOfADeadCreatorIsNotUpFromTheBeginning()
+{
+    const FollowedPlant plant;
+    Creator creator(plant.file);
+    QVERIFY(creator.isReady);
+    creator.kill();
+
+    RegionFollower follower(plant.file);
+
+    QVERIFY(!follower.isUp());
+    QCOMPARE(follower.absence(),
+             QStringLiteral("the creator of region '%1' has died; waiting for a new one")
+                 .arg(plant.key()));
+    QVERIFY(!follower.takeSet());
+    QCOMPARE(
+        runTool({QStringLiteral("set"), plant.file, plant.name, QStringLiteral("new")}).exitCode,
+        0);
+    QTRY_VERIFY_WITH_TIMEOUT(follower.isUp(), longestWait);
 }
 
 void tst_RegionReturn::newCreatorAfterAKilledOneIsFollowed()

@@ -146,6 +146,26 @@ class Writing(WebTest):
                 error = self.assert_refused(409, self.write(self.service, f'{{"{url}": {text}}}'))
                 self.assertEqual((error["what"], error["where"]), (what, url))
 
+    def test_bare_slots_are_given_what_they_can_hold(self):
+        bare = {"sizeMetadata": 0, "readOnly": False}
+        self.plant = self.closed(Plant({"a/float": {"type": "float", **bare}, "a/int": {"type": "int32", **bare},
+                                        "a/bit": {"type": "bit", "bitmask": 0, **bare}}))
+        self.closed(Creator(self.plant))
+        self.service = self.serve("--token-file", self.token_file())
+        for url, text, what in (
+            ("a/float", "1e37", "would read back as an error state, which this slot keeps in the number"),
+            ("a/int", '{"state": "timeout"}', "a int32 without metadata cannot carry an error state"),
+            ("a/bit", "true", "the mask of this bit names no bit of its byte"),
+        ):
+            with self.subTest(url=url):
+                error = self.assert_refused(409, self.write(self.service, f'{{"{url}": {text}}}'))
+                self.assertTrue(error["what"].endswith(what), error)
+                self.assertEqual(error["where"], url)
+        answer = self.write(self.service, {"a/float": {"state": "timeout"}, "a/int": 5})
+        self.assertEqual(answer[0], 200, answer)
+        self.assertEqual(self.values()["a/float"], (None, "timeout"))
+        self.assertEqual(self.values()["a/int"], (5, "valid"))
+
     def test_log_tells_who_wrote_what(self):
         self.write(self.service, '{"pump/speed": 12.5, "pump/name": "a\\n\\"%1"}')
         self.write(self.service, {"pump/speed": {"state": "timeout"}})
