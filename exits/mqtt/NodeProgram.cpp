@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+#include <utility>
+
 namespace {
 
 NodeSettings readSettings(const QStringList &words)
@@ -13,25 +15,38 @@ NodeSettings readSettings(const QStringList &words)
     return NodeSettings::from(Settings::fromCommandLine(NodeSettings::syntax(), words));
 }
 
+std::shared_ptr<RegionFollower> makeFollower(const NodeSettings &settings)
+{
+    return std::make_shared<RegionFollower>(settings.path, settings.leastInterval,
+                                            settings.writablePatterns.isEmpty()
+                                                ? RegionFollower::Use::Reading
+                                                : RegionFollower::Use::Writing);
+}
+
+bool haveOneHistory(const NodeSettings &left, const NodeSettings &right)
+{
+    return left.historyFolder == right.historyFolder && left.historyBytes == right.historyBytes;
+}
+
 } // namespace
 
 struct NodeProgram::Run
 {
-    explicit Run(const NodeSettings &given)
+    Run(const NodeSettings &given, const Inheritance &inherited)
         : settings(given)
         , counter(settings.stateFolder, settings.group, settings.node)
-        , follower(settings.path, settings.leastInterval,
-                   settings.writablePatterns.isEmpty() ? RegionFollower::Use::Reading
-                                                       : RegionFollower::Use::Writing)
-        , history(settings.historyBytes, settings.historyFolder)
-        , node(follower, settings, counter, history)
+        , follower(inherited.follower)
+        , history(inherited.history ? inherited.history
+                                    : std::make_shared<HistoryRing>(settings.historyBytes,
+                                                                    settings.historyFolder))
+        , node(*follower, settings, counter, *history)
     {
     }
 
     NodeSettings settings;
     BirthCounter counter;
-    RegionFollower follower;
-    HistoryRing history;
+    std::shared_ptr<RegionFollower> follower;
+    std::shared_ptr<HistoryRing> history;
     EdgeNode node;
 };
 
@@ -45,7 +60,12 @@ NodeProgram::~NodeProgram() = default;
 
 void NodeProgram::start(const NodeSettings &settings)
 {
-    m_run = std::make_unique<Run>(settings);
+    run(settings, {makeFollower(settings), nullptr});
+}
+
+void NodeProgram::run(const NodeSettings &settings, const Inheritance &inherited)
+{
+    m_run = std::make_unique<Run>(settings, inherited);
     connect(&m_run->node, &EdgeNode::finished, this, &NodeProgram::takeNext, Qt::QueuedConnection);
     connect(&m_run->node, &EdgeNode::statusChanged, &m_service, &Service::tellStatus);
     m_run->node.start();
@@ -61,7 +81,10 @@ void NodeProgram::end()
 void NodeProgram::reload()
 {
     try {
-        m_next = readSettings(m_words);
+        const NodeSettings next = readSettings(m_words);
+        // Before anything ends: a description may be broken as well.
+        m_nextFollower = makeFollower(next);
+        m_next = next;
     } catch (const Refusal &refusal) {
         ServiceLog::error(
             QStringLiteral("%1; the configuration stays as it was").arg(refusal.text));
@@ -79,20 +102,23 @@ void NodeProgram::takeNext()
         return;
     }
     const NodeSettings former = m_run->settings;
+    // What waits for the broker is not lost with the session. No two have one folder at a time.
+    const Inheritance inherited{m_run->follower,
+                                haveOneHistory(former, m_next) ? m_run->history : nullptr};
     m_run.reset();
     try {
-        start(m_next);
+        run(m_next, {std::exchange(m_nextFollower, nullptr), inherited.history});
     } catch (const Refusal &refusal) {
         ServiceLog::error(
             QStringLiteral("%1; the configuration stays as it was").arg(refusal.text));
-        startFormer(former);
+        runFormer(former, inherited);
     }
 }
 
-void NodeProgram::startFormer(const NodeSettings &former)
+void NodeProgram::runFormer(const NodeSettings &former, const Inheritance &inherited)
 {
     try {
-        start(former);
+        run(former, inherited);
     } catch (const Refusal &refusal) {
         ServiceLog::error(refusal.text);
         QCoreApplication::exit(static_cast<int>(refusal.code));

@@ -8,6 +8,9 @@
 
 #include <memory>
 
+class HistoryRing;
+class RegionFollower;
+
 /// `tessel-mqtt` from its settings on: the node of now, and the one that the configuration makes of it when
 /// it is read again. Make it before any other thread is there.
 class NodeProgram : public QObject
@@ -25,15 +28,23 @@ public:
 private:
     /// What one reading of the configuration runs.
     struct Run;
+    /// What a run may take over from the one before.
+    struct Inheritance
+    {
+        std::shared_ptr<RegionFollower> follower;
+        std::shared_ptr<HistoryRing> history; ///< null: there is none of these settings
+    };
 
+    void run(const NodeSettings &settings, const Inheritance &inherited);
     void end();
     void reload();
     void takeNext();
-    void startFormer(const NodeSettings &former);
+    void runFormer(const NodeSettings &former, const Inheritance &inherited);
 
     QStringList m_words;
     Service m_service;
     std::unique_ptr<Run> m_run;
     NodeSettings m_next;
+    std::shared_ptr<RegionFollower> m_nextFollower;
     bool m_isEnding = false;
 };

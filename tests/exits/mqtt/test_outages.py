@@ -258,6 +258,26 @@ class Outages(unittest.TestCase):
                             if metric.alias == alias][-2:] == [7, 8], "history")
         self.assertFalse(any(metric.HasField("name") for metric in self.history_of(listener)))
 
+    def test_history_outlives_a_reload(self):
+        for count, history in enumerate(([], ["--history-dir", str(self.plant.folder / "history")]), 1):
+            with self.subTest(history=history):
+                node = self.waiting(*history, config="aliases = no\n", name=f"n{count}")
+                node.wait_log("connected to broker")
+                for value in range(50):
+                    self.plant.set("tank/level", str(100 * count + value))
+                node.config.write_text("keep-alive = 20\n", encoding="utf-8")
+
+                node.process.send_signal(signal.SIGHUP)
+
+                wait_until(lambda node=node: node.log().count("connected to broker") == 2, "a new session")
+                listener = self.listen()
+                self.broker.host("h", True, count * 1000)
+                listener.wait("DBIRTH")
+                # The last ones may have come behind the end of the former session, and are in the births.
+                wait_until(lambda: self.levels(listener), "history")
+                self.assertEqual(node.end(), 0)
+                self.broker.host("h", False, count * 1000 + 1)
+
     def test_history_of_more_messages_than_have_a_number_is_sent(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)

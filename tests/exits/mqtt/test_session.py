@@ -289,6 +289,23 @@ class Session(unittest.TestCase):
         self.listener.wait("DDATA")
         self.assertEqual(len(self.listener.of("NBIRTH")), 1)
 
+    def test_reload_with_a_broken_description_changes_nothing(self):
+        node = self.born(config="aliases = no\n")
+        whole = self.plant.file.read_text(encoding="utf-8")
+        for count, text in enumerate((whole[:100], "", '{"type":"treenode","value":{}}'), 1):
+            with self.subTest(text=text):
+                self.plant.file.write_text(text, encoding="utf-8")
+
+                node.process.send_signal(signal.SIGHUP)
+
+                wait_until(lambda count=count: node.log().count("; the configuration stays as it was") == count,
+                           "refused")
+                self.plant.file.write_text(whole, encoding="utf-8")
+                self.plant.set("tank/level", str(10 + count))
+                self.listener.wait("DDATA", count)
+        self.assertEqual(len(self.listener.of("NBIRTH")), 1)
+        self.assertEqual(node.end(), 0)
+
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)
