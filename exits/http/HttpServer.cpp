@@ -200,7 +200,7 @@ HttpServer::HttpServer(const ListenAddress &address, const Limits &limits, Handl
     follow(makeDaemon(socket, certificate));
     m_due.setSingleShot(true);
     connect(&m_due, &QTimer::timeout, this, &HttpServer::run);
-    connect(&m_care, &QTimer::timeout, this, &HttpServer::endSlowOnes);
+    connect(&m_care, &QTimer::timeout, this, &HttpServer::care);
     m_care.start(std::chrono::seconds(1));
 }
 
@@ -321,10 +321,13 @@ void HttpServer::run()
 }
 
 /// The library sees the end of those that are shut down, and closes them.
-void HttpServer::endSlowOnes()
+void HttpServer::care()
 {
     m_connections.shutDownOldOnes();
     endDesertedStreams();
+    // Where no descriptor was left the library stops to listen, and nothing tells it to begin again once all
+    // connections have gone.
+    run();
 }
 
 /// The library looks for the end of a connection neither while it is suspended nor while it cannot write to it.

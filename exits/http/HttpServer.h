@@ -83,7 +83,7 @@ private:
     void follow(MHD_Daemon *daemon);
     void endDaemon();
     void run();
-    void endSlowOnes();
+    void care();
     void endDesertedStreams();
     void wake(Stream &stream);
     void greet(MHD_Connection *connection);
@@ -100,7 +100,7 @@ private:
     MHD_Daemon *m_daemon = nullptr;
     std::unique_ptr<QSocketNotifier> m_readable;
     QTimer m_due;  ///< when the daemon has something to do by itself
-    QTimer m_care; ///< looks for slow connections
+    QTimer m_care; ///< looks for slow connections, and for free descriptors
     ConnectionTable m_connections;
     QSet<Stream *> m_streams; ///< each belongs to its answer
 };

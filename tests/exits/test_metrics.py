@@ -3,6 +3,8 @@
 import contextlib
 import os
 import pathlib
+import resource
+import signal
 import socket
 import subprocess
 import unittest
@@ -287,6 +289,21 @@ class Metrics(unittest.TestCase):
             self.assertEqual((status, text), (503, "too many connections; close others, or have 'connections' allow more\n"))
             self.assertEqual(headers["Retry-After"], "1")
         wait_until(lambda: service.ask()[0] == 200, "a connection is free again")
+
+    def test_it_answers_again_once_descriptors_are_free(self):
+        service = self.serve("--connections", "500")
+        most = 40
+        resource.prlimit(service.process.pid, resource.RLIMIT_NOFILE, (most, most))
+        with contextlib.ExitStack() as stack:
+            for _ in range(most):
+                stack.enter_context(socket.create_connection((service.host, service.port)))
+            wait_until(lambda: len(os.listdir(f"/proc/{service.process.pid}/fd")) == most, "none is free")
+            # Those that wait in the queue, which nobody could take, go with the others.
+            service.process.send_signal(signal.SIGSTOP)
+            os.waitid(os.P_PID, service.process.pid, os.WSTOPPED)
+        service.process.send_signal(signal.SIGCONT)
+
+        self.assertEqual(service.ask()[0], 200)
 
     def test_slow_sender_is_cut_off_in_time(self):
         service = self.serve("--timeout", "1")
