@@ -141,7 +141,8 @@ void tst_ToolExplain::jsonHasTheWholeChain()
                                   {QStringLiteral("creatorAlive"), true},
                                   {QStringLiteral("lock"), QStringLiteral("free")},
                                   {QStringLiteral("lockHolder"), QJsonValue()},
-                                  {QStringLiteral("lockWaiters"), 0}}));
+                                  {QStringLiteral("lockWaiters"), 0},
+                                  {QStringLiteral("mirror"), QJsonValue()}}));
 }
 
 void tst_ToolExplain::singleBufferHasOneRow()

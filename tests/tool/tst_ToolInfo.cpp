@@ -126,6 +126,7 @@ void tst_ToolInfo::jsonTellsTheSame()
         {QStringLiteral("regionExists"), false},
         {QStringLiteral("segment"), description.key() + QStringLiteral("SharedMemory")},
         {QStringLiteral("semaphoreKey"), semaphoreKey(description)},
+        {QStringLiteral("mirror"), QJsonValue()},
         {QStringLiteral("leaves"), leaves}};
     QCOMPARE(info, expected);
 }

@@ -167,7 +167,8 @@ void tst_ToolRegions::jsonHasAnObjectARegion()
                           {QStringLiteral("isRemoved"), false},
                           {QStringLiteral("attached"),
                            QJsonArray{expectedUser(getpid(), "tst_ToolRegions", false, false)}},
-                          {QStringLiteral("attachedComplete"), RegionUsers().isComplete()}}));
+                          {QStringLiteral("attachedComplete"), RegionUsers().isComplete()},
+                          {QStringLiteral("mirror"), QJsonValue()}}));
 }
 
 void tst_ToolRegions::singleBufferIsUnknownInMuch()
@@ -296,7 +297,8 @@ void tst_ToolRegions::readerOfARemovedRegionIsNamed()
                           {QStringLiteral("isRemoved"), true},
                           {QStringLiteral("attached"),
                            QJsonArray{expectedUser(reader.pid(), "tessel", true, null)}},
-                          {QStringLiteral("attachedComplete"), RegionUsers().isComplete()}}));
+                          {QStringLiteral("attachedComplete"), RegionUsers().isComplete()},
+                          {QStringLiteral("mirror"), QJsonValue()}}));
     const QString unknown = QStringLiteral("-");
     QCOMPARE(lineOf(plant.key()).mid(1, 4), (QStringList{unknown, unknown, unknown, unknown}));
     QVERIFY(lineOf(plant.key())

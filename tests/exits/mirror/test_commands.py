@@ -1,12 +1,17 @@
 """What is written into a mirror reaches the source, if both sides were told so."""
 
+import json
+import os
+import pathlib
 import re
+import shutil
 import signal
+import socket
 import subprocess
 import unittest
 
 from commands import Commands
-from mirrors import LONGEST, end_with_parent, wait_until
+from mirrors import LONGEST, Mirror, end_with_parent, tool, wait_until
 from exits import TOOL
 
 VALUES = {
@@ -216,6 +221,86 @@ class Told(Commands):
             holder.stdout.readline()
             self.assertEqual(self.write("b/number", "7").stderr, "")
             holder.terminate()
+
+
+class Named(Commands):
+    def info(self, *words):
+        return tool(words[0], *words[1:]).stdout
+
+    def mirrors(self):
+        """What each of the subcommands says for programs."""
+        regions = json.loads(self.info("regions", "--json"))
+        return [json.loads(self.info("info", "--json", str(self.plant.mirror_file)))["mirror"],
+                json.loads(self.info("explain", "--json", str(self.plant.mirror_file), "b/number"))[0]["mirror"],
+                next(region["mirror"] for region in regions if region["key"] == self.plant.mirror_key)]
+
+    def doctor(self):
+        return json.loads(self.info("doctor", "--json", str(self.plant.mirror_file)))
+
+    def rules(self):
+        return [finding["rule"] for finding in self.doctor()]
+
+    def test_source_of_a_mirror_is_named_with_its_address(self):
+        self.send()
+        self.receive("--commands", "a/*", "--commands", "b/number")
+        host = socket.gethostname()
+
+        self.assertEqual(self.mirrors(), [{"region": self.plant.key, "host": host, "address": "127.0.0.1",
+                                           "commands": ["a/*", "b/number"]}] * 3)
+        text = f"mirror of '{self.plant.key}' of {host} (127.0.0.1)"
+        self.assertIn(f"\nMirror      {text}\n", self.info("info", str(self.plant.mirror_file)))
+        self.assertIn(text, " ".join(self.info("explain", str(self.plant.mirror_file), "b/number").split()))
+        self.assertNotIn("mirror-without-source", self.rules())
+
+    def test_mirror_without_a_source_is_one(self):
+        self.closed(Mirror("receive", self.domain, "--as", self.plant.mirror_key, self.plant.file))
+
+        self.assertEqual(self.mirrors(), [{"region": self.plant.key, "host": None, "address": None, "commands": []}] * 3)
+        self.assertIn(f"\nMirror      mirror of '{self.plant.key}', whose source is not there\n",
+                      self.info("info", str(self.plant.mirror_file)))
+        found, = [finding for finding in self.doctor() if finding["rule"] == "mirror-without-source"]
+        self.assertEqual(found["level"], "warning")
+        self.assertEqual(found["text"], f"it is the mirror of '{self.plant.key}', whose source is not there: all values "
+                                        "are 'timeout'")
+
+    def test_other_regions_are_none(self):
+        shutil.copy(self.plant.file, self.plant.mirror_file)
+
+        self.assertEqual(json.loads(self.info("info", "--json", str(self.plant.file)))["mirror"], None)
+        self.assertNotIn("Mirror", self.info("info", str(self.plant.file)))
+        self.assertNotIn("mirror-without-source", self.rules())
+
+    def test_what_is_not_the_word_of_the_receiver_does_not_count(self):
+        self.send()
+        self.receive()
+        note = pathlib.Path(f"/dev/shm/{self.plant.mirror_key}Mirror")
+        said = json.loads(note.read_text(encoding="utf-8"))
+        self.assertEqual(note.stat().st_mode & 0o777, 0o644)
+
+        for text in ("", "no JSON", "[1]", json.dumps({**said, "memory": "1"})):
+            with self.subTest(text):
+                note.write_text(text, encoding="utf-8")
+                self.assertEqual(self.mirrors(), [None] * 3)
+        note.unlink()
+        elsewhere = self.plant.folder / "note"
+        elsewhere.write_text(json.dumps(said), encoding="utf-8")
+        note.symlink_to(elsewhere)
+        self.assertEqual(self.mirrors(), [None] * 3)
+        note.unlink()
+        os.mkfifo(note)
+        self.assertEqual(self.mirrors(), [None] * 3)
+        note.unlink()
+
+    def test_what_was_said_of_a_killed_mirror_goes_with_its_region(self):
+        self.send()
+        receiver = self.receive()
+        note = pathlib.Path(f"/dev/shm/{self.plant.mirror_key}Mirror")
+        receiver.end(signal.SIGKILL)
+        self.assertTrue(note.exists())
+
+        self.assertEqual(tool("rm", self.plant.mirror_key).returncode, 0)
+
+        self.assertFalse(note.exists())
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 #include "checks/RegionCheck.h"
 
+#include "live/MirrorNote.h"
 #include "live/RegionText.h"
 #include "live/Suspicion.h"
 
@@ -87,6 +88,7 @@ private:
     void checkModes();
     void checkOwners(const struct stat &memory);
     void checkCreator();
+    void checkMirror();
     Level levelOf(const QString &rule) const;
     QString cureOf(const Suspicion &suspicion) const;
     QString silenceCure() const;
@@ -180,6 +182,7 @@ void RegionCheck::check()
     checkSuspicions();
     checkModes();
     checkCreator();
+    checkMirror();
 }
 
 void RegionCheck::checkSuspicions()
@@ -276,6 +279,19 @@ void RegionCheck::checkCreator()
                            "be in another container, or hidden")
                 .arg(*creator.pid),
             QStringLiteral("look as root, outside of containers"));
+    }
+}
+
+/// One whose receiver has ended is told by its creator.
+void RegionCheck::checkMirror()
+{
+    const auto mirror = MirrorNote::find(m_region.key);
+    if (mirror && mirror->host.isEmpty() && m_look.creator().isAlive != false) {
+        add(Level::Warning, QStringLiteral("mirror-without-source"),
+            QStringLiteral("it is the %1: all values are 'timeout'").arg(mirror->text()),
+            QStringLiteral("look with 'tessel mirror status' who is there, and into the log of "
+                           "'tessel mirror receive'"),
+            m_look.creator().pid);
     }
 }
 

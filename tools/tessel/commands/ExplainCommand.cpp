@@ -3,6 +3,7 @@
 #include "commands/ConfigurationExplanation.h"
 #include "commands/Explanation.h"
 #include "live/LiveRegion.h"
+#include "live/MirrorNote.h"
 #include "live/RegionText.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
@@ -217,7 +218,10 @@ QString regionFacts(const RegionLook &look, const DescriptionSource &description
     if (look.region().isReadable()) {
         text += QStringLiteral(", %1 bytes").arg(look.region().getSize());
     }
-    return factLine(QStringLiteral("Region"), text) + factLine(QStringLiteral("Set"), setText(look))
+    const auto mirror = MirrorNote::find(description.key());
+    return factLine(QStringLiteral("Region"), text)
+           + (mirror ? factLine(QStringLiteral("Mirror"), mirror->text()) : QString())
+           + factLine(QStringLiteral("Set"), setText(look))
            + factLine(QStringLiteral("Creator"), creatorText(look.creator()))
            + factLine(QStringLiteral("Attached"), usersText(look.users(), look.areUsersComplete()))
            + factLine(QStringLiteral("Lock"), lockText(look));

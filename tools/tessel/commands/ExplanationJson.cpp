@@ -1,4 +1,5 @@
 #include "commands/Explanation.h"
+#include "live/MirrorNote.h"
 #include "live/RegionText.h"
 #include "text/JsonText.h"
 #include "values/StateName.h"
@@ -129,6 +130,7 @@ Members regionMembers(const RegionLook &look, const DescriptionSource &descripti
         {QStringLiteral("lockWaiters"), QString::number(look.lock().waiters)},
         {QStringLiteral("attached"), jsonUsers(look.users(), look.areUsersComplete())},
         {QStringLiteral("attachedComplete"), jsonBool(look.areUsersComplete())},
+        {QStringLiteral("mirror"), mirrorJson(description.key())},
     };
 }
 

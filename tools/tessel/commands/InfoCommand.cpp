@@ -3,6 +3,7 @@
 #include "Inspection/RegionInspection.h"
 #include "commands/Commands.h"
 #include "descriptions/DescriptionSource.h"
+#include "live/MirrorNote.h"
 #include "text/Failure.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -81,6 +82,9 @@ void printFacts(const DescriptionSource &description)
                           .arg(description.segmentName(), QString::number(description.regionSize()),
                                regionText(description)));
         facts += fact(QStringLiteral("Semaphores"), semaphoreKeyText(description));
+        if (const auto mirror = MirrorNote::find(description.key())) {
+            facts += fact(QStringLiteral("Mirror"), mirror->text());
+        }
     }
     facts += fact(QStringLiteral("Leaves"), QString::number(description.leaves().size()));
     writeOutput(facts + QLatin1Char('\n'));
@@ -139,6 +143,7 @@ void printJson(const DescriptionSource &description)
         {QStringLiteral("regionExists"), jsonBool(RegionInspection(description.key()).exists())},
         {QStringLiteral("segment"), jsonString(description.segmentName())},
         {QStringLiteral("semaphoreKey"), jsonString(semaphoreKeyText(description))},
+        {QStringLiteral("mirror"), mirrorJson(description.key())},
         {QStringLiteral("leaves"), jsonArray(leaves)},
     });
     writeOutput(head + QLatin1Char('\n'));

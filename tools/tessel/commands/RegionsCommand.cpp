@@ -2,6 +2,7 @@
 #include "Inspection/RegionUsers.h"
 #include "commands/Commands.h"
 #include "live/AllRegions.h"
+#include "live/MirrorNote.h"
 #include "live/RegionText.h"
 #include "text/JsonText.h"
 #include "text/Output.h"
@@ -160,6 +161,7 @@ QString jsonOf(const Used &used)
         {QStringLiteral("isRemoved"), jsonBool(used.isRemoved())},
         {QStringLiteral("attached"), jsonUsers(used.users, used.isComplete)},
         {QStringLiteral("attachedComplete"), jsonBool(used.isComplete)},
+        {QStringLiteral("mirror"), used.isRemoved() ? jsonNull() : mirrorJson(region.getKey())},
     });
 }
 

@@ -79,17 +79,25 @@ QString MirrorNote::text() const
                : QStringLiteral("mirror of '%1' of %2 (%3)").arg(region, host, address);
 }
 
-QString MirrorNote::json() const
+QString mirrorJson(const QString &key)
 {
+    const auto mirror = MirrorNote::find(key);
+    if (!mirror) {
+        return jsonNull();
+    }
     QStringList patterns;
-    for (const auto &pattern : commands) {
+    for (const auto &pattern : mirror->commands) {
         patterns.append(jsonString(pattern));
     }
+    const auto textOrNull = [](const QString &text) {
+        return text.isEmpty() ? jsonNull() : jsonString(text);
+    };
     return jsonObject({
-        {QStringLiteral("region"), jsonString(region)},
-        {QStringLiteral("host"), host.isEmpty() ? jsonNull() : jsonString(host)},
-        {QStringLiteral("address"), address.isEmpty() ? jsonNull() : jsonString(address)},
-        {QStringLiteral("commands"), jsonArray(patterns)},
+        {QStringLiteral("region"), jsonString(mirror->region)},
+        {QStringLiteral("host"), textOrNull(mirror->host)},
+        {QStringLiteral("address"), textOrNull(mirror->address)},
+        {QStringLiteral("commands"),
+         QLatin1Char('[') + patterns.join(QStringLiteral(", ")) + QLatin1Char(']')},
     });
 }
 

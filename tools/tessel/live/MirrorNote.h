@@ -21,9 +21,10 @@ struct MirrorNote
 
     /// Of whom it is, such as `mirror of 'plant' of device (192.0.2.7)`.
     QString text() const;
-    /// As a member of JSON output.
-    QString json() const;
 };
+
+/// The note of the region of that key as a member of JSON output; null if it is no mirror.
+QString mirrorJson(const QString &key);
 
 /// Says on standard error what becomes of what was just written into a region that is a mirror; nothing of
 /// another region.
