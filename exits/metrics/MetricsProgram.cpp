@@ -72,6 +72,11 @@ ProgramSyntax metricsSyntax()
          QStringLiteral("URL"),
          QStringLiteral("Leave these out; may be repeated."),
          {}},
+        {QStringLiteral("mirror"),
+         Type::List,
+         QStringLiteral("FILE"),
+         QStringLiteral("Tell what the status file of a mirror holds as well; may be repeated."),
+         {}},
         {QStringLiteral("connections"), Type::Number, QStringLiteral("N"),
          QStringLiteral("Connections at once; others are answered 503."), QStringLiteral("16"), 1,
          mostConnections},
@@ -106,6 +111,8 @@ MetricsProgram::Setup MetricsProgram::prepare(const Settings &settings) const
     Setup setup;
     setup.choice = {UrlChoice(group.list(QStringLiteral("url"))),
                     UrlChoice(group.list(QStringLiteral("except")))};
+    setup.mirrors = group.list(QStringLiteral("mirror"));
+    setup.mirrors.removeDuplicates();
     const QString path = settings.description();
     setup.region = m_setup.region && m_setup.region->path() == path
                        ? m_setup.region
@@ -139,7 +146,8 @@ void MetricsProgram::choose()
 
 void MetricsProgram::printOnce()
 {
-    writeToStandardOutput(metricsText(*m_setup.region, m_leaves, MetricsForm::Prometheus));
+    writeToStandardOutput(
+        metricsText(*m_setup.region, m_leaves, MetricsForm::Prometheus, m_setup.mirrors));
 }
 
 void MetricsProgram::serve(Service &service)
@@ -196,7 +204,7 @@ HttpResponse MetricsProgram::answer(const HttpRequest &request)
     const MetricsForm form = formAccepted(request.header("Accept"));
     m_setup.region->lookNow();
     response.contentType = contentTypeOf(form);
-    response.body = metricsText(*m_setup.region, m_leaves, form);
+    response.body = metricsText(*m_setup.region, m_leaves, form, m_setup.mirrors);
     response.headers = {{"Cache-Control", "no-store"}, {"Vary", "Accept"}};
     return response;
 }

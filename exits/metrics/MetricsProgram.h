@@ -34,6 +34,7 @@ private:
     struct Setup
     {
         MetricsChoice choice;
+        QStringList mirrors; ///< status files
         std::shared_ptr<RegionFollower> region;
         std::shared_ptr<HttpServer> server;
     };

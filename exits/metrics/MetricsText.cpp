@@ -1,9 +1,9 @@
 #include "metrics/MetricsText.h"
 
+#include "metrics/MetricsWriter.h"
+#include "metrics/MirrorMetrics.h"
 #include "states/StateTable.h"
 
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -18,27 +18,6 @@ struct Sample
     ProcessValue value;
 };
 
-QByteArray escaped(const QString &text)
-{
-    QByteArray bytes = text.toUtf8();
-    bytes.replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
-    return bytes;
-}
-
-QByteArray label(const char *name, const QString &value)
-{
-    return name + QByteArray("=\"") + escaped(value) + '"';
-}
-
-/// Digits alone, whatever the locale; the shortest text that reads back as the same number.
-template <class Number>
-QByteArray shortest(Number number)
-{
-    std::array<char, 32> text;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    return QByteArray(text.data(), static_cast<int>(end - text.data()));
-}
-
 template <class Number>
 QByteArray floatingText(Number number)
 {
@@ -48,7 +27,7 @@ QByteArray floatingText(Number number)
     if (std::isinf(number)) {
         return number < 0 ? "-Inf" : "+Inf";
     }
-    return shortest(number);
+    return MetricsWriter::shortest(number);
 }
 
 /// Empty for what is no number.
@@ -66,51 +45,9 @@ QByteArray numberText(const QVariant &content)
     }
 }
 
-/// One form on its way: families with their lines.
-class Writer
+void writeRegion(MetricsWriter &writer, const RegionFollower &region)
 {
-public:
-    explicit Writer(MetricsForm form) : m_form(form) { }
-
-    /// The head of a family. Types that Prometheus does not know are gauges there, and suffixes, which belong
-    /// to the family there, are no part of its name in OpenMetrics.
-    void family(const QByteArray &name, const char *suffix, const char *type, const char *help)
-    {
-        const bool isOpen = m_form == MetricsForm::OpenMetrics;
-        const bool isKnown = isOpen || qstrcmp(type, "counter") == 0;
-        const QByteArray head = isOpen ? name : name + suffix;
-        m_name = name + suffix;
-        m_text += "# HELP " + head + ' ' + help + '\n';
-        m_text += "# TYPE " + head + ' ' + (isKnown ? type : "gauge") + '\n';
-    }
-
-    void line(const QByteArray &labels, const QByteArray &value)
-    {
-        m_text += m_name;
-        m_text += '{';
-        m_text += labels;
-        m_text += "} ";
-        m_text += value;
-        m_text += '\n';
-    }
-
-    QByteArray finish()
-    {
-        if (m_form == MetricsForm::OpenMetrics) {
-            m_text += "# EOF\n";
-        }
-        return std::move(m_text);
-    }
-
-private:
-    MetricsForm m_form;
-    QByteArray m_name;
-    QByteArray m_text;
-};
-
-void writeRegion(Writer &writer, const RegionFollower &region)
-{
-    const QByteArray labels = label("region", region.key());
+    const QByteArray labels = MetricsWriter::label("region", region.key());
     writer.family("tessel_region_up", "", "gauge",
                   "1 while the region is there and its creator lives, else 0.");
     writer.line(labels, region.isUp() ? "1" : "0");
@@ -125,7 +62,8 @@ void writeRegion(Writer &writer, const RegionFollower &region)
         constexpr double millisecondsPerSecond = 1000;
         writer.family("tessel_region_last_swap_timestamp_seconds", "", "gauge",
                       "When the last set was published, in seconds since 1970.");
-        writer.line(labels, shortest(double(time->toMSecsSinceEpoch()) / millisecondsPerSecond));
+        writer.line(labels, MetricsWriter::shortest(double(time->toMSecsSinceEpoch())
+                                                    / millisecondsPerSecond));
     }
 }
 
@@ -134,13 +72,15 @@ QByteArray limitText(const std::optional<QVariant> &limit)
     return limit ? numberText(*limit) : QByteArray();
 }
 
-void writeLeaves(Writer &writer, const RegionFollower &region, const QVector<int> &leaves)
+void writeLeaves(MetricsWriter &writer, const RegionFollower &region, const QVector<int> &leaves)
 {
     writer.family("tessel_leaf", "_info", "info", "What the description says of the leaf.");
     for (const int index : leaves) {
         const FollowedLeaf &leaf = region.leaves()[index];
-        QByteArray labels = label("url", leaf.url) + ',' + label("type", leaf.type) + ','
-                            + label("unit", leaf.unit) + ',' + label("label", leaf.label);
+        QByteArray labels = MetricsWriter::label("url", leaf.url) + ','
+                            + MetricsWriter::label("type", leaf.type) + ','
+                            + MetricsWriter::label("unit", leaf.unit) + ','
+                            + MetricsWriter::label("label", leaf.label);
         labels += ",read_only=\"" + QByteArray(leaf.isReadOnly ? "yes" : "no") + '"';
         labels += ",min=\"" + limitText(leaf.minLimit) + "\",max=\"" + limitText(leaf.maxLimit)
                   + "\",view_start=\"" + limitText(leaf.viewStart) + "\",view_end=\""
@@ -149,7 +89,7 @@ void writeLeaves(Writer &writer, const RegionFollower &region, const QVector<int
     }
 }
 
-void writeValues(Writer &writer, const std::vector<Sample> &samples)
+void writeValues(MetricsWriter &writer, const std::vector<Sample> &samples)
 {
     writer.family("tessel_value", "", "gauge",
                   "The process value, in its unit; left out while it is not valid.");
@@ -157,12 +97,12 @@ void writeValues(Writer &writer, const std::vector<Sample> &samples)
         const bool isValid = StateTable::rowOf(sample.value.getErrorType()).hasValue;
         const QByteArray number = isValid ? numberText(sample.value.getValue()) : QByteArray();
         if (!number.isEmpty()) {
-            writer.line(sample.url + ',' + label("unit", sample.leaf->unit), number);
+            writer.line(sample.url + ',' + MetricsWriter::label("unit", sample.leaf->unit), number);
         }
     }
 }
 
-void writeStates(Writer &writer, const std::vector<Sample> &samples)
+void writeStates(MetricsWriter &writer, const std::vector<Sample> &samples)
 {
     writer.family("tessel_value_state", "", "stateset", "The error state by its name.");
     for (const auto &sample : samples) {
@@ -185,7 +125,7 @@ std::vector<Sample> decode(const RegionFollower &region, const QVector<int> &lea
     for (const int index : leaves) {
         const FollowedLeaf &leaf = region.leaves()[index];
         if (leaf.element) {
-            samples.push_back({&leaf, label("url", leaf.url), region.value(index)});
+            samples.push_back({&leaf, MetricsWriter::label("url", leaf.url), region.value(index)});
         }
     }
     return samples;
@@ -282,9 +222,10 @@ QVector<int> chosenLeaves(const RegionFollower &region, const MetricsChoice &cho
     return chosen;
 }
 
-QByteArray metricsText(RegionFollower &region, const QVector<int> &leaves, MetricsForm form)
+QByteArray metricsText(RegionFollower &region, const QVector<int> &leaves, MetricsForm form,
+                       const QStringList &mirrors)
 {
-    Writer writer(form);
+    MetricsWriter writer(form);
     if (region.takeSet()) {
         const std::vector<Sample> samples = decode(region, leaves);
         writeValues(writer, samples);
@@ -292,5 +233,6 @@ QByteArray metricsText(RegionFollower &region, const QVector<int> &leaves, Metri
     }
     writeLeaves(writer, region, leaves);
     writeRegion(writer, region);
+    writeMirrors(writer, mirrors);
     return writer.finish();
 }

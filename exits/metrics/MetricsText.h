@@ -1,16 +1,11 @@
 #pragma once
 
+#include "metrics/MetricsWriter.h"
 #include "region/RegionFollower.h"
 #include "region/UrlChoice.h"
 
 #include <QByteArray>
 #include <QVector>
-
-/// The two text forms in which metrics are asked for.
-enum class MetricsForm {
-    Prometheus, ///< the text format 0.0.4 of Prometheus
-    OpenMetrics ///< OpenMetrics 1.0.0
-};
 
 /// Which form the `Accept` header of a request asks for; Prometheus where it does not matter.
 MetricsForm formAccepted(const QByteArray &accept);
@@ -30,5 +25,7 @@ struct MetricsChoice
 QVector<int> chosenLeaves(const RegionFollower &region, const MetricsChoice &choice);
 
 /// All metrics of one set, which is taken here. A value that is not valid, or not a number, is left out; so
-/// are values and states together while the region is away.
-QByteArray metricsText(RegionFollower &region, const QVector<int> &leaves, MetricsForm form);
+/// are values and states together while the region is away. @p mirrors: status files of mirrors, to be told of as
+/// well.
+QByteArray metricsText(RegionFollower &region, const QVector<int> &leaves, MetricsForm form,
+                       const QStringList &mirrors = {});

@@ -73,7 +73,7 @@ void DomainStatus::take(const QString &region, const QByteArray &identity, const
     const auto found = m_sources.find({region, identity});
     if (found == m_sources.end()) {
         if (m_sources.size() < sm_mostSeen) {
-            m_sources.insert({region, identity}, {source, source});
+            m_sources.insert({region, identity}, {source, source, source});
         }
         return;
     }
@@ -82,6 +82,7 @@ void DomainStatus::take(const QString &region, const QByteArray &identity, const
     found->last = source;
     if (!isGoingOn) {
         found->first = source;
+        found->next = source;
     }
 }
 
@@ -91,7 +92,7 @@ void DomainStatus::take(const QString &region, const QByteArray &identity, const
     if (found != m_receivers.end()) {
         found->last = receiver;
     } else if (m_receivers.size() < sm_mostSeen) {
-        m_receivers.insert({region, identity}, {receiver, receiver});
+        m_receivers.insert({region, identity}, {receiver, receiver, receiver});
     }
 }
 
@@ -103,6 +104,18 @@ void DomainStatus::removeSource(const QString &region, const QByteArray &identit
 void DomainStatus::removeReceiver(const QString &region, const QByteArray &identity)
 {
     m_receivers.remove({region, identity});
+}
+
+void DomainStatus::beginNextTime()
+{
+    const auto begin = [](auto &all) {
+        for (auto &one : all) {
+            one.first = one.next;
+            one.next = one.last;
+        }
+    };
+    begin(m_sources);
+    begin(m_receivers);
 }
 
 std::optional<double> DomainStatus::rateOf(const Seen<Source> &source)

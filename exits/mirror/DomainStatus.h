@@ -39,6 +39,9 @@ public:
     void removeSource(const QString &region, const QByteArray &identity);
     void removeReceiver(const QString &region, const QByteArray &identity);
 
+    /// Rates are of the time since the last time that this was called but one, so that each has some behind it.
+    void beginNextTime();
+
     bool isEmpty() const { return m_sources.isEmpty() && m_receivers.isEmpty(); }
     /// An object; tessel-mirror(1) has its keys.
     QByteArray json() const;
@@ -50,7 +53,8 @@ private:
     template <typename Said>
     struct Seen
     {
-        Said first;
+        Said first; ///< of the time that rates are of
+        Said next;  ///< the same of the time to come
         Said last;
     };
 

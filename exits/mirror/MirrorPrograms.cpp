@@ -3,6 +3,7 @@
 #include "mirror/DescriptionFetch.h"
 #include "mirror/MirrorSettings.h"
 #include "mirror/SetReceiver.h"
+#include "mirror/StatusFile.h"
 #include "mirror/StatusLook.h"
 #include "service/Refusal.h"
 #include "service/Service.h"
@@ -38,6 +39,14 @@ void warnOfUnused(const Settings &settings, const QStringList &urls)
     }
 }
 
+/// Null if none is wanted.
+std::unique_ptr<StatusFile> statusFileOf(const Settings &settings, const MirrorDomain &domain,
+                                         StatusReaders::Of of, const StatusFile::Own &own)
+{
+    const QString path = settings.settings().text(QStringLiteral("status-file"));
+    return path.isEmpty() ? nullptr : std::make_unique<StatusFile>(path, domain, of, own);
+}
+
 struct Sending
 {
     explicit Sending(const Settings &settings) : domain(DomainSettings::from(settings.settings()))
@@ -49,6 +58,12 @@ struct Sending
             sources.push_back(std::make_unique<SetSource>(path, domain, pace, commands));
         }
         warnOfUnused(settings, urls());
+        statusFile = statusFileOf(settings, domain, StatusReaders::Of::Receivers,
+                                  [this](DomainStatus &seen) {
+                                      for (const auto &source : sources) {
+                                          source->tell(seen);
+                                      }
+                                  });
         status = QStringLiteral("sending %1 in %2")
                      .arg(paths.join(QLatin1String(", ")),
                           placeOf(DomainSettings::from(settings.settings())));
@@ -67,6 +82,7 @@ struct Sending
 
     MirrorDomain domain;
     std::vector<std::unique_ptr<SetSource>> sources;
+    std::unique_ptr<StatusFile> statusFile;
     QString status;
 };
 
@@ -97,6 +113,7 @@ struct Receiving
         , receiver(domain, regionsOf(settings),
                    static_cast<int>(settings.settings().number(QStringLiteral("watchdog"))),
                    settings.settings().list(QStringLiteral("commands")))
+        , statusFile(statusFileOf(settings, domain, StatusReaders::Of::All, nullptr))
         , status(QStringLiteral("receiving %1 in %2")
                      .arg(descriptionsOf(settings).join(QLatin1String(", ")),
                           placeOf(DomainSettings::from(settings.settings()))))
@@ -105,6 +122,7 @@ struct Receiving
 
     MirrorDomain domain;
     SetReceiver receiver;
+    std::unique_ptr<StatusFile> statusFile;
     QString status;
 };
 

@@ -29,6 +29,15 @@ SettingSyntax commandsSyntax(const QString &help)
     return {QStringLiteral("commands"), Type::List, QStringLiteral("URL"), help, {}};
 }
 
+SettingSyntax statusFileSyntax()
+{
+    return {QStringLiteral("status-file"),
+            Type::Text,
+            QStringLiteral("FILE"),
+            QStringLiteral("Keep a file with what 'status --json' shows, for tessel-metrics."),
+            {}};
+}
+
 QVector<SettingSyntax> describeSyntax()
 {
     SettingSyntax key{QStringLiteral("describe"),
@@ -68,7 +77,8 @@ ProgramSyntax sendSyntax()
                         QStringLiteral("Count as gone after as many milliseconds without a sign."),
                         QStringLiteral("300"), leastLease, mostLease},
                        commandsSyntax(QStringLiteral("Let mirrors have these leaves written; may "
-                                                     "be repeated."))};
+                                                     "be repeated.")),
+                       statusFileSyntax()};
     syntax.settings += DomainSettings::syntax();
     syntax.examples = QStringLiteral(
         "  tessel mirror send plant.process.json\n"
@@ -99,7 +109,8 @@ ProgramSyntax receiveSyntax()
          QStringLiteral("Give a source up after as many milliseconds without a set; 0: never."),
          QStringLiteral("5000"), 0, mostMilliseconds},
         commandsSyntax(QStringLiteral("Ask the source for what is written into these leaves here; "
-                                      "may be repeated."))};
+                                      "may be repeated.")),
+        statusFileSyntax()};
     syntax.settings += describeSyntax();
     syntax.settings += DomainSettings::syntax();
     syntax.examples = QStringLiteral(

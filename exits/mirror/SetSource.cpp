@@ -30,6 +30,12 @@ QByteArray bootIdentity()
     return QUuid(QString::fromLatin1(text)).toRfc4122();
 }
 
+const QString &hostName()
+{
+    static const QString name = QSysInfo::machineHostName();
+    return name;
+}
+
 DescriptionTree doubleBuffered(const QString &path)
 {
     DescriptionTree tree = DescriptionTree::read(path);
@@ -78,6 +84,14 @@ SetSource::~SetSource()
     dds_delete(m_writer);
     dds_delete(m_layoutWriter);
     dds_delete(m_descriptionWriter);
+}
+
+void SetSource::tell(DomainStatus &status) const
+{
+    const bool isLive = m_state == SourceState::Live;
+    status.take(m_region.key(), m_identity,
+                DomainStatus::Source{hostName(), static_cast<quint8>(m_state), m_attachment,
+                                     m_generation, sampleTime(), isLive ? m_set.getSize() : 0});
 }
 
 void SetSource::readLayout()
@@ -135,7 +149,7 @@ void SetSource::offerDescription()
     }
     tessel_mirror_SourceDescription sample{};
     setSampleText(sample.region, m_region.key());
-    setSampleText(sample.host, QSysInfo::machineHostName());
+    setSampleText(sample.host, hostName());
     std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
     sample.is_folder = bundle.isFolder;
     sample.files._length = sample.files._maximum = static_cast<uint32_t>(files.size());
@@ -212,10 +226,9 @@ void SetSource::sendNewest()
 void SetSource::send(const unsigned char *bytes, quint32 size)
 {
     static const QByteArray boot = bootIdentity();
-    static const QString host = QSysInfo::machineHostName();
     tessel_mirror_SourceSet sample{};
     setSampleText(sample.region, m_region.key());
-    setSampleText(sample.host, host);
+    setSampleText(sample.host, hostName());
     std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
     std::memcpy(sample.boot, boot.constData(), sizeof sample.boot);
     sample.attachment = m_attachment;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Access/ProcessDataSnapshot.h"
+#include "mirror/DomainStatus.h"
 #include "mirror/MirrorDomain.h"
 #include "mirror/RequestTaker.h"
 #include "mirror/SlotLayout.h"
@@ -37,6 +38,8 @@ public:
     ~SetSource() override;
 
     const RegionFollower &region() const { return m_region; }
+    /// Adds what it sent last.
+    void tell(DomainStatus &status) const;
     /// From the next set on; see Pace.
     void setSilentAfter(int milliseconds) { m_pace.silentAfter = milliseconds; }
 

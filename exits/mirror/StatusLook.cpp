@@ -18,8 +18,8 @@ QByteArray bytesOf(const uint8_t (&identity)[size])
     return QByteArray(reinterpret_cast<const char *>(identity), size);
 }
 
-void take(DomainStatus &status, const tessel_mirror_SourceSet &sample,
-          const dds_sample_info_t &info)
+void takeOne(DomainStatus &status, const tessel_mirror_SourceSet &sample,
+             const dds_sample_info_t &info)
 {
     const QString region = sampleText(sample.region);
     if (info.valid_data) {
@@ -33,8 +33,8 @@ void take(DomainStatus &status, const tessel_mirror_SourceSet &sample,
     }
 }
 
-void take(DomainStatus &status, const tessel_mirror_MirrorReport &sample,
-          const dds_sample_info_t &info)
+void takeOne(DomainStatus &status, const tessel_mirror_MirrorReport &sample,
+             const dds_sample_info_t &info)
 {
     const QString region = sampleText(sample.region);
     const QByteArray source = bytesOf(sample.source);
@@ -60,7 +60,7 @@ void takeAll(DomainStatus &status, dds_entity_t reader)
         dds_sample_info_t infos[mostAtOnce];
         taken = dds_take(reader, samples, infos, mostAtOnce, mostAtOnce);
         for (int i = 0; i < taken; ++i) {
-            take(status, *static_cast<const Sample *>(samples[i]), infos[i]);
+            takeOne(status, *static_cast<const Sample *>(samples[i]), infos[i]);
         }
         if (taken > 0) {
             dds_return_loan(reader, samples, taken);
@@ -70,19 +70,36 @@ void takeAll(DomainStatus &status, dds_entity_t reader)
 
 } // namespace
 
+StatusReaders::StatusReaders(const MirrorDomain &domain, Of of)
+    : m_sets(of == Of::All ? domain.makeSetReader(nullptr) : 0)
+    , m_reports(domain.makeReportReader())
+{
+}
+
+StatusReaders::~StatusReaders()
+{
+    for (const dds_entity_t one : {m_sets, m_reports}) {
+        dds_delete(one);
+    }
+}
+
+void StatusReaders::take(DomainStatus &status) const
+{
+    if (m_sets != 0) {
+        takeAll<tessel_mirror_SourceSet>(status, m_sets);
+    }
+    takeAll<tessel_mirror_MirrorReport>(status, m_reports);
+}
+
 DomainStatus lookAround(const MirrorDomain &domain, int milliseconds)
 {
-    const dds_entity_t sets = domain.makeSetReader(nullptr);
-    const dds_entity_t reports = domain.makeReportReader();
-    const dds_entity_t either = domain.makeWaitset({sets, reports});
+    const StatusReaders readers(domain, StatusReaders::Of::All);
+    const dds_entity_t either = domain.makeWaitset({readers.sets(), readers.reports()});
     DomainStatus status;
     for (QDeadlineTimer end(milliseconds); !end.hasExpired();) {
         dds_waitset_wait(either, nullptr, 0, DDS_MSECS(std::max<qint64>(1, end.remainingTime())));
-        takeAll<tessel_mirror_SourceSet>(status, sets);
-        takeAll<tessel_mirror_MirrorReport>(status, reports);
+        readers.take(status);
     }
-    for (const dds_entity_t one : {either, sets, reports}) {
-        dds_delete(one);
-    }
+    dds_delete(either);
     return status;
 }

@@ -67,6 +67,7 @@ private Q_SLOTS:
     void sourceIsToldWithItsRate();
     void regionMadeAnewBeginsANewRate();
     void clockThatGoesBackHasNoRate();
+    void rateOfALongTimeIsThatOfItsEnd();
     void receiverIsToldWithItsLosses();
     void mirrorWithoutASourceIsTold();
     void whoHasGoneIsNotTold();
@@ -162,6 +163,38 @@ void tst_MirrorStatus::clockThatGoesBackHasNoRate()
     QVERIFY(only(status, "sources")[QStringLiteral("rate")].isNull());
     status.take(region, sourceName, source(10, std::numeric_limits<qint64>::min()));
     QVERIFY(only(status, "sources")[QStringLiteral("rate")].isNull());
+}
+
+void tst_MirrorStatus::rateOfALongTimeIsThatOfItsEnd()
+{
+    const auto second = [](int number) { return qint64{1000000} * number; };
+    const auto rateOf = [](const DomainStatus &status, const char *kind) {
+        return only(status, kind)[QStringLiteral("rate")].toDouble();
+    };
+    DomainStatus status;
+    status.take(region, sourceName, source(0, second(0)));
+    status.take(region, receiverName, receiver(0, 0, second(0)));
+    status.take(region, sourceName, source(500, second(5)));
+    status.take(region, receiverName, receiver(400, 0, second(5)));
+    status.beginNextTime();
+    QCOMPARE(rateOf(status, "sources"), 100.0);
+    QCOMPARE(rateOf(status, "receivers"), 80.0);
+
+    status.take(region, sourceName, source(500, second(10)));
+    status.take(region, receiverName, receiver(400, 0, second(10)));
+    QCOMPARE(rateOf(status, "sources"), 50.0);
+    QCOMPARE(rateOf(status, "receivers"), 40.0);
+    status.beginNextTime();
+    QCOMPARE(rateOf(status, "sources"), 0.0);
+    QCOMPARE(rateOf(status, "receivers"), 0.0);
+
+    status.take(region, sourceName, source(1000, second(15)));
+    QCOMPARE(rateOf(status, "sources"), 50.0);
+    // A region that was made anew counts from its begin alone.
+    status.take(region, sourceName, source(3, second(16), 2));
+    status.beginNextTime();
+    status.take(region, sourceName, source(13, second(17), 2));
+    QCOMPARE(rateOf(status, "sources"), 10.0);
 }
 
 void tst_MirrorStatus::receiverIsToldWithItsLosses()
