@@ -23,6 +23,8 @@
 #include <thread>
 #include <vector>
 
+#include <sys/resource.h>
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -37,6 +39,14 @@ qint64 now()
 {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
         .count();
+}
+
+/// How often this thread gave its processor away by itself: to wait for somebody, not because others want it too.
+long waits()
+{
+    rusage usage{};
+    ::getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_nvcsw;
 }
 
 class Region
@@ -100,6 +110,7 @@ int publish(const char *file, double rate, double seconds, const std::string &wr
     const std::vector<ProcessDoubleHandle> numbers(region.leaves.begin() + 1, region.leaves.end());
     std::vector<qint64> times;
     quint64 number = 0;
+    int waited = 0; ///< sets in which somebody was waited for
     const std::chrono::duration<double> period(1 / rate);
     const auto begin = Clock::now();
     const auto timeOf = [&](int tick) {
@@ -110,6 +121,7 @@ int publish(const char *file, double rate, double seconds, const std::string &wr
             continue;
         }
         std::this_thread::sleep_until(timeOf(tick));
+        const long waitsBefore = waits();
         const qint64 before = now();
         ++number;
         const bool isWrong = number % wrongAmong == 0 && !wrong.empty();
@@ -118,12 +130,14 @@ int publish(const char *file, double rate, double seconds, const std::string &wr
             return EXIT_FAILURE;
         }
         times.push_back(now() - before);
+        waited += waits() == waitsBefore ? 0 : 1;
     }
     const qint64 median = part(times, 50);
     const qint64 most = part(times, 99);
-    std::printf("{\"sets\": %zu, \"median\": %lld, \"ninetyNine\": %lld, \"most\": %lld}\n",
+    std::printf("{\"sets\": %zu, \"median\": %lld, \"ninetyNine\": %lld, \"most\": %lld, "
+                "\"waited\": %d}\n",
                 times.size(), static_cast<long long>(median), static_cast<long long>(most),
-                static_cast<long long>(part(times, 100)));
+                static_cast<long long>(part(times, 100)), waited);
     return EXIT_SUCCESS;
 }
 

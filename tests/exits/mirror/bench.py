@@ -199,7 +199,9 @@ class Bench:
         for what, times in (("without a mirror", alone), (f"receiver stopped for {seconds:g} s", disturbed)):
             self.tell(f"publisher, {count} leaves at {rate:g} Hz, {what}: {times['sets']} sets, a set took "
                       f"{times['median'] / 1000:.0f} us, 99 % {times['ninetyNine'] / 1000:.0f} us, "
-                      f"{times['most'] / 1000:.0f} us at most")
+                      f"{times['most'] / 1000:.0f} us at most; in {times['waited']} of them it waited for somebody")
+        if disturbed["waited"] > alone["waited"]:
+            self.complain(f"stopped: the publisher waited in {disturbed['waited']} sets")
 
     def steady(self, place):
         """Many values fast for long."""
