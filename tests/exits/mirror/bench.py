@@ -106,6 +106,16 @@ class Pair:
             return publisher.result(seconds + LONGEST), watcher.result(seconds + LONGEST)
 
 
+def nearby(count, seconds):
+    """The same of a reader of the source itself: what is no mirror's."""
+    with contextlib.closing(MirroredPlant(leaves_of(count))) as plant, \
+            contextlib.closing(Peer(TRAFFIC, "publish", plant.file, PACE, seconds + 1)) as publisher, \
+            contextlib.closing(Peer(TRAFFIC, "watch", plant.file, seconds)) as watcher:
+        seen = watcher.result(seconds + LONGEST)
+        publisher.result(seconds + LONGEST)
+        return seen
+
+
 def ping(place, size, seconds):
     with contextlib.closing(Peer(FLOOR, "udp-echo", place.addresses[1], before=place.before[1])) as echo:
         done = subprocess.run([*place.before[0], FLOOR, "udp-ping", place.addresses[1], echo.said, str(size), str(PACE),
@@ -143,7 +153,7 @@ class Bench:
             else:
                 places.append(Apart(cable))
             if self._arguments.seconds > 0:
-                self.tell("            leaves   bytes   mirror  99 %  one way           ping  mosquitto  "
+                self.tell("            leaves   bytes   mirror  99 %  source  one way           ping  mosquitto  "
                           "mirror/ping  mirror/mosquitto   (microseconds, medians)")
                 for place in places:
                     for count in self._arguments.leaves:
@@ -163,11 +173,12 @@ class Bench:
                 # One after the other, so that what disturbs the machine disturbs all of them.
                 published, seen = pair.flow(PACE, seconds + 1)
                 self.judge(f"{place.name}, {count} leaves", seen)
-                rounds.append((seen["median"], seen["ninetyNine"], ping(place, pair.size, seconds),
+                rounds.append((seen["median"], seen["ninetyNine"], nearby(count, seconds), ping(place, pair.size, seconds),
                                message(place, broker, pair.size, seconds)))
-        mirror, late, way, back, mosquitto = (statistics.median(values) / 1000 for values in zip(*(
-            (seen, ninety, udp["median"], udp["roundMedian"], mqtt["median"]) for seen, ninety, udp, mqtt in rounds)))
-        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {way:8.0f} {back:14.0f} {mosquitto:10.0f} "
+        mirror, late, near, way, back, mosquitto = (statistics.median(values) / 1000 for values in zip(*(
+            (seen, ninety, source["median"], udp["median"], udp["roundMedian"], mqtt["median"])
+            for seen, ninety, source, udp, mqtt in rounds)))
+        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {near:7.0f} {way:8.0f} {back:14.0f} {mosquitto:10.0f} "
                   f"{mirror / back:13.2f} {mirror / mosquitto:17.2f}")
         if mirror > TARGET * back and not self._arguments.unjudged:
             self.complain(f"{place.name}, {count} leaves: {mirror / back:.2f} times the ping, above {TARGET}")
