@@ -67,6 +67,27 @@ class Traffic(unittest.TestCase):
         # What the scheduler of a busy machine does is in both.
         self.assertLess(disturbed["median"], 5 * undisturbed["median"] + 500_000)
 
+    def test_every_type_is_whole_in_each_set(self):
+        types = os.environ["TESSEL_TYPES_PEER"]
+        plant = self.closed(MirroredPlant({"a/one": {"type": "int64"}}))
+        text = subprocess.run([types, "describe", plant.key], capture_output=True, text=True, check=True,
+                              timeout=LONGEST).stdout
+        plant.file.write_text(text, encoding="utf-8")
+        plant.write_mirror()
+        # Bits have no error state there.
+        receiver = self.closed(Mirror("receive", self.domain, "--as", plant.mirror_key, "--without-state", "bits*",
+                                      plant.file))
+        self.closed(Mirror("send", self.domain, "--lease", "20000", "--rate", "1000", plant.file))
+        publisher = self.closed(Peer(types, "publish", plant.file, RATE, SECONDS))
+        wait_until(lambda: receiver.logged(" mirrors "), "mirrors")
+
+        watcher = self.closed(Peer(types, "watch", plant.mirror_file, SECONDS - 1))
+
+        seen = watcher.result()
+        print(f"every type: published {publisher.result()}, seen {seen}")
+        self.assertEqual(seen["problem"], "")
+        self.assertGreater(seen["sets"], 10)
+
     def state_is(self, letter):
         stat = pathlib.Path(f"/proc/{self.receiver.process.pid}/stat")
         return lambda: stat.read_text(encoding="ascii").rsplit(")", 1)[1].split()[0] == letter
