@@ -35,7 +35,7 @@ struct NodeProgram::Run
     Run(const NodeSettings &given, const Inheritance &inherited)
         : settings(given)
         , counter(settings.stateFolder, settings.group, settings.node)
-        , follower(inherited.follower)
+        , follower(inherited.follower ? inherited.follower : makeFollower(given))
         , history(inherited.history ? inherited.history
                                     : std::make_shared<HistoryRing>(settings.historyBytes,
                                                                     settings.historyFolder))
@@ -60,7 +60,7 @@ NodeProgram::~NodeProgram() = default;
 
 void NodeProgram::start(const NodeSettings &settings)
 {
-    run(settings, {makeFollower(settings), nullptr});
+    run(settings, {});
 }
 
 void NodeProgram::run(const NodeSettings &settings, const Inheritance &inherited)

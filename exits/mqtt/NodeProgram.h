@@ -31,8 +31,8 @@ private:
     /// What a run may take over from the one before.
     struct Inheritance
     {
-        std::shared_ptr<RegionFollower> follower;
-        std::shared_ptr<HistoryRing> history; ///< null: there is none of these settings
+        std::shared_ptr<RegionFollower> follower; ///< null: it makes its own
+        std::shared_ptr<HistoryRing> history;     ///< null: there is none of these settings
     };
 
     void run(const NodeSettings &settings, const Inheritance &inherited);
