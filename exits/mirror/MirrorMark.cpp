@@ -11,7 +11,6 @@
 #include <cstdio>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -66,7 +65,8 @@ void MirrorMark::write(const QString &host, const QString &address)
                            {QStringLiteral("memory"), QString::number(m_memory)}};
     const QByteArray text = QJsonDocument(mark).toJson(QJsonDocument::Compact) + '\n';
     // Nobody sees half of it, and a link of somebody else is replaced and not followed.
-    QFile file(QStringLiteral("%1.%2").arg(m_path).arg(::getpid()));
+    // What one that was killed here has left is the next one's to remove, or that of tessel rm.
+    QFile file(m_path + QLatin1String(".new"));
     file.remove();
     const bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::NewOnly)
                            && file.write(text) == text.size() && file.flush()

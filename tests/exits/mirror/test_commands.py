@@ -297,10 +297,21 @@ class Named(Commands):
         note = pathlib.Path(f"/dev/shm/{self.plant.mirror_key}Mirror")
         receiver.end(signal.SIGKILL)
         self.assertTrue(note.exists())
+        half = note.with_name(f"{note.name}.new")
+        half.touch()
 
         self.assertEqual(tool("rm", self.plant.mirror_key).returncode, 0)
 
         self.assertFalse(note.exists())
+        self.assertFalse(half.exists())
+
+    def test_what_a_killed_mirror_has_left_is_in_nobodys_way(self):
+        pathlib.Path(f"/dev/shm/{self.plant.mirror_key}Mirror.new").touch()
+        self.send()
+
+        self.receive()
+
+        self.assertEqual(self.mirrors()[0]["region"], self.plant.key)
 
 
 if __name__ == "__main__":

@@ -124,7 +124,10 @@ void removeMemory(const Remains &remains)
         refuseSystem(QStringLiteral("the memory of '%1'").arg(remains.key), qt_error_string(error));
     }
     // What a receiver said of it as a mirror, if it did.
-    QFile::remove(QStringLiteral("/dev/shm/%1Mirror").arg(remains.key));
+    for (const char *const ending : {"", ".new"}) {
+        QFile::remove(
+            QStringLiteral("/dev/shm/%1Mirror%2").arg(remains.key, QLatin1String(ending)));
+    }
 }
 
 /// Before anything is changed: only the owner may take the name away.
