@@ -150,7 +150,8 @@ struct Findings
     qint64 sets = 0;
     int torn = 0;
     int older = 0;
-    int states = 0; ///< sets without valid values, behind the first that had some
+    int states = 0;  ///< sets without valid values between two that had some
+    int pending = 0; ///< the same behind the last that had some
 };
 
 void look(const ProcessDataSnapshot &set, qint64 then, Findings &findings)
@@ -169,10 +170,12 @@ void look(const ProcessDataSnapshot &set, qint64 then, Findings &findings)
     std::memcpy(&number, bytes + slotSize, sizeof number);
     std::memcpy(&state, bytes + slotSize + sizeof number, sizeof state);
     if (state != 0) {
-        // What a creator leaves has no values; behind the first set there are some.
-        findings.states += findings.first == 0 ? 0 : 1;
+        // What a creator makes and leaves has no values; between two sets with values there are some.
+        findings.pending += findings.first == 0 ? 0 : 1;
         return;
     }
+    findings.states += findings.pending;
+    findings.pending = 0;
     findings.older += number < findings.newest ? 1 : 0;
     findings.first = findings.first == 0 ? number : findings.first;
     if (number > findings.newest) {
