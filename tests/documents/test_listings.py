@@ -12,6 +12,7 @@ LANGUAGES = {
     "json": (".json",),
     "cmake": ("CMakeLists.txt",),
     "python": (".py",),
+    "qml": (".qml",),
 }
 # The worked example of the format is checked by the tool, see tests/tool/tst_Readme.cpp; the programs that reckon with memory
 # and recordings are run by tests of their own.
