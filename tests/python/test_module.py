@@ -1,11 +1,13 @@
 """The package as such: its errors, its log, its types, and what its comments say."""
 
+import ast
 import copy
 import doctest
 import logging
 import os
 import pickle
 import pkgutil
+import re
 import subprocess
 import sys
 
@@ -132,6 +134,19 @@ def test_the_stubs_are_those_of_the_native_part():
                           capture_output=True, text=True, cwd=os.path.dirname(tessel.__path__[0]),
                           env={**os.environ, "MYPYPATH": os.path.dirname(tessel.__path__[0])}, timeout=240)
     assert done.returncode == 0, done.stdout + done.stderr
+
+
+def test_the_stubs_name_the_parameters_of_the_native_part():
+    """Of a function of C++ stubtest sees that there is one; what it takes stands in its first line alone."""
+    native = tessel._region._native
+    with open(os.path.join(tessel.__path__[0], "_native.pyi")) as file:
+        body = ast.parse(file.read()).body
+    places = [(native, one) for one in body if isinstance(one, ast.FunctionDef)]
+    places += [(getattr(native, kind.name), one) for kind in body if isinstance(kind, ast.ClassDef)
+               for one in kind.body if isinstance(one, ast.FunctionDef) and not one.decorator_list]
+    named = {(home, one.name): [argument.arg for argument in one.args.args] for home, one in places}
+    taken = {(home, name): re.findall(r"(\w+): ", getattr(home, name).__doc__.splitlines()[0]) for home, name in named}
+    assert named == taken and len(named) > 20
 
 
 def test_the_types_of_the_package_fit(tmp_path):

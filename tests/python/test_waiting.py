@@ -21,9 +21,11 @@ def test_a_set_that_is_there_ends_the_wait_at_once(plant):
 
 def test_a_bound_raises(plant):
     with tessel.create(plant) as region:
-        for timeout in (0, 0.05):
+        for timeout in (0, 0.05, 0.3):
+            begin = time.monotonic()
             with pytest.raises(TimeoutError, match="no set was published in") as caught:
                 region.wait(1, timeout)
+            assert time.monotonic() - begin >= timeout
             assert caught.type is tessel.TimedOutError and caught.value.exit_code == 6
 
 
