@@ -1,7 +1,8 @@
 """The displays of examples/display, on the example device that `tessel sim` publishes.
 
 Each runs under a screen of its own, in the memory, and photographs itself. TESSEL_TOOL, DISPLAY_PAGE and
-DISPLAY_TREE are the programs, QML_IMPORT_PATH leads to the module. Pictures are left in TESSEL_PICTURES, if that
+DISPLAY_TREE are the programs, FIRST_PAGE and FIRST_TREE those of the guide, which stay until they are told to
+end. QML_IMPORT_PATH leads to the module. Pictures are left in TESSEL_PICTURES, if that
 names a folder, for the guide.
 """
 
@@ -82,6 +83,27 @@ class Displays(unittest.TestCase):
         if kept:
             shutil.copy(picture, kept)
         return rows_of(picture)
+
+    def see_values_change(self, least, program, *arguments):
+        """As the guide says it: in the folder in which its files were made."""
+        environment = dict(os.environ, QML2_IMPORT_PATH=os.environ["QML_IMPORT_PATH"])
+        done = subprocess.run(
+            [PROJECT / "packaging/check/screen", str(least), os.environ[program]]
+            + [str(argument) for argument in arguments],
+            env=environment,
+            cwd=self.folder,
+            stderr=subprocess.PIPE,
+            encoding="utf-8",
+            timeout=LONGEST,
+        )
+        self.assertEqual(done.returncode, 0, done.stderr)
+
+    def test_first_page_of_the_guide_shows_values_that_change(self):
+        shutil.copy(PROJECT / "examples/first-display/Page.qml", self.folder)
+        self.see_values_change(25, "FIRST_PAGE", self.device)
+
+    def test_first_tree_of_the_guide_shows_values_that_change(self):
+        self.see_values_change(25, "FIRST_TREE", self.device)
 
     def test_page_shows_the_device(self):
         settings = self.device / "inputs/channel1.config.json"
