@@ -8,8 +8,6 @@
 
 #include <QCoreApplication>
 
-#include <utility>
-
 using namespace TesselModels;
 
 namespace {
@@ -81,13 +79,13 @@ public:
 
     QString path;
     bool isModified = false;
-    bool isSaving = false;
     bool isLoaded = false;
     QString errorText;
     std::vector<ConfigurationLeaf> leaves;
     std::vector<WriteAnswer> answers; ///< a leaf each
     UrlTree tree;
     int awaited = 0; ///< readings that were asked for and did not come yet
+    int savings = 0; ///< that were asked for and are not over yet
 
     ConfigurationWorker *const worker; ///< owned by the thread, and only to be called there
     HelperThread thread;
@@ -127,7 +125,7 @@ bool ConfigurationModel::isModified() const
 
 bool ConfigurationModel::isSaving() const
 {
-    return m_private->isSaving;
+    return m_private->savings > 0;
 }
 
 QString ConfigurationModel::getErrorText() const
@@ -149,7 +147,7 @@ void ConfigurationModel::write(const QString &url, const QVariant &value)
 
 void ConfigurationModel::save(const QString &moduleName, const QString &objectName)
 {
-    if (!std::exchange(m_private->isSaving, true)) {
+    if (++m_private->savings == 1) {
         Q_EMIT savingChanged();
     }
     m_private->thread.post([worker = m_private->worker, moduleName, objectName] {
@@ -204,8 +202,9 @@ void ConfigurationModel::showWrite(const QString &url, int status, const QString
 
 void ConfigurationModel::showSave(bool isSaved, const QString &text)
 {
-    m_private->isSaving = false;
-    Q_EMIT savingChanged();
+    if (--m_private->savings == 0) {
+        Q_EMIT savingChanged();
+    }
     if (isSaved) {
         setModified(false);
     }

@@ -81,6 +81,7 @@ private Q_SLOTS:
     void refusedValueIsToldInWords();
     void answerStaysWithTheValue();
     void savedConfigurationIsStamped();
+    void savesAreOverWithTheLastOne();
     void saveIsFinishedThoughTheModelGoes();
     void folderIsAnInstance();
     void cellOfAnArrayIsWritten();
@@ -290,6 +291,26 @@ void tst_ConfigurationModel::savedConfigurationIsStamped()
     QVERIFY(QDateTime::fromString(root.value(QStringLiteral("lastModified")).toString(),
                                   Qt::ISODateWithMs)
                 .isValid());
+}
+
+/// Who asks what was stamped waits for that, and the helper thread is still at the second one.
+void tst_ConfigurationModel::savesAreOverWithTheLastOne()
+{
+    const WorkingDirectory directory;
+    ConfigurationModel model;
+    model.setPath(configurationFile());
+    QVERIFY(waitUntilLoaded(model));
+    QVector<bool> isSavingBehind;
+    connect(&model, &ConfigurationModel::saved, this,
+            [&] { isSavingBehind.append(model.isSaving()); });
+    QSignalSpy changed(&model, &ConfigurationModel::savingChanged);
+
+    model.save();
+    model.save();
+    QTRY_COMPARE_WITH_TIMEOUT(isSavingBehind.size(), 2, longestWait);
+
+    QCOMPARE(isSavingBehind, QVector<bool>({true, false}));
+    QCOMPARE(changed.count(), 2);
 }
 
 void tst_ConfigurationModel::saveIsFinishedThoughTheModelGoes()
