@@ -136,11 +136,18 @@ void SetReceiver::show(Mirror &mirror, const ReceivedSet &set)
     const SourceGate::Answer answer = mirror.gate.take(set);
     switch (answer) {
     case SourceGate::Answer::OtherSource:
-        refuse(mirror, set, QStringLiteral("%1 is its source").arg(mirror.source));
+        refuse(mirror, set, QStringLiteral("%1 is its source").arg(mirror.followed));
         return;
     case SourceGate::Answer::NotASet: refuse(mirror, set, mirror.gate.problem()); return;
-    case SourceGate::Answer::OtherLayout: askForLayout(mirror, set); return;
+    case SourceGate::Answer::OtherLayout:
+        // What is shown is of its former region, whose end may have been left out on the way.
+        if (mirror.gate.release(set.source)) {
+            lose(mirror, QStringLiteral("its layout has changed"));
+        }
+        askForLayout(mirror, set);
+        return;
     case SourceGate::Answer::Fail:
+        mirror.followed = nameOf(set);
         lose(mirror,
              QStringLiteral("it says that %1").arg(textOf(static_cast<SourceState>(set.state))));
         break;
@@ -160,7 +167,7 @@ void SetReceiver::publish(Mirror &mirror, const ReceivedSet &set)
 {
     const bool isNew = mirror.source.isEmpty();
     if (isNew) {
-        mirror.source = nameOf(set);
+        mirror.source = mirror.followed = nameOf(set);
         mirror.identity = set.source;
         ServiceLog::notice(
             QStringLiteral("region '%1' mirrors '%2' of %3")
@@ -237,10 +244,10 @@ void SetReceiver::refuse(Mirror &mirror, const ReceivedSet &set, const QString &
 
 void SetReceiver::askForLayout(Mirror &mirror, const ReceivedSet &set)
 {
-    if (m_question || mirror.refused.size() >= mostRefused || mirror.refused.contains(set.source)) {
+    if (m_question || mirror.asked.size() >= mostRefused || mirror.asked.contains(set.source)) {
         return;
     }
-    mirror.refused.insert(set.source);
+    mirror.asked.insert(set.source);
     m_question = Question{&mirror, set.source, nameOf(set), 0, m_domain.makeLayoutReader()};
     m_looks.start(lookInterval);
 }

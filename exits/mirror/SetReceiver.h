@@ -58,8 +58,10 @@ private:
         const QByteArray own = QUuid::createUuid().toRfc4122(); ///< identity in reports
         QByteArray identity; ///< of the source; empty while there is none
         QString source;      ///< for messages; empty while there is none
+        QString followed;    ///< the same of whom the gate follows, be it without a set
         QString trouble;     ///< what was told last of a source without a set
         QSet<QByteArray> refused;
+        QSet<QByteArray> asked; ///< for their layouts
         QTimer watchdog;
         std::unique_ptr<WriteForwarder> forwarder; ///< null: nothing is asked of the source
     };

@@ -136,6 +136,50 @@ class Refusals(unittest.TestCase):
         self.assertEqual(self.plant.states(), ["timeout"])
         self.assertIsNone(receiver.process.poll())
 
+    def test_layout_that_changes_under_way_is_a_loss(self):
+        receiver = self.receive()
+        raw = self.closed(RawSource(self.domain))
+        raw.send(self.plant.key, self.plant.fingerprint(), data=bytes(self.size()))
+        wait_until(lambda: self.plant.states() == ["valid"], "a set is shown")
+
+        # As of a receiver that was stopped while the region was replaced: the newest is all that it hears.
+        raw.send(self.plant.key, "5", attachment="2", data=bytes(self.size()))
+
+        wait_until(lambda: receiver.logged("is lost: its layout has changed"), "lost")
+        self.assertEqual(self.plant.states(), ["timeout"])
+        wait_until(lambda: receiver.logged("has another layout than .*: it does not tell in what"), "refused")
+        self.assertIsNone(receiver.process.poll())
+        raw.send(self.plant.key, self.plant.fingerprint(), attachment="3", data=bytes(self.size()))
+        wait_until(lambda: self.plant.states() == ["valid"], "healed")
+
+    def test_layout_of_a_second_source_is_told_once_it_is_alone(self):
+        receiver = self.receive()
+        self.closed(Creator(self.plant))
+        first = self.send()
+        wait_until(lambda: receiver.logged(" mirrors "), "mirrors the first")
+        raw = self.closed(RawSource(self.domain))
+        raw.send(self.plant.key, "5", data=bytes(self.size()))
+        wait_until(lambda: receiver.logged(r"from raw \(\w+\) was refused: \S+ \(\w+\) is its source"), "refused")
+
+        first.end()
+        wait_until(lambda: self.plant.states() == ["timeout"], "lost")
+        raw.send(self.plant.key, "5", generation="2", data=bytes(self.size()))
+
+        wait_until(lambda: receiver.logged(r"source raw \(\w+\) of region '\w+' has another layout than "), "told")
+        self.assertEqual(self.plant.states(), ["timeout"])
+
+    def test_source_without_a_region_is_named_as_the_first(self):
+        receiver = self.receive()
+        raw = self.closed(RawSource(self.domain))
+        raw.send(self.plant.key, self.plant.fingerprint(), status="1")
+        wait_until(lambda: receiver.logged("the creator of its region has gone"), "is the source")
+        self.closed(Creator(self.plant))
+
+        self.send()
+
+        wait_until(lambda: receiver.logged(r"was refused: raw \(\w+\) is its source"), "refused")
+        self.assertEqual(self.plant.states(), ["timeout"])
+
     def test_second_source_is_refused_until_the_first_has_gone(self):
         creator = self.closed(Creator(self.plant))
         receiver = self.receive()
