@@ -6,6 +6,7 @@
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QSysInfo>
 #include <QUuid>
@@ -177,9 +178,7 @@ void SetSource::handlePublished()
     if (!takeNewest() || m_generation == former) {
         return;
     }
-    if (m_pace.silentAfter > 0) {
-        m_silence.start(m_pace.silentAfter);
-    }
+    listenForSilence(m_pace.silentAfter);
     if (m_state == SourceState::Silent) {
         ServiceLog::notice(
             QStringLiteral("region '%1' is published into again").arg(m_region.key()));
@@ -199,8 +198,25 @@ bool SetSource::takeNewest()
     return true;
 }
 
+/// @p milliseconds: of silence; 0: it is no matter.
+void SetSource::listenForSilence(int milliseconds)
+{
+    m_countAtSilence = m_region.swapCount().value_or(0);
+    if (milliseconds > 0) {
+        m_silence.start(milliseconds);
+    }
+}
+
+/// What was published and not sent, as of one that is faster than the rate, is no silence.
 void SetSource::handleSilence()
 {
+    const auto last = m_region.lastSwap();
+    if (last && m_region.swapCount().value_or(0) != m_countAtSilence) {
+        const qint64 passed = last->msecsTo(QDateTime::currentDateTimeUtc());
+        listenForSilence(m_pace.silentAfter
+                         - static_cast<int>(qBound<qint64>(0, passed, m_pace.silentAfter - 1)));
+        return;
+    }
     ServiceLog::warning(QStringLiteral("nothing was published into region '%1' for %2 ms; its "
                                        "mirrors show 'timeout' until something is")
                             .arg(m_region.key(), QString::number(m_pace.silentAfter)));

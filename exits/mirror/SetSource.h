@@ -48,6 +48,7 @@ private:
     void offerDescription();
     void handleUp(bool isUp);
     void handlePublished();
+    void listenForSilence(int milliseconds);
     void handleSilence();
     bool takeNewest();
     void sendNewest();
@@ -67,5 +68,6 @@ private:
     quint64 m_generation = 0; ///< of the set that was sent last
     QTimer m_again;
     QTimer m_silence;
+    quint64 m_countAtSilence = 0;             ///< sets of the region when m_silence was started
     std::unique_ptr<RequestTaker> m_requests; ///< null: none is taken
 };

@@ -88,6 +88,18 @@ class Traffic(unittest.TestCase):
         self.assertEqual(seen["problem"], "")
         self.assertGreater(seen["sets"], 10)
 
+    def test_publisher_above_the_rate_is_not_silent(self):
+        plant = self.closed(MirroredPlant({"a/time": {"type": "int64"}, "a/number": {"type": "int64"}}))
+        sender = self.closed(Mirror("send", self.domain, "--lease", "20000", "--rate", "1", "--silent-after", "900",
+                                    plant.file))
+        publisher = self.closed(Peer(PEER, "publish", plant.file, RATE, SECONDS))
+        wait_until(lambda: sender.logged("attached to region"), "attached")
+
+        self.assertGreater(publisher.result()["sets"], RATE)
+
+        # What ended it is the end of the region.
+        self.assertNotIn("nothing was published", sender.log())
+
     def state_is(self, letter):
         stat = pathlib.Path(f"/proc/{self.receiver.process.pid}/stat")
         return lambda: stat.read_text(encoding="ascii").rsplit(")", 1)[1].split()[0] == letter
