@@ -50,6 +50,11 @@ RequestGate::Verdict RequestGate::take(const WriteRequest &request, qint64 now, 
 {
     Mirror &mirror = mirrorOf(request.publisher, ticks);
     mirror.seen = ticks;
+    // It would be like the answer to nothing.
+    if (request.number == 0) {
+        return {Verdict::What::Refuse,
+                {0, WriteResult::WrongUse, QStringLiteral("requests are counted from 1 up")}};
+    }
     if (request.number == mirror.last.number) {
         return {Verdict::What::Repeat, mirror.last};
     }

@@ -33,6 +33,7 @@ class tst_MirrorRequests : public QObject
 
 private Q_SLOTS:
     void requestIsCarriedOutOnce();
+    void requestWithoutANumberIsRefused();
     void olderNumberIsLeftAlone();
     void refusalIsRepeatedAsItWas();
     void mirrorsAreKeptApart();
@@ -66,6 +67,19 @@ void tst_MirrorRequests::requestIsCarriedOutOnce()
     QCOMPARE(again.answer.number, quint64{1});
     QCOMPARE(again.answer.result, WriteResult::Written);
     QCOMPARE(gate.take(request(2), 0, 0).what, What::CarryOut);
+}
+
+void tst_MirrorRequests::requestWithoutANumberIsRefused()
+{
+    RequestGate gate;
+
+    for (int i = 0; i < 2; ++i) {
+        const auto verdict = gate.take(request(0), 0, 0);
+        QCOMPARE(verdict.what, What::Refuse);
+        QCOMPARE(verdict.answer.result, WriteResult::WrongUse);
+        QCOMPARE(verdict.answer.text, QStringLiteral("requests are counted from 1 up"));
+    }
+    QCOMPARE(gate.take(request(1), 0, 0).what, What::CarryOut);
 }
 
 void tst_MirrorRequests::olderNumberIsLeftAlone()
