@@ -12,7 +12,8 @@
 
 namespace {
 
-/// It is written each second; one that is as old is of a program that has ended or hangs.
+/// It is written each second; one that is as old is of a program that has ended or hangs. So is one as far
+/// ahead, behind a clock that was set back.
 constexpr qint64 oldestFile = 10000; // ms
 constexpr qint64 mostBytes = 4 * 1024 * 1024;
 constexpr double millisecondsPerSecond = 1000;
@@ -23,7 +24,7 @@ std::optional<QJsonObject> contentOf(const QString &path)
 {
     QFile file(path);
     const QDateTime written = QFileInfo(path).lastModified();
-    if (!written.isValid() || written.msecsTo(QDateTime::currentDateTime()) > oldestFile
+    if (!written.isValid() || qAbs(written.msecsTo(QDateTime::currentDateTime())) > oldestFile
         || !file.open(QIODevice::ReadOnly)) {
         return {};
     }
