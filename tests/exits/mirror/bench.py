@@ -164,12 +164,14 @@ class Bench:
                 self.steady(places[0])
 
     def delays(self, place, count):
-        seconds = self._arguments.seconds / ROUNDS
+        # Of less than a second nothing is left of a round.
+        rounds_to_run = max(1, min(ROUNDS, int(self._arguments.seconds)))
+        seconds = self._arguments.seconds / rounds_to_run
         with contextlib.ExitStack() as stack:
             broker = stack.enter_context(contextlib.closing(Broker(place)))
             pair = Pair(stack, place, count)
             rounds = []
-            for _ in range(ROUNDS):
+            for _ in range(rounds_to_run):
                 # One after the other, so that what disturbs the machine disturbs all of them.
                 published, seen = pair.flow(PACE, seconds + 1)
                 self.judge(f"{place.name}, {count} leaves", seen)
