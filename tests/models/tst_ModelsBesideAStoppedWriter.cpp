@@ -1,3 +1,4 @@
+#include "DisplayTurns.h"
 #include "DisplayedPlant.h"
 #include "StoppedWriter.h"
 #include "TesselModels/ConfigurationModel.h"
@@ -86,6 +87,7 @@ class tst_ModelsBesideAStoppedWriter : public QObject
 
 private Q_SLOTS:
     void modelsHoldWhileRegionsComeAndGo();
+    void displayNeverStandsStill();
 };
 
 void tst_ModelsBesideAStoppedWriter::modelsHoldWhileRegionsComeAndGo()
@@ -122,6 +124,50 @@ void tst_ModelsBesideAStoppedWriter::modelsHoldWhileRegionsComeAndGo()
     QTRY_VERIFY_WITH_TIMEOUT(models.show(plant, 300.5), longestWait);
     QVERIFY(writer.kill());
     QCOMPARE(failed.count(), 2);
+}
+
+void tst_ModelsBesideAStoppedWriter::displayNeverStandsStill()
+{
+    constexpr double most = 5; // milliseconds
+    const WorkingDirectory directory;
+    const DisplayedPlant plant;
+    StoppedWriter writer(plant.file);
+    auto region = std::make_unique<HeldRegion>(plant.file);
+    WatchedModels models(plant);
+    DisplayTurns turns;
+    const auto publishAll = [&](int sets) {
+        for (int set = 0; set < sets; ++set) {
+            const double value = set;
+            if (!region->publish(plant.speed, validValue(value))
+                || !turns.until([&] { return models.show(plant, value); })) {
+                return false;
+            }
+        }
+        return true;
+    };
+    QVERIFY(turns.until([&] { return models.source.isConnected(); }));
+    QVERIFY(turns.until([&] { return models.configuration.isLoaded(); }));
+    QVERIFY(publishAll(20));
+    QSignalSpy failed(&models.source, &ProcessDataSource::writeFailed);
+
+    QVERIFY(writer.takeLock());
+    QVERIFY(turns.measure([&] { return models.tree.setData(models.treeSpeed(plant), 100.5); }));
+    QVERIFY(turns.measure([&] { return models.list.setData(models.listSpeed(plant), 200.5); }));
+    QVERIFY(turns.measure([&] {
+        models.configuration.save();
+        return models.show(plant, 19.0);
+    }));
+    QVERIFY(turns.until([&] { return !models.configuration.isSaving(); }));
+    region.reset();
+    QVERIFY(turns.until([&] { return !models.source.isConnected(); }));
+    QVERIFY(turns.until([&] { return failed.count() == 2; }));
+    region = std::make_unique<HeldRegion>(plant.file);
+    QVERIFY(turns.until([&] { return models.source.isConnected(); }));
+    QVERIFY(publishAll(20));
+    QVERIFY(writer.kill());
+
+    QVERIFY2(turns.longestMilliseconds() <= most,
+             qPrintable(QString::number(turns.longestMilliseconds())));
 }
 
 QTEST_GUILESS_MAIN(tst_ModelsBesideAStoppedWriter)
