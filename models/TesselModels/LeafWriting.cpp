@@ -1,6 +1,7 @@
 #include "Access/ProcessDataGuards.h"
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "TesselModels/LeafWriting_p.h"
+#include "TesselModels/ShortestText_p.h"
 
 #include <cmath>
 #include <limits>
@@ -171,13 +172,13 @@ std::optional<WriteProblem> LeafWriting::checkLimits(const QVariant &value) cons
     if (least.isValid() && isLess(value, least)) {
         return WriteProblem{WriteError::OutOfRange,
                             QStringLiteral("%1 is below the lower limit of '%2', %3")
-                                .arg(value.toString(), leaf.url, least.toString())};
+                                .arg(shortestTextOf(value), leaf.url, shortestTextOf(least))};
     }
     const QVariant most = asTypeOf(value, leaf.maximum);
     if (most.isValid() && isLess(most, value)) {
         return WriteProblem{WriteError::OutOfRange,
                             QStringLiteral("%1 is above the upper limit of '%2', %3")
-                                .arg(value.toString(), leaf.url, most.toString())};
+                                .arg(shortestTextOf(value), leaf.url, shortestTextOf(most))};
     }
     return std::nullopt;
 }
@@ -200,7 +201,7 @@ std::optional<WriteProblem> LeafWriting::check(const QVariant &value) const
             value.toFloat())) {
         return wrongType(QStringLiteral("%1 would read back as an error state, which the slot of "
                                         "'%2' keeps in the number")
-                             .arg(value.toString(), leaf.url));
+                             .arg(shortestTextOf(value), leaf.url));
     }
     return checkLimits(value);
 }

@@ -1,28 +1,11 @@
 #include "Companion/StringConversionsDefinitions.h"
 #include "ProcessData/ProcessValue.h"
+#include "TesselModels/ShortestText_p.h"
 #include "TesselModels/ShownSet_p.h"
 
-#include <array>
-#include <charconv>
-#include <cmath>
 #include <cstring>
 
 namespace {
-
-/// The shortest text that reads back as the same number.
-template <class Number>
-QString shortest(Number number)
-{
-    if (std::isnan(number)) {
-        return QStringLiteral("nan");
-    }
-    if (std::isinf(number)) {
-        return number < 0 ? QStringLiteral("-inf") : QStringLiteral("inf");
-    }
-    std::array<char, 32> text;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    return QString::fromLatin1(text.data(), static_cast<int>(end - text.data()));
-}
 
 template <class Number>
 quint64 bitsOf(Number number)
@@ -91,8 +74,8 @@ QString ShownSet::text(int leaf) const
             .toString();
     }
     switch (static_cast<QMetaType::Type>(content.userType())) {
-    case QMetaType::Float: return shortest(content.toFloat());
-    case QMetaType::Double: return shortest(content.toDouble());
+    case QMetaType::Float:
+    case QMetaType::Double: return shortestTextOf(content);
     case QMetaType::Bool:
         return content.toBool() ? StringConversionsDefinitions::getBoolValueTrue()
                                 : StringConversionsDefinitions::getBoolValueFalse();

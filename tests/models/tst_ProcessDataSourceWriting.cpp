@@ -32,9 +32,12 @@ private Q_SLOTS:
     void writtenValueIsPublished();
     void refusedValueIsTold_data();
     void refusedValueIsTold();
+    void valueThatItsSlotCannotHoldIsRefused_data();
+    void valueThatItsSlotCannotHoldIsRefused();
     void valueWithoutARegionIsRefused();
     void itemHearsOfItsOwnFailureAlone();
     void writerStoppedInItsLockHoldsUpNobodyButTheWrite();
+    void lockThatIsNotToBeHadIsTold();
     void endOfASourceDoesNotWaitForItsWrite();
 };
 
@@ -148,6 +151,54 @@ void tst_ProcessDataSourceWriting::refusedValueIsTold()
     QCOMPARE(source.getGeneration(), quint64{1});
 }
 
+void tst_ProcessDataSourceWriting::valueThatItsSlotCannotHoldIsRefused_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QVariant>("written");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("error state in the number")
+        << "odd/number" << QVariant(9e37) << static_cast<int>(WriteError::WrongType)
+        << "9e+37 would read back as an error state, which the slot of 'odd/number' keeps in the "
+           "number";
+    QTest::newRow("mask without a bit")
+        << "odd/bit" << QVariant(true) << static_cast<int>(WriteError::WrongType)
+        << "the mask of 'odd/bit' names no bit of its byte";
+    QTest::newRow("zero character")
+        << "pump/name" << QVariant(QString(QChar::Null)) << static_cast<int>(WriteError::WrongType)
+        << "a text ends where its first zero character is";
+    // A float is told with its own digits, not with those of the double beside it.
+    QTest::newRow("below a limit")
+        << "odd/number" << QVariant(0.1) << static_cast<int>(WriteError::OutOfRange)
+        << "0.1 is below the lower limit of 'odd/number', 0.3";
+}
+
+void tst_ProcessDataSourceWriting::valueThatItsSlotCannotHoldIsRefused()
+{
+    QFETCH(QString, url);
+    QFETCH(QVariant, written);
+    DisplayedPlant plant;
+    plant.description().add(QStringLiteral("odd/number"), QStringLiteral("float"),
+                            ToolDescription::Metadata::None, 4,
+                            {{QStringLiteral("minLimit"), 0.3}});
+    plant.description().add(QStringLiteral("odd/bit"), QStringLiteral("bit"),
+                            ToolDescription::Metadata::ErrorState, 1,
+                            {{QStringLiteral("bitmask"), 0}});
+    plant.description().write();
+    const HeldRegion region(plant.file);
+    ProcessDataSource source(plant.file);
+    QVERIFY(waitForGeneration(source, 1));
+    QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+
+    source.write(url, written);
+
+    QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, longestWait);
+    QTEST(failed.first()[1].toInt(), "code");
+    QTEST(failed.first()[2].toString(), "text");
+    QCOMPARE(source.getGeneration(), quint64{1});
+}
+
 void tst_ProcessDataSourceWriting::valueWithoutARegionIsRefused()
 {
     const DisplayedPlant plant;
@@ -207,6 +258,31 @@ void tst_ProcessDataSourceWriting::writerStoppedInItsLockHoldsUpNobodyButTheWrit
 
     QVERIFY(waitForGeneration(source, 3));
     QCOMPARE(speed.getValue(), QVariant(8.5));
+}
+
+void tst_ProcessDataSourceWriting::lockThatIsNotToBeHadIsTold()
+{
+    const DisplayedPlant plant;
+    StoppedWriter writer(plant.file);
+    const HeldRegion region(plant.file);
+    ProcessDataSource source(plant.file);
+    QVERIFY(waitForGeneration(source, 1));
+    QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+    QVERIFY(writer.takeLock());
+
+    source.write(plant.speed, 8.5);
+
+    // The writer stays where it is, and its region too.
+    QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, longestWait);
+    QCOMPARE(failed.first(),
+             QList<QVariant>({plant.speed, static_cast<int>(WriteError::NotPublished),
+                              "'pump/speed': no lock on the region was to be had; a writer stands "
+                              "still inside, 'tessel info' tells which"}));
+    QVERIFY(source.isConnected());
+    QCOMPARE(writer.goOn(), 0);
+    source.write(plant.speed, 9.5);
+    QVERIFY(waitForGeneration(source, 2));
+    QCOMPARE(failed.count(), 1);
 }
 
 void tst_ProcessDataSourceWriting::endOfASourceDoesNotWaitForItsWrite()
