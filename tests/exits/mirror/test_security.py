@@ -1,14 +1,39 @@
 """With certificates: who has those of the authority mirrors, everybody else sees and says nothing."""
 
 import json
+import os
 import pathlib
 import shutil
+import socket
 import subprocess
 import unittest
 
 from mirrors import EXIT, LONGEST, Creator, Domain, Mirror, MirroredPlant, tool, wait_until
 
 AUTHORITY = pathlib.Path(__file__).resolve().parents[3] / "script/authority"
+
+
+class Listener:
+    """Has what goes over the loopback, as anybody in a network has it."""
+
+    def __init__(self):
+        every_protocol = 3
+        self._socket = socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(every_protocol))
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 8 << 20)
+        self._socket.bind(("lo", 0))
+        self._socket.setblocking(False)
+
+    def heard(self):
+        """Since it was asked before."""
+        packets = []
+        try:
+            while True:
+                packets.append(self._socket.recv(1 << 16))
+        except BlockingIOError:
+            return b"".join(packets)
+
+    def close(self):
+        self._socket.close()
 
 
 @unittest.skipUnless(shutil.which("openssl"), "openssl is not installed")
@@ -58,6 +83,33 @@ class Security(unittest.TestCase):
         for receiver, file in strangers:
             self.assertEqual({state for _, state in self.plant.leaves(file).values()}, {"timeout"})
             self.assertFalse(receiver.logged(" mirrors "))
+
+    def test_what_travels_with_certificates_is_not_to_be_read(self):
+        try:
+            listener = self.closed(Listener())
+        except PermissionError as problem:
+            self.skipTest(f"hears nothing of others: {problem}")
+        self.closed(Creator(self.plant))
+        # Of this run alone: others talk on the loopback too.
+        value = f"secret {os.getpid()}"
+        words = [value.encode("utf-16-le"), self.plant.key.encode()]
+
+        def heard_while_mirrored(sending, receiving):
+            listener.heard()
+            heard = []
+            sender, receiver = self.send(*sending), self.receive(*receiving)
+            for text in (value + "s", value):
+                self.plant.set("b/text", text)
+                wait_until(lambda text=text: heard.append(listener.heard())
+                           or (self.plant.leaves() or {}).get("b/text") == (text, "valid"), "mirrors")
+            receiver.end()
+            sender.end()
+            heard.append(listener.heard())
+            return [word for word in words if word in b"".join(heard)]
+
+        self.assertEqual(heard_while_mirrored((), ()), words)
+        self.assertEqual(heard_while_mirrored(("--security", self.ours / "device"),
+                                              ("--security", self.ours / "display")), [])
 
     def test_source_without_certificate_is_not_heard(self):
         self.closed(Creator(self.plant))
