@@ -30,8 +30,9 @@ struct WriteRequest
     static constexpr int sm_mostValues = 1000;
     /// Milliseconds after which nobody waits for it any more, and after which it is not carried out.
     static constexpr int sm_lifetime = 3000;
-    /// Milliseconds from one request of a mirror to the next, at least.
-    static constexpr int sm_interval = 10;
+    /// Milliseconds from one request of a mirror to the next, at least. So it stays below what a source carries
+    /// out in a second, also where a request comes as late as the next one is sent.
+    static constexpr int sm_interval = 11;
 };
 
 /// What became of it; the numbers go over the wire and are those in which `tessel set` ends.

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void requestWithoutOrWithTooManyValuesIsRefused_data();
     void requestWithoutOrWithTooManyValuesIsRefused();
     void soManyASecondAreCarriedOut();
+    void mirrorThatKeepsItsDistanceIsNotOneOfTooMany();
     void oneOfTooManyMirrorsIsForgotten();
 
     void oneIsOnItsWayAtATime();
@@ -189,6 +190,24 @@ void tst_MirrorRequests::soManyASecondAreCarriedOut()
     QCOMPARE(gate.take(request(++number), 0, 999 + 1000).what, What::CarryOut);
 }
 
+/// One is on its way at a time: the first may come as late as the second is sent, and the others at once.
+void tst_MirrorRequests::mirrorThatKeepsItsDistanceIsNotOneOfTooMany()
+{
+    RequestQueue queue;
+    RequestGate gate;
+    qint64 ticks = 0;
+    for (int i = 0; i < 500; ++i) {
+        queue.add(values("a", "1"), ticks);
+        ticks += *queue.pause(ticks);
+        const auto *const next = queue.takeNext(ticks);
+        QVERIFY(next != nullptr);
+        const qint64 way = i == 0 ? WriteRequest::sm_interval - 1 : 0;
+        QCOMPARE(gate.take(request(next->number), 0, ticks + way).what, What::CarryOut);
+        gate.note(request(next->number), {next->number, WriteResult::Written, {}});
+        QVERIFY(queue.answer(next->number));
+    }
+}
+
 void tst_MirrorRequests::oneOfTooManyMirrorsIsForgotten()
 {
     RequestGate gate;
@@ -213,10 +232,10 @@ void tst_MirrorRequests::oneIsOnItsWayAtATime()
     QVERIFY(first != nullptr);
     QCOMPARE(first->number, quint64{1});
     QCOMPARE(first->values, values("a", "1"));
-    QVERIFY(queue.takeNext(10) == nullptr);
+    QVERIFY(queue.takeNext(WriteRequest::sm_interval) == nullptr);
 
     QCOMPARE(queue.answer(1)->values, values("a", "1"));
-    const auto *const second = queue.takeNext(10);
+    const auto *const second = queue.takeNext(WriteRequest::sm_interval);
     QVERIFY(second != nullptr);
     QCOMPARE(second->number, quint64{2});
     QCOMPARE(second->values, values("b", "2"));
@@ -247,9 +266,9 @@ void tst_MirrorRequests::requestsKeepTheirDistance()
     queue.answer(1);
     queue.add(values("a", "2"), 1);
 
-    QVERIFY(queue.takeNext(9) == nullptr);
-    QCOMPARE(queue.pause(9), std::optional<int>(1));
-    QVERIFY(queue.takeNext(10) != nullptr);
+    QVERIFY(queue.takeNext(10) == nullptr);
+    QCOMPARE(queue.pause(10), std::optional<int>(1));
+    QVERIFY(queue.takeNext(11) != nullptr);
 }
 
 void tst_MirrorRequests::answerToAnotherNumberIsNone()
