@@ -34,6 +34,14 @@ Reviewed checked(const ProcessValue &value, const QString &problem)
     return {value, problem.isEmpty() ? WriteResult::Written : WriteResult::Refused, problem};
 }
 
+/// What is written into the log and sent back has an end, however long the text that it names is.
+QString shortened(QString problem, const QString &text)
+{
+    return text.size() > mostCharacters
+               ? problem.replace(text, text.left(mostCharacters) + QChar(0x2026))
+               : problem;
+}
+
 Reviewed review(const FollowedLeaf &leaf, const RequestedValue &asked)
 {
     // What is read-only says so whatever is to be written.
@@ -50,7 +58,8 @@ Reviewed review(const FollowedLeaf &leaf, const RequestedValue &asked)
     }
     const TypedValue typed = TypedValue::fromText(leaf, asked.text);
     return checked({typed.value, PROCESS_VALUE_ERROR_TYPE_VALID},
-                   typed.problem.isEmpty() ? problemOfWrite(leaf, typed.value) : typed.problem);
+                   typed.problem.isEmpty() ? problemOfWrite(leaf, typed.value)
+                                           : shortened(typed.problem, asked.text));
 }
 
 /// All that is asked for, looked over before anything is written.

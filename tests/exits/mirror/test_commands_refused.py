@@ -159,6 +159,15 @@ class Raw(Commands):
                     self.assertEqual(text, reason)
         self.assertEqual(self.swaps_of_source(), before)
 
+    def test_text_without_an_end_is_named_by_its_beginning(self):
+        (_, result, text), = self.requester.ask(1, ("a/whole", 0, "5" * 100000))
+
+        self.assertEqual(result, 5)
+        self.assertEqual(text, f"'a/whole': '{'5' * 200}…' is no int64; a whole number from -9223372036854775808 to "
+                               "9223372036854775807 is")
+        self.assertIn(f"is refused: {text} (5)", self.sender.log())
+        self.assertLess(len(self.sender.log()), 2000)
+
     def test_flood_has_a_bound(self):
         begin = time.monotonic()
         results = [self.requester.ask(number, ("a/whole", 0, str(number)))[0][1] for number in range(1, 501)]
