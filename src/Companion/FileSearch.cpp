@@ -24,7 +24,8 @@ public:
             m_visits.tellPassedOver(directory);
             return;
         }
-        for (const auto &entry : sortedEntries(directory.filePath())) {
+        const QFileInfoList entries = sortedEntries(directory.filePath());
+        for (const auto &entry : entries) {
             if (entry.isDir()) {
                 visit(entry);
             } else if (entry.isFile()) {

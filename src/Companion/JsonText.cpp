@@ -237,7 +237,7 @@ void JsonText::Members::sortAsToolkit()
         json += "\":" + QByteArray::number(index);
     }
     const QJsonObject indices = QJsonDocument::fromJson(json + '}').object();
-    for (const QJsonValue index : indices) {
+    for (const auto &index : indices) {
         m_order.append(static_cast<quint32>(index.toDouble()));
     }
 }

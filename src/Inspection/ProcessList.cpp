@@ -132,7 +132,8 @@ std::shared_ptr<const ProcessList> ProcessList::takenSince(Clock::time_point tim
 std::vector<pid_t> ProcessList::findNumbers()
 {
     std::vector<pid_t> numbers;
-    for (const auto &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs, QDir::Unsorted)) {
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs, QDir::Unsorted);
+    for (const auto &entry : entries) {
         bool isProcess = false;
         const auto number = static_cast<pid_t>(entry.toInt(&isProcess));
         if (isProcess) {

@@ -100,7 +100,8 @@ Table readTableOfAThread(ProcessMappings &found, pid_t process, dev_t device)
     // One that ends may have made another one before.
     for (bool isNew = true; isNew;) {
         isNew = false;
-        for (const auto &thread : findThreads(folder)) {
+        const QStringList threads = findThreads(folder);
+        for (const auto &thread : threads) {
             if (tried.contains(thread)) {
                 continue;
             }
