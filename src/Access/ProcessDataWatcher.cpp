@@ -289,6 +289,7 @@ void ProcessDataWatcher::Private::tellDescriptor()
         signal();
         lock.lock();
         // Acknowledged already, perhaps before the signal: nobody is to come for that again.
+        // cppcheck-suppress knownConditionTrueFalse ; acknowledge() sets it while the lock is free
         if (result == Result::NewSet && m_isArmed) {
             drain();
         }

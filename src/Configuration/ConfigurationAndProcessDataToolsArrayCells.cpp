@@ -68,6 +68,7 @@ bool isPlain(const QVariant &value)
 /// False where a cell is NaN.
 bool equalsItself(const QVariantList &row)
 {
+    // cppcheck-suppress duplicateExpression ; NaN is not equal to itself
     return std::all_of(row.cbegin(), row.cend(), [](const QVariant &cell) { return cell == cell; });
 }
 

@@ -128,6 +128,7 @@ bool putIntoRooms(std::vector<Place> &places, int first, std::size_t range)
 {
     std::vector<Place> rooms(range);
     for (const Place &place : places) {
+        // cppcheck-suppress redundantAssignment ; one of many rooms, which are read below
         Place &room = rooms[static_cast<std::size_t>(qint64{place.position} - first)];
         if (room.hasPosition) {
             return false;

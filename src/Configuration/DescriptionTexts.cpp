@@ -77,6 +77,7 @@ QString DescriptionTexts::sharedAt(std::vector<QString> &texts, std::size_t numb
     if (number >= texts.size()) {
         texts.resize(number + 1);
     }
+    // cppcheck-suppress duplicateConditionalAssign ; what is equal keeps the bytes that others share
     if (texts[number] != text) {
         texts[number] = text;
     }

@@ -51,7 +51,7 @@ MappedMemory memoryOf(const QByteArray &line, const void *address)
 {
     const quint64 inode = inodeOf(line);
     return inode != 0 ? MappedMemory(line.simplified().split(' ').value(deviceField), inode)
-                      : MappedMemory({}, reinterpret_cast<std::uintptr_t>(address));
+                      : MappedMemory(QByteArray(), reinterpret_cast<std::uintptr_t>(address));
 }
 
 bool isNamed(const QByteArray &line)

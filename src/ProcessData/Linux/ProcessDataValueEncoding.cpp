@@ -37,7 +37,7 @@ T loadPlain(const unsigned char *slot)
 template <class Byte>
 Byte *unitAddress(Byte *text, unsigned int index)
 {
-    return text + std::size_t{index} * sizeof(ushort);
+    return &text[std::size_t{index} * sizeof(ushort)];
 }
 
 } // namespace

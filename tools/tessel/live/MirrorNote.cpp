@@ -36,6 +36,7 @@ QByteArray readBeside(const struct stat &memory, const QByteArray &name)
     const bool isUsable = file.open(descriptor, QIODevice::ReadOnly, QFile::AutoCloseHandle)
                           && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)
                           && status.st_uid == memory.st_uid;
+    // cppcheck-suppress resourceLeak ; the file closes it: a descriptor is always taken for reading
     return isUsable ? file.read(mostBytes) : QByteArray();
 }
 

@@ -138,6 +138,7 @@ QVector<BufferedSlot> RegionLook::slotsOf(const Leaf &leaf) const
             const Buffer written = read == Buffer::First ? Buffer::Second : Buffer::First;
             found.append(slotIn(m_region, written, leaf, false));
         }
+        // cppcheck-suppress knownConditionTrueFalse ; others swap meanwhile
         if (m_region.getSwapCount() == before) {
             break;
         }

@@ -9,21 +9,21 @@ using Tables = std::array<std::array<quint32, 256>, lanes>;
 
 constexpr Tables makeTables()
 {
-    Tables tables{};
+    Tables made{};
     for (quint32 byte = 0; byte < 256; ++byte) {
         quint32 rest = byte;
         for (int bit = 0; bit < 8; ++bit) {
             rest = (rest & 1U) != 0 ? 0xEDB88320U ^ (rest >> 1U) : rest >> 1U;
         }
-        tables[0][byte] = rest;
+        made[0][byte] = rest;
     }
     for (std::size_t lane = 1; lane < lanes; ++lane) {
         for (std::size_t byte = 0; byte < 256; ++byte) {
-            const quint32 former = tables[lane - 1][byte];
-            tables[lane][byte] = tables[0][former & 0xFFU] ^ (former >> 8U);
+            const quint32 former = made[lane - 1][byte];
+            made[lane][byte] = made[0][former & 0xFFU] ^ (former >> 8U);
         }
     }
-    return tables;
+    return made;
 }
 
 constexpr Tables tables = makeTables();

@@ -47,9 +47,10 @@ QString nearestGapTrigger(const QString &text)
     }
     const bool isTime = durationFromText(match.captured(2)).has_value();
     const bool isGap = match.captured(1) == QLatin1String("gap");
-    return isTime || isGap
-               ? QStringLiteral("gap > ") + (isTime ? match.captured(2) : QStringLiteral("500ms"))
-               : QString();
+    if (!isTime && !isGap) {
+        return {};
+    }
+    return QStringLiteral("gap > ") + (isTime ? match.captured(2) : QStringLiteral("500ms"));
 }
 
 } // namespace
