@@ -304,7 +304,8 @@ void RegionFollower::attach()
         m_region.reset();
         ++m_failures;
         tellAbsence(QStringLiteral("region '%1' cannot be attached: %2; trying again")
-                        .arg(m_tree.key, reasons.text()));
+                        .arg(m_tree.key, isAttached ? QStringLiteral("it was replaced meanwhile")
+                                                    : reasons.text()));
         return;
     }
     checkSlots();
