@@ -4,6 +4,9 @@
 
 #include <QtTest>
 
+#include <cstring>
+
+#include <dlfcn.h>
 #include <unistd.h>
 
 namespace {
@@ -51,7 +54,40 @@ constexpr int readOnly = 0;
 constexpr int power = 2;
 constexpr int bare = 3;
 
+/// While one lives, no set is published in this process: swaps fail, with a reason of the library.
+class RefusedSwaps
+{
+public:
+    RefusedSwaps() { sm_isAlive = true; }
+    ~RefusedSwaps() { sm_isAlive = false; }
+
+    RefusedSwaps(const RefusedSwaps &) = delete;
+    RefusedSwaps &operator=(const RefusedSwaps &) = delete;
+
+    static bool sm_isAlive;
+};
+
+bool RefusedSwaps::sm_isAlive = false;
+
 } // namespace
+
+/// In front of the library's.
+bool ProcessDataManager::swapReadAndWriteBuffer()
+{
+    if (RefusedSwaps::sm_isAlive) {
+        qWarning() << "No swap now.";
+        return false;
+    }
+    using Swap = bool (ProcessDataManager::*)();
+    static const Swap original = [] {
+        const void *const function = dlsym(RTLD_NEXT,
+                                           "_ZN18ProcessDataManager22swapReadAndWriteBufferEv");
+        Swap swap = nullptr;
+        std::memcpy(&swap, &function, sizeof function);
+        return swap;
+    }();
+    return (this->*original)();
+}
 
 /// What becomes of reading and writing while somebody else is inside the lock, and behind a failed write.
 class tst_RegionLock : public QObject
@@ -69,6 +105,8 @@ private Q_SLOTS:
     void setIsPublishedAtOnce();
     void setThatCannotBeWrittenIsTakenBack_data() { kinds(); }
     void setThatCannotBeWrittenIsTakenBack();
+    void setThatCannotBePublishedIsTakenBack_data() { kinds(); }
+    void setThatCannotBePublishedIsTakenBack();
 
 private:
     static void kinds();
@@ -194,6 +232,29 @@ void tst_RegionLock::setThatCannotBeWrittenIsTakenBack()
     QVERIFY(writing.problem.startsWith(QStringLiteral("'pump/speed' was not written: ")));
     QVERIFY(region.publish(plant.name, validValue(QStringLiteral("x"))));
     QCOMPARE(region.read(powerUrl()).toDouble(), 7.5);
+}
+
+void tst_RegionLock::setThatCannotBePublishedIsTakenBack()
+{
+    QFETCH(const bool, isDoubleBuffered);
+    FollowedPlant plant;
+    const QString file = writtenFile(plant, isDoubleBuffered);
+    HeldRegion region(file);
+    QVERIFY(region.write(QStringLiteral("pump/bare"), validValue(3)));
+    QVERIFY(region.publish(powerUrl(), validValue(7.5)));
+    RegionFollower follower(file);
+    {
+        const RefusedSwaps refused;
+
+        const SetWriting writing = SetWriting::publish(
+            follower, {{power, validValue(8.5)}, {power, validValue(9.5)}, {bare, validValue(4)}});
+
+        QCOMPARE(writing.problem, QStringLiteral("the set was not published: No swap now."));
+        QCOMPARE(writing.problemLeaf, -1);
+    }
+    QVERIFY(region.publish(plant.name, validValue(QStringLiteral("x"))));
+    QCOMPARE(region.read(powerUrl()).toDouble(), 7.5);
+    QCOMPARE(region.read(QStringLiteral("pump/bare")).toInt(), 3);
 }
 
 QTEST_GUILESS_MAIN(tst_RegionLock)
