@@ -60,7 +60,8 @@ RegionLock RegionLockReading::read(const QString &semaphoreKey, bool isOwnerInsi
     if (!own) {
         return lock;
     }
-    const auto isTaken = [&own](unsigned short semaphore) { return own->values[semaphore] == 1; };
+    // Who waits for it waits for 0: a number that somebody else has written keeps everybody out as well.
+    const auto isTaken = [&own](unsigned short semaphore) { return own->values[semaphore] != 0; };
     lock.state = RegionLock::State::Free;
     // A lease counts only as long as its semaphore is taken: the kernel gives that back at a death.
     if (isTaken(SemaphoreLease) && isOwnerInside) {

@@ -101,6 +101,7 @@ private Q_SLOTS:
     void writingWaitsForNobodyWhoWasStopped_data() { kinds(); }
     void writingWaitsForNobodyWhoWasStopped();
     void writingWaitsForNoReaderWhoWasStopped();
+    void nobodyWaitsForALockThatWasWrittenOver();
     void setIsPublishedAtOnce_data() { kinds(); }
     void setIsPublishedAtOnce();
     void setThatCannotBeWrittenIsTakenBack_data() { kinds(); }
@@ -191,6 +192,30 @@ void tst_RegionLock::writingWaitsForNoReaderWhoWasStopped()
     bool repeat = false;
     QVERIFY(region.manager().unlockReadBuffer(repeat));
     QCOMPARE(SetWriting::publish(follower, {{power, validValue(8.5)}}).problem, QString());
+}
+
+void tst_RegionLock::nobodyWaitsForALockThatWasWrittenOver()
+{
+    FollowedPlant plant;
+    const QString file = writtenFile(plant, false);
+    HeldRegion region(file);
+    QVERIFY(region.publish(powerUrl(), validValue(7.5)));
+    RegionFollower follower(file);
+    const SemaphoreSet semaphores(plant.key() + QStringLiteral("Semaphore"));
+    // No writer of the library leaves such a number.
+    QVERIFY(semaphores.setValue(SemaphoreSet::Names::SemaphoreWriteLock, 2));
+    QElapsedTimer timer;
+    timer.start();
+
+    QVERIFY(!follower.takeSet());
+    const SetWriting writing = SetWriting::publish(follower, {{power, validValue(8.5)}});
+
+    QVERIFY(isPrompt(timer));
+    QVERIFY2(writing.problem.contains(QStringLiteral("holds the lock of region")),
+             qPrintable(writing.problem));
+    QVERIFY(semaphores.setValue(SemaphoreSet::Names::SemaphoreWriteLock, 0));
+    QVERIFY(follower.takeSet());
+    QCOMPARE(follower.value(power).toDouble(), 7.5);
 }
 
 void tst_RegionLock::setIsPublishedAtOnce()
