@@ -9,6 +9,7 @@ import os
 import pathlib
 import signal
 import subprocess
+import time
 import unittest
 
 from mirrors import KEEPS_FREED_MEMORY, LONGEST, Domain, Mirror, MirroredPlant, Peer, resident, wait_until
@@ -88,15 +89,19 @@ class Traffic(unittest.TestCase):
         self.assertEqual(seen["problem"], "")
         self.assertGreater(seen["sets"], 10)
 
-    def test_publisher_above_the_rate_is_not_silent(self):
+    def test_publisher_above_the_rate_is_sent_at_the_rate_and_not_silent(self):
         plant = self.closed(MirroredPlant({"a/time": {"type": "int64"}, "a/number": {"type": "int64"}}))
+        receiver = self.closed(Mirror("receive", self.domain, "--as", plant.mirror_key, plant.file))
         sender = self.closed(Mirror("send", self.domain, "--lease", "20000", "--rate", "1", "--silent-after", "900",
                                     plant.file))
+        begin, swaps = time.monotonic(), plant.swaps_of_mirror()
         publisher = self.closed(Peer(PEER, "publish", plant.file, RATE, SECONDS))
-        wait_until(lambda: sender.logged("attached to region"), "attached")
+        wait_until(lambda: receiver.logged(" mirrors "), "mirrors")
 
         self.assertGreater(publisher.result()["sets"], RATE)
 
+        # The first, one each second, and the loss.
+        self.assertLessEqual(plant.swaps_of_mirror() - swaps, 2 + time.monotonic() - begin)
         # What ended it is the end of the region.
         self.assertNotIn("nothing was published", sender.log())
 
