@@ -10,6 +10,8 @@
 
 #include <optional>
 
+#include <fcntl.h>
+
 namespace {
 
 /// It is written each second; one that is as old is of a program that has ended or hangs. So is one as far
@@ -20,12 +22,21 @@ constexpr double millisecondsPerSecond = 1000;
 
 using Objects = QMap<QByteArray, QJsonObject>; ///< by their labels
 
+/// Whoever opens a pipe waits for its other end, and so would all who ask for metrics.
+bool openWithoutWaiting(QFile &file, const QString &path)
+{
+    const int descriptor = ::open(QFile::encodeName(path).constData(),
+                                  O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    return descriptor >= 0
+           && file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
+}
+
 std::optional<QJsonObject> contentOf(const QString &path)
 {
-    QFile file(path);
+    QFile file;
     const QDateTime written = QFileInfo(path).lastModified();
     if (!written.isValid() || qAbs(written.msecsTo(QDateTime::currentDateTime())) > oldestFile
-        || !file.open(QIODevice::ReadOnly)) {
+        || !QFileInfo(path).isFile() || !openWithoutWaiting(file, path)) {
         return {};
     }
     const QJsonDocument document = QJsonDocument::fromJson(file.read(mostBytes));

@@ -141,6 +141,15 @@ class Metrics(unittest.TestCase):
 
             self.assertEqual(samples(self.metrics(file))[f'tessel_mirror_up{{file="{file}"}}'], 1, text)
 
+    def test_what_is_no_file_is_none_and_not_waited_for(self):
+        place = self.files["send"]
+        none = {f'tessel_mirror_up{{file="{place}"}}': 0}
+        os.mkfifo(place)
+        self.assertEqual(samples(self.metrics(place)), none)
+        place.unlink()
+        place.mkdir()
+        self.assertEqual(samples(self.metrics(place)), none)
+
     def test_without_a_file_nothing_is_told_of_mirrors(self):
         self.assertNotIn("mirror", self.metrics())
 
