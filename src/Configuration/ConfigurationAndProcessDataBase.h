@@ -116,7 +116,7 @@ public:
     /// Appends the URLs of all leaves below this node, each beginning with @p prefix and "/".
     virtual void collectUrlsOfElements(QStringList &urls, QString &prefix) const;
 
-Q_SIGNALS:
+Q_SIGNALS: // clazy:excludeall=overloaded-signal both are part of the interface
     /// Emitted by a write that changed a property, with its key or path and the new value.
     void propertyChanged(const QString &strKey, const QVariant &value);
     /// Emitted after the signal with arguments. In a parsed tree it also reaches every node on the

@@ -22,6 +22,7 @@ namespace ElementRegistration {
 
 // Objects of one file are constructed from top to bottom, so the postfixes stand before the
 // registrations that use them.
+// clazy:excludeall=non-pod-global-static the factory is filled when the library is loaded
 const QString configurationPostfix = PropertyManagerConst::getConfigFileExtension();
 const QString processDescriptionPostfix =
     PropertyManagerConst::getProcessDataDescriptionFileExtension();

@@ -29,7 +29,8 @@ void collectPlaces(const QFileInfo &directory, const QStringList &names, Directo
     if (!visits.enter(directory)) {
         return;
     }
-    for (const QFileInfo &entry : DirectoryWalk::entriesOf(directory)) {
+    const QFileInfoList entries = DirectoryWalk::entriesOf(directory);
+    for (const QFileInfo &entry : entries) {
         if (entry.isDir()) {
             collectPlaces(entry, names + QStringList(entry.fileName()), visits, places);
         } else if (entry.fileName().endsWith(PropertyManagerConst::getConfigFileExtension())) {

@@ -94,7 +94,8 @@ public:
         }
         m_sources.insert(record.root.data(), *source);
         const auto node = record.root.staticCast<ConfigurationAndProcessDataTreeNode>();
-        for (const QString &key : node->getChildMap().keys()) {
+        const QStringList keys = node->getChildMap().keys();
+        for (const QString &key : keys) {
             node->deleteElement(key);
         }
     }

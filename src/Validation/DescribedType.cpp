@@ -29,7 +29,8 @@ DescribedType make(const QString &name)
 QHash<QString, DescribedType> makeAll()
 {
     QHash<QString, DescribedType> types;
-    for (const QString &name : DescribedType::names()) {
+    const QStringList names = DescribedType::names();
+    for (const QString &name : names) {
         types.insert(name, make(name));
     }
     return types;

@@ -55,7 +55,8 @@ struct Wanted
             SelectorUrlArrayIndex::splitUrlAndArrayIndex(url, index, withoutIndex);
         }
         Wanted *wanted = this;
-        for (const QString &name : withoutIndex.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        const QStringList names = withoutIndex.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+        for (const QString &name : names) {
             wanted = &wanted->below[name];
         }
         if (index.isValid()) {
