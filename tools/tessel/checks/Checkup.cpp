@@ -40,7 +40,8 @@ QStringList allKeys(const RegionUsers &users)
 Regions allRegions(const RegionUsers &users)
 {
     Regions regions;
-    for (const auto &key : allKeys(users)) {
+    const QStringList keys = allKeys(users);
+    for (const auto &key : keys) {
         regions.append({key, nullptr});
     }
     return regions;

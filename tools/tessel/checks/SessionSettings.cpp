@@ -20,14 +20,16 @@ QStringList filesBelow(const QString &root)
 {
     QStringList files;
     QMap<QString, QString> dropIns; // by name, wherever they are
-    for (const auto &folder : foldersBelow(root)) {
+    const QStringList folders = foldersBelow(root);
+    for (const auto &folder : folders) {
         const QString main = folder + mainName;
         if (files.isEmpty() && QFileInfo::exists(main)) {
             files.append(main);
         }
         const QDir more(main + QStringLiteral(".d"));
-        for (const auto &name : more.entryList({QStringLiteral("*.conf")},
-                                               QDir::Files | QDir::Hidden | QDir::System)) {
+        const QStringList names = more.entryList({QStringLiteral("*.conf")},
+                                                 QDir::Files | QDir::Hidden | QDir::System);
+        for (const auto &name : names) {
             if (!dropIns.contains(name)) {
                 dropIns.insert(name, more.filePath(name));
             }
@@ -90,7 +92,8 @@ std::optional<RemovedIpc> SessionSettings::readRemovedIpc(const QString &root)
     // As it is made.
     RemovedIpc removed{true, root + QStringLiteral("/etc") + mainName};
     bool isSet = false;
-    for (const auto &path : filesBelow(root)) {
+    const QStringList paths = filesBelow(root);
+    for (const auto &path : paths) {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly)) {
             return {};

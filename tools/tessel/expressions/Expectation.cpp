@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace {
 
@@ -180,9 +181,9 @@ QVector<int> Expectation::addLeaves(const Operand &operand, const DescriptionSou
         throw ExpressionError{operand.place, failure.reason + hint, failure.code};
     }
     QVector<int> places;
-    for (const auto &leaf : found) {
-        auto place = m_places.constFind(leaf.element.data());
-        if (place == m_places.cend()) {
+    for (const auto &leaf : std::as_const(found)) {
+        auto place = m_places.find(leaf.element.data());
+        if (place == m_places.end()) {
             place = m_places.insert(leaf.element.data(), m_leaves.size());
             m_leaves.append(leaf);
         }

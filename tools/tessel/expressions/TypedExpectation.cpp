@@ -10,7 +10,8 @@ Expectation typedExpectation(const QString &command, const QString &text,
     try {
         return {text, description};
     } catch (const ExpressionError &error) {
-        for (const auto &line : markedExcerpt(text, error.place)) {
+        const QStringList lines = markedExcerpt(text, error.place);
+        for (const auto &line : lines) {
             writeErrorLine(line);
         }
         const QString reason = QStringLiteral("%1: column %2: %3")

@@ -31,7 +31,8 @@ QString piece(uint character)
 QString CppNames::identifierOf(const QString &name)
 {
     QString text;
-    for (const uint character : name.toUcs4()) {
+    const QVector<uint> characters = name.toUcs4();
+    for (const uint character : characters) {
         text += piece(character);
     }
     QString identifier = text.split(QLatin1Char('_'), Qt::SkipEmptyParts).join(QLatin1Char('_'));

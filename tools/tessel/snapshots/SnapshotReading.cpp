@@ -127,11 +127,13 @@ Snapshot readSnapshot(const QString &path)
     snapshot.fingerprint = object.value(QStringLiteral("fingerprint")).toString();
     snapshot.published = object.value(QStringLiteral("published")).toString();
     snapshot.time = object.value(QStringLiteral("time")).toString();
-    for (const auto &url : object.value(QStringLiteral("urls")).toArray()) {
+    const QJsonArray urls = object.value(QStringLiteral("urls")).toArray();
+    for (const auto &url : urls) {
         snapshot.urls.append(url.toString());
     }
     QSet<QString> known;
-    for (const auto &entry : object.value(QStringLiteral("values")).toArray()) {
+    const QJsonArray values = object.value(QStringLiteral("values")).toArray();
+    for (const auto &entry : values) {
         Snapshot::Value value;
         QString problem = takeValue(entry.toObject(), value);
         if (problem.isEmpty() && known.contains(value.url)) {

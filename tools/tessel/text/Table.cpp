@@ -20,7 +20,7 @@ int width(const QString &text)
 
 Table::Table(const QVector<Column> &columns) : m_columns(columns)
 {
-    for (const auto &column : m_columns) {
+    for (const auto &column : columns) {
         m_widths.append(width(column.title));
     }
 }

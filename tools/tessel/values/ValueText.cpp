@@ -194,7 +194,8 @@ QString nestedJson(const QVariant &value)
 {
     if (value.userType() == QMetaType::QVariantList) {
         QStringList items;
-        for (const QVariant &item : value.toList()) {
+        const QVariantList list = value.toList();
+        for (const QVariant &item : list) {
             items.append(nestedJson(item));
         }
         return QLatin1Char('[') + items.join(QStringLiteral(", ")) + QLatin1Char(']');
