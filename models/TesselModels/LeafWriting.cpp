@@ -222,24 +222,27 @@ std::optional<WriteProblem> LeafWriting::publish(ProcessDataManager &manager,
     if (const auto problem = check(value)) {
         return problem;
     }
-    ProcessDataWriteGuard guard(manager);
+    const ProcessDataWriteGuard guard(manager);
     if (!guard.isLocked()) {
         return WriteProblem{WriteError::NotPublished,
                             QStringLiteral("'%1': no lock on the region was to be had; a writer "
                                            "stands still inside, 'tessel info' tells which")
                                 .arg(leaf.url)};
     }
+    ProcessValue former(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE);
+    element.getValueNoLock(former);
     const ProcessValue wanted(value, ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID);
     if (!element.setValueNoLock(wanted)) {
         return WriteProblem{
             WriteError::NotPublished,
             QStringLiteral("'%1' was not written; the log has the reason").arg(leaf.url)};
     }
-    if (!guard.publish()) {
-        return WriteProblem{WriteError::NotPublished,
-                            QStringLiteral("'%1' was written but not published; the log has the "
-                                           "reason")
-                                .arg(leaf.url)};
+    // Inside the lock: what is not published is taken back before anybody's next set takes it along.
+    if (!manager.swapReadAndWriteBuffer()) {
+        element.setValueNoLock(former);
+        return WriteProblem{
+            WriteError::NotPublished,
+            QStringLiteral("'%1' was not published; the log has the reason").arg(leaf.url)};
     }
     return std::nullopt;
 }

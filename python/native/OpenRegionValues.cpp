@@ -114,7 +114,7 @@ void OpenRegion::write(const QVector<LeafWrite> &writes)
 {
     QElapsedTimer timer;
     timer.start();
-    ProcessDataWriteGuard guard(*m_manager);
+    const ProcessDataWriteGuard guard(*m_manager);
     if (!guard.isLocked()) {
         refuseLock(timer.elapsed());
     }
@@ -127,10 +127,11 @@ void OpenRegion::write(const QVector<LeafWrite> &writes)
                     QStringLiteral("'%1' was not written").arg(m_leaves[write.leaf].url))};
         }
     }
-    former.drop();
-    if (!guard.publish()) {
+    // Inside the lock: what is not published is taken back before anybody's next set takes it along.
+    if (!m_manager->swapReadAndWriteBuffer()) {
         throw Failure{
             Failure::Kind::Access,
             LibraryReasons::behind(QStringLiteral("%1: the set was not published").arg(m_path))};
     }
+    former.drop();
 }

@@ -1,12 +1,10 @@
 #include "Companion/SystemVSemaphoreBaseClass.h"
 #include "FollowedPlant.h"
 #include "region/SetWriting.h"
+#include "support/RefusedSwaps.h"
 
 #include <QtTest>
 
-#include <cstring>
-
-#include <dlfcn.h>
 #include <unistd.h>
 
 namespace {
@@ -54,40 +52,7 @@ constexpr int readOnly = 0;
 constexpr int power = 2;
 constexpr int bare = 3;
 
-/// While one lives, no set is published in this process: swaps fail, with a reason of the library.
-class RefusedSwaps
-{
-public:
-    RefusedSwaps() { sm_isAlive = true; }
-    ~RefusedSwaps() { sm_isAlive = false; }
-
-    RefusedSwaps(const RefusedSwaps &) = delete;
-    RefusedSwaps &operator=(const RefusedSwaps &) = delete;
-
-    static bool sm_isAlive;
-};
-
-bool RefusedSwaps::sm_isAlive = false;
-
 } // namespace
-
-/// In front of the library's.
-bool ProcessDataManager::swapReadAndWriteBuffer()
-{
-    if (RefusedSwaps::sm_isAlive) {
-        qWarning() << "No swap now.";
-        return false;
-    }
-    using Swap = bool (ProcessDataManager::*)();
-    static const Swap original = [] {
-        const void *const function = dlsym(RTLD_NEXT,
-                                           "_ZN18ProcessDataManager22swapReadAndWriteBufferEv");
-        Swap swap = nullptr;
-        std::memcpy(&swap, &function, sizeof function);
-        return swap;
-    }();
-    return (this->*original)();
-}
 
 /// What becomes of reading and writing while somebody else is inside the lock, and behind a failed write.
 class tst_RegionLock : public QObject

@@ -1,6 +1,7 @@
 #include "DisplayedPlant.h"
 #include "StoppedWriter.h"
 #include "TesselModels/ProcessDataItem.h"
+#include "support/RefusedSwaps.h"
 
 #include <QDir>
 
@@ -38,6 +39,7 @@ private Q_SLOTS:
     void itemHearsOfItsOwnFailureAlone();
     void writerStoppedInItsLockHoldsUpNobodyButTheWrite();
     void lockThatIsNotToBeHadIsTold();
+    void valueThatIsNotPublishedIsTakenBack();
     void endOfASourceDoesNotWaitForItsWrite();
 };
 
@@ -283,6 +285,32 @@ void tst_ProcessDataSourceWriting::lockThatIsNotToBeHadIsTold()
     source.write(plant.speed, 9.5);
     QVERIFY(waitForGeneration(source, 2));
     QCOMPARE(failed.count(), 1);
+}
+
+void tst_ProcessDataSourceWriting::valueThatIsNotPublishedIsTakenBack()
+{
+    const DisplayedPlant plant;
+    HeldRegion region(plant.file);
+    QVERIFY(region.publish(plant.speed, validValue(7.5)));
+    ProcessDataSource source(plant.file);
+    ProcessDataItem speed;
+    speed.setUrl(plant.speed);
+    speed.setSource(&source);
+    QTRY_COMPARE_WITH_TIMEOUT(speed.property("value"), QVariant(7.5), longestWait);
+    QSignalSpy failed(&source, &ProcessDataSource::writeFailed);
+    {
+        const RefusedSwaps refused;
+
+        source.write(plant.speed, 8.5);
+
+        QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, longestWait);
+    }
+    QCOMPARE(failed.first(),
+             QList<QVariant>({plant.speed, static_cast<int>(WriteError::NotPublished),
+                              "'pump/speed' was not published; the log has the "
+                              "reason"}));
+    QVERIFY(region.publish(QStringLiteral("pump/count"), validValue(Q_INT64_C(3))));
+    QCOMPARE(region.read(plant.speed).toDouble(), 7.5);
 }
 
 void tst_ProcessDataSourceWriting::endOfASourceDoesNotWaitForItsWrite()
