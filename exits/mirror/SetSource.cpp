@@ -229,12 +229,13 @@ void SetSource::setState(SourceState state)
     sendNewest();
 }
 
+/// A newer one, which waits for its time by the rate, is left to the follower.
 void SetSource::sendNewest()
 {
     m_again.start(againInterval);
     if (m_state != SourceState::Live) {
         send(nullptr, 0);
-    } else if (takeNewest()) {
+    } else if (!m_set.isEmpty()) {
         send(m_set.getBytes(), m_set.getSize());
     }
 }
