@@ -9,9 +9,9 @@ constexpr double microseconds = 1000;
 
 } // namespace
 
-RequestGate::Mirror &RequestGate::mirrorOf(quint64 publisher, qint64 ticks)
+RequestGate::Mirror &RequestGate::mirrorOf(const WriteRequest &request, qint64 ticks)
 {
-    const auto found = m_mirrors.find(publisher);
+    const auto found = m_mirrors.find(request.publisher);
     if (found != m_mirrors.end()) {
         return found.value();
     }
@@ -21,8 +21,9 @@ RequestGate::Mirror &RequestGate::mirrorOf(quint64 publisher, qint64 ticks)
             [](const Mirror &left, const Mirror &right) { return left.seen < right.seen; }));
     }
     Mirror mirror;
+    mirror.receiver = request.receiver;
     mirror.second = ticks;
-    return m_mirrors.insert(publisher, mirror).value();
+    return m_mirrors.insert(request.publisher, mirror).value();
 }
 
 std::optional<WriteAnswer> RequestGate::problemOf(const WriteRequest &request, qint64 now)
@@ -48,8 +49,12 @@ std::optional<WriteAnswer> RequestGate::problemOf(const WriteRequest &request, q
 
 RequestGate::Verdict RequestGate::take(const WriteRequest &request, qint64 now, qint64 ticks)
 {
-    Mirror &mirror = mirrorOf(request.publisher, ticks);
+    Mirror &mirror = mirrorOf(request, ticks);
     mirror.seen = ticks;
+    // The engine keeps an answer for each identity, here and at every mirror, for as long as this source runs.
+    if (request.receiver != mirror.receiver) {
+        return {Verdict::What::LeaveAlone, {}};
+    }
     // It would be like the answer to nothing.
     if (request.number == 0) {
         return {Verdict::What::Refuse,

@@ -17,7 +17,7 @@ public:
             CarryOut,  ///< then note() what became of it
             Refuse,    ///< with `answer`
             Repeat,    ///< `answer`, which was given before
-            LeaveAlone ///< older than one that was answered
+            LeaveAlone ///< older than one that was answered, or under another name than before
         };
 
         What what;
@@ -36,6 +36,7 @@ public:
 private:
     struct Mirror
     {
+        QByteArray receiver; ///< that it names itself
         WriteAnswer last;
         qint64 second = 0; ///< since when its requests are counted
         int count = 0;
@@ -45,7 +46,7 @@ private:
     /// The one that was silent for longest is forgotten for another.
     static constexpr int sm_mostMirrors = 100;
 
-    Mirror &mirrorOf(quint64 publisher, qint64 ticks);
+    Mirror &mirrorOf(const WriteRequest &request, qint64 ticks);
     static std::optional<WriteAnswer> problemOf(const WriteRequest &request, qint64 now);
 
     QMap<quint64, Mirror> m_mirrors;

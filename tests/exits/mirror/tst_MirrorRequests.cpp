@@ -37,6 +37,7 @@ private Q_SLOTS:
     void olderNumberIsLeftAlone();
     void refusalIsRepeatedAsItWas();
     void mirrorsAreKeptApart();
+    void mirrorKeepsItsName();
     void requestIsInTime_data();
     void requestIsInTime();
     void requestWithoutOrWithTooManyValuesIsRefused_data();
@@ -114,6 +115,24 @@ void tst_MirrorRequests::mirrorsAreKeptApart()
 
     QCOMPARE(gate.take(request(7, 0, 2), 0, 0).what, What::CarryOut);
     QCOMPARE(gate.take(request(7, 0, 1), 0, 0).what, What::Repeat);
+}
+
+/// Each name would be one more that is answered, without an end.
+void tst_MirrorRequests::mirrorKeepsItsName()
+{
+    RequestGate gate;
+    WriteRequest first = request(1);
+    first.receiver = QByteArray("first");
+    QCOMPARE(gate.take(first, 0, 0).what, What::CarryOut);
+    gate.note(first, {1, WriteResult::Written, {}});
+
+    WriteRequest other = request(2);
+    other.receiver = QByteArray("other");
+    QCOMPARE(gate.take(other, 0, 0).what, What::LeaveAlone);
+    other.publisher = 2;
+    QCOMPARE(gate.take(other, 0, 0).what, What::CarryOut);
+    first.number = 2;
+    QCOMPARE(gate.take(first, 0, 0).what, What::CarryOut);
 }
 
 void tst_MirrorRequests::requestIsInTime_data()
