@@ -1,11 +1,11 @@
 #pragma once
 
-#include "mirror/BoundedLog.h"
 #include "mirror/MirrorDomain.h"
 #include "mirror/RequestGate.h"
 #include "mirror/SampleSignal.h"
 #include "region/RegionFollower.h"
 #include "region/UrlChoice.h"
+#include "service/BoundedLog.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -35,7 +35,7 @@ private:
     UrlChoice m_commands;
     RequestGate m_gate;
     QElapsedTimer m_clock;
-    BoundedLog m_log;
+    BoundedLog m_log{10, std::chrono::seconds(1), QStringLiteral("writes")};
     SampleSignal m_arrival;
     dds_entity_t m_writer;
     dds_entity_t m_reader;

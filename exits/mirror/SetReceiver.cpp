@@ -169,9 +169,8 @@ void SetReceiver::publish(Mirror &mirror, const ReceivedSet &set)
     if (isNew) {
         mirror.source = mirror.followed = nameOf(set);
         mirror.identity = set.source;
-        ServiceLog::notice(
-            QStringLiteral("region '%1' mirrors '%2' of %3")
-                .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
+        m_log.notice(QStringLiteral("region '%1' mirrors '%2' of %3")
+                         .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
         mirror.mark.setSource(set.host, m_domain.addressOf(m_reader, set.publisher));
         if (mirror.forwarder) {
             mirror.forwarder->setSource(mirror.identity, mirror.source);
@@ -192,11 +191,11 @@ void SetReceiver::lose(Mirror &mirror, const QString &why)
         mirror.region->showTimeout();
     }
     if (wasShown || mirror.trouble != why) {
-        ServiceLog::warning(
-            QStringLiteral("the source of region '%1'%2 is lost: %3; all values are "
-                           "'timeout' until it is back")
-                .arg(mirror.region->key(),
-                     wasShown ? QStringLiteral(", %1,").arg(mirror.source) : QString(), why));
+        m_log.warning(QStringLiteral("the source of region '%1'%2 is lost: %3; all values are "
+                                     "'timeout' until it is back")
+                          .arg(mirror.region->key(),
+                               wasShown ? QStringLiteral(", %1,").arg(mirror.source) : QString(),
+                               why));
     }
     mirror.trouble = why;
     mirror.source.clear();
@@ -236,10 +235,9 @@ void SetReceiver::refuse(Mirror &mirror, const ReceivedSet &set, const QString &
         return;
     }
     mirror.refused.insert(set.source);
-    ServiceLog::warning(
-        QStringLiteral(
-            "a set for region '%1' from %2 was refused: %3; further ones are not told of")
-            .arg(mirror.region->key(), nameOf(set), why));
+    m_log.warning(QStringLiteral(
+                      "a set for region '%1' from %2 was refused: %3; further ones are not told of")
+                      .arg(mirror.region->key(), nameOf(set), why));
 }
 
 void SetReceiver::askForLayout(Mirror &mirror, const ReceivedSet &set)

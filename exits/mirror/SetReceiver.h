@@ -7,6 +7,7 @@
 #include "mirror/SampleSignal.h"
 #include "mirror/SourceGate.h"
 #include "mirror/WriteForwarder.h"
+#include "service/BoundedLog.h"
 
 #include <QObject>
 #include <QSet>
@@ -89,6 +90,7 @@ private:
     const MirrorDomain &m_domain;
     std::vector<std::unique_ptr<Mirror>> m_mirrors;
     int m_watchdog;
+    BoundedLog m_log{600, std::chrono::seconds(60), QStringLiteral("sources")};
     SampleSignal m_arrival;
     dds_entity_t m_reader = 0;
     dds_entity_t m_reportWriter = 0;

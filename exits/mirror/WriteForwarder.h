@@ -1,10 +1,10 @@
 #pragma once
 
-#include "mirror/BoundedLog.h"
 #include "mirror/MirrorDomain.h"
 #include "mirror/MirroredRegion.h"
 #include "mirror/RequestQueue.h"
 #include "mirror/SampleSignal.h"
+#include "service/BoundedLog.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -58,7 +58,7 @@ private:
     QElapsedTimer m_clock;
     RequestQueue m_queue;
     QTimer m_next;
-    BoundedLog m_log;
+    BoundedLog m_log{10, std::chrono::seconds(1), QStringLiteral("writes")};
     SampleSignal m_arrival;
     ProcessDataNotifier *m_notifier;
     dds_entity_t m_writer;

@@ -20,7 +20,7 @@ QString nameOf(const Metric &metric)
 class RefusalLines
 {
 public:
-    explicit RefusalLines(CommandLog &log) : m_log(log) { }
+    explicit RefusalLines(BoundedLog &log) : m_log(log) { }
     void add(const QString &line)
     {
         if (++m_count <= mostLines) {
@@ -39,7 +39,7 @@ public:
     RefusalLines &operator=(const RefusalLines &) = delete;
 
 private:
-    CommandLog &m_log;
+    BoundedLog &m_log;
     int m_count = 0;
 };
 

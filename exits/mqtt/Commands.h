@@ -1,8 +1,8 @@
 #pragma once
 
-#include "mqtt/CommandLog.h"
 #include "mqtt/NodeValues.h"
 #include "region/SetWriting.h"
+#include "service/BoundedLog.h"
 
 /// What commands of the plant do to values.
 class Commands
@@ -34,5 +34,5 @@ private:
     RegionFollower &m_follower;
     NodeValues &m_values;
     const NodeSettings &m_settings;
-    CommandLog m_log;
+    BoundedLog m_log{60, std::chrono::seconds(60), QStringLiteral("commands that are refused")};
 };

@@ -192,7 +192,7 @@ class Hostile(unittest.TestCase):
         for payload in (b"\xff\xff", command(*[(f"no{i}", 3, "int", i) for i in range(20)])):
             self.broker.send(published("spBv1.0/g/NCMD/n", payload) * 1000)
             self.broker.send(published("spBv1.0/g/DCMD/n/other", payload) * 1000)
-        node.wait_log("more commands are refused than are told; no more of them for a minute")
+        node.wait_log("no more lines about commands that are refused for 60 s: there are too many")
         self.broker.send(published("spBv1.0/g/NCMD/n", command(("Node Control/Rebirth", 11, "boolean", True))))
 
         node.end()
