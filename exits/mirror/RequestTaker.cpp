@@ -2,6 +2,7 @@
 
 #include "mirror/RequestedWrites.h"
 #include "mirror/SampleFields.h"
+#include "mirror/SampleTaking.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,8 +10,6 @@
 #include <MirrorTopics.h>
 
 namespace {
-
-constexpr int mostAtOnce = 16;
 
 WriteRequest received(const tessel_mirror_WriteRequest &sample, quint64 publisher)
 {
@@ -53,21 +52,11 @@ RequestTaker::~RequestTaker()
 
 void RequestTaker::takeAll()
 {
-    dds_return_t taken = mostAtOnce;
-    while (taken == mostAtOnce) {
-        void *samples[mostAtOnce] = {};
-        dds_sample_info_t infos[mostAtOnce];
-        taken = dds_take(m_reader, samples, infos, mostAtOnce, mostAtOnce);
-        for (int i = 0; i < taken; ++i) {
-            if (infos[i].valid_data) {
-                take(*static_cast<const tessel_mirror_WriteRequest *>(samples[i]),
-                     infos[i].publication_handle);
-            }
+    takeSamples<tessel_mirror_WriteRequest>(m_reader, [this](const auto &sample, const auto &info) {
+        if (info.valid_data) {
+            take(sample, info.publication_handle);
         }
-        if (taken > 0) {
-            dds_return_loan(m_reader, samples, taken);
-        }
-    }
+    });
 }
 
 void RequestTaker::take(const tessel_mirror_WriteRequest &sample, quint64 publisher)

@@ -1,6 +1,7 @@
 #include "mirror/SetReceiver.h"
 
 #include "mirror/SampleFields.h"
+#include "mirror/SampleTaking.h"
 #include "service/ServiceLog.h"
 
 #include <QSysInfo>
@@ -13,7 +14,6 @@
 namespace {
 
 /// Samples at a time; a region has one of each source.
-constexpr int mostAtOnce = 16;
 /// Who is refused is told of once, as long as there are not more of them.
 constexpr int mostRefused = 100;
 /// Looks for the layout of a refused source, and milliseconds between two.
@@ -97,20 +97,8 @@ SetReceiver::~SetReceiver()
 
 void SetReceiver::takeAll()
 {
-    for (;;) {
-        void *samples[mostAtOnce] = {};
-        dds_sample_info_t infos[mostAtOnce];
-        const dds_return_t taken = dds_take(m_reader, samples, infos, mostAtOnce, mostAtOnce);
-        for (int i = 0; i < taken; ++i) {
-            take(*static_cast<const tessel_mirror_SourceSet *>(samples[i]), infos[i]);
-        }
-        if (taken > 0) {
-            dds_return_loan(m_reader, samples, taken);
-        }
-        if (taken < mostAtOnce) {
-            return;
-        }
-    }
+    takeSamples<tessel_mirror_SourceSet>(
+        m_reader, [this](const auto &sample, const auto &info) { take(sample, info); });
 }
 
 void SetReceiver::take(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)

@@ -1,6 +1,7 @@
 #include "mirror/StatusLook.h"
 
 #include "mirror/SampleFields.h"
+#include "mirror/SampleTaking.h"
 
 #include <QDeadlineTimer>
 
@@ -9,8 +10,6 @@
 #include <MirrorTopics.h>
 
 namespace {
-
-constexpr int mostAtOnce = 16;
 
 template <std::size_t size>
 QByteArray bytesOf(const uint8_t (&identity)[size])
@@ -54,18 +53,8 @@ void takeOne(DomainStatus &status, const tessel_mirror_MirrorReport &sample,
 template <typename Sample>
 void takeAll(DomainStatus &status, dds_entity_t reader)
 {
-    dds_return_t taken = mostAtOnce;
-    while (taken == mostAtOnce) {
-        void *samples[mostAtOnce] = {};
-        dds_sample_info_t infos[mostAtOnce];
-        taken = dds_take(reader, samples, infos, mostAtOnce, mostAtOnce);
-        for (int i = 0; i < taken; ++i) {
-            takeOne(status, *static_cast<const Sample *>(samples[i]), infos[i]);
-        }
-        if (taken > 0) {
-            dds_return_loan(reader, samples, taken);
-        }
-    }
+    takeSamples<Sample>(
+        reader, [&status](const auto &sample, const auto &info) { takeOne(status, sample, info); });
 }
 
 } // namespace

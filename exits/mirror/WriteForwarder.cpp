@@ -2,6 +2,7 @@
 
 #include "Access/ProcessDataNotifier.h"
 #include "mirror/SampleFields.h"
+#include "mirror/SampleTaking.h"
 
 #include <QSysInfo>
 
@@ -12,7 +13,6 @@
 
 namespace {
 
-constexpr int mostAtOnce = 16;
 constexpr qint64 microseconds = 1000;
 
 /// A text of 16 bits that is none of Unicode has no other form.
@@ -177,20 +177,11 @@ void WriteForwarder::send(const RequestQueue::Request &request)
 
 void WriteForwarder::takeAnswers()
 {
-    dds_return_t taken = mostAtOnce;
-    while (taken == mostAtOnce) {
-        void *samples[mostAtOnce] = {};
-        dds_sample_info_t infos[mostAtOnce];
-        taken = dds_take(m_reader, samples, infos, mostAtOnce, mostAtOnce);
-        for (int i = 0; i < taken; ++i) {
-            if (infos[i].valid_data) {
-                take(*static_cast<const tessel_mirror_WriteAnswer *>(samples[i]));
-            }
+    takeSamples<tessel_mirror_WriteAnswer>(m_reader, [this](const auto &sample, const auto &info) {
+        if (info.valid_data) {
+            take(sample);
         }
-        if (taken > 0) {
-            dds_return_loan(m_reader, samples, taken);
-        }
-    }
+    });
     proceed();
 }
 
