@@ -157,8 +157,6 @@ void SetReceiver::publish(Mirror &mirror, const ReceivedSet &set)
     if (isNew) {
         mirror.source = mirror.followed = nameOf(set);
         mirror.identity = set.source;
-        m_log.notice(QStringLiteral("region '%1' mirrors '%2' of %3")
-                         .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
         mirror.mark.setSource(set.host, m_domain.addressOf(m_reader, set.publisher));
         if (mirror.forwarder) {
             mirror.forwarder->setSource(mirror.identity, mirror.source);
@@ -169,6 +167,9 @@ void SetReceiver::publish(Mirror &mirror, const ReceivedSet &set)
     }
     if (isNew) {
         report(mirror);
+        // Last: whoever reads it finds the values, and the tools know the source.
+        m_log.notice(QStringLiteral("region '%1' mirrors '%2' of %3")
+                         .arg(mirror.region->key(), mirror.region->sourceKey(), mirror.source));
     }
 }
 

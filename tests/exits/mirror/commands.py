@@ -3,9 +3,8 @@
 import json
 import os
 import subprocess
-import unittest
 
-from mirrors import LONGEST, Creator, Domain, Mirror, MirroredPlant, end_with_parent, tool, wait_until
+from mirrors import LONGEST, Creator, Mirror, MirrorTest, end_with_parent, tool, wait_until
 
 
 class RawRequester:
@@ -33,16 +32,11 @@ class RawRequester:
         self._process.stdout.close()
 
 
-class Commands(unittest.TestCase):
+class Commands(MirrorTest):
     """A source without values whose mirrors come later."""
 
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
     def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
+        super().setUp()
         self.creator = self.closed(Creator(self.plant))
 
     def send(self, *options):

@@ -10,6 +10,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 
@@ -203,3 +204,15 @@ class Cable:
     def close(self):
         for side in self.sides:
             ip("netns", "delete", side)
+
+
+class MirrorTest(unittest.TestCase):
+    """Each test has a domain and a plant of its own, and all that it starts is ended with it."""
+
+    def setUp(self):
+        self.domain = self.closed(Domain())
+        self.plant = self.closed(MirroredPlant())
+
+    def closed(self, thing):
+        self.addCleanup(thing.close)
+        return thing

@@ -3,17 +3,12 @@
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Domain, Mirror, MirroredPlant, wait_until
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, wait_until
 
 
-class Describe(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
+class Describe(MirrorTest):
     def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
+        super().setUp()
         self.copy = self.plant.folder / "copy"
 
     def send(self, path=None):

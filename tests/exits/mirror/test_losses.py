@@ -7,17 +7,12 @@ import signal
 import time
 import unittest
 
-from mirrors import Creator, Domain, Mirror, MirroredPlant, wait_until
+from mirrors import Creator, Mirror, MirrorTest, wait_until
 
 
-class Losses(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
+class Losses(MirrorTest):
     def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
+        super().setUp()
         self.creator = self.closed(Creator(self.plant))
         self.receiver = self.receive()
         self.sender = self.send()

@@ -9,7 +9,7 @@ import stat
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Domain, Mirror, MirroredPlant, wait_until
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, wait_until
 
 METRICS = os.environ["TESSEL_METRICS"]
 
@@ -20,14 +20,9 @@ def samples(text):
     return {name: float(number) for name, number in (line.rsplit(" ", 1) for line in lines)}
 
 
-class Metrics(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
+class Metrics(MirrorTest):
     def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
+        super().setUp()
         self.files = {side: self.plant.folder / f"{side}.json" for side in ("send", "receive")}
 
     def send(self):

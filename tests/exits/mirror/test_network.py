@@ -7,20 +7,15 @@ set, the looks included.
 import time
 import unittest
 
-from mirrors import Cable, Creator, Domain, Mirror, MirroredPlant, wait_until
+from mirrors import Cable, Creator, Mirror, MirrorTest, wait_until
 
 
-class Network(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
+class Network(MirrorTest):
     def setUp(self):
         self.cable = self.closed(Cable())
         if self.cable.problem:
             self.skipTest(f"no network namespaces: {self.cable.problem}")
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
+        super().setUp()
         self.closed(Creator(self.plant))
         self.value = 0
 

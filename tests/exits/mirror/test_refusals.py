@@ -6,7 +6,7 @@ import signal
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Domain, Mirror, MirroredPlant, end_with_parent, wait_until
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, MirroredPlant, end_with_parent, wait_until
 
 LIVE = "0"
 
@@ -35,15 +35,7 @@ def run(*arguments):
     return subprocess.run([EXIT, *map(str, arguments)], capture_output=True, text=True, timeout=LONGEST, check=False)
 
 
-class Refusals(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
-    def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
-
+class Refusals(MirrorTest):
     def send(self, plant=None):
         return self.closed(Mirror("send", self.domain, "--lease", "20000", (plant or self.plant).file))
 

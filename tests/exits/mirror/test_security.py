@@ -8,7 +8,7 @@ import socket
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Domain, Mirror, MirroredPlant, tool, wait_until
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, tool, wait_until
 
 AUTHORITY = pathlib.Path(__file__).resolve().parents[3] / "script/authority"
 
@@ -37,14 +37,9 @@ class Listener:
 
 
 @unittest.skipUnless(shutil.which("openssl"), "openssl is not installed")
-class Security(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
+class Security(MirrorTest):
     def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
+        super().setUp()
         self.ours = self.authority("ours", "device", "display")
 
     def authority(self, folder, *names):

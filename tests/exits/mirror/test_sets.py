@@ -3,7 +3,7 @@
 import struct
 import unittest
 
-from mirrors import Creator, Domain, Mirror, MirroredPlant, tool, wait_until
+from mirrors import Creator, Mirror, MirrorTest, tool, wait_until
 
 VALUES = {
     "a/whole": "-9223372036854775807",
@@ -16,14 +16,9 @@ VALUES = {
 }
 
 
-class Sets(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
+class Sets(MirrorTest):
     def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
+        super().setUp()
         self.creator = self.closed(Creator(self.plant))
 
     def send(self, *options):

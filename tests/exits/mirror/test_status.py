@@ -6,22 +6,14 @@ import re
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Domain, Mirror, MirroredPlant, wait_until
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, wait_until
 
 
 def run(*arguments):
     return subprocess.run([EXIT, *map(str, arguments)], capture_output=True, text=True, timeout=LONGEST, check=False)
 
 
-class Status(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
-    def setUp(self):
-        self.domain = self.closed(Domain())
-        self.plant = self.closed(MirroredPlant())
-
+class Status(MirrorTest):
     def send(self):
         return self.closed(Mirror("send", self.domain, "--lease", "20000", self.plant.file))
 

@@ -12,7 +12,7 @@ import subprocess
 import time
 import unittest
 
-from mirrors import KEEPS_FREED_MEMORY, LONGEST, Domain, Mirror, MirroredPlant, Peer, resident, wait_until
+from mirrors import KEEPS_FREED_MEMORY, LONGEST, Domain, Mirror, MirrorTest, MirroredPlant, Peer, resident, wait_until
 
 LEAVES = {f"n{i // 100}/v{i % 100}": {"type": "int64"} for i in range(1000)}
 RATE = 500
@@ -20,11 +20,7 @@ PEER = os.environ["TESSEL_TRAFFIC_PEER"]
 SECONDS = 6
 
 
-class Traffic(unittest.TestCase):
-    def closed(self, thing):
-        self.addCleanup(thing.close)
-        return thing
-
+class Traffic(MirrorTest):
     def setUp(self):
         self.domain = self.closed(Domain())
         self.plant = self.closed(MirroredPlant(LEAVES))
