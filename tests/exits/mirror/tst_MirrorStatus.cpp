@@ -167,33 +167,33 @@ void tst_MirrorStatus::clockThatGoesBackHasNoRate()
 
 void tst_MirrorStatus::rateOfALongTimeIsThatOfItsEnd()
 {
-    const auto second = [](int number) { return qint64{1000000} * number; };
+    const auto at = [](int number) { return second * number; };
     const auto rateOf = [](const DomainStatus &status, const char *kind) {
         return only(status, kind)[QStringLiteral("rate")].toDouble();
     };
     DomainStatus status;
-    status.take(region, sourceName, source(0, second(0)));
-    status.take(region, receiverName, receiver(0, 0, second(0)));
-    status.take(region, sourceName, source(500, second(5)));
-    status.take(region, receiverName, receiver(400, 0, second(5)));
+    status.take(region, sourceName, source(0, at(0)));
+    status.take(region, receiverName, receiver(0, 0, at(0)));
+    status.take(region, sourceName, source(500, at(5)));
+    status.take(region, receiverName, receiver(400, 0, at(5)));
     status.beginNextTime();
     QCOMPARE(rateOf(status, "sources"), 100.0);
     QCOMPARE(rateOf(status, "receivers"), 80.0);
 
-    status.take(region, sourceName, source(500, second(10)));
-    status.take(region, receiverName, receiver(400, 0, second(10)));
+    status.take(region, sourceName, source(500, at(10)));
+    status.take(region, receiverName, receiver(400, 0, at(10)));
     QCOMPARE(rateOf(status, "sources"), 50.0);
     QCOMPARE(rateOf(status, "receivers"), 40.0);
     status.beginNextTime();
     QCOMPARE(rateOf(status, "sources"), 0.0);
     QCOMPARE(rateOf(status, "receivers"), 0.0);
 
-    status.take(region, sourceName, source(1000, second(15)));
+    status.take(region, sourceName, source(1000, at(15)));
     QCOMPARE(rateOf(status, "sources"), 50.0);
     // A region that was made anew counts from its begin alone.
-    status.take(region, sourceName, source(3, second(16), 2));
+    status.take(region, sourceName, source(3, at(16), 2));
     status.beginNextTime();
-    status.take(region, sourceName, source(13, second(17), 2));
+    status.take(region, sourceName, source(13, at(17), 2));
     QCOMPARE(rateOf(status, "sources"), 10.0);
 }
 
