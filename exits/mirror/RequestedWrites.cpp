@@ -1,7 +1,6 @@
 #include "mirror/RequestedWrites.h"
 
 #include "region/SetWriting.h"
-#include "region/TypedValue.h"
 #include "region/WriteCheck.h"
 
 #include <QHash>
@@ -56,7 +55,8 @@ Reviewed review(const FollowedLeaf &leaf, const RequestedValue &asked)
         const auto state = static_cast<ErrorTypes>(asked.state);
         return checked({state}, problemOfStateWrite(leaf, state));
     }
-    const TypedValue typed = TypedValue::fromText(leaf, asked.text);
+    const TypedValue typed = TypedValue::fromText(WritableSlot::of(*leaf.element), asked.text,
+                                                  howToWriteAState);
     return checked({typed.value, PROCESS_VALUE_ERROR_TYPE_VALID},
                    typed.problem.isEmpty() ? problemOfWrite(leaf, typed.value)
                                            : shortened(typed.problem, asked.text));

@@ -1,7 +1,6 @@
 #include "web/WriteRequest.h"
 
 #include "region/SetWriting.h"
-#include "region/TypedValue.h"
 #include "region/WriteCheck.h"
 #include "service/ServiceLog.h"
 #include "states/StateTable.h"
@@ -70,9 +69,10 @@ ProcessValue valueOf(const FollowedLeaf &leaf, const AskedWrite &asked, QString 
         problem = QStringLiteral("a string takes a text in quotation marks");
         return {PROCESS_VALUE_ERROR_TYPE_VALID};
     }
+    const WritableSlot slot = WritableSlot::of(*leaf.element);
     const TypedValue typed = asked.kind == AskedWrite::Kind::Number
-                                 ? TypedValue::fromJsonNumber(leaf, asked.text)
-                                 : TypedValue::fromText(leaf, asked.text);
+                                 ? TypedValue::fromJsonNumber(slot, asked.text, howToWriteAState)
+                                 : TypedValue::fromText(slot, asked.text, howToWriteAState);
     problem = typed.problem.isEmpty() ? problemOfWrite(leaf, typed.value) : typed.problem;
     return {typed.value, PROCESS_VALUE_ERROR_TYPE_VALID};
 }

@@ -1,5 +1,7 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "TesselModels/ConfigurationValue_p.h"
+#include "leaves/NumberLimits.h"
+#include "leaves/WritableSlot.h"
 
 #include <QJsonDocument>
 #include <QJsonValue>
@@ -26,16 +28,10 @@ bool isSigned(QMetaType::Type type)
 /// Whether a whole number fits into the bits of its type, of which a variant may have more.
 bool fits(const QVariant &number, const QString &typeName, QMetaType::Type type)
 {
-    constexpr int bitsOfByte = 8;
-    const int bits = Definitions::getMapBasicDataTypeStringToSize().value(typeName, 0) * bitsOfByte;
-    if (bits == 0 || bits >= 64) {
-        return true;
-    }
-    if (isSigned(type)) {
-        const qint64 most = (qint64(1) << (bits - 1)) - 1;
-        return number.toLongLong() >= -most - 1 && number.toLongLong() <= most;
-    }
-    return number.toULongLong() < (quint64(1) << bits);
+    const auto bytes = static_cast<quint32>(
+        Definitions::getMapBasicDataTypeStringToSize().value(typeName, 0));
+    return isSigned(type) ? NumberRange<qint64>::ofBytes(bytes).has(number.toLongLong())
+                          : NumberRange<quint64>::ofBytes(bytes).has(number.toULongLong());
 }
 
 /// A number of the type; invalid if it is none.
@@ -100,31 +96,6 @@ QVariant converted(const QVariant &given, const QString &typeName, const QString
     }
 }
 
-QString problemOfLimits(const ConfigurationDataValue &element, const QVariant &value)
-{
-    const auto limit = [&](const QString &key) {
-        QVariant found = element.getProperty(key);
-        return !found.isNull() && found.convert(value.userType()) ? found : QVariant();
-    };
-    const auto isLess = [](const QVariant &left, const QVariant &right) {
-        const auto type = static_cast<QMetaType::Type>(left.userType());
-        if (isFloating(type)) {
-            return left.toDouble() < right.toDouble();
-        }
-        return isSigned(type) ? left.toLongLong() < right.toLongLong()
-                              : left.toULongLong() < right.toULongLong();
-    };
-    const QVariant least = limit(Definitions::getKeyDataPropertyMinLimit());
-    if (least.isValid() && isLess(value, least)) {
-        return QStringLiteral("%1 is below the lower limit, %2")
-            .arg(value.toString(), least.toString());
-    }
-    const QVariant most = limit(Definitions::getKeyDataPropertyMaxLimit());
-    return most.isValid() && isLess(most, value) ? QStringLiteral("%1 is above the upper limit, %2")
-                                                       .arg(value.toString(), most.toString())
-                                                 : QString();
-}
-
 } // namespace
 
 ConfigurationEntry ConfigurationEntry::of(const ConfigurationDataValue &element,
@@ -142,7 +113,11 @@ ConfigurationEntry ConfigurationEntry::of(const ConfigurationDataValue &element,
                 ConfigurationWrongType,
                 QStringLiteral("'%1' is no %2").arg(given.toString(), type)};
     }
-    const QString problem = element.isNumberType() ? problemOfLimits(element, value) : QString();
+    const QString problem =
+        element.isNumberType()
+            ? limitProblem(value, element.getProperty(Definitions::getKeyDataPropertyMinLimit()),
+                           element.getProperty(Definitions::getKeyDataPropertyMaxLimit()))
+            : QString();
     if (!problem.isEmpty()) {
         return {{}, ConfigurationOutOfRange, problem};
     }

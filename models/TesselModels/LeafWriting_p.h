@@ -27,9 +27,6 @@ struct LeafWriting
     std::optional<WriteProblem> publish(ProcessDataManager &manager, const QVariant &given) const;
 
 private:
-    std::optional<WriteProblem> convert(const QVariant &given, QVariant &value) const;
-    std::optional<WriteProblem> check(const QVariant &value) const;
-    std::optional<WriteProblem> checkText(const QString &text) const;
+    std::optional<WriteProblem> check(const QVariant &given, QVariant &value) const;
     std::optional<WriteProblem> checkLimits(const QVariant &value) const;
-    quint32 slotNumber(const QString &key) const;
 };

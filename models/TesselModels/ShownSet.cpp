@@ -1,7 +1,7 @@
 #include "Companion/StringConversionsDefinitions.h"
 #include "ProcessData/ProcessValue.h"
-#include "TesselModels/ShortestText_p.h"
 #include "TesselModels/ShownSet_p.h"
+#include "leaves/ShortestText.h"
 
 #include <cstring>
 
@@ -75,7 +75,7 @@ QString ShownSet::text(int leaf) const
     }
     switch (static_cast<QMetaType::Type>(content.userType())) {
     case QMetaType::Float:
-    case QMetaType::Double: return shortestTextOf(content);
+    case QMetaType::Double: return shortestText(content);
     case QMetaType::Bool:
         return content.toBool() ? StringConversionsDefinitions::getBoolValueTrue()
                                 : StringConversionsDefinitions::getBoolValueFalse();

@@ -1,9 +1,9 @@
 #include "native/CheckedWrite.h"
 
+#include "leaves/NumberLimits.h"
+#include "leaves/WritableSlot.h"
 #include "native/Failure.h"
 #include "native/GivenValue.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -25,30 +25,16 @@ void requireWritable(const OpenRegion &region, const Leaf &leaf)
     }
 }
 
-void checkText(const Leaf &leaf, const QString &text)
+WritableSlot slotOf(const Leaf &leaf)
 {
-    // UTF-16 with a zero unit behind it.
-    const int units = static_cast<int>(leaf.sizeValue / sizeof(ushort));
-    const int capacity = std::max(units - 1, 0);
-    if (text.size() > capacity) {
-        refuse(leaf, QStringLiteral("a text of %1 characters does not fit; %2 do")
-                         .arg(text.size())
-                         .arg(capacity));
-    }
+    return {leaf.type, leaf.metaType, leaf.sizeValue, leaf.hasMetadata, leaf.bitmask};
 }
 
-void checkSlot(const Leaf &leaf, const QVariant &value)
+/// @p problem: empty if there is none.
+void refuseFor(const Leaf &leaf, const QString &problem)
 {
-    const auto &states = ProcessValueErrorTypeMapDefinitions::getMapFloatValueToStateType();
-    if (leaf.isText()) {
-        checkText(leaf, value.toString());
-    } else if (leaf.metaType == QMetaType::Float && !leaf.hasMetadata
-               && states.contains(value.toFloat())) {
-        refuse(leaf, QStringLiteral("%1 would read back as an error state, which this slot keeps "
-                                    "in the number")
-                         .arg(shortestText(value)));
-    } else if (leaf.type == QLatin1String("bit") && (leaf.bitmask & 0xFFU) == 0) {
-        refuse(leaf, QStringLiteral("the mask of this bit names no bit of its byte"));
+    if (!problem.isEmpty()) {
+        refuse(leaf, problem);
     }
 }
 
@@ -60,7 +46,7 @@ LeafWrite checkedValue(const OpenRegion &region, int index, pybind11::handle val
     requireWritable(region, leaf);
     const QVariant content = GivenValue{leaf.url, leaf.type, leaf.metaType, leaf.sizeValue}.from(
         value);
-    checkSlot(leaf, content);
+    refuseFor(leaf, slotOf(leaf).problemOf(content));
     const QString problem = limits == Limits::Checked
                                 ? limitProblem(content, leaf.minLimit, leaf.maxLimit)
                                 : QString();
@@ -82,9 +68,6 @@ LeafWrite checkedState(const OpenRegion &region, int index, int state)
         || asked > ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT) {
         refuse(leaf, QStringLiteral("%1 is no error state; 1 to 9 are").arg(state));
     }
-    if (!leaf.hasMetadata && leaf.metaType != QMetaType::Float) {
-        refuse(leaf,
-               QStringLiteral("a %1 without metadata cannot carry an error state").arg(leaf.type));
-    }
+    refuseFor(leaf, slotOf(leaf).problemOfState());
     return {index, asked};
 }

@@ -2,6 +2,8 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "leaves/NumberLimits.h"
+#include "leaves/ShortestText.h"
 #include "native/Failure.h"
 #include "native/GivenValue.h"
 #include "native/PythonValue.h"

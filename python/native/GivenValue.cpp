@@ -1,11 +1,10 @@
 #include "native/GivenValue.h"
 
+#include "leaves/WritableSlot.h"
 #include "native/Failure.h"
 #include "native/PythonValue.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <initializer_list>
 #include <limits>
@@ -16,38 +15,6 @@ namespace {
 
 /// Up to here each whole number is a double of its own.
 constexpr double mostExact = 9007199254740992.0;
-
-constexpr int bitsOfByte = 8;
-
-bool isFloating(const QVariant &value)
-{
-    return value.userType() == QMetaType::Float || value.userType() == QMetaType::Double;
-}
-
-template <class Number>
-QString shortest(Number number)
-{
-    std::array<char, 32> text;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    return QString::fromLatin1(text.data(), static_cast<int>(end - text.data()));
-}
-
-bool isLess(const QVariant &left, const QVariant &right)
-{
-    if (isFloating(left)) {
-        return left.toDouble() < right.toDouble();
-    }
-    const bool isUnsigned = left.userType() == QMetaType::ULongLong
-                            || left.userType() == QMetaType::UInt;
-    return isUnsigned ? left.toULongLong() < right.toULongLong()
-                      : left.toLongLong() < right.toLongLong();
-}
-
-/// Invalid if the limit is no number of the type.
-QVariant limitFor(const QVariant &value, QVariant limit)
-{
-    return !limit.isNull() && limit.convert(value.userType()) ? limit : QVariant();
-}
 
 /// What a scalar of another package, or an array without dimensions, holds, as numpy has them; else the object.
 py::object scalarIn(py::handle object)
@@ -78,32 +45,6 @@ bool hasRefused(std::initializer_list<PyObject *> reasons)
 }
 
 } // namespace
-
-QString shortestText(const QVariant &value)
-{
-    if (value.userType() == QMetaType::Float) {
-        return shortest(value.toFloat());
-    }
-    return value.userType() == QMetaType::Double ? shortest(value.toDouble()) : value.toString();
-}
-
-QString limitProblem(const QVariant &value, const QVariant &minLimit, const QVariant &maxLimit)
-{
-    if (value.userType() == QMetaType::QString || value.userType() == QMetaType::Bool) {
-        return {};
-    }
-    const QVariant least = limitFor(value, minLimit);
-    if (least.isValid() && isLess(value, least)) {
-        return QStringLiteral("%1 is below the lower limit, %2")
-            .arg(shortestText(value), shortestText(least));
-    }
-    const QVariant most = limitFor(value, maxLimit);
-    if (most.isValid() && isLess(most, value)) {
-        return QStringLiteral("%1 is above the upper limit, %2")
-            .arg(shortestText(value), shortestText(most));
-    }
-    return {};
-}
 
 void GivenValue::refuse(bool isOfWrongType, const QString &reason) const
 {
@@ -148,37 +89,32 @@ py::object GivenValue::whole(py::handle object) const
 
 QVariant GivenValue::signedValue(py::handle object) const
 {
-    const int bits = static_cast<int>(size) * bitsOfByte;
-    const qint64 most = bits >= 64 || bits < 1 ? std::numeric_limits<qint64>::max()
-                                               : (qint64(1) << (bits - 1)) - 1;
-    const qint64 least = -most - 1;
+    const auto range = NumberRange<qint64>::ofBytes(size);
     const py::object number = whole(object);
     int overflow = 0;
     const qint64 value = number ? PyLong_AsLongLongAndOverflow(number.ptr(), &overflow) : 0;
-    if (!number || overflow != 0 || value < least || value > most) {
+    if (!number || overflow != 0 || !range.has(value)) {
         refuse(!number && !PyFloat_Check(object.ptr()),
                QStringLiteral("%1 is no %2; a whole number from %3 to %4 is")
                    .arg(shown(object), type)
-                   .arg(least)
-                   .arg(most));
+                   .arg(range.least)
+                   .arg(range.most));
     }
     return value;
 }
 
 QVariant GivenValue::unsignedValue(py::handle object) const
 {
-    const int bits = static_cast<int>(size) * bitsOfByte;
-    const quint64 most = bits >= 64 || bits < 1 ? std::numeric_limits<quint64>::max()
-                                                : (quint64(1) << bits) - 1;
+    const auto range = NumberRange<quint64>::ofBytes(size);
     const py::object number = whole(object);
     const quint64 value = number ? PyLong_AsUnsignedLongLong(number.ptr()) : 0;
     // Negative, or too big for any type.
     const bool isOutside = hasRefused({PyExc_OverflowError});
-    if (!number || isOutside || value > most) {
+    if (!number || isOutside || !range.has(value)) {
         refuse(!number && !PyFloat_Check(object.ptr()),
                QStringLiteral("%1 is no %2; a whole number from 0 to %3 is")
                    .arg(shown(object), type)
-                   .arg(most));
+                   .arg(range.most));
     }
     return value;
 }

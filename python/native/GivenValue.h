@@ -27,9 +27,3 @@ private:
     QVariant booleanValue(pybind11::handle object) const;
     QVariant textValue(pybind11::handle object) const;
 };
-
-/// Why a number lies outside its limits; empty if it does not, or is no number. What is no limit of its type
-/// limits nothing.
-QString limitProblem(const QVariant &value, const QVariant &minLimit, const QVariant &maxLimit);
-/// The shortest text that reads back as the same number; texts as they are.
-QString shortestText(const QVariant &value);

@@ -111,25 +111,26 @@ void tst_ProcessDataSourceWriting::refusedValueIsTold_data()
         QStringLiteral("'tank/level' is read-only; only the process that created the region writes "
                        "it"));
     row("no number", "pump/speed", "fast", WriteError::WrongType,
-        QStringLiteral("'fast' is no double that 'pump/speed' can hold"));
+        QStringLiteral("'pump/speed': 'fast' is no finite number of type double"));
     row("nan", "pump/speed", qQNaN(), WriteError::WrongType,
-        QStringLiteral("'nan' is no double that 'pump/speed' can hold"));
+        QStringLiteral("'pump/speed': 'nan' is no finite number of type double"));
     row("nothing", "pump/speed", QVariant(), WriteError::WrongType,
-        QStringLiteral("what was given for 'pump/speed' is no value"));
+        QStringLiteral("'pump/speed': what was given is no value"));
     row("half", "pump/count", 2.5, WriteError::WrongType,
-        QStringLiteral("'2.5' is no int64 that 'pump/count' can hold"));
+        QStringLiteral("'pump/count': '2.5' is no int64; a whole number from -9223372036854775808 "
+                       "to 9223372036854775807 is"));
     row("too big for its type", "tank/small", 256, WriteError::WrongType,
-        QStringLiteral("'256' is no uint8 that 'tank/small' can hold"));
+        QStringLiteral("'tank/small': '256' is no uint8; a whole number from 0 to 255 is"));
     row("negative", "tank/small", -1, WriteError::WrongType,
-        QStringLiteral("'-1' is no uint8 that 'tank/small' can hold"));
+        QStringLiteral("'tank/small': '-1' is no uint8; a whole number from 0 to 255 is"));
     row("long text", "pump/name", "88888888", WriteError::WrongType,
-        QStringLiteral("a text of 8 characters does not fit into 'pump/name'; 7 do"));
+        QStringLiteral("'pump/name': a text of 8 characters does not fit; 7 do"));
     row("number for a boolean", "tank/flag", 2, WriteError::WrongType,
-        QStringLiteral("'2' is no boolean that 'tank/flag' can hold"));
+        QStringLiteral("'tank/flag': '2' is no boolean; true, false, 1 and 0 are"));
     row("below", "pump/speed", 0.25, WriteError::OutOfRange,
-        QStringLiteral("0.25 is below the lower limit of 'pump/speed', 0.5"));
+        QStringLiteral("'pump/speed': 0.25 is below the lower limit, 0.5"));
     row("above", "pump/speed", 3000.5, WriteError::OutOfRange,
-        QStringLiteral("3000.5 is above the upper limit of 'pump/speed', 3000"));
+        QStringLiteral("'pump/speed': 3000.5 is above the upper limit, 3000"));
 }
 
 void tst_ProcessDataSourceWriting::refusedValueIsTold()
@@ -162,18 +163,18 @@ void tst_ProcessDataSourceWriting::valueThatItsSlotCannotHoldIsRefused_data()
 
     QTest::newRow("error state in the number")
         << "odd/number" << QVariant(9e37) << static_cast<int>(WriteError::WrongType)
-        << "9e+37 would read back as an error state, which the slot of 'odd/number' keeps in the "
+        << "'odd/number': 9e+37 would read back as an error state, which this slot keeps in the "
            "number";
     QTest::newRow("mask without a bit")
         << "odd/bit" << QVariant(true) << static_cast<int>(WriteError::WrongType)
-        << "the mask of 'odd/bit' names no bit of its byte";
+        << "'odd/bit': the mask of this bit names no bit of its byte";
     QTest::newRow("zero character")
         << "pump/name" << QVariant(QString(QChar::Null)) << static_cast<int>(WriteError::WrongType)
-        << "a text ends where its first zero character is";
+        << "'pump/name': a text ends where its first zero character is";
     // A float is told with its own digits, not with those of the double beside it.
     QTest::newRow("below a limit")
         << "odd/number" << QVariant(0.1) << static_cast<int>(WriteError::OutOfRange)
-        << "0.1 is below the lower limit of 'odd/number', 0.3";
+        << "'odd/number': 0.1 is below the lower limit, 0.3";
 }
 
 void tst_ProcessDataSourceWriting::valueThatItsSlotCannotHoldIsRefused()

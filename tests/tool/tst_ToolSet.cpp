@@ -173,7 +173,7 @@ void tst_ToolSet::valueThatDoesNotFitIsRefused_data()
     row("full/double", "12,5",
         "'12,5' is no finite number of type double; an error state is written with --error");
     row("bare/float", "2e37",
-        "'2e37' would read back as an error state, which this slot keeps in the number");
+        "2e+37 would read back as an error state, which this slot keeps in the number");
     row("full/string", "8 chars.", "a text of 8 characters does not fit; 7 do");
     row("maskless", "true", "the mask of this bit names no bit of its byte");
 }

@@ -1,9 +1,9 @@
 #include "configuration/CheckedWrite.h"
 
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "leaves/NumberLimits.h"
 #include "text/Failure.h"
 #include "text/LogCollector.h"
-#include "values/ValueLimits.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "Configuration/ConfigurationAndProcessDataTools.h"
 #include "configuration/ConfigurationValueText.h"
 #include "descriptions/TreeUrl.h"
-#include "values/ValueLimits.h"
+#include "leaves/NumberLimits.h"
 
 #include <QMap>
 

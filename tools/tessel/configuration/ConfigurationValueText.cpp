@@ -2,8 +2,8 @@
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ConfigurationAndProcessDataTools.h"
+#include "leaves/NumberLimits.h"
 #include "text/Failure.h"
-#include "values/ValueLimits.h"
 #include "values/ValueText.h"
 
 #include <cmath>

@@ -1,9 +1,9 @@
 #include "live/AskedValues.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "leaves/NumberLimits.h"
 #include "text/Output.h"
 #include "values/StateName.h"
-#include "values/ValueLimits.h"
 #include "values/ValueText.h"
 
 #include <QJsonObject>
@@ -21,15 +21,12 @@ using ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID;
 
 void checkLimits(const Leaf &leaf, const LeafSlot &slot, QVariant value)
 {
-    const auto limit = [&](const QString &key) {
-        return limitOf(leaf.element->getProperty(key), slot.metaType);
-    };
-    if (slot.metaType == QMetaType::QString || slot.metaType == QMetaType::Bool
-        || !value.convert(slot.metaType)) {
+    const auto property = [&leaf](const QString &key) { return leaf.element->getProperty(key); };
+    if (!value.convert(slot.metaType)) {
         return;
     }
-    const QString problem = limitProblem(value, limit(Definitions::getKeyDataPropertyMinLimit()),
-                                         limit(Definitions::getKeyDataPropertyMaxLimit()));
+    const QString problem = limitProblem(value, property(Definitions::getKeyDataPropertyMinLimit()),
+                                         property(Definitions::getKeyDataPropertyMaxLimit()));
     if (!problem.isEmpty()) {
         refuse(leaf.url, problem + QStringLiteral("; --no-limits writes it all the same"));
     }

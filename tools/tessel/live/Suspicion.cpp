@@ -1,11 +1,11 @@
 #include "live/Suspicion.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
+#include "leaves/NumberLimits.h"
 #include "live/RegionText.h"
 #include "values/CacheLines.h"
 #include "values/SizeOnlyBuffer.h"
 #include "values/StateName.h"
-#include "values/ValueLimits.h"
 #include "values/ValueText.h"
 
 #include <algorithm>
@@ -236,18 +236,15 @@ void addState(Suspicions &found, const LeafSlot &slot, const BufferedSlot &read)
 void addLimits(Suspicions &found, const Leaf &leaf, const ProcessValue &value)
 {
     const LeafSlot slot = slotOf(leaf);
-    const bool isNumber = slot.metaType != QMetaType::QString && slot.metaType != QMetaType::Bool;
-    if (value.getErrorType() != PROCESS_VALUE_ERROR_TYPE_VALID || !isNumber) {
+    if (value.getErrorType() != PROCESS_VALUE_ERROR_TYPE_VALID) {
         return;
     }
+    const auto property = [&leaf](const QString &key) { return leaf.element->getProperty(key); };
     QVariant number = value.getValue();
-    const auto limit = [&](const QString &key) {
-        return limitOf(leaf.element->getProperty(key), slot.metaType);
-    };
     const QString problem = number.convert(slot.metaType)
                                 ? limitProblem(number,
-                                               limit(Definitions::getKeyDataPropertyMinLimit()),
-                                               limit(Definitions::getKeyDataPropertyMaxLimit()))
+                                               property(Definitions::getKeyDataPropertyMinLimit()),
+                                               property(Definitions::getKeyDataPropertyMaxLimit()))
                                 : QString();
     if (!problem.isEmpty()) {
         found.append({QStringLiteral("outside-limits"), problem});

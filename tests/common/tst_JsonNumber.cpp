@@ -1,5 +1,4 @@
-#include "FollowedPlant.h"
-#include "region/TypedValue.h"
+#include "leaves/TypedValue.h"
 #include "support/HeapWatch.h"
 
 #include <QtTest>
@@ -36,6 +35,11 @@ QVector<WholeType> wholeTypes()
             wholeType<quint32>("uint32"), wholeType<quint64>("uint64")};
 }
 
+WritableSlot slotOf(const WholeType &type)
+{
+    return {type.name, type.least.userType(), static_cast<quint32>(type.size), true, 0};
+}
+
 /// The number that is farther from zero by one, of the bound of a type.
 QString nextFromZero(const QVariant &bound)
 {
@@ -64,54 +68,26 @@ QStringList formsOf(const QString &number)
 
 } // namespace
 
-/// What a number of JSON means as a value of a leaf.
-class tst_TypedValue : public QObject
+/// What a number of JSON means as a value of a slot.
+class tst_JsonNumber : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void boundsOfAWholeTypeAreTaken();
     void whatIsBeyondTheBoundsIsRefused();
     void wholeNumberMayHaveAsManyDigitsAsAnyType_data();
     void wholeNumberMayHaveAsManyDigitsAsAnyType();
     void numberThatCannotFitIsNotWrittenOut_data();
     void numberThatCannotFitIsNotWrittenOut();
-
-private:
-    const FollowedLeaf &leafOf(const QString &type) const;
-
-    FollowedPlant m_plant;
-    std::unique_ptr<HeldRegion> m_region;
-    std::unique_ptr<RegionFollower> m_follower;
 };
 
-void tst_TypedValue::initTestCase()
-{
-    ServiceLog::start(QStringLiteral("tst_TypedValue"));
-    for (const auto &type : wholeTypes()) {
-        m_plant.description().add(QStringLiteral("whole/") + type.name, type.name,
-                                  ToolDescription::Metadata::ErrorState, type.size);
-    }
-    const QString file = m_plant.description().write();
-    m_region = std::make_unique<HeldRegion>(file);
-    m_follower = std::make_unique<RegionFollower>(file);
-    QVERIFY(m_follower->isUp());
-}
-
-const FollowedLeaf &tst_TypedValue::leafOf(const QString &type) const
-{
-    const auto &leaves = m_follower->leaves();
-    return *std::find_if(leaves.cbegin(), leaves.cend(),
-                         [&](const FollowedLeaf &leaf) { return leaf.type == type; });
-}
-
-void tst_TypedValue::boundsOfAWholeTypeAreTaken()
+void tst_JsonNumber::boundsOfAWholeTypeAreTaken()
 {
     for (const auto &type : wholeTypes()) {
         for (const auto &bound : {type.least, type.most}) {
             for (const auto &form : formsOf(bound.toString())) {
-                const TypedValue typed = TypedValue::fromJsonNumber(leafOf(type.name), form);
+                const TypedValue typed = TypedValue::fromJsonNumber(slotOf(type), form, {});
 
                 QVERIFY2(typed.problem.isEmpty(), qPrintable(type.name + typed.problem));
                 QCOMPARE(typed.value, bound);
@@ -120,12 +96,12 @@ void tst_TypedValue::boundsOfAWholeTypeAreTaken()
     }
 }
 
-void tst_TypedValue::whatIsBeyondTheBoundsIsRefused()
+void tst_JsonNumber::whatIsBeyondTheBoundsIsRefused()
 {
     for (const auto &type : wholeTypes()) {
         for (const auto &bound : {type.least, type.most}) {
             for (const auto &form : formsOf(nextFromZero(bound))) {
-                const TypedValue typed = TypedValue::fromJsonNumber(leafOf(type.name), form);
+                const TypedValue typed = TypedValue::fromJsonNumber(slotOf(type), form, {});
 
                 QVERIFY2(!typed.value.isValid(), qPrintable(type.name + form));
                 QVERIFY2(typed.problem.endsWith(
@@ -137,7 +113,7 @@ void tst_TypedValue::whatIsBeyondTheBoundsIsRefused()
     }
 }
 
-void tst_TypedValue::wholeNumberMayHaveAsManyDigitsAsAnyType_data()
+void tst_JsonNumber::wholeNumberMayHaveAsManyDigitsAsAnyType_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("exponent") << QStringLiteral("1e19");
@@ -146,17 +122,18 @@ void tst_TypedValue::wholeNumberMayHaveAsManyDigitsAsAnyType_data()
     QTest::newRow("digits and exponent") << QStringLiteral("1000000000000000000000e-2");
 }
 
-void tst_TypedValue::wholeNumberMayHaveAsManyDigitsAsAnyType()
+void tst_JsonNumber::wholeNumberMayHaveAsManyDigitsAsAnyType()
 {
     QFETCH(const QString, text);
 
-    const TypedValue typed = TypedValue::fromJsonNumber(leafOf(QStringLiteral("uint64")), text);
+    const TypedValue typed = TypedValue::fromJsonNumber(slotOf(wholeType<quint64>("uint64")), text,
+                                                        {});
 
     QCOMPARE(typed.problem, QString());
     QCOMPARE(typed.value, QVariant(quint64{10000000000000000000U}));
 }
 
-void tst_TypedValue::numberThatCannotFitIsNotWrittenOut_data()
+void tst_JsonNumber::numberThatCannotFitIsNotWrittenOut_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("next") << QStringLiteral("1e20");
@@ -169,13 +146,14 @@ void tst_TypedValue::numberThatCannotFitIsNotWrittenOut_data()
     QTest::newRow("smallest") << QStringLiteral("1e-2147483648");
 }
 
-void tst_TypedValue::numberThatCannotFitIsNotWrittenOut()
+void tst_JsonNumber::numberThatCannotFitIsNotWrittenOut()
 {
     QFETCH(const QString, text);
     constexpr qint64 bound = 65536;
     const HeapWatch watch;
 
-    const TypedValue typed = TypedValue::fromJsonNumber(leafOf(QStringLiteral("uint64")), text);
+    const TypedValue typed = TypedValue::fromJsonNumber(slotOf(wholeType<quint64>("uint64")), text,
+                                                        {});
 
     QCOMPARE(typed.problem, QStringLiteral("'%1' is no uint64; a whole number from 0 to "
                                            "18446744073709551615 is")
@@ -185,5 +163,5 @@ void tst_TypedValue::numberThatCannotFitIsNotWrittenOut()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_TypedValue)
-#include "tst_TypedValue.moc"
+QTEST_GUILESS_MAIN(tst_JsonNumber)
+#include "tst_JsonNumber.moc"
