@@ -6,6 +6,7 @@ import json
 import multiprocessing
 import os
 import pickle
+import re
 import shlex
 import signal
 
@@ -85,16 +86,43 @@ def rooms_of(root):
     return found
 
 
+def _including(headers, units, compiled, folder):
+    """Of the sources elsewhere, one for each header that none of @p units includes."""
+    known = {}
+    held = set().union(*(_included(path, folder, known) for path in units))
+    more = {}
+    for path in sorted(set(compiled) - set(units)):
+        missing = headers - held
+        if not missing:
+            break
+        if missing & _included(path, folder, known):
+            more[path] = compiled[path]
+            held |= _included(path, folder, known)
+    return more
+
+
+def _included(path, folder, known):
+    """The files below @p folder that the file includes, directly or by another one."""
+    if path not in known:
+        known[path] = set()  # for those that include each other
+        with open(path, "rb") as file:
+            names = re.findall(rb'^#include "([^"]+)"', file.read(), re.M)
+        direct = {f"{folder}/{name.decode()}" for name in names}
+        direct = {name for name in direct if os.path.isfile(name)}
+        known[path] = direct.union(*(_included(name, folder, known) for name in direct))
+    return known[path]
+
+
 def scan(root, build, work, rooms, jobs, tell):
     """All places of the rooms, in the order of files and bytes, known by what they are and not by their line."""
     compiled, _ = compiled_sources(build, root)
     folders = {f"{root}/src/{room}" for room in rooms}
     units = {path: words for path, words in compiled.items() if os.path.dirname(path) in folders}
     headers = {f"{folder}/{name}" for folder in folders for name in os.listdir(folder) if name.endswith(".h")}
-    if not units and headers:
-        units = compiled
+    wanted = headers | set(units)
+    units.update(_including(headers, units, compiled, f"{root}/src"))
     sources = {}
-    for name in headers | set(units):
+    for name in wanted:
         with open(name, "rb") as file:
             sources[name] = file.read()
     digest = _digest(sources)
@@ -111,17 +139,20 @@ def scan(root, build, work, rooms, jobs, tell):
     with context.Manager() as manager:
         shared = manager.dict()
         with concurrent.futures.ProcessPoolExecutor(jobs, context, _start, (shared,)) as pool:
-            wanted = headers if units is compiled else headers | set(units)
             runs = [
                 pool.submit(_scan, path, words, wanted & (headers | {path}))
                 for path, words in sorted(units.items())
             ]
-            for done, run in enumerate(concurrent.futures.as_completed(runs), 1):
-                path, by_file, faults = run.result()
-                if faults:
-                    raise Failure(f"clang does not understand {path}: {faults[0]}")
-                found += [place for part in by_file.values() for place in part]
-                tell(f"looking for places: {done} of {len(runs)} files, {len(found)} places")
+            try:
+                for done, run in enumerate(concurrent.futures.as_completed(runs), 1):
+                    path, by_file, faults = run.result()
+                    if faults:
+                        raise Failure(f"clang does not understand {path}: {faults[0]}")
+                    found += [place for part in by_file.values() for place in part]
+                    tell(f"looking for places: {done} of {len(runs)} files, {len(found)} places")
+            except BaseException:
+                pool.shutdown(wait=False, cancel_futures=True)  # or all other files would be read first
+                raise
     found.sort(key=lambda p: (p.file, p.start, -p.end, p.kind, p.text))
     for number, place in enumerate(found, 1):
         place.number = number  # the same in every choice, so that little is built anew for another one
