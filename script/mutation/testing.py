@@ -67,7 +67,8 @@ def programs_with_sources(commands, build, root, changed):
     """The names of the tests that compile files of src/ themselves, or include a changed header of it."""
     names, known = set(), {}
     for command in commands:
-        found = re.search(r"CMakeFiles/([^/]+)\.dir/", command.get("output", command["command"]))
+        # Not in all of the command, where the precompiled header is another program's.
+        found = re.search(r"CMakeFiles/([^/]+)\.dir/", _output(command))
         if not found or os.path.relpath(command["directory"], build).startswith("src"):
             continue
         file = command["file"]

@@ -11,6 +11,7 @@ import unittest
 sys.path.insert(0, f"{os.path.dirname(os.path.abspath(__file__))}/../../script/mutation")
 
 import scanning  # noqa: E402
+import testing  # noqa: E402
 
 FILES = {
     "src/Lonely/Lonely.h": "#pragma once\ninline int twice(int value) { return value * 2; }\n",
@@ -120,6 +121,38 @@ class Scanning(unittest.TestCase):
 
         # The one that was told of, and what the process had been given before.
         self.assertLess(len(os.listdir(f"{self.root}/read")), 10)
+
+
+class Programs(unittest.TestCase):
+    def test_a_program_is_known_by_what_it_is_built_into_and_not_by_its_precompiled_header(self):
+        with tempfile.TemporaryDirectory() as root:
+            sources = {
+                "tests/tst_Includes.cpp": '#include "Room/Changed.h"\n',
+                "tests/tst_Compiles.cpp": "\n",
+                "tests/tst_Neither.cpp": '#include "Room/Other.h"\n',
+                "src/Room/Changed.cpp": "\n",
+            }
+            for name, text in sources.items():
+                os.makedirs(os.path.dirname(f"{root}/{name}"), exist_ok=True)
+                with open(f"{root}/{name}", "w", encoding="utf-8") as file:
+                    file.write(text)
+
+            def command(file, output):
+                words = f"c++ -include {root}/build/tests/CMakeFiles/Support.dir/cmake_pch.hxx -o {output} -c {file}"
+                return {"directory": f"{root}/build", "file": f"{root}/{file}", "command": words}
+
+            commands = [
+                command("tests/tst_Includes.cpp", "tests/CMakeFiles/tst_Includes.dir/tst_Includes.cpp.o"),
+                command("tests/tst_Compiles.cpp", "tests/CMakeFiles/tst_Compiles.dir/tst_Compiles.cpp.o"),
+                command("src/Room/Changed.cpp", "tests/CMakeFiles/tst_Compiles.dir/__/src/Room/Changed.cpp.o"),
+                command("tests/tst_Neither.cpp", "tests/CMakeFiles/tst_Neither.dir/tst_Neither.cpp.o"),
+                command("src/Room/Changed.cpp", "src/CMakeFiles/Library.dir/Room/Changed.cpp.o"),
+            ]
+            changed = {"src/Room/Changed.h", "src/Room/Changed.cpp"}
+
+            names = testing.programs_with_sources(commands, f"{root}/build", root, changed)
+
+        self.assertEqual(names, {"tst_Includes", "tst_Compiles"})
 
 
 class Interrupting:
