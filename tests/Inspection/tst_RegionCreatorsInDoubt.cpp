@@ -113,6 +113,7 @@ private Q_SLOTS:
     void creatorInAnotherTimeIsUnknownAsLongAsItRuns_data();
     void creatorInAnotherTimeIsUnknownAsLongAsItRuns();
     void creatorIsKnownFromItsOwnTime();
+    void processOfThatStartWithAnotherNumberIsNoCreator();
     void livingCreatorIsNotDeadWhereADescriptorIsMissing_data();
     void livingCreatorIsNotDeadWhereADescriptorIsMissing();
 };
@@ -172,6 +173,27 @@ void tst_RegionCreatorsInDoubt::creatorIsKnownFromItsOwnTime()
     });
 
     COMPARE_EXIT(child.waitForExit(), "the right to make a time");
+}
+
+/// The number counts in the namespace of the creator, where the process that has it here has another one.
+void tst_RegionCreatorsInDoubt::processOfThatStartWithAnotherNumberIsNoCreator()
+{
+    const TwoNumbers description;
+    ChildProcess child(creatingIn(CLONE_NEWPID, description));
+    if (!child.waitUntilReady()) {
+        COMPARE_EXIT(child.waitForExit(), "the right to make a namespace");
+    }
+    QVERIFY(description.inspect().getCreator().isAlive == true);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    const auto numberHere = QByteArray(creatorFolder).split('/').value(2).toUInt();
+    QVERIFY(numberHere > 1);
+
+    block.management()->creatorPid = numberHere;
+
+    QVERIFY(description.inspect().getCreator().isAlive != true);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
 }
 
 void tst_RegionCreatorsInDoubt::livingCreatorIsNotDeadWhereADescriptorIsMissing_data()

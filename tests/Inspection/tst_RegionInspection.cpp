@@ -49,6 +49,7 @@ private Q_SLOTS:
     void nameTellsWhatBecameOfIt();
     void layoutIsComparedWithTheDescription();
     void layoutOfAnotherSizeIsAnother();
+    void withoutADescriptionThereIsNoDifference();
     void bytesOfBothBuffersAreShown();
     void bytesOutsideTheBufferAreNotShown();
     void shortenedMemoryIsSurvived();
@@ -295,6 +296,17 @@ void tst_RegionInspection::layoutOfAnotherSizeIsAnother()
     other.size = 16;
     other.doubleBuffer = false;
     QVERIFY(other.inspectDescribed().hasLayoutOfDescription() == false);
+}
+
+void tst_RegionInspection::withoutADescriptionThereIsNoDifference()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    const RegionInspection region = description.inspect();
+    QVERIFY(region.getFingerprint());
+
+    QVERIFY(!region.hasLayoutOfDescription());
+    QCOMPARE(region.findFirstDifference(), QString());
 }
 
 void tst_RegionInspection::bytesOfBothBuffersAreShown()

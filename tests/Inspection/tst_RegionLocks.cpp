@@ -34,6 +34,7 @@ private Q_SLOTS:
     void keptLockIsNotHeld();
     void deadHolderHoldsNothing();
     void waitersAreCounted();
+    void whoeverWaitsForANumberToRiseIsAWaiter();
     void readersOfASingleBufferAreCounted();
     void removedSemaphoresAreUnknown();
     void semaphoresOfOthersAreUnknown();
@@ -156,6 +157,24 @@ void tst_RegionLocks::waitersAreCounted()
     QCOMPARE(lock.waiters, 1);
     QCOMPARE(child.waitForExit(), 0);
     QCOMPARE(description.inspect().getLock().waiters, 0);
+}
+
+/// Another version may sleep in the other way.
+void tst_RegionLocks::whoeverWaitsForANumberToRiseIsAWaiter()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    ChildProcess child([&](const ChildSide &) {
+        sembuf take{SemaphoreSet::Names::SemaphoreLease, -1, 0};
+        return semop(description.semaphores.id(), &take, 1) == 0 ? 0 : 1;
+    });
+    QVERIFY(description.semaphores.waitUntilBlocked(SemaphoreSet::Names::SemaphoreLease, 1));
+
+    const RegionLock lock = description.inspect().getLock();
+
+    QCOMPARE(lock.waiters, 1);
+    QVERIFY(description.semaphores.setValue(SemaphoreSet::Names::SemaphoreLease, 1));
+    QCOMPARE(child.waitForExit(), 0);
 }
 
 void tst_RegionLocks::readersOfASingleBufferAreCounted()

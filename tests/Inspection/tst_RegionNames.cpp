@@ -2,6 +2,7 @@
 #include "support/ChildProcess.h"
 #include "support/ResourceLimit.h"
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
 
@@ -30,6 +31,7 @@ private Q_SLOTS:
     void nameIsCurrentWithoutDescriptors();
     void linkIsThereButNoRegion();
     void nameOfWhatIsNotReadableIsKnown();
+    void regionIsReadableByTheFirstDescriptorOfAll();
 };
 
 void tst_RegionNames::keyThatNoMemoryCanHaveIsNotThere_data()
@@ -177,6 +179,23 @@ void tst_RegionNames::nameOfWhatIsNotReadableIsKnown()
 
     QVERIFY(description.segment.make(QByteArray()));
     QVERIFY(region.getName() == Name::Replaced);
+}
+
+/// A service may run without a standard input.
+void tst_RegionNames::regionIsReadableByTheFirstDescriptorOfAll()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    ChildProcess child([&description](const ChildSide & /*side*/) {
+        CHILD_VERIFY(close(STDIN_FILENO) == 0);
+        const RegionInspection region = description.inspect();
+        CHILD_VERIFY(fcntl(STDIN_FILENO, F_GETFD) >= 0);
+        CHILD_VERIFY(region.isReadable());
+        CHILD_VERIFY(region.getCreator().pid == qint64{getppid()});
+        return 0;
+    });
+
+    QCOMPARE(child.waitForExit(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_RegionNames)
