@@ -6,7 +6,9 @@
 // comes before its look at `wanted`, the comer's exchange of `wanted` before its second look at the
 // lease word. All four are sequentially consistent, so that one of the two sees the other: either the
 // comer finds the owner outside and takes the lease away, or the owner finds that somebody waits. The
-// owner has no fence of its own beside its exchange, which is one on the way of every lock.
+// owner has no fence of its own beside its exchange, which is one on the way of every lock. The same goes
+// for a creator that closes the memory, and the exchange by which the owner comes in: either the creator
+// finds it inside, or the owner finds the memory closed. docs/protocol/weak-lease.pml is the proof.
 
 namespace {
 

@@ -44,10 +44,11 @@ public:
     bool enter()
     {
         quint64 word = m_own.load(std::memory_order_relaxed);
-        // Another thread of this process may be inside by it; taken away it does not come back.
+        // Another thread of this process may be inside by it; taken away it does not come back. In one
+        // order with isClosed().
         return word != 0 && isOwn()
                && m_words->word.compare_exchange_strong(word, word + Lease::idleToInside,
-                                                        std::memory_order_acquire,
+                                                        std::memory_order_seq_cst,
                                                         std::memory_order_relaxed);
     }
 
@@ -76,11 +77,8 @@ public:
     bool isOwnerInside() const;
     /// For the owner: the lease is over, whatever its word says.
     void forget() { m_own.store(0, std::memory_order_relaxed); }
-    /// Whether another creator has replaced this region. Only of an owner.
-    bool isClosed() const
-    {
-        return m_words->wanted.load(std::memory_order_relaxed) == Lease::closed;
-    }
+    /// Whether another creator has replaced this region. Only of an owner, behind enter().
+    bool isClosed() const { return m_words->wanted.load() == Lease::closed; }
 
     /// What the word says to a process that has taken the write semaphore of the set @p setId.
     enum class Finding {
