@@ -235,6 +235,16 @@ class Tool(Upgrade):
         self.check_left_as_it_was(region, creator, SEMAPHORES["former"])
         self.assertEqual(creator.end(), 0)
 
+    def test_nobody_is_told_that_a_double_buffer_is_a_single_one(self):
+        region, creator = self.former(double_buffer=True)
+
+        code, output, _ = region.tool("explain", None, "count/0")
+
+        self.assertEqual(code, 0)
+        self.assertIn("! the region has no semaphores that may be looked at", output)
+        self.assertIn("Set           unknown\n", output)
+        self.assertEqual(creator.end(), 0)
+
     def test_what_the_former_library_does_not_say_is_not_waited_for_without_end(self):
         for double_buffer in (True, False):
             with self.subTest(double_buffer=double_buffer):

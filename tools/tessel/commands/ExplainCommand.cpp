@@ -173,10 +173,12 @@ QString bufferFacts(const Explanation &explanation)
     return facts;
 }
 
-QString setText(const RegionLook &look)
+QString setText(const RegionLook &look, bool isDoubleBuffered)
 {
     if (!look.swapCount()) {
-        return QStringLiteral("not counted in a single buffer");
+        // A double buffer of another memory format, or of a creator without a lock, does not say it.
+        return isDoubleBuffered ? QStringLiteral("unknown")
+                                : QStringLiteral("not counted in a single buffer");
     }
     QString text = QStringLiteral("number %1").arg(*look.swapCount());
     if (look.lastSwap()) {
@@ -221,7 +223,7 @@ QString regionFacts(const RegionLook &look, const DescriptionSource &description
     const auto mirror = MirrorNote::find(description.key());
     return factLine(QStringLiteral("Region"), text)
            + (mirror ? factLine(QStringLiteral("Mirror"), mirror->text()) : QString())
-           + factLine(QStringLiteral("Set"), setText(look))
+           + factLine(QStringLiteral("Set"), setText(look, description.isDoubleBuffered()))
            + factLine(QStringLiteral("Creator"), creatorText(look.creator()))
            + factLine(QStringLiteral("Attached"), usersText(look.users(), look.areUsersComplete()))
            + factLine(QStringLiteral("Lock"), lockText(look));
