@@ -1,8 +1,10 @@
 #include "InspectedRegion.h"
 #include "support/ChildProcess.h"
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <dirent.h>
@@ -12,6 +14,8 @@ namespace {
 
 /// How often somebody walked over all processes.
 int walks = 0;
+/// What happens when a walk begins.
+std::function<void()> atWalk;
 
 /// No namespace has this number: those of the kernel begin far above.
 constexpr quint64 strangeNamespace = 12345;
@@ -24,7 +28,12 @@ extern "C" Q_DECL_EXPORT DIR *opendir(const char *path)
     using Open = DIR *(*)(const char *);
     static const auto original = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "opendir"));
     const std::string folder(path);
-    walks += folder == "/proc" || folder == "/proc/" ? 1 : 0;
+    if (folder == "/proc" || folder == "/proc/") {
+        ++walks;
+        if (const auto call = std::exchange(atWalk, nullptr)) {
+            call();
+        }
+    }
     return original(path);
 }
 
@@ -94,6 +103,7 @@ private Q_SLOTS:
     void deadOfOtherNamespacesNeedOneWalk();
     void creatorThatComesAfterAWalkIsFound();
     void creatorThatIsNotedLaterIsFound();
+    void processThatIsForkedDuringAWalkMakesItsOwn();
 };
 
 void tst_RegionCreators::idThatNoProcessCanHaveIsUnknown_data()
@@ -199,6 +209,29 @@ void tst_RegionCreators::creatorThatIsNotedLaterIsFound()
     QVERIFY(region.getCreator().isAlive == true);
     child.tell();
     QCOMPARE(child.waitForExit(), 0);
+}
+
+/// It never gets what another thread held when it was forked.
+void tst_RegionCreators::processThatIsForkedDuringAWalkMakesItsOwn()
+{
+    const RegionOfTheDead dead(strangeNamespace);
+    const RegionInspection region = dead.inspect();
+    int exitCode = -1;
+    atWalk = [&] {
+        walks = 0;
+        ChildProcess child([&](const ChildSide & /*side*/) {
+            for (int i = 1; i <= 2; ++i) {
+                CHILD_VERIFY(region.getCreator().isAlive != true);
+                CHILD_VERIFY(walks == i);
+            }
+            return 0;
+        });
+        exitCode = child.waitForExit();
+    };
+
+    QVERIFY(region.getCreator().isAlive != true);
+
+    QCOMPARE(exitCode, 0);
 }
 
 QTEST_GUILESS_MAIN(tst_RegionCreators)

@@ -136,6 +136,7 @@ private Q_SLOTS:
     void noteWithoutAStartIsUnknown();
     void processWhoseStartIsNotToBeHadIsUnknown();
     void processWhoseOwnNumberIsNotToBeHadIsUnknown();
+    void creatorWithoutANumberIsNoProcess();
     void withoutAFingerprintAllAreUnknown();
     void singleBufferSaysNothing();
     void blockOfAnotherFormatSaysNothing();
@@ -365,6 +366,26 @@ void tst_RegionLayouts::processWhoseOwnNumberIsNotToBeHadIsUnknown()
 
     QVERIFY(!found.has_value());
     QVERIFY(ofAnotherStart == false);
+}
+
+/// Not one either whose own number is not to be had: that may have been forked by the noted one.
+void tst_RegionLayouts::creatorWithoutANumberIsNoProcess()
+{
+    const TwoNumbers description;
+    const OtherNumbers other(description);
+    const QuietManager creator(description, create);
+    const QuietManager own(other, attach);
+    MappedRegion block(description.segment);
+    QVERIFY(block.attach());
+    block.management()->otherLayouts[0] += pidUnit - 1;
+    block.management()->creatorPid = 0;
+    const RegionInspection region = description.inspect();
+
+    refusedFile = "/proc/" + std::to_string(getpid()) + "/status";
+    const std::optional<bool> found = ownLayout(region);
+    refusedFile.clear();
+
+    QVERIFY(!found.has_value());
 }
 
 /// Whoever attaches has nothing to compare his own with.

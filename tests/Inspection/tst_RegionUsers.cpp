@@ -5,10 +5,63 @@
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
+#include <cerrno>
+#include <cstdarg>
+#include <string>
+
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
+
+namespace {
+
+/// Tables of mappings that were opened, and those of them that a program this process becomes would inherit.
+int tables = 0;
+int inheritedTables = 0;
+
+/// Whether no program is told of any process.
+bool areProgramsHidden = false;
+
+template <class Function>
+Function original(const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+bool endsWith(const std::string &path, const std::string &ending)
+{
+    return path.size() >= ending.size()
+           && path.compare(path.size() - ending.size(), ending.size(), ending) == 0;
+}
+
+} // namespace
+
+/// In the place of the functions that the library and Qt call.
+extern "C" Q_DECL_EXPORT int open(const char *path, int flags, ...)
+{
+    static const auto call = original<int (*)(const char *, int, ...)>("open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = va_arg(arguments, int);
+    va_end(arguments);
+    if (endsWith(path, "/maps")) {
+        ++tables;
+        inheritedTables += (flags & O_CLOEXEC) == 0 ? 1 : 0;
+    }
+    return call(path, flags, mode);
+}
+
+extern "C" Q_DECL_EXPORT ssize_t readlink(const char *path, char *target, std::size_t size)
+{
+    static const auto call = original<ssize_t (*)(const char *, char *, std::size_t)>("readlink");
+    if (areProgramsHidden && endsWith(path, "/exe")) {
+        errno = EACCES;
+        return -1;
+    }
+    return call(path, target, size);
+}
 
 namespace {
 
@@ -55,6 +108,8 @@ private Q_SLOTS:
     void userByAnotherPathIsSeen();
     void layoutOfWhoeverOnlyReadsIsUnknown();
     void keysAreThoseOfAllThatIsMapped();
+    void tablesAreNotHandedToOtherPrograms();
+    void programThatIsNotToldHasTheNameOfItsProcess();
 };
 
 /// Their ids may be those of other processes since.
@@ -167,6 +222,37 @@ void tst_RegionUsers::keysAreThoseOfAllThatIsMapped()
     QCOMPARE(keys.count(removed.key), 1);
     QVERIFY(!keys.contains(unused.key) && !keys.contains(foreign.name()));
     QVERIFY(std::is_sorted(keys.cbegin(), keys.cend()));
+}
+
+/// Another thread may become a program while a table is open.
+void tst_RegionUsers::tablesAreNotHandedToOtherPrograms()
+{
+    tables = 0;
+    inheritedTables = 0;
+
+    const RegionUsers look;
+
+    QVERIFY(tables > 0);
+    QCOMPARE(inheritedTables, 0);
+}
+
+void tst_RegionUsers::programThatIsNotToldHasTheNameOfItsProcess()
+{
+    const TwoNumbers description;
+    const QuietManager creator(description, create);
+    ChildProcess child([&description](const ChildSide & /*side*/) {
+        CHILD_VERIFY(prctl(PR_SET_NAME, "plant reader") == 0);
+        areProgramsHidden = true;
+        for (const RegionUser &user : description.inspect().getUsers()) {
+            if (user.pid == getpid()) {
+                CHILD_VERIFY(user.program == QStringLiteral("plant reader"));
+                return 0;
+            }
+        }
+        return 1;
+    });
+
+    QCOMPARE(child.waitForExit(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_RegionUsers)
