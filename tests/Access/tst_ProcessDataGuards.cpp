@@ -122,7 +122,9 @@ void tst_ProcessDataGuards::writeGuardPublishesOnDemandOnly()
     {
         const ProcessDataWriteGuard guard(managed.manager);
         QVERIFY(guard.isLocked());
+        QVERIFY(managed.internals.isMutexHeld());
     }
+    QVERIFY(!managed.internals.isMutexHeld());
     const QStringList unpublished{lockWrite, unlockWrite};
     QCOMPARE(managed.handler->takeCalls(), unpublished);
     {
@@ -144,6 +146,7 @@ void tst_ProcessDataGuards::innerWriteGuardDoesNotPublish()
         QVERIFY(inner.isLocked());
         QVERIFY(!inner.publish());
     }
+    QVERIFY(managed.internals.isMutexHeld());
     QCOMPARE(managed.handler->takeCalls(), QStringList{lockWrite});
     QVERIFY(outer.publish());
 

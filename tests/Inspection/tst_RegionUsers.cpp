@@ -1,13 +1,15 @@
 #include "InspectedRegion.h"
 #include "Inspection/RegionUsers.h"
-#include "support/ChildProcess.h"
+#include "support/WithoutMainThread.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
 #include <cerrno>
 #include <cstdarg>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -20,6 +22,10 @@ namespace {
 /// Tables of mappings that were opened, and those of them that a program this process becomes would inherit.
 int tables = 0;
 int inheritedTables = 0;
+
+/// What happens when the first table of a thread below this folder is opened, which is not there then.
+std::string folderOfThreads;
+std::function<void()> atThread;
 
 /// Whether no program is told of any process.
 bool areProgramsHidden = false;
@@ -47,6 +53,12 @@ extern "C" Q_DECL_EXPORT int open(const char *path, int flags, ...)
     const int mode = va_arg(arguments, int);
     va_end(arguments);
     if (endsWith(path, "/maps")) {
+        const bool isOfAThread = std::string(path).rfind(folderOfThreads, 0) == 0;
+        if (const auto step = isOfAThread ? std::exchange(atThread, nullptr) : nullptr) {
+            step();
+            errno = ENOENT;
+            return -1;
+        }
         ++tables;
         inheritedTables += (flags & O_CLOEXEC) == 0 ? 1 : 0;
     }
@@ -108,6 +120,7 @@ private Q_SLOTS:
     void userByAnotherPathIsSeen();
     void layoutOfWhoeverOnlyReadsIsUnknown();
     void keysAreThoseOfAllThatIsMapped();
+    void userWhoseThreadIsReplacedByAnotherIsSeen();
     void tablesAreNotHandedToOtherPrograms();
     void programThatIsNotToldHasTheNameOfItsProcess();
 };
@@ -222,6 +235,40 @@ void tst_RegionUsers::keysAreThoseOfAllThatIsMapped()
     QCOMPARE(keys.count(removed.key), 1);
     QVERIFY(!keys.contains(unused.key) && !keys.contains(foreign.name()));
     QVERIFY(std::is_sorted(keys.cbegin(), keys.cend()));
+}
+
+/// The threads were listed before the last one made another and ended.
+void tst_RegionUsers::userWhoseThreadIsReplacedByAnotherIsSeen()
+{
+    const TwoNumbers description;
+    ChildProcess child(withoutMainThread([&description](const ChildSide &side) {
+        const QuietManager manager(description, create);
+        CHILD_VERIFY(manager.isValid());
+        side.say();
+        side.waitForWord();
+        std::thread([] { pause(); }).detach();
+        side.say();
+        side.waitForWord();
+        return 0;
+    }));
+    QVERIFY(child.waitUntilReady());
+    const RegionInspection region = description.inspect();
+    const std::optional<qint64> pid = region.getCreator().pid;
+    QVERIFY(pid.has_value());
+    bool hasOther = false;
+    folderOfThreads = "/proc/" + std::to_string(*pid) + "/task/";
+    atThread = [&] {
+        child.tell();
+        hasOther = child.waitUntilReady();
+    };
+
+    const QVector<RegionUser> users = region.getUsers();
+
+    QVERIFY(hasOther);
+    QCOMPARE(users.size(), 1);
+    QVERIFY(users[0].pid == pid);
+    child.tell();
+    QCOMPARE(child.waitForExit(), 0);
 }
 
 /// Another thread may become a program while a table is open.
