@@ -1,6 +1,7 @@
 #include "Access/NumberRegion.h"
 #include "Access/ProcessBulkReader.h"
 #include "Access/ProcessDataGuards.h"
+#include "ProcessDataManagement/ManagedHandler.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 
@@ -81,6 +82,8 @@ private Q_SLOTS:
     void noLeavesAreReadAsWell();
     void staysInsideAReadLock();
     void memoryThatWentAwayIsNotRead();
+    void memoryThatIsSmallerThanBeforeIsNotRead();
+    void failedLockReadsNothing();
     void setsAreWholeBesideAWriter();
     void stoppedAndKilledWriterDisturbsNobody();
 };
@@ -252,6 +255,42 @@ void tst_ProcessBulkReader::memoryThatWentAwayIsNotRead()
     QVERIFY(!reader.read(arrays.values.data(), arrays.states.data()));
 
     QVERIFY(arrays.isUntouched());
+}
+
+void tst_ProcessBulkReader::memoryThatIsSmallerThanBeforeIsNotRead()
+{
+    ProcessDescription description(64, true);
+    description.leaves.insert(QStringLiteral("level"), int32Slot(56));
+    LiveRegion region(description);
+    ProcessBulkReader reader(&region.manager, region.root, {QStringLiteral("level")});
+    ManagerInternals(region.manager)
+        .setBufferHandler(QSharedPointer<FakeBufferHandler>::create(63));
+    Arrays arrays(1);
+    LogCapture log;
+
+    QVERIFY(!reader.read(arrays.values.data(), arrays.states.data()));
+
+    QVERIFY(arrays.isUntouched());
+    COMPARE_LOG(log, warning(QStringLiteral(
+                         "The process data memory is smaller than when the reader was made.")));
+}
+
+void tst_ProcessBulkReader::failedLockReadsNothing()
+{
+    ProcessDescription description(8, true);
+    description.leaves.insert(QStringLiteral("level"), int32Slot(0));
+    LiveRegion region(description);
+    ProcessBulkReader reader(&region.manager, region.root, {QStringLiteral("level")});
+    const auto handler = QSharedPointer<FakeBufferHandler>::create(8);
+    handler->readLocks.enqueue(false);
+    ManagerInternals(region.manager).setBufferHandler(handler);
+    Arrays arrays(1);
+    LogCapture log;
+
+    QVERIFY(!reader.read(arrays.values.data(), arrays.states.data()));
+
+    QVERIFY(arrays.isUntouched());
+    COMPARE_LOG(log, warning(QStringLiteral("Can't lock the process data for reading.")));
 }
 
 void tst_ProcessBulkReader::setsAreWholeBesideAWriter()
