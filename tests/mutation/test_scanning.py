@@ -10,6 +10,7 @@ import unittest
 
 sys.path.insert(0, f"{os.path.dirname(os.path.abspath(__file__))}/../../script/mutation")
 
+import mutate  # noqa: E402
 import scanning  # noqa: E402
 import testing  # noqa: E402
 
@@ -153,6 +154,38 @@ class Programs(unittest.TestCase):
             names = testing.programs_with_sources(commands, f"{root}/build", root, changed)
 
         self.assertEqual(names, {"tst_Includes", "tst_Compiles"})
+
+
+class BusyRunner:
+    """A test takes so many seconds without a change, and so many with it."""
+
+    def __init__(self, usual, changed):
+        self.seconds = {"": usual, "7": changed}
+
+    def run(self, _, chosen, limit):
+        seconds = self.seconds[chosen]
+        return ("timeout", limit) if seconds > limit else ("passed", seconds)
+
+
+class Judging(unittest.TestCase):
+    def result_of(self, usual, changed):
+        test = testing.Test("tst_Slow", [], "/tests/Room", {})
+        test.seconds = 1.0  # as it was seen on a quiet machine
+        test.reached = {7}
+        run = mutate.Run.__new__(mutate.Run)
+        run.tests, run.kills, run.unsteady = [test], {}, set()
+        run.runner = BusyRunner(usual, changed)
+        place = type("Place", (), {"number": 7, "file": "src/Room/Room.cpp"})
+        return run.judge(place)[0]
+
+    def test_a_change_that_takes_long_is_noticed(self):
+        self.assertEqual(self.result_of(1.0, 60.0), "timeout")
+
+    def test_a_machine_that_became_busy_notices_no_change(self):
+        self.assertEqual(self.result_of(20.0, 20.0), "survived")
+
+    def test_a_change_that_takes_long_is_noticed_on_a_busy_machine_as_well(self):
+        self.assertEqual(self.result_of(20.0, 10000.0), "timeout")
 
 
 class Interrupting:
