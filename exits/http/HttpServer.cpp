@@ -24,8 +24,8 @@ namespace {
 constexpr unsigned int mostConnections = 1100;
 /// What the HTTP library has for the headers of a request, what it makes of them, and the head of the answer: enough
 /// for all that IncomingRequest takes. A smaller one is closed without a word where the answer finds no room.
-constexpr std::size_t connectionBytes = 64 * 1024;
-constexpr std::size_t pieceSize = 64 * 1024;
+constexpr std::size_t connectionBytes = std::size_t{64} * 1024;
+constexpr std::size_t pieceSize = std::size_t{64} * 1024;
 /// What the system holds of an answer that goes on while nobody reads it.
 constexpr int streamBufferBytes = 64 * 1024;
 
@@ -97,6 +97,7 @@ struct HttpServer::Callbacks
         return new IncomingRequest(target);
     }
 
+    // NOLINTNEXTLINE(readability-function-size): the HTTP library calls it.
     static MHD_Result handle(void *self, MHD_Connection *connection, const char * /*url*/,
                              const char *method, const char *version, const char *uploaded,
                              size_t *uploadedSize, void **state)
@@ -313,7 +314,7 @@ void HttpServer::run()
     MHD_run(m_daemon);
     MHD_UNSIGNED_LONG_LONG bound = 0;
     if (MHD_get_timeout(m_daemon, &bound) == MHD_YES) {
-        constexpr MHD_UNSIGNED_LONG_LONG longest = 60 * 1000;
+        constexpr MHD_UNSIGNED_LONG_LONG longest = 60'000;
         m_due.start(static_cast<int>(std::min(bound, longest)));
     } else {
         m_due.stop();

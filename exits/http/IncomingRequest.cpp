@@ -12,7 +12,7 @@
 namespace {
 
 /// Of a request line with all headers.
-constexpr std::size_t mostHeaderBytes = 16 * 1024;
+constexpr std::size_t mostHeaderBytes = std::size_t{16} * 1024;
 /// Each costs the HTTP library far more than its bytes.
 constexpr int mostHeaders = 200;
 
@@ -34,7 +34,7 @@ MHD_Result appendHeader(void *target, MHD_ValueKind, const char *name, const cha
 /// library has overwritten with zeros.
 bool isEndOfLine(const char *begin, const char *end, int lines)
 {
-    constexpr int longestEnd = 2;
+    constexpr std::ptrdiff_t longestEnd = 2;
     return begin < end && end - begin <= longestEnd * lines
            && std::all_of(begin, end, [](char character) { return character == '\0'; });
 }

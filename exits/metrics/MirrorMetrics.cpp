@@ -17,7 +17,7 @@ namespace {
 /// It is written each second; one that is as old is of a program that has ended or hangs. So is one as far
 /// ahead, behind a clock that was set back.
 constexpr qint64 oldestFile = 10000; // ms
-constexpr qint64 mostBytes = 4 * 1024 * 1024;
+constexpr qint64 mostBytes = qint64{4} * 1024 * 1024;
 constexpr double millisecondsPerSecond = 1000;
 
 using Objects = QMap<QByteArray, QJsonObject>; ///< by their labels

@@ -17,7 +17,7 @@ constexpr qint64 leastPort = 1024;
 /// The engine adds 250 for each domain, and some for each program.
 constexpr qint64 mostPort = 65535 - 250 - 100;
 /// Programs of one machine and domain that find each other without multicast.
-constexpr int mostParticipants = 31;
+constexpr qint64 mostParticipants = 31;
 
 bool isLoopback(const QString &name)
 {

@@ -7,7 +7,7 @@ namespace {
 using Type = SettingSyntax::Type;
 
 constexpr qint64 mostRate = 1000;
-constexpr qint64 mostMilliseconds = 3600 * 1000;
+constexpr qint64 mostMilliseconds = qint64{3600} * 1000;
 /// Less than the machines need to hear of each other in time.
 constexpr qint64 leastLease = 50;
 constexpr qint64 mostLease = 60000;

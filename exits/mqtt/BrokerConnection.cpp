@@ -7,11 +7,11 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
+#include <csignal>
 #include <mutex>
 #include <vector>
 
 #include <mosquitto.h>
-#include <signal.h>
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr int mostPayload = 256 * 1024;
 /// Messages, and their bytes, that wait for the thread of the maker. Behind these the broker has to wait: whoever
 /// can send commands must neither fill the memory nor keep the program from anything else.
 constexpr int mostReceived = 16;
-constexpr qint64 mostReceivedBytes = 2 * mostPayload;
+constexpr qint64 mostReceivedBytes = qint64{2} * mostPayload;
 /// By which the library numbers what is on its way, with some room: twice the same would never count as sent.
 constexpr int mostQueuedMessages = 60000;
 /// How long the thread of a connection may sleep before it looks whether it is still wanted.

@@ -69,7 +69,7 @@ QByteArray tokenIn(const QString &path)
 
 QByteArray contentOf(const QString &path)
 {
-    constexpr qint64 mostBytes = 1024 * 1024;
+    constexpr qint64 mostBytes = qint64{1024} * 1024;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         throw Refusal{ExitCode::NoAccess,
