@@ -142,10 +142,16 @@ QStringList keysToRestart(const Settings &former, const Settings &next, const QS
     return keys;
 }
 
-/// Takes over @p adopted alone: another key would end regions or leases, which is a restart.
+/// The one setting that a program takes over while it runs.
+struct Adoption
+{
+    QString key;
+    std::function<void(int)> adopt;
+};
+
+/// Takes over what is adopted alone: another key would end regions or leases, which is a restart.
 void serve(Service &service, const Settings &settings, const QStringList &words,
-           const ProgramSyntax &syntax, const QString &status, const QString &adopted,
-           const std::function<void(int)> &adopt)
+           const ProgramSyntax &syntax, const QString &status, const Adoption &adoption)
 {
     QCoreApplication *const application = QCoreApplication::instance();
     ServiceLog::notice(status);
@@ -154,8 +160,8 @@ void serve(Service &service, const Settings &settings, const QStringList &words,
     QObject::connect(&service, &Service::reloadAsked, application, [=, &service] {
         try {
             const Settings next = Settings::fromCommandLine(syntax, words);
-            adopt(static_cast<int>(next.settings().number(adopted)));
-            const QStringList others = keysToRestart(settings, next, adopted);
+            adoption.adopt(static_cast<int>(next.settings().number(adoption.key)));
+            const QStringList others = keysToRestart(settings, next, adoption.key);
             ServiceLog::notice(QStringLiteral("the configuration was read again"));
             if (!others.isEmpty()) {
                 ServiceLog::warning(QStringLiteral("%1: is taken over by a restart alone")
@@ -192,12 +198,12 @@ int runSend(const Settings &settings, const QStringList &words)
     // Before the threads of the engine, so that they leave the signals alone.
     Service service;
     Sending sending(settings);
-    serve(service, settings, words, sendSyntax(), sending.status, QStringLiteral("silent-after"),
-          [&sending](int milliseconds) {
-              for (const auto &source : sending.sources) {
-                  source->setSilentAfter(milliseconds);
-              }
-          });
+    const Adoption adoption{QStringLiteral("silent-after"), [&sending](int milliseconds) {
+                                for (const auto &source : sending.sources) {
+                                    source->setSilentAfter(milliseconds);
+                                }
+                            }};
+    serve(service, settings, words, sendSyntax(), sending.status, adoption);
     return QCoreApplication::exec();
 }
 
@@ -211,8 +217,10 @@ int runReceive(const Settings &settings, const QStringList &words)
     Receiving receiving(settings);
     QObject::connect(&receiving.receiver, &SetReceiver::layoutRefused, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(static_cast<int>(ExitCode::LayoutMismatch)); });
-    serve(service, settings, words, receiveSyntax(), receiving.status, QStringLiteral("watchdog"),
-          [&receiving](int milliseconds) { receiving.receiver.setWatchdog(milliseconds); });
+    const Adoption adoption{QStringLiteral("watchdog"), [&receiving](int milliseconds) {
+                                receiving.receiver.setWatchdog(milliseconds);
+                            }};
+    serve(service, settings, words, receiveSyntax(), receiving.status, adoption);
     return QCoreApplication::exec();
 }
 
