@@ -47,7 +47,7 @@ private:
     void handleConnected();
     void handleSubscribed(bool isGranted);
     void handleEnded(const QString &reason, bool wasSent);
-    void handleMessage(const QString &topic, const QByteArray &payload);
+    void handleMessage(const QString &name, const QByteArray &bytes);
     void handleSent();
     void handleHost(HostState::Change change);
     void handleNodeCommand(const Payload &payload);

@@ -24,7 +24,7 @@ public:
     };
 
     /// @p folder empty: in memory alone. Throws a Refusal for one that cannot be used.
-    HistoryRing(qint64 mostBytes, const QString &folder = {});
+    explicit HistoryRing(qint64 mostBytes, const QString &folder = {});
     ~HistoryRing();
 
     bool isEmpty() const { return m_entries.empty(); }

@@ -29,5 +29,5 @@ struct NodeSettings
 
     static ProgramSyntax syntax();
     /// Throws a Refusal that names what makes no sense, or a file that is not to be used.
-    static NodeSettings from(const Settings &settings);
+    static NodeSettings from(const Settings &all);
 };

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 
 #include <sys/signalfd.h>
 #include <systemd/sd-daemon.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace {
@@ -92,7 +92,7 @@ void Service::takeSignals()
 
 void Service::startWatchdog()
 {
-    using namespace std::chrono;
+    using namespace std::chrono; // NOLINT(google-build-using-namespace): units
     uint64_t bound = 0;
     if (sd_watchdog_enabled(0, &bound) <= 0) {
         return;

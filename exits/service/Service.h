@@ -3,7 +3,7 @@
 #include <QObject>
 #include <QTimer>
 
-#include <signal.h>
+#include <csignal>
 
 class QSocketNotifier;
 

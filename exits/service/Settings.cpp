@@ -50,6 +50,16 @@ QStringList namesOfOptions(const ProgramSyntax &syntax)
     return names;
 }
 
+[[noreturn]] void refuseUnknown(const ProgramSyntax &syntax, const QString &word,
+                                const QString &name)
+{
+    const QString nearest = nearestWord(name, namesOfOptions(syntax));
+    refuseUse(syntax, QStringLiteral("unknown option '%1'%2")
+                          .arg(word, nearest.isEmpty()
+                                         ? QString()
+                                         : QStringLiteral(" (did you mean '--%1'?)").arg(nearest)));
+}
+
 /// `-o` as `--output`.
 QString inLong(const ProgramSyntax &syntax, const QString &word)
 {
@@ -192,12 +202,7 @@ void Settings::takeOption(const ProgramSyntax &syntax, const QString &word, QStr
         return;
     }
     if (setting == nullptr && !isFile) {
-        const QString nearest = nearestWord(name, namesOfOptions(syntax));
-        refuseUse(syntax,
-                  QStringLiteral("unknown option '%1'%2")
-                      .arg(word, nearest.isEmpty()
-                                     ? QString()
-                                     : QStringLiteral(" (did you mean '--%1'?)").arg(nearest)));
+        refuseUnknown(syntax, word, name);
     }
     QString value = equals < 0 ? QString() : word.mid(equals + 1);
     if (equals < 0 && isFlag) {

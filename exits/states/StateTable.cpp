@@ -1,6 +1,6 @@
 #include "states/StateTable.h"
 
-using namespace ProcessDataDefinitions;
+using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): state names
 
 namespace {
 

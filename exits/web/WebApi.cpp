@@ -194,6 +194,7 @@ HttpResponse WebApi::answerEvents(const HttpRequest & /*request*/)
     return response;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the table of the paths holds members of one kind.
 HttpResponse WebApi::answerConfiguration(const HttpRequest & /*request*/)
 {
     if (m_settings.configuration.isEmpty()) {

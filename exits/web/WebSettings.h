@@ -27,5 +27,5 @@ struct WebSettings
     static ProgramSyntax syntax();
     /// Reads the files with secrets. Throws a Refusal that names what makes no sense, or a file that is not
     /// to be used.
-    static WebSettings from(const Settings &settings);
+    static WebSettings from(const Settings &all);
 };
