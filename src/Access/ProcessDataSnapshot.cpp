@@ -25,6 +25,7 @@ quint64 lockedGeneration(const ProcessDataManager &manager)
 template <class Value>
 bool isSame(const NumberReading<Value> &left, const NumberReading<Value> &right)
 {
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits count; NaN is NaN, and -0 is not 0.
     return left.state == right.state && std::memcmp(&left.value, &right.value, sizeof(Value)) == 0;
 }
 

@@ -255,6 +255,7 @@ int ProcessDataWatcher::Private::descriptor()
     }
     const int made = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (made < 0) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the text of a known code is a constant in glibc.
         qWarning() << "No descriptor for waiting:" << std::strerror(errno);
         return -1;
     }

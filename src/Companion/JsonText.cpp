@@ -21,6 +21,7 @@ uint hexNumber(const char *digits)
 uint unescaped(const char *&at)
 {
     // As Qt does: where a char has a sign, a byte from 0x80 on becomes a number far behind Unicode.
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): that is what is wanted.
     const uint escaped = static_cast<uint>(at[1]);
     at += 2;
     switch (escaped) {

@@ -68,7 +68,8 @@ bool isPlain(const QVariant &value)
 /// False where a cell is NaN.
 bool equalsItself(const QVariantList &row)
 {
-    // cppcheck-suppress duplicateExpression ; NaN is not equal to itself
+    // NOLINTNEXTLINE(misc-redundant-expression): NaN is not equal to itself
+    // cppcheck-suppress duplicateExpression ; the same
     return std::all_of(row.cbegin(), row.cend(), [](const QVariant &cell) { return cell == cell; });
 }
 

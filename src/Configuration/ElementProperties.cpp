@@ -16,7 +16,7 @@ PropertyShape::PropertyShape(const QStringList &keys) : m_keys(keys), m_hasPlain
         m_hasPlainKeys = m_hasPlainKeys && !key.isEmpty() && PropertyPath::isPlainKey(key);
     }
     m_isUsable = m_places.size() == keys.size();
-    if (keys.size() <= maximumOfMarks) {
+    if (keys.size() <= sm_maximumOfMarks) {
         for (const QString &key : keys) {
             m_marks.append(markOf(key));
         }

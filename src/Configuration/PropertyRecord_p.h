@@ -68,7 +68,7 @@ public:
 
 private:
     /// Beyond that many keys the hash finds one sooner.
-    static constexpr int maximumOfMarks = 24;
+    static constexpr int sm_maximumOfMarks = 24;
 
     /// Size, first, middle and last character: keys that stand beside each other rarely have all of
     /// them in common.
@@ -109,7 +109,7 @@ private:
 
     QStringList m_keys;
     /// Of the keys at the same places; empty if there are many.
-    QVarLengthArray<quint64, maximumOfMarks> m_marks;
+    QVarLengthArray<quint64, sm_maximumOfMarks> m_marks;
     /// It has the order of a hash with values, and the seed that such a one got when it was made.
     ElementProperties::Map m_places;
     std::array<int, usualKeyCount> m_usualPlaces{};

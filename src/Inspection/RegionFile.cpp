@@ -150,6 +150,7 @@ int RegionFile::findNames(QStringList &names)
         return errno;
     }
     errno = 0;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has this stream.
     for (const dirent *entry = ::readdir(folder); entry != nullptr; entry = ::readdir(folder)) {
         const QString name = QString::fromLocal8Bit(entry->d_name);
         // One that is no text in this locale leads nowhere.

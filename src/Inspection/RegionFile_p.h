@@ -45,7 +45,7 @@ public:
     /// False if not all bytes are there.
     bool read(void *target, std::size_t size, qint64 offset) const;
     /// All bytes or none.
-    QByteArray read(qint64 offset, quint32 size) const;
+    QByteArray read(qint64 offset, quint32 count) const;
 
     /// The names of all shared-memory objects, in no order. 0, or errno of what kept this process from looking:
     /// then there may be more of them.

@@ -39,8 +39,7 @@ QString nameOf(const QString &key, QLatin1String ending)
 } // namespace
 
 RegionInspection::Private::Description::Description(const BaseClassSharedPointer &root)
-    : bufferSize(0)
-    , isDoubleBuffer(root->getProperty(Definitions::getKeyDataPropertyDoubleBuffer()).toBool())
+    : isDoubleBuffer(root->getProperty(Definitions::getKeyDataPropertyDoubleBuffer()).toBool())
     , leaves(root)
 {
     const QVariant size = root->getProperty(Definitions::getKeyDataPropertySizeOfSharedMemory());

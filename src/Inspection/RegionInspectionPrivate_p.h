@@ -29,7 +29,7 @@ public:
         /// The leaves, as long as this lives.
         LayoutDigest::Leaves inOrder() const;
 
-        quint32 bufferSize;
+        quint32 bufferSize = 0;
         bool isDoubleBuffer;
         LayoutTable leaves;
     };
