@@ -8,7 +8,7 @@
 
 #include <QCoreApplication>
 
-using namespace TesselModels;
+using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
 
 namespace {
 

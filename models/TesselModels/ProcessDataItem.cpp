@@ -8,7 +8,7 @@
 
 #include <utility>
 
-using namespace TesselModels;
+using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
 
 class ProcessDataItem::Private
 {

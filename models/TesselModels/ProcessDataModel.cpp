@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <utility>
 
-using namespace TesselModels;
+using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
 
 class ProcessDataModel::Private
 {

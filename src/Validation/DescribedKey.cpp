@@ -15,7 +15,7 @@ using Rows = QVector<DescribedKeyRow>;
 
 Rows elementRows()
 {
-    using namespace KeyPlace;
+    using namespace KeyPlace; // NOLINT(google-build-using-namespace): its places
     const unsigned limited = Number | Column;
     return {
         {Key::Type, Definitions::getKeyDataPropertyType(), Element | Column, KeyForm::Text},
@@ -39,7 +39,7 @@ Rows elementRows()
 
 Rows configurationRows()
 {
-    using namespace KeyPlace;
+    using namespace KeyPlace; // NOLINT(google-build-using-namespace): its places
     const unsigned measured = AnyLeaf | Column;
     return {
         {Key::ArrayInformation, Definitions::getKeyDataPropertyArrayInformation(), Array,
@@ -60,7 +60,7 @@ Rows configurationRows()
 
 Rows processRows()
 {
-    using namespace KeyPlace;
+    using namespace KeyPlace; // NOLINT(google-build-using-namespace): its places
     return {
         {Key::OffsetSharedMemory, Definitions::getKeyDataPropertyOffsetSharedMemory(), ProcessLeaf,
          KeyForm::Count},

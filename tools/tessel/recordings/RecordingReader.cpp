@@ -20,7 +20,7 @@
 
 namespace {
 
-using namespace RecordingFormat;
+using namespace RecordingFormat; // NOLINT(google-build-using-namespace): its own
 
 template <class Number>
 Number numberAt(const QByteArray &bytes, int place)
