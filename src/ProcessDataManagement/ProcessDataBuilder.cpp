@@ -114,6 +114,7 @@ bool ProcessDataBuilder::adaptOffsetOfSharedMemoryInPart(const BaseClassSharedPo
         return false;
     }
     offset = rootSize.toInt();
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = part;
     ConfigurationAndProcessDataBase::ListElements leaves;
     kept->collectElements(leaves, true);
@@ -157,6 +158,7 @@ bool ProcessDataBuilder::adaptSizeOfSharedMemoryInRoot(BaseClassSharedPointer &r
         return false;
     }
     size = partSize.toInt();
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     kept->setProperty(sizeKey, ByteCount::addWrapping(size, rootSize.toInt()));
     return true;
@@ -169,6 +171,7 @@ bool ProcessDataBuilder::addAndRemovePropertiesForTreeNodeInPart(const BaseClass
         return false;
     }
     part->removeProperties(sm_PropertiesToRemove);
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = part;
     // The part has to bring the property along; one that does not goes without a position.
     kept->setProperty(Definitions::getKeyDataPropertyDisplayPosition(), root->getNumberOfChilds());
