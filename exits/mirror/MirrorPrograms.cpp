@@ -52,10 +52,13 @@ struct Sending
     explicit Sending(const Settings &settings) : domain(DomainSettings::from(settings.settings()))
     {
         const auto pace = paceOf(settings.settings());
+        const auto use = settings.settings().flag(QStringLiteral("read-only"))
+                             ? RegionFollower::Use::Reading
+                             : RegionFollower::Use::Watching;
         const UrlChoice commands = commandsOf(settings);
         const QStringList paths = descriptionsOf(settings);
         for (const auto &path : paths) {
-            sources.push_back(std::make_unique<SetSource>(path, domain, pace, commands));
+            sources.push_back(std::make_unique<SetSource>(path, domain, pace, use, commands));
         }
         warnOfUnused(settings, urls());
         statusFile = statusFileOf(settings, domain, StatusReaders::Of::Receivers,

@@ -76,6 +76,11 @@ ProgramSyntax sendSyntax()
                        {QStringLiteral("lease"), Type::Number, QStringLiteral("MS"),
                         QStringLiteral("Count as gone after as many milliseconds without a sign."),
                         QStringLiteral("300"), leastLease, mostLease},
+                       {QStringLiteral("read-only"),
+                        Type::Flag,
+                        {},
+                        QStringLiteral("Map regions for reading alone; sets are found later then."),
+                        QStringLiteral("no")},
                        commandsSyntax(QStringLiteral("Let mirrors have these leaves written; may "
                                                      "be repeated.")),
                        statusFileSyntax()};

@@ -1,13 +1,11 @@
 #include "mirror/SetSource.h"
 
-#include "mirror/ByteOrder.h"
 #include "mirror/DescriptionBundle.h"
 #include "mirror/SampleFields.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QSysInfo>
 #include <QUuid>
 
@@ -18,18 +16,8 @@
 
 namespace {
 
-/// Milliseconds until the newest is said again.
-constexpr int againInterval = 1000;
-/// The same of one that found no room: what was sent before is on its way still.
-constexpr int roomInterval = 5;
-
-QByteArray bootIdentity()
-{
-    QFile file(QStringLiteral("/proc/sys/kernel/random/boot_id"));
-    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed()
-                                                           : QByteArray();
-    return QUuid(QString::fromLatin1(text)).toRfc4122();
-}
+/// Milliseconds. The sets are the sender's own; the follower looks after a region that comes and goes.
+constexpr int followInterval = 1000;
 
 const QString &hostName()
 {
@@ -56,22 +44,20 @@ DescriptionTree doubleBuffered(const QString &path)
 } // namespace
 
 SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace,
-                     const UrlChoice &commands)
-    : m_region(path, pace.leastInterval,
-               commands.isEmpty() ? RegionFollower::Use::Reading : RegionFollower::Use::Writing)
+                     RegionFollower::Use use, const UrlChoice &commands)
+    : m_region(path, followInterval, commands.isEmpty() ? use : RegionFollower::Use::Writing)
     , m_pace(pace)
     , m_layout(SlotLayout::of(doubleBuffered(path)))
     , m_identity(QUuid::createUuid().toRfc4122())
-    , m_writer(domain.makeSetWriter(pace.lease))
+    , m_sender(domain, {m_region.key(), hostName(), m_identity}, pace.lease, pace.leastInterval)
     , m_layoutWriter(domain.makeLayoutWriter())
     , m_descriptionWriter(domain.makeDescriptionWriter())
 {
+    connect(&m_region, &RegionFollower::aboutToDetach, &m_sender, &SetSender::rest);
     connect(&m_region, &RegionFollower::upChanged, this, &SetSource::handleUp);
-    connect(&m_region, &RegionFollower::setPublished, this, &SetSource::handlePublished);
     connect(&m_region, &RegionFollower::leavesChanged, this, &SetSource::readLayout);
-    connect(&m_again, &QTimer::timeout, this, &SetSource::sendNewest);
+    connect(&m_sender, &SetSender::revived, this, &SetSource::handleRevival);
     connect(&m_silence, &QTimer::timeout, this, &SetSource::handleSilence);
-    m_again.setSingleShot(true);
     m_silence.setSingleShot(true);
     if (!commands.isEmpty()) {
         m_requests = std::make_unique<RequestTaker>(domain, m_region, m_identity, commands);
@@ -82,17 +68,13 @@ SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace
 
 SetSource::~SetSource()
 {
-    dds_delete(m_writer);
     dds_delete(m_layoutWriter);
     dds_delete(m_descriptionWriter);
 }
 
 void SetSource::tell(DomainStatus &status) const
 {
-    const bool isLive = m_state == SourceState::Live;
-    status.take(m_region.key(), m_identity,
-                DomainStatus::Source{hostName(), static_cast<quint8>(m_state), m_attachment,
-                                     m_generation, sampleTime(), isLive ? m_set.getSize() : 0});
+    status.take(m_region.key(), m_identity, m_sender.sent());
 }
 
 void SetSource::readLayout()
@@ -103,6 +85,7 @@ void SetSource::readLayout()
         ServiceLog::error(refusal.text);
         return;
     }
+    m_sender.setFingerprint(m_layout.fingerprint);
     std::vector<QByteArray> texts;
     std::vector<tessel_mirror_LayoutLeaf> leaves;
     texts.reserve(2 * static_cast<std::size_t>(m_layout.leaves.size()));
@@ -161,53 +144,45 @@ void SetSource::offerDescription()
 void SetSource::handleUp(bool isUp)
 {
     if (isUp) {
-        ++m_attachment;
-        m_generation = 0;
-        handlePublished();
+        m_sender.follow(*m_region.manager());
+        listenForSilence(m_pace.silentAfter);
         return;
     }
     m_silence.stop();
+    m_sender.rest();
     const RegionInspection region(m_region.key());
-    setState(region.exists() && region.getCreator().isAlive == true ? SourceState::RegionReplaced
-                                                                    : SourceState::CreatorGone);
+    m_sender.tellState(region.exists() && region.getCreator().isAlive == true
+                           ? SourceState::RegionReplaced
+                           : SourceState::CreatorGone);
 }
 
-void SetSource::handlePublished()
+void SetSource::setSilentAfter(int milliseconds)
 {
-    const quint64 former = m_generation;
-    if (!takeNewest() || m_generation == former) {
-        return;
+    m_pace.silentAfter = milliseconds;
+    if (m_region.isUp() && m_sender.isLive()) {
+        listenForSilence(milliseconds);
     }
-    listenForSilence(m_pace.silentAfter);
-    if (m_state == SourceState::Silent) {
-        ServiceLog::notice(
-            QStringLiteral("region '%1' is published into again").arg(m_region.key()));
-    }
-    m_state = SourceState::Live;
-    m_again.start(againInterval);
-    send(m_set.getBytes(), m_set.getSize());
 }
 
-/// By itself and not by the follower, which looks at the time of a set as well: that is much of the way of a set.
-bool SetSource::takeNewest()
+void SetSource::handleRevival()
 {
-    if (!m_region.isUp() || !m_set.take(*m_region.manager())) {
-        return false;
+    ServiceLog::notice(QStringLiteral("region '%1' is published into again").arg(m_region.key()));
+    if (m_region.isUp()) {
+        listenForSilence(m_pace.silentAfter);
     }
-    m_generation = m_set.getGeneration();
-    return true;
 }
 
 /// @p milliseconds: of silence; 0: it is no matter.
 void SetSource::listenForSilence(int milliseconds)
 {
     m_countAtSilence = m_region.swapCount().value_or(0);
+    m_silence.stop();
     if (milliseconds > 0) {
         m_silence.start(milliseconds);
     }
 }
 
-/// What was published and not sent, as of one that is faster than the rate, is no silence.
+/// Each set begins another silence, of which only its end is looked at: a timer for each would take an event loop.
 void SetSource::handleSilence()
 {
     const auto last = m_region.lastSwap();
@@ -217,51 +192,11 @@ void SetSource::handleSilence()
                          - static_cast<int>(qBound<qint64>(0, passed, m_pace.silentAfter - 1)));
         return;
     }
+    if (!m_sender.tellSilent(m_countAtSilence)) {
+        listenForSilence(m_pace.silentAfter);
+        return;
+    }
     ServiceLog::warning(QStringLiteral("nothing was published into region '%1' for %2 ms; its "
                                        "mirrors show 'timeout' until something is")
                             .arg(m_region.key(), QString::number(m_pace.silentAfter)));
-    setState(SourceState::Silent);
-}
-
-void SetSource::setState(SourceState state)
-{
-    m_state = state;
-    sendNewest();
-}
-
-/// A newer one, which waits for its time by the rate, is left to the follower.
-void SetSource::sendNewest()
-{
-    m_again.start(againInterval);
-    if (m_state != SourceState::Live) {
-        send(nullptr, 0);
-    } else if (!m_set.isEmpty()) {
-        send(m_set.getBytes(), m_set.getSize());
-    }
-}
-
-void SetSource::send(const unsigned char *bytes, quint32 size)
-{
-    static const QByteArray boot = bootIdentity();
-    tessel_mirror_SourceSet sample{};
-    setSampleText(sample.region, m_region.key());
-    setSampleText(sample.host, hostName());
-    std::memcpy(sample.source, m_identity.constData(), sizeof sample.source);
-    std::memcpy(sample.boot, boot.constData(), sizeof sample.boot);
-    sample.attachment = m_attachment;
-    sample.generation = m_generation;
-    sample.time_stamp = sampleTime();
-    sample.fingerprint = m_layout.fingerprint;
-    sample.byte_order = static_cast<uint8_t>(ByteOrder::ofThisMachine());
-    sample.status = static_cast<uint8_t>(m_state);
-    sample.bytes._buffer = const_cast<unsigned char *>(bytes);
-    sample.bytes._length = sample.bytes._maximum = size;
-    const dds_return_t result = dds_write(m_writer, &sample);
-    if (result == DDS_RETCODE_TIMEOUT) {
-        m_again.start(roomInterval);
-    } else if (result != DDS_RETCODE_OK) {
-        ServiceLog::warning(QStringLiteral("a set of region '%1' was not sent: %2; the next one is "
-                                           "tried")
-                                .arg(m_region.key(), QLatin1String(dds_strretcode(result))));
-    }
 }

@@ -1,14 +1,12 @@
 #pragma once
 
-#include "Access/ProcessDataSnapshot.h"
 #include "mirror/DomainStatus.h"
 #include "mirror/MirrorDomain.h"
 #include "mirror/RequestTaker.h"
+#include "mirror/SetSender.h"
 #include "mirror/SlotLayout.h"
-#include "mirror/SourceState.h"
 #include "region/RegionFollower.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -31,42 +29,33 @@ public:
         int lease;       ///< milliseconds
     };
 
-    /// @p domain has to live longer. @p commands: into which leaves mirrors may have something written; empty:
-    /// into none. Throws a Refusal.
+    /// @p domain has to live longer. @p use: of a region that is not written into. @p commands: into which
+    /// leaves mirrors may have something written; empty: into none. Throws a Refusal.
     SetSource(const QString &path, const MirrorDomain &domain, const Pace &pace,
-              const UrlChoice &commands);
+              RegionFollower::Use use, const UrlChoice &commands);
     ~SetSource() override;
 
     const RegionFollower &region() const { return m_region; }
     /// Adds what it sent last.
     void tell(DomainStatus &status) const;
-    /// From the next set on; see Pace.
-    void setSilentAfter(int milliseconds) { m_pace.silentAfter = milliseconds; }
+    /// From now on; see Pace.
+    void setSilentAfter(int milliseconds);
 
 private:
     void readLayout();
     void offerDescription();
     void handleUp(bool isUp);
-    void handlePublished();
+    void handleRevival();
     void listenForSilence(int milliseconds);
     void handleSilence();
-    bool takeNewest();
-    void sendNewest();
-    void send(const unsigned char *bytes, quint32 size);
-    void setState(SourceState state);
 
     RegionFollower m_region;
     Pace m_pace;
     SlotLayout m_layout;
-    ProcessDataSnapshot m_set; ///< kept, so that each copy finds its room
     QByteArray m_identity;
-    dds_entity_t m_writer;
+    SetSender m_sender;
     dds_entity_t m_layoutWriter;
     dds_entity_t m_descriptionWriter;
-    SourceState m_state = SourceState::CreatorGone;
-    quint32 m_attachment = 0;
-    quint64 m_generation = 0; ///< of the set that was sent last
-    QTimer m_again;
     QTimer m_silence;
     quint64 m_countAtSilence = 0;             ///< sets of the region when m_silence was started
     std::unique_ptr<RequestTaker> m_requests; ///< null: none is taken

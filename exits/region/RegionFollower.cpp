@@ -4,6 +4,8 @@
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -292,7 +294,7 @@ void RegionFollower::attach()
     const LibraryReasons reasons;
     m_isBound = true;
     m_manager = std::make_unique<ProcessDataManager>();
-    if (m_use == Use::Reading) {
+    if (m_use == Use::Reading || (m_use == Use::Watching && !mayBeWoken())) {
         m_manager->setAccessMode(SharedMemory::ReadOnly);
     }
     const bool isAttached =
@@ -323,6 +325,11 @@ void RegionFollower::attach()
     m_absence.clear();
     ServiceLog::notice(QStringLiteral("attached to region '%1' of %2").arg(m_tree.key, m_path));
     Q_EMIT upChanged(true);
+}
+
+bool RegionFollower::mayBeWoken() const
+{
+    return QFileInfo(QStringLiteral("/dev/shm/%1SharedMemory").arg(m_tree.key)).isWritable();
 }
 
 void RegionFollower::checkSlots()
@@ -422,6 +429,7 @@ void RegionFollower::markOrphan(bool isOrphaned)
 void RegionFollower::detach(const QString &why)
 {
     const bool wasUp = isUp();
+    Q_EMIT aboutToDetach();
     if (m_notifier != nullptr) {
         m_notifier->disconnect(this);
         delete m_notifier;

@@ -31,8 +31,9 @@ class RegionFollower : public QObject
 
 public:
     /// What it is for. A region that is only read is mapped so that it cannot be written, and its publishers do
-    /// not hear of this program.
-    enum class Use { Reading, Writing };
+    /// not hear of this program. One that is watched is not written either, but its publishers wake this program,
+    /// which takes a mapping that could be; a user without the right to that reads.
+    enum class Use { Reading, Watching, Writing };
 
     /// Reads the description at @p path and looks for its region at once. @p leastInterval: milliseconds from
     /// one setPublished() to the next at least. Throws a Refusal that says what is wrong with the
@@ -91,6 +92,8 @@ public:
 Q_SIGNALS:
     /// isUp() has another answer than before.
     void upChanged(bool isUp);
+    /// manager() is gone after this, and was perhaps up: the last time for other threads to leave it.
+    void aboutToDetach();
     /// absence() is another one, and not empty.
     void absenceChanged();
     /// There is a newer set. Of a single buffer, which tells nobody, there may be one: once in each least
@@ -110,6 +113,7 @@ private:
     QString unpublishedText() const;
     bool readAgain();
     void attach();
+    bool mayBeWoken() const;
     void checkSlots();
     void watch();
     bool takeSetWithTime();

@@ -144,9 +144,20 @@ class NotAsked(Commands):
         self.wait_for_mirror("b/number", 1)
         self.assertEqual(self.at_source()["b/number"], (1, "valid"))
 
-    def test_source_that_takes_none_cannot_write(self):
-        self.assertEqual(set(self.plant.rights_of(self.send().process)), {"r--s"})
+    def test_source_that_reads_only_cannot_write(self):
+        self.assertEqual(set(self.plant.rights_of(self.send("--read-only").process)), {"r--s"})
         self.assertEqual(set(self.plant.rights_of(self.send("--commands", "b/*").process)), {"rw-s"})
+
+    def test_source_is_woken_by_its_publisher_unless_it_is_told_to_read_only(self):
+        self.assertEqual(set(self.plant.rights_of(self.send().process)), {"rw-s"})
+
+    def test_source_that_reads_only_finds_each_set(self):
+        self.send("--read-only")
+        self.receive()
+
+        for value in (1, 2, 3):
+            self.plant.set("b/number", str(value))
+            self.wait_for_mirror("b/number", value)
 
     def test_mirror_asks_for_nothing_unless_it_is_told_to(self):
         sender = self.send("--commands", "**")

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Access/ProcessDataSnapshot.h"
+#include "mirror/DomainStatus.h"
+#include "mirror/MirrorDomain.h"
+#include "mirror/SourceState.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+class ProcessDataManager;
+class ProcessDataWatcher;
+
+/// Hands the newest sets of one region to the engine, from a thread of its own while it follows that: between
+/// the publisher and the engine nobody else has to wake up. What the region is said to be is said in their turn,
+/// so that nothing older comes behind something newer.
+///
+/// Says the newest again each second, by the event loop of its maker, so that a receiver knows this program to be
+/// at work, and not only the engine in it. All operations are for the thread of its maker.
+class SetSender : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// What a region is called, where it is told of.
+    struct Name
+    {
+        QString key;
+        QString host;
+        QByteArray identity;
+    };
+
+    /// @p domain has to live longer. @p lease and @p leastInterval: milliseconds, the latter from one set to the
+    /// next. Throws a Refusal.
+    SetSender(const MirrorDomain &domain, Name name, int lease, int leastInterval);
+    ~SetSender() override;
+
+    /// Of the layout, from the next set on.
+    void setFingerprint(quint64 fingerprint);
+    /// Sends what is published into the region of @p manager, which has to live until rest(), beginning with the
+    /// newest. As of a region that was not followed before.
+    void follow(ProcessDataManager &manager);
+    /// The thread has ended, if there was one.
+    void rest();
+
+    /// There is no set to be shown.
+    void tellState(SourceState state);
+    /// The same of a publisher from whom nothing came behind @p generation; not if that is no longer so.
+    bool tellSilent(quint64 generation);
+    bool isLive() const;
+    /// What was sent last.
+    DomainStatus::Source sent() const;
+
+Q_SIGNALS:
+    /// A set came, of a publisher who was told to be silent. From the thread.
+    void revived();
+    /// What was to be sent waits for room. From the thread.
+    void foundNoRoom();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void run(ProcessDataWatcher &watcher, ProcessDataManager &manager);
+    void sendNewest(ProcessDataManager &manager);
+    bool restUntil(Clock::time_point time);
+    void sayAgain();
+    bool sendKept();
+    bool send(const unsigned char *bytes, quint32 size);
+
+    const Name m_name;
+    const std::chrono::milliseconds m_leastInterval;
+    dds_entity_t m_writer;
+    QTimer m_again;
+    std::unique_ptr<ProcessDataWatcher> m_watcher; ///< null while nothing is followed
+    std::thread m_thread;
+
+    mutable std::mutex m_mutex; ///< for all that follows, and for the order of what is sent
+    std::condition_variable m_ended;
+    bool m_isEnding = false;
+    ProcessDataSnapshot m_set; ///< kept, so that each copy finds its room
+    SourceState m_state = SourceState::CreatorGone;
+    quint64 m_fingerprint = 0;
+    quint32 m_attachment = 0;
+    quint64 m_generation = 0; ///< of the set that was sent last
+    Clock::time_point m_sentAt{};
+    bool m_isWaitingForRoom = false;
+};
