@@ -2,7 +2,6 @@
 
 #include "Access/ProcessDataGuards.h"
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Inspection/RegionInspection.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
@@ -40,6 +39,7 @@ MirroredRegion::MirroredRegion(const QString &path, const QString &key,
         throw Refusal{ExitCode::NoAccess,
                       QStringLiteral("region '%1' cannot be made: %2").arg(m_key, reasons.text())};
     }
+    m_inspection.emplace(m_key);
     showTimeout();
 }
 
@@ -111,6 +111,12 @@ bool MirroredRegion::publish(const std::function<void(unsigned char *)> &fill)
         m_writes->look();
     }
     return false;
+}
+
+bool MirroredRegion::isFree() const
+{
+    const RegionLock::State state = m_inspection->getLock().state;
+    return state == RegionLock::State::Free || state == RegionLock::State::Kept;
 }
 
 bool MirroredRegion::show(const unsigned char *bytes, ByteOrder::Order order)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Inspection/RegionInspection.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "mirror/ByteOrder.h"
 #include "mirror/LocalWrites.h"
@@ -8,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class LibraryReasons;
 
@@ -31,6 +33,8 @@ public:
     const QString &path() const { return m_path; }
     const SlotLayout &layout() const { return m_layout; }
 
+    /// Whether nobody is inside the lock of the region, for whom show() would wait.
+    bool isFree() const;
     /// @p bytes: a whole buffer. False, with the reason in the log, if nobody sees it.
     bool show(const unsigned char *bytes, ByteOrder::Order order);
     /// All leaves at once. The same.
@@ -56,5 +60,6 @@ private:
     SlotLayout m_layout;
     ByteOrder m_order;
     std::unique_ptr<ProcessDataManager> m_manager;
+    std::optional<RegionInspection> m_inspection;
     std::unique_ptr<LocalWrites> m_writes;
 };

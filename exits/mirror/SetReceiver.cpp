@@ -65,28 +65,29 @@ SetReceiver::SetReceiver(const MirrorDomain &domain,
     for (auto &region : regions) {
         m_mirrors.push_back(std::make_unique<Mirror>(std::move(region), commands));
         Mirror *const mirror = m_mirrors.back().get();
-        connect(&mirror->watchdog, &QTimer::timeout, this, [this, mirror] {
-            mirror->gate.release();
-            lose(*mirror, QStringLiteral("nothing came from it for %1 ms").arg(m_watchdog));
-        });
+        connect(&mirror->watchdog, &QTimer::timeout, this,
+                [this, mirror] { handleWatchdog(*mirror); });
         if (!commands.isEmpty()) {
             mirror->forwarder = std::make_unique<WriteForwarder>(m_domain, *mirror->region,
                                                                  mirror->own, UrlChoice(commands));
         }
     }
+    m_arrival.setShortcut([this](dds_entity_t reader) { return takeNext(reader); });
     connect(&m_arrival, &SampleSignal::arrived, this, &SetReceiver::takeAll);
     connect(&m_looks, &QTimer::timeout, this, &SetReceiver::lookForLayout);
     connect(&m_reports, &QTimer::timeout, this, [this] {
+        const std::lock_guard lock(m_mutex);
         for (const auto &mirror : m_mirrors) {
             report(*mirror);
         }
     });
-    m_reader = m_domain.makeSetReader(m_arrival.listener());
     m_reportWriter = m_domain.makeReportWriter();
     m_reports.start(reportInterval);
     for (const auto &mirror : m_mirrors) {
         report(*mirror);
     }
+    // Last: from here on a thread of the engine is at work as well.
+    m_reader = m_domain.makeSetReader(m_arrival.listener());
 }
 
 SetReceiver::~SetReceiver()
@@ -95,22 +96,104 @@ SetReceiver::~SetReceiver()
     dds_delete(m_reportWriter);
 }
 
+SetReceiver::SampleRoom::SampleRoom() : sample(new tessel_mirror_SourceSet{}) { }
+
+SetReceiver::SampleRoom::~SampleRoom()
+{
+    dds_sample_free(sample, &tessel_mirror_SourceSet_desc, DDS_FREE_CONTENTS);
+    delete sample;
+}
+
+void SetReceiver::setWatchdog(int milliseconds)
+{
+    const std::lock_guard lock(m_mutex);
+    m_watchdog = milliseconds;
+    for (const auto &mirror : m_mirrors) {
+        mirror->watchdog.stop();
+        if (milliseconds > 0 && mirror->gate.hasSource()) {
+            mirror->watchdog.start(milliseconds);
+        }
+    }
+}
+
+void SetReceiver::handleWatchdog(Mirror &mirror)
+{
+    const std::lock_guard lock(m_mutex);
+    const qint64 left = m_watchdog - mirror.sinceSign.elapsed();
+    if (left > 0) {
+        mirror.watchdog.start(static_cast<int>(left));
+        return;
+    }
+    mirror.gate.release();
+    lose(mirror, QStringLiteral("nothing came from it for %1 ms").arg(m_watchdog));
+}
+
+SetReceiver::Mirror *SetReceiver::mirrorOf(const tessel_mirror_SourceSet &sample) const
+{
+    const QString key = sampleText(sample.region);
+    const auto found = std::find_if(m_mirrors.cbegin(), m_mirrors.cend(), [&](const auto &one) {
+        return one->region->sourceKey() == key;
+    });
+    return found == m_mirrors.cend() ? nullptr : found->get();
+}
+
+/// On a thread of the engine. What it takes and cannot show is not lost: nothing is taken behind it.
+bool SetReceiver::takeNext(dds_entity_t reader)
+{
+    const std::unique_lock lock(m_mutex, std::try_to_lock);
+    if (!lock || m_isNextLeft) {
+        return false;
+    }
+    void *sample = m_next.sample;
+    while (dds_take(reader, &sample, &m_next.info, 1, 1) == 1) {
+        if (!showNext(*m_next.sample, m_next.info)) {
+            m_isNextLeft = true;
+            return false;
+        }
+    }
+    return true;
+}
+
+/// What show() does with the next set of a source that is known; false, and nothing done, with any other sample.
+bool SetReceiver::showNext(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
+{
+    Mirror *const mirror = mirrorOf(sample);
+    if (mirror == nullptr) {
+        return true;
+    }
+    if (!info.valid_data || info.instance_state != DDS_IST_ALIVE || mirror->source.isEmpty()
+        || mirror->forwarder || !mirror->region->isFree()) {
+        return false;
+    }
+    const ReceivedSet set = received(sample, info);
+    switch (mirror->gate.take(set)) {
+    case SourceGate::Answer::Show: publish(*mirror, set); break;
+    case SourceGate::Answer::Keep: break;
+    // The event loop gets the same answer once more.
+    default: return false;
+    }
+    mirror->sinceSign.start();
+    return true;
+}
+
 void SetReceiver::takeAll()
 {
+    const std::lock_guard lock(m_mutex);
+    if (m_isNextLeft) {
+        take(*m_next.sample, m_next.info);
+        m_isNextLeft = false;
+    }
     takeSamples<tessel_mirror_SourceSet>(
         m_reader, [this](const auto &sample, const auto &info) { take(sample, info); });
 }
 
 void SetReceiver::take(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
 {
-    const QString key = sampleText(sample.region);
-    const auto found = std::find_if(m_mirrors.cbegin(), m_mirrors.cend(), [&](const auto &one) {
-        return one->region->sourceKey() == key;
-    });
-    if (found == m_mirrors.cend()) {
+    Mirror *const found = mirrorOf(sample);
+    if (found == nullptr) {
         return;
     }
-    Mirror &mirror = **found;
+    Mirror &mirror = *found;
     if (info.valid_data) {
         show(mirror, received(sample, info));
     }
@@ -146,6 +229,7 @@ void SetReceiver::show(Mirror &mirror, const ReceivedSet &set)
         mirror.forwarder->noteSign(set.timeStamp);
         mirror.forwarder->takeFound();
     }
+    mirror.sinceSign.start();
     if (m_watchdog > 0) {
         mirror.watchdog.start(m_watchdog);
     }
@@ -241,6 +325,7 @@ void SetReceiver::askForLayout(Mirror &mirror, const ReceivedSet &set)
 
 void SetReceiver::lookForLayout()
 {
+    const std::lock_guard lock(m_mutex);
     QString difference;
     void *samples[1] = {};
     dds_sample_info_t info;
