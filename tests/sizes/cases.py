@@ -169,4 +169,4 @@ def planted(_folder, count, _key):
     return [part("planted", count)]
 
 
-PLANTED = Case("planted", "a fault", 60_000, planted)
+PLANTED = Case("planted", "a fault", 100_000, planted)

@@ -71,7 +71,7 @@ class Script(unittest.TestCase):
         process = self.start("--planted")
         said, error = process.communicate(timeout=LONGEST)
         self.assertEqual(process.returncode, 1, error)
-        self.assertIn("| a fault | 60,000 | `planted` |", said)
+        self.assertIn("| a fault | 100,000 | `planted` |", said)
         self.assertRegex(error, r"script/sizes: planted, planted planted: .* times as long; at most 50\n")
 
     def test_unknown_case_is_refused_with_those_that_there_are(self):
