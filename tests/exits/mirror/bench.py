@@ -146,22 +146,30 @@ class Bench:
 
     def run(self):
         with contextlib.ExitStack() as stack:
-            places = [Here()]
-            cable = stack.enter_context(contextlib.closing(Cable()))
-            if cable.problem:
-                self.tell(f"cable: left out, no network namespaces: {cable.problem}")
-            else:
-                places.append(Apart(cable))
+            places = self.places(stack)
             if self._arguments.seconds > 0:
                 self.tell("            leaves   bytes   mirror  99 %  source  one way           ping  mosquitto  "
                           "mirror/ping  mirror/mosquitto   (microseconds, medians)")
                 for place in places:
                     for count in self._arguments.leaves:
                         self.delays(place, count)
-            if self._arguments.stop > 0:
+            if self._arguments.stop > 0 and places:
                 self.stopped(places[0])
             if self._arguments.minutes > 0:
-                self.steady(places[0])
+                for place in places:
+                    self.steady(place)
+
+    def places(self, stack):
+        places = [Here()] if Here.name in self._arguments.over else []
+        if Apart.name in self._arguments.over:
+            cable = stack.enter_context(contextlib.closing(Cable()))
+            if cable.problem:
+                self.tell(f"cable: left out, no network namespaces: {cable.problem}")
+            else:
+                places.append(Apart(cable))
+        if not places:
+            self.complain("there is nothing to be measured over")
+        return places
 
     def delays(self, place, count):
         # Of less than a second nothing is left of a round.
@@ -231,7 +239,7 @@ class Bench:
                     memory.append((resident(pair.sender.process), resident(pair.receiver.process)))
 
             published, seen = pair.flow(rate, seconds, look, self._arguments.plant)
-        self.judge("steady", seen)
+        self.judge(f"steady over {place.name}", seen)
         self.tell(f"steady: {count} leaves at {rate:g} Hz for {seconds:g} s over {place.name}: {published['sets']} sets "
                   f"published, {seen['sets']} of {seen['published']} seen ({100 * seen['sets'] / max(1, seen['published']):.1f} %), "
                   f"{seen['torn']} torn, {seen['older']} older; delay {seen['median'] / 1000:.0f} us, 99 % "
@@ -240,10 +248,18 @@ class Bench:
         tenth = max(1, len(memory) // 10)
         for name, sizes in zip(("sender", "receiver"), zip(*memory)):
             growth = statistics.median(sizes[-tenth:]) - statistics.median(sizes[tenth:2 * tenth] or sizes)
-            self.tell(f"steady: {name}: {statistics.median(sizes) / 1048576:.1f} MiB of memory, {growth / 1024:+.0f} KiB "
+            self.tell(f"steady over {place.name}: {name}: {statistics.median(sizes) / 1048576:.1f} MiB of memory, {growth / 1024:+.0f} KiB "
                       "from its second tenth to its last")
             if growth > MOST_GROWTH and not KEEPS_FREED_MEMORY:
-                self.complain(f"steady: the {name} has grown by {growth / 1048576:.1f} MiB")
+                self.complain(f"steady over {place.name}: the {name} has grown by {growth / 1048576:.1f} MiB")
+
+
+def places_of(text):
+    names = text.split(",")
+    for name in names:
+        if name not in (Here.name, Apart.name):
+            raise argparse.ArgumentTypeError(f"'{name}' is neither {Here.name} nor {Apart.name}")
+    return names
 
 
 def arguments_of(words):
@@ -253,6 +269,7 @@ def arguments_of(words):
     parser.add_argument("--leaves", type=lambda text: [int(word) for word in text.split(",")], default=[200, 10000])
     parser.add_argument("--rate", type=float, default=1000)
     parser.add_argument("--stop", type=float, default=10)
+    parser.add_argument("--over", type=places_of, default=[Here.name, Apart.name])
     parser.add_argument("--unjudged", action="store_true")
     parser.add_argument("--plant", action="append", choices=("torn", "older"), default=[])
     return parser.parse_args(words)

@@ -53,24 +53,36 @@ class Bench(unittest.TestCase):
         self.assertRegex(told.stdout, rf"(?m)^publisher, 20 leaves at 200 Hz, without a mirror: {times}")
         self.assertRegex(told.stdout, rf"(?m)^publisher, 20 leaves at 200 Hz, receiver stopped for 1 s: {times}")
 
-    def test_steady_flow_is_told_with_its_share_and_memory(self):
+    def test_steady_flow_is_told_with_its_share_and_memory_over_each_place(self):
         told = run(minutes="0.05")
 
         self.assertEqual(told.returncode, 0, told.stderr)
-        flow = re.search(r"^steady: 40 leaves at 200 Hz for 3 s over loopback: (\d+) sets published, (\d+) of (\d+) "
-                         r"seen \([\d.]+ %\), 0 torn, 0 older; delay \d+ us, 99 % \d+ us;", told.stdout, re.M)
-        self.assertTrue(flow, told.stdout)
-        published, seen, between = map(int, flow.groups())
-        self.assertTrue(0 < seen <= between <= published, flow.group())
-        for name in ("sender", "receiver"):
-            self.assertRegex(told.stdout, rf"(?m)^steady: {name}: [\d.]+ MiB of memory, [+-]\d+ KiB from")
+        flows = re.findall(r"^steady: 40 leaves at 200 Hz for 3 s over (\w+): (\d+) sets published, (\d+) of (\d+) "
+                           r"seen \(([\d.]+) %\), 0 torn, 0 older; delay \d+ us, 99 % \d+ us;", told.stdout, re.M)
+        places = ["loopback"] if "cable: left out" in told.stdout else ["loopback", "cable"]
+        self.assertEqual([flow[0] for flow in flows], places, told.stdout)
+        for place, published, seen, between, share in flows:
+            self.assertTrue(0 < int(seen) <= int(between) <= int(published), told.stdout)
+            self.assertAlmostEqual(float(share), 100 * int(seen) / int(between), delta=0.06)
+            for name in ("sender", "receiver"):
+                self.assertRegex(told.stdout,
+                                 rf"(?m)^steady over {place}: {name}: [\d.]+ MiB of memory, [+-]\d+ KiB from")
 
-    def test_wrong_sets_are_found(self):
-        for wrong in ("torn", "older"):
-            told = run(minutes="0.05", plant=wrong)
+    def test_wrong_sets_are_found_over_each_place(self):
+        for wrong, place in (("torn", "loopback"), ("older", "cable")):
+            told = run(minutes="0.05", plant=wrong, over=place)
 
+            if "cable: left out" in told.stdout:
+                self.skipTest(told.stdout)
             self.assertEqual(told.returncode, 1)
-            self.assertRegex(told.stderr, rf"script/bench-mirror: steady: [1-9]\d* sets {wrong}\n")
+            self.assertRegex(told.stderr, rf"script/bench-mirror: steady over {place}: [1-9]\d* sets {wrong}\n")
+            self.assertEqual(re.findall(r"^steady: .* over (\w+):", told.stdout, re.M), [place])
+
+    def test_place_that_is_none_is_refused(self):
+        told = run(over="air")
+
+        self.assertEqual(told.returncode, 2)
+        self.assertIn("'air' is neither loopback nor cable", told.stderr)
 
     def test_signal_ends_it_and_nothing_is_left(self):
         with subprocess.Popen(command(minutes="60"), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as bench:
