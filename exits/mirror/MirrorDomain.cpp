@@ -1,7 +1,7 @@
 #include "mirror/MirrorDomain.h"
 
+#include "service/BoundedLog.h"
 #include "service/Refusal.h"
-#include "service/ServiceLog.h"
 
 #include <QMutex>
 #include <QRegularExpression>
@@ -40,9 +40,8 @@ public:
     }
     static void take(void *, const dds_log_data_t *data)
     {
-        const QString text = QString::fromUtf8(data->message + data->hdrsize,
-                                               int(data->size - data->hdrsize))
-                                 .trimmed();
+        // Its header, with time and thread, lies before the message.
+        const QString text = QString::fromUtf8(data->message, int(data->size)).trimmed();
         if (!text.isEmpty()) {
             instance().add(text);
         }
@@ -55,13 +54,15 @@ private:
         if (m_isKeeping) {
             m_kept.append(text);
         } else {
-            ServiceLog::warning(QStringLiteral("the engine says: %1").arg(text));
+            m_log.warning(QStringLiteral("the engine says: %1").arg(text));
         }
     }
 
     QMutex m_mutex;
     QStringList m_kept;
     bool m_isKeeping = false;
+    /// What others send causes some of it.
+    BoundedLog m_log{60, std::chrono::seconds(60), QStringLiteral("what the engine says")};
 };
 
 QString textOf(dds_return_t code)
