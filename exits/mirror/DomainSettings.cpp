@@ -5,6 +5,7 @@
 
 #include <QDir>
 
+#include <algorithm>
 #include <memory>
 
 #include <ifaddrs.h>
@@ -16,6 +17,13 @@ constexpr qint64 mostDomain = 230;
 constexpr qint64 leastPort = 1024;
 /// The engine adds 250 for each domain, and some for each program.
 constexpr qint64 mostPort = 65535 - 250 - 100;
+/// Of a sample, in MiB. The engine counts bytes with 31 bits.
+constexpr qint64 mostSampleLimit = 2047;
+constexpr quint64 bytesOfMebibyte = 1 << 20;
+/// Of a set or a layout, without its bytes or leaves: names, numbers, and what the engine puts around them.
+constexpr quint64 mostBytesAround = 4096;
+/// Of a leaf of a layout, without its texts: numbers, lengths, and what aligns them.
+constexpr quint64 mostBytesAroundLeaf = 48;
 /// Programs of one machine and domain that find each other without multicast.
 constexpr qint64 mostParticipants = 31;
 
@@ -109,6 +117,10 @@ QVector<SettingSyntax> DomainSettings::syntax()
             {QStringLiteral("port-base"), Type::Number, QStringLiteral("PORT"),
              QStringLiteral("Where the ports of domain 0 begin."), QStringLiteral("7400"),
              leastPort, mostPort},
+            {QStringLiteral("sample-limit"), Type::Number, QStringLiteral("MIB"),
+             QStringLiteral("Take no larger sample, whoever sends it; more if a description "
+                            "here needs it."),
+             QStringLiteral("32"), 1, mostSampleLimit},
             {QStringLiteral("security"),
              Type::Text,
              QStringLiteral("DIR"),
@@ -126,6 +138,8 @@ DomainSettings DomainSettings::from(const SettingGroup &settings)
     DomainSettings domain;
     domain.domain = static_cast<quint32>(settings.number(QStringLiteral("domain")));
     domain.portBase = static_cast<quint16>(settings.number(QStringLiteral("port-base")));
+    domain.sampleLimit = static_cast<quint64>(settings.number(QStringLiteral("sample-limit")))
+                         * bytesOfMebibyte;
     domain.peers = settings.list(QStringLiteral("peer"));
     domain.interfaces = settings.list(QStringLiteral("interface"));
     domain.security = securityOf(settings.text(QStringLiteral("security")));
@@ -150,6 +164,17 @@ DomainSettings DomainSettings::from(const SettingGroup &settings)
         }
     }
     return domain;
+}
+
+void DomainSettings::makeRoomFor(const SlotLayout &layout)
+{
+    quint64 ofLeaves = 0;
+    for (const auto &leaf : layout.leaves) {
+        ofLeaves += static_cast<quint64>(leaf.url.toUtf8().size() + leaf.type.toUtf8().size())
+                    + mostBytesAroundLeaf;
+    }
+    const quint64 needed = std::max<quint64>(layout.bufferSize, ofLeaves) + mostBytesAround;
+    sampleLimit = std::min(std::max(sampleLimit, needed), mostSampleLimit * bytesOfMebibyte);
 }
 
 QByteArray DomainSettings::engineText() const
@@ -184,6 +209,7 @@ QByteArray DomainSettings::engineText() const
            + "</LeaseDuration><SPDPInterval>500ms</SPDPInterval><Ports><Base>"
            + QByteArray::number(portBase) + "</Base></Ports><Peers>" + peerList
            + "</Peers></Discovery>" + securityText(security)
-           + "<Internal><WriterLingerDuration>0s</WriterLingerDuration>"
+           + "<Internal><MaxSampleSize>" + QByteArray::number(sampleLimit)
+           + " B</MaxSampleSize><WriterLingerDuration>0s</WriterLingerDuration>"
              "</Internal></Domain></CycloneDDS>";
 }

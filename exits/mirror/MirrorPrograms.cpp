@@ -39,6 +39,17 @@ void warnOfUnused(const Settings &settings, const QStringList &urls)
     }
 }
 
+/// One in which what is mirrored here is no sample that is too large.
+DomainSettings domainOf(const Settings &settings)
+{
+    DomainSettings domain = DomainSettings::from(settings.settings());
+    const QStringList paths = descriptionsOf(settings);
+    for (const auto &path : paths) {
+        domain.makeRoomFor(SlotLayout::of(DescriptionTree::read(path)));
+    }
+    return domain;
+}
+
 /// Null if none is wanted.
 std::unique_ptr<StatusFile> statusFileOf(const Settings &settings, const MirrorDomain &domain,
                                          StatusReaders::Of of, const StatusFile::Own &own)
@@ -49,7 +60,7 @@ std::unique_ptr<StatusFile> statusFileOf(const Settings &settings, const MirrorD
 
 struct Sending
 {
-    explicit Sending(const Settings &settings) : domain(DomainSettings::from(settings.settings()))
+    explicit Sending(const Settings &settings) : domain(domainOf(settings))
     {
         const auto pace = paceOf(settings.settings());
         const auto use = settings.settings().flag(QStringLiteral("read-only"))
@@ -112,7 +123,7 @@ std::vector<std::unique_ptr<MirroredRegion>> regionsOf(const Settings &settings)
 struct Receiving
 {
     explicit Receiving(const Settings &settings)
-        : domain(DomainSettings::from(settings.settings()))
+        : domain(domainOf(settings))
         , receiver(domain, regionsOf(settings),
                    static_cast<int>(settings.settings().number(QStringLiteral("watchdog"))),
                    settings.settings().list(QStringLiteral("commands")))

@@ -1,5 +1,6 @@
 """What the tests of tessel-mirror share: a domain that is theirs alone, sources, receivers, and what both hold."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -96,6 +97,34 @@ class Mirror:
         if self.process.poll() is None:
             self.end(signal.SIGKILL)
         self._log.close()
+
+
+LIVE = "0"
+
+
+class RawSource:
+    """Writes what it is told to."""
+
+    def __init__(self, domain, *options):
+        """`options`: the lease in milliseconds, and the identity in hexadecimal."""
+        self.process = subprocess.Popen(
+            [os.environ["TESSEL_RAW_SOURCE"], str(domain.number), *map(str, options)], stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE, text=True, preexec_fn=end_with_parent,
+        )
+
+    def send(self, key, fingerprint, order="1", status=LIVE, attachment="1", generation="1", time="0", data=b"", zeros=0):
+        """`zeros`: as many bytes of 0 in the place of `data`."""
+        self.say(key, fingerprint, order, status, attachment, generation, time, f"*{zeros}" if zeros else data.hex() or "-")
+
+    def say(self, *words):
+        print(*words, file=self.process.stdin, flush=True)
+        assert self.process.stdout.readline() == "sent\n"
+
+    def close(self):
+        with contextlib.suppress(BrokenPipeError):
+            self.process.stdin.close()
+        self.process.wait(timeout=LONGEST)
+        self.process.stdout.close()
 
 
 MIRRORED = {

@@ -6,30 +6,7 @@ import signal
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, MirroredPlant, end_with_parent, wait_until
-
-LIVE = "0"
-
-
-class RawSource:
-    """Writes what it is told to."""
-
-    def __init__(self, domain):
-        self._process = subprocess.Popen(
-            [os.environ["TESSEL_RAW_SOURCE"], str(domain.number)], stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, text=True, preexec_fn=end_with_parent,
-        )
-
-    def send(self, key, fingerprint, order="1", status=LIVE, attachment="1", generation="1", time="0", data=b""):
-        words = [key, fingerprint, order, status, attachment, generation, time, data.hex() or "-"]
-        print(*words, file=self._process.stdin, flush=True)
-        assert self._process.stdout.readline() == "sent\n"
-
-    def close(self):
-        self._process.stdin.close()
-        self._process.wait(timeout=LONGEST)
-        self._process.stdout.close()
-
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, MirroredPlant, RawSource, wait_until
 
 def run(*arguments):
     return subprocess.run([EXIT, *map(str, arguments)], capture_output=True, text=True, timeout=LONGEST, check=False)
