@@ -19,3 +19,15 @@ if(TESSEL_SANITIZE)
     target_compile_options(TesselCompileOptions INTERFACE
         $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-tsan>)
 endif()
+# For library and tool alone: the tests are no matter of coverage. Threads count together, and so do
+# processes, which add to one file when they end.
+add_library(TesselCoverage INTERFACE)
+if(TESSEL_COVERAGE)
+    target_compile_options(TesselCoverage INTERFACE -O0 -g1 --coverage -fprofile-update=atomic)
+    target_link_options(TesselCoverage INTERFACE --coverage)
+    # Without optimisation, reading the headers of Qt is most of the work.
+    target_precompile_headers(TesselCoverage INTERFACE
+        <QDebug> <QDir> <QFile> <QFileInfo> <QHash> <QJsonArray> <QJsonDocument> <QJsonObject> <QMap> <QObject>
+        <QRegularExpression> <QSharedPointer> <QString> <QStringList> <QTextStream> <QVariant> <QVector>
+        <algorithm> <functional> <memory> <optional> <vector>)
+endif()
