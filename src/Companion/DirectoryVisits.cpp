@@ -6,7 +6,7 @@
 
 bool DirectoryVisits::enter(const QFileInfo &directory)
 {
-    const QString path = directory.canonicalFilePath();
+    const QString path = canonicalPathOf(directory);
     if (path.isEmpty() || m_visited.contains(path)) {
         return false;
     }
@@ -36,6 +36,18 @@ void DirectoryVisits::tellPassedOver(const QFileInfo &directory) const
         qWarning() << "Directory has another place in the tree and is passed over:"
                    << directory.filePath();
     }
+}
+
+/// The system follows a path from its beginning and looks for a link at every name, each of them again from the
+/// beginning: a walk that asked it in each directory would take the third power of the depth.
+QString DirectoryVisits::canonicalPathOf(const QFileInfo &directory) const
+{
+    if (m_path.isEmpty() || directory.isSymLink() || !directory.exists()) {
+        return directory.canonicalFilePath();
+    }
+    const QString &above = m_path.constLast();
+    return (above.endsWith(QLatin1Char('/')) ? above : above + QLatin1Char('/'))
+           + directory.fileName();
 }
 
 /// Whether the walk comes to @p canonicalPath by going down alone. Hidden directories are not

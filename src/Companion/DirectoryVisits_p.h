@@ -15,8 +15,8 @@
 class DirectoryVisits
 {
 public:
-    /// Whether the walk goes into @p directory. If so, leave() belongs to it. False for one that
-    /// does not exist.
+    /// Whether the walk goes into @p directory, which lies in the one that it is in, unless it begins here. If
+    /// so, leave() belongs to it. False for one that does not exist.
     bool enter(const QFileInfo &directory);
     /// Ends the last visit that has not ended yet.
     void leave();
@@ -25,6 +25,7 @@ public:
     void tellPassedOver(const QFileInfo &directory) const;
 
 private:
+    QString canonicalPathOf(const QFileInfo &directory) const;
     bool hasOwnPlace(const QString &canonicalPath) const;
 
     /// Where the walk began, and where links brought it.
