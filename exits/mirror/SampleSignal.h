@@ -20,7 +20,7 @@ public:
     /// For a reader that is made with it. Belongs to this object.
     const dds_listener_t *listener() const { return m_listener; }
     /// Has a thread of the engine try @p take with the reader first: false leaves it to the event loop. Nothing
-    /// else of that program is received meanwhile, so that it must not wait for anybody. Before the reader is made.
+    /// else of that program is received meanwhile, so that it should not wait for anybody. Before the reader is made.
     void setShortcut(const std::function<bool(dds_entity_t)> &take) { m_shortcut = take; }
 
 Q_SIGNALS:

@@ -19,6 +19,8 @@ constexpr int mostRefused = 100;
 /// Looks for the layout of a refused source, and milliseconds between two.
 constexpr int mostLooks = 100;
 constexpr int lookInterval = 20;
+/// Milliseconds in which nobody stays inside a lock who was not stopped there.
+constexpr int longestHold = 20;
 /// Milliseconds from one report to the next.
 constexpr int reportInterval = 1000;
 
@@ -162,12 +164,19 @@ bool SetReceiver::showNext(const tessel_mirror_SourceSet &sample, const dds_samp
         return true;
     }
     if (!info.valid_data || info.instance_state != DDS_IST_ALIVE || mirror->source.isEmpty()
-        || mirror->forwarder || !mirror->region->isFree()) {
+        || mirror->forwarder || (mirror->wasHeldUp && !mirror->region->isFree())) {
         return false;
     }
     const ReceivedSet set = received(sample, info);
     switch (mirror->gate.take(set)) {
-    case SourceGate::Answer::Show: publish(*mirror, set); break;
+    case SourceGate::Answer::Show: {
+        // A look at the lock takes longer than all the rest: only whoever was held up there looks first.
+        QElapsedTimer timer;
+        timer.start();
+        publish(*mirror, set);
+        mirror->wasHeldUp = timer.hasExpired(longestHold);
+        break;
+    }
     case SourceGate::Answer::Keep: break;
     // The event loop gets the same answer once more.
     default: return false;

@@ -18,7 +18,7 @@ import sys
 
 with open(sys.argv[1], encoding="utf-8") as commands:
     entries = json.load(commands)
-ours = re.compile(r" -o (src|tools|exits|models)/")
+ours = re.compile(r" -o (src|common|tools|exits|models)/")
 json.dump([entry for entry in entries if ours.search(entry["command"])], sys.stdout, indent=1)
 END
 }
