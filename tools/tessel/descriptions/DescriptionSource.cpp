@@ -127,6 +127,30 @@ void noteAllLeftOut(const ConfigurationAndProcessDataBase &node, const QString &
     }
 }
 
+/// Where in @p leaves those at or below each of @p urls are; nothing for a pattern. One walk for all: looking at
+/// each leaf for each URL, a hundred thousand URLs would take hours.
+QHash<QString, QVector<int>> placesBelow(const QVector<Leaf> &leaves, const QStringList &urls)
+{
+    QHash<QString, QVector<int>> places;
+    for (const auto &url : urls) {
+        const QString plain = TreeUrl::normalized(url);
+        if (!plain.isEmpty() && !plain.contains(QLatin1Char('*'))) {
+            places.insert(plain, {});
+        }
+    }
+    for (int i = 0; i < leaves.size(); ++i) {
+        const QString &url = leaves.at(i).url;
+        for (int end = 0; end >= 0;) {
+            end = url.indexOf(QLatin1Char('/'), end + 1);
+            const auto place = places.find(end < 0 ? url : url.left(end));
+            if (place != places.end()) {
+                place->append(i);
+            }
+        }
+    }
+    return places;
+}
+
 } // namespace
 
 /// Which part of a tree is gone through, by URLs.
@@ -254,18 +278,37 @@ QVector<Leaf> DescriptionSource::leavesAt(const QStringList &urls) const
     if (urls.isEmpty()) {
         return leaves();
     }
+    if (urls.size() > 1) {
+        return leavesAtAll(urls);
+    }
+    return leavesAtOne(urls.constFirst());
+}
+
+QVector<Leaf> DescriptionSource::leavesAtAll(const QStringList &urls) const
+{
+    const auto places = placesBelow(leaves(), urls);
     QVector<Leaf> selected;
     for (const auto &url : urls) {
-        const UrlPattern wanted(url);
-        const QVector<Leaf> found = leavesIn(
-            {[&](const QString &node) { return wanted.mayLeadInto(node); },
-             [&](const QString &leaf) { return wanted.leadsTo(leaf); }});
-        if (found.isEmpty()) {
-            refuseUrl(url);
+        const QVector<int> found = places.value(TreeUrl::normalized(url));
+        for (const int place : found) {
+            selected.append(leaves().at(place));
         }
-        selected += found;
+        if (found.isEmpty()) {
+            selected += leavesAtOne(url);
+        }
     }
     return selected;
+}
+
+QVector<Leaf> DescriptionSource::leavesAtOne(const QString &url) const
+{
+    const UrlPattern wanted(url);
+    QVector<Leaf> found = leavesIn({[&](const QString &node) { return wanted.mayLeadInto(node); },
+                                    [&](const QString &leaf) { return wanted.leadsTo(leaf); }});
+    if (found.isEmpty()) {
+        refuseUrl(url);
+    }
+    return found;
 }
 
 Leaf DescriptionSource::leafAt(const QString &url) const

@@ -61,6 +61,8 @@ private:
 
     /// The leaves that a walk over the selected part comes to, or those of all that have been gathered.
     QVector<Leaf> leavesIn(const Selection &selection) const;
+    QVector<Leaf> leavesAtAll(const QStringList &urls) const;
+    QVector<Leaf> leavesAtOne(const QString &url) const;
     const QHash<QString, int> &placesOfLeaves() const;
 
     ConfigurationAndProcessDataBase::BaseClassSharedPointer parse(Layout layout);

@@ -15,12 +15,24 @@ QString canonicalPath(const QFileInfo &folder)
 LinkedFolders::LinkedFolders(const QString &path)
     : m_beginnings(canonicalPath(QFileInfo(path)))
     , m_entered{m_beginnings.first()}
+    , m_places{{path, m_beginnings.first()}}
 {
+}
+
+/// The system looks for a link at every name of a path; of the folder above the answer is known.
+QString LinkedFolders::placeOf(const QFileInfo &folder)
+{
+    const QString above = m_places.value(folder.path());
+    const QString place = above.isEmpty() || folder.isSymLink() || !folder.exists()
+                              ? canonicalPath(folder)
+                              : above + folder.fileName() + QLatin1Char('/');
+    m_places.insert(folder.filePath(), place);
+    return place;
 }
 
 LinkedFolders::Way LinkedFolders::wayOf(const QFileInfo &folder)
 {
-    const QString target = canonicalPath(folder);
+    const QString target = placeOf(folder);
     if (m_entered.contains(target)) {
         const QString place = canonicalPath(QFileInfo(folder.path()));
         return place.startsWith(target) ? Way::LeadsBack : Way::OtherPlace;

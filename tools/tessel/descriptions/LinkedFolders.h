@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QFileInfo>
+#include <QHash>
 #include <QSet>
 #include <QString>
 #include <QStringList>
@@ -22,10 +23,12 @@ public:
     Way wayOf(const QFileInfo &folder);
 
 private:
+    QString placeOf(const QFileInfo &folder);
     bool hasOwnPlace(const QString &target) const;
 
     // Canonical paths that end in a slash.
     /// Where the walk began, and where links brought it.
     QStringList m_beginnings;
     QSet<QString> m_entered;
+    QHash<QString, QString> m_places; ///< of the paths of folders that were asked for
 };
