@@ -208,8 +208,8 @@ QByteArray DomainSettings::engineText() const
            + QByteArray::number(mostParticipants) + "</MaxAutoParticipantIndex><LeaseDuration>2s"
            + "</LeaseDuration><SPDPInterval>500ms</SPDPInterval><Ports><Base>"
            + QByteArray::number(portBase) + "</Base></Ports><Peers>" + peerList
-           + "</Peers></Discovery>" + securityText(security)
-           + "<Internal><MaxSampleSize>" + QByteArray::number(sampleLimit)
+           + "</Peers></Discovery>" + securityText(security) + "<Internal><MaxSampleSize>"
+           + QByteArray::number(sampleLimit)
            + " B</MaxSampleSize><WriterLingerDuration>0s</WriterLingerDuration>"
              "</Internal></Domain></CycloneDDS>";
 }
