@@ -17,6 +17,6 @@ QString sampleText(const char *text)
 
 qint64 sampleTime()
 {
-    using namespace std::chrono; // NOLINT(google-build-using-namespace): units
+    using namespace std::chrono;
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
 }

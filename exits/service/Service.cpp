@@ -92,7 +92,7 @@ void Service::takeSignals()
 
 void Service::startWatchdog()
 {
-    using namespace std::chrono; // NOLINT(google-build-using-namespace): units
+    using namespace std::chrono;
     uint64_t bound = 0;
     if (sd_watchdog_enabled(0, &bound) <= 0) {
         return;

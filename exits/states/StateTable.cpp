@@ -1,6 +1,6 @@
 #include "states/StateTable.h"
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): state names
+using namespace ProcessDataDefinitions;
 
 namespace {
 

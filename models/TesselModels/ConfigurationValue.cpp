@@ -9,7 +9,7 @@
 #include <cmath>
 #include <limits>
 
-using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
+using namespace TesselModels;
 
 namespace {
 

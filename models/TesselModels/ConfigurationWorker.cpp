@@ -14,7 +14,7 @@
 
 #include <mutex>
 
-using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
+using namespace TesselModels;
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <QCoreApplication>
 
-using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
+using namespace TesselModels;
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <utility>
 
-using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
+using namespace TesselModels;
 
 class ProcessDataItem::Private
 {

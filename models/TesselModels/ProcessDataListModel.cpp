@@ -154,7 +154,7 @@ void ProcessDataListModel::rebuild()
 
 void ProcessDataListModel::tellChanged(const ShownChanges &changes)
 {
-    using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
+    using namespace TesselModels;
     const int lastColumn = changes.isStateChanged ? StateColumn : ValueColumn;
     tellChangedRows(m_private->rowsOf(changes.leaves), rowCount(), [&](int first, int last) {
         Q_EMIT dataChanged(index(first, ValueColumn), index(last, lastColumn),

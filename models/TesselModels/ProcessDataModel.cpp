@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <utility>
 
-using namespace TesselModels; // NOLINT(google-build-using-namespace): its own
+using namespace TesselModels;
 
 class ProcessDataModel::Private
 {

@@ -289,7 +289,6 @@ Base::SetValueStatus PropertyPath::writeValue(ElementProperties &properties, con
             replaceValue(*place, value);
         } else {
             // A copy, as it may lie among the values that move.
-            // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
             const QVariant stored = value;
             PropertyRecord::ownAll(properties);
             replaceValue(*properties.get(path), stored);

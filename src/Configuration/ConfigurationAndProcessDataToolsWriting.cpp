@@ -55,7 +55,6 @@ Base::SetValueStatus ConfigurationAndProcessDataTools::setConfigValueWithStatus(
         return Base::SetValueTargetMissing;
     }
     // What hears of the change may put another root into the variable of the caller.
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     const Base::SetValueStatus cellStatus = setConfigValueWithArrayIndexUrl(url, kept, value);
     if (cellStatus != Base::SetValueTargetMissing) {
@@ -96,7 +95,6 @@ Base::SetValueStatus ConfigurationAndProcessDataTools::setPropertyWithStatus(
     if (!isRootGiven(root)) {
         return Base::SetValueTargetMissing;
     }
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     const QSharedPointer<ConfigurationDataValue> leaf = kept->getLeafConfigurationData(url);
     return leaf.isNull() ? Base::SetValueTargetMissing : leaf->setProperty(property, value);

@@ -82,7 +82,6 @@ bool ConfigurationModificationHandler::setModifiedBy(const BaseClassSharedPointe
         qWarning() << modifierMissingMessage;
         return false;
     }
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     // What counts is that the root can be stamped; a text that stands there already is as good.
     kept->setProperty(Definitions::getKeyDataPropertyModifiedBy(), modifiedBy);
@@ -100,7 +99,6 @@ bool ConfigurationModificationHandler::setLastModified(const BaseClassSharedPoin
         qWarning() << "Cannot find property 'last modified' in root node!";
         return false;
     }
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     kept->setProperty(Definitions::getKeyDataPropertyLastModified(), lastModified);
     return true;
@@ -113,7 +111,6 @@ bool ConfigurationModificationHandler::setModifiedByAndCurrentDate(
         qWarning() << nullRootMessage;
         return false;
     }
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     // The date is stamped also where the modifier has no place.
     const bool modifierStamped = setModifiedBy(kept, modifiedBy);
@@ -130,7 +127,6 @@ bool ConfigurationModificationHandler::touch(const BaseClassSharedPointer &root,
         withNames(qWarning() << nullRootMessage, moduleName, objectName, instanceName);
         return true;
     }
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     const QString date = getModificationDateAsString(QDateTime::currentDateTime());
     const bool dateStamped = setLastModified(kept, date);

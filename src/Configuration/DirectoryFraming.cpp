@@ -157,7 +157,6 @@ bool Access::frameConfigDir(const QSharedPointer<ConfigurationAndProcessDataBase
                             const QFileInfo &entry, const QString &instanceName)
 {
     // What hears of a stamp may put another root into the variable of the caller.
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = element;
     Walk walk{moduleName, objectName, SharedFiles(kept, entry), {}};
     return walk.files.agree() && frameEntry(kept, walk, entry, instanceName);

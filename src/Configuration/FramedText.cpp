@@ -152,7 +152,6 @@ void FramedText::writeChildren(const ConfigurationAndProcessDataBase &node, int 
                                Stretch &stretch)
 {
     // A copy: what an element of another class does while it is framed is its own affair.
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const ConfigurationAndProcessDataBase::ChildMap childs = node.getChildMap();
     beginChildren(node, childs.size(), stretch);
     for (auto child = childs.cbegin(); child != childs.cend(); ++child) {

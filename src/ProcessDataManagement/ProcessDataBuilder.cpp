@@ -114,7 +114,6 @@ bool ProcessDataBuilder::adaptOffsetOfSharedMemoryInPart(const BaseClassSharedPo
         return false;
     }
     offset = rootSize.toInt();
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = part;
     ConfigurationAndProcessDataBase::ListElements leaves;
     kept->collectElements(leaves, true);
@@ -158,7 +157,6 @@ bool ProcessDataBuilder::adaptSizeOfSharedMemoryInRoot(BaseClassSharedPointer &r
         return false;
     }
     size = partSize.toInt();
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = root;
     kept->setProperty(sizeKey, ByteCount::addWrapping(size, rootSize.toInt()));
     return true;
@@ -171,7 +169,6 @@ bool ProcessDataBuilder::addAndRemovePropertiesForTreeNodeInPart(const BaseClass
         return false;
     }
     part->removeProperties(sm_PropertiesToRemove);
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = part;
     // The part has to bring the property along; one that does not goes without a position.
     kept->setProperty(Definitions::getKeyDataPropertyDisplayPosition(), root->getNumberOfChilds());

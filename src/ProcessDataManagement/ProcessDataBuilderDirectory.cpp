@@ -283,7 +283,6 @@ bool ProcessDataBuilder::setPropertyFromSharedMemory(const BaseClassSharedPointe
 {
     changed = false;
     // What hears of the change may put another element into the variable of the caller.
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is wanted.
     const BaseClassSharedPointer kept = element;
     const auto state = kept->setProperty(property, value);
     switch (state) {

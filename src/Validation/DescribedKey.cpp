@@ -15,7 +15,7 @@ using Rows = QVector<DescribedKeyRow>;
 
 Rows elementRows()
 {
-    using namespace KeyPlace; // NOLINT(google-build-using-namespace): its places
+    using namespace KeyPlace;
     const unsigned limited = Number | Column;
     return {
         {Key::Type, Definitions::getKeyDataPropertyType(), Element | Column, KeyForm::Text},
@@ -39,7 +39,7 @@ Rows elementRows()
 
 Rows configurationRows()
 {
-    using namespace KeyPlace; // NOLINT(google-build-using-namespace): its places
+    using namespace KeyPlace;
     const unsigned measured = AnyLeaf | Column;
     return {
         {Key::ArrayInformation, Definitions::getKeyDataPropertyArrayInformation(), Array,
@@ -60,7 +60,7 @@ Rows configurationRows()
 
 Rows processRows()
 {
-    using namespace KeyPlace; // NOLINT(google-build-using-namespace): its places
+    using namespace KeyPlace;
     return {
         {Key::OffsetSharedMemory, Definitions::getKeyDataPropertyOffsetSharedMemory(), ProcessLeaf,
          KeyForm::Count},

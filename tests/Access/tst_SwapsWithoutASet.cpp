@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): ten state names
+using namespace ProcessDataDefinitions;
 
 ProcessValue valid(const QVariant &content)
 {

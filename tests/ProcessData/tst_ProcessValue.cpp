@@ -6,7 +6,7 @@
 #include <limits>
 #include <type_traits>
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): the states
+using namespace ProcessDataDefinitions;
 
 static_assert(std::has_virtual_destructor_v<ProcessValue>);
 static_assert(

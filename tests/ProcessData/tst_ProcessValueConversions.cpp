@@ -6,7 +6,7 @@
 
 #include <limits>
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): the states
+using namespace ProcessDataDefinitions;
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <limits>
 #include <type_traits>
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): the states
+using namespace ProcessDataDefinitions;
 using Maps = ProcessValueErrorTypeMapDefinitions;
 
 static_assert(sizeof(ErrorTypes) == 4, "a state fills a word of shared memory");

@@ -7,7 +7,7 @@
 
 #include <memory>
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): ten state names
+using namespace ProcessDataDefinitions;
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): ten state names
+using namespace ProcessDataDefinitions;
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "support/LogCapture.h"
 #include "support/SlotDescription.h"
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): ten state names
+using namespace ProcessDataDefinitions;
 
 namespace {
 

@@ -40,14 +40,14 @@ QString figuresOf(const Course &course)
 /// All digits, so that it reads back as what it was.
 QString jsonDouble(const std::optional<double> &number)
 {
-    using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): state names
+    using namespace ProcessDataDefinitions;
     return number ? valueJson({QVariant(*number), PROCESS_VALUE_ERROR_TYPE_VALID}) : jsonNull();
 }
 
 /// All its digits; empty with an error state.
 QString terseValue(const TrendPoint &point)
 {
-    using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): state names
+    using namespace ProcessDataDefinitions;
     return valueText({QVariant(point.value), point.state.value_or(PROCESS_VALUE_ERROR_TYPE_VALID)});
 }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): state names
+using namespace ProcessDataDefinitions;
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using Fit = RegionLook::Fit;
 using Suspicions = QVector<Suspicion>;

@@ -20,7 +20,7 @@
 
 namespace {
 
-using namespace RecordingFormat; // NOLINT(google-build-using-namespace): its own
+using namespace RecordingFormat;
 
 template <class Number>
 Number numberAt(const QByteArray &bytes, int place)

@@ -53,7 +53,7 @@ int scrolled(int top, int selected, int rows, int count)
 
 Paint paintOf(const ProcessValue &value)
 {
-    using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): state names
+    using namespace ProcessDataDefinitions;
     const ErrorTypes state = value.getErrorType();
     if (state == PROCESS_VALUE_ERROR_TYPE_VALID) {
         return Paint::Good;

@@ -36,7 +36,7 @@ QString stateName(ErrorTypes state)
 
 StateMeaning stateMeaning(ErrorTypes state)
 {
-    using namespace ProcessDataDefinitions; // NOLINT(google-build-using-namespace): state names
+    using namespace ProcessDataDefinitions;
     switch (state) {
     case PROCESS_VALUE_ERROR_TYPE_VALID:
         return {QStringLiteral("the value can be trusted"), NAMUR_STATE_TYPE_NONE};
