@@ -17,6 +17,7 @@ from mirrors import KEEPS_FREED_MEMORY, LONGEST, Cable, Domain, Mirror, Mirrored
 
 TRAFFIC = os.environ["TESSEL_TRAFFIC_PEER"]
 FLOOR = os.environ.get("TESSEL_FLOOR_PEER")
+ENGINE = os.environ.get("TESSEL_ENGINE_PEER")
 # Median of a mirror by that of a ping, there and back, of the same bytes.
 TARGET = 3
 ROUNDS = 3
@@ -35,6 +36,7 @@ class Here:
     """Both sides on this machine, over its loopback."""
 
     name = "loopback"
+    interface = "lo"
     options = ()
     before = ((), ())
     addresses = ("127.0.0.1", "127.0.0.1")
@@ -45,7 +47,8 @@ class Apart:
     """Each side in a network of its own, with a cable between."""
 
     name = "cable"
-    options = ("--interface", "cable", "--insecure")
+    interface = "cable"
+    options = ("--interface", interface, "--insecure")
 
     def __init__(self, cable):
         self.before = tuple(("ip", "netns", "exec", side) for side in cable.sides)
@@ -123,6 +126,18 @@ def ping(place, size, seconds):
     return json.loads(done.stdout)
 
 
+def sample(place, size, seconds):
+    """What the engine takes for it, with nothing of a mirror around."""
+    with contextlib.closing(Domain()) as domain, \
+            contextlib.closing(Peer(ENGINE, "engine-subscribe", domain.number, place.interface, seconds + 0.5,
+                                    before=place.before[1])) as subscriber:
+        done = subprocess.run([*place.before[0], ENGINE, "engine-publish", str(domain.number), place.interface,
+                               str(size), str(PACE), str(seconds)], capture_output=True, text=True, check=True,
+                              timeout=seconds + LONGEST)
+        assert json.loads(done.stdout)["failed"] == 0
+        return subscriber.result()
+
+
 def message(place, broker, size, seconds):
     with contextlib.closing(Peer(FLOOR, "mqtt-subscribe", place.addresses[0], broker.port, seconds + 0.5,
                                  before=place.before[1])) as subscriber:
@@ -148,7 +163,7 @@ class Bench:
         with contextlib.ExitStack() as stack:
             places = self.places(stack)
             if self._arguments.seconds > 0:
-                self.tell("            leaves   bytes   mirror  99 %  source  one way           ping  mosquitto  "
+                self.tell("            leaves   bytes   mirror  99 %  source  one way           ping  engine  mosquitto  "
                           "mirror/ping  mirror/mosquitto   (microseconds, medians)")
                 for place in places:
                     for count in self._arguments.leaves:
@@ -184,11 +199,13 @@ class Bench:
                 published, seen = pair.flow(PACE, seconds + 1)
                 self.judge(f"{place.name}, {count} leaves", seen)
                 rounds.append((seen["median"], seen["ninetyNine"], nearby(count, seconds), ping(place, pair.size, seconds),
-                               message(place, broker, pair.size, seconds)))
-        mirror, late, near, way, back, mosquitto = (statistics.median(values) / 1000 for values in zip(*(
-            (seen, ninety, source["median"], udp["median"], udp["roundMedian"], mqtt["median"])
-            for seen, ninety, source, udp, mqtt in rounds)))
-        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {near:7.0f} {way:8.0f} {back:14.0f} {mosquitto:10.0f} "
+                               sample(place, pair.size, seconds), message(place, broker, pair.size, seconds)))
+        mirror, late, near, way, back, engine, mosquitto = (statistics.median(values) / 1000 for values in zip(*(
+            (seen, ninety, source["median"], udp["median"], udp["roundMedian"], dds["median"],
+             mqtt["median"])
+            for seen, ninety, source, udp, dds, mqtt in rounds)))
+        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {near:7.0f} {way:8.0f} {back:14.0f} {engine:7.0f} "
+                  f"{mosquitto:10.0f} "
                   f"{mirror / back:13.2f} {mirror / mosquitto:17.2f}")
         if mirror > TARGET * back and not self._arguments.unjudged:
             self.complain(f"{place.name}, {count} leaves: {mirror / back:.2f} times the ping, above {TARGET}")

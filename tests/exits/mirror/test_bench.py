@@ -32,16 +32,17 @@ class Bench(unittest.TestCase):
         told = run(seconds="1.5")
 
         self.assertEqual(told.returncode, 0, told.stderr)
-        rows = re.findall(r"^(loopback|cable) +(\d+) +(\d+)((?: +[\d.]+){8})$", told.stdout, re.M)
+        rows = re.findall(r"^(loopback|cable) +(\d+) +(\d+)((?: +[\d.]+){9})$", told.stdout, re.M)
         self.assertEqual([row[:3] for row in rows[:2]],
                          [("loopback", "20", "240"), ("loopback", "40", "480")], told.stdout)
         if "cable: left out" not in told.stdout:
             self.assertEqual([row[:3] for row in rows[2:]], [("cable", "20", "240"), ("cable", "40", "480")])
         for row in rows:
-            mirror, late, near, way, back, broker, by_ping, by_broker = map(float, row[3].split())
+            mirror, late, near, way, back, engine, broker, by_ping, by_broker = map(float, row[3].split())
             self.assertGreaterEqual(late, mirror)
             self.assertGreaterEqual(back, way)
             self.assertGreater(near, 0)
+            self.assertGreater(engine, 0)
             self.assertAlmostEqual(by_ping, mirror / back, delta=0.02 * by_ping + 0.05)
             self.assertAlmostEqual(by_broker, mirror / broker, delta=0.02 * by_broker + 0.05)
 
