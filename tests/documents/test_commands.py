@@ -52,7 +52,7 @@ class Commands(unittest.TestCase):
 
     def test_scripts_that_are_mentioned_exist(self):
         for document in all_documents():
-            for script in re.findall(r"\bscript/[a-z]+\b(?!/)", document.text):
+            for script in re.findall(r"\bscript/[a-z]+(?:-[a-z]+)*(?![a-z/-])", document.text):
                 path = sources.PROJECT / script
                 self.assertTrue(path.is_dir() or os.access(path, os.X_OK), script)
 
