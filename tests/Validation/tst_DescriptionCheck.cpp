@@ -20,6 +20,7 @@ private Q_SLOTS:
     void fileWithoutPermissionIsAProblem();
     void otherNameIsAProblem();
     void pipeUnderAFittingNameIsAProblem();
+    void folderDescriptionIsCheckedWithoutItsFolder();
     void foldersWithOneKeyAreAProblem();
     void partsOfOneFolderMayHaveItsKey();
     void folderThatWasNeverBuiltHasOnlyWarnings();
@@ -122,6 +123,24 @@ void tst_DescriptionCheck::pipeUnderAFittingNameIsAProblem()
 
     QCOMPARE(folder.problems({QStringLiteral("device")}), QStringList(expected));
     QCOMPARE(folder.problems({QStringLiteral("device/b.config.json")}), QStringList(expected));
+}
+
+void tst_DescriptionCheck::folderDescriptionIsCheckedWithoutItsFolder()
+{
+    const Folder folder;
+    const QString name = QStringLiteral("device/folder.json");
+    folder.write(QStringLiteral("device/a.config.json"), "[]");
+
+    folder.write(name, R"({"labelTextId": "device", "cpveVersion": "1.0"})");
+    QCOMPARE(folder.problems({name}), QStringList());
+
+    folder.write(name, R"({"labelTextID": "device", "cpveVersion": "1.0"})");
+    QCOMPARE(folder.problems({name}),
+             QStringList(QStringLiteral("device/folder.json:1:2: warning unknown-key")));
+
+    folder.write(name, "[]");
+    QCOMPARE(folder.problems({name}),
+             QStringList(QStringLiteral("device/folder.json:1:1: error not-an-object")));
 }
 
 void tst_DescriptionCheck::foldersWithOneKeyAreAProblem()
