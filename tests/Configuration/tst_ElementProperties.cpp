@@ -81,6 +81,7 @@ private Q_SLOTS:
     void entriesStandAsInAHashFromTheBeginning();
     void aPathLeadsPastAKeyThatLooksLikeIt();
     void aCopyIsOnItsOwn();
+    void aCopyOfAHashIsOnItsOwn();
     void aWriteNeverAddsAKey();
     void newKeysAreAdded();
     void thereMayBeNone();
@@ -197,6 +198,23 @@ void tst_ElementProperties::aCopyIsOnItsOwn()
     QCOMPARE(copied, properties);
 }
 
+void tst_ElementProperties::aCopyOfAHashIsOnItsOwn()
+{
+    ElementProperties properties(expectedMap());
+    ElementProperties copied(properties);
+
+    QCOMPARE(copied.toMap(), expectedMap());
+    *properties.get("value") = 8;
+    copied.remove("unit");
+
+    QCOMPARE(copied.value("value"), QVariant(7));
+    QCOMPARE(copied.size(), 4);
+    QCOMPARE(properties.value("value"), QVariant(8));
+    QVERIFY(properties.contains("unit"));
+    copied = properties;
+    QCOMPARE(copied, properties);
+}
+
 void tst_ElementProperties::aWriteNeverAddsAKey()
 {
     ElementProperties properties = parsedProperties();
@@ -232,6 +250,9 @@ void tst_ElementProperties::thereMayBeNone()
     QVERIFY(!properties.contains("a"));
     QCOMPARE(properties.cbegin(), properties.cend());
     QVERIFY(properties == ElementProperties());
+    ElementProperties written;
+    QCOMPARE(written.get("a"), nullptr);
+    QVERIFY(written.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_ElementProperties)

@@ -50,6 +50,8 @@ private Q_SLOTS:
     void unknownPostfixFailsAtALeaf();
     void treeNodesAloneParseUnderAnyPostfix();
     void createNodeTakesThePostfixAsItStands();
+    void createNodeFailsAsAWhole_data();
+    void createNodeFailsAsAWhole();
 
     void everyOtherTypeMakesALeaf_data();
     void everyOtherTypeMakesALeaf();
@@ -209,6 +211,49 @@ void tst_ParserDocuments::createNodeTakesThePostfixAsItStands()
     COMPARE_LOG(log);
     QVERIFY(parser.createNode(json, ".config.json").isNull());
     COMPARE_LOG(log, warning("wrong file postfix \".config.json\""));
+}
+
+void tst_ParserDocuments::createNodeFailsAsAWhole_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QStringList>("reported");
+
+    const QString noType = QStringLiteral("key 'type' not found in JSON object");
+    const QString badA = QStringLiteral("object is invalid \"a\"");
+    QTest::newRow("nothing") << QByteArray("{}") << QStringList(noType);
+    QTest::newRow("no type") << QByteArray(R"({"value":{}})") << QStringList(noType);
+    QTest::newRow("no children") << QByteArray(R"({"type":"treenode","unit":"m"})")
+                                 << QStringList(
+                                        R"(childs information is invalid ("type", "unit"))");
+    QTest::newRow("child as number")
+        << QByteArray(R"({"type":"treenode","value":{"a":{"type":"int32"},"b":7,"c":8}})")
+        << QStringList(R"(non object child element in tree node found "b")");
+    QTest::newRow("child without type")
+        << QByteArray(R"({"type":"treenode","value":{"a":{"value":1},"b":{}}})")
+        << QStringList{noType, badA};
+    QTest::newRow("grandchild as text")
+        << QByteArray(R"({"type":"treenode","value":{"a":{"type":"treenode","value":{"b":"c"}}}})")
+        << QStringList{R"(non object child element in tree node found "b")", badA};
+}
+
+/// From an object the same as from a text, which other code reads.
+void tst_ParserDocuments::createNodeFailsAsAWhole()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QStringList, reported);
+    QList<LogLine> expected;
+    for (const QString &text : std::as_const(reported)) {
+        expected.append(warning(text));
+    }
+    LogCapture log;
+
+    QVERIFY(ConfigurationAndProcessDataParser()
+                .createNode(toObject(json), configurationPostfix)
+                .isNull());
+    QCOMPARE(toText(log.take()), toText(expected));
+
+    QVERIFY(parse(json).isNull());
+    QCOMPARE(toText(log.take()), toText(expected));
 }
 
 void tst_ParserDocuments::everyOtherTypeMakesALeaf_data()

@@ -27,6 +27,36 @@ public:
     QStringList m_keys;
 };
 
+/// Takes each message by removing the unit of an element.
+class UnitRemover
+{
+public:
+    explicit UnitRemover(Base &element)
+    {
+        sm_element = &element;
+        m_former = qInstallMessageHandler(removeUnit);
+    }
+    ~UnitRemover() { qInstallMessageHandler(m_former); }
+    Q_DISABLE_COPY(UnitRemover)
+
+    int count() const { return sm_count; }
+
+private:
+    static void removeUnit(QtMsgType /*type*/, const QMessageLogContext & /*context*/,
+                           const QString & /*text*/)
+    {
+        ++sm_count;
+        sm_element->removeProperties({"unit"});
+    }
+
+    static Base *sm_element;
+    static int sm_count;
+    QtMessageHandler m_former;
+};
+
+Base *UnitRemover::sm_element = nullptr;
+int UnitRemover::sm_count = 0;
+
 /// Answers every property with one text.
 class Pretender : public Base
 {
@@ -54,6 +84,7 @@ private Q_SLOTS:
     void addedPropertyIsThereWithoutMessage();
     void addingAPresentKeyOverwritesAndWarns();
     void addingOverAnInvalidEntryWarnsToo();
+    void addingAddsWhatWhoeverTookTheMessageRemoved();
     void addingTakesTheKeyLiterally();
     void addPropertiesAddsEachByTheVirtualOperation();
     void addPropertiesOfNothingAddsNothing();
@@ -127,6 +158,18 @@ void tst_TreeElementsProperties::addingOverAnInvalidEntryWarnsToo()
     leaf.addProperty("unit", QVariant());
 
     COMPARE_LOG(log, warning("\"PropertyMap already contains key:\" \"unit\" \"!\""));
+}
+
+void tst_TreeElementsProperties::addingAddsWhatWhoeverTookTheMessageRemoved()
+{
+    Leaf leaf({{"unit", "mm"}, {"type", "int32"}}, nullptr);
+    {
+        const UnitRemover remover(leaf);
+        leaf.addProperty("unit", "bar");
+        QCOMPARE(remover.count(), 1);
+    }
+
+    QCOMPARE(leaf.getProperties(), (Base::PropertyMap{{"unit", "bar"}, {"type", "int32"}}));
 }
 
 void tst_TreeElementsProperties::addingTakesTheKeyLiterally()
