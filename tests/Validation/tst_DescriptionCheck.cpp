@@ -30,6 +30,11 @@ private Q_SLOTS:
     void valueAtTheTopMayHaveAVersion();
     void keyOfTheTopIsToldApartFromOneOfNoUse();
     void nameWithAPlaceholderStaysWhole();
+    void fileIsToldOf_data();
+    void fileIsToldOf();
+    void everyOtherVersionOf32BitsIsToldOf();
+    void valueThatIsMisreadIsShownAsWritten();
+    void folderWithOtherFilesIsInOrder();
     void problemsStandInOrder();
     void checkOfAFileIsSilent();
     void nothingIsWritten();
@@ -72,6 +77,16 @@ public:
             paths.append(path(name));
         }
         return problemsOf(paths, m_dir.path());
+    }
+
+    QStringList texts(const QString &name) const
+    {
+        QStringList texts;
+        const auto problems = DescriptionCheck::check({path(name)});
+        for (const DescriptionProblem &problem : problems) {
+            texts.append(problem.text);
+        }
+        return texts;
     }
 
 private:
@@ -260,6 +275,103 @@ void tst_DescriptionCheck::nameWithAPlaceholderStaysWhole()
         return problem.text == QLatin1String("'50%1' has the display position 7 as well");
     });
     QVERIFY2(isWhole, problems.isEmpty() ? "nothing found" : qPrintable(problems.last().text));
+}
+
+void tst_DescriptionCheck::fileIsToldOf_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("children");
+    QTest::addColumn<QStringList>("texts");
+    const QString process = QStringLiteral("a.process.json");
+    const QString configuration = QStringLiteral("a.config.json");
+
+    // Nothing else is told of a file that the parser refuses.
+    QTest::newRow("refused file") << process << QByteArray(R"("former": false)")
+                                  << QStringList(QStringLiteral(
+                                         "the child 'former' is false, and should be an object"));
+    // Whatever the type was meant to be, its keys may stand there.
+    QTest::newRow("keys of an unknown type")
+        << configuration
+        << QByteArray(R"("a": {"type": "selektor", "value": 0, "selectionList": ["off"],
+                         "arrayInformation": []})")
+        << QStringList(QStringLiteral("unknown type 'selektor'; did you mean 'selector'?"));
+    QTest::newRow("misspelt key that would mean nothing")
+        << configuration << QByteArray(R"("a": {"type": "int16", "value": 0, "sizeValu": 2})")
+        << QStringList(QStringLiteral("unknown key 'sizeValu'"));
+    QTest::newRow("bits of one byte")
+        << process << QByteArray(R"("a": {"type": "bit", "sizeValue": 1, "offsetSharedMemory": 0,
+            "relativeOffsetMetadata": 1, "sizeMetadata": 4, "bitmask": 1},
+            "b": {"type": "bit", "sizeValue": 1, "offsetSharedMemory": 0,
+            "relativeOffsetMetadata": 5, "sizeMetadata": 4, "bitmask": 2})")
+        << QStringList();
+    QTest::newRow("array without value")
+        << configuration << QByteArray(R"("a": {"type": "array", "arrayInformation": [[], []]})")
+        << QStringList(QStringLiteral("the leaf has no 'value'"));
+    QTest::newRow("smallest values of their types")
+        << configuration << QByteArray(R"("a": {"type": "uint8", "value": 0},
+            "b": {"type": "int8", "value": -128}, "c": {"type": "uint16", "value": 0})")
+        << QStringList();
+    // Only a text is compared with the pattern.
+    QTest::newRow("no text in a column with a pattern")
+        << configuration << QByteArray(R"("a": {"type": "array", "value": [null, "A", "a"],
+            "arrayInformation": [[], [{"type": "string", "regularExpression": "[A-Z]"}]]})")
+        << QStringList(QStringLiteral("'a' does not match '[A-Z]'"));
+}
+
+void tst_DescriptionCheck::fileIsToldOf()
+{
+    QFETCH(QString, file);
+    QFETCH(QByteArray, children);
+    QFETCH(QStringList, texts);
+    const Folder folder;
+    const QByteArray memory = file.contains(QLatin1String("process"))
+                                  ? R"("keyProcessDataMemory": "k", "sizeOfSharedMemory": 9,
+                                      "doubleBuffer": true, )"
+                                  : "";
+    folder.write(file, R"({"type": "treenode", )" + memory + R"("value": {)" + children + "}}");
+
+    QCOMPARE(folder.texts(file), texts);
+}
+
+/// As the parser warns of it.
+void tst_DescriptionCheck::everyOtherVersionOf32BitsIsToldOf()
+{
+    const Folder folder;
+    const QString name = QStringLiteral("a.config.json");
+    for (const char *version : {"-2147483648", "2147483647"}) {
+        folder.write(name, QByteArray(R"({"type": "treenode", "value": {}, "schemeVersion": )")
+                               + version + '}');
+
+        QCOMPARE(
+            folder.texts(name),
+            QStringList(
+                QStringLiteral("version %1 is read as version 1").arg(QLatin1String(version))));
+    }
+}
+
+/// What it is read as instead depends on the machine.
+void tst_DescriptionCheck::valueThatIsMisreadIsShownAsWritten()
+{
+    const Folder folder;
+    const QString name = QStringLiteral("a.config.json");
+    folder.write(name, R"({"type": "uint64", "value": 18446744073709551615})");
+
+    const QStringList texts = folder.texts(name);
+
+    QCOMPARE(texts.size(), 1);
+    QVERIFY2(
+        texts.first().startsWith(QLatin1String("'value' is 18446744073709551615, and is read as ")),
+        qPrintable(texts.first()));
+}
+
+/// Only what looks like a description is told to be none.
+void tst_DescriptionCheck::folderWithOtherFilesIsInOrder()
+{
+    const Folder folder;
+    folder.write(QStringLiteral("a/x.config.json"), R"({"type": "treenode", "value": {}})");
+    folder.write(QStringLiteral("a/notes.txt"), "7");
+
+    QCOMPARE(folder.problems({QStringLiteral("a")}), QStringList());
 }
 
 void tst_DescriptionCheck::problemsStandInOrder()
