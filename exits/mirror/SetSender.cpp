@@ -3,6 +3,7 @@
 #include "Access/ProcessDataWatcher.h"
 #include "mirror/ByteOrder.h"
 #include "mirror/SampleFields.h"
+#include "mirror/UnheldReading.h"
 #include "service/ServiceLog.h"
 
 #include <QFile>
@@ -89,7 +90,10 @@ void SetSender::run(ProcessDataWatcher &watcher, ProcessDataManager &manager)
     quint64 seen = 0;
     while (watcher.wait(seen, unbounded) == ProcessDataWatcher::Result::NewSet) {
         const Clock::time_point woken = Clock::now();
-        sendNewest(manager);
+        if (!sendNewest(manager)) {
+            // It may have been the last one.
+            seen = 0;
+        }
         if (!restUntil(woken + m_leastInterval)) {
             return;
         }
@@ -102,13 +106,18 @@ bool SetSender::restUntil(Clock::time_point time)
     return !m_ended.wait_until(lock, time, [this] { return m_isEnding; });
 }
 
-void SetSender::sendNewest(ProcessDataManager &manager)
+/// False if no set was to be had.
+bool SetSender::sendNewest(ProcessDataManager &manager)
 {
     const std::lock_guard lock(m_mutex);
-    // A set without a room to copy it to is followed by another.
-    if (!m_set.take(manager) || m_set.getGeneration() == m_generation) {
-        return;
+    bool isTaken = false;
+    if (!readWithoutHolding(manager, [&] { isTaken = m_next.take(manager); }) || !isTaken) {
+        return false;
     }
+    if (m_next.getGeneration() == m_generation) {
+        return true;
+    }
+    std::swap(m_set, m_next);
     m_generation = m_set.getGeneration();
     if (std::exchange(m_state, SourceState::Live) == SourceState::Silent) {
         Q_EMIT revived();
@@ -116,6 +125,7 @@ void SetSender::sendNewest(ProcessDataManager &manager)
     if (!sendKept()) {
         Q_EMIT foundNoRoom();
     }
+    return true;
 }
 
 void SetSender::tellState(SourceState state)

@@ -67,7 +67,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void run(ProcessDataWatcher &watcher, ProcessDataManager &manager);
-    void sendNewest(ProcessDataManager &manager);
+    bool sendNewest(ProcessDataManager &manager);
     bool restUntil(Clock::time_point time);
     void sayAgain();
     bool sendKept();
@@ -79,11 +79,12 @@ private:
     QTimer m_again;
     std::unique_ptr<ProcessDataWatcher> m_watcher; ///< null while nothing is followed
     std::thread m_thread;
+    ProcessDataSnapshot m_next; ///< the thread's own; kept, so that each copy finds its room
 
     mutable std::mutex m_mutex; ///< for all that follows, and for the order of what is sent
     std::condition_variable m_ended;
     bool m_isEnding = false;
-    ProcessDataSnapshot m_set; ///< kept, so that each copy finds its room
+    ProcessDataSnapshot m_set;
     SourceState m_state = SourceState::CreatorGone;
     quint64 m_fingerprint = 0;
     quint32 m_attachment = 0;

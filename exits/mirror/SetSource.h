@@ -14,7 +14,7 @@
 
 /// Sends the newest set of one region to whoever mirrors it, and how the region is when there is none.
 ///
-/// Reads as any reader does, so that its publisher never waits; a set that finds no room on the way is
+/// Reads without ever taking the lock, so that its publisher never waits; a set that finds no room on the way is
 /// followed by a newer one. Says the newest again each second, so that a receiver knows this program to
 /// be at work, and not only the engine in it.
 class SetSource : public QObject
