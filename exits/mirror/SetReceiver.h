@@ -56,6 +56,8 @@ private:
             , gate(region->layout().fingerprint, region->layout().bufferSize)
         {
             watchdog.setSingleShot(true);
+            // The usual one may be late by a twentieth.
+            watchdog.setTimerType(Qt::PreciseTimer);
         }
 
         std::unique_ptr<MirroredRegion> region;

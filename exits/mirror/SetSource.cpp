@@ -59,6 +59,8 @@ SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace
     connect(&m_sender, &SetSender::revived, this, &SetSource::handleRevival);
     connect(&m_silence, &QTimer::timeout, this, &SetSource::handleSilence);
     m_silence.setSingleShot(true);
+    // The usual one may be late by a twentieth.
+    m_silence.setTimerType(Qt::PreciseTimer);
     if (!commands.isEmpty()) {
         m_requests = std::make_unique<RequestTaker>(domain, m_region, m_identity, commands);
     }
