@@ -215,6 +215,18 @@ void SetCodec::readGroup(Group group, GroupValues &values) const
     }
 }
 
+bool SetCodec::readGroup(Group group, const ProcessDataSnapshot &set, GroupValues &values) const
+{
+    values.assign(static_cast<std::size_t>(size(group)), ProcessValue(valid));
+    bool isWhole = true;
+    int index = 0;
+    for (ProcessValue &value : values) {
+        isWhole = set.getValue(*m_leaves[group].at(index), value, true) && isWhole;
+        ++index;
+    }
+    return isWhole;
+}
+
 bool SetCodec::numberOf(const GroupValues &values, quint64 &number)
 {
     const ProcessValue &leaf = values.front();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Access/ProcessDataSnapshot.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "torture/SharedLedger.h"
 
@@ -61,6 +62,8 @@ public:
     bool writeLeaf(Group group, int index, quint64 number) const;
     /// All leaves of a group inside a read lock.
     void readGroup(Group group, GroupValues &values) const;
+    /// The same from a copy of the set. False if it does not hold all leaves.
+    bool readGroup(Group group, const ProcessDataSnapshot &set, GroupValues &values) const;
     /// The number that a group says it has. False if its leaf holds what no writer writes.
     static bool numberOf(const GroupValues &values, quint64 &number);
     /// Empty if all values belong to @p number, else a sentence about the first that does not.
