@@ -47,6 +47,7 @@ private Q_SLOTS:
     void blockOfZerosIsUnknown();
     void lastSwapIsTheOneOfTheBlock();
     void nameTellsWhatBecameOfIt();
+    void assignedOneLooksAtTheOthersMemory();
     void layoutIsComparedWithTheDescription();
     void layoutOfAnotherSizeIsAnother();
     void withoutADescriptionThereIsNoDifference();
@@ -269,6 +270,27 @@ void tst_RegionInspection::nameTellsWhatBecameOfIt()
     later.reset();
     creator.reset();
     QVERIFY(former.getName() == Name::Removed);
+}
+
+void tst_RegionInspection::assignedOneLooksAtTheOthersMemory()
+{
+    const TwoNumbers first;
+    const TwoNumbers second(false);
+    auto firstCreator = std::make_unique<QuietManager>(first, create);
+    const QuietManager secondCreator(second, create);
+    RegionInspection region = first.inspect();
+    const RegionInspection copied(region);
+
+    region = second.inspect();
+
+    QCOMPARE(region.getKey(), second.key);
+    QCOMPARE(copied.getKey(), first.key);
+    firstCreator.reset();
+    QVERIFY(region.getName() == Name::Current);
+    QVERIFY(copied.getName() == Name::Removed);
+    region = copied;
+    QCOMPARE(region.getKey(), first.key);
+    QVERIFY(region.getName() == Name::Removed);
 }
 
 void tst_RegionInspection::layoutIsComparedWithTheDescription()
