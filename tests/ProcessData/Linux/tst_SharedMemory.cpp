@@ -10,10 +10,12 @@
 #include <cerrno>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -62,6 +64,7 @@ private Q_SLOTS:
     void createFailsAtASizeThatIsRefused();
     void fullFileSystemFailsAtCreation();
     void memoryOfNoBytesFailsAtTheMapping();
+    void closedStandardInputLeavesItsNumberToTheMemory();
 };
 
 void tst_SharedMemory::startsWithoutMappingAndFailure()
@@ -317,6 +320,29 @@ void tst_SharedMemory::memoryOfNoBytesFailsAtTheMapping()
              QStringLiteral("SharedMemory::attach: mmap failed: Invalid argument"));
     QVERIFY(memory->data() == nullptr);
     QCOMPARE(memory->size(), 0);
+}
+
+/// As in a service that has closed it: the object is opened as descriptor 0.
+void tst_SharedMemory::closedStandardInputLeavesItsNumberToTheMemory()
+{
+    const SegmentFile segment;
+    const auto creator = memoryNamed(segment.name());
+    const auto user = memoryNamed(segment.name());
+    const int input = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    ::close(STDIN_FILENO);
+
+    const bool isCreated = creator->create(100);
+    const bool isAttached = user->attach(SharedMemory::ReadWrite);
+    const bool isClosedAgain = ::fcntl(STDIN_FILENO, F_GETFD) == -1;
+    if (input >= 0) {
+        ::dup2(input, STDIN_FILENO);
+        ::close(input);
+    }
+
+    QVERIFY2(isCreated, qPrintable(creator->errorString()));
+    QVERIFY2(isAttached, qPrintable(user->errorString()));
+    QVERIFY(isClosedAgain);
+    QCOMPARE(user->size(), 100);
 }
 
 QTEST_GUILESS_MAIN(tst_SharedMemory)
