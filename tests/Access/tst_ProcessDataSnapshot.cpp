@@ -96,6 +96,7 @@ private Q_SLOTS:
     void withoutMemoryNothingIsTaken();
     void bytesOfEachMemoryAreAllItsOwn();
     void leafOfAnotherMemoryIsRefused();
+    void leafThatIsNotValidIsRefused();
     void setsAreWholeBesideAWriter();
 };
 
@@ -349,6 +350,26 @@ void tst_ProcessDataSnapshot::leafOfAnotherMemoryIsRefused()
                 warning(QStringLiteral("Process value is not of the memory that was copied.")));
     QCOMPARE(value.getErrorType(), PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
     QVERIFY(snapshot.isDifferent(*other.leaf(QStringLiteral("big")), snapshot));
+}
+
+/// Bound to the memory that was copied, with a slot of the wrong size: nobody knows what is there.
+void tst_ProcessDataSnapshot::leafThatIsNotValidIsRefused()
+{
+    MixedDescription description;
+    description.leaves.insert(QStringLiteral("short"), slotOf("int64", 0, 4));
+    LogCapture log;
+    LiveRegion region(description);
+    ProcessDataSnapshot snapshot;
+    QVERIFY(snapshot.take(region.manager));
+    ProcessValue value(PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
+    log.take();
+
+    QVERIFY(!snapshot.getValue(*region.leaf(QStringLiteral("short")), value));
+
+    COMPARE_LOG(log,
+                warning(QStringLiteral("Process value is not of the memory that was copied.")));
+    QCOMPARE(value.getErrorType(), PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
+    QVERIFY(snapshot.isDifferent(*region.leaf(QStringLiteral("short")), snapshot));
 }
 
 void tst_ProcessDataSnapshot::setsAreWholeBesideAWriter()
