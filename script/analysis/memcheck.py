@@ -129,6 +129,8 @@ def main():
 
 
 if __name__ == "__main__":
+    for signal_number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(signal_number, signal.default_int_handler)
     try:
         main()
     except KeyboardInterrupt:
