@@ -27,7 +27,9 @@ void checkForm(const QByteArray &text)
         if (one.startsWith("# ")) {
             continue;
         }
-        require(line.match(QString::fromUtf8(one)).hasMatch(), "a line is one of a metric");
+        // With its size: a name may have a zero character.
+        const QString told = QString::fromUtf8(one.constData(), one.size());
+        require(line.match(told).hasMatch(), "a line is one of a metric");
         const QByteArray metric = one.left(one.lastIndexOf(' '));
         require(!metrics.contains(metric), "a metric stands there once");
         metrics.insert(metric);
