@@ -4,16 +4,19 @@
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 
+#include <QDeadlineTimer>
 #include <QStringList>
 
+#include <chrono>
 #include <iostream>
 #include <limits>
 #include <string>
 
 namespace {
 
-/// More repetitions in a row than a reader ever needs.
-constexpr int mostReads = 100;
+/// A reader that is slower than a publisher without a pause repeats until that one has ended; this is longer
+/// than any of them publishes.
+constexpr std::chrono::minutes longestReading{2};
 
 /// The leaves of the description, in the order of its keys: count/0 ... all get one number, `text` its
 /// decimal form.
@@ -52,7 +55,7 @@ public:
     /// The numbers and states of all leaves in one set, without those that repeat the one before.
     QString read()
     {
-        for (int i = 0; i < mostReads; ++i) {
+        for (const QDeadlineTimer end(longestReading); !end.hasExpired();) {
             bool repeat = false;
             m_manager.lockReadBuffer();
             const QString found = m_manager.getPointerReadBuffer() != nullptr
