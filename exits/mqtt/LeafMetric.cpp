@@ -14,10 +14,23 @@ void addLimit(Metric &metric, const char *key, const std::optional<QVariant> &li
     }
 }
 
+/// `Quality` of Sparkplug B.
+int qualityOf(ProcessDataDefinitions::ErrorTypes state)
+{
+    constexpr int good = 192;
+    constexpr int stale = 500;
+    constexpr int bad = 0;
+    switch (state) {
+    case ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_VALID: return good;
+    case ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT: return stale;
+    default: return bad;
+    }
+}
+
 MetricProperty qualityOf(const ProcessValue &value)
 {
-    const int quality = StateTable::rowOf(value.getErrorType()).sparkplugQuality;
-    return {QStringLiteral("Quality"), DataType::Int32, wireValueOf(DataType::Int32, quality)};
+    return {QStringLiteral("Quality"), DataType::Int32,
+            wireValueOf(DataType::Int32, qualityOf(value.getErrorType()))};
 }
 
 } // namespace

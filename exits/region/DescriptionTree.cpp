@@ -1,15 +1,10 @@
 #include "region/DescriptionTree.h"
 
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Companion/FileSearch.h"
-#include "Companion/PropertyManagerConst.h"
-#include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "region/ParsedFiles.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
-#include <QDateTime>
-#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -21,11 +16,6 @@ namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
-
-QString endingOfFiles()
-{
-    return QLatin1Char('.') + PropertyManagerConst::getProcessDataDescriptionFileExtension();
-}
 
 QStringList childrenInOrder(const ConfigurationAndProcessDataBase::ChildMap &children)
 {
@@ -118,18 +108,11 @@ DescriptionTree DescriptionTree::read(const QString &path)
 {
     DescriptionTree tree;
     tree.root = parsedFiles(path, FileKind::ProcessDescription);
-    const auto property = [&](const QString &name) { return tree.root->getProperty(name); };
-    tree.key = property(Definitions::getStrKeyProcessDataMemory()).toString();
-    tree.isDoubleBuffered = property(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();
-    const int size = property(Definitions::getKeyDataPropertySizeOfSharedMemory()).toInt();
-    if (tree.key.isEmpty() || size < 1) {
-        throw Refusal{ExitCode::InputOutputFile,
-                      QStringLiteral("%1: describes no memory to follow; lay it out with 'tessel "
-                                     "build'")
-                          .arg(path)};
+    QString problem;
+    static_cast<DescribedRegion &>(tree) = DescribedRegion::of(*tree.root, path, problem);
+    if (!problem.isEmpty()) {
+        throw Refusal{ExitCode::InputOutputFile, problem};
     }
-    tree.regionSize = ProcessDataBufferHandler(tree.isDoubleBuffered)
-                          .calculateSizeSharedMemory(static_cast<unsigned int>(size));
     collect(tree.root, {}, tree.leaves);
     if (tree.leaves.isEmpty()) {
         throw Refusal{ExitCode::InputOutputFile,
@@ -137,21 +120,4 @@ DescriptionTree DescriptionTree::read(const QString &path)
     }
     nameDevices(tree.leaves, path);
     return tree;
-}
-
-QString DescriptionTree::stampOf(const QString &path)
-{
-    QFileInfoList files;
-    if (QFileInfo(path).isDir()) {
-        searchFilesOnPathRecursive(path, {QLatin1Char('*') + endingOfFiles()}, files);
-    } else {
-        files.append(QFileInfo(path));
-    }
-    QString stamp;
-    for (const auto &file : std::as_const(files)) {
-        stamp += QStringLiteral("%1 %2 %3\n")
-                     .arg(file.filePath(), QString::number(file.size()),
-                          QString::number(file.lastModified().toMSecsSinceEpoch()));
-    }
-    return stamp;
 }

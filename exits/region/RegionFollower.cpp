@@ -6,19 +6,12 @@
 
 #include <QFileInfo>
 
-#include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <thread>
 
 namespace {
 
-/// Milliseconds between two looks.
-constexpr int usualInterval = 500;
-/// After attempts that cost more than a look: a description to read, a region to compare.
-constexpr int longestInterval = 8000;
-/// From one look after an attached region to the next.
-constexpr int careInterval = 1000;
+using Clock = std::chrono::steady_clock;
 
 /// From one look at a single buffer to the next, unless somebody wants them more rarely.
 constexpr int pollInterval = 100;
@@ -28,16 +21,6 @@ constexpr int mostLooksAtLock = 50;
 constexpr int longestHold = 1000;
 /// Until a set was looked at without another one in between.
 constexpr int mostTakes = 11;
-
-/// Of somebody else than a creator that has died: less would have it come and go at each set.
-constexpr int longestSilence = 60000;
-
-/// A name that no region can have is not missing: nobody will ever make it.
-bool isMissing(const RegionInspection &region)
-{
-    // Between its making and its sizing a region is an empty file.
-    return region.getError() == (region.exists() ? EINVAL : ENOENT);
-}
 
 } // namespace
 
@@ -186,8 +169,7 @@ void RegionFollower::look()
     } else {
         lookForRegion();
     }
-    const int doublings = std::min(m_failures, 4);
-    m_timer.start(m_manager ? careInterval : std::min(usualInterval << doublings, longestInterval));
+    m_timer.start(intervalOfLooks(m_manager != nullptr, m_failures));
 }
 
 void RegionFollower::lookForRegion()
@@ -198,43 +180,26 @@ void RegionFollower::lookForRegion()
         return;
     }
     const RegionInspection look(m_tree.key);
-    if (isMissing(look)) {
+    if (DescribedRegion::isMissing(look, m_tree.key)) {
         m_failures = 0;
         tellMissing();
         return;
     }
-    if (!isPublished(look)) {
+    if (!m_tree.isPublished(look)) {
         m_failures = 0;
         tellAbsence(unpublishedText());
         return;
     }
     // Of the region that is compared here it is told later whether its name leads to it still.
     const RegionInspection region(m_tree.root);
-    const QString problem = problemOfRegion(region);
+    const QString problem = m_tree.problemOf(region);
     if (problem.isEmpty()) {
         m_region.emplace(region);
         attach();
-    } else if (!isMissing(region)) {
+    } else if (!DescribedRegion::isMissing(region, m_tree.key)) {
         ++m_failures;
         tellAbsence(problem);
     }
-}
-
-/// @p region knows the key alone: a description would answer for a block that is not there yet.
-bool RegionFollower::isPublished(const RegionInspection &region) const
-{
-    // A single buffer has no count of sets. Of one that cannot be read the reason is told later.
-    if (!region.isReadable()) {
-        return true;
-    }
-    if (!m_tree.isDoubleBuffered) {
-        return region.getLock().state != RegionLock::State::Unknown;
-    }
-    if (region.isDoubleBuffer() == true) {
-        return region.getSwapCount() != quint64{0};
-    }
-    // Without a management block it is being made, or is another description's.
-    return region.getSize() != m_tree.regionSize;
 }
 
 QString RegionFollower::unpublishedText() const
@@ -248,29 +213,6 @@ QString RegionFollower::unpublishedText() const
                      "region '%1' is there, but its semaphores are not, or are not for this "
                      "user: its creator is about to make them, or has to be started again")
                      .arg(m_tree.key);
-}
-
-QString RegionFollower::problemOfRegion(const RegionInspection &region) const
-{
-    if (!region.isReadable()) {
-        return QStringLiteral("region '%1' cannot be opened: %2; run this program as a user who "
-                              "may")
-            .arg(m_tree.key, region.getErrorString());
-    }
-    const RegionInspection alone(m_tree.key);
-    if (alone.isDoubleBuffer() == true && !alone.getSwapCount()) {
-        return QStringLiteral("region '%1' has another version of the memory format; run all "
-                              "programs with one version of the library")
-            .arg(m_tree.key);
-    }
-    if (region.getSize() != m_tree.regionSize || region.hasLayoutOfDescription() == false) {
-        const QString first = region.findFirstDifference();
-        return QStringLiteral("region '%1' was made from another description than %2%3; give this "
-                              "program the one that its creator has")
-            .arg(m_tree.key, m_path,
-                 first.isEmpty() ? QString() : QStringLiteral(", from '%1' on").arg(first));
-    }
-    return {};
 }
 
 bool RegionFollower::readAgain()
@@ -312,12 +254,9 @@ void RegionFollower::attach()
     }
     checkSlots();
     m_failures = 0;
-    m_isOrphaned = m_region->getCreator().isAlive == false;
-    m_hasOtherPublisher = false;
-    m_sinceCountChanged.start();
-    m_countAtLook = m_region->getSwapCount().value_or(0);
+    m_creator.start(isCreatorDead(), swapCount().value_or(0), Clock::now());
     watch();
-    if (m_isOrphaned) {
+    if (m_creator.isLeft()) {
         tellAbsence(QStringLiteral("the creator of region '%1' has died; waiting for a new one")
                         .arg(m_tree.key));
         return;
@@ -362,10 +301,11 @@ void RegionFollower::watch()
 
 void RegionFollower::handlePublished()
 {
-    // The first signal tells of the set that was there before.
-    if (m_isOrphaned && swapCount().value_or(0) != m_countAtLook) {
-        m_sinceCountChanged.start();
-        markOrphan(false);
+    if (m_creator.isLeft()) {
+        m_creator.handleSet(isCreatorDead(), swapCount().value_or(0), Clock::now());
+        if (!m_creator.isLeft()) {
+            tellReturn();
+        }
     }
     if (isUp()) {
         Q_EMIT setPublished();
@@ -391,39 +331,32 @@ void RegionFollower::lookAfterRegion()
     lookAfterCreator();
 }
 
-void RegionFollower::lookAfterCreator()
+bool RegionFollower::isCreatorDead() const
 {
-    const quint64 count = m_region->getSwapCount().value_or(0);
-    const bool isSilent = count == m_countAtLook;
-    if (!isSilent) {
-        m_countAtLook = count;
-        m_sinceCountChanged.start();
-    }
-    const bool isDead = m_region->getCreator().isAlive == false;
-    const bool isSilentForLong =
-        isSilent && (!m_hasOtherPublisher || m_sinceCountChanged.elapsed() > longestSilence);
-    if (!m_isOrphaned && isDead && isSilentForLong) {
-        markOrphan(true);
-    } else if (m_isOrphaned && (!isSilent || !isDead)) {
-        markOrphan(false);
-    }
+    return m_region->getCreator().isAlive == false;
 }
 
-void RegionFollower::markOrphan(bool isOrphaned)
+void RegionFollower::lookAfterCreator()
 {
-    m_isOrphaned = isOrphaned;
-    if (isOrphaned) {
+    const bool wasLeft = m_creator.isLeft();
+    m_creator.look(isCreatorDead(), swapCount().value_or(0), Clock::now());
+    if (wasLeft && !m_creator.isLeft()) {
+        tellReturn();
+    } else if (!wasLeft && m_creator.isLeft()) {
         m_set = {};
         m_setTime.reset();
         tellAbsence(QStringLiteral("the creator of region '%1' has died; waiting for a new one")
                         .arg(m_tree.key));
-    } else {
-        m_hasOtherPublisher = m_region->getCreator().isAlive == false;
-        m_absence.clear();
-        ServiceLog::notice(
-            QStringLiteral("region '%1' of %2 is published into again").arg(m_tree.key, m_path));
+        Q_EMIT upChanged(false);
     }
-    Q_EMIT upChanged(!isOrphaned);
+}
+
+void RegionFollower::tellReturn()
+{
+    m_absence.clear();
+    ServiceLog::notice(
+        QStringLiteral("region '%1' of %2 is published into again").arg(m_tree.key, m_path));
+    Q_EMIT upChanged(true);
 }
 
 void RegionFollower::detach(const QString &why)
@@ -446,7 +379,7 @@ void RegionFollower::detach(const QString &why)
     m_tree.root.reset();
     m_manager.reset();
     m_region.reset();
-    m_isOrphaned = false;
+    m_creator = {};
     tellAbsence(why);
     if (wasUp) {
         Q_EMIT upChanged(false);

@@ -4,6 +4,7 @@
 #include "Inspection/RegionInspection.h"
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "region/DescriptionTree.h"
+#include "regions/CreatorWatch.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -47,7 +48,7 @@ public:
     /// Memory key of the description.
     const QString &key() const { return m_tree.key; }
     /// Whether there are values to be had.
-    bool isUp() const { return m_manager != nullptr && !m_isOrphaned; }
+    bool isUp() const { return m_manager != nullptr && !m_creator.isLeft(); }
     /// Why there are none, for a person; empty while there are.
     const QString &absence() const { return m_absence; }
 
@@ -107,9 +108,6 @@ private:
     void lookForRegion();
     void lookAfterRegion();
     void lookAfterCreator();
-    /// Empty if the region is there and can be attached to.
-    QString problemOfRegion(const RegionInspection &region) const;
-    bool isPublished(const RegionInspection &region) const;
     QString unpublishedText() const;
     bool readAgain();
     void attach();
@@ -119,7 +117,8 @@ private:
     bool takeSetWithTime();
     void noteLock(bool isFree);
     void detach(const QString &why);
-    void markOrphan(bool isOrphaned);
+    bool isCreatorDead() const;
+    void tellReturn();
     void tellAbsence(const QString &why);
     void tellMissing();
     void handlePublished();
@@ -135,10 +134,7 @@ private:
     QTimer m_timer;
     QTimer m_poll; ///< of a single buffer
     int m_failures = 0;
-    bool m_isOrphaned = false;
-    bool m_hasOtherPublisher = false; ///< than its creator, who has died
-    QElapsedTimer m_sinceCountChanged;
-    quint64 m_countAtLook = 0;
+    CreatorWatch m_creator;
     QElapsedTimer m_sinceLockHeld; ///< by somebody who did not leave; invalid while nobody is
     bool m_isLockTold = false;
     ProcessDataSnapshot m_set;

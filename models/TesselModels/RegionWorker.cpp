@@ -3,25 +3,10 @@
 #include "TesselModels/RegionWorker_p.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
 #include <utility>
 
-namespace {
-
-/// Milliseconds between two looks.
-constexpr int usualInterval = 500;
-/// After attempts that cost more than a look: a description to read, a region to compare.
-constexpr int longestInterval = 8000;
-/// From one look after an attached region to the next.
-constexpr int careInterval = 1000;
-
-bool isMissing(const RegionInspection &region)
-{
-    // Between its making and its sizing a region is an empty file.
-    return region.getError() == (region.exists() ? EINVAL : ENOENT);
-}
-
-} // namespace
+using Clock = std::chrono::steady_clock;
 
 RegionWorker::RegionWorker(std::shared_ptr<SetMailbox> mailbox)
     : m_mailbox(std::move(mailbox))
@@ -88,30 +73,29 @@ void RegionWorker::look()
     } else {
         lookForRegion();
     }
-    const int doublings = std::min(m_failures, 4);
-    m_timer.start(m_manager ? careInterval : std::min(usualInterval << doublings, longestInterval));
+    m_timer.start(intervalOfLooks(m_manager != nullptr, m_failures));
 }
 
 void RegionWorker::lookForRegion()
 {
     // Read again when it was written since, and before each attachment: a tree is bound once.
-    const QString stamp = DescriptionReading::stampOf(m_path);
+    const QString stamp = DescribedRegion::stampOf(m_path);
     if ((stamp != m_stamp || m_isBound || !m_reading.problem.isEmpty()) && !readAgain()) {
         return;
     }
     const RegionInspection look(m_reading.key);
-    if (isMissing(look) || !isPublished(look)) {
+    if (DescribedRegion::isMissing(look, m_reading.key) || !m_reading.isPublished(look)) {
         m_failures = 0;
         showMissing();
         return;
     }
     // Of the region that is compared here it is told later whether its name leads to it still.
     const RegionInspection region(m_reading.root);
-    const QString problem = problemOfRegion(region);
+    const QString problem = m_reading.problemOf(region);
     if (problem.isEmpty()) {
         m_region.emplace(region);
         attach();
-    } else if (!isMissing(region)) {
+    } else if (!DescribedRegion::isMissing(region, m_reading.key)) {
         ++m_failures;
         showAbsence(problem);
     }
@@ -126,49 +110,9 @@ void RegionWorker::showMissing()
     showAbsence(text.arg(m_reading.key));
 }
 
-/// @p region knows the key alone: a description would answer for a block that is not there yet.
-bool RegionWorker::isPublished(const RegionInspection &region) const
-{
-    // A single buffer has no count of sets. Of one that cannot be read the reason is told later.
-    if (!region.isReadable()) {
-        return true;
-    }
-    if (!m_reading.isDoubleBuffered) {
-        return region.getLock().state != RegionLock::State::Unknown;
-    }
-    if (region.isDoubleBuffer() == true) {
-        return region.getSwapCount() != quint64{0};
-    }
-    // Without a management block it is being made, or is another description's.
-    return region.getSize() != m_reading.regionSize;
-}
-
-QString RegionWorker::problemOfRegion(const RegionInspection &region) const
-{
-    if (!region.isReadable()) {
-        return QStringLiteral("region '%1' cannot be opened: %2; run this program as a user who "
-                              "may")
-            .arg(m_reading.key, region.getErrorString());
-    }
-    const RegionInspection alone(m_reading.key);
-    if (alone.isDoubleBuffer() == true && !alone.getSwapCount()) {
-        return QStringLiteral("region '%1' has another version of the memory format; run all "
-                              "programs with one version of the library")
-            .arg(m_reading.key);
-    }
-    if (region.getSize() != m_reading.regionSize || region.hasLayoutOfDescription() == false) {
-        const QString first = region.findFirstDifference();
-        return QStringLiteral("region '%1' was made from another description than %2%3; give this "
-                              "program the one that its creator has")
-            .arg(m_reading.key, m_path,
-                 first.isEmpty() ? QString() : QStringLiteral(", from '%1' on").arg(first));
-    }
-    return {};
-}
-
 bool RegionWorker::readAgain()
 {
-    m_stamp = DescriptionReading::stampOf(m_path);
+    m_stamp = DescribedRegion::stampOf(m_path);
     m_isBound = false;
     m_reading = DescriptionReading::read(m_path);
     if (!m_reading.problem.isEmpty()) {
@@ -207,8 +151,8 @@ void RegionWorker::attach()
     }
     m_failures = 0;
     m_hasGone = false;
-    m_countAtLook = m_region->getSwapCount().value_or(0);
-    markOrphan(m_region->getCreator().isAlive == false);
+    m_creator.start(isCreatorDead(), m_region->getSwapCount().value_or(0), Clock::now());
+    showChangedCreator();
     watch();
 }
 
@@ -229,9 +173,8 @@ void RegionWorker::watch()
 
 void RegionWorker::handlePublished()
 {
-    // The first signal tells of the set that was there before.
-    if (m_isOrphaned && m_region->getSwapCount().value_or(0) != m_countAtLook) {
-        m_isOrphaned = false;
+    if (m_creator.isLeft()) {
+        m_creator.handleSet(isCreatorDead(), m_region->getSwapCount().value_or(0), Clock::now());
     }
     showNewest();
 }
@@ -251,23 +194,23 @@ void RegionWorker::lookAfterRegion()
     showMissing();
 }
 
+bool RegionWorker::isCreatorDead() const
+{
+    return m_region->getCreator().isAlive == false;
+}
+
 void RegionWorker::lookAfterCreator()
 {
-    const quint64 count = m_region->getSwapCount().value_or(0);
-    const bool isSilent = count == m_countAtLook;
-    m_countAtLook = count;
-    const bool isDead = m_region->getCreator().isAlive == false;
-    if (!m_isOrphaned && isDead && isSilent) {
-        markOrphan(true);
-    } else if (m_isOrphaned && (!isSilent || !isDead)) {
-        markOrphan(false);
+    const bool wasLeft = m_creator.isLeft();
+    m_creator.look(isCreatorDead(), m_region->getSwapCount().value_or(0), Clock::now());
+    if (m_creator.isLeft() != wasLeft) {
+        showChangedCreator();
     }
 }
 
-void RegionWorker::markOrphan(bool isOrphaned)
+void RegionWorker::showChangedCreator()
 {
-    m_isOrphaned = isOrphaned;
-    if (isOrphaned) {
+    if (m_creator.isLeft()) {
         showAbsence(QStringLiteral("the creator of region '%1' has died; start it again")
                         .arg(m_reading.key));
     } else {
@@ -288,7 +231,7 @@ void RegionWorker::detach()
     }
     m_manager.reset();
     m_region.reset();
-    m_isOrphaned = false;
+    m_creator = {};
 }
 
 void RegionWorker::write(const QString &url, const QVariant &value)

@@ -5,8 +5,8 @@
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "TesselModels/SetMailbox_p.h"
 #include "TesselModels/SourceDescription_p.h"
+#include "regions/CreatorWatch.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -44,14 +44,13 @@ private:
     void lookForRegion();
     void lookAfterRegion();
     void lookAfterCreator();
-    bool isPublished(const RegionInspection &region) const;
-    QString problemOfRegion(const RegionInspection &region) const;
     bool readAgain();
     void attach();
     void watch();
     void detach();
-    void markOrphan(bool isOrphaned);
-    bool isUp() const { return m_manager != nullptr && !m_isOrphaned; }
+    bool isCreatorDead() const;
+    void showChangedCreator();
+    bool isUp() const { return m_manager != nullptr && !m_creator.isLeft(); }
 
     void handlePublished();
     void showNewest();
@@ -72,8 +71,7 @@ private:
     QTimer m_pollTimer; ///< a single buffer tells nobody
     int m_failures = 0;
     bool m_hasGone = false; ///< the region that was attached last
-    bool m_isOrphaned = false;
-    quint64 m_countAtLook = 0;
+    CreatorWatch m_creator;
     ProcessDataSnapshot m_snapshot;
     std::shared_ptr<ShownSet> m_decoded; ///< from m_snapshot
     std::shared_ptr<const ShownSet> m_delivered;

@@ -1,15 +1,10 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "Companion/FileSearch.h"
-#include "Companion/PropertyManagerConst.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
-#include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "TesselModels/ChildrenInOrder_p.h"
 #include "TesselModels/SourceDescription_p.h"
 #include "TesselModels/UrlTree_p.h"
 
-#include <QDateTime>
-#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -121,18 +116,11 @@ DescriptionReading DescriptionReading::read(const QString &path)
     if (!reading.root) {
         return reading;
     }
-    const auto property = [&](const QString &name) { return reading.root->getProperty(name); };
-    reading.key = property(Definitions::getStrKeyProcessDataMemory()).toString();
-    reading.isDoubleBuffered = property(Definitions::getKeyDataPropertyDoubleBuffer()).toBool();
-    const int size = property(Definitions::getKeyDataPropertySizeOfSharedMemory()).toInt();
-    if (reading.key.isEmpty() || size < 1) {
-        reading.problem = QStringLiteral(
-                              "%1: describes no memory to follow; lay it out with 'tessel build'")
-                              .arg(path);
+    static_cast<DescribedRegion &>(reading) = DescribedRegion::of(*reading.root, path,
+                                                                  reading.problem);
+    if (!reading.problem.isEmpty()) {
         return reading;
     }
-    reading.regionSize = ProcessDataBufferHandler(reading.isDoubleBuffered)
-                             .calculateSizeSharedMemory(static_cast<unsigned int>(size));
     SourceDescription description;
     collect(reading.root, {}, description, reading.elements);
     if (description.leaves.empty()) {
@@ -141,24 +129,4 @@ DescriptionReading DescriptionReading::read(const QString &path)
     }
     reading.description = std::make_shared<const SourceDescription>(std::move(description));
     return reading;
-}
-
-QString DescriptionReading::stampOf(const QString &path)
-{
-    QFileInfoList files;
-    if (QFileInfo(path).isDir()) {
-        searchFilesOnPathRecursive(
-            path,
-            {QStringLiteral("*.") + PropertyManagerConst::getProcessDataDescriptionFileExtension()},
-            files);
-    } else {
-        files.append(QFileInfo(path));
-    }
-    QString stamp;
-    for (const auto &file : std::as_const(files)) {
-        stamp += QStringLiteral("%1 %2 %3\n")
-                     .arg(file.filePath(), QString::number(file.size()),
-                          QString::number(file.lastModified().toMSecsSinceEpoch()));
-    }
-    return stamp;
 }

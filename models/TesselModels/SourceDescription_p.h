@@ -2,6 +2,7 @@
 
 #include "Configuration/ConfigurationAndProcessDataBase.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
+#include "regions/DescribedRegion.h"
 
 #include <QMetaType>
 #include <QString>
@@ -44,18 +45,13 @@ struct SourceDescription
 };
 
 /// A description as it was read from the disk, with the tree that is bound to the memory.
-struct DescriptionReading
+struct DescriptionReading : DescribedRegion
 {
     ConfigurationAndProcessDataBase::BaseClassSharedPointer root;
     /// Of the leaves of the description, in their order. Null: it has no usable slot.
     QVector<ProcessDataValueSharedPointer> elements;
     std::shared_ptr<const SourceDescription> description;
-    QString key;            ///< memory key
-    quint32 regionSize = 0; ///< bytes of the whole region
-    bool isDoubleBuffered = false;
     QString problem; ///< not empty: there is nothing to follow, and what to do
 
     static DescriptionReading read(const QString &path);
-    /// What tells whether the files at @p path are those that were read: names, sizes and times.
-    static QString stampOf(const QString &path);
 };

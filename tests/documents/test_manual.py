@@ -98,8 +98,8 @@ class Manual(unittest.TestCase):
 
     def test_error_states_are_those_of_the_library_and_the_tool(self):
         states = enumerators("src/ProcessData/ProcessValueErrorTypes.h", "ErrorTypes")
-        code = sources.code_of(sources.PROJECT / "tools/tessel/values/StateName.cpp")
-        names = re.findall(r'QStringLiteral\("([a-z-]+)"\)', code)
+        code = sources.code_of(sources.PROJECT / "common/states/StateTable.cpp")
+        names = re.findall(r'\{PROCESS_VALUE_ERROR_TYPE_\w+,\s*"([a-z-]+)"', code[code.index("rows()"):])
         expected = [
             (number, name, state.replace("PROCESS_VALUE_ERROR_TYPE_", ""))
             for (state, number), name in zip(states, names, strict=True)

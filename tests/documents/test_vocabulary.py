@@ -48,20 +48,24 @@ class Vocabulary(unittest.TestCase):
             self.assertIn(f"| {number} | `{short}` |", document("docs/guide/09-states.md").text)
 
     def test_guide_has_the_table_of_the_exits(self):
-        code = sources.code_of(sources.PROJECT / "exits/states/StateTable.cpp")
+        code = sources.code_of(sources.PROJECT / "common/states/StateTable.cpp")
         rows = re.findall(
-            r'\{PROCESS_VALUE_ERROR_TYPE_\w+,\s*"([a-z-]+)",\s*"[^"]*",\s*NAMUR_STATE_TYPE_(\w+),\s*(\w+),'
+            r'\{PROCESS_VALUE_ERROR_TYPE_(\w+),\s*"([a-z-]+)",\s*"[^"]*",\s*NAMUR_STATE_TYPE_(\w+),'
             r"\s*(true|false)\}",
             code,
         )
         self.assertEqual(len(rows), 11)
         text = document("docs/guide/14-exits.md").text
-        qualities = dict(re.findall(r"constexpr int (\w+) = (\d+);", code))
+        metrics = sources.code_of(sources.PROJECT / "exits/mqtt/LeafMetric.cpp")
+        numbers = dict(re.findall(r"constexpr int (\w+) = (\d+);", metrics))
+        qualities = dict(re.findall(r"case (?:\w+::)?PROCESS_VALUE_ERROR_TYPE_(\w+): return (\w+);", metrics))
+        self.assertEqual(len(qualities), 2)
         signals = {"NONE": "none", "FAILURE": "F, failure", "OUT_OF_SPECIFICATION": "S, out of specification"}
-        for number, (name, signal, quality, has_value) in enumerate(row for row in rows if row[0] != "unknown"):
+        for number, (state, name, signal, has_value) in enumerate(row for row in rows if row[1] != "unknown"):
+            quality = qualities.get(state, "bad")
             value = "passed on | value and state" if has_value == "true" else "left out | state alone"
             self.assertIn(
-                f"| {number} | `{name}` | {value} | {qualities[quality]}, {quality} | {signals[signal]} |", text
+                f"| {number} | `{name}` | {value} | {numbers[quality]}, {quality} | {signals[signal]} |", text
             )
 
     def test_every_namur_state_is_explained(self):

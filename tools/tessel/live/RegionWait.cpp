@@ -2,12 +2,10 @@
 
 #include "Access/ProcessDataWatcher.h"
 #include "live/LiveRegion.h"
+#include "regions/DescribedRegion.h"
 #include "text/Failure.h"
 
-#include <QFileInfo>
-
 #include <algorithm>
-#include <cerrno>
 #include <thread>
 
 namespace {
@@ -24,25 +22,14 @@ bool isPublished(const RegionInspection &region, const DescriptionSource &descri
                                           : region.getLock().state != RegionLock::State::Unknown;
 }
 
-/// A name that no region can have is not missing: nobody will ever make it.
-bool isMissing(const RegionInspection &region, const QString &key)
-{
-    if (!region.exists()) {
-        return region.getError() == ENOENT;
-    }
-    // Between its making and its sizing a region is an empty file; a pipe or a folder never becomes one.
-    return region.getError() == EINVAL
-           && QFileInfo(QStringLiteral("/dev/shm/%1SharedMemory").arg(key)).isFile();
-}
-
 RegionProgress look(const DescriptionSource &description)
 {
     // What the description says of its leaves is worth a look only where there is something to compare.
-    if (isMissing(RegionInspection(description.key()), description.key())) {
+    if (DescribedRegion::isMissing(RegionInspection(description.key()), description.key())) {
         return RegionProgress::Missing;
     }
     const RegionInspection region(description.root());
-    if (isMissing(region, description.key())) {
+    if (DescribedRegion::isMissing(region, description.key())) {
         return RegionProgress::Missing;
     }
     if (hasOtherFormat(region)) {

@@ -1,5 +1,6 @@
 #include "values/StateName.h"
 
+#include "states/StateTable.h"
 #include "text/Failure.h"
 #include "text/Suggestion.h"
 
@@ -10,18 +11,13 @@ namespace {
 /// The index of a name is the number of its state.
 const QStringList &shortNames()
 {
-    static const QStringList names = {
-        QStringLiteral("valid"),
-        QStringLiteral("underrange"),
-        QStringLiteral("overrange"),
-        QStringLiteral("no-input"),
-        QStringLiteral("division-by-zero"),
-        QStringLiteral("incorrect-mathematic"),
-        QStringLiteral("invalid-temperature"),
-        QStringLiteral("sensor-short-circuit"),
-        QStringLiteral("sensor-breakage"),
-        QStringLiteral("timeout"),
-    };
+    static const QStringList names = [] {
+        QStringList all;
+        for (const auto &row : StateTable::rows()) {
+            all.append(QString::fromLatin1(row.name));
+        }
+        return all;
+    }();
     return names;
 }
 
@@ -29,40 +25,13 @@ const QStringList &shortNames()
 
 QString stateName(ErrorTypes state)
 {
-    const int number = static_cast<int>(state);
-    return number >= 0 && number < shortNames().size() ? shortNames().at(number)
-                                                       : QStringLiteral("state-%1").arg(number);
+    return StateTable::nameOf(state);
 }
 
 StateMeaning stateMeaning(ErrorTypes state)
 {
-    using namespace ProcessDataDefinitions;
-    switch (state) {
-    case PROCESS_VALUE_ERROR_TYPE_VALID:
-        return {QStringLiteral("the value can be trusted"), NAMUR_STATE_TYPE_NONE};
-    case PROCESS_VALUE_ERROR_TYPE_UNDERRANGE:
-        return {QStringLiteral("the measurement is below the measuring range"),
-                NAMUR_STATE_TYPE_OUT_OF_SPECIFICATION};
-    case PROCESS_VALUE_ERROR_TYPE_OVERRANGE:
-        return {QStringLiteral("the measurement is above the measuring range"),
-                NAMUR_STATE_TYPE_OUT_OF_SPECIFICATION};
-    case PROCESS_VALUE_ERROR_TYPE_NO_VALID_INPUT_VALUE:
-        return {QStringLiteral("nothing has been measured yet, or the input is missing"),
-                NAMUR_STATE_TYPE_FAILURE};
-    case PROCESS_VALUE_ERROR_TYPE_DIVISION_BY_ZERO:
-        return {QStringLiteral("a calculation divided by zero"), NAMUR_STATE_TYPE_FAILURE};
-    case PROCESS_VALUE_ERROR_TYPE_INCORRECT_MATHEMATIC_VALUE:
-        return {QStringLiteral("a calculation has no result"), NAMUR_STATE_TYPE_FAILURE};
-    case PROCESS_VALUE_ERROR_TYPE_INVALID_TEMPERATURE:
-        return {QStringLiteral("a temperature that cannot be"), NAMUR_STATE_TYPE_FAILURE};
-    case PROCESS_VALUE_ERROR_TYPE_SENSOR_SHORT_CIRCUIT:
-        return {QStringLiteral("the sensor's wires touch"), NAMUR_STATE_TYPE_FAILURE};
-    case PROCESS_VALUE_ERROR_TYPE_SENSOR_BREAKAGE:
-        return {QStringLiteral("the sensor or its wire is broken"), NAMUR_STATE_TYPE_FAILURE};
-    case PROCESS_VALUE_ERROR_TYPE_TIMEOUT:
-        return {QStringLiteral("the source has not answered in time"), NAMUR_STATE_TYPE_FAILURE};
-    }
-    return {QStringLiteral("no error state of the format"), NAMUR_STATE_TYPE_FAILURE};
+    const StateRow &row = StateTable::rowOf(state);
+    return {QString::fromLatin1(row.meaning), row.derivedNamurState};
 }
 
 QStringList stateNames()

@@ -4,7 +4,7 @@
 
 using namespace ProcessDataDefinitions;
 
-/// The one table of the states for all exits.
+/// The one table of the states for all programs.
 class tst_StateTable : public QObject
 {
     Q_OBJECT
@@ -22,24 +22,22 @@ void tst_StateTable::rowsAreThoseOfTheStates_data()
     QTest::addColumn<int>("state");
     QTest::addColumn<QString>("name");
     QTest::addColumn<int>("namurState");
-    QTest::addColumn<int>("quality");
     QTest::addColumn<bool>("hasValue");
 
-    const auto row = [](int state, const char *name, NamurStateTypes namurState, int quality,
-                        bool hasValue) {
+    const auto row = [](int state, const char *name, NamurStateTypes namurState, bool hasValue) {
         QTest::newRow(name) << state << QString::fromLatin1(name) << static_cast<int>(namurState)
-                            << quality << hasValue;
+                            << hasValue;
     };
-    row(0, "valid", NAMUR_STATE_TYPE_NONE, 192, true);
-    row(1, "underrange", NAMUR_STATE_TYPE_OUT_OF_SPECIFICATION, 0, false);
-    row(2, "overrange", NAMUR_STATE_TYPE_OUT_OF_SPECIFICATION, 0, false);
-    row(3, "no-input", NAMUR_STATE_TYPE_FAILURE, 0, false);
-    row(4, "division-by-zero", NAMUR_STATE_TYPE_FAILURE, 0, false);
-    row(5, "incorrect-mathematic", NAMUR_STATE_TYPE_FAILURE, 0, false);
-    row(6, "invalid-temperature", NAMUR_STATE_TYPE_FAILURE, 0, false);
-    row(7, "sensor-short-circuit", NAMUR_STATE_TYPE_FAILURE, 0, false);
-    row(8, "sensor-breakage", NAMUR_STATE_TYPE_FAILURE, 0, false);
-    row(9, "timeout", NAMUR_STATE_TYPE_FAILURE, 500, false);
+    row(0, "valid", NAMUR_STATE_TYPE_NONE, true);
+    row(1, "underrange", NAMUR_STATE_TYPE_OUT_OF_SPECIFICATION, false);
+    row(2, "overrange", NAMUR_STATE_TYPE_OUT_OF_SPECIFICATION, false);
+    row(3, "no-input", NAMUR_STATE_TYPE_FAILURE, false);
+    row(4, "division-by-zero", NAMUR_STATE_TYPE_FAILURE, false);
+    row(5, "incorrect-mathematic", NAMUR_STATE_TYPE_FAILURE, false);
+    row(6, "invalid-temperature", NAMUR_STATE_TYPE_FAILURE, false);
+    row(7, "sensor-short-circuit", NAMUR_STATE_TYPE_FAILURE, false);
+    row(8, "sensor-breakage", NAMUR_STATE_TYPE_FAILURE, false);
+    row(9, "timeout", NAMUR_STATE_TYPE_FAILURE, false);
 }
 
 void tst_StateTable::rowsAreThoseOfTheStates()
@@ -50,7 +48,6 @@ void tst_StateTable::rowsAreThoseOfTheStates()
 
     QTEST(QString::fromLatin1(row.name), "name");
     QTEST(static_cast<int>(row.derivedNamurState), "namurState");
-    QTEST(row.sparkplugQuality, "quality");
     QTEST(row.hasValue, "hasValue");
     QTEST(StateTable::nameOf(row.state), "name");
 }
@@ -79,7 +76,6 @@ void tst_StateTable::numberThatIsNoStateHasNoValue()
     const auto state = static_cast<ErrorTypes>(number);
 
     QVERIFY(!StateTable::rowOf(state).hasValue);
-    QCOMPARE(StateTable::rowOf(state).sparkplugQuality, 0);
     QCOMPARE(StateTable::rowOf(state).derivedNamurState, NAMUR_STATE_TYPE_FAILURE);
     QTEST(StateTable::nameOf(state), "name");
 }

@@ -6,7 +6,7 @@
 
 #include <array>
 
-/// The ten error states as the exits tell them to other systems, in one place for all of them.
+/// The ten error states as they are told to persons and other systems, in one place for all programs.
 ///
 /// Shared memory holds the error state and nothing of NAMUR NE 107: the letter here is derived from
 /// the state, and whoever passes it on has to call it so. What a device itself signals comes from a leaf
@@ -20,8 +20,6 @@ struct StateRow
     const char *meaning;
     /// Derived from the state, never read from the device.
     ProcessDataDefinitions::NamurStateTypes derivedNamurState;
-    /// `Quality` of Sparkplug B: 192 good, 500 stale, 0 bad.
-    int sparkplugQuality;
     /// Whether there is a value to pass on.
     bool hasValue;
 };
@@ -33,7 +31,7 @@ constexpr int count = 10;
 /// All rows; the index is the number of the state.
 const std::array<StateRow, count> &rows();
 
-/// The row of @p state. A number that is no state has a row of its own: without value, a failure, bad, and
+/// The row of @p state. A number that is no state has a row of its own: without value, a failure, and
 /// called `unknown`.
 const StateRow &rowOf(ProcessDataDefinitions::ErrorTypes state);
 
