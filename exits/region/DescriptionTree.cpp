@@ -4,6 +4,7 @@
 #include "region/ParsedFiles.h"
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
+#include "trees/ChildrenInOrder.h"
 
 #include <QFileInfo>
 
@@ -16,26 +17,6 @@ namespace {
 
 using Definitions = ConfigurationAndProcessDataDefinitions;
 using BaseClassSharedPointer = ConfigurationAndProcessDataBase::BaseClassSharedPointer;
-
-QStringList childrenInOrder(const ConfigurationAndProcessDataBase::ChildMap &children)
-{
-    std::vector<std::pair<int, QString>> places;
-    places.reserve(static_cast<std::size_t>(children.size()));
-    for (auto child = children.cbegin(); child != children.cend(); ++child) {
-        const QVariant position = child.value() ? child.value()->getProperty(
-                                      Definitions::getKeyDataPropertyDisplayPosition())
-                                                : QVariant();
-        places.emplace_back(position.isValid() ? position.toInt() : std::numeric_limits<int>::max(),
-                            child.key());
-    }
-    std::sort(places.begin(), places.end());
-    QStringList keys;
-    keys.reserve(children.size());
-    for (const auto &place : places) {
-        keys.append(place.second);
-    }
-    return keys;
-}
 
 std::optional<QVariant> given(const ProcessDataValueSharedPointer &element, const QString &key)
 {
@@ -75,7 +56,7 @@ void collect(const BaseClassSharedPointer &node, const QString &prefix,
              QVector<FollowedLeaf> &leaves)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : childrenInOrder(children)) {
+    for (const auto &key : ChildrenInOrder::keys(children)) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
         if (!child) {

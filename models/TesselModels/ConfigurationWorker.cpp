@@ -5,9 +5,9 @@
 #include "Configuration/ConfigurationArray2dDataTypeWrapper.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
 #include "Configuration/ConfigurationDataValue.h"
-#include "TesselModels/ChildrenInOrder_p.h"
 #include "TesselModels/ConfigurationValue_p.h"
 #include "TesselModels/ConfigurationWorker_p.h"
+#include "trees/ChildrenInOrder.h"
 
 #include <QDir>
 #include <QFileInfo>

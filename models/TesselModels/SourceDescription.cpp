@@ -1,9 +1,9 @@
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
 #include "Configuration/ConfigurationAndProcessDataParser.h"
 #include "Configuration/ConfigurationDataAndProcessDescriptionAccess.h"
-#include "TesselModels/ChildrenInOrder_p.h"
 #include "TesselModels/SourceDescription_p.h"
 #include "TesselModels/UrlTree_p.h"
+#include "trees/ChildrenInOrder.h"
 
 #include <QFileInfo>
 

@@ -7,7 +7,7 @@
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "native/Failure.h"
 #include "native/LibraryMessages.h"
-#include "native/TreeOrder.h"
+#include "trees/ChildrenInOrder.h"
 
 #include <QFileInfo>
 
@@ -51,7 +51,7 @@ Leaf describe(const QString &url, const ProcessDataValueSharedPointer &element)
 void collect(const BaseClassSharedPointer &node, const QString &prefix, QVector<Leaf> &leaves)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : TreeOrder::sortedKeys(children)) {
+    for (const auto &key : ChildrenInOrder::keys(children)) {
         const BaseClassSharedPointer child = children[key];
         if (!child) {
             continue;

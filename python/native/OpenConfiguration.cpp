@@ -14,7 +14,7 @@
 #include "native/DescriptionTree.h"
 #include "native/Failure.h"
 #include "native/LibraryMessages.h"
-#include "native/TreeOrder.h"
+#include "trees/ChildrenInOrder.h"
 
 #include <QDir>
 #include <QJsonObject>
@@ -70,7 +70,7 @@ void collectUrls(const Base::BaseClassSharedPointer &node, const QString &url, Q
         return;
     }
     const auto &children = node->getChildMap();
-    for (const auto &key : TreeOrder::sortedKeys(children)) {
+    for (const auto &key : ChildrenInOrder::keys(children)) {
         if (children[key]) {
             collectUrls(children[key], joined(url, key), urls);
         }

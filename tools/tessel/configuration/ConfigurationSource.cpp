@@ -10,6 +10,7 @@
 #include "descriptions/UrlPattern.h"
 #include "text/LogCollector.h"
 #include "text/Suggestion.h"
+#include "trees/ChildrenInOrder.h"
 
 #include <algorithm>
 
@@ -105,7 +106,7 @@ void collectLeaves(const Base::BaseClassSharedPointer &node, const QString &url,
         return;
     }
     const auto &children = node->getChildMap();
-    for (const auto &key : TreeUrl::sortedKeys(children)) {
+    for (const auto &key : ChildrenInOrder::keys(children)) {
         collectLeaves(children[key], TreeUrl::joined(url, key), leaves);
     }
 }

@@ -12,6 +12,7 @@
 #include "text/LogCollector.h"
 #include "text/Output.h"
 #include "text/Suggestion.h"
+#include "trees/ChildrenInOrder.h"
 
 #include <QFileInfo>
 
@@ -69,7 +70,7 @@ void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix,
                    const Selection &selection, QVector<Leaf> &leaves)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : TreeUrl::sortedKeys(children)) {
+    for (const auto &key : ChildrenInOrder::keys(children)) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
         // What a folder holds but cannot be parsed.
@@ -117,7 +118,7 @@ void addOutline(const ConfigurationAndProcessDataBase &node, Outline &outline)
 void noteAllLeftOut(const ConfigurationAndProcessDataBase &node, const QString &prefix)
 {
     const auto &children = node.getChildMap();
-    for (const auto &key : TreeUrl::sortedKeys(children)) {
+    for (const auto &key : ChildrenInOrder::keys(children)) {
         const QString url = prefix + key;
         if (const BaseClassSharedPointer child = children[key]) {
             noteAllLeftOut(*child, url + QLatin1Char('/'));

@@ -1,5 +1,6 @@
+#include "trees/ChildrenInOrder.h"
+
 #include "Companion/ConfigurationAndProcessDataDefinitions.h"
-#include "TesselModels/ChildrenInOrder_p.h"
 
 #include <algorithm>
 #include <limits>
@@ -16,6 +17,7 @@ QVariant ChildrenInOrder::given(const ConfigurationAndProcessDataBase &element, 
 
 QStringList ChildrenInOrder::keys(const ConfigurationAndProcessDataBase::ChildMap &children)
 {
+    // Read once for each child, not for each comparison.
     std::vector<std::pair<int, QString>> places;
     places.reserve(static_cast<std::size_t>(children.size()));
     for (auto child = children.cbegin(); child != children.cend(); ++child) {
