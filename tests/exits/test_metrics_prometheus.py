@@ -4,22 +4,15 @@ import json
 import os
 import pathlib
 import shutil
-import socket
 import subprocess
 import tempfile
 import unittest
 import urllib.parse
 import urllib.request
 
-from exits import LONGEST, Creator, Plant, Service, end_with_parent, wait_until
+from exits import LONGEST, Creator, Plant, Service, end_with_parent, free_port, wait_until
 
 LEAVES = {"pump/speed": {"type": "double", "unit": "1/min"}, "tank/level": {"type": "double"}}
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 class Prometheus:

@@ -16,15 +16,9 @@ import threading
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent))
 
 import sparkplug  # noqa: E402
-from exits import EXIT, LONGEST, end_with_parent, wait_until  # noqa: E402
+from exits import EXIT, LONGEST, TimeTaken, end_with_parent, free_port, wait_for_end, wait_until  # noqa: E402
 
 Message = collections.namedtuple("Message", "topic qos retained payload")
-
-
-def free_port():
-    with socket.socket() as found:
-        found.bind(("127.0.0.1", 0))
-        return found.getsockname()[1]
 
 
 def is_listening(port):
@@ -65,6 +59,11 @@ class Broker:
     def connects(self, client):
         """How often the client has connected, by the broker's log."""
         return len(re.findall(rf"New client connected from \S+ as {re.escape(client)} ", self.log()))
+
+    def leaves(self, client):
+        """Of each session of the client that is over, whether it took leave."""
+        ends = re.findall(rf"Client {re.escape(client)} (disconnected|closed its connection)\.", self.log())
+        return [end == "disconnected" for end in ends]
 
     def stop(self, number=signal.SIGTERM):
         self.process.send_signal(number)
@@ -184,6 +183,7 @@ class Node:
         self._own = None if state else tempfile.mkdtemp(prefix="tessel-node")
         self.state = state or self._own
         self._log = tempfile.TemporaryFile("w+", encoding="utf-8")
+        self.seconds_to_end = None
         words = ["--host", "127.0.0.1", "--port", str(port or broker.port), "--group", "g", "--node", name,
                  "--state-dir", str(self.state), "--interval", "10", "--reconnect-least", "100",
                  "--reconnect-most", "400"]
@@ -201,8 +201,12 @@ class Node:
         wait_until(lambda: text in self.log(), f"'{text}' in: {self.log()}")
 
     def end(self, number=signal.SIGTERM):
+        """Its exit code; the time that it took is in `seconds_to_end`."""
         if self.process.poll() is None:
+            taken = TimeTaken(self.process)
             self.process.send_signal(number)
+            wait_for_end(self.process)
+            self.seconds_to_end = taken.seconds()
         return self.process.wait(timeout=LONGEST)
 
     def close(self):

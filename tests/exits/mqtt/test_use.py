@@ -5,14 +5,13 @@ import os
 import pathlib
 import re
 import shutil
-import socket
 import subprocess
 import tempfile
 import unittest
 
 import sparkplug
-from broker import Broker, Listener, Node, Relay, free_port
-from exits import EXIT, LONGEST, TOOL, Creator, Plant, end_with_parent, wait_until
+from broker import Broker, Listener, Node, Relay
+from exits import EXIT, LONGEST, TOOL, Creator, Plant, end_with_parent, free_port, wait_until
 
 PROJECT = pathlib.Path(__file__).resolve().parents[3]
 LEAVES = {"tank/level": {"type": "int32", "readOnly": False}}
@@ -203,11 +202,9 @@ class Use(unittest.TestCase):
     def test_broker_may_be_named_by_an_address_in_brackets(self):
         self.closed(Creator(self.plant))
         try:
-            with socket.socket(socket.AF_INET6) as probe:
-                probe.bind(("::1", 0))
+            port = free_port("::1")
         except OSError:
             self.skipTest("needs IPv6")
-        port = free_port()
         broker = self.closed(Broker(f"listener {port} ::1"))
         listener = self.closed(Listener(broker))
 

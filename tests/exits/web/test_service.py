@@ -12,7 +12,7 @@ import subprocess
 import unittest
 from unittest import mock
 
-from web import EXIT, LONGEST, TOKEN, Creator, Plant, Service, WebTest, wait_until
+from web import EXIT, LONGEST, TOKEN, Creator, Plant, Service, WebTest, free_port, wait_until
 
 PROJECT = pathlib.Path(__file__).resolve().parents[3]
 
@@ -196,9 +196,7 @@ class WebService(WebTest):
         other = self.closed(Plant({"fan/speed": {"type": "double"}}))
         self.closed(Creator(self.plant))
         self.closed(Creator(other))
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            port = probe.getsockname()[1]
+        port = free_port()
         self.configure(f"listen = 127.0.0.1:{port}\n")
         service = self.serve_configured()
         stream = self.stream(service)
@@ -318,9 +316,7 @@ class WebService(WebTest):
     def test_hangup_begins_encryption_at_the_same_address(self):
         self.closed(Creator(self.plant))
         certificate, key = self.certificate()
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            port = probe.getsockname()[1]
+        port = free_port()
         self.configure(f"listen = 127.0.0.1:{port}\n")
         service = self.serve_configured()
         self.json(service, "/api/values")

@@ -21,7 +21,9 @@ from exits import (  # noqa: E402,F401
     LockHolder,
     Plant,
     Service,
+    TimeTaken,
     end_with_parent,
+    free_port,
     tool,
     wait_until,
 )
