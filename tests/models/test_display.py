@@ -18,7 +18,7 @@ import zlib
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 FORMER_KEY = "tesselFolderdevice3f9c1"
-LONGEST = 240
+LONGEST = 600
 
 
 def rows_of(picture):

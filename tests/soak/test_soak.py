@@ -13,7 +13,7 @@ import unittest
 import judging
 
 SCRIPT = pathlib.Path(__file__).with_name("soak.py")
-LONGEST = 250
+LONGEST = 600
 IN_OWN_WORLD = ["unshare", "--ipc", "--mount", "bash", "-c",
                 'mount -t tmpfs tmpfs /dev/shm && TESSEL_OWN_WORLD=1 exec "$@"', "bash"]
 
