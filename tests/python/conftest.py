@@ -1,11 +1,13 @@
 """What the tests of the Python module share: descriptions of their own, and other processes."""
 
+import itertools
 import json
 import os
 import signal
 import subprocess
 import sys
 import textwrap
+import time
 import uuid
 from pathlib import Path
 
@@ -62,6 +64,16 @@ def plant(write_description):
     return write_description()
 
 
+#: In seconds, far above what anything takes that ends at all, also where many share a processor.
+LONGEST = 120
+
+
+def attempts():
+    """Numbers for what is left to chance and tried until it comes, for so long that it would have."""
+    end = time.monotonic() + LONGEST
+    return itertools.takewhile(lambda _: time.monotonic() < end, itertools.count())
+
+
 class Other:
     """Another process of Python, which is told by lines on its input and answers by lines on its output."""
 
@@ -80,7 +92,7 @@ class Other:
         self.process.stdin.flush()
 
     def end(self):
-        out, err = self.process.communicate(timeout=60)
+        out, err = self.process.communicate(timeout=LONGEST)
         return self.process.returncode, out, err
 
 
@@ -97,14 +109,14 @@ def other():
         if one.process.poll() is None:
             # Who is killed cannot give its semaphores back.
             one.process.send_signal(signal.SIGINT)
-            one.process.communicate(timeout=60)
+            one.process.communicate(timeout=LONGEST)
 
 
 @pytest.fixture
 def tool():
     def run(*arguments):
         return subprocess.run([os.environ["TESSEL_TOOL"], *map(str, arguments)], capture_output=True, text=True,
-                              timeout=60)
+                              timeout=LONGEST)
 
     return run
 

@@ -12,7 +12,7 @@ from pathlib import Path
 import pytest
 
 import tessel
-from conftest import OWN_KEYS
+from conftest import LONGEST, OWN_KEYS
 
 
 @pytest.fixture
@@ -30,7 +30,7 @@ def tank(tmp_path, sources):
 
 
 def run(*command, **options):
-    return subprocess.run([sys.executable, *map(str, command)], capture_output=True, text=True, timeout=120, **options)
+    return subprocess.run([sys.executable, *map(str, command)], capture_output=True, text=True, timeout=LONGEST, **options)
 
 
 def test_publish(examples, tank):
@@ -51,7 +51,7 @@ def test_display(examples, tank):
                                  text=True)
         lines = [shown.stdout.readline().split() for _ in range(3)]
         shown.send_signal(signal.SIGINT)
-        shown.communicate(timeout=60)
+        shown.communicate(timeout=LONGEST)
     assert lines == [["---", "set", "2"], ["tank/level", "1.25", "m"],
                      ["tank/temperature", "NO_VALID_INPUT_VALUE", "°C"]]
     assert shown.returncode == 0

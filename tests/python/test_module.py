@@ -132,7 +132,7 @@ def test_the_stubs_are_those_of_the_native_part():
     allowed = os.path.join(os.path.dirname(__file__), "stubtest-allowed.txt")
     done = subprocess.run([sys.executable, "-m", "mypy.stubtest", "tessel._native", "--allowlist", allowed],
                           capture_output=True, text=True, cwd=os.path.dirname(tessel.__path__[0]),
-                          env={**os.environ, "MYPYPATH": os.path.dirname(tessel.__path__[0])}, timeout=240)
+                          env={**os.environ, "MYPYPATH": os.path.dirname(tessel.__path__[0])}, timeout=600)
     assert done.returncode == 0, done.stdout + done.stderr
 
 
@@ -151,5 +151,5 @@ def test_the_stubs_name_the_parameters_of_the_native_part():
 
 def test_the_types_of_the_package_fit(tmp_path):
     done = subprocess.run([sys.executable, "-m", "mypy", "--strict", f"--cache-dir={tmp_path}", "-p", "tessel"],
-                          capture_output=True, text=True, cwd=os.path.dirname(tessel.__path__[0]), timeout=240)
+                          capture_output=True, text=True, cwd=os.path.dirname(tessel.__path__[0]), timeout=600)
     assert done.returncode == 0, done.stdout

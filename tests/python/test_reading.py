@@ -114,7 +114,7 @@ with tessel.create(sys.argv[1]) as region:
     except ImportError:
         print("no array")
 """
-    done = subprocess.run([sys.executable, "-c", code, plant], capture_output=True, text=True, timeout=60)
+    done = subprocess.run([sys.executable, "-c", code, plant], capture_output=True, text=True, timeout=120)
     assert (done.stdout, done.stderr) == ("no array\n", "")
 
 
@@ -244,7 +244,7 @@ def test_a_region_is_attached_for_reading_alone(plant, other):
         assert region["count"].value == 2**53 + 1
         seen = region.generation
         creator.tell("7")
-        assert region.wait(seen, timeout=60) == seen + 1 and region["count"].value == 7
+        assert region.wait(seen, timeout=120) == seen + 1 and region["count"].value == 7
         assert next(region.watch("count"))["count"].value == 7
         told = "attached for reading alone; attach without read_only to write"
         with region.write() as values:

@@ -10,6 +10,7 @@ import time
 import pytest
 
 import tessel
+from conftest import LONGEST, attempts
 
 
 def test_a_set_that_is_there_ends_the_wait_at_once(plant):
@@ -53,7 +54,7 @@ def test_other_threads_go_on_during_a_wait(plant, waits_on_main_thread):
             region.publish({"count": number})
 
         def wait():
-            generations.append(region.wait(1, timeout=60))
+            generations.append(region.wait(1, timeout=LONGEST))
 
         here, there = (wait, count) if waits_on_main_thread else (count, wait)
         thread = threading.Thread(target=there)
@@ -69,7 +70,7 @@ def test_another_process_wakes(plant, other):
             import sys, tessel
             with tessel.attach(sys.argv[1]) as region:
                 print("ready", flush=True)
-                print(region.wait(1, timeout=60), region["count"].value, flush=True)
+                print(region.wait(1, timeout=120), region["count"].value, flush=True)
             """, plant)
         assert waiter.line() == "ready"
         region.publish({"count": 5})
@@ -103,7 +104,7 @@ def test_a_signal_handler_runs_during_a_wait(plant):
         former = signal.signal(signal.SIGUSR1, lambda number, frame: region.publish({"count": 1}))
         try:
             threading.Thread(target=os.kill, args=(os.getpid(), signal.SIGUSR1)).start()
-            assert region.wait(1, timeout=60) == 2
+            assert region.wait(1, timeout=LONGEST) == 2
         finally:
             signal.signal(signal.SIGUSR1, former)
 
@@ -129,7 +130,7 @@ def test_closing_ends_the_waits_of_other_threads(plant):
         thread.start()
     region.close()
     for thread in threads:
-        thread.join(60)
+        thread.join(LONGEST)
     assert sorted(ends) == ["wait", "watch"]
 
 
@@ -205,7 +206,7 @@ def test_an_asynchronous_loop_sees_no_set_twice_beside_a_writer(plant, other):
                 for number in range(1000):
                     region.publish({"count": number})
             """, plant)
-        generations = asyncio.run(asyncio.wait_for(collect(), 60))
+        generations = asyncio.run(asyncio.wait_for(collect(), LONGEST))
         assert generations == sorted(set(generations)) and generations[-1] == 1001
         assert writer.end() == (0, "", "")
 
@@ -222,7 +223,7 @@ def test_an_asynchronous_loop_ends_with_close(plant):
         task = asyncio.ensure_future(collect())
         await began.wait()
         region.close()
-        await asyncio.wait_for(task, 60)
+        await asyncio.wait_for(task, LONGEST)
         return generations
 
     assert asyncio.run(run(tessel.create(plant))) == [1]
@@ -246,11 +247,11 @@ def test_a_descriptor_tells_of_sets(plant):
         return select.select([region], [], [], timeout)[0] == [region]
 
     with tessel.create(plant) as region:
-        assert readable(region, 60)
+        assert readable(region, LONGEST)
         region.read()
         assert not readable(region, 0)
         region.publish({"count": 1})
-        assert readable(region, 60)
+        assert readable(region, LONGEST)
         assert region.wait(1) == 2
         assert not readable(region, 0)
 
@@ -263,7 +264,7 @@ def test_a_region_that_goes_is_told(plant, other):
         next(watch)
         owner.close()
         with pytest.raises(tessel.MissingError, match="has gone, its creator has ended") as caught:
-            region.wait(seen, timeout=60)
+            region.wait(seen, timeout=LONGEST)
         assert caught.value.exit_code == 3
         with pytest.raises(tessel.MissingError):
             next(watch)
@@ -275,7 +276,7 @@ def test_a_region_that_is_replaced_is_told_and_can_be_attached_anew(plant):
         seen = region.generation
         with tessel.create(plant) as owner:
             with pytest.raises(tessel.LayoutMismatchError, match="was replaced by a new one; attach again") as caught:
-                region.wait(seen, timeout=60)
+                region.wait(seen, timeout=LONGEST)
             assert caught.value.exit_code == 8
             owner.publish({"count": 6})
             with tessel.attach(plant) as anew:
@@ -357,7 +358,7 @@ def test_threads_share_a_region(plant):
         for thread in threads:
             thread.start()
         for thread in threads:
-            thread.join(60)
+            thread.join(LONGEST)
         assert broken == [] and region.generation == 402
 
 
@@ -375,9 +376,9 @@ def test_a_lock_that_is_held_raises(write_description, other):
             """, path)
         assert holder.line() == "ready"
         # It is nearly always inside; where it is stopped is left to chance, so it is tried until it is.
-        for attempt in range(200):
+        for attempt in attempts():
             # It has come round since: stopped and continued at once it would stand where it stood.
-            region.wait(region.generation, timeout=60)
+            region.wait(region.generation, timeout=LONGEST)
             time.sleep(attempt % 10 * 2e-5)
             holder.process.send_signal(signal.SIGSTOP)
             os.waitid(os.P_PID, holder.process.pid, os.WSTOPPED)
