@@ -1,4 +1,8 @@
-"""With certificates: who has those of the authority mirrors, everybody else sees and says nothing."""
+"""With certificates: who has those of the authority mirrors, everybody else sees and says nothing.
+
+That somebody sees nothing has no time of its own: it is looked at once somebody else, who came later, has seen it all. How
+long that took is printed and bound.
+"""
 
 import json
 import os
@@ -6,9 +10,11 @@ import pathlib
 import shutil
 import socket
 import subprocess
+import time
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, tool, wait_until
+from mirrors import EXIT, LONGEST, MIRRORED, Creator, Mirror, MirrorTest, tool, wait_until
+from timing import FOUND_AGAIN, TIMEOUT, VALID, WAKES_TO_FIND, Shown, Timed
 
 AUTHORITY = pathlib.Path(__file__).resolve().parents[3] / "script/authority"
 
@@ -55,29 +61,51 @@ class Security(MirrorTest):
             Mirror("receive", self.domain, "--as", self.plant.mirror_key, *options, self.plant.file))
 
     def stranger(self, name, *options):
-        """A receiver that is not to see anything, and the description of its region."""
+        """A receiver of a region of its own, and what that shows."""
         root = json.loads(self.plant.file.read_text(encoding="utf-8"))
         key = root["keyProcessDataMemory"] = self.plant.key + name
         file = self.plant.folder / f"{name}.process.json"
         file.write_text(json.dumps(root), encoding="utf-8")
         receiver = self.closed(Mirror("receive", self.domain, "--as", key, *options, self.plant.file))
         self.addCleanup(tool, "rm", "--force", key)
-        return receiver, file
+        return receiver, self.closed(Shown(file))
 
-    def test_certificates_of_one_authority_meet_and_no_others(self):
-        self.closed(Creator(self.plant))
-        theirs = self.authority("theirs", "display")
-        strangers = [self.stranger("plain"), self.stranger("theirs", "--security", theirs / "display")]
-        self.send("--security", self.ours / "device")
+    def assert_nothing_was_shown(self, receiver, shown):
+        wait_until(shown.sets, "the set of the receiver itself")
+        states = [{url: state for url, (_, state) in leaves.items()} for _, leaves in shown.sets()]
+        self.assertEqual(states, [dict.fromkeys(MIRRORED, TIMEOUT)])
+        self.assertFalse(receiver.logged(" mirrors "))
+        self.assertIsNone(receiver.process.poll())
+
+    def shown_in_time(self, timed, begin, value):
+        timed.within(FOUND_AGAIN, begin, lambda leaves: leaves["a/whole"] == (str(value), VALID),
+                     f"set {value} for whom it is", WAKES_TO_FIND)
+
+    def mirrored_beside(self, strangers):
+        """Who may does mirror, though the `strangers` were there before; they have seen nothing by then."""
         self.receive("--security", self.ours / "display")
+        timed = Timed(self, self.plant.mirror_file)
+        begin = time.monotonic()
+        self.send("--security", self.ours / "device")
 
         for value in (1, 2, 3):
             self.plant.set("a/whole", str(value))
-            wait_until(lambda: (self.plant.leaves() or {}).get("a/whole") == (value, "valid"), "mirrors")
+            self.shown_in_time(timed, begin, value)
+            begin = time.monotonic()
 
-        for receiver, file in strangers:
-            self.assertEqual({state for _, state in self.plant.leaves(file).values()}, {"timeout"})
-            self.assertFalse(receiver.logged(" mirrors "))
+        for stranger in strangers:
+            self.assert_nothing_was_shown(*stranger)
+
+    def test_receiver_without_certificate_sees_nothing(self):
+        self.closed(Creator(self.plant))
+
+        self.mirrored_beside([self.stranger("plain")])
+
+    def test_receiver_with_a_certificate_of_others_sees_nothing(self):
+        self.closed(Creator(self.plant))
+        theirs = self.authority("theirs", "display")
+
+        self.mirrored_beside([self.stranger("theirs", "--security", theirs / "display")])
 
     def test_what_travels_with_certificates_is_not_to_be_read(self):
         try:
@@ -106,17 +134,27 @@ class Security(MirrorTest):
         self.assertEqual(heard_while_mirrored(("--security", self.ours / "device"),
                                               ("--security", self.ours / "display")), [])
 
-    def test_source_without_certificate_is_not_heard(self):
+    def not_heard(self, receiver_options, *sender_options):
+        """A source of whom somebody with `receiver_options` hears, and nobody with our certificates."""
         self.closed(Creator(self.plant))
         self.plant.set("a/whole", "1")
-        receiver = self.receive("--security", self.ours / "display")
-        self.send()
-        # One without certificates hears it: it is there.
-        heard, _ = self.stranger("plain")
-        wait_until(lambda: heard.logged(" mirrors "), "is heard without certificates")
+        ours = self.receive("--security", self.ours / "display"), self.closed(Shown(self.plant.mirror_file))
+        heard, shown = self.stranger("other", *receiver_options)
+        begin = time.monotonic()
+        self.send(*sender_options)
 
-        self.assertEqual(self.plant.states(), ["timeout"])
-        self.assertFalse(receiver.logged(" mirrors "))
+        wait_until(lambda: heard.logged(" mirrors "), "is heard by whom it is for")
+        took = shown.when(begin, lambda leaves: leaves["a/whole"] == ("1", VALID), "its set") - begin
+        print(f"{self.id().split('.')[-1]}: heard by whom it is for after {1000 * took:.0f} ms", flush=True)
+        self.assert_nothing_was_shown(*ours)
+
+    def test_source_without_certificate_is_not_heard(self):
+        self.not_heard([])
+
+    def test_source_with_a_certificate_of_others_is_not_heard(self):
+        theirs = self.authority("theirs", "device", "display")
+
+        self.not_heard(["--security", theirs / "display"], "--security", theirs / "device")
 
     def refusal(self, code, *options):
         run = subprocess.run([EXIT, "send", *map(str, options), self.plant.file], capture_output=True, text=True,
