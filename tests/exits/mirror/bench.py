@@ -1,6 +1,7 @@
 """How soon, and for how long, sets of a region are seen in its mirror. See script/bench-mirror."""
 
 import argparse
+import array
 import contextlib
 import json
 import os
@@ -13,19 +14,23 @@ import sys
 import tempfile
 import time
 
-from mirrors import KEEPS_FREED_MEMORY, LONGEST, Cable, Domain, Mirror, MirroredPlant, Peer, end_with_parent, resident, wait_until
+from mirrors import (EXIT, KEEPS_FREED_MEMORY, LONGEST, Cable, Domain, Mirror, MirroredPlant, Peer, end_with_parent,
+                     resident, wait_until)
 
 TRAFFIC = os.environ["TESSEL_TRAFFIC_PEER"]
 FLOOR = os.environ.get("TESSEL_FLOOR_PEER")
 ENGINE = os.environ.get("TESSEL_ENGINE_PEER")
-# Median of a mirror by that of a ping, there and back, of the same bytes.
+STAMPED = os.environ.get("TESSEL_STAMPED_MIRROR")
+# Median until a set is visible in a mirror by that of a ping, there and back, of the same bytes.
 TARGET = 3
-ROUNDS = 3
+ROUNDS = 5
 # Sets a second while it is measured how soon they come: each finds everybody asleep, as most sets do.
 PACE = 50
 # Memory that is taken and given back makes steps; more than that is growth.
 MOST_GROWTH = 2 << 20
 PER_NODE = 100
+COLUMNS = ("visible", "99 %", "woken", "source", "one way", " ping", "engine", "mosquitto", "visible/ping", "woken/ping",
+           "engine/ping", "woken/mosquitto")
 
 
 def leaves_of(count):
@@ -83,19 +88,31 @@ class Broker:
 class Pair:
     """A source, its mirror, and the two programs between."""
 
-    def __init__(self, stack, place, count):
+    def __init__(self, stack, place, count, receiving=EXIT):
         self._stack = stack
         self._place = place
         self.plant = stack.enter_context(contextlib.closing(MirroredPlant(leaves_of(count))))
         self.size = json.loads(self.plant.file.read_text(encoding="utf-8"))["sizeOfSharedMemory"]
         self.domain = stack.enter_context(contextlib.closing(Domain()))
         # A busy machine is no reason to lose the source.
-        self.receiver = self._mirror("receive", 1, "--as", self.plant.mirror_key)
-        self.sender = self._mirror("send", 0, "--rate", "1000", "--lease", "20000")
+        self._stamps = self.plant.folder / "stamps"
+        self.receiver = self._mirror(receiving, "receive", 1, "--as", self.plant.mirror_key)
+        self.sender = self._mirror(EXIT, "send", 0, "--rate", "1000", "--lease", "20000")
 
-    def _mirror(self, command, side, *options):
+    def _mirror(self, program, command, side, *options):
+        before = (*self._place.before[side], "env", f"TESSEL_MIRROR_STAMPS={self._stamps}")
         return self._stack.enter_context(contextlib.closing(Mirror(
-            command, self.domain, *self._place.options, *options, self.plant.file, before=self._place.before[side])))
+            command, self.domain, *self._place.options, *options, self.plant.file, before=before, program=program)))
+
+    def shown(self, rate, seconds):
+        """Nanoseconds until each set was visible in the mirror, with nobody to be woken there."""
+        former = self._stamps.stat().st_size if self._stamps.exists() else 0
+        with contextlib.closing(Peer(TRAFFIC, "publish", self.plant.file, rate, seconds)) as publisher:
+            publisher.result(seconds + LONGEST)
+        stamps = array.array("q")
+        if self._stamps.exists():
+            stamps.frombytes(self._stamps.read_bytes()[former:])
+        return sorted(stamps)
 
     def flow(self, rate, seconds, meanwhile=lambda: None, wrong=()):
         """What the publisher and the watcher of the mirror found."""
@@ -163,8 +180,8 @@ class Bench:
         with contextlib.ExitStack() as stack:
             places = self.places(stack)
             if self._arguments.seconds > 0:
-                self.tell("            leaves   bytes   mirror  99 %  source  one way           ping  engine  mosquitto  "
-                          "mirror/ping  mirror/mosquitto   (microseconds, medians)")
+                self.tell(f"{'':10} {'leaves':>7} {'bytes':>7}"
+                          + "".join(f"  {name}" for name in COLUMNS) + "   (microseconds, medians)")
                 for place in places:
                     for count in self._arguments.leaves:
                         self.delays(place, count)
@@ -192,23 +209,29 @@ class Bench:
         seconds = self._arguments.seconds / rounds_to_run
         with contextlib.ExitStack() as stack:
             broker = stack.enter_context(contextlib.closing(Broker(place)))
-            pair = Pair(stack, place, count)
+            pair = Pair(stack, place, count, STAMPED)
             rounds = []
             for _ in range(rounds_to_run):
                 # One after the other, so that what disturbs the machine disturbs all of them.
-                published, seen = pair.flow(PACE, seconds + 1)
-                self.judge(f"{place.name}, {count} leaves", seen)
-                rounds.append((seen["median"], seen["ninetyNine"], nearby(count, seconds), ping(place, pair.size, seconds),
-                               sample(place, pair.size, seconds), message(place, broker, pair.size, seconds)))
-        mirror, late, near, way, back, engine, mosquitto = (statistics.median(values) / 1000 for values in zip(*(
-            (seen, ninety, source["median"], udp["median"], udp["roundMedian"], dds["median"],
-             mqtt["median"])
-            for seen, ninety, source, udp, dds, mqtt in rounds)))
-        self.tell(f"{place.name:10} {count:7} {pair.size:7} {mirror:8.0f} {late:5.0f} {near:7.0f} {way:8.0f} {back:14.0f} {engine:7.0f} "
-                  f"{mosquitto:10.0f} "
-                  f"{mirror / back:13.2f} {mirror / mosquitto:17.2f}")
-        if mirror > TARGET * back and not self._arguments.unjudged:
-            self.complain(f"{place.name}, {count} leaves: {mirror / back:.2f} times the ping, above {TARGET}")
+                _, seen = pair.flow(PACE, seconds + 1)
+                where = f"{place.name}, {count} leaves"
+                self.judge(where, seen)
+                shown = pair.shown(PACE, seconds + 1)
+                if not shown:
+                    self.complain(f"{where}: no set was visible")
+                    return
+                floor = ping(place, pair.size, seconds)
+                rounds.append((part(shown, 50), part(shown, 99), seen["median"], nearby(count, seconds)["median"],
+                               floor["median"], floor["roundMedian"], sample(place, pair.size, seconds)["median"],
+                               message(place, broker, pair.size, seconds)["median"]))
+        times = [statistics.median(values) / 1000 for values in zip(*rounds)]
+        visible, _, woken, _, _, back, engine, mosquitto = times
+        figures = [f"{value:.0f}" for value in times]
+        figures += [f"{value:.2f}" for value in (visible / back, woken / back, engine / back, woken / mosquitto)]
+        self.tell(f"{place.name:10} {count:7} {pair.size:7}"
+                  + "".join(f"  {figure:>{len(name)}}" for figure, name in zip(figures, COLUMNS)))
+        if visible > TARGET * back and not self._arguments.unjudged:
+            self.complain(f"{where}: {visible / back:.2f} times the ping, above {TARGET}")
 
     def judge(self, where, seen):
         for fault in ("torn", "older", "states"):
@@ -269,6 +292,10 @@ class Bench:
                       "from its second tenth to its last")
             if growth > MOST_GROWTH and not KEEPS_FREED_MEMORY:
                 self.complain(f"steady over {place.name}: the {name} has grown by {growth / 1048576:.1f} MiB")
+
+
+def part(ordered, percent):
+    return ordered[(len(ordered) - 1) * percent // 100]
 
 
 def places_of(text):

@@ -67,10 +67,10 @@ class Domain:
 class Mirror:
     """`tessel-mirror send` or `receive` while it runs; its log is collected."""
 
-    def __init__(self, command, domain, *arguments, before=()):
+    def __init__(self, command, domain, *arguments, before=(), program=EXIT):
         self._log = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
-            [*before, EXIT, command, "--domain", str(domain.number), *map(str, arguments)],
+            [*before, program, command, "--domain", str(domain.number), *map(str, arguments)],
             stderr=self._log, preexec_fn=end_with_parent,
         )
         wait_until(lambda: self.process.poll() is not None or " in domain " in self.log(), "ready")

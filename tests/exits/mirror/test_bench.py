@@ -1,5 +1,6 @@
 """The bench of the mirror, with small numbers: it tells its figures, finds what is wrong, and leaves nothing."""
 
+import os
 import pathlib
 import re
 import signal
@@ -19,8 +20,9 @@ def command(**options):
     return [sys.executable, "-B", str(BENCH), *SMALL, *(word for pair in chosen.items() for word in pair)]
 
 
-def run(**options):
-    return subprocess.run(command(**options), capture_output=True, text=True, timeout=2 * LONGEST, check=False)
+def run(environment=None, **options):
+    return subprocess.run(command(**options), capture_output=True, text=True, timeout=2 * LONGEST, check=False,
+                          env={**os.environ, **(environment or {})})
 
 
 def left(pid):
@@ -32,19 +34,28 @@ class Bench(unittest.TestCase):
         told = run(seconds="1.5")
 
         self.assertEqual(told.returncode, 0, told.stderr)
-        rows = re.findall(r"^(loopback|cable) +(\d+) +(\d+)((?: +[\d.]+){9})$", told.stdout, re.M)
+        self.assertRegex(told.stdout, r"^ +leaves +bytes +visible +99 % +woken +source +one way +ping +engine +mosquitto "
+                                      r"+visible/ping +woken/ping +engine/ping +woken/mosquitto +\(microseconds, medians\)\n")
+        rows = re.findall(r"^(loopback|cable) +(\d+) +(\d+)((?: +[\d.]+){12})$", told.stdout, re.M)
         self.assertEqual([row[:3] for row in rows[:2]],
                          [("loopback", "20", "240"), ("loopback", "40", "480")], told.stdout)
         if "cable: left out" not in told.stdout:
             self.assertEqual([row[:3] for row in rows[2:]], [("cable", "20", "240"), ("cable", "40", "480")])
         for row in rows:
-            mirror, late, near, way, back, engine, broker, by_ping, by_broker = map(float, row[3].split())
-            self.assertGreaterEqual(late, mirror)
+            visible, late, woken, near, way, back, engine, broker, *ratios = map(float, row[3].split())
+            self.assertGreaterEqual(late, visible)
             self.assertGreaterEqual(back, way)
-            self.assertGreater(near, 0)
-            self.assertGreater(engine, 0)
-            self.assertAlmostEqual(by_ping, mirror / back, delta=0.02 * by_ping + 0.05)
-            self.assertAlmostEqual(by_broker, mirror / broker, delta=0.02 * by_broker + 0.05)
+            for figure in (visible, near, engine):
+                self.assertGreater(figure, 0)
+            for ratio, told_as in zip((visible / back, woken / back, engine / back, woken / broker), ratios):
+                self.assertAlmostEqual(told_as, ratio, delta=0.02 * ratio + 0.05)
+
+    def test_receiver_that_shows_nothing_is_found(self):
+        told = run({"TESSEL_STAMPED_MIRROR": os.environ["TESSEL_EXIT"]}, seconds="0.5", over="loopback", leaves="20")
+
+        self.assertEqual(told.returncode, 1)
+        self.assertEqual(told.stderr, "script/bench-mirror: loopback, 20 leaves: no set was visible\n")
+        self.assertNotIn("loopback ", told.stdout)
 
     def test_publisher_is_told_of_with_and_without_a_stopped_receiver(self):
         told = run(stop="1")
