@@ -22,7 +22,7 @@ constexpr qint64 readBound = 2 * second;
 constexpr qint64 hangBound = 9 * second;
 constexpr qint64 endBound = 10 * second;
 /// How much longer a run may last in which too little happened.
-constexpr qint64 longestExtension = 60 * second;
+constexpr qint64 longestExtension = 300 * second;
 
 QString seconds(qint64 nanoseconds)
 {

@@ -75,11 +75,14 @@ void TorturePeer::waitBesideRest()
 }
 
 /// By the thread behind the descriptor, before it sleeps: whether there is something that nobody has
-/// acknowledged yet, or is about to.
+/// acknowledged yet, or is about to. It may come so far before the descriptor is known here: whoever made it
+/// has acknowledged nothing until then.
 bool TorturePeer::isResting() const
 {
+    const int descriptor = m_descriptor;
     // In this order: an acknowledgement that was not there to be seen has armed by then.
-    return isReadable(m_descriptor, std::chrono::milliseconds{0}) || m_isAcknowledging;
+    return descriptor < 0 || isReadable(descriptor, std::chrono::milliseconds{0})
+           || m_isAcknowledging;
 }
 
 /// As if the acknowledgement had not reached the publishers.

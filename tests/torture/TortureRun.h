@@ -8,7 +8,7 @@
 class Run
 {
 public:
-    static constexpr int sm_bound = 120000; ///< milliseconds, long against any run here
+    static constexpr int sm_bound = 900000; ///< milliseconds, long against any run here
 
     explicit Run(const QStringList &arguments)
     {
