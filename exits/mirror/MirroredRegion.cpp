@@ -83,7 +83,9 @@ void MirroredRegion::refuseRegionInUse() const
 
 /// What lies in the buffer before it is filled may be of somebody else who has not published it yet: it
 /// would be lost with the filling. It is published first and looked at.
-bool MirroredRegion::publish(const std::function<void(unsigned char *)> &fill)
+/// @p fill: gets the buffer, and fills all of it.
+template <typename Fill>
+bool MirroredRegion::publish(const Fill &fill)
 {
     for (int round = 0; round < mostRounds; ++round) {
         ProcessDataWriteGuard guard(*m_manager);

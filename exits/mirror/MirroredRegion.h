@@ -7,7 +7,6 @@
 #include "mirror/SlotLayout.h"
 #include "region/UrlChoice.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -49,7 +48,8 @@ public:
     ProcessDataManager &manager() const { return *m_manager; }
 
 private:
-    bool publish(const std::function<void(unsigned char *)> &fill);
+    template <typename Fill>
+    bool publish(const Fill &fill);
     void refuseLeavesWithoutState(const UrlChoice &withoutState) const;
     void refuseRegionInUse() const;
     void tellUnpublished(const LibraryReasons &reasons) const;

@@ -15,6 +15,13 @@ QString sampleText(const char *text)
     return QString::fromUtf8(text, int(::strnlen(text, sampleTextRoom)));
 }
 
+bool isSampleText(const char *text, const QByteArray &utf8)
+{
+    const std::size_t size = ::strnlen(text, sampleTextRoom);
+    return size == static_cast<std::size_t>(utf8.size())
+           && std::memcmp(text, utf8.constData(), size) == 0;
+}
+
 qint64 sampleTime()
 {
     using namespace std::chrono;

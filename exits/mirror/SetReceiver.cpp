@@ -29,12 +29,27 @@ QByteArray identityOf(const uint8_t (&source)[16])
     return QByteArray(reinterpret_cast<const char *>(source), sizeof source);
 }
 
-ReceivedSet received(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
+bool isOf(const tessel_mirror_SourceSet &sample, const QByteArray &identity)
 {
-    return {identityOf(sample.source), info.publication_handle, sampleText(sample.host),
-            sample.attachment,         sample.generation,       sample.time_stamp,
-            sample.fingerprint,        sample.byte_order,       sample.status,
-            sample.bytes._buffer,      sample.bytes._length};
+    return identity.size() == int{sizeof sample.source}
+           && std::memcmp(sample.source, identity.constData(), sizeof sample.source) == 0;
+}
+
+/// @p source and @p host are as it says; whoever knows them needs no room for them.
+ReceivedSet received(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info,
+                     const QByteArray &source, const QString &host)
+{
+    return {source,
+            info.publication_handle,
+            host,
+            sample.attachment,
+            sample.generation,
+            sample.time_stamp,
+            sample.fingerprint,
+            sample.byte_order,
+            sample.status,
+            sample.bytes._buffer,
+            sample.bytes._length};
 }
 
 SlotLayout layoutOf(const tessel_mirror_SourceLayout &sample)
@@ -132,9 +147,8 @@ void SetReceiver::handleWatchdog(Mirror &mirror)
 
 SetReceiver::Mirror *SetReceiver::mirrorOf(const tessel_mirror_SourceSet &sample) const
 {
-    const QString key = sampleText(sample.region);
     const auto found = std::find_if(m_mirrors.cbegin(), m_mirrors.cend(), [&](const auto &one) {
-        return one->region->sourceKey() == key;
+        return isSampleText(sample.region, one->sourceKey);
     });
     return found == m_mirrors.cend() ? nullptr : found->get();
 }
@@ -156,18 +170,18 @@ bool SetReceiver::takeNext(dds_entity_t reader)
     return true;
 }
 
-/// What show() does with the next set of a source that is known; false, and nothing done, with any other sample.
+/// What show() does with the next set of the source that is shown; false, and nothing done, with any other sample.
 bool SetReceiver::showNext(const tessel_mirror_SourceSet &sample, const dds_sample_info_t &info)
 {
     Mirror *const mirror = mirrorOf(sample);
     if (mirror == nullptr) {
         return true;
     }
-    if (!info.valid_data || info.instance_state != DDS_IST_ALIVE || mirror->source.isEmpty()
+    if (!info.valid_data || info.instance_state != DDS_IST_ALIVE || !isOf(sample, mirror->identity)
         || mirror->forwarder || (mirror->wasHeldUp && !mirror->region->isFree())) {
         return false;
     }
-    const ReceivedSet set = received(sample, info);
+    const ReceivedSet set = received(sample, info, mirror->identity, {});
     switch (mirror->gate.take(set)) {
     case SourceGate::Answer::Show: {
         // A look at the lock takes longer than all the rest: only whoever was held up there looks first.
@@ -204,7 +218,7 @@ void SetReceiver::take(const tessel_mirror_SourceSet &sample, const dds_sample_i
     }
     Mirror &mirror = *found;
     if (info.valid_data) {
-        show(mirror, received(sample, info));
+        show(mirror, received(sample, info, identityOf(sample.source), sampleText(sample.host)));
     }
     if (info.instance_state != DDS_IST_ALIVE && mirror.gate.release(identityOf(sample.source))) {
         lose(mirror, QStringLiteral("it is no longer there"));

@@ -52,6 +52,7 @@ private:
     {
         Mirror(std::unique_ptr<MirroredRegion> shown, const QStringList &commands)
             : region(std::move(shown))
+            , sourceKey(region->sourceKey().toUtf8())
             , mark(region->key(), region->sourceKey(), commands)
             , gate(region->layout().fingerprint, region->layout().bufferSize)
         {
@@ -61,6 +62,7 @@ private:
         }
 
         std::unique_ptr<MirroredRegion> region;
+        const QByteArray sourceKey; ///< as it travels
         MirrorMark mark;
         SourceGate gate;
         MirrorCount count;

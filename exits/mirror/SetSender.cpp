@@ -29,10 +29,23 @@ QByteArray bootIdentity()
     return QUuid(QString::fromLatin1(text)).toRfc4122();
 }
 
+std::unique_ptr<tessel_mirror_SourceSet> sampleOf(const SetSender::Name &name)
+{
+    static const QByteArray boot = bootIdentity();
+    auto sample = std::make_unique<tessel_mirror_SourceSet>();
+    setSampleText(sample->region, name.key);
+    setSampleText(sample->host, name.host);
+    std::memcpy(sample->source, name.identity.constData(), sizeof sample->source);
+    std::memcpy(sample->boot, boot.constData(), sizeof sample->boot);
+    sample->byte_order = static_cast<uint8_t>(ByteOrder::ofThisMachine());
+    return sample;
+}
+
 } // namespace
 
 SetSender::SetSender(const MirrorDomain &domain, Name name, int lease, int leastInterval)
     : m_name(std::move(name))
+    , m_sample(sampleOf(m_name))
     , m_leastInterval(leastInterval)
     , m_writer(domain.makeSetWriter(lease))
 {
@@ -183,17 +196,11 @@ bool SetSender::sendKept()
 
 bool SetSender::send(const unsigned char *bytes, quint32 size)
 {
-    static const QByteArray boot = bootIdentity();
-    tessel_mirror_SourceSet sample{};
-    setSampleText(sample.region, m_name.key);
-    setSampleText(sample.host, m_name.host);
-    std::memcpy(sample.source, m_name.identity.constData(), sizeof sample.source);
-    std::memcpy(sample.boot, boot.constData(), sizeof sample.boot);
+    tessel_mirror_SourceSet &sample = *m_sample;
     sample.attachment = m_attachment;
     sample.generation = m_generation;
     sample.time_stamp = sampleTime();
     sample.fingerprint = m_fingerprint;
-    sample.byte_order = static_cast<uint8_t>(ByteOrder::ofThisMachine());
     sample.status = static_cast<uint8_t>(m_state);
     sample.bytes._buffer = const_cast<unsigned char *>(bytes);
     sample.bytes._length = sample.bytes._maximum = size;

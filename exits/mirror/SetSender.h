@@ -16,6 +16,7 @@
 
 class ProcessDataManager;
 class ProcessDataWatcher;
+struct tessel_mirror_SourceSet;
 
 /// Hands the newest sets of one region to the engine, from a thread of its own while it follows that: between
 /// the publisher and the engine nobody else has to wake up. What the region is said to be is said in their turn,
@@ -74,6 +75,8 @@ private:
     bool send(const unsigned char *bytes, quint32 size);
 
     const Name m_name;
+    /// What all sets of this region have in common stands in it from the beginning: each one in a hurry finds it there.
+    const std::unique_ptr<tessel_mirror_SourceSet> m_sample;
     const std::chrono::milliseconds m_leastInterval;
     dds_entity_t m_writer;
     QTimer m_again;

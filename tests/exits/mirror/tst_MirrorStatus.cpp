@@ -64,6 +64,7 @@ private Q_SLOTS:
     void setsBetweenTwoAreLeftOut();
     void lagIsThatOfTheNewest();
     void textsOfSamplesAreCutAndNeverReadBeyond();
+    void textsOfSamplesAreKnownByTheirBytes();
     void sourceIsToldWithItsRate();
     void regionMadeAnewBeginsANewRate();
     void clockThatGoesBackHasNoRate();
@@ -121,6 +122,26 @@ void tst_MirrorStatus::textsOfSamplesAreCutAndNeverReadBeyond()
     QCOMPARE(sampleText(text), QString(255, QLatin1Char('y')));
     std::memset(text, 'x', sizeof text);
     QCOMPARE(sampleText(text).size(), 256);
+}
+
+void tst_MirrorStatus::textsOfSamplesAreKnownByTheirBytes()
+{
+    char text[sampleTextRoom];
+    std::memset(text, 'x', sizeof text);
+    // None of these may be read beyond its room either.
+    QVERIFY(isSampleText(text, QByteArray(256, 'x')));
+    QVERIFY(!isSampleText(text, QByteArray(255, 'x')));
+    QVERIFY(!isSampleText(text, QByteArray(257, 'x')));
+
+    setSampleText(text, QStringLiteral("pl\u00e4nt"));
+    QVERIFY(isSampleText(text, "pl\xc3\xa4nt"));
+    QVERIFY(!isSampleText(text, "pl\xc3\xa4n"));
+    QVERIFY(!isSampleText(text, "pl\xc3\xa4nts"));
+    QVERIFY(!isSampleText(text, "pl\xc3\xa5nt"));
+    QVERIFY(!isSampleText(text, QByteArray("pl\xc3\xa4nt\0x", 8)));
+    QVERIFY(!isSampleText(text, QByteArray()));
+    setSampleText(text, QString());
+    QVERIFY(isSampleText(text, QByteArray()));
 }
 
 void tst_MirrorStatus::sourceIsToldWithItsRate()
