@@ -5,12 +5,27 @@
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
+#include <QElapsedTimer>
+
+#include <chrono>
 #include <cstring>
+#include <thread>
+#include <utility>
 
 namespace {
 
 /// Others who write without an end do not keep the source from being shown.
 constexpr int mostRounds = 8;
+/// Looks at a lock that is held, a millisecond apart. Who is at work inside leaves sooner.
+constexpr int mostLooksAtLock = 20;
+
+QString reasonOf(const LibraryReasons &reasons)
+{
+    const QString text = reasons.text();
+    return text.isEmpty()
+               ? QStringLiteral("a process stays inside its lock, which 'tessel doctor' names")
+               : text;
+}
 
 } // namespace
 
@@ -88,7 +103,14 @@ template <typename Fill>
 bool MirroredRegion::publish(const Fill &fill)
 {
     for (int round = 0; round < mostRounds; ++round) {
+        // The wait for the lock has an end, but is long: nobody waits for one stopped inside twice.
+        if (m_isHeldUp && isLockHeld()) {
+            return false;
+        }
+        QElapsedTimer timer;
+        timer.start();
         ProcessDataWriteGuard guard(*m_manager);
+        m_isHeldUp = timer.hasExpired(mostLooksAtLock);
         unsigned char *const buffer = guard.isLocked() ? m_manager->getPointerWriteBuffer()
                                                        : nullptr;
         if (buffer == nullptr) {
@@ -121,6 +143,21 @@ bool MirroredRegion::isFree() const
     return state == RegionLock::State::Free || state == RegionLock::State::Kept;
 }
 
+/// Somebody is inside and stays there. Once he stayed for long he is not waited for, however often somebody asks.
+bool MirroredRegion::isLockHeld()
+{
+    const auto isHeldNow = [this] {
+        return m_inspection->getLock().state == RegionLock::State::Held;
+    };
+    bool isHeld = isHeldNow();
+    for (int looks = m_isHeldUp ? mostLooksAtLock : 1; isHeld && looks < mostLooksAtLock; ++looks) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        isHeld = isHeldNow();
+    }
+    m_isHeldUp = isHeld;
+    return isHeld;
+}
+
 bool MirroredRegion::show(const unsigned char *bytes, ByteOrder::Order order)
 {
     const LibraryReasons reasons;
@@ -130,7 +167,9 @@ bool MirroredRegion::show(const unsigned char *bytes, ByteOrder::Order order)
             m_order.turn(buffer);
         }
     });
-    if (!isShown) {
+    if (isShown) {
+        m_isTimeoutDue = m_isUnpublishedTold = false;
+    } else {
         tellUnpublished(reasons);
     }
     return isShown;
@@ -140,19 +179,28 @@ bool MirroredRegion::showTimeout()
 {
     const LibraryReasons reasons;
     const ProcessValue timeout(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
-    const bool isShown = publish([&](unsigned char *) {
+    // The others of this program are lost at the same time: they do not wait either.
+    const bool isShown = !isLockHeld() && publish([&](unsigned char *) {
         for (const auto &leaf : m_tree.leaves) {
             // One without a usable slot shows nothing at any time.
             leaf.element->setValueNoLock(timeout);
         }
     });
-    if (!isShown) {
+    if (!isShown && !m_isTimeoutDue) {
         ServiceLog::error(
-            QStringLiteral("the loss of the source of region '%1' cannot be shown: %2; end this "
-                           "program, its readers then see its end")
-                .arg(m_key, reasons.text()));
+            QStringLiteral("the loss of the source of region '%1' cannot be shown: %2; "
+                           "it is tried again each second while this program runs")
+                .arg(m_key, reasonOf(reasons)));
     }
+    m_isTimeoutDue = !isShown;
     return isShown;
+}
+
+void MirroredRegion::showDueTimeout()
+{
+    if (m_isTimeoutDue) {
+        showTimeout();
+    }
 }
 
 bool MirroredRegion::showAgain()
@@ -177,9 +225,12 @@ void MirroredRegion::watchWrites()
     m_writes = std::make_unique<LocalWrites>(*m_manager, m_tree.leaves);
 }
 
-void MirroredRegion::tellUnpublished(const LibraryReasons &reasons) const
+/// Of those in a row once: each set of the source would be a line.
+void MirroredRegion::tellUnpublished(const LibraryReasons &reasons)
 {
-    ServiceLog::warning(
-        QStringLiteral("a set of region '%1' was not published: %2; the next one is tried")
-            .arg(m_key, reasons.text()));
+    if (!std::exchange(m_isUnpublishedTold, true)) {
+        ServiceLog::warning(
+            QStringLiteral("a set of region '%1' was not published: %2; the next one is tried")
+                .arg(m_key, reasonOf(reasons)));
+    }
 }

@@ -36,8 +36,10 @@ public:
     bool isFree() const;
     /// @p bytes: a whole buffer. False, with the reason in the log, if nobody sees it.
     bool show(const unsigned char *bytes, ByteOrder::Order order);
-    /// All leaves at once. The same.
+    /// All leaves at once. The same; what cannot be shown now is due.
     bool showTimeout();
+    /// Tries that again, unless something else was shown since.
+    void showDueTimeout();
     /// What was shown last, in place of what others have written since; with watchWrites() alone. The same.
     bool showAgain();
 
@@ -50,9 +52,10 @@ public:
 private:
     template <typename Fill>
     bool publish(const Fill &fill);
+    bool isLockHeld();
     void refuseLeavesWithoutState(const UrlChoice &withoutState) const;
     void refuseRegionInUse() const;
-    void tellUnpublished(const LibraryReasons &reasons) const;
+    void tellUnpublished(const LibraryReasons &reasons);
 
     QString m_path;
     DescriptionTree m_tree;
@@ -62,4 +65,7 @@ private:
     std::unique_ptr<ProcessDataManager> m_manager;
     std::optional<RegionInspection> m_inspection;
     std::unique_ptr<LocalWrites> m_writes;
+    bool m_isHeldUp = false;     ///< somebody stayed inside the lock for long
+    bool m_isTimeoutDue = false; ///< it could not be shown
+    bool m_isUnpublishedTold = false;
 };

@@ -95,6 +95,7 @@ SetReceiver::SetReceiver(const MirrorDomain &domain,
     connect(&m_reports, &QTimer::timeout, this, [this] {
         const std::lock_guard lock(m_mutex);
         for (const auto &mirror : m_mirrors) {
+            mirror->region->showDueTimeout();
             report(*mirror);
         }
     });
@@ -271,6 +272,8 @@ void SetReceiver::publish(Mirror &mirror, const ReceivedSet &set)
     }
     if (mirror.region->show(set.bytes, static_cast<ByteOrder::Order>(set.byteOrder))) {
         mirror.count.addShown(set, sampleTime());
+    } else {
+        mirror.gate.noteUnshown();
     }
     if (isNew) {
         report(mirror);

@@ -59,6 +59,13 @@ SourceGate::Answer SourceGate::take(const ReceivedSet &set)
     return isKnown ? Answer::Keep : Answer::Show;
 }
 
+void SourceGate::noteUnshown()
+{
+    if (m_current) {
+        m_current->isShown = false;
+    }
+}
+
 bool SourceGate::release(const QByteArray &source)
 {
     const bool isCurrent = m_current && m_current->identity == source;

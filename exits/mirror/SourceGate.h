@@ -26,6 +26,8 @@ public:
     }
 
     Answer take(const ReceivedSet &set);
+    /// What take() last answered to show could not be: it is to be shown should it come again.
+    void noteUnshown();
     /// Whether the source that is followed is this one; the next to come takes its place then.
     bool release(const QByteArray &source);
     /// The same of whoever is followed.

@@ -15,7 +15,7 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 
-from exits import EXIT, KEEPS_FREED_MEMORY, LONGEST, Creator, Plant, end_with_parent, tool, wait_until  # noqa: E402, F401
+from exits import EXIT, KEEPS_FREED_MEMORY, LONGEST, Creator, LockHolder, Plant, end_with_parent, tool, wait_until  # noqa: E402, F401
 
 
 class Peer:

@@ -5,9 +5,10 @@ Each case prints how long it took, and what the machine itself was late meanwhil
 
 import signal
 import time
+import types
 import unittest
 
-from mirrors import MIRRORED, Creator, Mirror, MirrorTest, wait_until
+from mirrors import MIRRORED, Creator, LockHolder, Mirror, MirrorTest, wait_until
 from timing import FOUND, GRACE, LEASE, TIMEOUT, VALID, Timed, all_timeout
 
 # Until a sender has found out that the creator of its region is no more.
@@ -118,6 +119,30 @@ class Losses(MirrorTest):
         self.sender.end()
         self.sender = self.send()
         self.heal()
+
+    def hold_lock_of_mirror(self):
+        """As a local writer that was stopped in the middle of it."""
+        return self.closed(LockHolder(types.SimpleNamespace(key=self.plant.mirror_key)))
+
+    def test_loss_that_found_the_lock_held_is_shown_behind_it(self):
+        holder = self.hold_lock_of_mirror()
+        self.sender.end(signal.SIGKILL)
+        self.wait_for_words("the loss of the source of region '.*' cannot be shown")
+        self.assertEqual(self.plant.leaves()["a/whole"], (self.value, "valid"))
+        holder.close()
+        self.timed.shown.when(time.monotonic(), all_timeout, "all leaves are timeout")
+        self.assert_all_timeout()
+
+    def test_set_that_found_the_lock_held_is_shown_behind_it(self):
+        self.receiver.end()
+        self.receiver = self.receive("--watchdog", "0")
+        self.wait_for_equality()
+        holder = self.hold_lock_of_mirror()
+        self.plant.set("a/whole", "77")
+        self.wait_for_words("a set of region '.*' was not published")
+        holder.close()
+        # Nothing else is published: it is the same set that is said again.
+        wait_until(lambda: self.plant.leaves()["a/whole"] == (77, "valid"), "the set is shown")
 
     def test_receiver_stopped_for_ten_seconds(self):
         former = self.timed.shown.newest()

@@ -78,6 +78,7 @@ private Q_SLOTS:
     void secondSourceIsRefusedUntilTheFirstHasGone();
     void sameNameFromAnotherWriterIsAnotherSource();
     void setIsShownAgainAfterItsSourceWasInTrouble();
+    void setThatCouldNotBeShownIsShownWhenItComesAgain();
     void otherLayoutIsRefused();
     void contradictionsAreRefused_data();
     void contradictionsAreRefused();
@@ -254,6 +255,21 @@ void tst_MirrorSets::setIsShownAgainAfterItsSourceWasInTrouble()
     QVERIFY(gate.take(live(1, 5)) == Answer::Show);
     gate.release();
     QVERIFY(gate.take(live(1, 5)) == Answer::Show);
+}
+
+void tst_MirrorSets::setThatCouldNotBeShownIsShownWhenItComesAgain()
+{
+    SourceGate gate(fingerprint, bufferSize);
+    gate.noteUnshown();
+    QVERIFY(!gate.hasSource());
+    gate.take(live(1, 5));
+    QVERIFY(gate.take(live(1, 5)) == Answer::Keep);
+
+    gate.noteUnshown();
+
+    QVERIFY(gate.take(live(1, 4)) == Answer::Keep);
+    QVERIFY(gate.take(live(1, 5)) == Answer::Show);
+    QVERIFY(gate.take(live(1, 5)) == Answer::Keep);
 }
 
 void tst_MirrorSets::otherLayoutIsRefused()
