@@ -1,5 +1,6 @@
 """What the status file of a mirror holds, and `tessel-metrics` of it: the same as `tessel-mirror status`."""
 
+import itertools
 import json
 import os
 import pathlib
@@ -167,6 +168,21 @@ class Metrics(MirrorTest):
 
             self.assertEqual(refused.returncode, 4)
             self.assertIn(f"{place}: the status cannot be written: ", refused.stderr)
+
+    def test_what_is_no_file_is_left_where_it_is(self):
+        pipe, link = self.plant.folder / "pipe", self.plant.folder / "link"
+        os.mkfifo(pipe)
+        link.symlink_to(self.plant.file)
+
+        for place, command in itertools.product((pipe, link), ("send", "receive")):
+            refused = subprocess.run(
+                [EXIT, command, "--domain", str(self.domain.number), "--status-file", str(place), str(self.plant.file)],
+                capture_output=True, text=True, timeout=LONGEST, check=False)
+
+            self.assertEqual(refused.returncode, 4)
+            self.assertIn(f"{place}: the status cannot be written: what is there is no regular file; ", refused.stderr)
+        self.assertTrue(pipe.is_fifo())
+        self.assertTrue(link.is_symlink())
 
     def test_each_metric_is_documented(self):
         self.both()
