@@ -7,9 +7,11 @@
 #include <QDir>
 #include <QtTest>
 
+#include <limits>
 #include <list>
 
 #include <poll.h>
+#include <pthread.h>
 #include <unistd.h>
 
 using Result = ProcessDataWatcher::Result;
@@ -31,6 +33,34 @@ int countOf(const char *directory)
         .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
         .size();
 }
+
+/// Lets no thread be started as long as it lives: each would get more stack than there are addresses.
+class NoThreads
+{
+public:
+    NoThreads()
+    {
+        pthread_attr_t endless;
+        pthread_attr_init(&endless);
+        pthread_attr_setstacksize(&endless, std::numeric_limits<std::size_t>::max() / 2 + 1);
+        if (pthread_getattr_default_np(&m_former) != 0
+            || pthread_setattr_default_np(&endless) != 0) {
+            qFatal("the usual stack stays as it is");
+        }
+        pthread_attr_destroy(&endless);
+    }
+    ~NoThreads()
+    {
+        pthread_setattr_default_np(&m_former);
+        pthread_attr_destroy(&m_former);
+    }
+
+    NoThreads(const NoThreads &) = delete;
+    NoThreads &operator=(const NoThreads &) = delete;
+
+private:
+    pthread_attr_t m_former{};
+};
 
 } // namespace
 
@@ -54,6 +84,7 @@ private Q_SLOTS:
     void isReadableForGoodAfterStop();
     void isTheSameEachTime();
     void needsADescriptor();
+    void needsAThread();
     void leavesNothing();
 
 private:
@@ -303,6 +334,26 @@ void tst_WatcherDescriptor::needsADescriptor()
     QCOMPARE(descriptor, -1);
     COMPARE_LOG(log, warning(QStringLiteral("No descriptor for waiting: Too many open files")));
     QVERIFY(watcher.getDescriptor() >= 0);
+}
+
+void tst_WatcherDescriptor::needsAThread()
+{
+    WatchedRegion region;
+    ProcessDataWatcher watcher(region.manager());
+    const int descriptorCount = countOf("/proc/self/fd");
+
+    int descriptor = 0;
+    LogCapture log;
+    {
+        const NoThreads narrow;
+        descriptor = watcher.getDescriptor();
+    }
+
+    QCOMPARE(descriptor, -1);
+    COMPARE_LOG(log, warning(QStringLiteral(
+                         "No descriptor for waiting: Resource temporarily unavailable")));
+    QCOMPARE(countOf("/proc/self/fd"), descriptorCount);
+    QVERIFY(isReadable(watcher.getDescriptor())); // as soon as there are threads again
 }
 
 void tst_WatcherDescriptor::leavesNothing()
