@@ -20,7 +20,8 @@ void checkFile(const QString &path, Findings &findings)
         return;
     }
     if (*kind != CheckedFile::Kind::Folder) {
-        CheckedDescription(path, *kind, {}, CheckedDescription::Layout::AsWritten, findings);
+        const CheckedDescription alone(path, *kind, {}, CheckedDescription::Layout::AsWritten,
+                                       findings);
         return;
     }
     CheckedFile folder(path, *kind, {}, findings);

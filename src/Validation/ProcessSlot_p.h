@@ -12,13 +12,13 @@ struct ProcessSlot
     /// Of a bit only the one byte is touched, whatever its size.
     quint64 valueEnd() const { return quint64(offset) + (isBit() ? 1 : size); }
     quint64 stateBegin() const { return quint64(offset) + distance; }
-    quint64 stateEnd() const { return stateBegin() + stateSize; }
+    quint64 stateEnd() const { return stateBegin() + sm_stateSize; }
 
     /// Where a leaf that is bound takes the slot to end: by the size of its metadata alone, in 32 bits.
     quint32 countedEnd() const { return offset + sizeMetadata; }
 
     /// Bytes of an error state, whatever sizeMetadata says.
-    static constexpr quint32 stateSize = 4;
+    static constexpr quint32 sm_stateSize = 4;
 
     QString url;
     DescribedType type;

@@ -34,11 +34,11 @@ void checkSize(const CheckedElement &leaf, const ProcessSlot &slot)
 
 void checkMetadata(const CheckedElement &leaf, const ProcessSlot &slot)
 {
-    if (slot.hasMetadata() && slot.sizeMetadata != ProcessSlot::stateSize) {
+    if (slot.hasMetadata() && slot.sizeMetadata != ProcessSlot::sm_stateSize) {
         leaf.report(Rule::SizeOfMetadata, Key::SizeMetadata,
                     QStringLiteral("%1 bytes, and an error state has %2")
                         .arg(slot.sizeMetadata)
-                        .arg(ProcessSlot::stateSize));
+                        .arg(ProcessSlot::sm_stateSize));
     }
     if (!slot.hasMetadata() && leaf.type().metaType != QMetaType::Float) {
         leaf.report(Rule::NoErrorState, Key::Type,
@@ -148,10 +148,10 @@ void SlotRules::checkForBuild(CheckedFile &file, const QVector<ProcessSlot> &lea
                         QStringLiteral("the error state begins in its own value, at byte %1 of %2")
                             .arg(slot.distance)
                             .arg(value));
-        } else if (quint64(slot.distance) + ProcessSlot::stateSize > given) {
+        } else if (quint64(slot.distance) + ProcessSlot::sm_stateSize > given) {
             file.report(Rule::DistanceOutsideSlot, slot.distanceAt, slot.url,
                         QStringLiteral("the error state ends at byte %1 of a slot of %2")
-                            .arg(quint64(slot.distance) + ProcessSlot::stateSize)
+                            .arg(quint64(slot.distance) + ProcessSlot::sm_stateSize)
                             .arg(given));
         }
     }
