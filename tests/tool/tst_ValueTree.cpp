@@ -274,7 +274,7 @@ void tst_ValueTree::trendsOfLongAgoAreForgottenButNotPinnedOnes()
 {
     TrendMemory memory;
     const OneValue values;
-    for (int leaf = 0; leaf < TrendMemory::mostTrends; ++leaf) {
+    for (int leaf = 0; leaf < TrendMemory::sm_mostTrends; ++leaf) {
         memory.follow(leaf, {0});
     }
     memory.add(ValueTrend::Time(1), values);

@@ -146,6 +146,7 @@ void addSemaphores(Findings &found, const MachineFacts &facts)
 
 QString nameOf(uid_t user)
 {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the tool has one thread where it asks.
     const passwd *const entry = ::getpwuid(user);
     return entry == nullptr ? QString() : QString::fromLocal8Bit(entry->pw_name);
 }

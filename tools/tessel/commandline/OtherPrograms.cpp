@@ -36,9 +36,9 @@ void restoreSignals()
     argv.push_back(nullptr);
     restoreSignals();
     execv(argv.front(), argv.data());
-    throw Failure{
-        ExitCode::NoAccess,
-        QStringLiteral("%1: cannot be run: %2").arg(program, QLatin1String(std::strerror(errno)))};
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the text of a known code is a constant in glibc.
+    const QLatin1String reason(std::strerror(errno));
+    throw Failure{ExitCode::NoAccess, QStringLiteral("%1: cannot be run: %2").arg(program, reason)};
 }
 
 } // namespace

@@ -61,7 +61,7 @@ int BufferLayout::crossingCount() const
 QStringList BufferLayout::notesOf(const Piece &piece) const
 {
     QStringList notes;
-    if (piece.sharedWith != BufferMap::none) {
+    if (piece.sharedWith != BufferMap::sm_none) {
         const Piece &other = m_map.pieces()[static_cast<std::size_t>(piece.sharedWith)];
         notes.append(QStringLiteral("shares byte %1 with the %2")
                          .arg(m_map.sharedByte(piece))
@@ -85,7 +85,7 @@ QString BufferLayout::nameOf(const Piece &piece) const
 bool BufferLayout::isShown(const Piece &piece) const
 {
     return m_isWhole
-           || (piece.leaf != BufferMap::none && m_isAsked[static_cast<std::size_t>(piece.leaf)]);
+           || (piece.leaf != BufferMap::sm_none && m_isAsked[static_cast<std::size_t>(piece.leaf)]);
 }
 
 QString whatText(BufferMap::What what)

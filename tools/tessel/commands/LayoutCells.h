@@ -30,7 +30,7 @@ struct LayoutCell
     quint64 overlapping = 0;
     /// Number of the values that begin here, and the leaf of the first one.
     int begins = 0;
-    int first = BufferMap::none;
+    int first = BufferMap::sm_none;
 };
 
 /// The whole buffer in cells of @p unit bytes, with the leaves that were asked for.

@@ -116,7 +116,7 @@ void printTotals(const BufferLayout &layout, LongOutput &output)
 
 QString sharedJson(const BufferLayout &layout, const Piece &piece)
 {
-    if (piece.sharedWith == BufferMap::none) {
+    if (piece.sharedWith == BufferMap::sm_none) {
         return QStringLiteral("null");
     }
     const BufferMap &map = layout.map();

@@ -15,7 +15,7 @@ using Piece = BufferMap::Piece;
 using What = BufferMap::What;
 
 // A row is a cache line of the first buffer.
-constexpr quint64 rowBytes = CacheLines::size;
+constexpr quint64 rowBytes = CacheLines::sm_size;
 /// More rows, or more pieces, are not drawn one by one.
 constexpr quint64 mostRows = 256;
 constexpr quint64 mostRectangles = 20000;
@@ -181,8 +181,9 @@ private:
         int place = 0;
         const auto next = [this, &place](double &x, double &y) {
             constexpr int perRow = (pictureWidth - 2 * margin) / legendStep;
+            const int row = place / perRow;
             x = margin + place % perRow * legendStep;
-            y = m_legendTop + place / perRow * legendHeight;
+            y = m_legendTop + row * legendHeight;
             ++place;
         };
         const auto add = [&](const QString &fill, const QString &stroke, const QString &name) {
@@ -404,7 +405,7 @@ private:
                             .arg(cell.begins)
                             .arg(cell.free)
                             .arg(cell.overlapping);
-        if (cell.first != BufferMap::none) {
+        if (cell.first != BufferMap::sm_none) {
             title +=
                 QStringLiteral("; first '%1'").arg(m_layout.description().leaves()[cell.first].url);
         }

@@ -180,7 +180,7 @@ void report(const CommandLine &line, const RecordingHead &head, const RecordingW
     if (recorder.wasRingFull()) {
         writeErrorLine(QStringLiteral("tessel: note: the ring was full at %1 MiB and reached less "
                                       "far back")
-                           .arg(Recorder::mostRingBytes / (1024 * 1024)));
+                           .arg(Recorder::sm_mostRingBytes / (1024 * 1024)));
     }
     if (line.isSet(QStringLiteral("json"))) {
         writeOutput(reportJson(head, writer, recorder) + QLatin1Char('\n'));
@@ -231,10 +231,10 @@ ExitCode run(const CommandLine &line)
         region.requireUsable(trigger->leaves());
     }
     const RecordingHead head = headFor(description, leaves, urls, options);
-    if (ImageLayout(head.values).size() > ImageLayout::mostBytes) {
+    if (ImageLayout(head.values).size() > ImageLayout::sm_mostBytes) {
         refuseUse(command, QStringLiteral("a set of %1 values takes more than %2 bytes")
                                .arg(leaves.size())
-                               .arg(ImageLayout::mostBytes));
+                               .arg(ImageLayout::sm_mostBytes));
     }
     RecordingWriter writer(output, existingFrom(line), head);
     if (line.isSet(QStringLiteral("dry-run"))) {

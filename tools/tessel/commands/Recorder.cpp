@@ -58,7 +58,7 @@ Recorder::Recorder(LiveRegion &region, const QVector<Leaf> &leaves,
     // Else what is emptied gives its memory away.
     m_changes.reserve(usualChanges);
     if (options.ring) {
-        m_ring.emplace(m_layout, *options.ring, mostRingBytes);
+        m_ring.emplace(m_layout, *options.ring, sm_mostRingBytes);
     }
     if (options.time) {
         m_end = m_begin + *options.time;

@@ -31,7 +31,7 @@ public:
     enum class End { Interrupted, Time, Sets, Triggers, RegionGone };
 
     /// At most so much of the sets of a ring is held in memory, beside two whole ones.
-    static constexpr quint64 mostRingBytes = 256U * 1024 * 1024;
+    static constexpr quint64 sm_mostRingBytes = 256U * 1024 * 1024;
 
     /// The leaves have usable slots; @p values are those of them.
     Recorder(LiveRegion &region, const QVector<Leaf> &leaves, const QVector<RecordedValue> &values,

@@ -98,6 +98,6 @@ std::optional<RecordingHead> headFromJson(const QByteArray &json)
         }
         head.values.append(*known);
     }
-    return ImageLayout(head.values).size() <= ImageLayout::mostBytes ? std::make_optional(head)
-                                                                     : std::nullopt;
+    return ImageLayout(head.values).size() <= ImageLayout::sm_mostBytes ? std::make_optional(head)
+                                                                        : std::nullopt;
 }

@@ -9,8 +9,8 @@ class ImageLayout
 {
 public:
     /// Of a set that fits into a record.
-    static constexpr quint64 mostBytes = RecordingFormat::longestRecord
-                                         - RecordingFormat::setHeadSize;
+    static constexpr quint64 sm_mostBytes = RecordingFormat::longestRecord
+                                            - RecordingFormat::setHeadSize;
 
     struct Place
     {

@@ -14,7 +14,7 @@ void TrendMemory::follow(int leaf, const QVector<int> &kept)
     m_order.removeOne(leaf);
     m_order.append(leaf);
     m_trends.try_emplace(leaf, mostPoints);
-    if (m_order.size() <= mostTrends) {
+    if (m_order.size() <= sm_mostTrends) {
         return;
     }
     const auto forgotten = std::find_if(m_order.begin(), m_order.end(), [&](int other) {

@@ -11,7 +11,7 @@
 class TrendMemory
 {
 public:
-    static constexpr int mostTrends = 32;
+    static constexpr int sm_mostTrends = 32;
 
     /// Remembers the leaf from now on. Of too many, what nobody has looked at for longest is forgotten, but
     /// none of those that are @p kept.

@@ -28,13 +28,13 @@ struct BitOwners
     quint64 byte = 0;
     std::array<int, 8> owners{};
 
-    BitOwners() { owners.fill(BufferMap::none); }
+    BitOwners() { owners.fill(BufferMap::sm_none); }
 
     void goTo(quint64 newByte)
     {
         if (newByte != byte) {
             byte = newByte;
-            owners.fill(BufferMap::none);
+            owners.fill(BufferMap::sm_none);
         }
     }
 };
@@ -59,10 +59,10 @@ void BufferMap::addSlots(const QVector<LeafSlot> &leafSlots)
     for (int i = 0; i < leafSlots.size(); ++i) {
         const LeafSlot &slot = leafSlots[i];
         m_pieces.push_back({slot.offset, slot.valueEnd(), What::Value, i,
-                            slot.isBit() ? slot.bitmask & bitsOfByte : 0, slot.isBit(), none});
+                            slot.isBit() ? slot.bitmask & bitsOfByte : 0, slot.isBit(), sm_none});
         if (slot.hasMetadata()) {
             m_pieces.push_back({slot.stateBegin(), slot.stateBegin() + LeafSlot::sm_metadataWidth,
-                                What::State, i, 0, false, none});
+                                What::State, i, 0, false, sm_none});
         }
     }
     std::stable_sort(m_pieces.begin(), m_pieces.end(), isBefore);
@@ -72,8 +72,8 @@ void BufferMap::share(int earlier, int later)
 {
     Piece &first = m_pieces[static_cast<std::size_t>(earlier)];
     Piece &second = m_pieces[static_cast<std::size_t>(later)];
-    first.sharedWith = first.sharedWith == none ? later : first.sharedWith;
-    second.sharedWith = second.sharedWith == none ? earlier : second.sharedWith;
+    first.sharedWith = first.sharedWith == sm_none ? later : first.sharedWith;
+    second.sharedWith = second.sharedWith == sm_none ? earlier : second.sharedWith;
     const quint64 begin = std::max(first.begin, second.begin);
     const quint64 end = std::min(first.end, second.end);
     if (m_overlaps.isEmpty() || begin > m_overlaps.constLast().end) {
@@ -87,8 +87,8 @@ void BufferMap::share(int earlier, int later)
 /// next one if any has, and all bytes that this one shares with any before it.
 void BufferMap::findShared()
 {
-    int farthest = none;
-    int previous = none;
+    int farthest = sm_none;
+    int previous = sm_none;
     BitOwners bits;
     for (int i = 0; i < static_cast<int>(m_pieces.size()); ++i) {
         const Piece &piece = m_pieces[static_cast<std::size_t>(i)];
@@ -96,7 +96,7 @@ void BufferMap::findShared()
             continue;
         }
         const auto reaches = [&](int other) {
-            return other != none && m_pieces[static_cast<std::size_t>(other)].end > piece.begin;
+            return other != sm_none && m_pieces[static_cast<std::size_t>(other)].end > piece.begin;
         };
         // Each that reaches into the next one shares bytes with it, also if another one reaches farther.
         if (previous != farthest && reaches(previous)) {
@@ -107,7 +107,7 @@ void BufferMap::findShared()
         }
         if (!piece.isBit) {
             previous = i;
-            farthest = farthest == none || piece.end > m_pieces[std::size_t(farthest)].end
+            farthest = farthest == sm_none || piece.end > m_pieces[std::size_t(farthest)].end
                            ? i
                            : farthest;
             continue;
@@ -118,7 +118,7 @@ void BufferMap::findShared()
                 continue;
             }
             int &owner = bits.owners[bit];
-            if (owner != none) {
+            if (owner != sm_none) {
                 share(owner, i);
             } else {
                 owner = i;
@@ -134,7 +134,7 @@ void BufferMap::addHoles()
     const auto addUpTo = [&](quint64 begin) {
         const quint64 holeEnd = std::min(begin, m_end);
         if (holeEnd > covered) {
-            holes.push_back({covered, holeEnd, What::Hole, none, 0, false, none});
+            holes.push_back({covered, holeEnd, What::Hole, sm_none, 0, false, sm_none});
             m_free += holeEnd - covered;
         }
     };
@@ -164,7 +164,8 @@ void BufferMap::addHoles()
     }
     all.insert(all.end(), hole, holes.cend());
     for (Piece &piece : all) {
-        piece.sharedWith = piece.sharedWith == none ? none : places[std::size_t(piece.sharedWith)];
+        piece.sharedWith = piece.sharedWith == sm_none ? sm_none
+                                                       : places[std::size_t(piece.sharedWith)];
     }
     m_pieces = std::move(all);
 }

@@ -15,19 +15,19 @@ class BufferMap
 public:
     enum class What { Value, State, Hole };
 
-    static constexpr int none = -1;
+    static constexpr int sm_none = -1;
 
     struct Piece
     {
         quint64 begin;
         quint64 end;
         What what;
-        /// Index among the leaves; none of a hole.
+        /// Index among the leaves; sm_none of a hole.
         int leaf;
         /// Of a single bit: its bits of the byte.
         quint32 bits;
         bool isBit;
-        /// Index of a piece that has bytes of this one as well, or bits; none if there is none.
+        /// Index of a piece that has bytes of this one as well, or bits; sm_none if there is none.
         int sharedWith;
 
         quint64 size() const { return end - begin; }

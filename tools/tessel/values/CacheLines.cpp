@@ -6,8 +6,8 @@ namespace {
 
 bool crosses(quint64 begin, quint64 count)
 {
-    return count > 0 && count <= CacheLines::size
-           && begin / CacheLines::size != (begin + count - 1) / CacheLines::size;
+    return count > 0 && count <= CacheLines::sm_size
+           && begin / CacheLines::sm_size != (begin + count - 1) / CacheLines::sm_size;
 }
 
 } // namespace

@@ -13,7 +13,7 @@ class CacheLines
 {
 public:
     /// Bytes of a line.
-    static constexpr quint64 size = 64;
+    static constexpr quint64 sm_size = 64;
 
     struct Crossing
     {
@@ -34,7 +34,7 @@ public:
     QString text(Crossing crossing) const;
 
     /// How many bytes behind a line of the first buffer one of the second begins.
-    quint64 shiftOfSecond() const { return (size - m_secondBegin % size) % size; }
+    quint64 shiftOfSecond() const { return (sm_size - m_secondBegin % sm_size) % sm_size; }
 
 private:
     Crossing ofBytes(quint64 offset, quint64 count) const;
