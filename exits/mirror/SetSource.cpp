@@ -94,6 +94,7 @@ void SetSource::readLayout()
     for (const auto &leaf : std::as_const(m_layout.leaves)) {
         char *const url = texts.emplace_back(leaf.url.toUtf8()).data();
         char *const type = texts.emplace_back(leaf.type.toUtf8()).data();
+        // cppcheck-suppress invalidContainer ; the bytes of a text stay where they are, wherever the text goes
         leaves.push_back({url, type, leaf.offset, leaf.sizeValue, leaf.relativeOffsetMetadata,
                           leaf.sizeMetadata, leaf.mask});
     }

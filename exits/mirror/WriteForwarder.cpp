@@ -93,7 +93,11 @@ void WriteForwarder::takeOn(const QVector<RequestedValue> &written)
     QVector<RequestedValue> asked;
     QVector<RequestedValue> others;
     for (const auto &value : written) {
-        (m_commands.leadsTo(value.url) ? asked : others).append(value);
+        if (m_commands.leadsTo(value.url)) {
+            asked.append(value);
+        } else {
+            others.append(value);
+        }
     }
     if (!others.isEmpty()) {
         m_log.warning(QStringLiteral("what was written into %1 of region '%2' stays there until "
@@ -160,6 +164,7 @@ void WriteForwarder::send(const RequestQueue::Request &request)
     for (const auto &value : request.values) {
         char *const url = texts.emplace_back(value.url.toUtf8()).data();
         char *const text = texts.emplace_back(value.text.toUtf8()).data();
+        // cppcheck-suppress invalidContainer ; the bytes of a text stay where they are, wherever the text goes
         values.push_back({url, value.state, text});
     }
     tessel_mirror_WriteRequest sample{};

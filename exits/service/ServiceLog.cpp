@@ -17,6 +17,7 @@ thread_local LibraryReasons *innermost = nullptr;
 
 QByteArray &programName()
 {
+    // cppcheck-suppress unassignedVariable ; whoever has the reference assigns it
     static QByteArray name;
     return name;
 }

@@ -72,6 +72,9 @@ public:
         connect(worker, &ConfigurationWorker::saved, model, &ConfigurationModel::showSave,
                 Qt::QueuedConnection);
     }
+    Private(const Private &) = delete;
+    Private &operator=(const Private &) = delete;
+
     int nodeOf(const QModelIndex &index) const
     {
         return index.isValid() ? static_cast<int>(index.internalId()) : 0;

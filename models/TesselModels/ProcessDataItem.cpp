@@ -89,6 +89,7 @@ void ProcessDataItem::begin()
         Q_EMIT descriptionChanged();
         Q_EMIT valueChanged();
     }
+    // cppcheck-suppress knownConditionTrueFalse ; find() leads to another leaf
     if (isWritable() != wasWritable) {
         Q_EMIT isWritableChanged();
     }
@@ -106,6 +107,7 @@ void ProcessDataItem::showSet()
     if (m_private->leaf >= 0 && !set->isSame(m_private->leaf, *former)) {
         Q_EMIT valueChanged();
     }
+    // cppcheck-suppress knownConditionTrueFalse ; it is answered from the other set now
     if (isWritable() != wasWritable) {
         Q_EMIT isWritableChanged();
     }

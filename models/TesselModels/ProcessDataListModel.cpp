@@ -147,6 +147,7 @@ void ProcessDataListModel::rebuild()
     m_private->set = ShownSetAccess::of(m_private->source);
     m_private->placeRows();
     endResetModel();
+    // cppcheck-suppress knownConditionTrueFalse ; placeRows() makes others
     if (rowCount() != former) {
         Q_EMIT countChanged();
     }

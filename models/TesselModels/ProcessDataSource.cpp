@@ -21,6 +21,8 @@ public:
         connect(worker, &RegionWorker::writeFailed, source, &ProcessDataSource::writeFailed,
                 Qt::QueuedConnection);
     }
+    Private(const Private &) = delete;
+    Private &operator=(const Private &) = delete;
 
     QString path;
     bool isEnabled = true;
