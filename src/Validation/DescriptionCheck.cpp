@@ -20,6 +20,7 @@ void checkFile(const QString &path, Findings &findings)
         return;
     }
     if (*kind != CheckedFile::Kind::Folder) {
+        // cppcheck-suppress unreadVariable ; it looks the description over while it is made
         const CheckedDescription alone(path, *kind, {}, CheckedDescription::Layout::AsWritten,
                                        findings);
         return;
