@@ -258,7 +258,8 @@ std::vector<int> shuffledPositions()
     for (int i = 0; i < collectedLeaves; ++i) {
         positions[static_cast<std::size_t>(i)] = i;
     }
-    std::shuffle(positions.begin(), positions.end(), std::mt19937(7)); // NOLINT: same order always
+    // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the order is to be the same each time.
+    std::shuffle(positions.begin(), positions.end(), std::mt19937(7));
     return positions;
 }
 

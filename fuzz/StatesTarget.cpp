@@ -79,7 +79,8 @@ void checkTime(qint64 milliseconds, int offset)
 void checkState(const ProcessValue &value)
 {
     const QString text = value.toString();
-    const ProcessValue copy = value; // NOLINT(performance-unnecessary-copy-initialization)
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it is what is looked at.
+    const ProcessValue copy = value;
     require(value == copy && !(value != copy), "a value equals its copy");
     require(value.toString() == text, "a value has one text");
     bool isDouble = false;

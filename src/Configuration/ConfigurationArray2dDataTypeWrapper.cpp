@@ -85,8 +85,7 @@ Array2dDataTypeWrapper::~Array2dDataTypeWrapper() = default;
 
 bool Array2dDataTypeWrapper::reset(const BaseClassSharedPointer &root, const QString &url)
 {
-    // A copy, as the argument may be the member.
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the argument may be the member.
     const BaseClassSharedPointer keptRoot = root;
     m_rootObject.clear();
     ArrayDataTypeWrapper::resetRootObject(keptRoot, url);

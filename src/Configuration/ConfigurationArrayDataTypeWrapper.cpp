@@ -202,8 +202,8 @@ bool ArrayDataTypeWrapper::resetRootObject(const BaseClassSharedPointer &root, c
     if (root.isNull()) {
         return false;
     }
-    // A copy, as the argument may be the member, which loading the leaf clears.
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    // Loading the leaf clears the member.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the argument may be the member.
     const BaseClassSharedPointer keptRoot = root;
     const bool isLoaded = resetLeaf(root->getLeaf(url));
     m_rootObject = keptRoot;

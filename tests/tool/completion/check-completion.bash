@@ -70,7 +70,7 @@ expect 'true' config set device inputs/channel1/enabled t
 HOME=$folder
 # shellcheck disable=SC2088 # as it is typed
 expect 'tank/level' get '~/tank.process.json' tank/l
-# shellcheck disable=SC2088
+# shellcheck disable=SC2088 # as it is typed
 ln -s "$TOOL_DIR/tessel" "$folder/another" && typed_tool='~/another'
 expect 'tank/level' get tank.process.json tank/l
 
