@@ -26,6 +26,14 @@ constexpr auto create = Semaphores::CreationTypeCreate;
 constexpr auto attach = Semaphores::CreationTypeAttach;
 constexpr auto join = Semaphores::CreationTypeJoin;
 
+/// Joins a set later, as the locks of a region do.
+class LaterJoiner : public Semaphores
+{
+public:
+    using Semaphores::joinAgain;
+    using Semaphores::Semaphores;
+};
+
 enum class Call { Make, Find, Status, Values, FillIn, Remove, Operate, Wait };
 
 /// Asked before each call: its errno if it is to be refused, otherwise 0. The calls that it makes itself are
@@ -176,6 +184,9 @@ private Q_SLOTS:
     void joinerTriesAgainIfTheSetGoes();
     void joinerIsToldWhatItMayNotDo_data();
     void joinerIsToldWhatItMayNotDo();
+    void joinsLaterWhereThatIsWanted();
+    void leavesAgainWhereJoiningIsNotWantedAnyMore();
+    void closedSetIsNotJoinedLater();
     void lastUserButOneThatLeavesMeanwhileLeavesTheSetToGo();
     void userWhoseSetIsGoneEndsQuietly();
     void fingerprintHasNoZero();
@@ -473,6 +484,59 @@ void tst_SemaphoreRefusals::joinerIsToldWhatItMayNotDo()
     QVERIFY(!joiner.isValid());
     QCOMPARE(set.users(), 1);
     COMPARE_LOG(log, missingRights(set.key(), EACCES));
+}
+
+void tst_SemaphoreRefusals::joinsLaterWhereThatIsWanted()
+{
+    const SemaphoreSet set(newKey());
+    LogCapture log;
+    LaterJoiner joiner(set.key(), join);
+    QVERIFY(!joiner.joinAgain(set.key(), [] { return true; }));
+    QVERIFY(!joiner.isValid());
+    const Semaphores maker(set.key(), attach);
+
+    QVERIFY(joiner.joinAgain(set.key(), [&set] { return set.users() == 2; }));
+
+    QVERIFY(joiner.isValid());
+    QCOMPARE(set.users(), 2);
+    COMPARE_LOG(log);
+}
+
+void tst_SemaphoreRefusals::leavesAgainWhereJoiningIsNotWantedAnyMore()
+{
+    const SemaphoreSet set(newKey());
+    LogCapture log;
+    LaterJoiner joiner(set.key(), join);
+    const Semaphores maker(set.key(), attach);
+    int usersWhenAsked = 0;
+
+    QVERIFY(!joiner.joinAgain(set.key(), [&] {
+        usersWhenAsked = set.users();
+        return false;
+    }));
+
+    QCOMPARE(usersWhenAsked, 2);
+    QCOMPARE(set.users(), 1);
+    QVERIFY(!joiner.isValid());
+    COMPARE_LOG(log);
+}
+
+void tst_SemaphoreRefusals::closedSetIsNotJoinedLater()
+{
+    const SemaphoreSet set(newKey());
+    LogCapture log;
+    LaterJoiner joiner(set.key(), join);
+    const Semaphores maker(set.key(), attach);
+    QVERIFY(set.setValue(Names::SemaphoreClosed, 1));
+    bool isAsked = false;
+
+    QVERIFY(!joiner.joinAgain(set.key(), [&isAsked] { return isAsked = true; }));
+
+    QVERIFY(!isAsked);
+    QVERIFY(!joiner.isValid());
+    QCOMPARE(set.users(), 1);
+    QVERIFY(set.setValue(Names::SemaphoreClosed, 0));
+    COMPARE_LOG(log);
 }
 
 void tst_SemaphoreRefusals::lastUserButOneThatLeavesMeanwhileLeavesTheSetToGo()
