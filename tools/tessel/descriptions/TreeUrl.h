@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 /// URLs of process values and configurations.
 namespace TreeUrl {
