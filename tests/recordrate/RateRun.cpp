@@ -161,7 +161,7 @@ bool RateRun::endRecorder()
     m_recorder.terminate();
     if (!m_recorder.waitForFinished(longestStart)) {
         m_recorder.kill();
-        m_recorder.waitForFinished();
+        m_recorder.waitForFinished(60000);
     }
     if (m_recorder.exitStatus() != QProcess::NormalExit || m_recorder.exitCode() != 0) {
         m_problem = QStringLiteral("the recorder has ended with %1; the lines above say why")
