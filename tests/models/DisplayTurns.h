@@ -3,6 +3,9 @@
 #include "DisplayedPlant.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QHash>
 
 #include <algorithm>
 #include <ctime>
@@ -12,8 +15,8 @@
 
 /// Turns of the display's event loop, and how long its thread stood still inside one of them.
 ///
-/// Time in which it worked, or in which others had the processor, does not count: a machine with much to do makes
-/// nobody wait for a lock.
+/// Time in which it worked, or in which it or a thread that it may have to wait for was ready and others had the
+/// processor, does not count: a machine with much to do makes nobody wait for a lock.
 class DisplayTurns
 {
 public:
@@ -26,7 +29,7 @@ public:
         const Moment end = Moment::now();
         // Without a sleep it was at most held up by others.
         if (end.sleeps > begin.sleeps) {
-            const double elsewhere = end.worked - begin.worked + end.queued - begin.queued;
+            const double elsewhere = end.worked - begin.worked + end.queuedSince(begin);
             m_longest = std::max(m_longest, end.clock - begin.clock - elsewhere);
         }
         return isDone;
@@ -55,18 +58,37 @@ private:
     {
         double clock;
         double worked;
-        double queued; ///< ready to run, while others ran
+        QHash<QString, double> queued; ///< of each thread: ready to run, while others ran
         long sleeps;
 
         static Moment now()
         {
             rusage usage = {};
             getrusage(RUSAGE_THREAD, &usage);
-            QFile file(QStringLiteral("/proc/thread-self/schedstat"));
-            const bool isThere = file.open(QIODevice::ReadOnly);
-            const double queued = isThere ? file.readAll().split(' ').value(1).toDouble() : 0;
-            return {seconds(CLOCK_MONOTONIC), seconds(CLOCK_THREAD_CPUTIME_ID), queued * 1e-9,
+            return {seconds(CLOCK_MONOTONIC), seconds(CLOCK_THREAD_CPUTIME_ID), queuedThreads(),
                     usage.ru_nvcsw};
+        }
+        double queuedSince(const Moment &begin) const
+        {
+            double sum = 0;
+            for (auto thread = queued.cbegin(); thread != queued.cend(); ++thread) {
+                sum += thread.value() - begin.queued.value(thread.key(), 0);
+            }
+            return sum;
+        }
+        static QHash<QString, double> queuedThreads()
+        {
+            QHash<QString, double> queued;
+            const QDir folder(QStringLiteral("/proc/self/task"));
+            const QStringList threads = folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+            for (const auto &thread : threads) {
+                QFile file(folder.filePath(thread + QStringLiteral("/schedstat")));
+                // One that has ended meanwhile is waited for by nobody.
+                if (file.open(QIODevice::ReadOnly)) {
+                    queued.insert(thread, file.readAll().split(' ').value(1).toDouble() * 1e-9);
+                }
+            }
+            return queued;
         }
         static double seconds(clockid_t clock)
         {

@@ -215,15 +215,15 @@ void tst_EventStream::singleBufferIsToldOfAtTheRate()
     EventStream stream(feed);
     stream.next();
     QSignalSpy looks(&feed->region(), &RegionFollower::setPublished);
-    QTimer everySecond;
-    const QSignalSpy seconds(&everySecond, &QTimer::timeout);
-    everySecond.start(1000);
+    QTimer atTheRate;
+    const QSignalSpy beats(&atTheRate, &QTimer::timeout);
+    atTheRate.start(interval);
     QElapsedTimer timer;
     timer.start();
     QTRY_VERIFY_WITH_TIMEOUT(looks.count() >= 20, longestWait);
     const qint64 taken = timer.elapsed();
-    // Both wait for the same loop.
-    QVERIFY(seconds.count() < 10);
+    // Both wait for the same loop, however seldom that gets a processor.
+    QVERIFY(beats.count() < 10 * looks.count());
 
     QVERIFY(region.write(plant.speed, validValue(2.5)));
 
