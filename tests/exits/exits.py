@@ -69,7 +69,11 @@ class TimeTaken:
 
     @staticmethod
     def _queued_in(path):
-        return int(pathlib.Path(path).read_text(encoding="ascii").split()[1]) * 1e-9
+        try:
+            return int(pathlib.Path(path).read_text(encoding="ascii").split()[1]) * 1e-9
+        except OSError:
+            # Not every kernel tells.
+            return 0
 
     def seconds(self):
         """As long as nobody has taken notice that one of the processes has ended."""
