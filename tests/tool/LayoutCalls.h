@@ -37,7 +37,7 @@ inline ToolResult inShell(const QString &before, const QStringList &arguments,
                             QStringLiteral("sh"), QStringLiteral(TESSEL_TOOL),
                             QStringLiteral("layout")}
                     + arguments);
-    shell.waitForFinished();
+    shell.waitForFinished(60000);
     return {shell.exitCode(), QString::fromUtf8(shell.readAllStandardOutput()),
             QString::fromUtf8(shell.readAllStandardError())};
 }

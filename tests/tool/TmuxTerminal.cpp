@@ -126,6 +126,6 @@ QString TmuxTerminal::tmux(const QStringList &arguments) const
     process.setProcessEnvironment(environment);
     process.start();
     process.closeWriteChannel();
-    process.waitForFinished();
+    process.waitForFinished(60000);
     return QString::fromUtf8(process.readAllStandardOutput());
 }

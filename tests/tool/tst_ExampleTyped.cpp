@@ -46,7 +46,7 @@ int tst_ExampleTyped::run(const QString &file, QString &output, QString &error)
 {
     QProcess example;
     example.start(QStringLiteral(EXAMPLE_TYPED), {file});
-    const bool isFinished = example.waitForFinished();
+    const bool isFinished = example.waitForFinished(60000);
     output = QString::fromUtf8(example.readAllStandardOutput());
     error = QString::fromUtf8(example.readAllStandardError());
     return isFinished ? example.exitCode() : -1;

@@ -170,7 +170,7 @@ void tst_ToolApply::standardInputIsRead()
     tool.start(QStringLiteral(TESSEL_TOOL), {QStringLiteral("apply"), m_file, QStringLiteral("-")});
     tool.write(R"({"count": 5})");
     tool.closeWriteChannel();
-    QVERIFY(tool.waitForFinished());
+    QVERIFY(tool.waitForFinished(60000));
 
     QCOMPARE(tool.exitCode(), 0);
     QCOMPARE(published("count").getValue(), QVariant(quint64(5)));

@@ -341,7 +341,7 @@ void tst_ToolCompare::standardInputIsRead()
     tool.setStandardInputFile(kept());
     tool.start(QStringLiteral(TESSEL_TOOL),
                {QStringLiteral("compare"), m_file, QStringLiteral("-")});
-    QVERIFY(tool.waitForFinished());
+    QVERIFY(tool.waitForFinished(60000));
 
     QCOMPARE(tool.exitCode(), 0);
 }

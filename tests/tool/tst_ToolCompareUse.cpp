@@ -196,7 +196,7 @@ void tst_ToolCompareUse::fullOutputIsAFailure()
     QProcess tool;
     tool.setStandardOutputFile(QStringLiteral("/dev/full"));
     tool.start(QStringLiteral(TESSEL_TOOL), {QStringLiteral("compare"), m_file, kept()});
-    QVERIFY(tool.waitForFinished());
+    QVERIFY(tool.waitForFinished(60000));
 
     QCOMPARE(tool.exitCode(), 9);
 }

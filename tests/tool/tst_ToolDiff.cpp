@@ -234,7 +234,7 @@ void tst_ToolDiff::fullOutputIsAFailure()
                     {QStringLiteral("-c"), QStringLiteral("exec \"$@\" >/dev/full"),
                      QStringLiteral("sh"), QStringLiteral(TESSEL_TOOL), QStringLiteral("diff"),
                      QLatin1String(option), files.former, files.now});
-        QVERIFY(shell.waitForFinished());
+        QVERIFY(shell.waitForFinished(60000));
 
         QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
                  QStringLiteral("tessel: standard output: No space left on device\n"));

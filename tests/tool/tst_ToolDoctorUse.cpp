@@ -254,7 +254,7 @@ void tst_ToolDoctorUse::fullOutputIsAFailure()
     shell.start(QStringLiteral("/bin/sh"),
                 {QStringLiteral("-c"), QStringLiteral("exec \"$0\" doctor \"$1\" >/dev/full"),
                  QStringLiteral(TESSEL_TOOL), plant.file});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));

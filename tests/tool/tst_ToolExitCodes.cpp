@@ -273,7 +273,7 @@ void tst_ToolExitCodes::fullOutputIsCode9()
     process.setStandardOutputFile(QStringLiteral("/dev/full"));
     process.start(QStringLiteral(TESSEL_TOOL), line(subcommand, m_file));
 
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(process.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));

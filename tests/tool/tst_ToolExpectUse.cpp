@@ -193,7 +193,7 @@ void tst_ToolExpectUse::fullOutputIsAFailure()
     tool.setStandardOutputFile(QStringLiteral("/dev/full"));
     tool.start(QStringLiteral(TESSEL_TOOL),
                {QStringLiteral("expect"), m_file, QStringLiteral("count < 1")});
-    QVERIFY(tool.waitForFinished());
+    QVERIFY(tool.waitForFinished(60000));
 
     QCOMPARE(tool.exitCode(), 9);
     QVERIFY(tool.readAllStandardError().contains("standard output: No space left on device"));

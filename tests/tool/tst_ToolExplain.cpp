@@ -354,7 +354,7 @@ void tst_ToolExplain::fullOutputIsAFailure()
                 {QStringLiteral("-c"),
                  QStringLiteral("exec \"$0\" explain \"$1\" \"$2\" >/dev/full"),
                  QStringLiteral(TESSEL_TOOL), boiler.description.write(), boiler.url});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

@@ -105,7 +105,7 @@ void tst_ToolExplainConfigurationUse::fullOutputIsAFailure()
     QProcess shell;
     shell.start("/bin/sh", {"-c", "exec \"$0\" explain --config \"$1\" \"$2\" >/dev/full",
                             TESSEL_TOOL, m_device->path(), filterUrl});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

@@ -300,7 +300,7 @@ void tst_ToolExport::fullOutputIsAFailure()
     shell.start(QStringLiteral("/bin/sh"),
                 {QStringLiteral("-c"), QStringLiteral("exec \"$0\" export \"$1\" >/dev/full"),
                  QStringLiteral(TESSEL_TOOL), m_forms.path});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));

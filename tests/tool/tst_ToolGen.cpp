@@ -307,7 +307,7 @@ void tst_ToolGen::fullOutputIsAFailure()
 {
     QProcess shell;
     shell.start("/bin/sh", {"-c", "exec \"$0\" gen cpp \"$1\" >/dev/full", TESSEL_TOOL, tank});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

@@ -241,7 +241,7 @@ void tst_ToolGenReport::fullOutputIsAFailure()
     QProcess shell;
     shell.start("/bin/sh", {"-c", "exec \"$0\" gen cpp \"$1\" --json -o \"$2\" >/dev/full",
                             TESSEL_TOOL, tank, path("tank.hpp")});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QString("tessel: standard output: No space left on device\n"));

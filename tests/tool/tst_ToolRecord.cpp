@@ -450,7 +450,7 @@ void tst_ToolRecord::fullOutputIsAFailure()
                 {QStringLiteral("-c"),
                  QStringLiteral("exec \"$0\" record --json --sets=1 -o \"$2\" \"$1\" >/dev/full"),
                  QStringLiteral(TESSEL_TOOL), recorded.plant.file, recorded.path()});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));

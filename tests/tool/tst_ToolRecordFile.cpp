@@ -253,7 +253,7 @@ void tst_ToolRecordFile::diskThatIsFullAtOnceLeavesAnEmptyFile()
     limited.start(QStringLiteral("prlimit"),
                   QStringList{QStringLiteral("--fsize=200"), QStringLiteral(TESSEL_TOOL)}
                       + recorded.record(oneSet));
-    QVERIFY(limited.waitForFinished());
+    QVERIFY(limited.waitForFinished(60000));
 
     QCOMPARE(
         QString::fromUtf8(limited.readAllStandardError()),

@@ -392,7 +392,7 @@ void tst_ToolRemove::fullOutputIsAFailure()
     shell.start(QStringLiteral("/bin/sh"),
                 {QStringLiteral("-c"), QStringLiteral("exec \"$0\" rm --dry-run \"$1\" >/dev/full"),
                  QStringLiteral(TESSEL_TOOL), plant.key()});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

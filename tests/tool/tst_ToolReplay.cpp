@@ -422,7 +422,7 @@ void tst_ToolReplay::fullOutputIsAFailure()
     shell.start(QStringLiteral("/bin/sh"),
                 {QStringLiteral("-c"), QStringLiteral("exec \"$0\" replay \"$1\" >/dev/full"),
                  QStringLiteral(TESSEL_TOOL), former.path()});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));

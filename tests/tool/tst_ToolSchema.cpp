@@ -103,7 +103,7 @@ void tst_ToolSchema::fullOutputIsAFailure()
                 {QStringLiteral("-c"), QStringLiteral("exec \"$@\" >/dev/full"),
                  QStringLiteral("sh"), QStringLiteral(TESSEL_TOOL), QStringLiteral("schema"),
                  QStringLiteral("config")});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

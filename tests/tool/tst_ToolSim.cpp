@@ -404,7 +404,7 @@ void tst_ToolSim::fullOutputEndsItAndLeavesNothing()
 {
     QProcess shell;
     shell.start("/bin/sh", {"-c", "exec \"$0\" sim \"$1\" >/dev/full", TESSEL_TOOL, m_file});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),

@@ -222,7 +222,7 @@ void tst_ToolSnapshot::fullOutputIsAFailure()
     tool.setStandardOutputFile(QStringLiteral("/dev/full"));
     tool.start(QStringLiteral(TESSEL_TOOL),
                {QStringLiteral("snapshot"), QStringLiteral("-o"), QStringLiteral("-"), m_file});
-    QVERIFY(tool.waitForFinished());
+    QVERIFY(tool.waitForFinished(60000));
 
     QCOMPARE(tool.exitCode(), 9);
 }

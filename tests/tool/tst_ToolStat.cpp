@@ -471,7 +471,7 @@ void tst_ToolStat::fullOutputIsAFailure()
                 {QStringLiteral("-c"),
                  QStringLiteral("exec \"$0\" stat --for=1ms \"$1\" >/dev/full"),
                  QStringLiteral(TESSEL_TOOL), plant.file});
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));

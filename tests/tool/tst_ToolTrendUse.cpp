@@ -314,7 +314,7 @@ void tst_ToolTrendUse::fullDiskLeavesTheFormerPicture()
                                 "\"$1\" \"$2\" \"$3\""),
                  QStringLiteral(TESSEL_TOOL), picture, plant.file, plant.url});
 
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: %1: cannot be written: File too large\n").arg(picture));
@@ -345,7 +345,7 @@ void tst_ToolTrendUse::fullOutputIsAFailure()
         {QStringLiteral("-c"), QStringLiteral("'%1' trend --for=1ms '%2' '%3' > /dev/full")
                                    .arg(QStringLiteral(TESSEL_TOOL), plant.file, plant.url)});
 
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(shell.exitCode(), 9);
     QVERIFY(shell.readAllStandardError().startsWith("tessel: standard output: "));

@@ -259,7 +259,7 @@ void tst_ToolWatchForms::fullOutputIsAFailure()
                 {QStringLiteral("-c"), QStringLiteral("exec \"$0\" watch $1 \"$2\" > /dev/full"),
                  QStringLiteral(TESSEL_TOOL), option, m_file});
 
-    QVERIFY(shell.waitForFinished());
+    QVERIFY(shell.waitForFinished(60000));
 
     QCOMPARE(QString::fromUtf8(shell.readAllStandardError()),
              QStringLiteral("tessel: standard output: No space left on device\n"));
