@@ -70,6 +70,8 @@ struct Sending
         const QStringList paths = descriptionsOf(settings);
         for (const auto &path : paths) {
             sources.push_back(std::make_unique<SetSource>(path, domain, pace, use, commands));
+            QObject::connect(sources.back().get(), &SetSource::failed, QCoreApplication::instance(),
+                             &QCoreApplication::exit);
         }
         warnOfUnused(settings, urls());
         statusFile = statusFileOf(settings, domain, StatusReaders::Of::Receivers,

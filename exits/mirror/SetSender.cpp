@@ -4,22 +4,20 @@
 #include "mirror/ByteOrder.h"
 #include "mirror/SampleFields.h"
 #include "mirror/UnheldReading.h"
+#include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
 #include <QFile>
 #include <QUuid>
 
+#include <algorithm>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include <MirrorTopics.h>
 
 namespace {
-
-/// From one time that the newest is said to the next.
-constexpr std::chrono::milliseconds againInterval{1000};
-/// The same of one that found no room: what was sent before is on its way still.
-constexpr std::chrono::milliseconds roomInterval{5};
 
 QByteArray bootIdentity()
 {
@@ -46,14 +44,18 @@ std::unique_ptr<tessel_mirror_SourceSet> sampleOf(const SetSender::Name &name)
 SetSender::SetSender(const MirrorDomain &domain, Name name, int lease, int leastInterval)
     : m_name(std::move(name))
     , m_sample(sampleOf(m_name))
-    , m_leastInterval(leastInterval)
     , m_writer(domain.makeSetWriter(lease))
+    , m_plan(std::chrono::milliseconds(leastInterval))
 {
     m_again.setSingleShot(true);
     connect(&m_again, &QTimer::timeout, this, &SetSender::sayAgain);
     // A set that the thread finds room for meanwhile takes its place.
-    connect(this, &SetSender::foundNoRoom, this, [this] { m_again.start(roomInterval); });
-    m_again.start(againInterval);
+    connect(this, &SetSender::foundNoRoom, this, [this] {
+        const std::lock_guard lock(m_mutex);
+        startAgain();
+    });
+    m_plan.noteSaid(true, Clock::now());
+    startAgain();
 }
 
 SetSender::~SetSender()
@@ -73,11 +75,20 @@ void SetSender::follow(ProcessDataManager &manager)
     rest();
     {
         const std::lock_guard lock(m_mutex);
-        ++m_attachment;
-        m_generation = 0;
+        m_plan.beginRegion();
     }
-    m_watcher = std::make_unique<ProcessDataWatcher>(manager);
-    m_thread = std::thread([this, &manager] { run(*m_watcher, manager); });
+    auto watcher = std::make_unique<ProcessDataWatcher>(manager);
+    try {
+        m_thread = std::thread([this, &watched = *watcher, &manager] { run(watched, manager); });
+    } catch (const std::system_error &error) {
+        throw Refusal{
+            ExitCode::Internal,
+            QStringLiteral("the sets of region '%1' are not sent, as no thread can be started: %2; "
+                           "let this user or unit have more threads (ulimit -u, TasksMax=) or "
+                           "memory, and start this program again")
+                .arg(m_name.key, QString::fromLocal8Bit(error.code().message().c_str()))};
+    }
+    m_watcher = std::move(watcher);
 }
 
 void SetSender::rest()
@@ -103,36 +114,43 @@ void SetSender::run(ProcessDataWatcher &watcher, ProcessDataManager &manager)
     quint64 seen = 0;
     while (watcher.wait(seen, unbounded) == ProcessDataWatcher::Result::NewSet) {
         const Clock::time_point woken = Clock::now();
+        std::unique_lock lock(m_mutex);
+        // What was said again while it slept has taken a turn.
+        if (!restByRate(lock, {})) {
+            return;
+        }
         if (!sendNewest(manager)) {
             // It may have been the last one.
             seen = 0;
         }
-        if (!restUntil(woken + m_leastInterval)) {
+        if (!restByRate(lock, woken)) {
             return;
         }
     }
 }
 
-bool SetSender::restUntil(Clock::time_point time)
+/// False if the thread is to end.
+bool SetSender::restByRate(std::unique_lock<std::mutex> &lock, Clock::time_point since)
 {
-    std::unique_lock lock(m_mutex);
-    return !m_ended.wait_until(lock, time, [this] { return m_isEnding; });
+    while (!m_isEnding && Clock::now() < m_plan.nextTurn(since)) {
+        m_ended.wait_until(lock, m_plan.nextTurn(since));
+    }
+    return !m_isEnding;
 }
 
 /// False if no set was to be had.
 bool SetSender::sendNewest(ProcessDataManager &manager)
 {
-    const std::lock_guard lock(m_mutex);
     bool isTaken = false;
     if (!readWithoutHolding(manager, [&] { isTaken = m_next.take(manager); }) || !isTaken) {
         return false;
     }
-    if (m_next.getGeneration() == m_generation) {
+    const SendingPlan::Answer answer = m_plan.take(m_next.getGeneration(), Clock::now());
+    if (answer == SendingPlan::Answer::Leave) {
         return true;
     }
     std::swap(m_set, m_next);
-    m_generation = m_set.getGeneration();
-    if (std::exchange(m_state, SourceState::Live) == SourceState::Silent) {
+    if (answer == SendingPlan::Answer::Revive) {
         Q_EMIT revived();
     }
     if (!sendKept()) {
@@ -144,73 +162,90 @@ bool SetSender::sendNewest(ProcessDataManager &manager)
 void SetSender::tellState(SourceState state)
 {
     const std::lock_guard lock(m_mutex);
-    m_state = state;
-    m_again.start(sendKept() ? againInterval : roomInterval);
+    m_plan.tell(state);
+    sendKept();
+    startAgain();
 }
 
 bool SetSender::tellSilent(quint64 generation)
 {
     const std::lock_guard lock(m_mutex);
-    if (m_generation > generation) {
+    if (!m_plan.tellSilent(generation)) {
         return false;
     }
-    m_state = SourceState::Silent;
-    m_again.start(sendKept() ? againInterval : roomInterval);
+    sendKept();
+    startAgain();
     return true;
 }
 
 bool SetSender::isLive() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_state == SourceState::Live;
+    return m_plan.state() == SourceState::Live;
+}
+
+std::optional<SetSender::Clock::time_point> SetSender::readAt(quint64 generation) const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_plan.readAt(generation);
 }
 
 DomainStatus::Source SetSender::sent() const
 {
     const std::lock_guard lock(m_mutex);
-    const bool isLive = m_state == SourceState::Live;
-    return {m_name.host,  static_cast<quint8>(m_state), m_attachment, m_generation,
-            sampleTime(), isLive ? m_set.getSize() : 0};
+    const bool isLive = m_plan.state() == SourceState::Live;
+    return {m_name.host,         static_cast<quint8>(m_plan.state()),
+            m_plan.attachment(), m_plan.generation(),
+            sampleTime(),        isLive ? m_set.getSize() : 0};
 }
 
 /// What the thread has sent meanwhile is counted in, so that it leaves the timer alone.
 void SetSender::sayAgain()
 {
     const std::lock_guard lock(m_mutex);
-    const auto left = m_sentAt + againInterval - Clock::now();
-    if (!m_isWaitingForRoom && left > Clock::duration::zero()) {
-        m_again.start(std::chrono::ceil<std::chrono::milliseconds>(left));
-        return;
+    if (Clock::now() >= nextAgain()) {
+        sendKept();
     }
-    m_again.start(sendKept() ? againInterval : roomInterval);
+    startAgain();
 }
 
-/// A newer one, which waits for its time by the rate, is left to the thread. True but for want of room.
+SetSender::Clock::time_point SetSender::nextAgain() const
+{
+    return m_plan.nextAgain(m_watcher ? m_watcher->getGeneration() : 0);
+}
+
+void SetSender::startAgain()
+{
+    const auto left = std::max(nextAgain() - Clock::now(), Clock::duration::zero());
+    m_again.start(std::chrono::ceil<std::chrono::milliseconds>(left));
+}
+
+/// True but for want of room.
 bool SetSender::sendKept()
 {
-    if (m_state != SourceState::Live) {
+    if (m_plan.state() != SourceState::Live) {
         return send(nullptr, 0);
     }
-    return m_set.isEmpty() || send(m_set.getBytes(), m_set.getSize());
+    return send(m_set.getBytes(), m_set.getSize());
 }
 
 bool SetSender::send(const unsigned char *bytes, quint32 size)
 {
     tessel_mirror_SourceSet &sample = *m_sample;
-    sample.attachment = m_attachment;
-    sample.generation = m_generation;
+    sample.attachment = m_plan.attachment();
+    sample.generation = m_plan.generation();
     sample.time_stamp = sampleTime();
     sample.fingerprint = m_fingerprint;
-    sample.status = static_cast<uint8_t>(m_state);
+    sample.status = static_cast<uint8_t>(m_plan.state());
     sample.bytes._buffer = const_cast<unsigned char *>(bytes);
     sample.bytes._length = sample.bytes._maximum = size;
     const dds_return_t result = dds_write(m_writer, &sample);
-    m_sentAt = Clock::now();
-    m_isWaitingForRoom = result == DDS_RETCODE_TIMEOUT;
-    if (result != DDS_RETCODE_OK && !m_isWaitingForRoom) {
+    const bool hasFoundRoom = result != DDS_RETCODE_TIMEOUT;
+    m_plan.noteSaid(hasFoundRoom, Clock::now());
+    if (result != DDS_RETCODE_OK && hasFoundRoom) {
         ServiceLog::warning(QStringLiteral("a set of region '%1' was not sent: %2; the next one is "
                                            "tried")
                                 .arg(m_name.key, QLatin1String(dds_strretcode(result))));
     }
-    return !m_isWaitingForRoom;
+    return hasFoundRoom;
 }

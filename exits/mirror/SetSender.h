@@ -3,7 +3,7 @@
 #include "Access/ProcessDataSnapshot.h"
 #include "mirror/DomainStatus.h"
 #include "mirror/MirrorDomain.h"
-#include "mirror/SourceState.h"
+#include "mirror/SendingPlan.h"
 
 #include <QObject>
 #include <QTimer>
@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 class ProcessDataManager;
@@ -23,7 +24,8 @@ struct tessel_mirror_SourceSet;
 /// so that nothing older comes behind something newer.
 ///
 /// Says the newest again each second, by the event loop of its maker, so that a receiver knows this program to be
-/// at work, and not only the engine in it. All operations are for the thread of its maker.
+/// at work, and not only the engine in it. All operations are for the thread of its maker. When what is said is for
+/// SendingPlan to decide.
 class SetSender : public QObject
 {
     Q_OBJECT
@@ -45,16 +47,20 @@ public:
     /// Of the layout, from the next set on.
     void setFingerprint(quint64 fingerprint);
     /// Sends what is published into the region of @p manager, which has to live until rest(), beginning with the
-    /// newest. As of a region that was not followed before.
+    /// newest. As of a region that was not followed before. Throws a Refusal: no thread can be started.
     void follow(ProcessDataManager &manager);
     /// The thread has ended, if there was one.
     void rest();
+    /// Whether there is a thread.
+    bool isFollowing() const { return m_watcher != nullptr; }
 
     /// There is no set to be shown.
     void tellState(SourceState state);
     /// The same of a publisher from whom nothing came behind @p generation; not if that is no longer so.
     bool tellSilent(quint64 generation);
     bool isLive() const;
+    /// When the newest set was read for sending, if that is its @p generation.
+    std::optional<std::chrono::steady_clock::time_point> readAt(quint64 generation) const;
     /// What was sent last.
     DomainStatus::Source sent() const;
 
@@ -65,19 +71,20 @@ Q_SIGNALS:
     void foundNoRoom();
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = SendingPlan::Clock;
 
     void run(ProcessDataWatcher &watcher, ProcessDataManager &manager);
     bool sendNewest(ProcessDataManager &manager);
-    bool restUntil(Clock::time_point time);
+    bool restByRate(std::unique_lock<std::mutex> &lock, Clock::time_point since);
     void sayAgain();
+    Clock::time_point nextAgain() const;
+    void startAgain();
     bool sendKept();
     bool send(const unsigned char *bytes, quint32 size);
 
     const Name m_name;
     /// What all sets of this region have in common stands in it from the beginning: each one in a hurry finds it there.
     const std::unique_ptr<tessel_mirror_SourceSet> m_sample;
-    const std::chrono::milliseconds m_leastInterval;
     dds_entity_t m_writer;
     QTimer m_again;
     std::unique_ptr<ProcessDataWatcher> m_watcher; ///< null while nothing is followed
@@ -88,10 +95,6 @@ private:
     std::condition_variable m_ended;
     bool m_isEnding = false;
     ProcessDataSnapshot m_set;
-    SourceState m_state = SourceState::CreatorGone;
+    SendingPlan m_plan;
     quint64 m_fingerprint = 0;
-    quint32 m_attachment = 0;
-    quint64 m_generation = 0; ///< of the set that was sent last
-    Clock::time_point m_sentAt{};
-    bool m_isWaitingForRoom = false;
 };

@@ -5,7 +5,6 @@
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
-#include <QDateTime>
 #include <QSysInfo>
 #include <QUuid>
 
@@ -57,15 +56,19 @@ SetSource::SetSource(const QString &path, const MirrorDomain &domain, const Pace
     connect(&m_region, &RegionFollower::upChanged, this, &SetSource::handleUp);
     connect(&m_region, &RegionFollower::leavesChanged, this, &SetSource::readLayout);
     connect(&m_sender, &SetSender::revived, this, &SetSource::handleRevival);
-    connect(&m_silence, &QTimer::timeout, this, &SetSource::handleSilence);
-    m_silence.setSingleShot(true);
+    connect(&m_silenceLooks, &QTimer::timeout, this, &SetSource::handleSilence);
+    m_silenceLooks.setSingleShot(true);
     // The usual one may be late by a twentieth.
-    m_silence.setTimerType(Qt::PreciseTimer);
+    m_silenceLooks.setTimerType(Qt::PreciseTimer);
     if (!commands.isEmpty()) {
         m_requests = std::make_unique<RequestTaker>(domain, m_region, m_identity, commands);
     }
     readLayout();
-    handleUp(m_region.isUp());
+    if (m_region.isUp()) {
+        begin();
+    } else {
+        end();
+    }
 }
 
 SetSource::~SetSource()
@@ -146,12 +149,29 @@ void SetSource::offerDescription()
 
 void SetSource::handleUp(bool isUp)
 {
-    if (isUp) {
-        m_sender.follow(*m_region.manager());
-        listenForSilence(m_pace.silentAfter);
+    if (!isUp) {
+        end();
         return;
     }
-    m_silence.stop();
+    try {
+        begin();
+    } catch (const Refusal &refusal) {
+        // Nobody above the event loop catches it.
+        ServiceLog::error(refusal.text);
+        Q_EMIT failed(static_cast<int>(refusal.code));
+    }
+}
+
+void SetSource::begin()
+{
+    m_sender.follow(*m_region.manager());
+    listenForSilence();
+}
+
+void SetSource::end()
+{
+    m_silenceLooks.stop();
+    // Before its state is told: the region of a creator that has died stays, and others may publish into it.
     m_sender.rest();
     const RegionInspection region(m_region.key());
     m_sender.tellState(region.exists() && region.getCreator().isAlive == true
@@ -163,7 +183,7 @@ void SetSource::setSilentAfter(int milliseconds)
 {
     m_pace.silentAfter = milliseconds;
     if (m_region.isUp() && m_sender.isLive()) {
-        listenForSilence(milliseconds);
+        listenForSilence();
     }
 }
 
@@ -171,32 +191,32 @@ void SetSource::handleRevival()
 {
     ServiceLog::notice(QStringLiteral("region '%1' is published into again").arg(m_region.key()));
     if (m_region.isUp()) {
-        listenForSilence(m_pace.silentAfter);
+        listenForSilence();
     }
 }
 
-/// @p milliseconds: of silence; 0: it is no matter.
-void SetSource::listenForSilence(int milliseconds)
+/// From now on, if it matters.
+void SetSource::listenForSilence()
 {
-    m_countAtSilence = m_region.swapCount().value_or(0);
-    m_silence.stop();
-    if (milliseconds > 0) {
-        m_silence.start(milliseconds);
+    m_silence.begin(m_region.swapCount().value_or(0), SilenceWatch::Clock::now());
+    m_silenceLooks.stop();
+    if (m_pace.silentAfter > 0) {
+        m_silenceLooks.start(m_pace.silentAfter);
     }
 }
 
 /// Each set begins another silence, of which only its end is looked at: a timer for each would take an event loop.
 void SetSource::handleSilence()
 {
-    const auto last = m_region.lastSwap();
-    if (last && m_region.swapCount().value_or(0) != m_countAtSilence) {
-        const qint64 passed = last->msecsTo(QDateTime::currentDateTimeUtc());
-        listenForSilence(m_pace.silentAfter
-                         - static_cast<int>(qBound<qint64>(0, passed, m_pace.silentAfter - 1)));
+    const quint64 count = m_region.swapCount().value_or(0);
+    const auto left = m_silence.look(count, m_sender.readAt(count), SilenceWatch::Clock::now(),
+                                     std::chrono::milliseconds(m_pace.silentAfter));
+    if (left) {
+        m_silenceLooks.start(*left);
         return;
     }
-    if (!m_sender.tellSilent(m_countAtSilence)) {
-        listenForSilence(m_pace.silentAfter);
+    if (!m_sender.tellSilent(count)) {
+        listenForSilence();
         return;
     }
     ServiceLog::warning(QStringLiteral("nothing was published into region '%1' for %2 ms; its "

@@ -4,6 +4,7 @@
 #include "mirror/MirrorDomain.h"
 #include "mirror/RequestTaker.h"
 #include "mirror/SetSender.h"
+#include "mirror/SilenceWatch.h"
 #include "mirror/SlotLayout.h"
 #include "region/RegionFollower.h"
 
@@ -36,17 +37,25 @@ public:
     ~SetSource() override;
 
     const RegionFollower &region() const { return m_region; }
+    /// Which is at work while the region is up.
+    const SetSender &sender() const { return m_sender; }
     /// Adds what it sent last.
     void tell(DomainStatus &status) const;
     /// From now on; see Pace.
     void setSilentAfter(int milliseconds);
 
+Q_SIGNALS:
+    /// The region is there, and its sets cannot be sent; the log says why. Ends the program with that code.
+    void failed(int code);
+
 private:
     void readLayout();
     void offerDescription();
     void handleUp(bool isUp);
+    void begin();
+    void end();
     void handleRevival();
-    void listenForSilence(int milliseconds);
+    void listenForSilence();
     void handleSilence();
 
     RegionFollower m_region;
@@ -56,7 +65,7 @@ private:
     SetSender m_sender;
     dds_entity_t m_layoutWriter;
     dds_entity_t m_descriptionWriter;
-    QTimer m_silence;
-    quint64 m_countAtSilence = 0;             ///< sets of the region when m_silence was started
+    SilenceWatch m_silence;
+    QTimer m_silenceLooks;
     std::unique_ptr<RequestTaker> m_requests; ///< null: none is taken
 };
