@@ -5,6 +5,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -18,9 +19,12 @@ QString hexOf(const QByteArray &identity)
     return QString::fromLatin1(identity.toHex());
 }
 
+/// What others say may be beyond what JSON has as a whole number here; it is no negative one for that.
 QJsonValue numberOf(quint64 number)
 {
-    return static_cast<qint64>(number);
+    return number <= quint64{std::numeric_limits<qint64>::max()}
+               ? QJsonValue(static_cast<qint64>(number))
+               : QJsonValue(static_cast<double>(number));
 }
 
 QJsonValue numberOf(const std::optional<double> &number)

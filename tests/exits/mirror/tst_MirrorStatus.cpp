@@ -66,6 +66,8 @@ private Q_SLOTS:
     void textsOfSamplesAreCutAndNeverReadBeyond();
     void textsOfSamplesAreKnownByTheirBytes();
     void sourceIsToldWithItsRate();
+    void numberBeyondThoseOfJsonIsNotNegative_data();
+    void numberBeyondThoseOfJsonIsNotNegative();
     void regionMadeAnewBeginsANewRate();
     void clockThatGoesBackHasNoRate();
     void rateOfALongTimeIsThatOfItsEnd();
@@ -161,6 +163,32 @@ void tst_MirrorStatus::sourceIsToldWithItsRate()
                           {QStringLiteral("generation"), 1200},
                           {QStringLiteral("rate"), 100.0},
                           {QStringLiteral("bytes"), 48}}));
+}
+
+void tst_MirrorStatus::numberBeyondThoseOfJsonIsNotNegative_data()
+{
+    QTest::addColumn<quint64>("number");
+    QTest::addColumn<double>("shown");
+
+    QTest::newRow("last with a sign") << 0x7fffffffffffffffULL << 9223372036854775807.0;
+    QTest::newRow("first without") << 0x8000000000000000ULL << 9223372036854775808.0;
+    QTest::newRow("largest") << 0xffffffffffffffffULL << 18446744073709551615.0;
+}
+
+void tst_MirrorStatus::numberBeyondThoseOfJsonIsNotNegative()
+{
+    QFETCH(quint64, number);
+    DomainStatus status;
+    status.take(region, sourceName, source(number, 0));
+    DomainStatus::Receiver mirror = receiver(number, number, 0);
+    mirror.generation = number;
+    status.take(region, receiverName, mirror);
+
+    const QJsonObject shown = only(status, "receivers");
+    QTEST(only(status, "sources")[QLatin1String("generation")].toDouble(), "shown");
+    QTEST(shown[QLatin1String("generation")].toDouble(), "shown");
+    QTEST(shown[QLatin1String("sets")].toDouble(), "shown");
+    QTEST(shown[QLatin1String("losses")].toDouble(), "shown");
 }
 
 void tst_MirrorStatus::regionMadeAnewBeginsANewRate()
