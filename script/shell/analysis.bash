@@ -1,9 +1,9 @@
 # shellcheck shell=bash
 # What the checks that read the sources with a compiler's eyes share. Sourced from the project's root.
 
-# Leaves the compiler's commands for library, tool, exits and models in build/check/analysis, and makes the
-# headers that they include and no person writes. What the tests compile of the same files once more is left
-# out: they have headers compiled in advance, by another compiler.
+# Leaves the compiler's commands for library, tool, exits, models and Python module in build/check/analysis, and
+# makes the headers that they include and no person writes. What the tests compile of the same files once more is
+# left out: they have headers compiled in advance, by another compiler.
 analysis_commands()
 {
     mkdir -p build/check/analysis
@@ -18,7 +18,7 @@ import sys
 
 with open(sys.argv[1], encoding="utf-8") as commands:
     entries = json.load(commands)
-ours = re.compile(r" -o (src|common|tools|exits|models)/")
+ours = re.compile(r" -o (src|common|tools|exits|models|python)/")
 json.dump([entry for entry in entries if ours.search(entry["command"])], sys.stdout, indent=1)
 END
 }
