@@ -105,7 +105,7 @@ std::optional<QString> wholeDigits(const QString &text)
     const int zeros = static_cast<int>(last - all.crbegin());
     const QString digits = all.mid(static_cast<int>(first - all.cbegin())).chopped(zeros);
     bool ok = mark < 0;
-    const int exponent = ok ? 0 : text.mid(mark + 1).toInt(&ok);
+    const int exponent = ok ? 0 : text.midRef(mark + 1).toInt(&ok);
     const qint64 power = qint64{exponent} + zeros - (point < 0 ? 0 : written.size() - point - 1);
     if (!ok || power < 0 || power + digits.size() > mostDigits) {
         return std::nullopt;

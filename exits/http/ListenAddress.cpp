@@ -77,7 +77,7 @@ ListenAddress ListenAddress::fromText(const QString &text)
     QString host = text.left(std::max(colon, 0));
     const bool isBracketed = host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']'));
     bool isPort = false;
-    const quint16 port = text.mid(colon + 1).toUShort(&isPort);
+    const quint16 port = text.midRef(colon + 1).toUShort(&isPort);
     if (colon < 0 || !isPort || (host.contains(QLatin1Char(':')) && !isBracketed)
         || host == QLatin1String("[]")) {
         throw Refusal{ExitCode::WrongUse,

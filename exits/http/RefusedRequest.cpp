@@ -1,5 +1,7 @@
 #include "http/RefusedRequest.h"
 
+#include <utility>
+
 namespace {
 
 constexpr HttpProblem crowd{503, "too many connections", "connections",
@@ -32,10 +34,11 @@ HttpResponse RefusedRequest::crowdedAnswer(const Refuser &refuser)
 QByteArray RefusedRequest::crowdedText(const Refuser &refuser)
 {
     const HttpResponse response = crowdedAnswer(refuser);
-    const HttpHeaders first{{"Content-Type", response.contentType},
-                            {"Content-Length", QByteArray::number(response.body.size())}};
+    HttpHeaders headers{{"Content-Type", response.contentType},
+                        {"Content-Length", QByteArray::number(response.body.size())}};
+    headers += response.headers;
     QByteArray text = "HTTP/1.1 503 Service Unavailable\r\n";
-    for (const auto &header : first + response.headers) {
+    for (const auto &header : std::as_const(headers)) {
         text += header.first + ": " + header.second + "\r\n";
     }
     return text + "\r\n" + response.body;

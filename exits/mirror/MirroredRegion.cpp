@@ -181,7 +181,7 @@ bool MirroredRegion::showTimeout()
     const ProcessValue timeout(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
     // The others of this program are lost at the same time: they do not wait either.
     const bool isShown = !isLockHeld() && publish([&](unsigned char *) {
-        for (const auto &leaf : m_tree.leaves) {
+        for (const auto &leaf : std::as_const(m_tree.leaves)) {
             // One without a usable slot shows nothing at any time.
             leaf.element->setValueNoLock(timeout);
         }

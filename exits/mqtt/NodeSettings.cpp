@@ -122,7 +122,7 @@ BrokerAccess fallbackBroker(BrokerAccess access, const QString &text)
 {
     const int colon = text.lastIndexOf(QLatin1Char(':'));
     bool isNumber = false;
-    const int port = text.mid(colon + 1).toInt(&isNumber);
+    const int port = text.midRef(colon + 1).toInt(&isNumber);
     if (colon < 1 || !isNumber || port < 1 || port > 65535) {
         refuse(QStringLiteral("--fallback takes HOST:PORT, not '%1'").arg(text));
     }
@@ -202,7 +202,8 @@ NodeSettings NodeSettings::from(const Settings &all)
         access.clientId = QStringLiteral("tessel.%1.%2").arg(settings.group, settings.node);
     }
     settings.brokers.append(access);
-    for (const auto &text : given.list(QStringLiteral("fallback"))) {
+    const QStringList fallbacks = given.list(QStringLiteral("fallback"));
+    for (const auto &text : fallbacks) {
         settings.brokers.append(fallbackBroker(access, text));
     }
     for (const auto &section : all.sections()) {
