@@ -37,11 +37,9 @@ std::vector<Bytes> bytesOf(const QVector<ProcessSlot> &leaves)
     return all;
 }
 
+/// Of two that have a byte in common, which bits may share.
 bool collide(const Bytes &left, const Bytes &right)
 {
-    if (left.end <= right.begin || right.end <= left.begin) {
-        return false;
-    }
     return !left.isBit() || !right.isBit() || (left.leaf->mask & right.leaf->mask & 0xff) != 0;
 }
 
