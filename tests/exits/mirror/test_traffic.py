@@ -106,7 +106,7 @@ class Traffic(MirrorTest):
         return lambda: stat.read_text(encoding="ascii").rsplit(")", 1)[1].split()[0] == letter
 
     def continue_after_a_while(self):
-        """When the source has published a thousand sets more, or has ended: a busy machine takes long for these."""
+        """When the source has published a hundred sets more, or has ended: a busy machine takes long for these."""
         def swaps():
             key = self.plant.key
             listed = subprocess.run([os.environ["TESSEL_TOOL"], "regions", "--json"], capture_output=True,
@@ -114,7 +114,7 @@ class Traffic(MirrorTest):
             counts = [region["swapCount"] for region in json.loads(listed) if region["key"] == key]
             return counts[0] if counts and counts[0] is not None else float("inf")
         begin = swaps()
-        wait_until(lambda: swaps() > begin + 1000 or swaps() == float("inf"), "a thousand sets")
+        wait_until(lambda: swaps() > begin + 100 or swaps() == float("inf"), "a hundred sets")
         self.receiver.send_signal(signal.SIGCONT)
 
 
