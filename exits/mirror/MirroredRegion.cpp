@@ -196,10 +196,18 @@ bool MirroredRegion::showTimeout()
     return isShown;
 }
 
-void MirroredRegion::showDueTimeout()
+void MirroredRegion::lookAfter()
 {
     if (m_isTimeoutDue) {
         showTimeout();
+    }
+    if (!m_isTakenTold && m_inspection->getName() != RegionInspection::Name::Current) {
+        m_isTakenTold = true;
+        ServiceLog::error(
+            QStringLiteral("region '%1' was removed or made anew by another process: nobody who "
+                           "attaches now sees what is shown here; end this program, and start it "
+                           "again unless the other one goes on")
+                .arg(m_key));
     }
 }
 

@@ -38,8 +38,8 @@ public:
     bool show(const unsigned char *bytes, ByteOrder::Order order);
     /// All leaves at once. The same; what cannot be shown now is due.
     bool showTimeout();
-    /// Tries that again, unless something else was shown since.
-    void showDueTimeout();
+    /// Tries that again, unless something else was shown since; and tells if others have taken the region away.
+    void lookAfter();
     /// What was shown last, in place of what others have written since; with watchWrites() alone. The same.
     bool showAgain();
 
@@ -68,4 +68,5 @@ private:
     bool m_isHeldUp = false;     ///< somebody stayed inside the lock for long
     bool m_isTimeoutDue = false; ///< it could not be shown
     bool m_isUnpublishedTold = false;
+    bool m_isTakenTold = false;
 };

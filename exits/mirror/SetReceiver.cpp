@@ -95,7 +95,7 @@ SetReceiver::SetReceiver(const MirrorDomain &domain,
     connect(&m_reports, &QTimer::timeout, this, [this] {
         const std::lock_guard lock(m_mutex);
         for (const auto &mirror : m_mirrors) {
-            mirror->region->showDueTimeout();
+            mirror->region->lookAfter();
             report(*mirror);
         }
     });

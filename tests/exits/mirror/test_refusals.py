@@ -6,7 +6,7 @@ import signal
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, MirroredPlant, RawSource, wait_until
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, MirroredPlant, RawSource, tool, wait_until
 
 def run(*arguments):
     return subprocess.run([EXIT, *map(str, arguments)], capture_output=True, text=True, timeout=LONGEST, check=False)
@@ -73,6 +73,15 @@ class Refusals(MirrorTest):
         self.assertEqual(refused.returncode, 4)
         self.assertIn("give the mirror another key with --as", refused.stderr)
         self.assertEqual(self.plant.leaves(self.plant.file)["a/whole"], (5, "valid"))
+
+    def test_region_that_is_taken_away_is_told_of(self):
+        receiver = self.receive()
+        self.assertEqual(tool("rm", "--force", self.plant.mirror_key).returncode, 0)
+
+        words = f"error: region '{self.plant.mirror_key}' was removed or made anew by another process: "
+        wait_until(lambda: receiver.logged(words), "it is told of")
+        self.assertEqual(receiver.end(), 0)
+        self.assertEqual(receiver.log().count(words), 1)
 
     def test_other_layout_is_refused_with_its_first_leaf(self):
         receiver = self.receive()
