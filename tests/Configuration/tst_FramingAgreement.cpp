@@ -156,6 +156,7 @@ private Q_SLOTS:
     void elementsOfAnApplicationFrameThemselves_data();
     void elementsOfAnApplicationFrameThemselves();
     void neighboursOfOneShapeKeepTheirOwnValues();
+    void neighboursOfAnotherShapeKeepTheirOwnKeys();
     void anObjectThatIsNotEmptyKeepsWhatItHolds();
     void typeNamesAreThoseOfTheElement();
 };
@@ -285,6 +286,21 @@ void tst_FramingAgreement::neighboursOfOneShapeKeepTheirOwnValues()
     QCOMPARE(Parser().createJsonObject(root),
              (QJsonObject{{"type", "treenode"}, {"value", childs}}));
     QCOMPARE(Parser().createJsonObject(root->getLeaf("8")), row(8, ""));
+}
+
+/// One inside the other, as children come in any order. All of their texts are the same: only the keys differ.
+void tst_FramingAgreement::neighboursOfAnotherShapeKeepTheirOwnKeys()
+{
+    const QJsonObject bare{{"type", "treenode"}};
+    const QJsonObject named{{"type", "treenode"}, {"labelTextId", "name"}};
+    QJsonObject description{{"type", "string"}, {"value", "innermost"}};
+    for (QJsonObject node : {bare, bare, named, named, bare, bare}) {
+        node.insert("value", QJsonObject{{"child", description}});
+        description = node;
+    }
+    const Element root = Parser().createNode(description, "config.json");
+
+    QCOMPARE(Parser().createJsonObject(root), description);
 }
 
 void tst_FramingAgreement::anObjectThatIsNotEmptyKeepsWhatItHolds()

@@ -23,6 +23,24 @@ Base::BaseClassSharedPointer parse(const QByteArray &json)
     return ConfigurationAndProcessDataParser().parseFromByteArray(json, configurationPostfix);
 }
 
+/// A tree comes from a text, or from an object that somebody else has read.
+void addOrigins()
+{
+    QTest::addColumn<bool>("isObject");
+
+    QTest::newRow("text") << false;
+    QTest::newRow("object") << true;
+}
+
+Base::BaseClassSharedPointer make(const QByteArray &json, bool isObject)
+{
+    if (!isObject) {
+        return parse(json);
+    }
+    const QJsonObject object = QJsonDocument::fromJson(json).object();
+    return ConfigurationAndProcessDataParser().createNode(object, configurationPostfix);
+}
+
 QJsonObject withVersion(const QJsonValue &version)
 {
     return {{"type", "treenode"}, {"value", QJsonObject()}, {"schemeVersion", version}};
@@ -68,8 +86,11 @@ private Q_SLOTS:
     void versionIsAskedOfTheDocumentOnly();
     void versionIsReportedBeforeTheElements();
 
+    void changeOfALeafReachesEveryAncestor_data() { addOrigins(); }
     void changeOfALeafReachesEveryAncestor();
+    void signalWithArgumentsStaysAtTheLeaf_data() { addOrigins(); }
     void signalWithArgumentsStaysAtTheLeaf();
+    void changeOfANodeReachesItsAncestorsOnly_data() { addOrigins(); }
     void changeOfANodeReachesItsAncestorsOnly();
     void applicationCanSilenceAPartOfTheTree();
     void releasedRootReleasesTheTree();
@@ -192,10 +213,12 @@ void tst_ParserTrees::versionIsReportedBeforeTheElements()
 
 void tst_ParserTrees::changeOfALeafReachesEveryAncestor()
 {
-    const auto root = parse(R"({"type":"treenode","value":{
+    QFETCH(bool, isObject);
+    const auto root = make(R"({"type":"treenode","value":{
         "a":{"type":"treenode","value":{
             "b":{"type":"int32","value":1},"c":{"type":"int32","value":1}}},
-        "d":{"type":"treenode","value":{}}}})");
+        "d":{"type":"treenode","value":{}}}})",
+                           isObject);
     QVERIFY(!root.isNull());
     const auto leaf = root->getLeafConfigurationData("a/b");
     QSignalSpy atRoot(root.data(), QOverload<>::of(&Base::propertyChanged));
@@ -217,9 +240,11 @@ void tst_ParserTrees::changeOfALeafReachesEveryAncestor()
 
 void tst_ParserTrees::signalWithArgumentsStaysAtTheLeaf()
 {
+    QFETCH(bool, isObject);
     using WithArguments = void (Base::*)(const QString &, const QVariant &);
     const WithArguments withArguments = &Base::propertyChanged;
-    const auto root = parse(R"({"type":"treenode","value":{"a":{"type":"int32","value":1}}})");
+    const auto root = make(R"({"type":"treenode","value":{"a":{"type":"int32","value":1}}})",
+                           isObject);
     QVERIFY(!root.isNull());
     const auto leaf = root->getLeafConfigurationData("a");
     QSignalSpy atRoot(root.data(), withArguments);
@@ -233,8 +258,10 @@ void tst_ParserTrees::signalWithArgumentsStaysAtTheLeaf()
 
 void tst_ParserTrees::changeOfANodeReachesItsAncestorsOnly()
 {
-    const auto root = parse(R"({"type":"treenode","value":{"a":{"type":"treenode","unit":"m",
-        "value":{"b":{"type":"int32","value":1}}}}})");
+    QFETCH(bool, isObject);
+    const auto root = make(R"({"type":"treenode","value":{"a":{"type":"treenode","unit":"m",
+        "value":{"b":{"type":"int32","value":1}}}}})",
+                           isObject);
     QVERIFY(!root.isNull());
     QSignalSpy atRoot(root.data(), QOverload<>::of(&Base::propertyChanged));
     QSignalSpy atLeaf(root->getLeaf("a/b").data(), QOverload<>::of(&Base::propertyChanged));
