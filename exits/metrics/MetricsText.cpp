@@ -178,7 +178,8 @@ MetricsForm formAccepted(const QByteArray &accept)
     double open = 0;
     double plain = 0;
     int closest = 0;
-    for (const auto &piece : accept.split(',')) {
+    const QList<QByteArray> pieces = accept.split(',');
+    for (const auto &piece : pieces) {
         const MediaRange range = rangeOf(piece);
         if (range.type == "application/openmetrics-text") {
             if (range.version.isEmpty() || range.version == "1.0.0") {

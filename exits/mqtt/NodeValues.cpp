@@ -52,7 +52,8 @@ Payload NodeValues::birthOf(const QString &device)
     Payload payload;
     const quint64 time = timeOfSet();
     const qint64 now = this->now();
-    for (const int i : m_leavesOf.value(device)) {
+    const QVector<int> leaves = m_leavesOf.value(device);
+    for (const int i : leaves) {
         const FollowedLeaf &leaf = m_follower.leaves()[i];
         const ProcessValue value = m_follower.value(i);
         Metric metric = LeafMetric::birthOf(leaf, value, time);
@@ -141,7 +142,8 @@ Payload NodeValues::newsOf(const QString &device, qint64 now, QVector<int> &told
 {
     Payload payload;
     const quint64 time = timeOfSet();
-    for (const int i : m_leavesOf.value(device)) {
+    const QVector<int> leaves = m_leavesOf.value(device);
+    for (const int i : leaves) {
         const ProcessValue value = m_follower.value(i);
         const auto due = m_reported[i].dueTime(value);
         if (!due) {
@@ -172,7 +174,8 @@ quint64 NodeValues::timeOfSet() const
 void NodeValues::takeDevices()
 {
     m_devices.clear();
-    for (const auto &device : m_follower.devices()) {
+    const QStringList devices = m_follower.devices();
+    for (const auto &device : devices) {
         const QString problem = TopicName::problemOf(device);
         if (problem.isEmpty()) {
             m_devices.append(device);

@@ -21,7 +21,8 @@ QByteArray valueJson(const QVariant &value)
 {
     QVector<QByteArray> items;
     if (value.userType() == QMetaType::QVariantList) {
-        for (const QVariant &item : value.toList()) {
+        const QVariantList list = value.toList();
+        for (const QVariant &item : list) {
             items.append(valueJson(item));
         }
         return JsonText::array(items);

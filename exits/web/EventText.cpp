@@ -8,7 +8,8 @@ QByteArray EventText::event(const char *name, const QByteArray &data)
     text += name;
     text += '\n';
     // A line end inside would begin another field.
-    for (const auto &line : data.split('\n')) {
+    const QList<QByteArray> lines = data.split('\n');
+    for (const auto &line : lines) {
         text += "data: " + line + '\n';
     }
     return text + '\n';

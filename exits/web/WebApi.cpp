@@ -29,7 +29,8 @@ bool isReading(const HttpRequest &request)
 HttpResponse tagged(const HttpRequest &request, HttpResponse response, const QByteArray &tag)
 {
     response.headers.append({"ETag", tag});
-    for (const auto &known : request.header("If-None-Match").split(',')) {
+    const QList<QByteArray> allKnown = request.header("If-None-Match").split(',');
+    for (const auto &known : allKnown) {
         const QByteArray name = known.trimmed();
         if (name == tag || name == "W/" + tag || name == "*") {
             response.status = 304;

@@ -65,7 +65,8 @@ void collect(const BaseClassSharedPointer &node, const QString &prefix,
              SourceDescription &description, QVector<ProcessDataValueSharedPointer> &elements)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : ChildrenInOrder::keys(children)) {
+    const QStringList keys = ChildrenInOrder::keys(children);
+    for (const auto &key : keys) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
         if (const auto leaf = qSharedPointerDynamicCast<ProcessDataValue>(child)) {
