@@ -55,6 +55,33 @@ void addLeafRow(Table &table, const QString &condition, const Leaf &leaf, const 
                   stateName(value.getErrorType())});
 }
 
+void addConditionRows(Table &table, const Expectation &expectation,
+                      const ExpectationOutcome &outcome, const FailedCondition &each)
+{
+    const Expression &expression = expectation.expression();
+    const Condition &condition = expression.conditions[each.condition];
+    const QString text = (each.isNegated ? QStringLiteral("not ") : QString())
+                         + textOf(expression, condition);
+    const Answer wished = each.isNegated ? Answer::No : Answer::Yes;
+    const QVector<int> leaves = expectation.leavesFor(each.condition, wished, outcome.set);
+    const QVector<int> shown = leaves.mid(0, mostRows);
+    for (const int leaf : shown) {
+        addLeafRow(table, text, expectation.leaves()[leaf], outcome.set.values[leaf]);
+    }
+    if (leaves.size() > mostRows) {
+        table.addRow({text, QStringLiteral("... and %1 more").arg(leaves.size() - mostRows)});
+    }
+    if (speaksOfAge(condition)) {
+        table.addRow({text, QStringLiteral("age"),
+                      outcome.set.age ? milliseconds(*outcome.set.age) : QString(),
+                      QStringLiteral("ms"),
+                      outcome.set.age ? QString() : QStringLiteral("unknown")});
+    }
+    if (leaves.isEmpty() && !speaksOfAge(condition)) {
+        table.addRow({text});
+    }
+}
+
 QString conditionJson(const Expectation &expectation, const ExpectationOutcome &outcome, int index,
                       const QVector<FailedCondition> &failed)
 {
@@ -94,26 +121,7 @@ QString expectationTable(const Expectation &expectation, const ExpectationOutcom
         return {};
     }
     for (const auto &each : failed) {
-        const Condition &condition = expression.conditions[each.condition];
-        const QString text = (each.isNegated ? QStringLiteral("not ") : QString())
-                             + textOf(expression, condition);
-        const Answer wished = each.isNegated ? Answer::No : Answer::Yes;
-        const QVector<int> leaves = expectation.leavesFor(each.condition, wished, outcome.set);
-        for (const int leaf : leaves.mid(0, mostRows)) {
-            addLeafRow(table, text, expectation.leaves()[leaf], outcome.set.values[leaf]);
-        }
-        if (leaves.size() > mostRows) {
-            table.addRow({text, QStringLiteral("... and %1 more").arg(leaves.size() - mostRows)});
-        }
-        if (speaksOfAge(condition)) {
-            table.addRow({text, QStringLiteral("age"),
-                          outcome.set.age ? milliseconds(*outcome.set.age) : QString(),
-                          QStringLiteral("ms"),
-                          outcome.set.age ? QString() : QStringLiteral("unknown")});
-        }
-        if (leaves.isEmpty() && !speaksOfAge(condition)) {
-            table.addRow({text});
-        }
+        addConditionRows(table, expectation, outcome, each);
     }
     return table.lines().join(QLatin1Char('\n')) + QLatin1Char('\n');
 }
