@@ -144,7 +144,8 @@ QSet<QByteArray> WebSettings::hostNames() const
     if (address.isLoopback()) {
         names += {"127.0.0.1", "::1"};
     }
-    for (const auto &host : hosts + QStringList{address.host()}) {
+    const QStringList all = hosts + QStringList{address.host()};
+    for (const auto &host : all) {
         names.insert(host.toLower().toUtf8());
     }
     names.remove({});
