@@ -156,7 +156,11 @@ template <std::size_t size>
 template <std::size_t size>
 [[gnu::always_inline]] inline typename Word<size>::Type loadAnywhere(const unsigned char *source)
 {
-    return isOnWords<size>(source) ? loadOnWords<size>(source) : loadInPieces<size>(source);
+    if constexpr (isAnyAddressOneAccess) {
+        return loadAtOnce<size>(source);
+    } else {
+        return isOnWords<size>(source) ? loadOnWords<size>(source) : loadInPieces<size>(source);
+    }
 }
 
 /// The half of a number that lies in front, and the one behind it.

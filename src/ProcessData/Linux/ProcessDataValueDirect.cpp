@@ -1,4 +1,5 @@
 #include "Companion/Exchange/OptimisticRead_p.h"
+#include "Companion/Exchange/SharedBytes_p.h"
 #include "ProcessData/Linux/NumberSlot_p.h"
 #include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessData/NumberVariant_p.h"
@@ -58,9 +59,11 @@ template <SlotForm form>
 {
     const OptimisticRead attempt(static_cast<const PingPongBufferHandler &>(*m_bufferHandler));
     const NumberSlot slot = directSlot(form);
-    if (!NumberSlots::isOnWords<form>(attempt.buffer(), slot)) {
-        getNumberInPieces<form>(value, keepValueOnError);
-        return;
+    if constexpr (!SharedBytes::isAnyAddressOneAccess) {
+        if (!NumberSlots::isOnWords<form>(attempt.buffer(), slot)) {
+            getNumberInPieces<form>(value, keepValueOnError);
+            return;
+        }
     }
     const auto reading = NumberSlots::load<form, SharedAlignment::Words>(attempt.buffer(), slot);
     if (!attempt.isReliable()) {
