@@ -98,7 +98,7 @@ void MirroredRegion::refuseRegionInUse() const
 
 /// What lies in the buffer before it is filled may be of somebody else who has not published it yet: it
 /// would be lost with the filling. It is published first and looked at.
-/// @p fill: gets the buffer, and fills all of it.
+/// @p fill: gets the buffer that is written into.
 template <typename Fill>
 bool MirroredRegion::publish(const Fill &fill)
 {
