@@ -39,12 +39,11 @@ private:
         for (quint32 number = 1; number < 200; ++number) {
             m_socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
             const QByteArray name = "tessel-mirror-test-" + QByteArray::number(number);
+            const auto length = static_cast<std::size_t>(name.size());
             sockaddr_un address{};
             address.sun_family = AF_UNIX;
-            std::memcpy(address.sun_path + 1, name.constData(),
-                        static_cast<std::size_t>(name.size()));
-            const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1
-                                                     + name.size());
+            std::memcpy(address.sun_path + 1, name.constData(), length);
+            const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + length);
             if (::bind(m_socket, reinterpret_cast<const sockaddr *>(&address), size) == 0) {
                 return number;
             }
