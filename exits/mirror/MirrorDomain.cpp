@@ -7,11 +7,15 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include <MirrorTopics.h>
 #include <dds/ddsrt/log.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -148,10 +152,38 @@ QString addressOf(dds_entity_t participants, const dds_guid_t &program)
     return address;
 }
 
+/// Where a socket of the engine finds no descriptor it ends the program while it takes back what it has begun: so many
+/// have to be free before it begins.
+void requireDescriptors(int domain)
+{
+    constexpr std::size_t enough = 32;
+    std::vector<int> held;
+    int error = 0;
+    while (held.size() < enough && error == 0) {
+        const int descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        if (descriptor < 0) {
+            error = errno;
+        } else {
+            held.push_back(descriptor);
+        }
+    }
+    for (const int descriptor : held) {
+        ::close(descriptor);
+    }
+    if (error != 0) {
+        throw Refusal{
+            ExitCode::NoAccess,
+            QStringLiteral("domain %1 cannot be joined: %2; its engine needs some %3 open files: "
+                           "allow more of them (ulimit -n, LimitNOFILE=)")
+                .arg(QString::number(domain), qt_error_string(error), QString::number(enough))};
+    }
+}
+
 } // namespace
 
 MirrorDomain::MirrorDomain(const DomainSettings &settings)
 {
+    requireDescriptors(settings.domain);
     EngineWords &words = EngineWords::instance();
     words.startKeeping();
     dds_set_log_sink(&EngineWords::take, nullptr);

@@ -8,8 +8,11 @@ import unittest
 
 from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, MirroredPlant, RawSource, tool, wait_until
 
-def run(*arguments):
-    return subprocess.run([EXIT, *map(str, arguments)], capture_output=True, text=True, timeout=LONGEST, check=False)
+
+def run(*arguments, limit=None):
+    """`limit`: of the open files."""
+    before = [] if limit is None else ["prlimit", f"--nofile={limit}"]
+    return subprocess.run([*before, EXIT, *map(str, arguments)], capture_output=True, text=True, timeout=LONGEST, check=False)
 
 
 class Refusals(MirrorTest):
@@ -54,6 +57,17 @@ class Refusals(MirrorTest):
         self.assertEqual(leaves["c/ratio"][1], "timeout")
         self.assertEqual(leaves["a/count"][1], "timeout")
         self.assertEqual(leaves["a/whole"], (0, "valid"))
+
+    def test_too_few_descriptors_for_the_engine_are_told(self):
+        for command in (["send", self.plant.file], ["receive", self.plant.file], ["status"]):
+            with self.subTest(command=command[0]):
+                refused = run(command[0], "--domain", self.domain.number, *command[1:], limit=20)
+
+                self.assertEqual(refused.returncode, 4)
+                self.assertEqual(
+                    refused.stderr,
+                    f"tessel-mirror {command[0]}: error: domain {self.domain.number} cannot be joined: Too many open files; "
+                    "its engine needs some 32 open files: allow more of them (ulimit -n, LimitNOFILE=)\n")
 
     def test_single_buffer_is_refused_by_both(self):
         self.change(lambda root: root.update(doubleBuffer=False))
