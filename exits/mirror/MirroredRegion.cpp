@@ -5,8 +5,6 @@
 #include "service/Refusal.h"
 #include "service/ServiceLog.h"
 
-#include <QElapsedTimer>
-
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -103,14 +101,11 @@ template <typename Fill>
 bool MirroredRegion::publish(const Fill &fill)
 {
     for (int round = 0; round < mostRounds; ++round) {
-        // The wait for the lock has an end, but is long: nobody waits for one stopped inside twice.
-        if (m_isHeldUp && isLockHeld()) {
+        // The wait for the lock has an end, but is long, and all other regions of this program would wait as well.
+        if (isLockHeld()) {
             return false;
         }
-        QElapsedTimer timer;
-        timer.start();
         ProcessDataWriteGuard guard(*m_manager);
-        m_isHeldUp = timer.hasExpired(mostLooksAtLock);
         unsigned char *const buffer = guard.isLocked() ? m_manager->getPointerWriteBuffer()
                                                        : nullptr;
         if (buffer == nullptr) {
@@ -135,12 +130,6 @@ bool MirroredRegion::publish(const Fill &fill)
         m_writes->look();
     }
     return false;
-}
-
-bool MirroredRegion::isFree() const
-{
-    const RegionLock::State state = m_inspection->getLock().state;
-    return state == RegionLock::State::Free || state == RegionLock::State::Kept;
 }
 
 /// Somebody is inside and stays there. Once he stayed for long he is not waited for, however often somebody asks.
@@ -179,8 +168,7 @@ bool MirroredRegion::showTimeout()
 {
     const LibraryReasons reasons;
     const ProcessValue timeout(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
-    // The others of this program are lost at the same time: they do not wait either.
-    const bool isShown = !isLockHeld() && publish([&](unsigned char *) {
+    const bool isShown = publish([&](unsigned char *) {
         for (const auto &leaf : std::as_const(m_tree.leaves)) {
             // One without a usable slot shows nothing at any time.
             leaf.element->setValueNoLock(timeout);

@@ -32,9 +32,8 @@ public:
     const QString &path() const { return m_path; }
     const SlotLayout &layout() const { return m_layout; }
 
-    /// Whether nobody is inside the lock of the region, for whom show() would wait.
-    bool isFree() const;
-    /// @p bytes: a whole buffer. False, with the reason in the log, if nobody sees it.
+    /// @p bytes: a whole buffer. False, with the reason in the log, if nobody sees it, as where somebody stays inside
+    /// the lock of the region: he is not waited for.
     bool show(const unsigned char *bytes, ByteOrder::Order order);
     /// All leaves at once. The same; what cannot be shown now is due.
     bool showTimeout();

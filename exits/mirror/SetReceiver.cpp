@@ -13,14 +13,11 @@
 
 namespace {
 
-/// Samples at a time; a region has one of each source.
 /// Who is refused is told of once, as long as there are not more of them.
 constexpr int mostRefused = 100;
 /// Looks for the layout of a refused source, and milliseconds between two.
 constexpr int mostLooks = 100;
 constexpr int lookInterval = 20;
-/// Milliseconds in which nobody stays inside a lock who was not stopped there.
-constexpr int longestHold = 20;
 /// Milliseconds from one report to the next.
 constexpr int reportInterval = 1000;
 
@@ -179,19 +176,12 @@ bool SetReceiver::showNext(const tessel_mirror_SourceSet &sample, const dds_samp
         return true;
     }
     if (!info.valid_data || info.instance_state != DDS_IST_ALIVE || !isOf(sample, mirror->identity)
-        || mirror->forwarder || (mirror->wasHeldUp && !mirror->region->isFree())) {
+        || mirror->forwarder) {
         return false;
     }
     const ReceivedSet set = received(sample, info, mirror->identity, {});
     switch (mirror->gate.take(set)) {
-    case SourceGate::Answer::Show: {
-        // A look at the lock takes longer than all the rest: only whoever was held up there looks first.
-        QElapsedTimer timer;
-        timer.start();
-        publish(*mirror, set);
-        mirror->wasHeldUp = timer.hasExpired(longestHold);
-        break;
-    }
+    case SourceGate::Answer::Show: publish(*mirror, set); break;
     case SourceGate::Answer::Keep: break;
     // The event loop gets the same answer once more.
     default: return false;

@@ -27,8 +27,9 @@ struct tessel_mirror_SourceSet;
 /// lost shows `timeout`. Belongs to the thread and the event loop of its maker.
 ///
 /// The next set of a source that is shown already is shown by the thread of the engine that has received it, so
-/// that nobody else has to wake up. All else waits for the event loop, and so does a set where that is at work, or
-/// where somebody was inside the lock of the mirror for long and still is.
+/// that nobody else has to wake up. All else waits for the event loop, and so does a set where that is at work.
+/// Neither waits for somebody who stays inside the lock of a mirror: a set that finds him there is shown when it
+/// comes again, which its source says each second.
 class SetReceiver : public QObject
 {
     Q_OBJECT
@@ -72,9 +73,7 @@ private:
         QString followed;    ///< the same of whom the gate follows, be it without a set
         QString trouble;     ///< what was told last of a source without a set
         QSet<QByteArray> refused;
-        QSet<QByteArray> asked; ///< for their layouts
-        bool wasHeldUp =
-            false; ///< a thread of the engine, by somebody inside the lock of the region
+        QSet<QByteArray> asked;  ///< for their layouts
         QElapsedTimer sinceSign; ///< of the source
         QTimer watchdog;         ///< looks at that; each sign would take the event loop
         std::unique_ptr<WriteForwarder> forwarder; ///< null: nothing is asked of the source
