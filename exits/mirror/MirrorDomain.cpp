@@ -154,7 +154,7 @@ QString addressOf(dds_entity_t participants, const dds_guid_t &program)
 
 /// Where a socket of the engine finds no descriptor it ends the program while it takes back what it has begun: so many
 /// have to be free before it begins.
-void requireDescriptors(int domain)
+void requireDescriptors(quint32 domain)
 {
     constexpr std::size_t enough = 32;
     std::vector<int> held;
