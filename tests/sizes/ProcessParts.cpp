@@ -138,14 +138,19 @@ void Parts::hold(const QStringList &words)
     }
     const Signals there;
     const Signals seen;
+    std::vector<pid_t> followers;
     for (int i = 0; i < words.constFirst().toInt(); ++i) {
-        startFollower(files.constFirst(), there, seen);
+        followers.push_back(startFollower(files.constFirst(), there, seen));
         there.take(1);
     }
     std::printf("holding\n");
     std::fflush(stdout);
-    // The followers end with this process, and its regions with its managers.
     waitForEnd();
+    // Before the regions go with their managers: whoever is killed last leaves the semaphores behind.
+    for (const pid_t follower : followers) {
+        kill(follower, SIGKILL);
+        waitpid(follower, nullptr, 0);
+    }
 }
 
 void Parts::processes(const QStringList &words)

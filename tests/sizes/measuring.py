@@ -2,6 +2,7 @@
 
 import ctypes
 import dataclasses
+import hashlib
 import os
 import re
 import resource
@@ -30,6 +31,17 @@ def end_with_parent():
     """In a child: it ends in order, and takes its regions along, should the script be killed."""
     set_parent_death_signal = 1
     ctypes.CDLL(None).prctl(set_parent_death_signal, signal.SIGTERM)
+
+
+def semaphore_key(key):
+    """The System V key of a region, as docs/memory-format.md has it, but for the one text whose sum is zero."""
+    return int.from_bytes(hashlib.sha256((key + "Semaphore").encode()).digest()[:4], "big")
+
+
+def semaphore_sets():
+    """The System V keys of all sets that are there."""
+    with open("/proc/sysvipc/sem", encoding="ascii") as sets:
+        return {int(line.split()[0]) & 0xFFFFFFFF for line in sets.readlines()[1:]}
 
 
 @dataclasses.dataclass

@@ -4,6 +4,7 @@ import argparse
 import contextlib
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -109,10 +110,22 @@ def chosen_cases(words):
     return [known[name] for name in words.case] or cases.CASES
 
 
-def remove_regions():
-    """Of parts that a signal has ended. No other program has names with the number of this process."""
-    for entry in pathlib.Path("/dev/shm").glob(f"{KEY}*SharedMemory"):
-        subprocess.run([cases.TOOL, "rm", "--force", entry.name.removesuffix("SharedMemory")], check=False,
+def keys_with_semaphores(folder):
+    """Of the descriptions that are still there."""
+    sets = measuring.semaphore_sets()
+    for file in folder.rglob("*.process.json"):
+        with open(file, "rb") as description:
+            named = re.search(rb'"keyProcessDataMemory":"([^"]*)"', description.read(300))
+        if named and measuring.semaphore_key(named[1].decode()) in sets:
+            yield named[1].decode()
+
+
+def remove_regions(folder):
+    """Of parts that a signal has ended, perhaps between the two ends of a region: of its memory and of its semaphores. No
+    other program has names with the number of this process."""
+    named = [entry.name.removesuffix("SharedMemory") for entry in pathlib.Path("/dev/shm").glob(f"{KEY}*SharedMemory")]
+    for key in {*named, *keys_with_semaphores(folder)}:
+        subprocess.run([cases.TOOL, "rm", "--force", key], check=False,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
@@ -159,7 +172,7 @@ def main():
     finally:
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             signal.signal(number, signal.SIG_IGN)
-        remove_regions()
+        remove_regions(folder)
         subprocess.run(["rm", "-rf", str(folder)], check=False)
     for fault in faults:
         print(f"script/sizes: {fault}", file=sys.stderr)

@@ -9,6 +9,7 @@ import tempfile
 import time
 import unittest
 
+import cases
 import measuring
 
 SCRIPT = pathlib.Path(__file__).with_name("sizes.py")
@@ -56,7 +57,11 @@ class Script(unittest.TestCase):
         return process
 
     def left(self, process):
-        return [*self.folder.iterdir(), *pathlib.Path("/dev/shm").glob(f"tesselSizes{process.pid}c*")]
+        keys = [f"tesselSizes{process.pid}c{case}{size}" for case in range(len(cases.CASES)) for size in "sl"]
+        keys += [f"{key}{number}r" for key in keys for number in range(200)]
+        sets = measuring.semaphore_sets()
+        return [*self.folder.iterdir(), *pathlib.Path("/dev/shm").glob(f"tesselSizes{process.pid}c*"),
+                *(key for key in keys if measuring.semaphore_key(key) in sets)]
 
     def test_all_cases_work_in_small_and_nothing_is_left(self):
         process = self.start("--scale", "0.0002")
