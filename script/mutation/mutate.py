@@ -12,6 +12,7 @@ import sys
 import time
 
 import building
+import listing
 import results
 import scanning
 import testing
@@ -62,6 +63,7 @@ class Run:
         self.own = set()  # tests that are built with the changes
         self.tests = []
         self.kills = {}
+        self.listing = listing.Listing(options.project, options.orders) if options.orders else None
 
     def find(self):
         options = self.options
@@ -158,7 +160,13 @@ class Run:
         )
 
     def judge(self, place):
-        """What became of the change, and by whom."""
+        """What became of the change, and by whom: what the tests let pass, the list of memory orders may not."""
+        result, more = self.judge_by_tests(place)
+        if result not in results.NOTICED and self.listing and self.listing.notices(place):
+            result = "listed"
+        return result, more
+
+    def judge_by_tests(self, place):
         tests = self.reaching(place)
         if not tests:
             return "unreached", {"reaching": 0}
@@ -211,7 +219,8 @@ class Run:
 
     def _so_far(self):
         found = [entry["result"] for entry in self.kept.by_id.values()]
-        return ", ".join(f"{found.count(word)} {word}" for word in ("killed", "timeout", "survived", "unreached"))
+        words = ("killed", "timeout", "listed", "survived", "unreached")
+        return ", ".join(f"{found.count(word)} {word}" for word in words)
 
     def _is_waiting(self, place):
         entry = self.kept.by_id.get(place.id)
@@ -277,6 +286,7 @@ def options_of(words):
     parser.add_argument("--work", required=True)
     parser.add_argument("--library", required=True)
     parser.add_argument("--equivalents", required=True)
+    parser.add_argument("--orders", default="")
     parser.add_argument("--folders", default=".*")
     parser.add_argument("--names", default="")
     parser.add_argument("--longest", type=number(1), default=30)

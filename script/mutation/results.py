@@ -6,7 +6,7 @@ import re
 import rewriting
 from scanning import room_of
 
-NOTICED = ("killed", "timeout")
+NOTICED = ("killed", "timeout", "listed")
 
 
 class Results:
@@ -114,15 +114,15 @@ def as_entry(place):
 
 
 def count(chosen, results, equivalents):
-    """A row a room and one of all: changed, killed, survived, equivalent, unreached, open."""
+    """A row a room and one of all: changed, killed, listed, survived, equivalent, unreached, open."""
     rows = {}
     survivors = []
-    columns = ("changes", "killed", "survived", "equivalent", "unreached", "open")
+    columns = ("changes", "killed", "listed", "survived", "equivalent", "unreached", "open")
     for place in chosen:
         entry = results.by_id.get(place.id)
         reason = equivalents.reason(place)
         if entry is not None and entry["result"] in NOTICED:
-            state = "killed"
+            state = "listed" if entry["result"] == "listed" else "killed"
         elif reason is not None:
             state = "equivalent"
         elif entry is None:
@@ -138,13 +138,14 @@ def count(chosen, results, equivalents):
 
 
 def share(row):
-    """The killed ones among those that change anything, in per cent; None of nothing."""
-    judged = row["killed"] + row["survived"] + row["unreached"]
-    return 100 * row["killed"] / judged if judged else None
+    """The killed and the listed ones among those that change anything, in per cent; None of nothing."""
+    noticed = row["killed"] + row["listed"]
+    judged = noticed + row["survived"] + row["unreached"]
+    return 100 * noticed / judged if judged else None
 
 
 def table(rows):
-    titles = ["room", "changes", "killed", "survived", "equivalent", "unreached", "open", "share"]
+    titles = ["room", "changes", "killed", "listed", "survived", "equivalent", "unreached", "open", "share"]
     lines = [titles]
     for room in [*sorted(r for r in rows if r != "all"), "all"]:
         row = rows[room]

@@ -84,6 +84,11 @@ def _guarded(source, span, prefixes):
     return text
 
 
+def changed(source, place):
+    """@p source (bytes) as if it had been written with the one change."""
+    return source[: place.start] + place.text.encode() + source[place.end :]
+
+
 def shown(source, place):
     """The change as the lines of a diff."""
     first = source.rfind(b"\n", 0, place.start) + 1

@@ -43,7 +43,8 @@ class Mutate(unittest.TestCase):
     def words(cls, *words):
         return [
             sys.executable, "-B", PROGRAM, "--project", cls.project, "--tests", cls.build, "--work", cls.work,
-            "--library", "Planted", "--equivalents", cls.equivalents, "--jobs", "2", *words,
+            "--library", "Planted", "--equivalents", cls.equivalents, "--jobs", "2",
+            "--orders", "orders.py", *words,
         ]  # fmt: skip
 
     @classmethod
@@ -95,6 +96,33 @@ class Mutate(unittest.TestCase):
     def test_a_place_that_no_test_reaches_is_told(self):
         self.assertEqual(self.result("isForgotten", "value == 4711 -> value != 4711"), "unreached")
 
+    def test_an_order_that_no_test_notices_is_given_to_the_list(self):
+        """Only fences and orders are: whatever else the list would have noticed, the tests have to."""
+        listed = {change for (_, change), entry in self.entries.items() if entry["result"] == "listed"}
+        self.assertEqual(
+            listed,
+            {
+                "std::atomic_thread_fence(std::memory_order_seq_cst); -> ;",
+                "std::atomic_thread_fence(std::memory_order_seq_cst) -> "
+                "std::atomic_thread_fence(std::memory_order_relaxed)",
+                "published.store(sum, std::memory_order_release) -> published.store(sum, std::memory_order_relaxed)",
+            },
+        )
+        self.assertEqual(
+            self.result("everyKind", "published.store(sum, std::memory_order_release); -> ;"), "unreached"
+        )
+        self.assertEqual(self.row(self.all.stdout, "all")[2], "3")
+
+    def test_a_list_that_is_not_of_these_sources_is_told(self):
+        listed = f"{self.project}/docs/orders.txt"
+        with open(listed, encoding="utf-8") as file:
+            before = file.read()
+        self.addCleanup(lambda: self._write(listed, before))
+        self._write(listed, "memory_order_release\n")
+        told = self.run_with("--entry", self.entries["magnitude", "value < 0 -> value <= 0"]["id"])
+        self.assertEqual(told.returncode, 2)
+        self.assertEqual(told.stderr, "script/mutate: orders.py fails without any change; look at what it says\n")
+
     def test_every_kind_of_change_is_found(self):
         for kind, change in (
             ("condition", "isWanted -> !(isWanted)"),
@@ -137,9 +165,12 @@ class Mutate(unittest.TestCase):
 
     def test_the_exit_code_tells_that_too_much_survived(self):
         self.assertEqual(self.all.returncode, 1, self.all.stderr)
-        changes, killed, survived, equivalent, unreached, waiting, *_ = self.row(self.all.stdout, "Forgotten")
+        changes, killed, listed, survived, equivalent, unreached, waiting, part, _ = self.row(
+            self.all.stdout, "Forgotten"
+        )
         self.assertEqual((killed, survived, equivalent, waiting), ("0", "0", "0", "0"))
-        self.assertEqual(changes, unreached)
+        self.assertEqual(int(changes), int(unreached) + int(listed))
+        self.assertEqual(part, f"{100 * int(listed) / int(changes):.1f}")
 
     def test_the_same_seed_chooses_the_same(self):
         work = f"{self.folder.name}/again"
@@ -162,8 +193,8 @@ class Mutate(unittest.TestCase):
         self.write_equivalents(f"# seen\n\n{entry} of nothing there is\n  one sign only\n")
         told = self.run_with("--resume")
         after = self.row(told.stdout, "Limits")
-        self.assertEqual(int(after[2]), int(before[2]) - 1)
-        self.assertEqual(int(after[3]), 1)
+        self.assertEqual(int(after[3]), int(before[3]) - 1)
+        self.assertEqual(int(after[4]), 1)
         self.assertIn("+    return value <= 0 ? -value : value;\n", self.all.stdout)
         self.assertNotIn("+    return value <= 0 ? -value : value;\n", told.stdout)
 
@@ -171,7 +202,7 @@ class Mutate(unittest.TestCase):
         entry = self.entry_of("magnitude", "value < 0 -> value <= 0").rstrip() + " seen\n"
         self.write_equivalents(re.sub(r"^text: .*$", "text: 01234567", entry, flags=re.M))
         told = self.run_with("--resume")
-        self.assertEqual(self.row(told.stdout, "Limits")[3], "0")
+        self.assertEqual(self.row(told.stdout, "Limits")[4], "0")
         self.assertIn("magnitude is another one since somebody looked at: value < 0 -> value <= 0\n", told.stdout)
 
     def test_an_entry_without_a_reason_is_refused(self):
