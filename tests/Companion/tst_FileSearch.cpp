@@ -48,6 +48,8 @@ private Q_SLOTS:
     void loopOfLinksEnds();
     void linkToItselfIsPassedOver();
     void directoryReachedTwiceIsSearchedAtItsOwnPlace();
+    void hiddenDirectoryIsSearchedUnderItsLink();
+    void nameWithADotInItIsNotHidden();
     void directoryOutsideIsSearchedUnderItsFirstName();
     void directoriesThatLinkToEachOtherAreSearchedOnce();
     void linkAsStartIsFollowed();
@@ -428,6 +430,29 @@ void tst_FileSearch::directoryReachedTwiceIsSearchedAtItsOwnPlace()
     QCOMPARE(found(), QStringList{QStringLiteral("real/a.process.json")});
 
     COMPARE_LOG(log, passedOver(QStringLiteral("first")), passedOver(QStringLiteral("zlast")));
+}
+
+/// No walk comes to it but by the link.
+void tst_FileSearch::hiddenDirectoryIsSearchedUnderItsLink()
+{
+    makeFile(QStringLiteral(".hidden/a.process.json"));
+    makeLink(QStringLiteral("link"), QStringLiteral(".hidden"));
+    LogCapture log;
+
+    QCOMPARE(found(), QStringList{QStringLiteral("link/a.process.json")});
+
+    QVERIFY(log.take().isEmpty());
+}
+
+void tst_FileSearch::nameWithADotInItIsNotHidden()
+{
+    makeFile(QStringLiteral("r.l/a.process.json"));
+    makeLink(QStringLiteral("first"), QStringLiteral("r.l"));
+    LogCapture log;
+
+    QCOMPARE(found(), QStringList{QStringLiteral("r.l/a.process.json")});
+
+    COMPARE_LOG(log, passedOver(QStringLiteral("first")));
 }
 
 void tst_FileSearch::directoryOutsideIsSearchedUnderItsFirstName()
