@@ -68,6 +68,7 @@ private Q_SLOTS:
     void wholeTreeIsTheSameVariant();
     void wholeTreeIsTheSameJsonValue_data() { wholeTreeIsTheSameVariant_data(); }
     void wholeTreeIsTheSameJsonValue();
+    void everyMemberIsTheSameJsonValue();
     void memberIsFoundByItsKey_data();
     void memberIsFoundByItsKey();
     void missingMemberIsNoValue();
@@ -320,6 +321,23 @@ void tst_JsonText::wholeTreeIsTheSameJsonValue()
 
     QCOMPARE(text.root().toJsonValue(),
              document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object()));
+}
+
+/// What is no list and no object is not given to the toolkit's parser.
+void tst_JsonText::everyMemberIsTheSameJsonValue()
+{
+    [[maybe_unused]] const ToolkitLeaks leaks;
+    const QByteArray json =
+        R"({"b":true,"d":0.5,"f":false,"i":7,"l":[1],"n":null,"o":{"a":-1},"t":"x"})";
+    const QJsonObject object = toolkitDocument(json).object();
+    JsonText text;
+    QVERIFY(text.read(json));
+
+    int members = 0;
+    for (JsonText::Members member(text.root()); member.isValid(); member.next(), ++members) {
+        QCOMPARE(member.value().toJsonValue(), object.value(member.key().toString()));
+    }
+    QCOMPARE(members, 8);
 }
 
 void tst_JsonText::memberIsFoundByItsKey_data()

@@ -5,6 +5,8 @@
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -34,6 +36,13 @@ LogLine notWritten(const QString &path)
     return warning("Not a regular file and not written: \"" + path + '"');
 }
 
+int openDescriptors()
+{
+    return QDir(QStringLiteral("/proc/self/fd"))
+        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+        .size();
+}
+
 bool isFifo(const QString &path)
 {
     struct stat status = {};
@@ -54,6 +63,7 @@ private Q_SLOTS:
     void parserReadsNothingElse_data();
     void parserReadsNothingElse();
     void parserReadsThroughALinkToAFile();
+    void parserOpensAFileOnceWhateverFailedBefore();
     void parserWaitsForTheHolderOfALease();
     void managerReadsNothingElse();
     void folderDescriptionIsReadFromNothingElse();
@@ -121,6 +131,20 @@ void tst_RegularFiles::parserReadsThroughALinkToAFile()
 
     QCOMPARE(log.take(), QList<LogLine>());
     QCOMPARE(root->getProperty("value"), QVariant("X"));
+}
+
+/// The reason of a former failure is none of this file's: a second descriptor of it would stay open.
+void tst_RegularFiles::parserOpensAFileOnceWhateverFailedBefore()
+{
+    writeFile("a.config.json", leaf("X"));
+    QVERIFY(!ConfigurationAndProcessDataParser().parseFromFile("a.config.json").isNull());
+    const int before = openDescriptors();
+
+    errno = EWOULDBLOCK;
+    const auto root = ConfigurationAndProcessDataParser().parseFromFile("a.config.json");
+
+    QVERIFY(!root.isNull());
+    QCOMPARE(openDescriptors(), before);
 }
 
 void tst_RegularFiles::parserWaitsForTheHolderOfALease()
