@@ -34,6 +34,7 @@ class tst_SetNotes : public QObject
 
 private Q_SLOTS:
     void setNotesOfManyHandlersAreAllKept();
+    void setNotesOfOlderHandlersAreFoundBehindThoseOfYoungerOnes();
     void setNoteIsTakenOnce();
     void setsOfHandlersThatAreGoneDoNotFillTheMemory();
     void bareWriteLeavesASetOfItsEpochAlone();
@@ -54,6 +55,20 @@ void tst_SetNotes::setNotesOfManyHandlersAreAllKept()
         QCOMPARE(LockNotes::setNote(*handler).kind, Kind::Finished);
         QCOMPARE(LockNotes::takeSetNote(*handler).epoch, *handler + 7);
         LockNotes::forget(*handler);
+    }
+}
+
+/// A thread may write through the handler first that was made last.
+void tst_SetNotes::setNotesOfOlderHandlersAreFoundBehindThoseOfYoungerOnes()
+{
+    const std::vector<quint64> handlers = newHandlers(300);
+    std::for_each(handlers.crbegin(), handlers.crend(),
+                  [](quint64 handler) { LockNotes::noteSet(handler, finishedIn(handler + 7)); });
+
+    for (const quint64 handler : handlers) {
+        QCOMPARE(LockNotes::setNote(handler).kind, Kind::Finished);
+        QCOMPARE(LockNotes::takeSetNote(handler).epoch, handler + 7);
+        LockNotes::forget(handler);
     }
 }
 
