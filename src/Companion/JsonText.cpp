@@ -88,7 +88,8 @@ void JsonText::clear()
     m_text.clear();
     m_entries.clear();
     if (m_entries.capacity() > mostEntries) {
-        m_entries = {};
+        // An empty list in braces would be copied into the block.
+        m_entries = std::vector<Entry>();
     }
 }
 

@@ -1,4 +1,5 @@
 #include "Companion/JsonText_p.h"
+#include "support/HeapWatch.h"
 #include "support/JsonAnswers.h"
 #include "support/ToolkitDocument.h"
 
@@ -47,6 +48,22 @@ QStringList toolkitMembersOf(const QByteArray &json)
     return members;
 }
 
+/// So many zeros.
+QByteArray arrayOf(int count)
+{
+    return '[' + QByteArray("0,").repeated(count - 1) + "0]";
+}
+
+/// What reading @p bytes takes from the heap where @p text had read them before and was cleared.
+qint64 bytesTakenAgain(JsonText &text, const QByteArray &bytes)
+{
+    text.read(bytes);
+    text.clear();
+    const HeapWatch heap;
+    text.read(bytes);
+    return heap.takenBytes();
+}
+
 } // namespace
 
 class tst_JsonText : public QObject
@@ -69,6 +86,8 @@ private Q_SLOTS:
     void wholeTreeIsTheSameJsonValue_data() { wholeTreeIsTheSameVariant_data(); }
     void wholeTreeIsTheSameJsonValue();
     void everyMemberIsTheSameJsonValue();
+    void partIsTheSameJsonValue_data();
+    void partIsTheSameJsonValue();
     void memberIsFoundByItsKey_data();
     void memberIsFoundByItsKey();
     void missingMemberIsNoValue();
@@ -77,6 +96,8 @@ private Q_SLOTS:
     void nextTextTakesThePlaceOfTheFormer();
     void brokenTextAfterAGoodOneIsRefused();
     void clearedTextIsNotHeld();
+    void clearedTextKeepsASmallBlock();
+    void clearedTextGivesALargeBlockBack();
 };
 
 void tst_JsonText::numberIsAnIntegerOrADouble_data()
@@ -340,6 +361,47 @@ void tst_JsonText::everyMemberIsTheSameJsonValue()
     QCOMPARE(members, 8);
 }
 
+void tst_JsonText::partIsTheSameJsonValue_data()
+{
+    QTest::addColumn<QByteArray>("part");
+    QTest::addColumn<QJsonValue>("value");
+
+    const auto row = [](const char *name, const QByteArray &part, const QJsonValue &value) {
+        QTest::newRow(name) << part << value;
+    };
+    row("null", "null", QJsonValue::Null);
+    row("true", "true", true);
+    row("false", "false", false);
+    row("integer", "-7", -7);
+    row("large integer", "9007199254740993", Q_INT64_C(9007199254740993));
+    row("fraction", "0.25", 0.25);
+    row("text", R"("bar")", QStringLiteral("bar"));
+    row("text of other characters", "\"\xc3\xbc\"", QString(QChar(0xfc)));
+    row("escaped text", R"("a\"b\u00fc")", QStringLiteral("a\"b") + QChar(0xfc));
+    row("mark in front, which each copy drops",
+        "\"\xef\xbb\xbf"
+        "a\"",
+        QStringLiteral("a"));
+    row("array", "[1,[2]]", QJsonArray{1, QJsonArray{2}});
+    row("object", R"({"a":{"b":null}})", QJsonObject{{"a", QJsonObject{{"b", QJsonValue::Null}}}});
+}
+
+/// With something on each side, which is no part of it.
+void tst_JsonText::partIsTheSameJsonValue()
+{
+    QFETCH(QByteArray, part);
+    QFETCH(QJsonValue, value);
+    const QByteArray bytes = R"({"a":[0],"b":)" + part + R"(,"c":{"b":1}})";
+    JsonText text;
+    QVERIFY(text.read(bytes));
+
+    const QJsonValue found = text.root().member(QLatin1String("b")).toJsonValue();
+
+    QCOMPARE(found.type(), value.type());
+    QCOMPARE(found.toVariant(), value.toVariant());
+    QCOMPARE(found, toolkitDocument(bytes).object().value("b"));
+}
+
 void tst_JsonText::memberIsFoundByItsKey_data()
 {
     QTest::addColumn<QByteArray>("json");
@@ -439,6 +501,32 @@ void tst_JsonText::clearedTextIsNotHeld()
     QVERIFY(bytes.isDetached());
     QVERIFY(text.read("[3]"));
     QCOMPARE(text.root().toVariant(), QVariant(QVariantList{qint64(3)}));
+}
+
+void tst_JsonText::clearedTextKeepsASmallBlock()
+{
+    if (!HeapWatch::canWatch()) {
+        QSKIP("the sanitizer has a heap of its own");
+    }
+    JsonText text;
+
+    QCOMPARE(bytesTakenAgain(text, arrayOf(100000)), qint64{0});
+
+    QCOMPARE(text.root().toVariant().toList().size(), 100000);
+}
+
+/// Of one large text among many, the room would be held as long as the small ones are read.
+void tst_JsonText::clearedTextGivesALargeBlockBack()
+{
+    if (!HeapWatch::canWatch()) {
+        QSKIP("the sanitizer has a heap of its own");
+    }
+    constexpr int count = 300000;
+    JsonText text;
+
+    QVERIFY(bytesTakenAgain(text, arrayOf(count)) >= count * qint64{sizeof(JsonText::Entry)});
+
+    QCOMPARE(text.root().toVariant().toList().size(), count);
 }
 
 QTEST_APPLESS_MAIN(tst_JsonText)
