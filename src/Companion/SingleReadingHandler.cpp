@@ -17,9 +17,6 @@ bool SingleReadingHandler::isRefused() const
 
 BufferHandlerInterface::BufferPointer SingleReadingHandler::lockForRead()
 {
-    if (m_buffer == nullptr) {
-        return nullptr;
-    }
     const std::optional<ReadLockNote> outer = LockNotes::newest(m_number);
     if (outer) {
         LockNotes::add({m_number, m_buffer, 0, outer->depth + 1, outer->holdsSemaphore});

@@ -12,6 +12,7 @@
 class SingleReadingHandler : public SingleBufferHandler
 {
 public:
+    /// The memory is there: nobody makes one of these without.
     SingleReadingHandler(unsigned char *buffer, unsigned int size, const QString &semaphoreKey);
 
     /// Whether there are semaphores that this process may not use: no read would be reliable. The log
