@@ -2,6 +2,8 @@
 #include "ProcessDataManagement/ProcessDataBufferHandler.h"
 #include "support/ResourceLimit.h"
 
+#include <thread>
+
 #include <sys/sem.h>
 
 using namespace ProcessDataDefinitions;
@@ -23,6 +25,19 @@ bool setMode(const SemaphoreSet &set, unsigned short mode)
     return semctl(set.id(), 0, IPC_SET, argument) == 0;
 }
 
+/// The handler that a manager makes over @p memory; null if the memory cannot be had.
+BufferHandlerInterface::HandlerSharedPointer readingHandler(const ReadPlant &plant,
+                                                            SharedMemory &memory)
+{
+    memory.setKey(plant.segment.name());
+    if (!memory.attach(SharedMemory::ReadOnly)) {
+        return {};
+    }
+    return ProcessDataBufferHandler(false).initBufferHandler(
+        ProcessDataBufferHandler::InitTypeBufferAttach, plant.key + QStringLiteral("Semaphore"), 24,
+        memory);
+}
+
 } // namespace
 
 /// Who reads alone needs semaphores for a single buffer alone, and makes none.
@@ -37,6 +52,7 @@ private Q_SLOTS:
     void semaphoresThatComeDuringAReadHaveItRepeated();
     void readIsRefusedWhereNobodyCanTellWhoseSemaphoresThereAre();
     void readEndsUnreliablyWhereNobodyCanTellWhoseSemaphoresThereAre();
+    void readFailsWhileAnotherThreadHoldsTheFormerSemaphores();
     void semaphoresThatMayNotBeAlteredAreRefused_data();
     void semaphoresThatMayNotBeAlteredAreRefused();
 };
@@ -149,6 +165,34 @@ void tst_ReadingSemaphores::readEndsUnreliablyWhereNobodyCanTellWhoseSemaphoresT
     QVERIFY(repeat);
 }
 
+/// That thread would give its place back to the new ones. It holds them longer than anybody waits.
+void tst_ReadingSemaphores::readFailsWhileAnotherThreadHoldsTheFormerSemaphores()
+{
+    const ReadPlant plant(false);
+    const LiveRegion creator(plant);
+    SharedMemory memory;
+    const auto handler = readingHandler(plant, memory);
+    QVERIFY(handler);
+    BufferHandlerInterface::BufferPointer buffer = handler->lockForRead();
+    QVERIFY(buffer != nullptr);
+    QCOMPARE(plant.semaphores.readers(), 1);
+    QVERIFY(plant.semaphores.remove());
+    const LiveRegion writer(plant, attach);
+
+    BufferHandlerInterface::BufferPointer other = buffer;
+    std::thread([&handler, &other] { other = handler->lockForRead(); }).join();
+
+    QVERIFY(other == nullptr);
+    QCOMPARE(plant.semaphores.readers(), 0);
+    bool repeat = false;
+    QVERIFY(handler->unlockForRead(buffer, repeat));
+    buffer = handler->lockForRead();
+    QVERIFY(buffer != nullptr);
+    QCOMPARE(plant.semaphores.readers(), 1);
+    QVERIFY(handler->unlockForRead(buffer, repeat));
+    QVERIFY(!repeat);
+}
+
 void tst_ReadingSemaphores::semaphoresThatMayNotBeAlteredAreRefused_data()
 {
     QTest::addColumn<int>("mode");
@@ -179,11 +223,7 @@ void tst_ReadingSemaphores::semaphoresThatMayNotBeAlteredAreRefused()
         // What guards the memory is made all the same.
         const LogCapture log;
         SharedMemory memory;
-        memory.setKey(plant.segment.name());
-        CHILD_VERIFY(memory.attach(SharedMemory::ReadOnly));
-        const auto handler = ProcessDataBufferHandler(false).initBufferHandler(
-            ProcessDataBufferHandler::InitTypeBufferAttach, plant.key + QStringLiteral("Semaphore"),
-            24, memory);
+        const auto handler = readingHandler(plant, memory);
         CHILD_VERIFY(handler && handler->lockForRead() == nullptr);
         return 0;
     });
