@@ -82,6 +82,7 @@ private Q_SLOTS:
     void changeUnderOneNameIsRefused();
     void nothingIsWrittenBeforeTheRefusal();
     void differenceBelowTwoDirectoriesIsRefused();
+    void nameBelowWhatTheTreeHasNotIsNoDifference();
     void sameChangeUnderBothNamesIsWrittenOnce();
     void nextWriteSucceedsAsWell();
     void messagesOfTheTextComeOnce_data();
@@ -181,6 +182,22 @@ void tst_FilesOfTwoNames::differenceBelowTwoDirectoriesIsRefused()
 
     QCOMPARE(log.take().first(), different("base/top/m.config.json", "base/top/one/x.config.json"));
     QCOMPARE(readFile("base/top/m.config.json"), stampable("former"));
+}
+
+/// The write ends at the directory without a node, and not at the file below it.
+void tst_FilesOfTwoNames::nameBelowWhatTheTreeHasNotIsNoDifference()
+{
+    const auto root = parsedTop();
+    writeFile("base/top/later/folder.json", "{}");
+    writeFile("base/top/later/still/folder.json", "{}");
+    makeLink("base/top/later/still/x.config.json", "../../m.config.json");
+    const auto states = statesBelow(".");
+    LogCapture log;
+
+    QVERIFY(!write(root));
+
+    QVERIFY(!toText(log.take()).contains("under two names"));
+    QVERIFY(statesBelow(".") == states);
 }
 
 void tst_FilesOfTwoNames::sameChangeUnderBothNamesIsWrittenOnce()

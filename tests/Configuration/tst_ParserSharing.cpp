@@ -58,6 +58,7 @@ private Q_SLOTS:
     void init();
 
     void elementsOfADescriptionAreAsIfMadeAlone();
+    void elementsOfManyGroupsAreAsIfMadeAlone();
     void keysAndRepeatedTextsAreSharedWithinADescription();
     void keysOfChildrenAreSharedBetweenNodes();
     void textsAreSharedBetweenTheFilesOfADirectory();
@@ -99,6 +100,39 @@ void tst_ParserSharing::elementsOfADescriptionAreAsIfMadeAlone()
             return;
         }
     }
+}
+
+/// More groups than the values are remembered of that their elements have in common.
+void tst_ParserSharing::elementsOfManyGroupsAreAsIfMadeAlone()
+{
+    constexpr int groups = 40;
+    constexpr int leavesInEach = 16;
+    QJsonObject children;
+    for (int group = 0; group < groups; ++group) {
+        const QString name = QStringLiteral("group%1").arg(group, 2, 10, QLatin1Char('0'));
+        QJsonObject leaves;
+        for (int i = 0; i < leavesInEach; ++i) {
+            leaves.insert(QString::number(i), QJsonObject{{"type", "int32"},
+                                                          {"one", name + QLatin1Char('1')},
+                                                          {"other", name + QLatin1Char('2')},
+                                                          {"third", group},
+                                                          {"own", 100 * group + i}});
+        }
+        children.insert(name, QJsonObject{{"type", "treenode"}, {"value", leaves}});
+    }
+    // The first one once more, when it has long been forgotten.
+    children.insert("last", children.value("group00"));
+    const QJsonObject description{{"type", "treenode"}, {"value", children}};
+
+    const Element root = Parser().createNode(description, "config.json");
+
+    QVERIFY(!root.isNull());
+    compareWithLoneElements(root, description);
+    // A value that others have as well is changed for one alone.
+    root->getLeaf("group00/3")->setProperty("other", "changed");
+    QCOMPARE(root->getLeaf("group00/3")->getProperty("other"), QVariant("changed"));
+    QCOMPARE(root->getLeaf("group00/4")->getProperty("other"), QVariant("group002"));
+    QCOMPARE(root->getLeaf("last/3")->getProperty("other"), QVariant("group002"));
 }
 
 void tst_ParserSharing::keysAndRepeatedTextsAreSharedWithinADescription()

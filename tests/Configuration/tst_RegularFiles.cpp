@@ -4,6 +4,7 @@
 #include "ProcessDataManagement/ProcessDataManager.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
+#include "support/ResourceLimit.h"
 
 #include <cerrno>
 
@@ -65,6 +66,7 @@ private Q_SLOTS:
     void parserReadsThroughALinkToAFile();
     void parserOpensAFileOnceWhateverFailedBefore();
     void parserWaitsForTheHolderOfALease();
+    void parserIsRefusedWhatTheSystemWillNotOpen();
     void managerReadsNothingElse();
     void folderDescriptionIsReadFromNothingElse();
     void instanceIsReadFromNothingElse();
@@ -177,6 +179,25 @@ void tst_RegularFiles::parserWaitsForTheHolderOfALease()
     QVERIFY(!root.isNull());
     QCOMPARE(root->getProperty("value"), QVariant("X"));
     QCOMPARE(holder.waitForExit(), 0);
+}
+
+/// Though it is known to be a file.
+void tst_RegularFiles::parserIsRefusedWhatTheSystemWillNotOpen()
+{
+    writeFile("a.config.json", leaf("X"));
+    LogCapture log;
+    ConfigurationAndProcessDataParser parser;
+    Base::BaseClassSharedPointer root;
+
+    {
+        const ResourceLimit noDescriptors(RLIMIT_NOFILE, 0);
+        root = parser.parseFromFile("a.config.json");
+    }
+
+    COMPARE_LOG(log,
+                warning(R"(Can't open file  "a.config.json"  IO Error:  "Too many open files")"));
+    QVERIFY(root.isNull());
+    QVERIFY(!parser.parseFromFile("a.config.json").isNull());
 }
 
 void tst_RegularFiles::managerReadsNothingElse()
