@@ -1,5 +1,7 @@
 #include "InspectedRegion.h"
 #include "support/ChildProcess.h"
+#include "support/HeapWatch.h"
+#include "support/ResourceLimit.h"
 
 #include <limits>
 
@@ -35,6 +37,17 @@ QByteArray allBytes(const RegionInspection &region)
     return bytes;
 }
 
+/// In bytes, of this process.
+rlim_t usedAddresses()
+{
+    QFile sizes(QStringLiteral("/proc/self/statm"));
+    if (!sizes.open(QIODevice::ReadOnly)) {
+        qFatal("no sizes of this process");
+    }
+    const qulonglong pages = sizes.readAll().split(' ').first().toULongLong();
+    return static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+}
+
 } // namespace
 
 /// Where an inspection takes bytes from, and where it takes none.
@@ -52,6 +65,7 @@ private Q_SLOTS:
     void bufferSizeIsThatOfOneMoment();
     void descriptionWithoutLeavesShowsNothing();
     void valueThatNoMemoryCanHoldIsNotShown();
+    void valueForWhichNoMemoryIsLeftIsNotShown();
 };
 
 void tst_RegionBytes::regionOfAnotherKindOrSizeShowsNoBytes_data()
@@ -194,6 +208,30 @@ void tst_RegionBytes::valueThatNoMemoryCanHoldIsNotShown()
     QVERIFY(region.getBufferSize() == quint32{most});
     QCOMPARE(region.getValueBytes(QStringLiteral("a"), Buffer::First), QByteArray());
     QCOMPARE(region.getValueBytes(QStringLiteral("b"), Buffer::First), QByteArray(4, '\0'));
+}
+
+/// As one that the region has room for and this process has not.
+void tst_RegionBytes::valueForWhichNoMemoryIsLeftIsNotShown()
+{
+    if (!HeapWatch::canWatch()) {
+        QSKIP("the sanitizer has a heap of its own, and ends a program for which it has no room");
+    }
+    constexpr int size = 128 * 1024 * 1024;
+    TwoNumbers description(false);
+    description.size = size;
+    SlotDescription large = int32Slot(0);
+    large.sizeValue = size;
+    description.leaves.insert(QStringLiteral("a"), large);
+    QVERIFY(description.segment.makeSparse(size));
+    const RegionInspection region = description.inspectDescribed();
+
+    {
+        const ResourceLimit little(RLIMIT_AS, usedAddresses() + size / 4);
+        QCOMPARE(region.getValueBytes(QStringLiteral("a"), Buffer::First), QByteArray());
+        QCOMPARE(region.getValueBytes(QStringLiteral("b"), Buffer::First), QByteArray(4, '\0'));
+    }
+
+    QCOMPARE(region.getValueBytes(QStringLiteral("a"), Buffer::First).size(), size);
 }
 
 QTEST_GUILESS_MAIN(tst_RegionBytes)

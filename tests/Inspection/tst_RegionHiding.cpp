@@ -108,6 +108,7 @@ private Q_SLOTS:
     void lookThatIsShownAPartIsNotComplete_data();
     void lookThatIsShownAPartIsNotComplete();
     void lookWithoutMainThreadIsComplete();
+    void lookWhereGroupsHaveOtherNumbersIsNotComplete();
     void creatorThatIsNotShownIsUnknown();
     void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown_data();
     void creatorOfAnotherNamespaceThatMayBeHiddenIsUnknown();
@@ -173,6 +174,24 @@ void tst_RegionHiding::lookWithoutMainThreadIsComplete()
     });
 
     COMPARE_EXIT(child.waitForExit(), "the right to mount /proc");
+}
+
+/// The number of the group that is told may belong to another one there.
+void tst_RegionHiding::lookWhereGroupsHaveOtherNumbersIsNotComplete()
+{
+    ChildProcess child(inNamespace([] {
+        if (!mountProcesses("hidepid=2,gid=65534")) {
+            return ChildProcess::sm_cannotTry;
+        }
+        return inFork([] {
+            // No group has a number of its own in it: all have that one.
+            return unshare(CLONE_NEWUSER) == 0 && getegid() == 65534 ? look(false)
+                                                                     : ChildProcess::sm_cannotTry;
+        });
+    }));
+
+    COMPARE_EXIT(child.waitForExit(),
+                 "the right to mount /proc with that option and to make a namespace of users");
 }
 
 /// It may be told a signal and is not to be seen all the same.

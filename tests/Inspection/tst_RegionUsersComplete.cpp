@@ -18,6 +18,8 @@ namespace {
 int tableError = 0;
 /// But of this process as the system says in any case.
 bool isOwnTableShown = false;
+/// Whether the table that tells how /proc is mounted can be opened.
+bool isMountTableShown = true;
 
 constexpr int noStart = -1;
 /// Which attempt to read the start of this process finds no descriptor, and how many there were.
@@ -42,6 +44,9 @@ int errorOf(const std::string &path)
 {
     if (isTable(path)) {
         return tableError;
+    }
+    if (!isMountTableShown && path == "/proc/thread-self/mountinfo") {
+        return ENOENT;
     }
     const bool isStart = refusedStart != noStart && path == ownFile("stat");
     return isStart && startsBefore++ == refusedStart ? EMFILE : 0;
@@ -89,6 +94,7 @@ private Q_SLOTS:
     void lookIsCompleteWithoutWhatHasEnded();
     void lookWithoutAUserWhoseStartIsNotToBeHadIsNotComplete_data();
     void lookWithoutAUserWhoseStartIsNotToBeHadIsNotComplete();
+    void lookWhereNothingTellsWhoIsHiddenIsNotComplete();
     void lookFromANamespaceBelowIsNotComplete();
 };
 
@@ -147,6 +153,20 @@ void tst_RegionUsersComplete::lookWithoutAUserWhoseStartIsNotToBeHadIsNotComplet
     isOwnTableShown = false;
     QVERIFY(startsBefore > refused);
     QCOMPARE(users.getUsersOf(region).size(), 0);
+    QVERIFY(!users.isComplete());
+}
+
+void tst_RegionUsersComplete::lookWhereNothingTellsWhoIsHiddenIsNotComplete()
+{
+    // Whatever the processes do that happen to be there.
+    tableError = ENOENT;
+    QCOMPARE(RegionUsers().isComplete(), isInFirstNamespace());
+    isMountTableShown = false;
+
+    const RegionUsers users;
+
+    isMountTableShown = true;
+    tableError = 0;
     QVERIFY(!users.isComplete());
 }
 
