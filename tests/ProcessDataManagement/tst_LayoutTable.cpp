@@ -1,7 +1,10 @@
+#include "Configuration/ConfigurationAndProcessDataTreeNode.h"
+#include "ProcessData/Linux/ProcessDataValue.h"
 #include "ProcessDataManagement/LayoutTable_p.h"
 #include "ProcessDataManagement/LayoutTrees.h"
 #include "support/HeapWatch.h"
 
+#include <QHash>
 #include <QtTest>
 
 // The leaves of a layout in little room: the same ones, in the same order, each found by its URL.
@@ -42,6 +45,47 @@ QJsonObject nodesOf(int count, int leavesInEach)
     return nodes;
 }
 
+/// Answers in its own way, whatever its description says.
+class OwnLeaf : public ProcessDataValue
+{
+public:
+    using ProcessDataValue::ProcessDataValue;
+
+    QVariant getProperty(const QString &key) const override
+    {
+        static const QHash<QString, QVariant> answers{
+            {QStringLiteral("type"), QStringLiteral("own")},
+            {QStringLiteral("offsetSharedMemory"), 41},
+            {QStringLiteral("sizeValue"), 42},
+            {QStringLiteral("relativeOffsetMetadata"), 43},
+            {QStringLiteral("sizeMetadata"), 44},
+            {QStringLiteral("bitmask"), 45}};
+        return answers.value(key);
+    }
+};
+
+/// A child of this name cannot be parsed.
+class NodeWithGap : public ConfigurationAndProcessDataTreeNode
+{
+public:
+    explicit NodeWithGap(const QString &name)
+        : ConfigurationAndProcessDataTreeNode(nodeOf({}), nullptr)
+    {
+        m_childs.insert(name, {});
+    }
+};
+
+QSharedPointer<ConfigurationAndProcessDataTreeNode> asNode(const Root &root)
+{
+    return root.dynamicCast<ConfigurationAndProcessDataTreeNode>();
+}
+
+/// With a leaf whose name upsets the order of the walk, or without.
+Root rootWith(bool hasSlashes)
+{
+    return parse({{hasSlashes ? QStringLiteral("z/z") : QStringLiteral("z"), leafAt(8)}});
+}
+
 } // namespace
 
 class tst_LayoutTable : public QObject
@@ -56,6 +100,11 @@ private Q_SLOTS:
     void eachLeafIsFoundByItsUrl();
     void whatIsNoLeafIsNotFound_data();
     void whatIsNoLeafIsNotFound();
+    void leafOfAnotherClassIsAskedItself_data() { allLeavesAreGivenInOrder_data(); }
+    void leafOfAnotherClassIsAskedItself();
+    void leafWithoutATypeHasAnEmptyOne();
+    void missingChildIsPassedOver_data() { allLeavesAreGivenInOrder_data(); }
+    void missingChildIsPassedOver();
     void nothingOfTheTreeIsKept();
     void aLeafTakesLittleRoom();
 };
@@ -139,6 +188,50 @@ void tst_LayoutTable::whatIsNoLeafIsNotFound()
                {QStringLiteral("o"), leafAt(12)}}));
 
     QVERIFY(!table.find(url));
+}
+
+void tst_LayoutTable::leafOfAnotherClassIsAskedItself()
+{
+    QFETCH(bool, hasSlashes);
+    const Root root = rootWith(hasSlashes);
+    asNode(root)->addElement(QStringLiteral("a"),
+                             QSharedPointer<OwnLeaf>::create(leafAt(4), nullptr));
+
+    const std::vector<LayoutLeaf> leaves = leavesIn(LayoutTable(root));
+
+    QCOMPARE(leaves.size(), std::size_t{2});
+    QVERIFY(isSame(leaves[0], {"a", "own", 41, 42, 43, 44, 45}));
+    QVERIFY(isSame(leaves[1], {hasSlashes ? "z/z" : "z", "int32", 8, 4, 0, 0, 0}));
+}
+
+void tst_LayoutTable::leafWithoutATypeHasAnEmptyOne()
+{
+    const Root root = rootWith(false);
+    QJsonObject leaf = leafAt(4);
+    leaf.remove(QStringLiteral("type"));
+    asNode(root)->addElement(QStringLiteral("a"),
+                             QSharedPointer<ProcessDataValue>::create(leaf, nullptr));
+
+    const std::vector<LayoutLeaf> leaves = leavesIn(LayoutTable(root));
+
+    QCOMPARE(leaves.size(), std::size_t{2});
+    QVERIFY(isSame(leaves[0], {"a", "", 4, 4, 0, 0, 0}));
+}
+
+void tst_LayoutTable::missingChildIsPassedOver()
+{
+    QFETCH(bool, hasSlashes);
+    const Root root = rootWith(hasSlashes);
+    const auto node = QSharedPointer<NodeWithGap>::create(QStringLiteral("gap"));
+    node->addElement(QStringLiteral("h"),
+                     QSharedPointer<ProcessDataValue>::create(leafAt(4), nullptr));
+    asNode(root)->addElement(QStringLiteral("node"), node);
+
+    const std::vector<LayoutLeaf> leaves = leavesIn(LayoutTable(root));
+
+    QCOMPARE(leaves.size(), std::size_t{2});
+    QVERIFY(isSame(leaves[0], {"node/h", "int32", 4, 4, 0, 0, 0}));
+    QVERIFY(isSame(leaves[1], {hasSlashes ? "z/z" : "z", "int32", 8, 4, 0, 0, 0}));
 }
 
 void tst_LayoutTable::nothingOfTheTreeIsKept()

@@ -1,3 +1,4 @@
+#include "Configuration/ConfigurationDataValue.h"
 #include "ProcessDataManagement/BuilderTrees.h"
 #include "ProcessDataManagement/ProcessDataBuilder.h"
 #include "support/LogCapture.h"
@@ -43,6 +44,7 @@ private Q_SLOTS:
     void leafWithoutOffsetIsRefused();
     void leafWithoutSizesIsRefused_data();
     void leafWithoutSizesIsRefused();
+    void leavesOfOtherClassesAreAskedForTheirSizes();
     void nodesOfOtherClassesGetWhatWasCollectedBefore();
     void absurdSizesWrapAround();
 };
@@ -272,6 +274,37 @@ void tst_ProcessDataBuilderDirectoryOffsets::leafWithoutSizesIsRefused()
     QCOMPARE(offsetOf(root, "a"), QVariant(8));
     QVERIFY(changed);
     QCOMPARE(end, 8);
+}
+
+/// Takes more room than its description says.
+class GrownLeaf : public ConfigurationDataValue
+{
+public:
+    using ConfigurationDataValue::ConfigurationDataValue;
+
+    QVariant getProperty(const QString &key) const override
+    {
+        return key == QLatin1String("sizeValue") ? QVariant(16)
+                                                 : ConfigurationDataValue::getProperty(key);
+    }
+};
+
+/// Though the description has the right offset already.
+void tst_ProcessDataBuilderDirectoryOffsets::leavesOfOtherClassesAreAskedForTheirSizes()
+{
+    const Root grown = QSharedPointer<GrownLeaf>::create(
+        QJsonDocument::fromJson(QJsonDocument(Description::leaf(1, 4, 4, 12)).toJson()).object(),
+        nullptr);
+    const Root next = parse(Description::leaf(2, 4, 4));
+    const auto root = QSharedPointer<NodeOfElements>::create(Base::ListElements{grown, next});
+    int end = untouched;
+    bool changed = false;
+
+    QVERIFY(ProcessDataBuilder().setOffsetFromSharedMemory(root, 12, end, changed));
+
+    QCOMPARE(grown->getProperty("offsetSharedMemory").toInt(), 12);
+    QCOMPARE(next->getProperty("offsetSharedMemory"), QVariant(32));
+    QCOMPARE(end, 40);
 }
 
 /// Which leaves it was given before its own, and all of which it drops.
