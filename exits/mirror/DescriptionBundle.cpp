@@ -162,5 +162,6 @@ QString DescriptionBundle::write(const QString &folder, const QString &key) cons
                 .arg(key, described)};
     }
     made.renameTo(target.filePath());
-    return pathIn(folder);
+    // Leads there as well where a folder in front of a `..` is not there.
+    return pathIn(QDir::cleanPath(folder));
 }

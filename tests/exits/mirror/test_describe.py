@@ -14,10 +14,10 @@ class Describe(MirrorTest):
     def send(self, path=None):
         return self.closed(Mirror("send", self.domain, "--lease", "20000", path or self.plant.file))
 
-    def fetch(self, *options, key=None):
+    def fetch(self, *options, key=None, folder=None):
         return subprocess.run(
             [EXIT, "receive", "--domain", str(self.domain.number), "--describe", key or self.plant.key,
-             "-o", str(self.copy), *options],
+             "-o", str(folder or self.copy), *options],
             capture_output=True, text=True, timeout=LONGEST, check=False)
 
     def test_fetched_description_is_that_of_the_source_and_is_mirrored_by(self):
@@ -47,6 +47,14 @@ class Describe(MirrorTest):
         files = sorted(str(file.relative_to(self.copy)) for file in self.copy.rglob("*") if file.is_file())
         self.assertEqual(files, ["inner/plant.process.json"])
         self.assertEqual((self.copy / files[0]).read_bytes(), content)
+
+    def test_path_leads_to_what_was_written(self):
+        self.send()
+
+        fetched = self.fetch("--watchdog", "30000", folder=self.plant.folder / "none" / ".." / "copy")
+
+        self.assertEqual((fetched.returncode, fetched.stdout), (0, f"{self.copy / self.plant.file.name}\n"))
+        self.assertTrue((self.copy / self.plant.file.name).is_file())
 
     def test_region_without_a_source_is_told_and_nothing_is_written(self):
         self.send()
