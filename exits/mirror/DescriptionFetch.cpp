@@ -56,10 +56,9 @@ std::optional<DescriptionBundle> take(dds_entity_t reader, const QString &key)
     return taken;
 }
 
-} // namespace
-
-QString fetchDescription(const MirrorDomain &domain, const QString &key, const QString &folder,
-                         int milliseconds)
+/// Empty if none came in time.
+std::optional<DescriptionBundle> await(const MirrorDomain &domain, const QString &key,
+                                       int milliseconds)
 {
     const dds_entity_t reader = domain.makeDescriptionReader();
     const dds_entity_t waitset = domain.makeWaitset({reader});
@@ -73,6 +72,18 @@ QString fetchDescription(const MirrorDomain &domain, const QString &key, const Q
     }
     dds_delete(waitset);
     dds_delete(reader);
+    return bundle;
+}
+
+} // namespace
+
+QString fetchDescription(const MirrorDomain &domain, const QString &key, const QString &folder,
+                         int milliseconds, const HeldEnd &held)
+{
+    const auto bundle = [&] {
+        const HeldEnd::Pause pause(held);
+        return await(domain, key, milliseconds);
+    }();
     if (!bundle) {
         throw Refusal{ExitCode::NotFound,
                       QStringLiteral("no source of region '%1' sent its description within %2 ms; "

@@ -201,9 +201,11 @@ int fetch(const Settings &settings)
                       QStringLiteral("--describe KEY and -o DIR go together, without a "
                                      "description")};
     }
+    // Before the threads of the engine, so that they leave the signals alone.
+    const HeldEnd held;
     const MirrorDomain domain(DomainSettings::from(group));
     const auto patience = static_cast<int>(group.number(QStringLiteral("watchdog")));
-    writeToStandardOutput(fetchDescription(domain, key, folder, patience).toUtf8() + '\n');
+    writeToStandardOutput(fetchDescription(domain, key, folder, patience, held).toUtf8() + '\n');
     return static_cast<int>(ExitCode::Done);
 }
 

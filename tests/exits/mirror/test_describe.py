@@ -1,9 +1,12 @@
 """A description that comes from its source: `receive --describe KEY -o DIR`."""
 
+import pathlib
+import shutil
+import signal
 import subprocess
 import unittest
 
-from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, wait_until
+from mirrors import EXIT, LONGEST, Creator, Mirror, MirrorTest, end_with_parent, wait_until
 
 
 class Describe(MirrorTest):
@@ -55,6 +58,55 @@ class Describe(MirrorTest):
 
         self.assertEqual((fetched.returncode, fetched.stdout), (0, f"{self.copy / self.plant.file.name}\n"))
         self.assertTrue((self.copy / self.plant.file.name).is_file())
+
+    def test_end_while_it_is_written_leaves_nothing_half_written(self):
+        folder = self.plant.folder / "device"
+        # So many that it is found while it is written.
+        for number in range(500):
+            (folder / f"part{number}").mkdir(parents=True)
+            (folder / f"part{number}" / "folder.json").write_text("{}", encoding="utf-8")
+        (folder / "plant.process.json").write_bytes(self.plant.file.read_bytes())
+        self.send(folder)
+
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(number), self.fetching() as fetching:
+                wait_until(lambda: self.made() or fetching.poll() is not None, "is written")
+                fetching.send_signal(number)
+
+                fetching.wait(timeout=LONGEST)
+
+                self.assertEqual(self.made(), [self.copy.name])
+                self.assertEqual(sum(1 for file in self.copy.rglob("*") if file.is_file()), 501)
+                shutil.rmtree(self.copy)
+
+    def test_end_while_it_waits_for_a_source_ends_it(self):
+        with self.fetching("--watchdog", "0", key="nobody") as fetching:
+            # No signal is held while it waits.
+            status = pathlib.Path(f"/proc/{fetching.pid}/status")
+            threads = pathlib.Path(f"/proc/{fetching.pid}/task")
+            wait_until(lambda: len(list(threads.iterdir())) > 1 and self.blocked(status) == 0, "waits")
+
+            fetching.send_signal(signal.SIGTERM)
+
+            self.assertEqual(fetching.wait(timeout=LONGEST), -signal.SIGTERM)
+        self.assertEqual(self.made(), [])
+
+    @staticmethod
+    def blocked(status):
+        lines = status.read_text(encoding="ascii").splitlines()
+        return next(int(line.split()[1], 16) for line in lines if line.startswith("SigBlk:"))
+
+    def made(self):
+        """What is there of the copy: itself, or the folder that becomes it."""
+        return [entry.name for entry in self.plant.folder.iterdir() if entry.name.lstrip(".").startswith("copy")]
+
+    def fetching(self, *options, key=None):
+        process = subprocess.Popen(
+            [EXIT, "receive", "--domain", str(self.domain.number), "--describe", key or self.plant.key,
+             "-o", str(self.copy), *options],
+            stdout=subprocess.DEVNULL, preexec_fn=end_with_parent)
+        self.addCleanup(process.kill)
+        return process
 
     def test_region_without_a_source_is_told_and_nothing_is_written(self):
         self.send()
