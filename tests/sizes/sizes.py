@@ -121,11 +121,13 @@ def keys_with_semaphores(folder):
 
 
 def remove_regions(folder):
-    """Of parts that a signal has ended, perhaps between the two ends of a region: of its memory and of its semaphores. No
-    other program has names with the number of this process."""
-    named = [entry.name.removesuffix("SharedMemory") for entry in pathlib.Path("/dev/shm").glob(f"{KEY}*SharedMemory")]
-    for key in {*named, *keys_with_semaphores(folder)}:
-        subprocess.run([cases.TOOL, "rm", "--force", key], check=False,
+    """Of parts that a signal has ended, perhaps while they made or removed one: the tool takes semaphores alone for
+    nobody's region. No other program has names with the number of this process."""
+    for entry in pathlib.Path("/dev/shm").glob(f"{KEY}*SharedMemory"):
+        subprocess.run([cases.TOOL, "rm", "--force", entry.name.removesuffix("SharedMemory")], check=False,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    for key in list(keys_with_semaphores(folder)):
+        subprocess.run(["ipcrm", "-S", hex(measuring.semaphore_key(key))], check=False,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
