@@ -174,7 +174,7 @@ class Judging(unittest.TestCase):
         test.reached = {7}
         run = mutate.Run.__new__(mutate.Run)
         run.tests, run.kills, run.unsteady = [test], {}, set()
-        run.runner = BusyRunner(usual, changed)
+        run.runner, run.listing = BusyRunner(usual, changed), None
         place = type("Place", (), {"number": 7, "file": "src/Room/Room.cpp"})
         return run.judge(place)[0]
 
