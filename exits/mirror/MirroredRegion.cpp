@@ -7,15 +7,15 @@
 
 #include <chrono>
 #include <cstring>
-#include <thread>
 #include <utility>
 
 namespace {
 
 /// Others who write without an end do not keep the source from being shown.
 constexpr int mostRounds = 8;
-/// Looks at a lock that is held, a millisecond apart. Who is at work inside leaves sooner.
-constexpr int mostLooksAtLock = 20;
+/// For the lock. Who is at work inside leaves sooner.
+constexpr std::chrono::milliseconds longestWait{20};
+constexpr std::chrono::milliseconds noWait{0};
 
 QString reasonOf(const LibraryReasons &reasons)
 {
@@ -101,14 +101,12 @@ template <typename Fill>
 bool MirroredRegion::publish(const Fill &fill)
 {
     for (int round = 0; round < mostRounds; ++round) {
-        // The wait for the lock has an end, but is long, and all other regions of this program would wait as well.
-        if (isLockHeld()) {
-            return false;
-        }
-        ProcessDataWriteGuard guard(*m_manager);
+        // All other regions of this program wait as well. Once somebody stayed inside he is not waited for.
+        ProcessDataWriteGuard guard(*m_manager, m_isHeldUp ? noWait : longestWait);
         unsigned char *const buffer = guard.isLocked() ? m_manager->getPointerWriteBuffer()
                                                        : nullptr;
-        if (buffer == nullptr) {
+        m_isHeldUp = buffer == nullptr;
+        if (m_isHeldUp) {
             return false;
         }
         const bool isLast = round + 1 == mostRounds;
@@ -116,12 +114,13 @@ bool MirroredRegion::publish(const Fill &fill)
         if (!isOther) {
             fill(buffer);
         }
-        if (!m_writes) {
-            return guard.publish();
-        }
-        // Inside the lock: behind it the published set could be another one already.
+        // Inside the lock: behind it the published set could be another one already, and somebody could be
+        // inside who stays there.
         if (!m_manager->swapReadAndWriteBuffer()) {
             return false;
+        }
+        if (!m_writes) {
+            return true;
         }
         if (!isOther) {
             m_writes->noteShown();
@@ -130,21 +129,6 @@ bool MirroredRegion::publish(const Fill &fill)
         m_writes->look();
     }
     return false;
-}
-
-/// Somebody is inside and stays there. Once he stayed for long he is not waited for, however often somebody asks.
-bool MirroredRegion::isLockHeld()
-{
-    const auto isHeldNow = [this] {
-        return m_inspection->getLock().state == RegionLock::State::Held;
-    };
-    bool isHeld = isHeldNow();
-    for (int looks = m_isHeldUp ? mostLooksAtLock : 1; isHeld && looks < mostLooksAtLock; ++looks) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        isHeld = isHeldNow();
-    }
-    m_isHeldUp = isHeld;
-    return isHeld;
 }
 
 bool MirroredRegion::show(const unsigned char *bytes, ByteOrder::Order order)

@@ -51,7 +51,6 @@ public:
 private:
     template <typename Fill>
     bool publish(const Fill &fill);
-    bool isLockHeld();
     void refuseLeavesWithoutState(const UrlChoice &withoutState) const;
     void refuseRegionInUse() const;
     void tellUnpublished(const LibraryReasons &reasons);

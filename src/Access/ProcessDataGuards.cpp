@@ -2,6 +2,7 @@
 
 #include "Access/ConsistentReading_p.h"
 #include "Companion/Exchange/Identity_p.h"
+#include "Companion/Exchange/LockWait_p.h"
 #include "ProcessDataManagement/ManagerAccess_p.h"
 
 #include <QDebug>
@@ -59,21 +60,35 @@ ProcessDataWriteGuard::ProcessDataWriteGuard(ProcessDataManager &manager)
     : m_manager(manager)
     , m_process(Identity::generation())
 {
-    QMutex &mutex = ManagerAccess::mutex(manager);
-    mutex.lock();
-    m_isNested = manager.getPointerWriteBuffer() != nullptr;
-    if (m_isNested) {
-        m_isLocked = true;
-        return;
-    }
-    manager.lockWriteBuffer();
-    mutex.unlock();
-    m_isLocked = !manager.isBufferValid() || manager.getPointerWriteBuffer() != nullptr;
+    lock();
+}
+
+ProcessDataWriteGuard::ProcessDataWriteGuard(ProcessDataManager &manager,
+                                             std::chrono::milliseconds longestWait)
+    : m_manager(manager)
+    , m_process(Identity::generation())
+{
+    const LockWait wait(longestWait);
+    lock();
 }
 
 ProcessDataWriteGuard::~ProcessDataWriteGuard()
 {
     unlock();
+}
+
+void ProcessDataWriteGuard::lock()
+{
+    QMutex &mutex = ManagerAccess::mutex(m_manager);
+    mutex.lock();
+    m_isNested = m_manager.getPointerWriteBuffer() != nullptr;
+    if (m_isNested) {
+        m_isLocked = true;
+        return;
+    }
+    m_manager.lockWriteBuffer();
+    mutex.unlock();
+    m_isLocked = !m_manager.isBufferValid() || m_manager.getPointerWriteBuffer() != nullptr;
 }
 
 bool ProcessDataWriteGuard::isLocked() const

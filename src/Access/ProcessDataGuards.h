@@ -4,6 +4,7 @@
 
 #include <QtGlobal>
 
+#include <chrono>
 #include <functional>
 
 class ProcessDataManager;
@@ -51,6 +52,11 @@ class TESSEL_EXPORT ProcessDataWriteGuard
 public:
     /// Takes the lock, waiting where ProcessDataManager::lockWriteBuffer() does.
     explicit ProcessDataWriteGuard(ProcessDataManager &manager);
+    /// The same, but waits no longer than @p longestWait for other processes that are inside, and not at all
+    /// where it is 0 or less; never longer than the other either. For whoever has something better to do
+    /// than to wait for a process that was stopped there. Threads that hold a lock of this very manager
+    /// are waited for until they leave.
+    ProcessDataWriteGuard(ProcessDataManager &manager, std::chrono::milliseconds longestWait);
     /// Ends the lock without publishing, if nothing else has ended it.
     ~ProcessDataWriteGuard();
 
@@ -64,6 +70,8 @@ public:
 
 private:
     Q_DISABLE_COPY(ProcessDataWriteGuard)
+
+    void lock();
 
     ProcessDataManager &m_manager;
     bool m_isNested = false;

@@ -3,6 +3,7 @@
 #include "Companion/Exchange/BufferLock_p.h"
 #include "Companion/Exchange/Identity_p.h"
 #include "Companion/Exchange/LockNotes_p.h"
+#include "Companion/Exchange/LockWait_p.h"
 #include "Companion/Exchange/OptimisticRead_p.h"
 #include "Companion/Exchange/SetWaiting_p.h"
 #include "Companion/Exchange/SharedBytes_p.h"
@@ -176,7 +177,7 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
     if (!isUsable()) {
         return nullptr;
     }
-    if (!lock(SystemVSemaphoreBaseClass::sm_lockWaitBound)) {
+    if (!lock(LockWait::bound())) {
         if (LockNotes::setNote(m_number).kind == SetNote::Kind::None) {
             noteNothingToPublish();
         }

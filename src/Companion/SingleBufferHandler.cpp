@@ -2,6 +2,7 @@
 
 #include "Companion/Exchange/BufferLock_p.h"
 #include "Companion/Exchange/LockNotes_p.h"
+#include "Companion/Exchange/LockWait_p.h"
 
 SingleBufferHandler::SingleBufferHandler(unsigned char *buffer,
                                          SystemVSemaphoreBaseClass::CreationType type,
@@ -64,9 +65,7 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForWrite()
         own = note->holdsSemaphore ? BufferLock::OwnReading::WithPlace
                                    : BufferLock::OwnReading::WithoutPlace;
     }
-    const bool isLocked = m_lock->lockAgainstReaders(own,
-                                                     SystemVSemaphoreBaseClass::sm_lockWaitBound);
-    return isLocked ? m_buffer : nullptr;
+    return m_lock->lockAgainstReaders(own, LockWait::bound()) ? m_buffer : nullptr;
 }
 
 bool SingleBufferHandler::unlockForWrite(BufferPointer buffer)

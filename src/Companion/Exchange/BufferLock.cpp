@@ -253,7 +253,9 @@ BufferLock::Outcome BufferLock::takeStepByStep(OwnReading own, std::chrono::mill
         readersGone[2] = {SemaphoreReaders, ownReaders, SEM_UNDO};
         count = 3;
     }
-    const Outcome emptied = operate(readersGone, count, std::max(left, Milliseconds(1)));
+    // What took the place took its time: one look more, unless nobody is to be waited for at all.
+    const Outcome emptied = operate(readersGone, count,
+                                    std::clamp(left, std::min(bound, Milliseconds(1)), bound));
     if (emptied != Outcome::Done) {
         giveBackExclusive();
     }
