@@ -1,90 +1,24 @@
-// What becomes of a set between two calls, and what the system refuses: other processes remove and make sets
-// while one opens them. The functions of the system library that open sets are replaced in this program.
-
 #include "support/LogCapture.h"
+#include "support/SemaphoreRefusals.h"
 #include "support/SemaphoreSet.h"
 
 #include <QCryptographicHash>
 #include <QtTest>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include <dlfcn.h>
-
 namespace {
 
+using namespace SemaphoreRefusals;
 using Semaphores = SystemVSemaphoreBaseClass;
 using Names = SemaphoreSet::Names;
 
 constexpr auto create = Semaphores::CreationTypeCreate;
 constexpr auto attach = Semaphores::CreationTypeAttach;
-constexpr auto join = Semaphores::CreationTypeJoin;
-
-/// Joins a set later, as the locks of a region do.
-class LaterJoiner : public Semaphores
-{
-public:
-    using Semaphores::joinAgain;
-    using Semaphores::Semaphores;
-};
-
-enum class Call { Make, Find, Status, Values, FillIn, Remove, Operate, Wait };
-
-/// Asked before each call: its errno if it is to be refused, otherwise 0. The calls that it makes itself are
-/// not told.
-std::function<int(Call)> refuse;
-int refusedCalls = 0;
-int pauses = 0;
-
-bool isRefused(Call call)
-{
-    if (!refuse) {
-        return false;
-    }
-    const auto asked = std::exchange(refuse, nullptr);
-    const int error = asked(call);
-    refuse = asked;
-    refusedCalls += error != 0 ? 1 : 0;
-    errno = error;
-    return error != 0;
-}
-
-/// Refuses so many of these calls, and no more.
-void refuseFirst(Call refused, int error, int times = 1)
-{
-    refuse = [refused, error, times](Call call) mutable {
-        return call == refused && times-- > 0 ? error : 0;
-    };
-}
-
-/// Ends what is refused, and says how often it was.
-int takeRefusedCalls()
-{
-    refuse = nullptr;
-    return std::exchange(refusedCalls, 0);
-}
-
-template <class Function>
-Function original(const char *name)
-{
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-Call callOf(int command)
-{
-    switch (command) {
-    case IPC_STAT: return Call::Status;
-    case GETALL: return Call::Values;
-    case SETALL: return Call::FillIn;
-    default: return Call::Remove;
-    }
-}
 
 QString newKey()
 {
@@ -104,65 +38,9 @@ LogLine belongsToOthers(const QString &key)
                        .arg(Semaphores::systemVKey(key)));
 }
 
-LogLine missingRights(const QString &key, int error)
-{
-    return warning(
-        QStringLiteral(
-            "Can't join the semaphores of \"%1\" \"%2\" , and without them a single buffer "
-            "cannot be read reliably: run as a user who may alter them (ipcs -s shows "
-            "owner and mode).")
-            .arg(key, systemText(error)));
-}
-
 } // namespace
 
-#define REPLACED extern "C" Q_DECL_EXPORT
-
-REPLACED int semget(key_t key, int count, int flags) noexcept
-{
-    if (isRefused((flags & IPC_CREAT) != 0 ? Call::Make : Call::Find)) {
-        return -1;
-    }
-    return original<int (*)(key_t, int, int)>("semget")(key, count, flags);
-}
-
-REPLACED int semctl(int id, int number, int command, ...) noexcept
-{
-    va_list arguments;
-    va_start(arguments, command);
-    void *const argument = va_arg(arguments, void *);
-    va_end(arguments);
-    const bool isOfOpening = command == IPC_STAT || command == GETALL || command == SETALL
-                             || command == IPC_RMID;
-    if (isOfOpening && isRefused(callOf(command))) {
-        return -1;
-    }
-    return original<int (*)(int, int, int, ...)>("semctl")(id, number, command, argument);
-}
-
-REPLACED int semop(int id, sembuf *operations, size_t count) noexcept
-{
-    if (isRefused(Call::Operate)) {
-        return -1;
-    }
-    return original<int (*)(int, sembuf *, size_t)>("semop")(id, operations, count);
-}
-
-REPLACED int semtimedop(int id, sembuf *operations, size_t count, const timespec *bound) noexcept
-{
-    if (isRefused(Call::Wait)) {
-        return -1;
-    }
-    return original<int (*)(int, sembuf *, size_t, const timespec *)>("semtimedop")(id, operations,
-                                                                                    count, bound);
-}
-
-REPLACED int nanosleep(const timespec * /*time*/, timespec * /*left*/)
-{
-    ++pauses;
-    return 0;
-}
-
+/// What makes and opens sets, and leaves them again, while others come between and the system refuses calls.
 class tst_SemaphoreRefusals : public QObject
 {
     Q_OBJECT
@@ -178,32 +56,12 @@ private Q_SLOTS:
     void creatorThatMayNotRemoveTheSetLeavesAStoppedWriterItsLock();
     void setThatSomebodyElseRemovesFirstIsReplaced();
     void interruptedWaitForTheFormerWriterGoesOn();
-    void joinerWithoutASetGoesOnWithoutOne();
-    void joinerLeavesAnUnfinishedSetAlone();
-    void joinerTriesAgainIfTheSetGoes_data();
-    void joinerTriesAgainIfTheSetGoes();
-    void joinerIsToldWhatItMayNotDo_data();
-    void joinerIsToldWhatItMayNotDo();
-    void joinsLaterWhereThatIsWanted();
-    void leavesAgainWhereJoiningIsNotWantedAnyMore();
-    void closedSetIsNotJoinedLater();
     void lastUserButOneThatLeavesMeanwhileLeavesTheSetToGo();
     void userWhoseSetIsGoneEndsQuietly();
     void fingerprintHasNoZero();
-    void init();
-    void cleanup();
+    void init() { forget(); }
+    void cleanup() { refuse = nullptr; }
 };
-
-void tst_SemaphoreRefusals::init()
-{
-    pauses = 0;
-    refusedCalls = 0;
-}
-
-void tst_SemaphoreRefusals::cleanup()
-{
-    refuse = nullptr;
-}
 
 void tst_SemaphoreRefusals::setThatIsReplacedMeanwhileIsOpenedAnew_data()
 {
@@ -409,136 +267,6 @@ void tst_SemaphoreRefusals::interruptedWaitForTheFormerWriterGoesOn()
     QVERIFY(set.id() != id);
     COMPARE_LOG(log);
 }
-
-void tst_SemaphoreRefusals::joinerWithoutASetGoesOnWithoutOne()
-{
-    const SemaphoreSet set(newKey());
-    LogCapture log;
-
-    const Semaphores joiner(set.key(), join);
-
-    QVERIFY(!joiner.isValid());
-    QVERIFY(!set.exists());
-    QCOMPARE(pauses, 0);
-    COMPARE_LOG(log);
-}
-
-void tst_SemaphoreRefusals::joinerLeavesAnUnfinishedSetAlone()
-{
-    const SemaphoreSet set(newKey());
-    const int unfinished = set.make(std::vector<unsigned short>(Names::SemaphoreCount, 0));
-    QVERIFY(unfinished >= 0);
-    LogCapture log;
-
-    const Semaphores joiner(set.key(), join);
-
-    QVERIFY(!joiner.isValid());
-    QCOMPARE(set.id(), unfinished);
-    QCOMPARE(set.users(), 0);
-    QCOMPARE(pauses, 98);
-    COMPARE_LOG(log);
-}
-
-void tst_SemaphoreRefusals::joinerTriesAgainIfTheSetGoes_data()
-{
-    QTest::addColumn<int>("call");
-    QTest::newRow("before it is looked at") << static_cast<int>(Call::Values);
-    QTest::newRow("before it is joined") << static_cast<int>(Call::Operate);
-}
-
-void tst_SemaphoreRefusals::joinerTriesAgainIfTheSetGoes()
-{
-    QFETCH(int, call);
-    const SemaphoreSet set(newKey());
-    const Semaphores first(set.key(), attach);
-    LogCapture log;
-    refuseFirst(static_cast<Call>(call), EIDRM, 3);
-
-    const Semaphores joiner(set.key(), join);
-
-    QCOMPARE(takeRefusedCalls(), 3);
-    QVERIFY(joiner.isValid());
-    QCOMPARE(set.users(), 2);
-    QCOMPARE(pauses, 2);
-    COMPARE_LOG(log);
-}
-
-void tst_SemaphoreRefusals::joinerIsToldWhatItMayNotDo_data()
-{
-    QTest::addColumn<int>("call");
-    QTest::newRow("look at it") << static_cast<int>(Call::Status);
-    QTest::newRow("join it") << static_cast<int>(Call::Operate);
-}
-
-void tst_SemaphoreRefusals::joinerIsToldWhatItMayNotDo()
-{
-    QFETCH(int, call);
-    const SemaphoreSet set(newKey());
-    const Semaphores first(set.key(), attach);
-    LogCapture log;
-    refuseFirst(static_cast<Call>(call), EACCES);
-
-    const Semaphores joiner(set.key(), join);
-
-    QCOMPARE(takeRefusedCalls(), 1);
-    QVERIFY(!joiner.isValid());
-    QCOMPARE(set.users(), 1);
-    COMPARE_LOG(log, missingRights(set.key(), EACCES));
-}
-
-void tst_SemaphoreRefusals::joinsLaterWhereThatIsWanted()
-{
-    const SemaphoreSet set(newKey());
-    LogCapture log;
-    LaterJoiner joiner(set.key(), join);
-    QVERIFY(!joiner.joinAgain(set.key(), [] { return true; }));
-    QVERIFY(!joiner.isValid());
-    const Semaphores maker(set.key(), attach);
-
-    QVERIFY(joiner.joinAgain(set.key(), [&set] { return set.users() == 2; }));
-
-    QVERIFY(joiner.isValid());
-    QCOMPARE(set.users(), 2);
-    COMPARE_LOG(log);
-}
-
-void tst_SemaphoreRefusals::leavesAgainWhereJoiningIsNotWantedAnyMore()
-{
-    const SemaphoreSet set(newKey());
-    LogCapture log;
-    LaterJoiner joiner(set.key(), join);
-    const Semaphores maker(set.key(), attach);
-    int usersWhenAsked = 0;
-
-    QVERIFY(!joiner.joinAgain(set.key(), [&] {
-        usersWhenAsked = set.users();
-        return false;
-    }));
-
-    QCOMPARE(usersWhenAsked, 2);
-    QCOMPARE(set.users(), 1);
-    QVERIFY(!joiner.isValid());
-    COMPARE_LOG(log);
-}
-
-void tst_SemaphoreRefusals::closedSetIsNotJoinedLater()
-{
-    const SemaphoreSet set(newKey());
-    LogCapture log;
-    LaterJoiner joiner(set.key(), join);
-    const Semaphores maker(set.key(), attach);
-    QVERIFY(set.setValue(Names::SemaphoreClosed, 1));
-    bool isAsked = false;
-
-    QVERIFY(!joiner.joinAgain(set.key(), [&isAsked] { return isAsked = true; }));
-
-    QVERIFY(!isAsked);
-    QVERIFY(!joiner.isValid());
-    QCOMPARE(set.users(), 1);
-    QVERIFY(set.setValue(Names::SemaphoreClosed, 0));
-    COMPARE_LOG(log);
-}
-
 void tst_SemaphoreRefusals::lastUserButOneThatLeavesMeanwhileLeavesTheSetToGo()
 {
     const SemaphoreSet set(newKey());
