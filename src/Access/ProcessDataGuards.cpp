@@ -66,6 +66,7 @@ ProcessDataWriteGuard::ProcessDataWriteGuard(ProcessDataManager &manager)
 ProcessDataWriteGuard::ProcessDataWriteGuard(ProcessDataManager &manager,
                                              std::chrono::milliseconds longestWait)
     : m_manager(manager)
+    , m_isBounded(true)
     , m_process(Identity::generation())
 {
     const LockWait wait(longestWait);
@@ -102,6 +103,12 @@ bool ProcessDataWriteGuard::publish()
         return false;
     }
     const bool mayPublish = isLocked() && !m_isNested;
+    if (mayPublish && m_isBounded) {
+        // Behind the lock somebody could be inside who stays there.
+        const bool isPublished = m_manager.swapReadAndWriteBuffer();
+        unlock();
+        return isPublished;
+    }
     unlock();
     return mayPublish && m_manager.swapReadAndWriteBuffer();
 }

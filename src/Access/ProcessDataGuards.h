@@ -54,8 +54,8 @@ public:
     explicit ProcessDataWriteGuard(ProcessDataManager &manager);
     /// The same, but waits no longer than @p longestWait for other processes that are inside, and not at all
     /// where it is 0 or less; never longer than the other either. For whoever has something better to do
-    /// than to wait for a process that was stopped there. Threads that hold a lock of this very manager
-    /// are waited for until they leave.
+    /// than to wait for a process that was stopped there: its publish() waits for nobody. Threads that hold a
+    /// lock of this very manager are waited for until they leave.
     ProcessDataWriteGuard(ProcessDataManager &manager, std::chrono::milliseconds longestWait);
     /// Ends the lock without publishing, if nothing else has ended it.
     ~ProcessDataWriteGuard();
@@ -77,6 +77,7 @@ private:
     bool m_isNested = false;
     bool m_isLocked = false;
     bool m_isEnded = false;
+    bool m_isBounded = false; ///< may wait for nobody behind its lock
     quint16 m_process;
 };
 

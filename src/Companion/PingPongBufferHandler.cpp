@@ -177,7 +177,7 @@ BufferHandlerInterface::BufferPointer PingPongBufferHandler::lockForWrite()
     if (!isUsable()) {
         return nullptr;
     }
-    if (!lock(LockWait::bound())) {
+    if (!lock(LockWait::takeBound())) {
         if (LockNotes::setNote(m_number).kind == SetNote::Kind::None) {
             noteNothingToPublish();
         }

@@ -65,7 +65,7 @@ BufferHandlerInterface::BufferPointer SingleBufferHandler::lockForWrite()
         own = note->holdsSemaphore ? BufferLock::OwnReading::WithPlace
                                    : BufferLock::OwnReading::WithoutPlace;
     }
-    return m_lock->lockAgainstReaders(own, LockWait::bound()) ? m_buffer : nullptr;
+    return m_lock->lockAgainstReaders(own, LockWait::takeBound()) ? m_buffer : nullptr;
 }
 
 bool SingleBufferHandler::unlockForWrite(BufferPointer buffer)

@@ -1,6 +1,9 @@
 #include "Access/ReadPlant.h"
 #include "support/SemaphoreCalls.h"
+#include "support/SemaphoreSet.h"
 #include "support/StoppedProcess.h"
+
+#include <memory>
 
 using std::chrono::milliseconds;
 
@@ -26,6 +29,20 @@ ChildProcess::Body staysInside(const ReadPlant &plant)
     };
 }
 
+/// Finishes a set that nobody publishes.
+int finishSet(const ReadPlant &plant)
+{
+    ChildProcess child([&plant](const ChildSide & /*parent*/) {
+        LogCapture log;
+        LiveRegion writer(plant, attach);
+        const ProcessDataWriteGuard guard(writer.manager);
+        CHILD_VERIFY(guard.isLocked());
+        CHILD_VERIFY(writer.leaf(number)->setValueNoLock(valid(7)));
+        return 0;
+    });
+    return child.waitForExit();
+}
+
 /// Reads, and ends that when it is told to.
 ChildProcess::Body keepsReading(const ReadPlant &plant)
 {
@@ -48,6 +65,16 @@ int numberIn(LiveRegion &region)
     return value.getValue().toInt();
 }
 
+/// Who writes what is logged into process data.
+std::function<void()> atMessage;
+void handleMessage(QtMsgType /*type*/, const QMessageLogContext & /*context*/,
+                   const QString & /*text*/)
+{
+    if (atMessage) {
+        atMessage();
+    }
+}
+
 } // namespace
 
 /// Write guards that do not wait for long: how long they do is told by the waits that they ask the system for.
@@ -64,6 +91,11 @@ private Q_SLOTS:
     void whoLeavesInTimeLetsTheGuardIn_data() { addBuffers(); }
     void whoLeavesInTimeLetsTheGuardIn();
     void theBoundIsOfThatGuardAlone();
+    void theBoundEndsWithAGuardThatLocksNothing();
+    void publishingWaitsForNobodyEither_data() { addBuffers(); }
+    void publishingWaitsForNobodyEither();
+    void theBoundIsNotOfWhatItsLockLogs_data() { addBuffers(); }
+    void theBoundIsNotOfWhatItsLockLogs();
     void noBoundIsLongerThanTheUsualOne();
     void freeLockIsHadWithoutABound_data() { addBuffers(); }
     void freeLockIsHadWithoutABound();
@@ -189,6 +221,98 @@ void tst_WriteGuardWaits::theBoundIsOfThatGuardAlone()
     QVERIFY(!usual.isLocked());
     QVERIFY(SemaphoreCalls::sumOfBounds() - before > shortBound);
     QVERIFY(writer.die());
+}
+
+void tst_WriteGuardWaits::theBoundEndsWithAGuardThatLocksNothing()
+{
+    ProcessDataManager empty;
+    const ReadPlant plant(true);
+    LiveRegion own(plant);
+    QVERIFY(publish(own, 1));
+    StoppedProcess writer(staysInside(plant));
+    QVERIFY(writer.isStopped());
+    {
+        ProcessDataWriteGuard guard(empty, milliseconds(0));
+        QVERIFY(guard.isLocked());
+        QVERIFY(guard.publish());
+    }
+
+    const SemaphoreCalls::PatientWaits patience;
+    int result = -1;
+    SemaphoreCalls::before = [&](const SemaphoreCalls::Call &call) {
+        if (call.mayWait && result < 0) {
+            result = writer.goOn();
+        }
+    };
+    const ProcessDataWriteGuard usual(own.manager);
+    SemaphoreCalls::before = nullptr;
+    QCOMPARE(result, 0);
+    QVERIFY(usual.isLocked());
+}
+
+/// Somebody comes in right behind the lock, and stays there.
+void tst_WriteGuardWaits::publishingWaitsForNobodyEither()
+{
+    QFETCH(bool, hasDoubleBuffer);
+    const ReadPlant plant(hasDoubleBuffer);
+    LiveRegion own(plant);
+    QVERIFY(publish(own, 1));
+    ProcessDataWriteGuard guard(own.manager, milliseconds(0));
+    QVERIFY(guard.isLocked());
+    QVERIFY(own.leaf(number)->setValueNoLock(valid(5)));
+
+    const auto allowed = SemaphoreCalls::sumOfBounds();
+    std::unique_ptr<StoppedProcess> writer;
+    SemaphoreCalls::after = [&](const SemaphoreCalls::Call &call) {
+        if (call.changes(SemaphoreSet::Names::SemaphoreWriteLock, -1) && !writer) {
+            writer = std::make_unique<StoppedProcess>(staysInside(plant));
+        }
+    };
+    const bool isPublished = guard.publish();
+    SemaphoreCalls::after = nullptr;
+    QVERIFY(isPublished);
+    QVERIFY(writer && writer->isStopped());
+    QCOMPARE(SemaphoreCalls::sumOfBounds(), allowed);
+    QVERIFY(writer->die());
+    if (hasDoubleBuffer) {
+        QCOMPARE(numberIn(own), 5);
+    }
+}
+
+/// The lock finds a set that somebody had finished and says that it is lost. Who gets that into a region of his
+/// waits for the writer there as ever.
+void tst_WriteGuardWaits::theBoundIsNotOfWhatItsLockLogs()
+{
+    QFETCH(bool, hasDoubleBuffer);
+    const ReadPlant plant(true);
+    LiveRegion own(plant);
+    QVERIFY(publish(own, 1));
+    QCOMPARE(finishSet(plant), 0);
+    StoppedProcess dying(staysInside(plant));
+    QVERIFY(dying.die());
+    const ReadPlant plantOfLog(hasDoubleBuffer);
+    LiveRegion logged(plantOfLog);
+    QVERIFY(publish(logged, 1));
+    StoppedProcess writer(staysInside(plantOfLog));
+    QVERIFY(writer.isStopped());
+
+    const SemaphoreCalls::PatientWaits patience;
+    int result = -1;
+    SemaphoreCalls::before = [&](const SemaphoreCalls::Call &call) {
+        if (call.mayWait && result < 0) {
+            result = writer.goOn();
+        }
+    };
+    QList<bool> isWritten;
+    atMessage = [&] { isWritten.append(logged.leaf(number)->setValue(valid(3))); };
+    const QtMessageHandler former = qInstallMessageHandler(handleMessage);
+    const ProcessDataWriteGuard guard(own.manager, milliseconds(0));
+    qInstallMessageHandler(former);
+    atMessage = nullptr;
+    SemaphoreCalls::before = nullptr;
+    QVERIFY(guard.isLocked());
+    QCOMPARE(isWritten, QList<bool>{true});
+    QCOMPARE(result, 0);
 }
 
 void tst_WriteGuardWaits::noBoundIsLongerThanTheUsualOne()
