@@ -37,7 +37,8 @@ QString versionText()
 ExitCode runCommand(const QString &name, const QStringList &arguments)
 {
     QStringList names;
-    for (const auto &command : allCommands()) {
+    const QVector<Command> commands = allCommands();
+    for (const auto &command : commands) {
         if (!command.syntax.isHidden) {
             names.append(command.syntax.name);
         }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include <sys/sem.h>
 
@@ -71,7 +72,7 @@ std::optional<SemaphoreTable> SemaphoreTable::parse(const QByteArray &text)
         return {};
     }
     SemaphoreTable table;
-    for (const auto &line : lines) {
+    for (const auto &line : std::as_const(lines)) {
         const std::optional<Set> set = readSet(line);
         if (set) {
             table.m_sets.append(*set);

@@ -47,7 +47,8 @@ QString spelled(const QString &name)
 QString spelled(const QCommandLineOption &option)
 {
     QStringList names;
-    for (const auto &name : option.names()) {
+    const QStringList spellings = option.names();
+    for (const auto &name : spellings) {
         names.append(spelled(name));
     }
     const QString all = names.join(QStringLiteral(", "));
@@ -83,7 +84,8 @@ CommandLine::CommandLine(const CommandSyntax &syntax, const QStringList &argumen
 {
     m_parser.addOptions(allOptions(syntax));
     if (m_parser.parse(QStringList(syntax.name) + withMarkedNumbers(arguments))) {
-        for (const auto &positional : m_parser.positionalArguments()) {
+        const QStringList given = m_parser.positionalArguments();
+        for (const auto &positional : given) {
             m_positionals.append(withoutMark(positional));
         }
         m_positionals = withDescription(syntax, m_positionals);
@@ -253,7 +255,8 @@ QString helpText(const CommandSyntax &syntax)
         positionals.append({positional.placeholder, positional.description});
     }
     HelpLines options;
-    for (const auto &option : allOptions(syntax)) {
+    const QList<QCommandLineOption> known = allOptions(syntax);
+    for (const auto &option : known) {
         options.append({spelled(option), option.description()});
     }
     const int width = widthOf(positionals + options);

@@ -16,7 +16,8 @@ void addAll(AskedValues &values, const QJsonDocument &document)
     for (auto member = object.begin(); member != object.end(); ++member) {
         values.add(member.key(), member.value());
     }
-    for (const auto &printed : document.array()) {
+    const QJsonArray all = document.array();
+    for (const auto &printed : all) {
         values.addPrinted(printed);
     }
 }

@@ -19,7 +19,8 @@ QVector<LeafSlot> slotsOf(const QVector<Leaf> &leaves)
 std::vector<bool> askedLeaves(const DescriptionSource &description, const QStringList &urls)
 {
     QSet<const ProcessDataValue *> asked;
-    for (const auto &leaf : description.leavesAt(urls)) {
+    const QVector<Leaf> leaves = description.leavesAt(urls);
+    for (const auto &leaf : leaves) {
         asked.insert(leaf.element.data());
     }
     std::vector<bool> isAsked;

@@ -21,7 +21,8 @@ void printFiles(const DescriptionFolder &folder, const DirectoryBuild &build,
 {
     Table table({{QStringLiteral("FILE"), Table::Alignment::Left},
                  {QStringLiteral("BUILD"), Table::Alignment::Left}});
-    for (const auto &file : folder.filePaths()) {
+    const QStringList paths = folder.filePaths();
+    for (const auto &file : paths) {
         table.addRow({folder.relativePath(file),
                       build.rewritten.contains(file) ? rewrittenText : QStringLiteral("left")});
     }
@@ -48,7 +49,8 @@ void printRegion(const DirectoryBuild &build)
 QString jsonOf(const DescriptionFolder &folder, const DirectoryBuild &build, bool isWritten)
 {
     QStringList files;
-    for (const auto &file : folder.filePaths()) {
+    const QStringList paths = folder.filePaths();
+    for (const auto &file : paths) {
         files.append(
             jsonObject({{QStringLiteral("file"), jsonString(folder.relativePath(file))},
                         {QStringLiteral("rewritten"), jsonBool(build.rewritten.contains(file))}}));

@@ -30,7 +30,8 @@ using Kind = SnapshotDifference::Kind;
 QVector<SnapshotTolerance> tolerancesFrom(const CommandLine &line)
 {
     QVector<SnapshotTolerance> tolerances;
-    for (const auto &text : line.values(QStringLiteral("tolerance"))) {
+    const QStringList texts = line.values(QStringLiteral("tolerance"));
+    for (const auto &text : texts) {
         const int equalSign = text.lastIndexOf(QLatin1Char('='));
         const auto number = ExactNumber::fromText(text.mid(equalSign + 1));
         if (equalSign < 1 || !number || number->isNegative()) {

@@ -19,10 +19,12 @@ QString outputLine(const QString &word, const QString &description)
 ExitCode run(const CommandLine &line)
 {
     QVector<CommandSyntax> subcommands;
-    for (const auto &command : allCommands()) {
+    const QVector<Command> commands = allCommands();
+    for (const auto &command : commands) {
         subcommands.append(command.syntax);
     }
-    for (const auto &name : OtherPrograms::names()) {
+    const QStringList otherNames = OtherPrograms::names();
+    for (const auto &name : otherNames) {
         CommandSyntax other;
         other.name = name;
         other.summary = QStringLiteral("A program of its own.");

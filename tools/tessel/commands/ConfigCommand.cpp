@@ -38,7 +38,8 @@ CommandSyntax syntax();
 
 Action actionNamed(const QString &name)
 {
-    for (const auto &action : allActions()) {
+    const QVector<Action> actions = allActions();
+    for (const auto &action : actions) {
         if (name == QLatin1String(action.name)) {
             return action;
         }
@@ -147,7 +148,8 @@ CommandSyntax syntax()
     syntax.mostPositionals = 4;
     syntax.options = options();
     syntax.examples = examples();
-    for (const auto &action : allActions()) {
+    const QVector<Action> actions = allActions();
+    for (const auto &action : actions) {
         syntax.actions.append({QLatin1String(action.name), action.options});
     }
     return syntax;

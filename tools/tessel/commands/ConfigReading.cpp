@@ -49,7 +49,8 @@ ExitCode getConfiguration(const CommandLine &line, const ConfigurationSource &so
         return ExitCode::Done;
     }
     QStringList texts;
-    for (const auto &target : targetsOf(source, url)) {
+    const QVector<ConfigurationTarget> targets = targetsOf(source, url);
+    for (const auto &target : targets) {
         texts.append(textOf(target));
     }
     writeOutput((isJson ? jsonArray(texts) : texts.join(QLatin1Char('\n'))) + QLatin1Char('\n'));
@@ -63,7 +64,8 @@ ExitCode showConfiguration(const CommandLine &line, const ConfigurationSource &s
                  {QStringLiteral("UNIT"), Table::Alignment::Left},
                  {QStringLiteral("TYPE"), Table::Alignment::Left}});
     QStringList objects;
-    for (const auto &leaf : source.leavesAt(line.positional(2))) {
+    const QVector<ConfigurationLeaf> leaves = source.leavesAt(line.positional(2));
+    for (const auto &leaf : leaves) {
         const ConfigurationTarget target = targetOf(leaf);
         objects.append(jsonOf(target));
         table.addRow({target.url, shownValue(target), target.unit, target.rules.type});

@@ -57,7 +57,8 @@ QVector<ConfigurationTarget> targetsAt(const ConfigurationSource &source, const 
             add(targetAt(source, url));
             continue;
         }
-        for (const auto &leaf : source.leavesAt(url)) {
+        const QVector<ConfigurationLeaf> leaves = source.leavesAt(url);
+        for (const auto &leaf : leaves) {
             add(targetOf(leaf));
         }
     }
@@ -240,7 +241,8 @@ ExitCode explainConfiguration(const CommandLine &line)
     const bool isJson = line.isSet(QLatin1String(ExplainOption::json));
     const ConfigurationSource source(line.positional(0));
     QStringList texts;
-    for (const auto &explanation : explanationsOf(source, line)) {
+    const QVector<ConfigurationExplanation> explanations = explanationsOf(source, line);
+    for (const auto &explanation : explanations) {
         texts.append(isJson ? jsonOf(explanation) : screenOf(explanation));
     }
     writeOutput(isJson ? jsonArray(texts) + QLatin1Char('\n') : texts.join(QLatin1Char('\n')));

@@ -93,7 +93,8 @@ QString conditionJson(const Expectation &expectation, const ExpectationOutcome &
     const bool isFailed = failure != failed.cend();
     const Answer wished = isFailed && failure->isNegated ? Answer::No : Answer::Yes;
     QStringList leaves;
-    for (const int leaf : expectation.leavesFor(index, wished, outcome.set)) {
+    const QVector<int> asked = expectation.leavesFor(index, wished, outcome.set);
+    for (const int leaf : asked) {
         leaves.append(leafJson(expectation.leaves()[leaf], outcome.set.values[leaf]));
     }
     const Answer answer = outcome.result.ofConditions[static_cast<std::size_t>(index)];

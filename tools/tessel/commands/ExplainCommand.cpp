@@ -280,7 +280,8 @@ ExitCode explainProcessValues(const CommandLine &line)
     description.requireMemory();
     const RegionLook look(description);
     QStringList texts;
-    for (const auto &explanation : explanationsOf(leaves, look, description)) {
+    const QVector<Explanation> explanations = explanationsOf(leaves, look, description);
+    for (const auto &explanation : explanations) {
         texts.append(isJson ? explanationJson(explanation, look, description)
                             : screenOf(explanation, look, description));
     }

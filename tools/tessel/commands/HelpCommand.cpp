@@ -11,7 +11,8 @@ namespace {
 QString otherSubcommands()
 {
     QString lines;
-    for (const auto &name : OtherPrograms::names()) {
+    const QStringList names = OtherPrograms::names();
+    for (const auto &name : names) {
         lines += QStringLiteral("  %1\n").arg(name);
     }
     return lines.isEmpty()
@@ -31,7 +32,8 @@ QString ruleHelp(const DescriptionRule &rule)
 QString helpOf(const QString &topic)
 {
     QStringList topics;
-    for (const auto &command : allCommands()) {
+    const QVector<Command> commands = allCommands();
+    for (const auto &command : commands) {
         if (command.syntax.name == topic) {
             return helpText(command.syntax);
         }
@@ -39,7 +41,8 @@ QString helpOf(const QString &topic)
             topics.append(command.syntax.name);
         }
     }
-    for (const auto &rule : DescriptionCheck::getRules()) {
+    const QVector<DescriptionRule> rules = DescriptionCheck::getRules();
+    for (const auto &rule : rules) {
         if (rule.name == topic) {
             return ruleHelp(rule);
         }
@@ -62,7 +65,8 @@ ExitCode run(const CommandLine &line)
 QString generalHelp()
 {
     QString commands;
-    for (const auto &command : allCommands()) {
+    const QVector<Command> all = allCommands();
+    for (const auto &command : all) {
         if (!command.syntax.isHidden) {
             commands += QStringLiteral("  %1  %2\n")
                             .arg(command.syntax.name, -8)

@@ -279,8 +279,9 @@ private:
                                  : colourAt(type);
         bool isFirst = true;
         forRows(piece.begin, piece.end, [&](quint64, quint64, const SvgDrawing::Box &box) {
-            for (const SvgDrawing::Box &part :
-                 piece.isBit ? bitBoxes(piece, box) : QVector<SvgDrawing::Box>{box}) {
+            const QVector<SvgDrawing::Box> parts = piece.isBit ? bitBoxes(piece, box)
+                                                               : QVector<SvgDrawing::Box>{box};
+            for (const SvgDrawing::Box &part : parts) {
                 drawing.rectangle(part, fill, title,
                                   border(isHole ? QStringLiteral("#c3ccd5") : ink));
             }

@@ -9,6 +9,8 @@
 #include "text/Output.h"
 #include "text/WrongUse.h"
 
+#include <utility>
+
 namespace {
 
 constexpr auto command = "replay";
@@ -204,7 +206,7 @@ ExitCode run(const CommandLine &line)
     SignalWait signals(SignalWait::Signals::Ending);
     LiveRegion region(description,
                       isInto ? LiveRegion::Opening::Attach : LiveRegion::Opening::Create);
-    for (const auto &leaf : leaves) {
+    for (const auto &leaf : std::as_const(leaves)) {
         if (leaf.element) {
             region.requireUsable({leaf});
         }

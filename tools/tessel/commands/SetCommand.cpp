@@ -74,7 +74,8 @@ void writeOne(const CommandLine &line, const DescriptionSource &description)
 void writeSeveral(const CommandLine &line, const DescriptionSource &description)
 {
     AskedValues values(description, limitsFrom(line));
-    for (const auto &pair : pairsOf(line)) {
+    const QVector<QPair<QString, QString>> pairs = pairsOf(line);
+    for (const auto &pair : pairs) {
         values.add(pair.first, pair.second);
     }
     writeAndPrint(line, description, values.takeAll());

@@ -161,8 +161,9 @@ void StatWatch::draw()
     const TerminalSize size = TerminalPicture::size();
     m_report.time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - m_begin);
     constexpr ushort fullBlock = 0x2588;
+    const QStringList drawn = linesOf(m_report, size.columns, QChar(fullBlock));
     QStringList lines;
-    for (const auto &line : linesOf(m_report, size.columns, QChar(fullBlock))) {
+    for (const auto &line : drawn) {
         lines.append(printable(line).left(size.columns));
     }
     // The cursor stands on a line of its own below.
@@ -177,7 +178,8 @@ void StatWatch::print(bool isJson)
     } else if (m_isDrawn) {
         draw();
     } else {
-        for (const auto &line : linesOf(m_report, columns, QLatin1Char('#'))) {
+        const QStringList lines = linesOf(m_report, columns, QLatin1Char('#'));
+        for (const auto &line : lines) {
             writeOutput(printable(line) + QLatin1Char('\n'));
         }
     }

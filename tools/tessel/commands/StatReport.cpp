@@ -91,7 +91,8 @@ QString jsonOf(const StatReport &report)
 {
     const SetStatistics &sets = report.sets;
     QStringList drawn;
-    for (const auto &bar : sets.bars(bars)) {
+    const QVector<SetStatistics::Bar> all = sets.bars(bars);
+    for (const auto &bar : all) {
         drawn.append(jsonObject({{QStringLiteral("from"), jsonInterval(bar.from)},
                                  {QStringLiteral("count"), QString::number(bar.count)}}));
     }

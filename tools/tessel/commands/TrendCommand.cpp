@@ -209,9 +209,10 @@ void TrendWatch::draw()
     // Below the first line, of each value a line of figures, and one where the cursor stands.
     const int barLines = (size.rows - 2) / m_report.courses.size() - 1;
     const Characters characters = charactersOfLocale();
+    const QStringList drawn = linesOf(m_report, size.columns, std::clamp(barLines, 1, mostBarLines),
+                                      characters);
     QStringList lines;
-    for (const auto &line :
-         linesOf(m_report, size.columns, std::clamp(barLines, 1, mostBarLines), characters)) {
+    for (const auto &line : drawn) {
         lines.append(leftInCells(cellText(line, characters), size.columns, characters));
     }
     m_picture.show(lines.mid(0, std::max(size.rows - 1, 1)));
@@ -249,7 +250,8 @@ void print(TrendWatch &watch, Form form, bool isDrawn)
     } else if (isDrawn) {
         watch.draw();
     } else {
-        for (const auto &line : linesOf(watch.report(), columns, barLines, Characters::Ascii)) {
+        const QStringList lines = linesOf(watch.report(), columns, barLines, Characters::Ascii);
+        for (const auto &line : lines) {
             writeOutput(printable(line) + QLatin1Char('\n'));
         }
     }

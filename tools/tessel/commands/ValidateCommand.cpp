@@ -105,7 +105,8 @@ QString sarifResult(const DescriptionProblem &problem)
 void printSarif(const QVector<DescriptionProblem> &problems)
 {
     QStringList rules;
-    for (const auto &rule : DescriptionCheck::getRules()) {
+    const QVector<DescriptionRule> known = DescriptionCheck::getRules();
+    for (const auto &rule : known) {
         rules.append(sarifRule(rule));
     }
     QStringList results;

@@ -60,7 +60,8 @@ Completion names(const QVector<CommandSyntax> &subcommands)
 Completion topics(const QVector<CommandSyntax> &subcommands)
 {
     Completion completion = names(subcommands);
-    for (const auto &rule : DescriptionCheck::getRules()) {
+    const QVector<DescriptionRule> rules = DescriptionCheck::getRules();
+    for (const auto &rule : rules) {
         completion.candidates.append({rule.name, rule.cause});
     }
     return completion;
@@ -70,7 +71,8 @@ Completion options(const CommandSyntax &syntax, const TypedLine &line)
 {
     const QString action = line.positionals().value(0);
     Completion completion;
-    for (const auto &option : allOptions(syntax)) {
+    const QList<QCommandLineOption> known = allOptions(syntax);
+    for (const auto &option : known) {
         const QString name = option.names().constLast();
         if (!action.isEmpty() && !mayTakeOption(syntax, action, name)) {
             continue;

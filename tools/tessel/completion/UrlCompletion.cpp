@@ -108,7 +108,8 @@ QVector<Candidate> configurationUrls(const QString &action, const QString &path,
         return cellsOf(source.leafAt(typed.section(cellMark, 0, 0)));
     }
     QVector<Candidate> urls;
-    for (const auto &leaf : source.leavesAt({})) {
+    const QVector<ConfigurationLeaf> leaves = source.leavesAt({});
+    for (const auto &leaf : leaves) {
         if (fits(action, leaf)) {
             const QString unit = leaf.text(Definitions::getKeyDataPropertyUnit());
             const QString type = leaf.text(Definitions::getKeyDataPropertyType());

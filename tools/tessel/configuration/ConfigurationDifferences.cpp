@@ -110,9 +110,11 @@ QString refusal(const QString &key, const Element &former, const Element &now)
 QVariantList columnFacts(const QVariant &arrayInformation)
 {
     QVariantList facts;
-    for (const QVariant &dimension : arrayInformation.toList()) {
+    const QVariantList dimensions = arrayInformation.toList();
+    for (const QVariant &dimension : dimensions) {
         QVariantList columns;
-        for (const QVariant &entry : dimension.toList()) {
+        const QVariantList entries = dimension.toList();
+        for (const QVariant &entry : entries) {
             const QVariantMap column = entry.toMap();
             columns.append(QVariant(
                 QVariantList{column.value(Definitions::getKeyDataPropertyType()).toString(),
@@ -158,10 +160,12 @@ QString columnProblem(const QVariant &former, const QVariant &now, const QVarian
     }
     const QVariantList dimensions = now.toList();
     int dimension = 0;
-    for (const QVariant &formerDimension : former.toList()) {
+    const QVariantList formerDimensions = former.toList();
+    for (const QVariant &formerDimension : formerDimensions) {
         const QVariantList columns = dimensions[dimension++].toList();
         int column = 0;
-        for (const QVariant &formerColumn : formerDimension.toList()) {
+        const QVariantList formerColumns = formerDimension.toList();
+        for (const QVariant &formerColumn : formerColumns) {
             const QString problem = selectionProblem(
                 rulesOf(formerColumn.toMap()).selectionList,
                 rulesOf(columns[column++].toMap()).selectionList);

@@ -186,7 +186,7 @@ QList<ConfigurationStamp> stampsOf(const ConfigurationFile &file)
     QList<ModifiedInstanceItem> items;
     handler.getModifiedInstances(items);
     QList<ConfigurationStamp> stamps;
-    for (const auto &item : items) {
+    for (const auto &item : std::as_const(items)) {
         stamps.append({item.instanceName, handler.getModifiedBy(file.root), item.lastModified});
     }
     return stamps;

@@ -106,7 +106,8 @@ void collectLeaves(const Base::BaseClassSharedPointer &node, const QString &url,
         return;
     }
     const auto &children = node->getChildMap();
-    for (const auto &key : ChildrenInOrder::keys(children)) {
+    const QStringList keys = ChildrenInOrder::keys(children);
+    for (const auto &key : keys) {
         collectLeaves(children[key], TreeUrl::joined(url, key), leaves);
     }
 }

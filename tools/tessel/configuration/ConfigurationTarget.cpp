@@ -63,12 +63,14 @@ QVector<ConfigurationTarget> targetsOf(const ConfigurationSource &source, const 
     const CellUrl cell(pattern);
     QVector<ConfigurationTarget> targets;
     if (!cell.index.isValid()) {
-        for (const auto &leaf : source.leavesAt(pattern)) {
+        const QVector<ConfigurationLeaf> leaves = source.leavesAt(pattern);
+        for (const auto &leaf : leaves) {
             targets.append(targetOf(leaf));
         }
         return targets;
     }
-    for (const auto &leaf : arraysOf(source, cell.leafUrl)) {
+    const QVector<ConfigurationLeaf> arrays = arraysOf(source, cell.leafUrl);
+    for (const auto &leaf : arrays) {
         targets.append(cellTarget(leaf, cell.index.getRowIndex(), cell.index.getColumnIndex()));
     }
     return targets;
@@ -77,7 +79,8 @@ QVector<ConfigurationTarget> targetsOf(const ConfigurationSource &source, const 
 QVector<ConfigurationLeaf> arraysOf(const ConfigurationSource &source, const QString &pattern)
 {
     QVector<ConfigurationLeaf> arrays;
-    for (const auto &leaf : source.leavesAt(pattern)) {
+    const QVector<ConfigurationLeaf> leaves = source.leavesAt(pattern);
+    for (const auto &leaf : leaves) {
         if (leaf.isArray()) {
             arrays.append(leaf);
         }

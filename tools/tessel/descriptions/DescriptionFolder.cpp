@@ -112,7 +112,8 @@ DescriptionFolder::DescriptionFolder(const QString &path) : m_path(path)
 {
     requireFolder(path);
     LinkedFolders links(path);
-    for (const auto &folder : foldersBelow(path)) {
+    const QFileInfoList folders = foldersBelow(path);
+    for (const auto &folder : folders) {
         // The search would pass over it in silence.
         requireReadable(folder, folder.filePath());
         switch (links.wayOf(folder)) {
@@ -129,7 +130,8 @@ DescriptionFolder::DescriptionFolder(const QString &path) : m_path(path)
                    QStringLiteral("holds no process description; their names end in .%1")
                        .arg(PropertyManagerConst::getProcessDataDescriptionFileExtension()));
     }
-    for (const auto &file : filePaths()) {
+    const QStringList paths = filePaths();
+    for (const auto &file : paths) {
         requireDescriptionFile(file);
     }
 }
@@ -157,7 +159,8 @@ BaseClassSharedPointer DescriptionFolder::parse() const
     }
     const QString reasons = LogCollector::takeReasons();
     // The files are asked one by one only now, as each of a device that is right would be parsed twice.
-    for (const auto &file : filePaths()) {
+    const QStringList paths = filePaths();
+    for (const auto &file : paths) {
         requireParsed(file);
     }
     refusePath(ExitCode::InputOutputFile, m_path,

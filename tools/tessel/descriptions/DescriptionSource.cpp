@@ -70,7 +70,8 @@ void collectLeaves(const BaseClassSharedPointer &node, const QString &prefix,
                    const Selection &selection, QVector<Leaf> &leaves)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : ChildrenInOrder::keys(children)) {
+    const QStringList keys = ChildrenInOrder::keys(children);
+    for (const auto &key : keys) {
         const BaseClassSharedPointer child = children[key];
         const QString url = prefix + key;
         // What a folder holds but cannot be parsed.
@@ -118,7 +119,8 @@ void addOutline(const ConfigurationAndProcessDataBase &node, Outline &outline)
 void noteAllLeftOut(const ConfigurationAndProcessDataBase &node, const QString &prefix)
 {
     const auto &children = node.getChildMap();
-    for (const auto &key : ChildrenInOrder::keys(children)) {
+    const QStringList keys = ChildrenInOrder::keys(children);
+    for (const auto &key : keys) {
         const QString url = prefix + key;
         if (const BaseClassSharedPointer child = children[key]) {
             noteAllLeftOut(*child, url + QLatin1Char('/'));

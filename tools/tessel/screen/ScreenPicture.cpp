@@ -154,7 +154,8 @@ QVector<ScreenLine> ScreenPicture::trend(const ScreenFacts &facts, const Termina
         // Whole columns, so that a bar keeps its height while it moves.
         const ValueTrend::Time to = (facts.now / columnTime + 1) * columnTime;
         const ValueTrend::Time from = to - size.columns * columnTime;
-        for (const auto &part : facts.trend->parts(from, to, size.columns)) {
+        const QVector<ValueTrend::Part> parts = facts.trend->parts(from, to, size.columns);
+        for (const auto &part : parts) {
             if (part.least) {
                 least = std::min(least.value_or(*part.least), *part.least);
                 most = std::max(most.value_or(*part.most), *part.most);

@@ -3,6 +3,7 @@
 #include "descriptions/UrlPattern.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -39,7 +40,7 @@ ValueTree::ValueTree(const QStringList &urls)
     for (int leaf = 0; leaf < urls.size(); ++leaf) {
         addLeaf(leaf, open);
     }
-    for (const int entry : open) {
+    for (const int entry : std::as_const(open)) {
         m_entries[at(entry)].end = static_cast<int>(m_entries.size());
     }
     m_folded.resize(m_entries.size(), false);

@@ -15,7 +15,8 @@ quint64 digestOf(const QString &text)
     constexpr quint64 begin = 14695981039346656037ULL;
     constexpr quint64 prime = 1099511628211ULL;
     quint64 digest = begin;
-    for (const char byte : text.toUtf8()) {
+    const QByteArray bytes = text.toUtf8();
+    for (const char byte : bytes) {
         digest = (digest ^ static_cast<unsigned char>(byte)) * prime;
     }
     return digest;
