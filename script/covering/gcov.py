@@ -4,6 +4,10 @@
 gcov 12 tells so only of branches that the run came to, and writes of others that they were never executed. gcovr
 cannot leave those out: where nothing came to, each call would count as a decision of which nothing took either way.
 What gcov writes as JSON has it of all branches.
+
+Nor does gcovr read a count below zero, which gcov writes now and then: a compiler counts only some of the ways through
+a function, gcov works out the others from these, and what a process writes while another of its threads is on its way
+does not quite fit together. None was taken less than never, so each such count becomes 0.
 """
 
 import collections
@@ -15,6 +19,9 @@ import sys
 SEPARATOR = "-" * 18
 NUMBERED = re.compile(r" *[^:]+: *(\d+):")
 BRANCH = re.compile(r"branch +\d+ ")
+WORDS = re.compile(r"(branch|call|unconditional|function) ")
+BELOW_ZERO = re.compile(r" (taken|called|returned) -[\d.]+")
+LINE_BELOW_ZERO = re.compile(r" *-\d+\*?(?=:)")
 
 
 class Mismatch(Exception):
@@ -64,7 +71,7 @@ class Text:
                 following = self.lines[index + 1] if index + 1 < len(self.lines) else ""
                 function = following[:-1] if following.endswith(":") and not NUMBERED.match(following) else None
         with open(self.path, "w", encoding="utf-8", errors="surrogateescape", newline="\n") as text:
-            text.write("\n".join(self.lines))
+            text.write("\n".join(map(without_negatives, self.lines)))
 
     def _mark(self, branches, told):
         never = [index for index in branches if self.lines[index].endswith(" never executed")]
@@ -77,6 +84,13 @@ class Text:
         for index, throws in zip(branches, fitting[0]):
             if throws and index in never:
                 self.lines[index] = self.lines[index].replace("never executed", "taken 0% (throw)")
+
+
+def without_negatives(line):
+    """What gcovr takes of a line as gcov writes it."""
+    if WORDS.match(line):
+        return BELOW_ZERO.sub(r" \1 0", line)
+    return LINE_BELOW_ZERO.sub("    #####", line, count=1) if LINE_BELOW_ZERO.match(line) else line
 
 
 def main(arguments):
