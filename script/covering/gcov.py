@@ -5,6 +5,8 @@ gcov 12 tells so only of branches that the run came to, and writes of others tha
 cannot leave those out: where nothing came to, each call would count as a decision of which nothing took either way.
 What gcov writes as JSON has it of all branches.
 
+Those too are of exceptions that decide what there is to clear away on the way out, which flowgraph.py finds.
+
 Nor does gcovr read a count below zero, which gcov writes now and then: a compiler counts only some of the ways through
 a function, gcov works out the others from these, and what a process writes while another of its threads is on its way
 does not quite fit together. None was taken less than never, so each such count becomes 0.
@@ -12,13 +14,17 @@ does not quite fit together. None was taken less than never, so each such count 
 
 import collections
 import json
+import operator
 import re
 import subprocess
 import sys
 
+from flowgraph import Notes
+
 SEPARATOR = "-" * 18
 NUMBERED = re.compile(r" *[^:]+: *(\d+):")
 BRANCH = re.compile(r"branch +\d+ ")
+NEVER = " never executed"
 WORDS = re.compile(r"(branch|call|unconditional|function) ")
 BELOW_ZERO = re.compile(r" (taken|called|returned) -[\d.]+")
 LINE_BELOW_ZERO = re.compile(r" *-\d+\*?(?=:)")
@@ -32,14 +38,18 @@ def told_as_json(arguments):
     """For each line of a file, and for each line of a function there: which of its branches are of exceptions."""
     answer = subprocess.run(["gcov", *arguments, "--json-format", "--stdout"], stdout=subprocess.PIPE,
                             stderr=subprocess.DEVNULL, check=True)  # fmt: skip
+    counted = next(name for name in arguments if name.endswith((".gcda", ".gcno")))
+    notes = Notes(counted[: -len("gcda")] + "gcno")
     told = collections.defaultdict(lambda: collections.defaultdict(set))
     for file in (file for text in answer.stdout.splitlines() for file in json.loads(text)["files"]):
         names = {function["name"]: function["demangled_name"] for function in file["functions"]}
         lines = told[file["file"]]
         for line in file["lines"]:
-            throws = tuple(branch["throw"] for branch in line["branches"])
+            throws = [branch["throw"] for branch in line["branches"]]
+            clears = notes.clearing(line.get("function_name"), (file["file"], line["line_number"]), throws)
+            told_of_line = tuple(map(operator.or_, throws, clears))
             for function in (None, names.get(line.get("function_name"))):
-                lines[line["line_number"], function].add(throws)
+                lines[line["line_number"], function].add(told_of_line)
     return told
 
 
@@ -74,16 +84,19 @@ class Text:
             text.write("\n".join(map(without_negatives, self.lines)))
 
     def _mark(self, branches, told):
-        never = [index for index in branches if self.lines[index].endswith(" never executed")]
-        if not never:
-            return
         fitting = [throws for throws in told if len(throws) == len(branches)]
-        if len(fitting) != 1:
+        if len(fitting) == 1:
+            for index, throws in zip(branches, fitting[0]):
+                if throws:
+                    self.lines[index] = as_of_exception(self.lines[index])
+        elif any(self.lines[index].endswith(NEVER) for index in branches):
             raise Mismatch(f"{self.source}: the branches of line {branches[0] + 1} of {self.path} are {len(branches)}, "
                            f"those told as JSON {sorted(map(len, told))}")  # fmt: skip
-        for index, throws in zip(branches, fitting[0]):
-            if throws and index in never:
-                self.lines[index] = self.lines[index].replace("never executed", "taken 0% (throw)")
+
+
+def as_of_exception(branch):
+    """What gcovr knows a branch of an exception by."""
+    return branch.replace(NEVER, " taken 0%").replace(" (fallthrough)", "").replace(" (throw)", "") + " (throw)"
 
 
 def without_negatives(line):

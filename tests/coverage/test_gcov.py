@@ -49,6 +49,69 @@ int main(int count, char **)
 """
 
 
+# Where an exception leads out of a function, and into one again.
+LEAVING = """\
+#include <initializer_list>
+struct Name { Name(int value); ~Name(); int value; };
+Name::Name(int value) : value(value)
+{
+    if (value > 100) {
+        throw value;
+    }
+}
+Name::~Name() {}
+
+int first(int value)
+{
+    const Name names[] = {Name(value), Name(2)};
+    return names[0].value;
+}
+
+int caught(int value)
+{
+    try {
+        return first(value);
+    } catch (int reason) {
+        if (reason > 7) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int passedOn(int value, int &told)
+{
+    try {
+        return first(value);
+    } catch (int reason) {
+        if (reason > 7) {
+            told = 1;
+        }
+        throw;
+    }
+}
+
+int brief(int value)
+{
+    try { return first(value); } catch (int reason) { return reason > 7 ? 1 : 0; }
+}
+
+struct List { List(std::initializer_list<Name> names); int size; };
+List::List(std::initializer_list<Name> names) : size(first(static_cast<int>(names.size()))) {}
+
+List list(int value)
+{
+    return {Name(value), Name(2),
+            Name(first(value))};
+}
+
+int main(int count, char **)
+{
+    brief(count);
+    list(count);
+    return first(count) + caught(count + 200) + passedOn(count, count) - 3;
+}
+"""
 # In front of gcov: it counts as a process does that ended while another of its threads was on its way.
 SKEWED = """\
 #!/bin/sh
@@ -64,6 +127,7 @@ class Gcov(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
         self.environment = dict(os.environ)
+        self.text = SOURCE
 
     def skew(self, *amendments):
         """From now on gcov writes its text amended by these commands of sed."""
@@ -79,7 +143,7 @@ class Gcov(unittest.TestCase):
         source = f"{self.folder}/{place}/Checks.cpp"
         os.makedirs(os.path.dirname(source), exist_ok=True)
         with open(source, "w", encoding="utf-8") as text:
-            text.write(SOURCE)
+            text.write(self.text)
         for command in (["g++", "--coverage", "-O0", "-c", source, "-o", "checks.o"],
                         ["g++", "--coverage", "checks.o", "-o", "checks"], ["./checks"]):  # fmt: skip
             subprocess.run(command, cwd=self.folder, check=True)
@@ -117,6 +181,42 @@ class Gcov(unittest.TestCase):
 
     def test_files_of_others_stay_as_gcov_wrote_them(self):
         self.assertEqual(self.branches_of("other", 15), [["never executed", "never executed"]])
+
+    def lines_with(self, text):
+        """What is said of all branches of each line that reads so, of those of exceptions no more than that."""
+        told, wanted = [], False
+        for words in self.lines_of("src"):
+            if words.startswith("branch") and wanted:
+                told[-1].append("throw" if words.endswith("(throw)") else words.split(None, 2)[2])
+            elif not words.startswith("call"):
+                wanted = words.endswith(f":{text}")
+                told += [[]] if wanted else []
+        return told
+
+    def test_what_an_exception_leaves_is_cleared_away_by_no_decision_of_the_line(self):
+        self.text = LEAVING
+        self.assertEqual(self.lines_with("    const Name names[] = {Name(value), Name(2)};"),
+                         [["taken 83% (fallthrough)", "throw", "taken 100% (fallthrough)", *["throw"] * 5]])  # fmt: skip
+
+    def test_so_it_is_where_what_is_made_stands_on_several_lines(self):
+        self.text = LEAVING
+        self.assertEqual(self.lines_with("            Name(first(value))};"),
+                         [["taken 75% (fallthrough)", "taken 25%", "throw", "throw"]])  # fmt: skip
+
+    def test_a_handler_on_the_line_of_what_it_handles_decides_something(self):
+        self.text = LEAVING
+        brief = "    try { return first(value); } catch (int reason) { return reason > 7 ? 1 : 0; }"
+        self.assertEqual(self.lines_with(brief),
+                         [["taken 100% (fallthrough)", "throw", *["never executed"] * 4]])  # fmt: skip
+
+    def test_what_is_cleared_away_without_an_exception_is_a_decision(self):
+        self.text = LEAVING
+        self.assertIn(["taken 67% (fallthrough)", "taken 33%"], self.lines_with("}"))
+
+    def test_a_decision_of_a_handler_is_one_whether_it_ends_the_exception_or_not(self):
+        self.text = LEAVING
+        self.assertEqual(self.lines_with("        if (reason > 7) {"),
+                         [["taken 100% (fallthrough)", "taken 0%"], ["never executed", "never executed"]])  # fmt: skip
 
     def test_nothing_was_taken_less_than_never(self):
         self.skew("/: *14:/,/^branch  1/s/taken 0/taken -1/", "/^function check(int)/s/called 1 /called -12 /",
