@@ -15,7 +15,7 @@ import sys
 
 LIST = pathlib.Path("docs/protocol/orders.txt")
 
-WORDS = r"swapCount|writeEpochs?|copiedEpoch|finishedCount|writerPid|word|wanted|armed|format"
+WORDS = r"swapCount|writeEpochs?|copiedEpoch|finishedCount|writerPid|word|wanted|armed|format|creatorPid|fingerprint"
 # Calls and casts within the arguments.
 ARGUMENTS = r"(?:[^()]|\((?:[^()]|\([^()]*\))*\))*"
 OPERATION = re.compile(
