@@ -63,6 +63,7 @@ private Q_SLOTS:
     void streaksAreCountedApart();
     void manyStreaksAreAllKept();
     void forgottenHandlersOfManyStreaksLeaveTheOthersAlone();
+    void forgottenStreaksNoLongerKeepTheThreadBusy();
     void streaksOfAThreadDoNotFillTheMemory();
     void locksOfManyHandlersEndInAnyOrder_data() { addOrders(); }
     void locksOfManyHandlersEndInAnyOrder();
@@ -327,6 +328,25 @@ void tst_LockNotes::forgottenHandlersOfManyStreaksLeaveTheOthersAlone()
         LockNotes::forget(handlers[i]);
         QCOMPARE(LockNotes::repeatsInARow(handlers[i], 1), 0);
     }
+}
+
+void tst_LockNotes::forgottenStreaksNoLongerKeepTheThreadBusy()
+{
+    const std::vector<quint64> handlers = newHandlers(20);
+    QVERIFY(LockNotes::isIdle());
+    for (const quint64 handler : handlers) {
+        LockNotes::noteOutcome(handler, 0, true);
+        LockNotes::noteOutcome(handler, 1, true);
+    }
+
+    // The youngest first, which are the ones that did not fit beside the others.
+    for (int left = 19; left >= 0; --left) {
+        LockNotes::forget(handlers[static_cast<std::size_t>(left)]);
+
+        QCOMPARE(LockNotes::summary.streakCount, 2 * left);
+    }
+
+    QVERIFY(LockNotes::isIdle());
 }
 
 void tst_LockNotes::streaksOfAThreadDoNotFillTheMemory()

@@ -23,6 +23,7 @@ private Q_SLOTS:
     void twoWritersInTurnNeverKeepIt();
     void idleOwnerLetsOthersInWithoutAWait();
     void formerOwnerBeginsItsRowAnew();
+    void ownerThatGaveWayToNobodyBeginsItsRowAnew();
     void nestedLocksLeaveWithTheOutermost();
     void lockIsNotKeptInASetOfAnotherMemory_data();
     void lockIsNotKeptInASetOfAnotherMemory();
@@ -166,6 +167,29 @@ void tst_WriteLease::formerOwnerBeginsItsRowAnew()
     for (int i = 0; i < locksInARow; ++i) {
         QVERIFY(lockOnce(*owner));
         QVERIFY(lease.isNone());
+    }
+
+    QVERIFY(lockOnce(*owner));
+    QVERIFY(lease.isIdle());
+    QVERIFY(lease.word() != former);
+}
+
+void tst_WriteLease::ownerThatGaveWayToNobodyBeginsItsRowAnew()
+{
+    const DoubleBuffer buffer;
+    LeaseWords lease(buffer.management());
+    const auto owner = buffer.create();
+    QVERIFY(becomeOwner(*owner, buffer.management()));
+    const quint64 former = lease.word();
+    // Of somebody whose wait has run out since.
+    lease.words.wanted = LeaseWords::SomebodyWaits;
+    QVERIFY(lockOnce(*owner));
+    QVERIFY(!buffer.semaphores.isKept());
+
+    for (int i = 0; i < locksInARow; ++i) {
+        QVERIFY(lockOnce(*owner));
+        QVERIFY(lease.isNone());
+        QVERIFY(!buffer.semaphores.isKept());
     }
 
     QVERIFY(lockOnce(*owner));
