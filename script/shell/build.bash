@@ -11,7 +11,10 @@ fail()
 # Prints the comment at the top of the script as its help, without the line of the interpreter.
 print_help()
 {
-    sed -n '2,/^[^#]/{/^#/!q; s/^# \{0,1\}//p}' "$0"
+    local called=$0
+    # By a name relative to the folder that the script has left for the project's root.
+    [[ $called == /* ]] || called=$OLDPWD/$called
+    sed -n '2,/^[^#]/{/^#/!q; s/^# \{0,1\}//p}' "$called"
 }
 
 # build_preset PRESET [TARGET...]: configures and builds below build/PRESET.
