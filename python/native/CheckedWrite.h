@@ -11,6 +11,6 @@ enum class Limits { Checked, Ignored };
 // lock, and none looks at the memory.
 
 /// Of a value.
-LeafWrite checkedValue(const OpenRegion &region, int leaf, pybind11::handle value, Limits limits);
+LeafWrite checkedValue(const OpenRegion &region, int index, pybind11::handle value, Limits limits);
 /// Of an error state. A slot that cannot hold it would read back as a valid value.
-LeafWrite checkedState(const OpenRegion &region, int leaf, int state);
+LeafWrite checkedState(const OpenRegion &region, int index, int state);

@@ -51,7 +51,8 @@ Leaf describe(const QString &url, const ProcessDataValueSharedPointer &element)
 void collect(const BaseClassSharedPointer &node, const QString &prefix, QVector<Leaf> &leaves)
 {
     const auto &children = node->getChildMap();
-    for (const auto &key : ChildrenInOrder::keys(children)) {
+    const QStringList keys = ChildrenInOrder::keys(children);
+    for (const auto &key : keys) {
         const BaseClassSharedPointer child = children[key];
         if (!child) {
             continue;

@@ -3,6 +3,7 @@
 #include "native/PythonValue.h"
 
 #include <exception>
+#include <utility>
 
 #include <pybind11/pybind11.h>
 
@@ -33,7 +34,7 @@ void registerFailures()
 {
     pybind11::register_exception_translator([](std::exception_ptr thrown) {
         try {
-            std::rethrow_exception(thrown);
+            std::rethrow_exception(std::move(thrown));
         } catch (const Failure &failure) {
             const auto type =
                 pybind11::module_::import("tessel._errors").attr(exceptionName(failure.kind));

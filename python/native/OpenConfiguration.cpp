@@ -70,7 +70,8 @@ void collectUrls(const Base::BaseClassSharedPointer &node, const QString &url, Q
         return;
     }
     const auto &children = node->getChildMap();
-    for (const auto &key : ChildrenInOrder::keys(children)) {
+    const QStringList keys = ChildrenInOrder::keys(children);
+    for (const auto &key : keys) {
         if (children[key]) {
             collectUrls(children[key], joined(url, key), urls);
         }
@@ -132,7 +133,8 @@ void OpenConfiguration::listFiles(const QFileInfo &directory, const QString &url
                                   QStringList &entered)
 {
     entered.append(directory.canonicalFilePath());
-    for (const QFileInfo &entry : Access::generateDirectoryInfoList(QDir(directory.filePath()))) {
+    const QFileInfoList entries = Access::generateDirectoryInfoList(QDir(directory.filePath()));
+    for (const QFileInfo &entry : entries) {
         const QString entryUrl = joined(url, treeName(entry));
         if (entry.isDir()) {
             // The tree enters each directory once, and has no node for one without configurations.

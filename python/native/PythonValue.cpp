@@ -54,7 +54,8 @@ py::object pythonObject(const QVariant &value)
     }
     if (value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QStringList) {
         py::list items;
-        for (const auto &item : value.toList()) {
+        const QVariantList list = value.toList();
+        for (const auto &item : list) {
             items.append(pythonObject(item));
         }
         return std::move(items);
