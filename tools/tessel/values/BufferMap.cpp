@@ -37,6 +37,23 @@ struct BitOwners
             owners.fill(BufferMap::sm_none);
         }
     }
+
+    /// Gives the @p bits that nobody has to @p piece, and calls @p share with the owner of each of the others.
+    template <class Share>
+    void take(quint32 bits, int piece, const Share &share)
+    {
+        for (std::size_t bit = 0; bit < owners.size(); ++bit) {
+            if ((bits >> bit & 1U) == 0) {
+                continue;
+            }
+            int &owner = owners[bit];
+            if (owner != BufferMap::sm_none) {
+                share(owner);
+            } else {
+                owner = piece;
+            }
+        }
+    }
 };
 
 } // namespace
@@ -113,17 +130,7 @@ void BufferMap::findShared()
             continue;
         }
         bits.goTo(piece.begin);
-        for (std::size_t bit = 0; bit < bits.owners.size(); ++bit) {
-            if ((piece.bits >> bit & 1U) == 0) {
-                continue;
-            }
-            int &owner = bits.owners[bit];
-            if (owner != sm_none) {
-                share(owner, i);
-            } else {
-                owner = i;
-            }
-        }
+        bits.take(piece.bits, i, [&](int owner) { share(owner, i); });
     }
 }
 
