@@ -353,7 +353,7 @@ class Parts:
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="script/failing-calls", add_help=False)
+    parser = argparse.ArgumentParser(prog="script/checks/failures", add_help=False)
     parser.add_argument("--build", type=pathlib.Path, required=True)
     parser.add_argument("--scene", action="append", default=[])
     parser.add_argument("--call", action="append", default=[])
@@ -362,7 +362,7 @@ def main():
     names = [scene.name for scene in SCENES]
     for name in arguments.scene:
         if name not in names:
-            sys.exit(f"script/failing-calls: no scene '{name}'; there are: {', '.join(names)}")
+            sys.exit(f"script/checks/failures: no scene '{name}'; there are: {', '.join(names)}")
     begin = time.monotonic()
     for scene in SCENES:
         if not arguments.scene or scene.name in arguments.scene:
