@@ -1,7 +1,6 @@
-#include "Access/ReadPlant.h"
+#include "Access/StandingWriters.h"
 #include "support/SemaphoreCalls.h"
 #include "support/SemaphoreSet.h"
-#include "support/StoppedProcess.h"
 
 #include <memory>
 
@@ -12,22 +11,6 @@ namespace {
 /// Of every wait between processes.
 constexpr milliseconds usualBound{5000};
 constexpr milliseconds shortBound{20};
-
-/// Goes into the write lock with half a set, and leaves it when it is told to.
-ChildProcess::Body staysInside(const ReadPlant &plant)
-{
-    return [&plant](const ChildSide &parent) {
-        LogCapture log;
-        LiveRegion writer(plant, attach);
-        ProcessDataWriteGuard guard(writer.manager);
-        CHILD_VERIFY(guard.isLocked());
-        CHILD_VERIFY(writer.leaf(number)->setValueNoLock(valid(2)));
-        parent.say();
-        parent.waitForWord();
-        CHILD_VERIFY(guard.publish());
-        return 0;
-    };
-}
 
 /// Finishes a set that nobody publishes.
 int finishSet(const ReadPlant &plant)
@@ -56,13 +39,6 @@ ChildProcess::Body keepsReading(const ReadPlant &plant)
         CHILD_VERIFY(guard.unlock());
         return 0;
     };
-}
-
-int numberIn(LiveRegion &region)
-{
-    ProcessValue value(ProcessDataDefinitions::PROCESS_VALUE_ERROR_TYPE_TIMEOUT);
-    region.leaf(number)->getValue(value);
-    return value.getValue().toInt();
 }
 
 /// Who writes what is logged into process data.
