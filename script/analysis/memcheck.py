@@ -22,7 +22,8 @@ FOUND = 200
 LONGEST = 3600
 VALGRIND = ["valgrind", "--quiet", "--leak-check=full", "--show-leak-kinds=definite,indirect",
             "--errors-for-leak-kinds=definite,indirect", f"--error-exitcode={FOUND}", "--num-callers=30",
-            # A forked child ends where it stands, and takes to its end what only its parent can give back.
+            # A forked child is followed: what is wrong in it makes its exit code FOUND, which its test does not expect.
+            # It says nothing of its own, since most end by a signal or where they stand.
             "--child-silent-after-fork=yes", f"--suppressions={HERE / 'valgrind.supp'}"]
 
 
