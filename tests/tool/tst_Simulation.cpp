@@ -139,6 +139,18 @@ void tst_Simulation::rangeIsWhatTheDescriptionSays_data()
         whole(3));
     row("view beyond the type", "int8", 1, {{"viewStart", -1e30}, {"viewEnd", 1e30}}, whole(-128),
         whole(127));
+    row("view in fractions of a natural number", "uint16", 2,
+        {{"viewStart", 1.5}, {"viewEnd", 3.5}}, natural(2), natural(3));
+    row("view in texts", "int64", 8,
+        {{"viewStart", "-9007199254740993"}, {"viewEnd", "9007199254740993"}},
+        whole(-9007199254740993), whole(9007199254740993));
+    row("view in texts of fractions", "int32", 4, {{"viewStart", "1.5"}, {"viewEnd", "3.5"}},
+        whole(2), whole(3));
+    row("view in texts beyond the type", "int64", 8,
+        {{"viewStart", "0"}, {"viewEnd", "18446744073709551615"}}, whole(0),
+        whole(std::numeric_limits<qint64>::max()));
+    row("view in texts below zero", "uint8", 1, {{"viewStart", "-5"}, {"viewEnd", "20"}},
+        natural(0), natural(20));
     row("view beside the type", "int8", 1, {{"viewStart", 1000}, {"viewEnd", 2000}}, whole(0),
         whole(100));
     row("limit that the type cannot have", "uint8", 1, {{"minLimit", -5}}, natural(0),
