@@ -150,6 +150,12 @@ void tst_ToolWait::regionWithoutASetIsWaitedFor()
     QCOMPARE(result.error,
              QStringLiteral("tessel: %1: nothing was published in region '%2' within 0 s\n")
                  .arg(file, description.key()));
+    const ToolResult json = runTool(
+        {QStringLiteral("wait"), QStringLiteral("--timeout=0"), QStringLiteral("--json"), file});
+    QCOMPARE(json.output,
+             QStringLiteral("{\"key\": \"%1\", \"region\": \"silent\"}\n").arg(description.key()));
+    QCOMPARE(json.error, result.error);
+    QCOMPARE(json.exitCode, 6);
     ToolProcess wait({QStringLiteral("wait"), file});
     QVERIFY(region.publish(QStringLiteral("n/a"), validValue(1)));
     QCOMPARE(wait.finish().exitCode, 0);
