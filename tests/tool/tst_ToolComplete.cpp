@@ -208,6 +208,8 @@ void tst_ToolComplete::namesOfFilesFit_data()
     add("gen cpp ", "\t.process.json\n");
     add("gen cpp f -o ", "\t.hpp\n");
     add("record f -o ", "\t.rec\n");
+    add("replay ", "\t.rec\n");
+    add("export pl", "\t.rec\n");
     add("replay f --into ", "\t.process.json\n");
     add("trend f u --svg ", "\t.svg\n");
     add("export f ", "");
