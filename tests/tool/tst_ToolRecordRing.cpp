@@ -40,6 +40,8 @@ private Q_SLOTS:
     void gapComesWhileNothingIsPublished();
     void gapBehindTheLastSetIsToldOfItsRun();
     void eachTriggerBeginsARun();
+    void gapDoesNotGoWithAnInterval();
+    void stateGoesWithAnInterval();
     void wrongTriggers_data();
     void wrongTriggers();
 };
@@ -227,6 +229,35 @@ void tst_ToolRecordRing::eachTriggerBeginsARun()
     const QStringList runs = columnOf(recorded.path(), QStringLiteral("run"));
     QCOMPARE(runs.constFirst(), QStringLiteral("1"));
     QCOMPARE(runs.constLast(), QStringLiteral("2"));
+}
+
+/// Where sets are passed over nobody knows how long none came.
+void tst_ToolRecordRing::gapDoesNotGoWithAnInterval()
+{
+    const RecordedPlant recorded;
+
+    const ToolResult result = runTool(recorded.record(
+        on(QStringLiteral("gap > 500ms")) + QStringList(QStringLiteral("--interval=100ms"))));
+
+    QCOMPARE(result.error, QStringLiteral("tessel: record: --on 'gap > 500ms' does not go with "
+                                          "--interval; see 'tessel record --help'\n"));
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.exitCode, 2);
+    QVERIFY(!QFile::exists(recorded.path()));
+}
+
+void tst_ToolRecordRing::stateGoesWithAnInterval()
+{
+    const RecordedPlant recorded;
+
+    const ToolResult result = runTool(recorded.record(
+        on(QStringLiteral("state != valid: **"))
+        + QStringList{QStringLiteral("--interval=100ms"), QStringLiteral("--dry-run")}));
+
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.output, QStringLiteral("1 value of '%1', not recorded into %2\n")
+                                .arg(recorded.plant.key(), recorded.path()));
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolRecordRing::wrongTriggers_data()
