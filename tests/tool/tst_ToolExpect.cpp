@@ -1,6 +1,9 @@
+#include "Companion/PingPongBufferHandler.h"
 #include "ExpectedRegion.h"
+#include "ProcessData/Linux/SharedMemory.h"
 #include "support/SegmentFile.h"
 
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -39,7 +42,10 @@ private Q_SLOTS:
     void jsonIsPrintedWhereItHolds();
     void ageNeedsADoubleBuffer();
     void ageIsThatOfTheSet();
+    void ageFromTheFutureIsUnknown();
+    void unknownAnswerIsToldAsJson();
     void singleBufferIsReadAsWell();
+    void singleBufferHasNeitherGenerationNorAge();
     void descriptionMayBeLeftOut();
     void nothingIsWritten();
 };
@@ -245,6 +251,77 @@ void tst_ToolExpect::ageIsThatOfTheSet()
     const QRegularExpression shown(
         QStringLiteral("^FAILED    URL  VALUE  UNIT  STATE\nage > 1h  age +[0-9]+  ms\n$"));
     QVERIFY2(shown.match(result.output).hasMatch(), qPrintable(result.output));
+}
+
+/// The clock was set back since.
+void tst_ToolExpect::ageFromTheFutureIsUnknown()
+{
+    SharedMemory memory;
+    memory.setKey(m_description->key() + "SharedMemory");
+    QVERIFY(memory.attach(SharedMemory::ReadWrite));
+    constexpr qint64 perSecond = 1000000000;
+    static_cast<PingPongBufferHandler::ManagementBuffer *>(memory.data())->lastSwap =
+        (QDateTime::currentSecsSinceEpoch() + 86400) * perSecond;
+
+    for (const auto *const expression : {"age < 1h", "1h > age", "not age < 1h"}) {
+        const ToolResult result = expect(expression);
+        const ToolResult json = expect(expression, {"--json"});
+
+        const QString text = QString(expression);
+        QCOMPARE(result.output, QString("FAILED").leftJustified(text.size())
+                                    + "  URL  VALUE  UNIT  STATE\n" + text
+                                    + "  age         ms    unknown\n");
+        QCOMPARE(result.exitCode, 1);
+        const QJsonObject object = QJsonDocument::fromJson(json.output.toUtf8()).object();
+        QVERIFY(object.value("ageMilliseconds").isNull() && object.contains("ageMilliseconds"));
+        const QJsonObject condition = object.value("conditions").toArray().first().toObject();
+        QCOMPARE(condition.value("answer"), QJsonValue("unknown"));
+        QCOMPARE(condition.value("failed"), QJsonValue(true));
+        QCOMPARE(condition.value("leaves"), QJsonValue(QJsonArray()));
+    }
+    QCOMPARE(expect("age < 1h or count > 0").exitCode, 0);
+}
+
+void tst_ToolExpect::unknownAnswerIsToldAsJson()
+{
+    const ToolResult result = expect("broken > 1 or count < 1 or pump/on", {"--json"});
+    const ToolResult failed = expect("not broken > 1", {"--json"});
+
+    const QJsonArray conditions =
+        QJsonDocument::fromJson(result.output.toUtf8()).object().value("conditions").toArray();
+    QStringList answers;
+    for (const auto &condition : conditions) {
+        answers.append(condition.toObject().value("answer").toString());
+        QCOMPARE(condition.toObject().value("failed"), QJsonValue(false));
+    }
+    QCOMPARE(answers, (QStringList{"unknown", "no", "yes"}));
+    QCOMPARE(result.exitCode, 0);
+    const QJsonObject object = QJsonDocument::fromJson(failed.output.toUtf8()).object();
+    const QJsonObject condition = object.value("conditions").toArray().first().toObject();
+    QCOMPARE(object.value("met"), QJsonValue(false));
+    QCOMPARE(condition.value("answer"), QJsonValue("unknown"));
+    QCOMPARE(condition.value("failed"), QJsonValue(true));
+    const QJsonObject leaf = condition.value("leaves").toArray().first().toObject();
+    QCOMPARE(leaf.value("url"), QJsonValue("broken"));
+    QCOMPARE(leaf.value("stateName"), QJsonValue("sensor-breakage"));
+    QCOMPARE(failed.exitCode, 1);
+}
+
+void tst_ToolExpect::singleBufferHasNeitherGenerationNorAge()
+{
+    m_region.reset();
+    m_description->setRoot("doubleBuffer", false);
+    m_file = m_description->write();
+    m_region = std::make_unique<HeldRegion>(m_file);
+
+    const ToolResult result = expect("count is no-input", {"--json"});
+
+    const QJsonObject object = QJsonDocument::fromJson(result.output.toUtf8()).object();
+    QCOMPARE(object.value("met"), QJsonValue(true));
+    QVERIFY(object.value("generation").isNull() && object.contains("generation"));
+    QVERIFY(object.value("ageMilliseconds").isNull() && object.contains("ageMilliseconds"));
+    QCOMPARE(result.error, QString());
+    QCOMPARE(result.exitCode, 0);
 }
 
 void tst_ToolExpect::singleBufferIsReadAsWell()
