@@ -60,6 +60,7 @@ QString blanksFor(const QString &text, int cells)
 
 Characters charactersOfLocale()
 {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): glibc's is, while nobody sets the locale; Qt does once, at the start.
     return QLatin1String(nl_langinfo(CODESET)) == QLatin1String("UTF-8") ? Characters::Unicode
                                                                          : Characters::Ascii;
 }

@@ -7,6 +7,11 @@ namespace {
 /// Of leaves that all share one byte there are more pairs than anybody reads, or has memory for.
 constexpr int mostPairs = 1000;
 
+QString lineOfMore()
+{
+    return QStringLiteral("and more: only the first %1 pairs are named").arg(mostPairs);
+}
+
 } // namespace
 
 SlotRanges::SlotRanges(const QVector<Leaf> &leaves) : m_leaves(leaves)
@@ -30,8 +35,7 @@ QStringList SlotRanges::overlaps() const
                 continue;
             }
             if (found.size() == mostPairs) {
-                found.append(
-                    QStringLiteral("and more: only the first %1 pairs are named").arg(mostPairs));
+                found.append(lineOfMore());
                 return found;
             }
             found.append(QStringLiteral("%1 and %2 share byte %3")
