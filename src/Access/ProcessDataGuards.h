@@ -71,7 +71,7 @@ public:
 private:
     Q_DISABLE_COPY(ProcessDataWriteGuard)
 
-    void lock();
+    Q_DECL_HIDDEN void lock();
 
     ProcessDataManager &m_manager;
     bool m_isNested = false;
